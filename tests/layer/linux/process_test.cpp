@@ -1,0 +1,139 @@
+// What only the layer's processes have: programs of this machine, what a child finds open, what stays behind.
+#include "winapi/winapi.h"
+// The front door comes first, as in the product.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "tests/support/child_process.h"
+#include "winapi/linux/control.h"
+#include "winapi/linux/fault.h"
+#include "winapi/linux/handle.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using test::Child;
+using test::output_of;
+
+class LinuxProcessTest : public testing::Test {
+  protected:
+    LinuxProcessTest() {
+        fs::create_directories(folder_);
+        winapi::map_drive(u'C', folder_);
+    }
+    ~LinuxProcessTest() override {
+        fs::remove_all(folder_);
+        EXPECT_EQ(handles_, winapi::open_handles()) << winapi::describe_open_handles();
+    }
+
+    void add_program(const std::string& name, const std::string& text, bool executable = true) const {
+        fs::create_directories((folder_ / name).parent_path());
+        std::ofstream(folder_ / name) << text;
+        fs::permissions(folder_ / name, executable ? fs::perms::owner_all : fs::perms::owner_read);
+    }
+
+    fs::path folder_ = fs::temp_directory_path() / ("process_test_" + std::to_string(getpid()));
+    size_t handles_ = winapi::open_handles();
+};
+
+TEST_F(LinuxProcessTest, UnquotedNamesAreTriedBlankByBlank) {
+    const auto say = [](const std::string& what) { return "#!/bin/sh\nprintf '" + what + " %s' \"$*\"\n"; };
+    add_program("in a/b c/helper.exe", say("whole"));
+    EXPECT_EQ("whole x y", output_of(u"C:\\in a\\b c\\helper.exe x y"));
+    EXPECT_EQ("whole ", output_of(u"\"C:\\in a\\b c\\helper\""));
+    add_program("in a/b.exe", say("shorter"));
+    EXPECT_EQ("shorter c\\helper.exe", output_of(u"C:\\in a\\b c\\helper.exe"));
+    add_program("in", say("shortest"));
+    fs::remove_all(folder_ / "in");
+    fs::create_directory(folder_ / "in");  // a folder is no program
+    EXPECT_EQ("shorter c\\helper.exe", output_of(u"C:\\in a\\b c\\helper.exe"));
+}
+
+TEST_F(LinuxProcessTest, ProgramsThatCannotRunAreReported) {
+    add_program("plain.exe", "#!/bin/sh\n", false);
+    add_program("text.exe", "no program\n");
+    const int root = geteuid() == 0;
+    EXPECT_EQ("error 5", output_of(u"C:\\plain.exe")) << root;
+    EXPECT_EQ("error 193", output_of(u"C:\\text.exe"));
+    EXPECT_EQ("error 2", output_of(u"C:\\none.exe with arguments"));
+    EXPECT_EQ("error 123", output_of(u"C:\\what?.exe"));
+    winapi::fault::arm(3,
+                       winapi::fault::Mode::from_then_on);  // behind the two pipes; SetHandleInformation too
+    EXPECT_EQ("error 8", output_of(u"C:\\none.exe"));
+    winapi::fault::disarm();
+}
+
+TEST_F(LinuxProcessTest, WhatIsNotUsedIsRefused) {
+    std::u16string line = u"Z:\\bin\\true";
+    STARTUPINFOW startup{};
+    PROCESS_INFORMATION information{};
+    const auto start = [&](DWORD flags, LPCWSTR directory) {
+        return CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, flags, nullptr, directory,
+                              &startup, &information);
+    };
+    EXPECT_FALSE(start(0x10, nullptr));
+    EXPECT_EQ(ERROR_INVALID_PARAMETER, GetLastError());
+    EXPECT_FALSE(start(0, u"C:\\"));
+    startup.dwFlags = 0x4;
+    EXPECT_FALSE(start(0, nullptr));
+    EXPECT_EQ(ERROR_INVALID_PARAMETER, GetLastError());
+}
+
+TEST_F(LinuxProcessTest, OnlyInheritableHandlesReachTheChild) {
+    // Lists what is open behind the standard descriptors and the listing's own.
+    add_program("list.exe", "#!/bin/sh\nfor f in /proc/self/fd/*; do readlink $f; done\n");
+    const int stray = open("/etc/passwd", O_RDONLY);  // not even close-on-exec
+    WSADATA data{};
+    WSAStartup(0x0202, &data);
+    const SOCKET own = WSASocketW(AF_INET, SOCK_STREAM, 0, nullptr, 0, WSA_FLAG_NO_HANDLE_INHERIT);
+    EXPECT_EQ(std::string::npos, output_of(u"C:\\list.exe").find("socket:"));
+    EXPECT_EQ(std::string::npos, output_of(u"C:\\list.exe").find("passwd"));
+    SetHandleInformation(reinterpret_cast<HANDLE>(own), HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT);
+    EXPECT_NE(std::string::npos, output_of(u"C:\\list.exe").find("socket:"));
+    closesocket(own);
+    WSACleanup();
+    close(stray);
+}
+
+TEST_F(LinuxProcessTest, AChildDiesOfABrokenPipeAsUsual) {
+    add_program("signals.exe", "#!/bin/sh\nexec grep -E 'Sig(Ign|Blk)' /proc/self/status\n");
+    const auto before = signal(SIGPIPE, SIG_IGN);
+    const std::string status = output_of(u"C:\\signals.exe");
+    signal(SIGPIPE, before);
+    for (const char* field : {"SigIgn:", "SigBlk:"}) {
+        const size_t at = status.find(field);
+        ASSERT_NE(std::string::npos, at) << status;
+        EXPECT_EQ(0u, std::stoull(status.substr(at + 7), nullptr, 16) & (1u << (SIGPIPE - 1))) << status;
+    }
+}
+
+TEST_F(LinuxProcessTest, NoZombieStaysWhenTheHandleIsClosedFirst) {
+    Child child = test::start_child(test::child_command(u"copy 0"));
+    ASSERT_EQ(0u, child.error);
+    const fs::path process = "/proc/" + std::to_string(child.id);
+    EXPECT_TRUE(fs::exists(process));
+    test::close_child(child);  // its input ends with it
+    for (int i = 0; i < 2000 && fs::exists(process); ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    EXPECT_FALSE(fs::exists(process));
+}
+
+TEST_F(LinuxProcessTest, ManyStartAtOnce) {
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; ++i) {
+        threads.emplace_back([] {
+            for (int k = 0; k < 5; ++k) EXPECT_EQ("[a]", output_of(test::child_command(u"show a")));
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+}
+
+}  // namespace

@@ -1,0 +1,133 @@
+// What the product relies on in child processes and pipes.
+#include "winapi/winapi.h"
+// The front door comes first, as in the product.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "tests/support/child_process.h"
+
+namespace {
+
+using test::Child;
+using test::child_command;
+
+constexpr DWORD long_enough = 20000;  // for what comes at once unless it is broken
+
+DWORD exit_code(const Child& child) {
+    DWORD code = 0;
+    EXPECT_TRUE(GetExitCodeProcess(child.process, &code));
+    return code;
+}
+
+TEST(Process, TalksOverPipesAndReportsItsExitCode) {
+    Child child = test::start_child(child_command(W("copy 7")));
+    ASSERT_EQ(0u, child.error);
+    EXPECT_EQ(WAIT_TIMEOUT, WaitForSingleObject(child.process, 0));
+    EXPECT_EQ(DWORD{STILL_ACTIVE}, exit_code(child));
+    EXPECT_TRUE(test::write_text(child.input, "command"));
+    CloseHandle(child.input);
+    child.input = nullptr;
+    DWORD error = 0;
+    EXPECT_EQ("command", test::read_to_end(child.output, error));
+    EXPECT_EQ(DWORD{ERROR_BROKEN_PIPE}, error);
+    EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(child.process, long_enough));
+    EXPECT_EQ(7u, exit_code(child));
+    test::close_child(child);
+}
+
+TEST(Process, ChildrenDoNotKeepEachOthersPipesOpen) {
+    Child first = test::start_child(child_command(W("copy 1")));
+    Child second = test::start_child(child_command(W("copy 2")));
+    for (Child* child : {&first, &second}) {
+        ASSERT_EQ(0u, child->error);
+        CloseHandle(child->input);
+        child->input = nullptr;
+        // It sees the end of its input only when nobody else holds the other end.
+        EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(child->process, long_enough));
+    }
+    test::close_child(first);
+    test::close_child(second);
+}
+
+TEST(Process, ArgumentsReachTheProgramWhole) {
+    const struct {
+        LPCWSTR arguments;
+        const char* expected;
+    } cases[] = {
+        {W("show"), ""},
+        {W("show a  b\tc "), "[a][b][c]"},
+        {W("show \"a b\" c\"d e\"f \"\""), "[a b][cd ef][]"},
+        {W("show C:\\x\\y\\ \"C:\\a b\\\\\" z"), "[C:\\x\\y\\][C:\\a b\\][z]"},
+        {W("show \\\"q\\\" \"a\\\\\\\"b\""), "[\"q\"][a\\\"b]"},
+    };
+    for (const auto& c : cases) EXPECT_EQ(c.expected, test::output_of(child_command(c.arguments)));
+}
+
+TEST(Process, AMissingProgramIsReportedToTheCaller) {
+    test::WideString missing = child_command(W(""));
+    missing.insert(missing.find(W('"'), 1), W("_missing"));
+    EXPECT_EQ("error 2", test::output_of(missing));
+}
+
+TEST(Process, HandlesOfOtherKindsAreRefused) {
+    DWORD code = 0;
+    EXPECT_FALSE(GetExitCodeProcess(nullptr, &code));
+    EXPECT_EQ(DWORD{ERROR_INVALID_HANDLE}, GetLastError());
+    EXPECT_EQ(WAIT_FAILED, WaitForSingleObject(nullptr, 0));
+    EXPECT_EQ(DWORD{ERROR_INVALID_HANDLE}, GetLastError());
+    EXPECT_FALSE(SetHandleInformation(nullptr, HANDLE_FLAG_INHERIT, 0));
+}
+
+TEST(Pipe, WritingFailsWhenTheReaderHasGone) {
+    HANDLE read_end = nullptr;
+    HANDLE write_end = nullptr;
+    ASSERT_TRUE(CreatePipe(&read_end, &write_end, nullptr, 0));
+    EXPECT_TRUE(test::write_text(write_end, "kept"));
+    CloseHandle(read_end);
+    EXPECT_FALSE(test::write_text(write_end, "lost"));
+    EXPECT_EQ(DWORD{ERROR_NO_DATA}, GetLastError());
+    CloseHandle(write_end);
+}
+
+// A conversation may rely on the size it asked for: nobody reads while it writes.
+TEST(Pipe, TakesAsMuchAsWasAskedFor) {
+    HANDLE read_end = nullptr;
+    HANDLE write_end = nullptr;
+    const std::string large(256 * 1024, 'x');
+    ASSERT_TRUE(CreatePipe(&read_end, &write_end, nullptr, static_cast<DWORD>(large.size())));
+    EXPECT_TRUE(test::write_text(write_end, large));
+    CloseHandle(write_end);
+    DWORD error = 0;
+    EXPECT_TRUE(test::read_to_end(read_end, error) == large);
+    EXPECT_EQ(DWORD{ERROR_BROKEN_PIPE}, error);
+    CloseHandle(read_end);
+}
+
+TEST(Names, AskForTheSizeTheyNeed) {
+    const struct {
+        BOOL (*function)(LPWSTR buffer, DWORD* size);
+        DWORD error;
+        DWORD terminator_counted;
+    } cases[] = {
+        {[](LPWSTR buffer, DWORD* size) -> BOOL { return GetComputerNameW(buffer, size); },
+         ERROR_BUFFER_OVERFLOW, 0},
+        {[](LPWSTR buffer, DWORD* size) -> BOOL { return GetUserNameW(buffer, size); },
+         ERROR_INSUFFICIENT_BUFFER, 1},
+    };
+    for (const auto& c : cases) {
+        WCHAR name[300] = {};
+        DWORD needed = 1;
+        EXPECT_FALSE(c.function(name, &needed));
+        EXPECT_EQ(c.error, GetLastError());
+        DWORD size = needed;
+        EXPECT_TRUE(c.function(name, &size));
+        EXPECT_EQ(lstrlenW(name), static_cast<int>(size - c.terminator_counted));
+        EXPECT_GT(size, c.terminator_counted);
+        EXPECT_GE(needed, size);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,166 @@
+// What the product and the spooler's callbacks rely on in the registry.
+#include "winapi/winapi.h"
+// The front door comes first, as in the product.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+using WideString = std::basic_string<WCHAR>;
+
+constexpr LPCWSTR root_path = W("SOFTWARE\\tsprintportmon layer test");
+constexpr LSTATUS success = ERROR_SUCCESS;
+
+class RegistryTest : public testing::Test {
+  protected:
+    RegistryTest() {
+        remove_all();
+        EXPECT_EQ(success, create(HKEY_LOCAL_MACHINE, root_path, KEY_ALL_ACCESS, &root_));
+    }
+    ~RegistryTest() override {
+        RegCloseKey(root_);
+        remove_all();
+    }
+
+    static LSTATUS create(HKEY key, LPCWSTR path, REGSAM access, HKEY* result, DWORD* disposition = nullptr) {
+        return RegCreateKeyExW(key, path, 0, nullptr, REG_OPTION_NON_VOLATILE, access, nullptr, result,
+                               disposition);
+    }
+
+    // Creates a key below the test's and closes it.
+    LSTATUS add(LPCWSTR path, DWORD* disposition = nullptr) {
+        HKEY key = nullptr;
+        const LSTATUS error = create(root_, path, KEY_READ, &key, disposition);
+        if (error == success) RegCloseKey(key);
+        return error;
+    }
+
+    HKEY open(LPCWSTR path, REGSAM access) {
+        HKEY key = nullptr;
+        EXPECT_EQ(success, RegOpenKeyExW(root_, path, 0, access, &key));
+        return key;
+    }
+
+    static LSTATUS set_text(HKEY key, LPCWSTR name, const WideString& text) {
+        const auto* const bytes = reinterpret_cast<const BYTE*>(text.c_str());
+        return RegSetValueExW(key, name, 0, REG_SZ, bytes,
+                              static_cast<DWORD>((text.size() + 1) * sizeof(WCHAR)));
+    }
+
+    static std::vector<WideString> subkeys(HKEY key) {
+        std::vector<WideString> names;
+        for (DWORD i = 0;; ++i) {
+            WCHAR name[256];
+            DWORD size = 256;
+            const LSTATUS error = RegEnumKeyExW(key, i, name, &size, nullptr, nullptr, nullptr, nullptr);
+            if (error != success) {
+                EXPECT_EQ(LSTATUS{ERROR_NO_MORE_ITEMS}, error);
+                return names;
+            }
+            names.emplace_back(name, size);
+        }
+    }
+
+    static void remove_tree(HKEY parent, LPCWSTR path) {
+        HKEY key = nullptr;
+        if (RegOpenKeyExW(parent, path, 0, KEY_ALL_ACCESS, &key) != success) return;
+        for (const WideString& name : subkeys(key)) remove_tree(key, name.c_str());
+        RegCloseKey(key);
+        RegDeleteKeyW(parent, path);
+    }
+    static void remove_all() { remove_tree(HKEY_LOCAL_MACHINE, root_path); }
+
+    HKEY root_ = nullptr;
+};
+
+TEST_F(RegistryTest, ValuesAskForTheSizeTheyNeed) {
+    ASSERT_EQ(success, set_text(root_, W("HostName"), W("printer")));
+    DWORD type = 0;
+    DWORD size = 0;
+    EXPECT_EQ(success, RegQueryValueExW(root_, W("hostNAME"), nullptr, &type, nullptr, &size));
+    EXPECT_EQ(DWORD{REG_SZ}, type);
+    EXPECT_EQ(16u, size);
+
+    WCHAR text[8] = {};
+    auto* const bytes = reinterpret_cast<BYTE*>(text);
+    size = 15;
+    EXPECT_EQ(LSTATUS{ERROR_MORE_DATA}, RegQueryValueExW(root_, W("HostName"), nullptr, &type, bytes, &size));
+    EXPECT_EQ(16u, size);
+    EXPECT_EQ(success, RegQueryValueExW(root_, W("HostName"), nullptr, nullptr, bytes, &size));
+    EXPECT_EQ(W("printer"), WideString(text));
+    EXPECT_EQ(LSTATUS{ERROR_FILE_NOT_FOUND},
+              RegQueryValueExW(root_, W("Host"), nullptr, &type, bytes, &size));
+
+    const DWORD number = 9100;
+    const auto* const number_bytes = reinterpret_cast<const BYTE*>(&number);
+    EXPECT_EQ(success, RegSetValueExW(root_, W("HOSTNAME"), 0, REG_DWORD, number_bytes, sizeof number));
+    EXPECT_EQ(success, RegQueryValueExW(root_, W("HostName"), nullptr, &type, bytes, &size));
+    EXPECT_EQ(DWORD{REG_DWORD}, type);
+    EXPECT_EQ(DWORD{sizeof number}, size);
+    EXPECT_EQ(success, RegDeleteValueW(root_, W("hostname")));
+    EXPECT_EQ(LSTATUS{ERROR_FILE_NOT_FOUND}, RegDeleteValueW(root_, W("hostname")));
+}
+
+TEST_F(RegistryTest, RightsAskedForAtOpeningCount) {
+    const HKEY reader = open(W(""), KEY_READ);
+    const HKEY writer = open(W(""), KEY_SET_VALUE);
+    DWORD size = 0;
+    WCHAR name[8];
+    DWORD name_size = 8;
+    const LSTATUS denied = ERROR_ACCESS_DENIED;
+    EXPECT_EQ(denied, set_text(reader, W("a"), W("b")));
+    EXPECT_EQ(denied, RegDeleteValueW(reader, W("a")));
+    EXPECT_EQ(success, set_text(writer, W("a"), W("b")));
+    EXPECT_EQ(denied, RegQueryValueExW(writer, W("a"), nullptr, nullptr, nullptr, &size));
+    EXPECT_EQ(denied, RegEnumKeyExW(writer, 0, name, &name_size, nullptr, nullptr, nullptr, nullptr));
+    // Creating and deleting keys go by the rights on the key itself, whatever the handle was opened with.
+    HKEY child = nullptr;
+    EXPECT_EQ(success, create(writer, W("child"), KEY_SET_VALUE, &child));
+    EXPECT_EQ(success, RegCloseKey(child));
+    EXPECT_EQ(success, RegDeleteKeyW(writer, W("child")));
+    RegCloseKey(reader);
+    RegCloseKey(writer);
+}
+
+TEST_F(RegistryTest, KeysAreCreatedOnceWithAllTheirParents) {
+    DWORD disposition = 0;
+    EXPECT_EQ(success, add(W("Ports\\Office 1"), &disposition));
+    EXPECT_EQ(DWORD{REG_CREATED_NEW_KEY}, disposition);
+    EXPECT_EQ(success, add(W("ports\\OFFICE 1"), &disposition));
+    EXPECT_EQ(DWORD{REG_OPENED_EXISTING_KEY}, disposition);
+    HKEY key = nullptr;
+    EXPECT_EQ(LSTATUS{ERROR_FILE_NOT_FOUND}, RegOpenKeyExW(root_, W("Ports\\Office 2"), 0, KEY_READ, &key));
+    EXPECT_EQ(success, add(WideString(255, W('n')).c_str()));
+}
+
+TEST_F(RegistryTest, SubkeysComeInTheOrderOfTheirNames) {
+    for (LPCWSTR name : {W("lpt 2"), W("COM"), W("LPT 10"), W("ba"), W("\u00e4"), W("Z")}) add(name);
+    EXPECT_EQ((std::vector<WideString>{W("ba"), W("COM"), W("LPT 10"), W("lpt 2"), W("Z"), W("\u00e4")}),
+              subkeys(root_));
+
+    WCHAR name[256];
+    DWORD size = 6;
+    EXPECT_EQ(LSTATUS{ERROR_MORE_DATA},
+              RegEnumKeyExW(root_, 2, name, &size, nullptr, nullptr, nullptr, nullptr));
+    size = 7;
+    EXPECT_EQ(success, RegEnumKeyExW(root_, 2, name, &size, nullptr, nullptr, nullptr, nullptr));
+    EXPECT_EQ(6u, size);
+}
+
+TEST_F(RegistryTest, OnlyKeysWithoutSubkeysAreDeleted) {
+    ASSERT_EQ(success, add(W("Ports\\One")));
+    EXPECT_EQ(LSTATUS{ERROR_ACCESS_DENIED}, RegDeleteKeyW(root_, W("Ports")));
+    EXPECT_EQ(LSTATUS{ERROR_FILE_NOT_FOUND}, RegDeleteKeyW(root_, W("Ports\\Two")));
+    const HKEY one = open(W("Ports\\One"), KEY_ALL_ACCESS);
+    EXPECT_EQ(success, RegDeleteKeyW(root_, W("Ports\\one")));
+    EXPECT_EQ(success, RegDeleteKeyW(root_, W("Ports")));
+    HKEY below = nullptr;
+    EXPECT_EQ(LSTATUS{ERROR_KEY_DELETED}, set_text(one, W("a"), W("b")));
+    EXPECT_EQ(LSTATUS{ERROR_KEY_DELETED}, create(one, W("again"), KEY_READ, &below));
+    EXPECT_EQ(success, RegCloseKey(one));
+    EXPECT_EQ(LSTATUS{ERROR_INVALID_HANDLE}, RegCloseKey(one));
+}
+
+}  // namespace

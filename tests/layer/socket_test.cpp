@@ -1,0 +1,199 @@
+// What the product relies on in Windows Sockets.
+#include "winapi/winapi.h"
+// The front door comes first, as in the product.
+#include <gtest/gtest.h>
+
+#include <future>
+#include <string>
+
+#include "tests/support/listener.h"
+
+namespace {
+
+using WideString = std::basic_string<WCHAR>;
+
+WideString decimal(unsigned value) {
+    const std::string digits = std::to_string(value);
+    return {digits.begin(), digits.end()};
+}
+
+constexpr DWORD long_enough = 20000;  // for what comes at once unless it is broken
+
+class SocketTest : public testing::Test {
+  protected:
+    SocketTest() { EXPECT_EQ(0, WSAStartup(0x0202, &data_)); }
+    ~SocketTest() override {
+        if (socket_ != INVALID_SOCKET) closesocket(socket_);
+        WSACleanup();
+    }
+
+    // A new socket connected to the port of this machine: 0 or the error.
+    int connect_to(unsigned short port) {
+        ADDRINFOW hints{};
+        hints.ai_family = AF_UNSPEC;
+        hints.ai_socktype = SOCK_STREAM;
+        hints.ai_protocol = IPPROTO_TCP;
+        ADDRINFOW* found = nullptr;
+        const int error = GetAddrInfoW(W("127.0.0.1"), decimal(port).c_str(), &hints, &found);
+        if (error != 0) return error;
+        socket_ = WSASocketW(found->ai_family, found->ai_socktype, found->ai_protocol, nullptr, 0, 0);
+        const int result = connect(socket_, found->ai_addr, static_cast<int>(found->ai_addrlen));
+        FreeAddrInfoW(found);
+        return result == 0 ? 0 : WSAGetLastError();
+    }
+
+    test::Peer connected_peer() {
+        EXPECT_EQ(0, connect_to(listener_.port()));
+        return listener_.accept();
+    }
+
+    // Sends until the send fails, and returns its error.
+    int fill() {
+        const std::string block(65536, 'x');
+        for (int sent = 1; sent > 0; filled_ += sent > 0 ? static_cast<size_t>(sent) : 0) {
+            sent = send(socket_, block.data(), static_cast<int>(block.size()), 0);
+        }
+        return WSAGetLastError();
+    }
+
+    int wait_until_writable(long seconds) {
+        fd_set sockets;
+        FD_ZERO(&sockets);
+        FD_SET(socket_, &sockets);
+        timeval timeout{seconds, 0};
+        const int ready = select(0, nullptr, &sockets, nullptr, &timeout);
+        EXPECT_EQ(ready, static_cast<int>(sockets.fd_count));
+        return ready;
+    }
+
+    WSADATA data_{};
+    test::Listener listener_;
+    SOCKET socket_ = INVALID_SOCKET;
+    size_t filled_ = 0;
+};
+
+TEST_F(SocketTest, SendQueuesAllOfALargeBuffer) {
+    test::Peer peer = connected_peer();
+    std::string sent(8 << 20, 0);
+    for (size_t i = 0; i < sent.size(); ++i) sent[i] = static_cast<char>(i * 31 >> 8);
+    auto received = std::async(std::launch::async, [&] { return peer.read(sent.size()); });
+    EXPECT_EQ(static_cast<int>(sent.size()), send(socket_, sent.data(), static_cast<int>(sent.size()), 0));
+    EXPECT_TRUE(received.get() == sent);
+}
+
+TEST_F(SocketTest, ConnectIsRefusedWhereNobodyListens) {
+    unsigned short port = 0;
+    {
+        const test::Listener gone;
+        port = gone.port();
+    }
+    EXPECT_EQ(WSAECONNREFUSED, connect_to(port));
+}
+
+TEST_F(SocketTest, SendReportsWhyItCannot) {
+    socket_ = WSASocketW(AF_INET, SOCK_STREAM, IPPROTO_TCP, nullptr, 0, 0);
+    EXPECT_EQ(SOCKET_ERROR, shutdown(socket_, SD_SEND));
+    EXPECT_EQ(WSAENOTCONN, WSAGetLastError());
+    EXPECT_EQ(0, closesocket(socket_));
+
+    test::Peer stays = connected_peer();
+    EXPECT_EQ(0, shutdown(socket_, SD_SEND));
+    EXPECT_EQ(SOCKET_ERROR, send(socket_, "a", 1, 0));
+    EXPECT_EQ(WSAESHUTDOWN, WSAGetLastError());
+    EXPECT_EQ(0, closesocket(socket_));
+
+    connected_peer().reset();
+    const int error = fill();
+    EXPECT_TRUE(error == WSAECONNRESET || error == WSAECONNABORTED) << error;
+    fill();  // nor does a later one end the process
+}
+
+TEST_F(SocketTest, SelectWaitsForRoomInAFullConnection) {
+    test::Peer peer = connected_peer();
+    const WSAEVENT event = WSACreateEvent();
+    ASSERT_EQ(0, WSAEventSelect(socket_, event, FD_CLOSE));
+    EXPECT_EQ(1, wait_until_writable(0));
+    EXPECT_EQ(WSAEWOULDBLOCK, fill());
+    EXPECT_EQ(0, wait_until_writable(0));
+    peer.read(filled_);
+    EXPECT_EQ(1, wait_until_writable(20));
+    WSACloseEvent(event);
+}
+
+TEST_F(SocketTest, TheCloseEventIsSetWhenThePeerEnds) {
+    const struct {
+        const char* course;
+        void (*end)(test::Peer& peer);
+        DWORD timeout;
+        DWORD expected;
+    } cases[] = {
+        {"peer closes", [](test::Peer& peer) { peer.close(); }, long_enough, WSA_WAIT_EVENT_0},
+        {"peer resets", [](test::Peer& peer) { peer.reset(); }, long_enough, WSA_WAIT_EVENT_0},
+        {"peer stays", [](test::Peer&) {}, 30, WSA_WAIT_TIMEOUT},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.course);
+        test::Peer peer = connected_peer();
+        WSAEVENT event = WSACreateEvent();
+        EXPECT_EQ(WSA_WAIT_TIMEOUT, WSAWaitForMultipleEvents(1, &event, FALSE, 0, FALSE));
+        EXPECT_EQ(0, WSAEventSelect(socket_, event, FD_CLOSE));
+        EXPECT_EQ(0, shutdown(socket_, SD_SEND));
+        EXPECT_EQ("", peer.read(1));
+        c.end(peer);
+        EXPECT_EQ(c.expected, WSAWaitForMultipleEvents(1, &event, FALSE, c.timeout, FALSE));
+        EXPECT_TRUE(WSACloseEvent(event));
+        EXPECT_EQ(0, closesocket(socket_));
+        socket_ = INVALID_SOCKET;
+    }
+}
+
+TEST_F(SocketTest, NumericAddressesAndServices) {
+    const struct {
+        LPCWSTR node;
+        LPCWSTR service;
+        int family;
+        int expected_family;
+        unsigned port;
+    } cases[] = {
+        {W("192.0.2.7"), W("9100"), AF_UNSPEC, AF_INET, 9100},
+        {W("192.0.2.7"), W("65535"), AF_INET, AF_INET, 65535},
+        {W("2001:db8::7"), W("515"), AF_UNSPEC, AF_INET6, 515},
+    };
+    for (const auto& c : cases) {
+        ADDRINFOW hints{};
+        hints.ai_family = c.family;
+        hints.ai_socktype = SOCK_STREAM;
+        hints.ai_protocol = IPPROTO_TCP;
+        ADDRINFOW* found = nullptr;
+        ASSERT_EQ(0, GetAddrInfoW(c.node, c.service, &hints, &found));
+        EXPECT_EQ(c.expected_family, found->ai_family);
+        EXPECT_EQ(SOCK_STREAM, found->ai_socktype);
+        EXPECT_EQ(c.port, ntohs(reinterpret_cast<sockaddr_in*>(found->ai_addr)->sin_port));
+        EXPECT_EQ(nullptr, found->ai_next);
+        FreeAddrInfoW(found);
+    }
+}
+
+TEST_F(SocketTest, WhatIsNoSocketIsRefused) {
+    const SOCKET closed = WSASocketW(AF_INET, SOCK_STREAM, IPPROTO_TCP, nullptr, 0, 0);
+    EXPECT_EQ(0, closesocket(closed));
+    for (const SOCKET bad : {closed, INVALID_SOCKET}) {
+        EXPECT_EQ(SOCKET_ERROR, send(bad, "a", 1, 0));
+        EXPECT_EQ(WSAENOTSOCK, WSAGetLastError());
+        EXPECT_EQ(SOCKET_ERROR, closesocket(bad));
+        EXPECT_EQ(WSAENOTSOCK, WSAGetLastError());
+    }
+    const WSAEVENT none = WSA_INVALID_EVENT;
+    EXPECT_EQ(WSA_WAIT_FAILED, WSAWaitForMultipleEvents(1, &none, FALSE, 0, FALSE));
+}
+
+TEST_F(SocketTest, StartsAreCounted) {
+    WSADATA data{};
+    EXPECT_EQ(0, WSAStartup(0x0202, &data));
+    EXPECT_EQ(0x0202, data.wVersion);
+    EXPECT_EQ(0, WSACleanup());
+    const test::Peer peer = connected_peer();
+    EXPECT_EQ(1, send(socket_, "a", 1, 0));
+}
+
+}  // namespace

@@ -1,0 +1,32 @@
+// A child process with pipes at its standard input and output, for process tests.
+#pragma once
+
+#include <string>
+
+#include "winapi/winapi.h"
+
+namespace test {
+
+using WideString = std::basic_string<WCHAR>;
+
+struct Child {
+    HANDLE process = nullptr;
+    HANDLE thread = nullptr;
+    HANDLE input = nullptr;   // the write end of its standard input
+    HANDLE output = nullptr;  // the read end of its standard output
+    DWORD id = 0;
+    DWORD error = 0;  // why it was not started; everything else is null then
+};
+
+// The command line that starts tests/support/child with these arguments.
+WideString child_command(const WideString& arguments);
+Child start_child(WideString command);
+void close_child(Child& child);
+
+bool write_text(HANDLE file, const std::string& text);
+// Everything up to the end, and the last error there.
+std::string read_to_end(HANDLE file, DWORD& error);
+// All that a child without input writes, "error N" when it does not start.
+std::string output_of(const WideString& command);
+
+}  // namespace test

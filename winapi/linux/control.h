@@ -1,0 +1,46 @@
+// What a host of the layer, a tool or a test, can set up and look at. Never included by the product.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "winapi/linux/types.h"
+
+namespace winapi {
+
+// Makes "X:" name a folder of this machine. "Z:" is "/" from the start; "C:" is nothing until it is mapped.
+void map_drive(WCHAR letter, const std::string& folder);
+// The path of this machine that a Windows path names; empty when it names none.
+std::string native_path(LPCWSTR path);
+// A Windows path (below "Z:") for a path of this machine.
+std::u16string windows_path(const std::string& native);
+
+// Makes Sleep, GetTickCount and every time-out run this many times as fast as time does. 1 is the start value.
+void set_clock_speed(double factor);
+
+void set_computer_name(const std::u16string& name);
+void set_user_name(const std::u16string& name);
+// The numeric addresses a host name resolves to, in their order; none removes the name again.
+void set_host(const std::u16string& name, const std::vector<std::string>& addresses);
+// Whether a name that is not set is asked of this machine's resolver (yes from the start); numeric addresses and
+// "localhost" are always known.
+void allow_dns(bool allowed);
+// Receives what OutputDebugStringA is given, on the calling thread; null to drop it again.
+void set_debugger(void (*sink)(const char* text));
+
+// The registry as a text file of this machine, false when the file cannot be read or written.
+bool load_registry(const std::string& path);
+bool save_registry(const std::string& path);
+void clear_registry();
+
+// Handles, sockets, find handles and keys that are open now, and a line a handle for a report.
+size_t open_handles();
+std::string describe_open_handles();
+// Memory of GlobalAlloc that is not freed, and loads of libraries that are not freed again.
+size_t open_allocations();
+size_t open_libraries();
+// Uses of a handle that was not open (a double close, say), of a lock that was not held or still was.
+std::uint64_t misuses();
+
+}  // namespace winapi

@@ -1,0 +1,19 @@
+// What a library built here brings along in place of a resource section (see dll_entry.cpp).
+#pragma once
+
+#include "winapi/linux/types.h"
+
+namespace winapi {
+
+struct StringResource {
+    UINT id;
+    const WCHAR* text;
+};
+// Ends with a null text; generated from the library's resource script (cmake/StringTable.cmake).
+extern const StringResource string_resources[];
+
+// Ties a loaded library's string table to its instance handle, and back.
+void register_module(HINSTANCE instance, const StringResource* strings);
+void unregister_module(HINSTANCE instance);
+
+}  // namespace winapi

@@ -1,0 +1,90 @@
+#include "winapi/linux/fault.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <mutex>
+
+namespace winapi::fault {
+namespace {
+
+struct State {
+    std::mutex mutex;
+    std::vector<const Point*> points;
+    std::atomic<bool> armed{false};
+    std::uint64_t call = 0;
+    Mode mode = Mode::once;
+    std::uint64_t counted = 0;
+    const Point* failed = nullptr;
+};
+
+State& state() {
+    static State* const instance = new State;  // outlives every static of the process
+    return *instance;
+}
+
+thread_local bool shorten_next = false;
+
+}  // namespace
+
+Point::Point(const char* function) : function_(function) {
+    const std::lock_guard lock(state().mutex);
+    state().points.push_back(this);
+}
+
+bool Point::fails() {
+    State& s = state();
+    if (!s.armed.load(std::memory_order_relaxed)) return false;
+    const std::lock_guard lock(s.mutex);
+    ++calls_;
+    ++s.counted;
+    shorten_next = false;
+    if (s.call == 0 || s.counted < s.call) return false;
+    if (s.counted > s.call && s.mode != Mode::from_then_on) return false;
+    if (s.failed == nullptr) s.failed = this;
+    if (s.mode == Mode::short_count) {
+        shorten_next = true;
+        return false;
+    }
+    return true;
+}
+
+unsigned Point::shortened(unsigned size) const {
+    if (!shorten_next) return size;
+    shorten_next = false;
+    return size > 1 ? size / 2 : size;
+}
+
+void arm(std::uint64_t call, Mode mode) {
+    State& s = state();
+    const std::lock_guard lock(s.mutex);
+    s.call = call;
+    s.mode = mode;
+    s.counted = 0;
+    s.failed = nullptr;
+    s.armed = true;
+}
+
+std::uint64_t disarm() {
+    State& s = state();
+    const std::lock_guard lock(s.mutex);
+    s.armed = false;
+    return s.counted;
+}
+
+std::string failed_function() {
+    State& s = state();
+    const std::lock_guard lock(s.mutex);
+    return s.failed == nullptr ? std::string() : std::string(s.failed->function());
+}
+
+std::vector<const Point*> points() {
+    State& s = state();
+    const std::lock_guard lock(s.mutex);
+    std::vector<const Point*> sorted = s.points;
+    std::sort(sorted.begin(), sorted.end(),
+              [](const Point* a, const Point* b) { return std::strcmp(a->function(), b->function()) < 0; });
+    return sorted;
+}
+
+}  // namespace winapi::fault

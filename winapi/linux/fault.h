@@ -1,0 +1,48 @@
+// Fault points. Every function of the layer that can fail on Windows begins with one, so that a test can make the
+// k-th call of a run fail with an error that function really gives.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace winapi::fault {
+
+// One a function, with static storage duration: the list of all points is complete once the program has loaded.
+class Point {
+  public:
+    explicit Point(const char* function);
+    Point(const Point&) = delete;
+    Point& operator=(const Point&) = delete;
+
+    // Counts the call; true when this one has to fail.
+    bool fails();
+    // For transfers of `size` bytes: the bytes to really transfer, less than `size` when this call has to fall short.
+    // Counts nothing; call it after fails().
+    unsigned shortened(unsigned size) const;
+
+    const char* function() const { return function_; }
+    std::uint64_t calls() const { return calls_; }
+
+  private:
+    const char* function_;
+    std::uint64_t calls_ = 0;
+};
+
+enum class Mode {
+    once,          // the k-th call fails
+    from_then_on,  // the k-th call and all later ones fail
+    short_count,   // the k-th call is done in part, where the function transfers bytes
+};
+
+// Starts counting calls from 1 anew and lets the `call`-th fail as `mode` says; 0 only counts.
+void arm(std::uint64_t call, Mode mode);
+// Ends it; returns the number of calls counted.
+std::uint64_t disarm();
+// The function whose call was made to fail since arm(); empty when none was.
+std::string failed_function();
+
+// All points of the layer, in the order of their names.
+std::vector<const Point*> points();
+
+}  // namespace winapi::fault

@@ -1,0 +1,67 @@
+// The registry's keys and values.
+#include "winapi/linux/registry_tree.h"
+
+#include <clocale>
+#include <cwctype>
+
+#include "winapi/linux/control.h"
+#include "winapi/linux/time.h"
+
+namespace winapi::registry {
+namespace {
+
+WCHAR upper(WCHAR c) {
+    static const locale_t unicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+    const auto wide = static_cast<wint_t>(c);
+    const wint_t result = unicode != nullptr ? towupper_l(wide, unicode) : towupper(wide);
+    return result <= 0xFFFF ? static_cast<WCHAR>(result) : c;
+}
+
+void mark_deleted(Key& key) {
+    key.deleted = true;
+    for (const auto& [name, subkey] : key.subkeys) mark_deleted(*subkey);
+}
+
+}  // namespace
+
+Tree& tree() {
+    static Tree* const instance = new Tree;  // outlives every static of the process
+    return *instance;
+}
+
+std::u16string fold(const std::u16string& name) {
+    std::u16string folded = name;
+    for (WCHAR& c : folded) c = upper(c);
+    return folded;
+}
+
+std::shared_ptr<Key> add_subkey(const std::shared_ptr<Key>& parent, const std::u16string& name) {
+    std::shared_ptr<Key>& place = parent->subkeys[fold(name)];
+    if (place == nullptr) {
+        place = std::make_shared<Key>();
+        place->name = name;
+        place->parent = parent;
+        GetSystemTimeAsFileTime(&place->last_write);
+        parent->last_write = place->last_write;
+    }
+    return place;
+}
+
+void set_value(Key& key, const std::u16string& name, DWORD type, std::vector<BYTE> data) {
+    Value& value = key.values.try_emplace(fold(name), Value{name, type, {}}).first->second;
+    value.type = type;
+    value.data = std::move(data);
+    GetSystemTimeAsFileTime(&key.last_write);
+}
+
+void replace_tree(std::shared_ptr<Key> root) {
+    const std::lock_guard lock(tree().mutex);
+    mark_deleted(*tree().root);
+    tree().root = std::move(root);
+}
+
+}  // namespace winapi::registry
+
+void winapi::clear_registry() {
+    registry::replace_tree(std::make_shared<registry::Key>());
+}

@@ -1,0 +1,50 @@
+// The layer's own: the registry's keys and values (registry_tree.cpp), for the registry functions and for the
+// text file they are kept in (registry_file.cpp).
+#pragma once
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "winapi/linux/types.h"
+
+namespace winapi::registry {
+
+constexpr size_t longest_key_name = 255;
+
+struct Value {
+    std::u16string name;  // as it was written first
+    DWORD type = 0;
+    std::vector<BYTE> data;
+};
+
+struct Key {
+    std::u16string name;
+    std::weak_ptr<Key> parent;
+    // Both by the folded name, which is the order of enumeration too.
+    std::map<std::u16string, std::shared_ptr<Key>> subkeys;
+    std::map<std::u16string, Value> values;
+    FILETIME last_write{};
+    bool deleted = false;  // while handles to it are still open
+};
+
+// The mutex guards the root and every key.
+struct Tree {
+    std::mutex mutex;
+    std::shared_ptr<Key> root = std::make_shared<Key>();
+};
+
+Tree& tree();
+
+// The form of a name in which letter case makes no difference.
+std::u16string fold(const std::u16string& name);
+
+// The caller holds the lock, or knows that nobody else has the key.
+std::shared_ptr<Key> add_subkey(const std::shared_ptr<Key>& parent, const std::u16string& name);
+void set_value(Key& key, const std::u16string& name, DWORD type, std::vector<BYTE> data);
+// Takes the place of all that there is; the keys that are open now count as deleted.
+void replace_tree(std::shared_ptr<Key> root);
+
+}  // namespace winapi::registry

@@ -1,0 +1,531 @@
+// Windows Sockets over this machine's TCP sockets.
+#include "winapi/linux/socket.h"
+
+#include <fcntl.h>
+#include <netdb.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <limits>
+#include <map>
+#include <mutex>
+#include <new>
+
+#include "winapi/linux/control.h"
+#include "winapi/linux/error.h"
+#include "winapi/linux/fault.h"
+#include "winapi/linux/wait.h"
+
+namespace {
+
+using winapi::fault::Point;
+
+Point startup_point("WSAStartup");
+Point cleanup_point("WSACleanup");
+Point lookup_point("GetAddrInfoW");
+Point socket_point("WSASocketW");
+Point connect_point("connect");
+Point send_point("send");
+Point select_point("select");
+Point shutdown_point("shutdown");
+Point closesocket_point("closesocket");
+Point create_event_point("WSACreateEvent");
+Point close_event_point("WSACloseEvent");
+Point event_select_point("WSAEventSelect");
+Point wait_point("WSAWaitForMultipleEvents");
+
+std::atomic<int> starts{0};
+
+struct Socket final : winapi::Object {
+    explicit Socket(int descriptor) : fd(descriptor) {}
+    // What a close of Linux reports (EINTR, say) has no counterpart: the descriptor is gone in any case.
+    DWORD close() override {
+        ::close(fd);
+        return 0;
+    }
+    const char* kind() const override { return "socket"; }
+    int descriptor() const override { return fd; }
+
+    const int fd;
+    std::atomic<bool> connected{false};
+    std::atomic<bool> sending_ended{false};
+};
+
+// Set once and for all, as far as the product can tell: nothing resets an event.
+struct Event final : winapi::Object {
+    const char* kind() const override { return "event"; }
+
+    std::mutex mutex;
+    std::weak_ptr<Socket> watched;
+    std::atomic<bool> set{false};
+};
+
+int socket_error(int code) {
+    SetLastError(static_cast<DWORD>(code));
+    return SOCKET_ERROR;
+}
+
+DWORD wait_failed(DWORD code) {
+    SetLastError(code);
+    return WSA_WAIT_FAILED;
+}
+
+HANDLE handle_of(SOCKET socket) {
+    return reinterpret_cast<HANDLE>(socket);  // NOLINT(performance-no-int-to-ptr)
+}
+
+// Null, and the last error set, when there is no such socket.
+std::shared_ptr<Socket> socket_of(SOCKET socket) {
+    if (starts == 0) {
+        SetLastError(WSANOTINITIALISED);
+        return nullptr;
+    }
+    auto found = winapi::find_handle_as<Socket>(handle_of(socket));
+    if (found == nullptr) SetLastError(WSAENOTSOCK);
+    return found;
+}
+
+}  // namespace
+
+int WSAStartup(WORD version, WSADATA* data) {
+    if (startup_point.fails()) return WSASYSNOTREADY;
+    if (data == nullptr) return WSAEFAULT;
+    constexpr WORD highest = 0x0202;
+    const bool known = (version & 0xFF) >= 1;
+    *data = WSADATA{};
+    data->wVersion = (version & 0xFF) < 2 ? version : highest;
+    data->wHighVersion = highest;
+    if (!known) return WSAVERNOTSUPPORTED;
+    ++starts;
+    return 0;
+}
+
+int WSACleanup() {
+    int count = starts;
+    while (count > 0 && !starts.compare_exchange_weak(count, count - 1)) {
+    }
+    if (cleanup_point.fails()) return socket_error(WSAENETDOWN);
+    return count > 0 ? 0 : socket_error(WSANOTINITIALISED);
+}
+
+int WSAGetLastError() {
+    return static_cast<int>(GetLastError());
+}
+
+// --- name lookup
+// ------------------------------------------------------------------------------------------------
+
+namespace {
+
+struct Hosts {
+    std::mutex mutex;
+    std::map<std::string, std::vector<std::string>> addresses;  // by the name in lower case
+    bool dns = true;
+};
+
+Hosts& hosts() {
+    static Hosts* const instance = new Hosts;  // outlives every static of the process
+    return *instance;
+}
+
+std::string lower(std::string name) {
+    std::transform(name.begin(), name.end(), name.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+    return name;
+}
+
+// The first member is what the caller sees.
+struct AddressRecord {
+    ADDRINFOW info;
+    sockaddr_storage address;
+};
+
+struct Query {
+    int family;
+    int type;
+    int protocol;
+    WORD port;
+};
+
+int wsa_error_from_lookup(int error) {
+    switch (error) {
+        case EAI_AGAIN:
+            return WSATRY_AGAIN;
+        case EAI_FAIL:
+            return WSANO_RECOVERY;
+        case EAI_FAMILY:
+            return WSAEAFNOSUPPORT;
+        case EAI_MEMORY:
+            return ERROR_NOT_ENOUGH_MEMORY;
+        case EAI_SYSTEM:
+            return winapi::wsa_error_from_errno(errno);
+        default:
+            return WSAHOST_NOT_FOUND;
+    }
+}
+
+bool parse_port(LPCWSTR service, WORD& port) {
+    unsigned value = 0;
+    for (const WCHAR* c = service; c != nullptr && *c != 0; ++c) {
+        if (*c < u'0' || *c > u'9') return false;
+        value = value * 10 + (*c - u'0');
+        if (value > 0xFFFF) return false;
+    }
+    port = static_cast<WORD>(value);
+    return true;
+}
+
+bool parse_query(LPCWSTR service, const ADDRINFOW* hints, Query& query, int& error) {
+    query = Query{AF_UNSPEC, 0, 0, 0};
+    if (hints != nullptr) {
+        query.family = hints->ai_family;
+        query.type = hints->ai_socktype;
+        query.protocol = hints->ai_protocol;
+    }
+    const bool tcp = (query.type == 0 || query.type == SOCK_STREAM) &&
+                     (query.protocol == 0 || query.protocol == IPPROTO_TCP);
+    error = WSAEINVAL;
+    if (!tcp || (hints != nullptr && hints->ai_flags != 0)) return false;
+    error = WSATYPE_NOT_FOUND;
+    return parse_port(service, query.port);
+}
+
+ADDRINFOW* new_record(const addrinfo& found, const Query& query) {
+    auto* const record = new (std::nothrow) AddressRecord{};
+    if (record == nullptr) return nullptr;
+    std::memcpy(&record->address, found.ai_addr, found.ai_addrlen);
+    // The port stands at the same place in addresses of both families.
+    reinterpret_cast<sockaddr_in*>(&record->address)->sin_port = htons(query.port);
+    record->info.ai_family = found.ai_family;
+    record->info.ai_socktype = query.type;
+    record->info.ai_protocol = query.protocol;
+    record->info.ai_addrlen = found.ai_addrlen;
+    record->info.ai_addr = reinterpret_cast<sockaddr*>(&record->address);
+    return &record->info;
+}
+
+// Appends what getaddrinfo finds for the name; 0 or a code of Winsock's.
+int append_addresses(const char* name, int flags, const Query& query, ADDRINFOW**& tail) {
+    addrinfo hints{};
+    hints.ai_family = query.family;
+    hints.ai_socktype = SOCK_STREAM;  // one record an address
+    hints.ai_flags = flags | AI_NUMERICSERV;
+    addrinfo* found = nullptr;
+    const int error = getaddrinfo(name, "0", &hints, &found);
+    if (error != 0) return wsa_error_from_lookup(error);
+    int result = 0;
+    for (const addrinfo* one = found; one != nullptr && result == 0; one = one->ai_next) {
+        *tail = new_record(*one, query);
+        if (*tail != nullptr) {
+            tail = &(*tail)->ai_next;
+        } else {
+            result = ERROR_NOT_ENOUGH_MEMORY;
+        }
+    }
+    freeaddrinfo(found);
+    return result;
+}
+
+int append_set_host(const std::vector<std::string>& addresses, const Query& query, ADDRINFOW**& tail) {
+    int result = WSAHOST_NOT_FOUND;
+    for (const std::string& address : addresses) {
+        const int error = append_addresses(address.c_str(), AI_NUMERICHOST, query, tail);
+        // An address of the family that is not asked for is passed over.
+        if (error == 0) result = 0;
+        if (error == ERROR_NOT_ENOUGH_MEMORY) return error;
+    }
+    return result;
+}
+
+int append_host(const std::string& name, const Query& query, ADDRINFOW**& tail) {
+    std::vector<std::string> addresses;
+    bool dns = true;
+    {
+        const std::lock_guard lock(hosts().mutex);
+        const auto set = hosts().addresses.find(lower(name));
+        if (set != hosts().addresses.end()) addresses = set->second;
+        dns = hosts().dns;
+    }
+    if (!addresses.empty()) return append_set_host(addresses, query, tail);
+    // The empty name means this machine.
+    const char* const asked = name.empty() ? "localhost" : name.c_str();
+    const bool local = lower(asked) == "localhost";
+    const int error = append_addresses(asked, AI_NUMERICHOST, query, tail);
+    if (error == 0 || !(dns || local)) return error;
+    return append_addresses(asked, 0, query, tail);
+}
+
+}  // namespace
+
+namespace winapi {
+
+void set_host(const std::u16string& name, const std::vector<std::string>& addresses) {
+    const std::lock_guard lock(hosts().mutex);
+    hosts().addresses[lower(to_utf8(name.c_str()))] = addresses;
+}
+
+void allow_dns(bool allowed) {
+    const std::lock_guard lock(hosts().mutex);
+    hosts().dns = allowed;
+}
+
+}  // namespace winapi
+
+int GetAddrInfoW(LPCWSTR node, LPCWSTR service, const ADDRINFOW* hints, ADDRINFOW** result) {
+    int error = 0;
+    Query query{};
+    *result = nullptr;
+    ADDRINFOW** tail = result;
+    if (lookup_point.fails()) {
+        error = WSATRY_AGAIN;
+    } else if (starts == 0) {
+        error = WSANOTINITIALISED;
+    } else if (node == nullptr && service == nullptr) {
+        error = WSAHOST_NOT_FOUND;
+    } else if (parse_query(service, hints, query, error)) {
+        error = node == nullptr ? append_addresses(nullptr, 0, query, tail)
+                                : append_host(winapi::to_utf8(node), query, tail);
+    }
+    if (error == 0) return 0;
+    FreeAddrInfoW(*result);
+    *result = nullptr;
+    SetLastError(static_cast<DWORD>(error));
+    return error;
+}
+
+void FreeAddrInfoW(ADDRINFOW* list) {
+    while (list != nullptr) {
+        ADDRINFOW* const next = list->ai_next;
+        delete reinterpret_cast<AddressRecord*>(list);
+        list = next;
+    }
+}
+
+// --- connections
+// ------------------------------------------------------------------------------------------------
+
+namespace {
+
+int connect_descriptor(int fd, const sockaddr* address, int size) {
+    if (::connect(fd, address, static_cast<socklen_t>(size)) == 0) return 0;
+    if (errno != EINTR) return errno;
+    // The attempt goes on by itself; its outcome is the socket's pending error.
+    pollfd polled{fd, POLLOUT, 0};
+    if (winapi::poll_for(&polled, 1, -1) < 0) return errno;
+    int error = 0;
+    socklen_t error_size = sizeof error;
+    return getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &error_size) == 0 ? error : errno;
+}
+
+// Linux says EPIPE for three things that Windows tells apart.
+int wsa_error_from_send(const Socket& socket, int error) {
+    if (error != EPIPE) return winapi::wsa_error_from_errno(error);
+    if (!socket.connected) return WSAENOTCONN;
+    return socket.sending_ended ? WSAESHUTDOWN : WSAECONNRESET;
+}
+
+// The bytes queued: all of them unless the socket does not block; negative with the last error set.
+int send_all(const Socket& socket, const char* data, size_t size) {
+    size_t sent = 0;
+    do {
+        const void* const rest = data + sent;
+        const ssize_t count = ::send(socket.fd, rest, size - sent, MSG_NOSIGNAL);
+        if (count >= 0) {
+            sent += static_cast<size_t>(count);
+        } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
+            if (sent == 0) return socket_error(WSAEWOULDBLOCK);
+            break;
+        } else if (errno != EINTR) {
+            return socket_error(wsa_error_from_send(socket, errno));
+        }
+    } while (sent < size);
+    return static_cast<int>(sent);
+}
+
+}  // namespace
+
+SOCKET WSASocketW(int family, int type, int protocol, void* protocol_info, GROUP group, DWORD flags) {
+    int error = 0;
+    constexpr DWORD known_flags = WSA_FLAG_OVERLAPPED | WSA_FLAG_NO_HANDLE_INHERIT;
+    if (socket_point.fails()) {
+        error = WSAEMFILE;
+    } else if (starts == 0) {
+        error = WSANOTINITIALISED;
+    } else if (family != AF_INET && family != AF_INET6) {
+        error = WSAEAFNOSUPPORT;
+    } else if (type != SOCK_STREAM || (protocol != 0 && protocol != IPPROTO_TCP) ||
+               protocol_info != nullptr || group != 0 || (flags & ~known_flags) != 0) {
+        error = WSAEINVAL;
+    }
+    const int fd = error == 0 ? ::socket(family, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP) : -1;
+    if (fd < 0) {
+        socket_error(error != 0 ? error : winapi::wsa_error_from_errno(errno));
+        return INVALID_SOCKET;
+    }
+    auto made = std::make_shared<Socket>(fd);
+    made->inheritable = (flags & WSA_FLAG_NO_HANDLE_INHERIT) == 0;
+    return reinterpret_cast<SOCKET>(winapi::insert_handle(std::move(made)));
+}
+
+int connect(SOCKET socket, const struct sockaddr* address, int size) {
+    if (connect_point.fails()) return socket_error(WSAETIMEDOUT);
+    const auto found = socket_of(socket);
+    if (found == nullptr) return SOCKET_ERROR;
+    if (address == nullptr || size < static_cast<int>(sizeof(sockaddr_in))) return socket_error(WSAEFAULT);
+    const int error = connect_descriptor(found->fd, address, size);
+    if (error == 0 || error == EINPROGRESS) found->connected = true;
+    if (error == EINPROGRESS) return socket_error(WSAEWOULDBLOCK);
+    return error == 0 ? 0 : socket_error(winapi::wsa_error_from_errno(error));
+}
+
+int send(SOCKET socket, const char* data, int size, int flags) {
+    if (send_point.fails()) return socket_error(WSAECONNRESET);
+    const auto found = socket_of(socket);
+    if (found == nullptr) return SOCKET_ERROR;
+    if (size < 0 || (data == nullptr && size > 0)) return socket_error(WSAEFAULT);
+    if (flags != 0) return socket_error(WSAEINVAL);
+    return send_all(*found, data, send_point.shortened(static_cast<unsigned>(size)));
+}
+
+int shutdown(SOCKET socket, int how) {
+    if (shutdown_point.fails()) return socket_error(WSAENOTCONN);
+    const auto found = socket_of(socket);
+    if (found == nullptr) return SOCKET_ERROR;
+    if (how != SD_RECEIVE && how != SD_SEND && how != SD_BOTH) return socket_error(WSAEINVAL);
+    if (::shutdown(found->fd, how) != 0) return socket_error(winapi::wsa_error_from_errno(errno));
+    if (how != SD_RECEIVE) found->sending_ended = true;
+    return 0;
+}
+
+int closesocket(SOCKET socket) {
+    const bool injected = closesocket_point.fails();
+    if (winapi::find_handle_as<Socket>(handle_of(socket)) == nullptr) return socket_error(WSAENOTSOCK);
+    winapi::close_handle(handle_of(socket));
+    if (injected) return socket_error(WSAENETDOWN);
+    return starts > 0 ? 0 : socket_error(WSANOTINITIALISED);
+}
+
+// --- select
+// -----------------------------------------------------------------------------------------------------
+
+namespace {
+
+struct Polled {
+    std::vector<pollfd> descriptors;
+    std::vector<std::shared_ptr<Socket>> sockets;  // keeps them while they are polled
+};
+
+bool add_set(const fd_set* set, short events, Polled& polled) {
+    if (set == nullptr) return true;
+    if (set->fd_count > std::size(set->fd_array)) {
+        SetLastError(WSAEFAULT);
+        return false;
+    }
+    for (unsigned i = 0; i < set->fd_count; ++i) {
+        auto socket = socket_of(set->fd_array[i]);
+        if (socket == nullptr) return false;
+        polled.descriptors.push_back(pollfd{socket->fd, events, 0});
+        polled.sockets.push_back(std::move(socket));
+    }
+    return true;
+}
+
+// Leaves only the ready sockets in the set; `first` is the place of the set's first one.
+size_t keep_ready(fd_set* set, const Polled& polled, size_t first) {
+    if (set == nullptr) return first;
+    const unsigned count = set->fd_count;
+    set->fd_count = 0;
+    for (unsigned i = 0; i < count; ++i) {
+        if (polled.descriptors[first + i].revents != 0) set->fd_array[set->fd_count++] = set->fd_array[i];
+    }
+    return first + count;
+}
+
+std::int64_t select_timeout(const timeval* timeout) {
+    if (timeout == nullptr) return -1;
+    const std::int64_t milliseconds = std::int64_t{timeout->tv_sec} * 1000 + (timeout->tv_usec + 999) / 1000;
+    constexpr std::int64_t longest = std::numeric_limits<int>::max();
+    return winapi::real_milliseconds(static_cast<DWORD>(std::clamp<std::int64_t>(milliseconds, 0, longest)));
+}
+
+}  // namespace
+
+int select(int /*ignored*/, fd_set* read_set, fd_set* write_set, fd_set* except_set,
+           const struct timeval* timeout) {
+    if (select_point.fails()) return socket_error(WSAENETDOWN);
+    if (starts == 0) return socket_error(WSANOTINITIALISED);
+    if (except_set != nullptr) return socket_error(WSAEINVAL);
+    Polled polled;
+    if (!add_set(read_set, POLLIN, polled) || !add_set(write_set, POLLOUT, polled)) return SOCKET_ERROR;
+    if (polled.descriptors.empty()) return socket_error(WSAEINVAL);
+    const int ready =
+        winapi::poll_for(polled.descriptors.data(), polled.descriptors.size(), select_timeout(timeout));
+    if (ready < 0) return socket_error(winapi::wsa_error_from_errno(errno));
+    keep_ready(write_set, polled, keep_ready(read_set, polled, 0));
+    return ready;
+}
+
+// --- events
+// -----------------------------------------------------------------------------------------------------
+
+namespace {
+
+std::shared_ptr<Socket> watched_by(Event& event) {
+    const std::lock_guard lock(event.mutex);
+    auto socket = event.watched.lock();
+    // One without a connection has no end to report.
+    return socket != nullptr && socket->connected ? socket : nullptr;
+}
+
+// Whether the event is set when so many real milliseconds have passed, or before.
+bool wait_for_close(Event& event, std::int64_t real_ms) {
+    if (event.set) return true;
+    const auto socket = watched_by(event);
+    pollfd polled{socket != nullptr ? socket->fd : -1, POLLRDHUP, 0};
+    if (winapi::poll_for(&polled, 1, real_ms) <= 0) return false;
+    event.set = true;
+    return true;
+}
+
+}  // namespace
+
+WSAEVENT WSACreateEvent() {
+    if (create_event_point.fails()) {
+        winapi::fail(ERROR_NOT_ENOUGH_MEMORY);
+        return WSA_INVALID_EVENT;
+    }
+    return winapi::insert_handle(std::make_shared<Event>());
+}
+
+BOOL WSACloseEvent(WSAEVENT event) {
+    const bool injected = close_event_point.fails();
+    const DWORD error = winapi::close_handle(event);
+    if (injected || error != 0) return winapi::fail(ERROR_INVALID_HANDLE);
+    return TRUE;
+}
+
+int WSAEventSelect(SOCKET socket, WSAEVENT event, long events) {
+    if (event_select_point.fails()) return socket_error(WSAENOBUFS);
+    const auto found = socket_of(socket);
+    if (found == nullptr) return SOCKET_ERROR;
+    const auto watcher = winapi::find_handle_as<Event>(event);
+    if (watcher == nullptr || events != FD_CLOSE) return socket_error(WSAEINVAL);
+    const int flags = fcntl(found->fd, F_GETFL);
+    if (flags < 0 || fcntl(found->fd, F_SETFL, flags | O_NONBLOCK) != 0) return socket_error(WSAENOBUFS);
+    const std::lock_guard lock(watcher->mutex);
+    watcher->watched = found;
+    return 0;
+}
+
+DWORD WSAWaitForMultipleEvents(DWORD count, const WSAEVENT* events, BOOL /*wait_all*/, DWORD timeout_ms,
+                               BOOL alertable) {
+    if (wait_point.fails()) return wait_failed(ERROR_NOT_ENOUGH_MEMORY);
+    if (starts == 0) return wait_failed(WSANOTINITIALISED);
+    if (count != 1 || events == nullptr || alertable != FALSE) return wait_failed(ERROR_INVALID_PARAMETER);
+    const auto event = winapi::find_handle_as<Event>(events[0]);
+    if (event == nullptr) return wait_failed(ERROR_INVALID_HANDLE);
+    return wait_for_close(*event, winapi::real_timeout(timeout_ms)) ? WSA_WAIT_EVENT_0 : WSA_WAIT_TIMEOUT;
+}

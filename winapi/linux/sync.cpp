@@ -1,0 +1,108 @@
+// Critical sections and waiting.
+#include "winapi/linux/sync.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <limits>
+#include <mutex>
+#include <new>
+
+#include "winapi/linux/error.h"
+#include "winapi/linux/fault.h"
+#include "winapi/linux/process.h"
+#include "winapi/linux/wait.h"
+
+namespace {
+
+winapi::fault::Point initialize_point("InitializeCriticalSectionAndSpinCount");
+winapi::fault::Point wait_point("WaitForSingleObject");
+
+struct Lock {
+    std::recursive_mutex mutex;
+    std::atomic<DWORD> owner{0};  // its thread, 0 when it is free
+    unsigned depth = 0;           // the owner's alone
+};
+
+// Null, and one more misuse, when it was never initialised or is deleted already.
+Lock* lock_of(const CRITICAL_SECTION* section) {
+    if (section->lock == nullptr) winapi::count_misuse();
+    return static_cast<Lock*>(section->lock);
+}
+
+void leave(Lock& lock) {
+    if (--lock.depth == 0) lock.owner = 0;
+    lock.mutex.unlock();
+}
+
+}  // namespace
+
+namespace winapi {
+
+std::int64_t real_timeout(DWORD timeout_ms) {
+    return timeout_ms == INFINITE ? -1 : real_milliseconds(timeout_ms);
+}
+
+int poll_for(pollfd* polled, nfds_t count, std::int64_t real_ms) {
+    using std::chrono::steady_clock;
+    const auto end = steady_clock::now() + std::chrono::milliseconds(std::max<std::int64_t>(real_ms, 0));
+    std::int64_t left = real_ms;
+    for (;;) {
+        const std::int64_t bounded = std::min<std::int64_t>(left, std::numeric_limits<int>::max());
+        const int ready = poll(polled, count, static_cast<int>(bounded));
+        if (ready > 0 || (ready < 0 && errno != EINTR)) return ready;
+        if (real_ms < 0) continue;
+        left = std::chrono::ceil<std::chrono::milliseconds>(end - steady_clock::now()).count();
+        if (left <= 0) return 0;
+    }
+}
+
+}  // namespace winapi
+
+BOOL InitializeCriticalSectionAndSpinCount(CRITICAL_SECTION* section, DWORD /*spin_count*/) {
+    if (initialize_point.fails()) return winapi::fail(ERROR_NOT_ENOUGH_MEMORY);
+    section->lock = new (std::nothrow) Lock;
+    return section->lock != nullptr ? TRUE : winapi::fail(ERROR_NOT_ENOUGH_MEMORY);
+}
+
+void EnterCriticalSection(CRITICAL_SECTION* section) {
+    Lock* const lock = lock_of(section);
+    if (lock == nullptr) return;
+    lock->mutex.lock();
+    lock->owner = GetCurrentThreadId();
+    ++lock->depth;
+}
+
+void LeaveCriticalSection(CRITICAL_SECTION* section) {
+    Lock* const lock = lock_of(section);
+    if (lock == nullptr) return;
+    if (lock->owner == GetCurrentThreadId()) {
+        leave(*lock);
+    } else {
+        winapi::count_misuse();
+    }
+}
+
+void DeleteCriticalSection(CRITICAL_SECTION* section) {
+    Lock* const lock = lock_of(section);
+    if (lock == nullptr) return;
+    section->lock = nullptr;
+    if (lock->owner != 0) {
+        winapi::count_misuse();
+        // Its memory stays with another thread that holds it: that one has still to leave it.
+        if (lock->owner != GetCurrentThreadId()) return;
+        while (lock->depth > 0) leave(*lock);
+    }
+    delete lock;
+}
+
+DWORD WaitForSingleObject(HANDLE handle, DWORD timeout_ms) {
+    const bool injected = wait_point.fails();
+    const auto object = injected ? nullptr : winapi::find_handle_as<winapi::Waitable>(handle);
+    if (object == nullptr) {
+        SetLastError(ERROR_INVALID_HANDLE);
+        return WAIT_FAILED;
+    }
+    return object->wait(winapi::real_timeout(timeout_ms)) ? WAIT_OBJECT_0 : WAIT_TIMEOUT;
+}

@@ -1,0 +1,23 @@
+// Critical sections and waiting.
+#pragma once
+
+#include "winapi/linux/types.h"
+
+// Re-entrant by the thread that holds it. Deleting one that is held, or leaving one that is not, is counted as a
+// misuse (control.h).
+struct CRITICAL_SECTION {
+    void* lock;
+};
+using LPCRITICAL_SECTION = CRITICAL_SECTION*;
+
+BOOL InitializeCriticalSectionAndSpinCount(CRITICAL_SECTION* section, DWORD spin_count);
+void EnterCriticalSection(CRITICAL_SECTION* section);
+void LeaveCriticalSection(CRITICAL_SECTION* section);
+void DeleteCriticalSection(CRITICAL_SECTION* section);
+
+#define INFINITE 0xFFFFFFFFu
+#define WAIT_OBJECT_0 0u
+#define WAIT_TIMEOUT 258u
+#define WAIT_FAILED 0xFFFFFFFFu
+// For processes.
+DWORD WaitForSingleObject(HANDLE handle, DWORD timeout_ms);

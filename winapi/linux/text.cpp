@@ -1,0 +1,205 @@
+#include "winapi/linux/text.h"
+
+#include <clocale>
+#include <cstring>
+#include <cwctype>
+#include <string_view>
+
+#include "winapi/linux/error.h"
+#include "winapi/linux/fault.h"
+#include "winapi/linux/handle.h"
+
+namespace {
+
+winapi::fault::Point to_wide_point("MultiByteToWideChar");
+winapi::fault::Point to_bytes_point("WideCharToMultiByte");
+
+constexpr DWORD ERROR_INVALID_FLAGS = 1004;
+constexpr char32_t replacement = 0xFFFD;
+// What no text decodes to: a malformed sequence.
+constexpr char32_t malformed = 0xFFFFFFFF;
+
+bool is_surrogate(char32_t c) {
+    return c >= 0xD800 && c <= 0xDFFF;
+}
+
+struct Utf8Lead {
+    int trailing;  // bytes that follow
+    unsigned char low,
+        high;  // of the first of them: keeps out overlong forms, surrogates and what is beyond U+10FFFF
+};
+
+Utf8Lead classify(unsigned char lead) {
+    if (lead < 0xC2 || lead > 0xF4) return {-1, 0, 0};
+    if (lead < 0xE0) return {1, 0x80, 0xBF};
+    if (lead == 0xE0) return {2, 0xA0, 0xBF};
+    if (lead == 0xED) return {2, 0x80, 0x9F};
+    if (lead < 0xF0) return {2, 0x80, 0xBF};
+    if (lead == 0xF0) return {3, 0x90, 0xBF};
+    if (lead == 0xF4) return {3, 0x80, 0x8F};
+    return {3, 0x80, 0xBF};
+}
+
+// Takes one character off the front; of a malformed sequence the longest part that a good one could begin
+// with.
+char32_t next(std::string_view& text) {
+    const auto lead = static_cast<unsigned char>(text.front());
+    text.remove_prefix(1);
+    if (lead < 0x80) return lead;
+    const Utf8Lead kind = classify(lead);
+    if (kind.trailing < 0) return malformed;
+    char32_t c = lead & (0x3Fu >> kind.trailing);
+    for (int i = 0; i < kind.trailing; ++i) {
+        if (text.empty()) return malformed;
+        const auto byte = static_cast<unsigned char>(text.front());
+        if (byte < (i == 0 ? kind.low : 0x80) || byte > (i == 0 ? kind.high : 0xBF)) return malformed;
+        c = c << 6 | (byte & 0x3Fu);
+        text.remove_prefix(1);
+    }
+    return c;
+}
+
+char32_t next(std::u16string_view& text) {
+    const char32_t c = text.front();
+    text.remove_prefix(1);
+    if (!is_surrogate(c)) return c;
+    if (c >= 0xDC00 || text.empty() || text.front() < 0xDC00 || text.front() > 0xDFFF) return malformed;
+    const char32_t low = text.front();
+    text.remove_prefix(1);
+    return 0x10000 + ((c - 0xD800) << 10) + (low - 0xDC00);
+}
+
+template <typename Put>
+void encode(char32_t c, char, Put put) {
+    const auto trail = [&put](char32_t bits) { put(static_cast<char>(0x80 | (bits & 0x3F))); };
+    if (c < 0x80) {
+        put(static_cast<char>(c));
+    } else if (c < 0x800) {
+        put(static_cast<char>(0xC0 | c >> 6));
+        trail(c);
+    } else if (c < 0x10000) {
+        put(static_cast<char>(0xE0 | c >> 12));
+        trail(c >> 6);
+        trail(c);
+    } else {
+        put(static_cast<char>(0xF0 | c >> 18));
+        trail(c >> 12);
+        trail(c >> 6);
+        trail(c);
+    }
+}
+
+template <typename Put>
+void encode(char32_t c, WCHAR, Put put) {
+    if (c < 0x10000) {
+        put(static_cast<WCHAR>(c));
+    } else {
+        put(static_cast<WCHAR>(0xD800 + ((c - 0x10000) >> 10)));
+        put(static_cast<WCHAR>(0xDC00 + ((c - 0x10000) & 0x3FF)));
+    }
+}
+
+// Hands every unit of the converted text to `put`; false when some of it was malformed.
+template <typename To, typename From, typename Put>
+bool convert(std::basic_string_view<From> text, Put put) {
+    bool good = true;
+    while (!text.empty()) {
+        const char32_t c = next(text);
+        good = good && c != malformed;
+        encode(c == malformed ? replacement : c, To{}, put);
+    }
+    return good;
+}
+
+int text_fail(DWORD error) {
+    SetLastError(error);
+    return 0;
+}
+
+// The part that both directions share, after their flags have been looked at.
+template <typename From, typename To>
+int convert_into(UINT code_page, const From* text, int size, To* out, int out_size, bool strict) {
+    const bool overlaps = static_cast<const void*>(text) == static_cast<const void*>(out);
+    if (code_page != CP_UTF8 || text == nullptr || size == 0 || size < -1 || out_size < 0 || overlaps ||
+        (out_size > 0 && out == nullptr)) {
+        return text_fail(ERROR_INVALID_PARAMETER);
+    }
+    const size_t length = size < 0 ? std::char_traits<From>::length(text) + 1 : static_cast<size_t>(size);
+    int count = 0;
+    const bool good = convert<To>(std::basic_string_view<From>(text, length), [&](To unit) {
+        if (count < out_size) out[count] = unit;
+        ++count;
+    });
+    if (strict && !good) return text_fail(ERROR_NO_UNICODE_TRANSLATION);
+    if (out_size > 0 && count > out_size) return text_fail(ERROR_INSUFFICIENT_BUFFER);
+    return count;
+}
+
+// The lower case of a letter whatever the process's locale is. A letter beyond ASCII never turns into one
+// within it (the Kelvin sign is no "k"), as in Windows' comparison.
+WCHAR fold(WCHAR c) {
+    if (c < 0x80) return c >= u'A' && c <= u'Z' ? static_cast<WCHAR>(c + 32) : c;
+    static const locale_t unicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+    if (unicode == nullptr || is_surrogate(c)) return c;
+    const wint_t lower = towlower_l(c, unicode);
+    return lower >= 0x80 && lower < 0x10000 ? static_cast<WCHAR>(lower) : c;
+}
+
+int fold(char c) {
+    const auto byte = static_cast<unsigned char>(c);
+    return byte >= 'A' && byte <= 'Z' ? byte + 32 : byte;
+}
+
+}  // namespace
+
+int MultiByteToWideChar(UINT code_page, DWORD flags, LPCSTR text, int size, LPWSTR out, int out_size) {
+    if (to_wide_point.fails()) return text_fail(ERROR_NOT_ENOUGH_MEMORY);
+    if ((flags & ~MB_ERR_INVALID_CHARS) != 0) return text_fail(ERROR_INVALID_FLAGS);
+    return convert_into(code_page, text, size, out, out_size, flags != 0);
+}
+
+int WideCharToMultiByte(UINT code_page, DWORD flags, LPCWSTR text, int size, LPSTR out, int out_size,
+                        LPCSTR default_char, BOOL* used_default) {
+    if (to_bytes_point.fails()) return text_fail(ERROR_NOT_ENOUGH_MEMORY);
+    if (flags != 0) return text_fail(ERROR_INVALID_FLAGS);
+    if (default_char != nullptr || used_default != nullptr) return text_fail(ERROR_INVALID_PARAMETER);
+    return convert_into(code_page, text, size, out, out_size, false);
+}
+
+int lstrlenW(LPCWSTR text) {
+    return text == nullptr ? 0 : static_cast<int>(std::char_traits<WCHAR>::length(text));
+}
+
+int lstrcmpiW(LPCWSTR left, LPCWSTR right) {
+    if (left == nullptr || right == nullptr) return (left != nullptr) - (right != nullptr);
+    while (*left != 0 && fold(*left) == fold(*right)) {
+        ++left;
+        ++right;
+    }
+    return fold(*left) - fold(*right);
+}
+
+int _stricmp(const char* left, const char* right) {
+    while (*left != 0 && fold(*left) == fold(*right)) {
+        ++left;
+        ++right;
+    }
+    return fold(*left) - fold(*right);
+}
+
+namespace winapi {
+
+std::u16string to_utf16(const std::string& text) {
+    std::u16string result;
+    convert<WCHAR>(std::string_view(text), [&result](WCHAR unit) { result.push_back(unit); });
+    return result;
+}
+
+std::string to_utf8(LPCWSTR text) {
+    std::string result;
+    if (text == nullptr) return result;
+    convert<char>(std::u16string_view(text), [&result](char unit) { result.push_back(unit); });
+    return result;
+}
+
+}  // namespace winapi

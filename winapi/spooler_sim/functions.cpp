@@ -1,0 +1,139 @@
+#include "winapi/spooler_sim/functions.h"
+
+#include <cstring>
+
+#include "winapi/spooler_sim/state.h"
+
+namespace spooler_sim {
+namespace {
+
+constexpr DWORD printer_deleted = 1905;  // ERROR_PRINTER_DELETED
+
+// The printer behind an open handle, or the error that its use gives. The lock is held.
+DWORD printer_of(HANDLE handle, PrinterRecord*& printer) {
+    const auto found = state().open_printers.find(handle);
+    if (found == state().open_printers.end()) return ERROR_INVALID_HANDLE;
+    printer = find_printer(found->second);
+    return printer == nullptr ? printer_deleted : 0;
+}
+
+DWORD job_of(HANDLE handle, DWORD id, JobRecord*& job) {
+    PrinterRecord* printer = nullptr;
+    if (const DWORD error = printer_of(handle, printer)) return error;
+    job = find_job(printer->name, id);
+    return job == nullptr ? ERROR_INVALID_PARAMETER : 0;
+}
+
+void fill_job(const Job& job, BYTE* buffer, DWORD size) {
+    auto* const info = reinterpret_cast<JOB_INFO_2W*>(buffer);
+    std::memset(info, 0, sizeof *info);
+    TextPacker texts(buffer, size);
+    info->JobId = job.id;
+    info->pPrinterName = texts.place(job.printer);
+    info->pUserName = texts.place(job.user);
+    info->pDocument = texts.place(job.document);
+    info->Status = job.status;
+    info->Priority = 1;
+    info->Position = 1;
+}
+
+// What a command makes of a job's status word; false for an unknown one.
+bool status_after(DWORD command, DWORD& status) {
+    switch (command) {
+        case 0:
+            return true;
+        case JOB_CONTROL_PAUSE:
+            status |= JOB_STATUS_PAUSED;
+            return true;
+        case JOB_CONTROL_RESUME:
+            status &= ~JOB_STATUS_PAUSED;
+            return true;
+        case JOB_CONTROL_CANCEL:
+        case JOB_CONTROL_DELETE:
+            status |= JOB_STATUS_DELETING;
+            return true;
+        case JOB_CONTROL_RESTART:
+            status = (status & ~JOB_STATUS_PRINTED) | JOB_STATUS_RESTART;
+            return true;
+        case JOB_CONTROL_SENT_TO_PRINTER:
+            status = (status & ~JOB_STATUS_PRINTING) | JOB_STATUS_PRINTED;
+            return true;
+        default:
+            return false;
+    }
+}
+
+}  // namespace
+
+DWORD open_printer(LPCWSTR name, HANDLE* printer) {
+    if (printer == nullptr) return ERROR_INVALID_PARAMETER;
+    if (name == nullptr) return ERROR_INVALID_PRINTER_NAME;
+    const std::lock_guard lock(state().mutex);
+    const Text registered = registered_name(name);
+    if (registered.empty()) return ERROR_INVALID_PRINTER_NAME;
+    *printer = new_handle();
+    state().open_printers[*printer] = registered;
+    return 0;
+}
+
+DWORD close_printer(HANDLE printer) {
+    const std::lock_guard lock(state().mutex);
+    return state().open_printers.erase(printer) == 1 ? 0 : ERROR_INVALID_HANDLE;
+}
+
+DWORD get_job(HANDLE printer, DWORD id, DWORD level, BYTE* buffer, DWORD size, DWORD* needed) {
+    if (needed == nullptr) return ERROR_INVALID_PARAMETER;
+    if (level != 2) return ERROR_INVALID_LEVEL;
+    const std::lock_guard lock(state().mutex);
+    JobRecord* record = nullptr;
+    if (const DWORD error = job_of(printer, id, record)) return error;
+    const Job& job = record->job;
+    *needed = static_cast<DWORD>(sizeof(JOB_INFO_2W)) + packed_size(job.printer) + packed_size(job.user) +
+              packed_size(job.document);
+    if (size < *needed) return ERROR_INSUFFICIENT_BUFFER;
+    if (buffer == nullptr) return ERROR_INVALID_PARAMETER;
+    fill_job(job, buffer, size);
+    return 0;
+}
+
+DWORD set_job(HANDLE printer, DWORD id, DWORD level, const BYTE* record, DWORD command) {
+    if (level != 0 && level != 2) return ERROR_INVALID_LEVEL;
+    if ((level == 0) != (record == nullptr)) return ERROR_INVALID_PARAMETER;
+    const std::lock_guard lock(state().mutex);
+    JobRecord* job = nullptr;
+    if (const DWORD error = job_of(printer, id, job)) return error;
+    DWORD status = level == 2 ? reinterpret_cast<const JOB_INFO_2W*>(record)->Status : job->job.status;
+    if (!status_after(command, status)) return ERROR_INVALID_PARAMETER;
+    change_job_status(*job, status);
+    if (command != 0) job->job.commands.push_back(command);
+    if (command == JOB_CONTROL_RESTART) ++job->restarts;
+    return 0;
+}
+
+DWORD get_printer(HANDLE printer, DWORD level, BYTE* buffer, DWORD size, DWORD* needed) {
+    if (needed == nullptr) return ERROR_INVALID_PARAMETER;
+    if (level != 2) return ERROR_INVALID_LEVEL;
+    const std::lock_guard lock(state().mutex);
+    PrinterRecord* record = nullptr;
+    if (const DWORD error = printer_of(printer, record)) return error;
+    *needed = static_cast<DWORD>(sizeof(PRINTER_INFO_2W)) + packed_size(record->name);
+    if (size < *needed) return ERROR_INSUFFICIENT_BUFFER;
+    if (buffer == nullptr) return ERROR_INVALID_PARAMETER;
+    auto* const info = reinterpret_cast<PRINTER_INFO_2W*>(buffer);
+    std::memset(info, 0, sizeof *info);
+    info->pPrinterName = TextPacker(buffer, size).place(record->name);
+    info->Status = record->status;
+    return 0;
+}
+
+DWORD set_printer(HANDLE printer, DWORD level, const BYTE* record, DWORD command) {
+    if (level != 6) return ERROR_INVALID_LEVEL;
+    if (record == nullptr || command != 0) return ERROR_INVALID_PARAMETER;
+    const std::lock_guard lock(state().mutex);
+    PrinterRecord* found = nullptr;
+    if (const DWORD error = printer_of(printer, found)) return error;
+    change_printer_status(*found, reinterpret_cast<const PRINTER_INFO_6*>(record)->dwStatus);
+    return 0;
+}
+
+}  // namespace spooler_sim

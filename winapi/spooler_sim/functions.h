@@ -1,0 +1,27 @@
+// What stands behind the spooler's functions of the same names, whichever library they are called through.
+// Each returns a Win32 error code, 0 for success, and leaves the last error alone; any thread may call them.
+#pragma once
+
+#include "winapi/spooler_sim/spooler_sim.h"
+
+namespace spooler_sim {
+
+// Knows printers by their registered name; "\\SERVER\Printer" also finds what is registered as "Printer".
+// Names of other things than printers (",XcvMonitor ...", ", Job 1") are unknown here.
+DWORD open_printer(LPCWSTR name, HANDLE* printer);
+DWORD close_printer(HANDLE printer);
+// Level 2. With too small a buffer: ERROR_INSUFFICIENT_BUFFER and the size in `needed`.
+DWORD get_job(HANDLE printer, DWORD id, DWORD level, BYTE* buffer, DWORD size, DWORD* needed);
+// Levels 0 and 2; of a level 2 record only the status is taken over.
+DWORD set_job(HANDLE printer, DWORD id, DWORD level, const BYTE* record, DWORD command);
+DWORD get_printer(HANDLE printer, DWORD level, BYTE* buffer, DWORD size, DWORD* needed);  // level 2
+DWORD set_printer(HANDLE printer, DWORD level, const BYTE* record, DWORD command);        // level 6
+// Levels 1 and 2: the ports of all monitors in the order of their loading, then those of others.
+DWORD enum_ports(LPCWSTR server, DWORD level, BYTE* buffer, DWORD size, DWORD* needed, DWORD* returned);
+
+// ERROR_NO_TOKEN and a null token when the thread acts for no client.
+DWORD revert_to_self(HANDLE* token);
+// Uses the token up, whether the identity is taken on (`take_on`) or the call is made to fail.
+DWORD impersonate_client(HANDLE token, bool take_on = true);
+
+}  // namespace spooler_sim

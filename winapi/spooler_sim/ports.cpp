@@ -1,0 +1,107 @@
+// The ports that the spooler lists.
+#include <algorithm>
+#include <cstring>
+
+#include "winapi/spooler_sim/functions.h"
+#include "winapi/spooler_sim/state.h"
+
+namespace spooler_sim {
+namespace {
+
+struct Port {
+    Text name;
+    Text monitor;
+    Text description;
+    DWORD type = 0;
+};
+
+// A monitor that cannot answer is left out, as the spooler does. It may take its own lock, so ours is not
+// held here.
+void append_ports_of(const MonitorRecord& monitor, std::vector<Port>& ports) {
+    DWORD needed = 0;
+    DWORD count = 0;
+    std::vector<std::uint64_t> buffer;  // aligned for the records
+    while (!monitor.table->pfnEnumPorts(monitor.handle, nullptr, 2, reinterpret_cast<BYTE*>(buffer.data()),
+                                        static_cast<DWORD>(buffer.size() * sizeof buffer[0]), &needed,
+                                        &count)) {
+        if (GetLastError() != ERROR_INSUFFICIENT_BUFFER) return;
+        buffer.resize(needed / sizeof buffer[0] + 1);
+    }
+    const auto* const records = reinterpret_cast<const PORT_INFO_2W*>(buffer.data());
+    for (DWORD i = 0; i < count; ++i) {
+        ports.push_back(
+            {records[i].pPortName, records[i].pMonitorName, records[i].pDescription, records[i].fPortType});
+    }
+}
+
+std::vector<Port> all_ports() {
+    std::vector<MonitorRecord> monitors;
+    std::vector<Text> foreign;
+    {
+        const std::lock_guard lock(state().mutex);
+        monitors = state().monitors;
+        foreign = state().foreign_ports;
+    }
+    std::vector<Port> ports;
+    for (const MonitorRecord& monitor : monitors) append_ports_of(monitor, ports);
+    for (const Text& name : foreign) {
+        ports.push_back({name, W("Local Port"), W("Local Port"), PORT_TYPE_READ | PORT_TYPE_WRITE});
+    }
+    return ports;
+}
+
+DWORD size_of(const Port& port, DWORD level) {
+    if (level == 1) return static_cast<DWORD>(sizeof(PORT_INFO_1W)) + packed_size(port.name);
+    return static_cast<DWORD>(sizeof(PORT_INFO_2W)) + packed_size(port.name) + packed_size(port.monitor) +
+           packed_size(port.description);
+}
+
+void fill_ports(const std::vector<Port>& ports, DWORD level, BYTE* buffer, DWORD size) {
+    TextPacker texts(buffer, size);
+    for (size_t i = 0; i < ports.size(); ++i) {
+        if (level == 1) {
+            reinterpret_cast<PORT_INFO_1W*>(buffer)[i].pName = texts.place(ports[i].name);
+            continue;
+        }
+        PORT_INFO_2W& record = reinterpret_cast<PORT_INFO_2W*>(buffer)[i];
+        record.pPortName = texts.place(ports[i].name);
+        record.pMonitorName = texts.place(ports[i].monitor);
+        record.pDescription = texts.place(ports[i].description);
+        record.fPortType = ports[i].type;
+        record.Reserved = 0;
+    }
+}
+
+}  // namespace
+
+void add_monitor(MONITOR2* monitor, HANDLE handle) {
+    const std::lock_guard lock(state().mutex);
+    state().monitors.push_back({monitor, handle});
+}
+
+void remove_monitor(HANDLE handle) {
+    const std::lock_guard lock(state().mutex);
+    std::erase_if(state().monitors, [&](const MonitorRecord& record) { return record.handle == handle; });
+}
+
+void add_foreign_port(const Text& name) {
+    const std::lock_guard lock(state().mutex);
+    state().foreign_ports.push_back(name);
+}
+
+DWORD enum_ports(LPCWSTR server, DWORD level, BYTE* buffer, DWORD size, DWORD* needed, DWORD* returned) {
+    if (needed == nullptr || returned == nullptr) return ERROR_INVALID_PARAMETER;
+    if (level != 1 && level != 2) return ERROR_INVALID_LEVEL;
+    if (server != nullptr && *server != 0) return ERROR_NOT_SUPPORTED;
+    const std::vector<Port> ports = all_ports();
+    *needed = 0;
+    *returned = 0;
+    for (const Port& port : ports) *needed += size_of(port, level);
+    if (size < *needed) return ERROR_INSUFFICIENT_BUFFER;
+    if (buffer == nullptr && *needed != 0) return ERROR_INVALID_PARAMETER;
+    fill_ports(ports, level, buffer, size);
+    *returned = static_cast<DWORD>(ports.size());
+    return 0;
+}
+
+}  // namespace spooler_sim

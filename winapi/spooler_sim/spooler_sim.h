@@ -1,0 +1,63 @@
+// The spooler simulation: printers, jobs, their status words and the commands given to jobs, and the identity
+// a thread runs as. Tools and tests set it up and read it here; the monitor reaches it only through
+// OpenPrinterW, GetJobW, SetJobW and so on. All functions may be called from any thread.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "winapi/winapi.h"
+
+namespace spooler_sim {
+
+using Text = std::basic_string<WCHAR>;
+
+struct Job {
+    DWORD id = 0;
+    Text printer;
+    Text document;
+    Text user;
+    DWORD status = 0;                // JOB_STATUS_ bits
+    std::vector<DWORD> commands;     // the JOB_CONTROL_ commands given to it, in order
+    std::vector<DWORD> status_seen;  // its status after every change, in order
+};
+
+// Removes all printers, jobs, foreign ports and monitors. Open handles stay open.
+void reset();
+
+void add_printer(const Text& name);
+void remove_printer(const Text& name);
+DWORD printer_status(const Text& name);  // PRINTER_STATUS_ bits
+void set_printer_status(const Text& name, DWORD status);
+std::vector<DWORD> printer_status_seen(const Text& name);  // its status after every change, in order
+
+// A job of a printer; an existing one of that id is replaced.
+void add_job(const Text& printer, DWORD id, const Text& document, const Text& user);
+// False when there is no such job.
+bool get_job(const Text& printer, DWORD id, Job& job);
+bool set_job_status(const Text& printer, DWORD id, DWORD status);
+bool remove_job(const Text& printer, DWORD id);
+// True once for every JOB_CONTROL_RESTART given to the job since the last call.
+bool take_restart(const Text& printer, DWORD id);
+
+// Printer handles that are open now, and identity tokens that RevertToPrinterSelf gave and nobody gave back.
+size_t open_printers();
+size_t open_tokens();
+
+// The calling thread prints on behalf of a client until the scope ends: RevertToPrinterSelf gives a token.
+class ClientScope {
+  public:
+    explicit ClientScope(const Text& user);
+    ~ClientScope();
+    ClientScope(const ClientScope&) = delete;
+    ClientScope& operator=(const ClientScope&) = delete;
+};
+// The user the calling thread runs as now: the client's name, or empty while it runs as the spooler itself.
+Text current_client();
+
+// Ports that EnumPortsW lists: those of a loaded monitor, and those of others.
+void add_monitor(MONITOR2* monitor, HANDLE handle);
+void remove_monitor(HANDLE handle);
+void add_foreign_port(const Text& name);
+
+}  // namespace spooler_sim

@@ -1,0 +1,66 @@
+// The simulation's own: what it knows, behind one lock.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <mutex>
+
+#include "winapi/spooler_sim/spooler_sim.h"
+
+namespace spooler_sim {
+
+struct PrinterRecord {
+    Text name;
+    DWORD status = 0;
+    std::vector<DWORD> status_seen;
+};
+
+struct JobRecord {
+    Job job;
+    unsigned restarts = 0;  // given and not taken yet
+};
+
+struct MonitorRecord {
+    MONITOR2* table;
+    HANDLE handle;
+};
+
+struct State {
+    std::mutex mutex;
+    std::vector<PrinterRecord> printers;
+    std::vector<JobRecord> jobs;
+    std::vector<MonitorRecord> monitors;
+    std::vector<Text> foreign_ports;
+    std::map<HANDLE, Text> open_printers;  // the name each was opened for
+    std::map<HANDLE, Text> tokens;         // the client each stands for
+    std::uint64_t handles_given = 0;
+};
+
+State& state();
+
+// The functions below are called with the lock held. Names compare without letter case.
+bool same_name(const Text& left, const Text& right);
+PrinterRecord* find_printer(const Text& name);
+// The name that a printer is registered under: the given one, or its part after "\\SERVER\"; empty when
+// neither is.
+Text registered_name(const Text& name);
+// Jobs belong to a registered printer, whichever of its names they are asked for by.
+JobRecord* find_job(const Text& printer, DWORD id);
+void change_job_status(JobRecord& record, DWORD status);
+void change_printer_status(PrinterRecord& record, DWORD status);
+// A value that was never given out before, and never is again.
+HANDLE new_handle();
+
+// Lays texts from the end of a buffer downwards, as the spooler fills its records.
+class TextPacker {
+  public:
+    TextPacker(BYTE* buffer, DWORD size) : end_(buffer + size / sizeof(WCHAR) * sizeof(WCHAR)) {}
+    LPWSTR place(const Text& text);
+
+  private:
+    BYTE* end_;
+};
+// Bytes of a text with its terminator.
+DWORD packed_size(const Text& text);
+
+}  // namespace spooler_sim
