@@ -1,0 +1,61 @@
+// The settings of print-provider.conf: their table, their defaults, and reading them from the file, which the monitor
+// shares with the Print Provider. Settings of the Print Provider are stored too; unknown ones are ignored.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "common/global.h"
+#include "common/util.h"
+
+enum ConfigVarType : int32_t {
+    CONFIG_VAR_IGNORED = 0,  // accepted and dropped
+    CONFIG_VAR_STRING = 1,   // cut to its field
+    CONFIG_VAR_INT = 2,      // 0 to 2147483647
+    CONFIG_VAR_BOOL = 3,     // 1 for "on", "true" or "yes" in any letter case, else 0
+    CONFIG_VAR_HANDLER = 4,  // the handler stores it
+};
+
+// Stores a value; with `reset` set, the setting's default, whatever the value (which is null then).
+using ConfigHandler = void (*)(int32_t reset, const CountedString* value, SessionContext* context);
+
+struct ConfigVar {
+    const char* name;  // one that ends in "*" stands for all names that begin with the part before it
+    uint64_t size;     // of the field, in bytes; a text's terminator is included
+    size_t field;      // its offset in SessionContext
+    int32_t type;
+    ConfigHandler handler;
+    int32_t default_integer;
+    const char* default_text;
+};
+
+constexpr size_t CONFIG_VAR_COUNT = 183;
+extern const ConfigVar config_vars[];
+
+// The version of the installed environment when nothing says otherwise.
+constexpr int32_t kDefaultEnvVersion = 15;
+
+// Stores every default in session_context. Prepares the log lock and the configuration lock, which is held meanwhile.
+void config_set_defaults();
+// Gives the configuration lock back when the library is unloaded.
+void config_free_lock();
+
+// Applies the entries of a file, in their order; bad lines are reported on the standard error descriptor and passed
+// over. Returns 0, or -1 when the path is empty or the file cannot be opened.
+int config_parse_file(const char* path, SessionContext* context);
+
+// Returns 1 when a setting has that name, even if it then refused the value; else 0.
+int config_set_value(const CountedString* name, const CountedString* value, SessionContext* context);
+
+// 0 when the name matches a table name (see ConfigVar) or a fixed word, ignoring the case of ASCII letters.
+int config_name_matches(const CountedString* name, const char* word);
+
+// Reads the environment's version. Returns 0, or -1 when the path is empty or the file cannot be opened.
+int config_load_env_version(const char* path, SessionContext* context);
+
+// A message of the parser, to the standard error descriptor; the log may not be set up yet. It carries its line feed.
+void config_print_unchecked(const char* format, ...);
+template <typename... Arguments>
+void config_print(FormatString<std::type_identity_t<Arguments>...> format, Arguments... arguments) {
+    config_print_unchecked(format.text, arguments...);
+}

@@ -1,0 +1,314 @@
+#include "common/log.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "common/os.h"
+#include "common/util.h"
+
+namespace {
+
+constexpr size_t kPathSize = 260;  // of the names a rotation builds
+
+// One a process. Everything but the path is touched under the lock, once there is one.
+struct LogState {
+    char path[1024];
+    FILE* stream;
+    uint32_t line_counter;
+    bool rotating;
+    bool lock_initialised;
+    CRITICAL_SECTION lock;
+};
+
+LogState log_state;
+
+class LogLock {
+  public:
+    LogLock() : held_(log_state.lock_initialised) {
+        if (held_) EnterCriticalSection(&log_state.lock);
+    }
+    ~LogLock() {
+        if (held_) LeaveCriticalSection(&log_state.lock);
+    }
+    LogLock(const LogLock&) = delete;
+    LogLock& operator=(const LogLock&) = delete;
+
+  private:
+    bool held_;
+};
+
+// Logging happens between a failing call and the look at its error: it leaves no trace there.
+class KeepLastError {
+  public:
+    KeepLastError() : code_(GetLastError()) {}
+    ~KeepLastError() { SetLastError(code_); }
+    KeepLastError(const KeepLastError&) = delete;
+    KeepLastError& operator=(const KeepLastError&) = delete;
+
+  private:
+    DWORD code_;
+};
+
+const char* word_of(int32_t level) {
+    switch (level) {
+        case LOG_DEV:
+            return "DEV  ";
+        case LOG_DEBUG:
+            return "DEBUG";
+        case LOG_ERROR:
+            return "ERROR";
+        default:
+            return "INFO ";
+    }
+}
+
+bool is_level_on(int32_t level) {
+    if (level <= 0) return false;
+    if (level == LOG_DEV) return session_context.dev_logging != 0;
+    if (level == LOG_DEBUG) return session_context.debug_logging != 0;
+    return true;
+}
+
+// Two source files go under a shorter name.
+const char* shown_file(const char* file) {
+    if (strcmp(file, "tessaron.cpp") == 0) return "ts.cpp";
+    if (strcmp(file, "TessaronPrintService.cpp") == 0) return "TSPrintService.cpp";
+    return file;
+}
+
+bool is_standard_stream(const char* path) { return util_streq(path, "STDOUT") || util_streq(path, "STDERR"); }
+
+void write_to_debugger(const char* message) {
+    const size_t length = strlen(message);
+    auto* const text = static_cast<char*>(malloc(length + 2));
+    if (text == nullptr) return;
+    memcpy(text, message, length);
+    text[length] = '\n';
+    text[length + 1] = '\0';
+    OutputDebugStringA(text);
+    free(text);
+}
+
+void put(const char* text) { fwrite(text, 1, strlen(text), log_state.stream); }
+
+// The caller holds the log lock and has the stream open.
+void write_line(const char* level_word, const char* file, int line, const char* message) {
+    char timestamp[1024];
+    os_get_time_string(timestamp, sizeof timestamp);
+    put(timestamp);
+    put(" ");
+    put(level_word);
+    put(": ");
+    const bool detailed = session_context.debug_logging != 0;
+    char number[32];
+    if (detailed && file != nullptr) {
+        put(shown_file(file));
+        util_snprintf(number, sizeof number, ":%d - ", line);
+        put(number);
+    }
+    put(message);
+    if (detailed) {
+        util_snprintf(number, sizeof number, " [%d]\n", GetCurrentThreadId());
+        put(number);
+    } else {
+        put("\n");
+    }
+    fflush(log_state.stream);
+}
+
+// Counts a line; true when it is one that checks the size of the file.
+bool is_rotation_check_due() {
+    const uint32_t count = log_state.line_counter++;
+    const auto every = static_cast<uint32_t>(session_context.log_rotate_check_count);
+    return every != 0 && count % every == 0;
+}
+
+}  // namespace
+
+void log_init_lock() {
+    if (log_state.lock_initialised) return;
+    log_state.lock_initialised = InitializeCriticalSectionAndSpinCount(&log_state.lock, 0) != FALSE;
+}
+
+void log_free_lock() {
+    if (!log_state.lock_initialised) return;
+    log_state.lock_initialised = false;
+    DeleteCriticalSection(&log_state.lock);
+}
+
+void log_set_path(const char* path) {
+    log_close();
+    const LogLock lock;
+    log_state.stream = nullptr;  // a standard stream is left without being closed
+    util_strncpy(log_state.path, path, sizeof log_state.path);
+}
+
+void log_open() {
+    const LogLock lock;
+    if (log_state.stream != nullptr) log_close();
+    if (util_is_string_empty(log_state.path)) return;
+    if (util_streq(log_state.path, "STDOUT")) {
+        log_state.stream = stdout;
+    } else if (util_streq(log_state.path, "STDERR")) {
+        log_state.stream = stderr;
+    } else {
+        log_state.stream = os_fopen(log_state.path, "a");
+    }
+}
+
+void log_close() {
+    const KeepLastError keep;
+    if (is_standard_stream(log_state.path)) return;
+    const LogLock lock;
+    if (log_state.stream != nullptr) fclose(log_state.stream);
+    log_state.stream = nullptr;
+}
+
+void log_write(const char* level_word, const char* file, int line, const char* message) {
+    const KeepLastError keep;
+    write_to_debugger(message);
+    if (util_is_string_empty(log_state.path)) return;
+    const LogLock lock;
+    if (is_rotation_check_due()) {
+        log_rotate(static_cast<uint32_t>(session_context.log_rotate_number), log_rotate_limit());
+    }
+    if (log_state.stream == nullptr) log_open();
+    if (log_state.stream == nullptr) return;
+    write_line(level_word, file, line, message);
+}
+
+void log_plain(LogLevel level, const char* file, int line, const char* format, ...) {
+    const KeepLastError keep;
+    va_list arguments;
+    va_start(arguments, format);
+    char* message = nullptr;
+    if (util_vasprintf(&message, format, arguments)) log_write(word_of(level), file, line, message);
+    va_end(arguments);
+    free(message);
+}
+
+void log_with_code(LogLevel level, const char* file, int line, uint32_t code, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    log_message(level, file, line, code, format, arguments);
+    va_end(arguments);
+}
+
+void log_message(int32_t level, const char* file, int line, uint32_t code, const char* format, va_list arguments) {
+    if (!is_level_on(level)) return;
+    const KeepLastError keep;
+    char* message = nullptr;
+    if (!util_vasprintf(&message, format, arguments)) return;
+    char joined[512];
+    os_format_error(code, joined, sizeof joined, message);
+    log_write(word_of(level), file, line, joined);
+    free(message);
+}
+
+// -- Rotation --------------------------------------------------------------------------------------------------------
+
+namespace {
+
+// "<log path>.<number>"; false when it does not fit.
+bool numbered_path(char (&path)[kPathSize], uint32_t number) {
+    return util_snprintf(path, sizeof path, "%s.%lu", log_state.path, number) < static_cast<int>(kPathSize);
+}
+
+// 1 when the file is larger than the limit, 0 when it is not, -1 when its size cannot be had.
+int is_log_too_large(uint32_t limit, int64_t& size) {
+    if (!os_file_size(log_state.path, &size)) {
+        log_debug_last_error(LOG_HERE, "Unable to determine file size for rotation of \"%s\"", log_state.path);
+        return -1;
+    }
+    if (static_cast<uint64_t>(size) > limit) return 1;
+    log_debug(LOG_HERE, "No log rotation as current size is %lu, rotation size is %lu, counter is %lu",
+              static_cast<uint32_t>(size), limit, log_state.line_counter);
+    return 0;
+}
+
+// Closes the log file and moves it out of the way of its successor.
+bool set_log_aside(const char* tmp, int64_t size) {
+    log_close();
+    if (os_file_exists(tmp) && !os_file_delete(tmp)) {
+        log_debug_last_error(LOG_HERE, "Unable to delete temp file \"%s\" for rotation of \"%s\"", tmp, log_state.path);
+        return false;
+    }
+    if (!os_rename(log_state.path, tmp)) {
+        log_debug_last_error(LOG_HERE, "Unable to rename log file to \"%s\" for rotation of  \"%s\"", tmp,
+                             log_state.path);
+        return false;
+    }
+    log_dev(LOG_HERE, "Log rotation: rename \"%s\" to \"%s\" at size: %lu", log_state.path, tmp,
+            static_cast<uint32_t>(size));
+    return true;
+}
+
+bool move_log(const char* from, const char* to) {
+    log_dev(LOG_HERE, "Log rotation: rename \"%s\" to \"%s\"", from, to);
+    if (os_rename(from, to)) return true;
+    log_debug_last_error(LOG_HERE, "Unable to rename \"%s\" to \"%s\" for rotation of \"%s\"", from, to,
+                         log_state.path);
+    return false;
+}
+
+// Deletes the oldest numbered file and moves the others up by one; false when any of that failed.
+bool move_numbered_files_up(uint32_t number) {
+    char from[kPathSize];
+    char to[kPathSize];
+    bool done = true;
+    numbered_path(to, number);
+    if (os_file_exists(to)) {
+        log_dev(LOG_HERE, "Log rotation: unlink \"%s\"", to);
+        if (!os_file_delete(to)) {
+            log_debug_last_error(LOG_HERE, "Unable to delete old rotated log of \"%s\"", to);
+            done = false;
+        }
+    }
+    for (uint32_t i = number; i >= 2; --i) {
+        numbered_path(from, i - 1);
+        numbered_path(to, i);
+        if (os_file_exists(from) && !move_log(from, to)) done = false;
+    }
+    return done;
+}
+
+// The caller holds the log lock.
+int rotate_under_lock(uint32_t number, uint32_t limit) {
+    log_debug(LOG_HERE, "Perform log rotation if required.");
+    if (number <= 1) return 1;
+    int64_t size = 0;
+    const int too_large = is_log_too_large(limit, size);
+    if (too_large <= 0) return too_large == 0 ? 1 : 0;
+
+    char tmp[kPathSize];
+    char first[kPathSize];
+    if (util_snprintf(tmp, sizeof tmp, "%s.tmp", log_state.path) >= static_cast<int>(sizeof tmp) ||
+        !numbered_path(first, number)) {
+        log_debug(LOG_HERE, "No log rotation as the path is too long for numbered files: \"%s\"", log_state.path);
+        return 0;
+    }
+    if (!set_log_aside(tmp, size)) return 0;
+    const bool moved_up = move_numbered_files_up(number);
+    numbered_path(first, 1);
+    if (!move_log(tmp, first) || !moved_up) return 0;
+    log_debug(LOG_HERE, "Successfully rotated log");
+    return 1;
+}
+
+}  // namespace
+
+int log_rotate(uint32_t number, uint32_t limit) {
+    if (is_standard_stream(log_state.path)) return 1;
+    const LogLock lock;
+    if (log_state.rotating) return 1;  // one of the rotation's own lines asks again
+    log_state.rotating = true;
+    const int result = rotate_under_lock(number, limit);
+    log_state.rotating = false;
+    return result;
+}
+
+uint32_t log_rotate_limit() {
+    const uint64_t bytes = static_cast<uint64_t>(static_cast<uint32_t>(session_context.log_rotate_size_kbytes)) * 1024;
+    return bytes > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(bytes);
+}

@@ -1,0 +1,92 @@
+// The process-wide log: print-monitor.log in the base directory, a line a message, rotated by size into numbered
+// files; and the debugger output, which gets every message that is written.
+//
+// A call is log_debug(LOG_HERE, "TSM: get addr for %S", address). Formats are those of common/format.h and are checked
+// against their arguments while compiling. No logging function reports a failure, and none changes the thread's last
+// error. All may be called from any thread; a call for a level that is off costs a flag test.
+#pragma once
+
+#include <cstdint>
+
+#include "common/format.h"
+#include "common/global.h"
+
+// The place of a log call: the source file's name without its folder, and the line.
+#define LOG_HERE __FILE_NAME__, __LINE__
+
+enum LogLevel : int32_t { LOG_DEV = 1, LOG_DEBUG = 2, LOG_INFO = 3, LOG_ERROR = 4 };
+
+// -- The log itself --------------------------------------------------------------------------------------------------
+
+// Prepares the log lock, once; later calls do nothing. Until then the log runs without a lock.
+void log_init_lock();
+// Gives the lock back when the library is unloaded. No other thread may be logging.
+void log_free_lock();
+
+// The file written from the next line on, copied (at most 1023 bytes); empty: none. "STDOUT" and "STDERR" name the
+// process's standard streams. Closes the file that was open.
+void log_set_path(const char* path);
+void log_open();
+void log_close();
+
+// Moves the log file to number 1, and each numbered file up by one, when it is larger than `limit` bytes. `number` is
+// how many numbered files are kept; 0 and 1 never rotate. Returns 1 when nothing had to be done or all of it was done,
+// else 0. Takes the log lock; does nothing when called from inside a rotation.
+int log_rotate(uint32_t number, uint32_t limit);
+// The setting LogRotateSizeKBytes in bytes; what does not fit in 32 bits is the largest number that does.
+uint32_t log_rotate_limit();
+
+// Writes one finished message under a level word; `file` may be null.
+void log_write(const char* level_word, const char* file, int line, const char* message);
+
+// Writes a message followed by the system's text for `code`. Levels 1 and 2 need their switch, 0 and below are dropped.
+void log_message(int32_t level, const char* file, int line, uint32_t code, const char* format, va_list arguments);
+
+// -- The calls -------------------------------------------------------------------------------------------------------
+
+// What the checked calls below come down to.
+void log_plain(LogLevel level, const char* file, int line, const char* format, ...);
+void log_with_code(LogLevel level, const char* file, int line, uint32_t code, const char* format, ...);
+
+template <typename... Arguments>
+void log_error(const char* file, int line, FormatString<std::type_identity_t<Arguments>...> format,
+               Arguments... arguments) {
+    log_plain(LOG_ERROR, file, line, format.text, arguments...);
+}
+
+template <typename... Arguments>
+void log_info(const char* file, int line, FormatString<std::type_identity_t<Arguments>...> format,
+              Arguments... arguments) {
+    log_plain(LOG_INFO, file, line, format.text, arguments...);
+}
+
+template <typename... Arguments>
+void log_debug(const char* file, int line, FormatString<std::type_identity_t<Arguments>...> format,
+               Arguments... arguments) {
+    if (session_context.debug_logging != 0) log_plain(LOG_DEBUG, file, line, format.text, arguments...);
+}
+
+template <typename... Arguments>
+void log_dev(const char* file, int line, FormatString<std::type_identity_t<Arguments>...> format,
+             Arguments... arguments) {
+    if (session_context.dev_logging != 0) log_plain(LOG_DEV, file, line, format.text, arguments...);
+}
+
+// These append the system's text for an error code: the thread's last error as it is on entry, or the one given.
+template <typename... Arguments>
+void log_debug_last_error(const char* file, int line, FormatString<std::type_identity_t<Arguments>...> format,
+                          Arguments... arguments) {
+    log_with_code(LOG_DEBUG, file, line, GetLastError(), format.text, arguments...);
+}
+
+template <typename... Arguments>
+void log_error_last_error(const char* file, int line, FormatString<std::type_identity_t<Arguments>...> format,
+                          Arguments... arguments) {
+    log_with_code(LOG_ERROR, file, line, GetLastError(), format.text, arguments...);
+}
+
+template <typename... Arguments>
+void log_error_code(const char* file, int line, uint32_t code,
+                    FormatString<std::type_identity_t<Arguments>...> format, Arguments... arguments) {
+    log_with_code(LOG_ERROR, file, line, code, format.text, arguments...);
+}

@@ -1,0 +1,321 @@
+#include "common/os.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "common/enc.h"
+#include "common/log.h"
+#include "common/util.h"
+
+namespace {
+
+constexpr size_t kPathSize = 260;
+constexpr int kDeleteTries = 60;
+constexpr DWORD kDeleteRetryMs = 5000;
+
+// A UTF-8 text as UTF-16 for one call; null when it cannot be converted.
+class WideText {
+  public:
+    explicit WideText(const char* text) : text_(enc_utf8_to_wide_alloc(text)) {}
+    ~WideText() { free(text_); }
+    WideText(const WideText&) = delete;
+    WideText& operator=(const WideText&) = delete;
+    const WCHAR* get() const { return text_; }
+
+  private:
+    WCHAR* text_;
+};
+
+// How often os_file_delete_with_retry was called and had to wait; they serve its log line only.
+std::atomic<int> num_deletes{0};
+std::atomic<int> num_delete_fails{0};
+std::atomic<int> most_delete_retries{0};
+
+bool ends_in(const char* text, const char* characters) {
+    const size_t length = strlen(text);
+    return length > 0 && strchr(characters, text[length - 1]) != nullptr;
+}
+
+}  // namespace
+
+int os_cat_path(char* out, size_t size, const char* directory, const char* name) {
+    if (out == nullptr || (directory == nullptr && name == nullptr)) {
+        log_error(LOG_HERE, "os_cat_path: invalid params: path=%p,size=%u,dir='%s',fname='%s'", out,
+                  static_cast<unsigned>(size), directory, name);
+        return 0;
+    }
+    out[0] = '\0';
+    if (directory != nullptr) {
+        util_strncpy(out, directory, size);
+        if (!ends_in(directory, "\\")) util_strncat(out, "\\", size);
+    }
+    if (name != nullptr) util_strncat(out, name, size);
+    return 1;
+}
+
+FILE* os_fopen(const char* path, const char* mode) {
+    if (util_is_string_empty(path)) {
+        UTIL_FAILED_ASSERTION("!util_is_string_empty(pathname)");
+        return nullptr;
+    }
+    const WideText wide_mode(mode);
+    const WideText wide_path(path);
+    if (wide_mode.get() == nullptr || wide_path.get() == nullptr) return nullptr;
+    return _wfopen(wide_path.get(), wide_mode.get());
+}
+
+int os_file_exists(const char* path) {
+    char cut[kPathSize];
+    util_strncpy(cut, path, sizeof cut);
+    if (ends_in(cut, "\\/")) cut[strlen(cut) - 1] = '\0';
+    const WideText wide(cut);
+    return wide.get() != nullptr && _waccess(wide.get(), 0) == 0 ? 1 : 0;
+}
+
+int os_file_size(const char* path, int64_t* size) {
+    *size = -1;
+    const WideText wide(path);
+    const HANDLE file = wide.get() == nullptr
+                            ? INVALID_HANDLE_VALUE
+                            : CreateFileW(wide.get(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                          OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE) {
+        log_error_last_error(LOG_HERE, "Unable to open file to determine file size: %S", wide.get());
+        return 0;
+    }
+    LARGE_INTEGER bytes;
+    const BOOL known = GetFileSizeEx(file, &bytes);
+    if (known) {
+        *size = bytes.QuadPart;
+    } else {
+        log_error_last_error(LOG_HERE, "Unable to determine file size: %S", wide.get());
+    }
+    const DWORD error = GetLastError();
+    CloseHandle(file);
+    if (!known) SetLastError(error);
+    return known ? 1 : 0;
+}
+
+int os_file_delete(const char* path) {
+    const WideText wide(path);
+    return wide.get() != nullptr ? DeleteFileW(wide.get()) : 0;
+}
+
+int os_file_delete_with_retry(const char* path) {
+    ++num_deletes;
+    for (int tries = 0; !os_file_delete(path);) {
+        if (GetLastError() != ERROR_SHARING_VIOLATION) return 0;
+        ++num_delete_fails;
+        ++tries;
+        if (tries > most_delete_retries) most_delete_retries = tries;
+        if (tries == kDeleteTries) return 0;
+        log_error_last_error(LOG_HERE,
+                             "os_file_delete_with_retry: filename='%s',num_tries=%d,retry_delay_ms=%u,retry=%d,"
+                             "num_deletes=%d,num_delete_fails=%d,most_delete_retries=%d",
+                             path, kDeleteTries, kDeleteRetryMs, tries, num_deletes.load(), num_delete_fails.load(),
+                             most_delete_retries.load());
+        Sleep(kDeleteRetryMs);
+    }
+    return 1;
+}
+
+int os_rename(const char* old_path, const char* new_path) {
+    WCHAR wide_old[kWidePathSize];
+    WCHAR wide_new[kWidePathSize];
+    if (!enc_utf8_to_wide(wide_old, old_path)) {
+        log_error(LOG_HERE, "Unable to encode path, \"%s\"", old_path);
+        return 0;
+    }
+    if (!enc_utf8_to_wide(wide_new, new_path)) {
+        log_error(LOG_HERE, "Unable to encode path, \"%s\"", new_path);
+        return 0;
+    }
+    return _wrename(wide_old, wide_new) == 0 ? 1 : 0;
+}
+
+namespace {
+
+// Status of a path of any length; false when it cannot be had.
+bool file_status(const char* path, struct _stat64* status) {
+    const WideText wide(path);
+    return wide.get() != nullptr && _wstat64(wide.get(), status) == 0;
+}
+
+bool is_directory(const char* path) {
+    struct _stat64 status;
+    return file_status(path, &status) && (status.st_mode & _S_IFMT) == _S_IFDIR;
+}
+
+}  // namespace
+
+int os_mkdir(const char* path) {
+    if (_mkdir(path) == 0) return 1;
+    if (errno == EEXIST) return is_directory(path) ? 1 : 0;
+    log_debug_last_error(LOG_HERE, "Failed to create directory: \"%s\"", path);
+    return 0;
+}
+
+OsDirectory* os_dir_open(const char* directory, char* first_name) {
+    auto* const opened = static_cast<OsDirectory*>(malloc(sizeof(OsDirectory)));
+    if (opened == nullptr) {
+        log_error(LOG_HERE, "Unable to allocate os dir handle\n");
+        return nullptr;
+    }
+    opened->find = INVALID_HANDLE_VALUE;
+    char pattern[kPathSize];
+    WCHAR wide_pattern[kWidePathSize];
+    WIN32_FIND_DATAW entry;
+    util_snprintf(pattern, sizeof pattern, "%s/*", directory);
+    if (!enc_utf8_to_wide(wide_pattern, pattern)) {
+        log_error(LOG_HERE, "Unable to encode path, \"%s\"", directory);
+    } else if ((opened->find = FindFirstFileW(wide_pattern, &entry)) == INVALID_HANDLE_VALUE) {
+        log_error_last_error(LOG_HERE, "Unable to open directory, \"%s\"", directory);
+    } else if (!enc_wide_to_utf8(first_name, 1024, entry.cFileName)) {
+        log_error(LOG_HERE, "Unable to encode path dir entry");
+        FindClose(opened->find);
+    } else {
+        return opened;
+    }
+    free(opened);
+    return nullptr;
+}
+
+int os_file_mtime(const char* path, int64_t* modified) {
+    WCHAR wide[kWidePathSize];
+    if (!enc_utf8_to_wide(wide, path)) {
+        log_error(LOG_HERE, "Unable to encode path, \"%s\"", path);
+        return 0;
+    }
+    struct _stat64 status;
+    if (_wstat64(wide, &status) != 0) return 0;
+    *modified = status.st_mtime;
+    return 1;
+}
+
+namespace {
+
+// False when the callback wants no more.
+bool visit_entry(const char* directory, const char* name, DirEntryCallback callback) {
+    if (util_streq(name, ".") || util_streq(name, "..")) return true;
+    char path[kPathSize];
+    os_cat_path(path, sizeof path, directory, name);
+    if (is_directory(path)) {
+        log_dev(LOG_HERE, "skipping dir: %s", path);
+        return true;
+    }
+    int64_t modified = 0;
+    if (!os_file_mtime(path, &modified)) {
+        log_dev(LOG_HERE, "Unable to get mtime for path, \"%s\", for dir scan", path);
+        return true;
+    }
+    log_dev(LOG_HERE, "Processing entry \"%s\"", path);
+    log_dev(LOG_HERE, "Calling callback for \"%s\"", name);
+    return callback(path, modified) != 0;
+}
+
+bool next_name(const OsDirectory* opened, char (&name)[1024]) {
+    WIN32_FIND_DATAW entry;
+    if (!FindNextFileW(opened->find, &entry)) return false;
+    if (enc_wide_to_utf8(name, sizeof name, entry.cFileName)) return true;
+    log_error(LOG_HERE, "Unable to encode path dir entry");
+    return false;
+}
+
+}  // namespace
+
+int os_dir_forall(const char* directory, DirEntryCallback callback) {
+    log_dev(LOG_HERE, "Forall files in directory: %s", directory);
+    char name[1024];
+    OsDirectory* const opened = os_dir_open(directory, name);
+    if (opened == nullptr) return 0;
+    while (visit_entry(directory, name, callback) && next_name(opened, name)) {
+    }
+    FindClose(opened->find);
+    free(opened);
+    return 1;
+}
+
+int os_get_computer_name(char* out) {
+    log_dev(LOG_HERE, "entering os_get_computer_name");
+    WCHAR name[1024];
+    DWORD size = 1024;
+    if (!GetComputerNameW(name, &size)) {
+        log_error_last_error(LOG_HERE, "Unable to get computer name");
+        return 0;
+    }
+    if (!enc_wide_to_utf8(out, 1024, name)) return 0;
+    for (char* letter = out; *letter != '\0'; ++letter) {
+        if (*letter >= 'A' && *letter <= 'Z') *letter = static_cast<char>(*letter - 'A' + 'a');
+    }
+    log_debug(LOG_HERE, "got computer name of: \"%s\"", out);
+    return 1;
+}
+
+// -- Time ------------------------------------------------------------------------------------------------------------
+
+namespace {
+
+int64_t ticks_of(const FILETIME& time) {
+    return static_cast<int64_t>(static_cast<uint64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime);
+}
+
+// The file time (100 ns since 1601) of 1970-01-01.
+int64_t epoch_ticks() {
+    static std::atomic<int64_t> epoch{0};
+    int64_t ticks = epoch.load(std::memory_order_relaxed);
+    if (ticks == 0) {
+        SYSTEMTIME first = {};
+        first.wYear = 1970;
+        first.wMonth = 1;
+        first.wDay = 1;
+        FILETIME time = {};
+        SystemTimeToFileTime(&first, &time);
+        ticks = ticks_of(time);
+        epoch.store(ticks, std::memory_order_relaxed);
+    }
+    return ticks;
+}
+
+}  // namespace
+
+int os_get_time_string(char* buffer, size_t size) {
+    FILETIME now;
+    GetSystemTimeAsFileTime(&now);
+    const int64_t milliseconds = (ticks_of(now) - epoch_ticks()) / 10000;
+    const __time64_t seconds = milliseconds / 1000;
+    struct tm local = {};
+    _localtime64_s(&local, &seconds);
+    util_snprintf(buffer, size, "%d-%02d-%02d %02d:%02d:%02d,%03d", local.tm_year + 1900, local.tm_mon + 1,
+                  local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec,
+                  static_cast<int>(milliseconds - seconds * 1000));
+    return 0;
+}
+
+// -- Error texts -----------------------------------------------------------------------------------------------------
+
+void os_get_error_string(uint32_t code, char (&buffer)[kErrorTextSize]) {
+    WCHAR text[kErrorTextSize];
+    const DWORD length =
+        FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, code,
+                       MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT), text, kErrorTextSize, nullptr);
+    if (length == 0) {
+        util_snprintf(buffer, sizeof buffer, "[Failed to find message for code %d: due to %d]", code, GetLastError());
+        SetLastError(code);
+        return;
+    }
+    if (length >= 2 && (text[length - 2] == W('\r') || text[length - 2] == W('\n'))) text[length - 2] = 0;
+    buffer[0] = '\0';
+    enc_wide_to_utf8(buffer, sizeof buffer, text);
+}
+
+void os_format_error(uint32_t code, char* buffer, size_t size, const char* message) {
+    char text[kErrorTextSize];
+    os_get_error_string(code, text);
+    if (util_is_string_empty(text)) {
+        util_snprintf(buffer, size, "%s - Error: %d", message, code);
+    } else {
+        util_snprintf(buffer, size, "%s - %s (Error: %d)", message, text, code);
+    }
+}

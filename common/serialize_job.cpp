@@ -1,0 +1,21 @@
+#include "common/serialize_job.h"
+
+#include "common/log.h"
+#include "common/os.h"
+#include "common/serialize_names.h"
+#include "common/util.h"
+
+void serialize_job_filename(char* out, size_t size, const char* printer_name, const char* job_id) {
+    if (serialize_finish_filename(out, size, util_snprintf(out, size, "job-%s-%s.dat", printer_name, job_id))) {
+        log_error(LOG_HERE, "Serialize job filename has been truncated: %s", out);
+    }
+}
+
+int serialize_job_delete(const char* directory, const char* printer_name, const char* job_id) {
+    char name[kRecordNameSize];
+    char path[kRecordPathSize];
+    serialize_job_filename(name, sizeof name, printer_name, job_id);
+    if (serialize_find_file(path, directory, name)) return os_file_delete(path);
+    log_debug(LOG_HERE, "Unable to find job meta-data (printer_name = %s, JobId: %s) to delete", printer_name, job_id);
+    return 0;
+}

@@ -1,0 +1,64 @@
+// Bounded text, comparison, file names, assertions and counted strings.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "common/log.h"
+#include "common/tessaron.h"
+
+// Copies at most size - 1 bytes, fills the rest with zeros and always terminates. `size` is at least 1.
+char* util_strncpy(char* destination, const char* source, size_t size);
+
+// Appends what fits; `size` is that of the whole destination. A destination that is full already is left as it is,
+// with an error line.
+char* util_strncat(char* destination, const char* source, size_t size);
+
+// 1 when equal, byte for byte or ignoring letter case; 0 otherwise, and when either is null.
+int util_streq(const char* left, const char* right);
+int util_strieq(const char* left, const char* right);
+
+inline bool util_is_string_empty(const char* text) { return text == nullptr || text[0] == '\0'; }
+
+// The leading decimal number of a text, blanks and a sign before it allowed, clamped to 32 bits. Returns 1; or 0, and a
+// *number of 0, when there is no digit.
+int util_parse_int(const char* text, int32_t* number);
+
+// Replaces, in place, every character that Windows file names forbid ("*/:<>?\|) by an underscore.
+void util_sanitize_filename(char* text);
+
+// Removes one line feed at the end, in place.
+void util_strip_newline(char* text);
+
+// The characters of a wide text, at most `limit`: of a field that may lack its terminator.
+size_t util_wcsnlen(const WCHAR* text, size_t limit);
+
+// A precondition that does not hold: an error line at the place that found it, and a development line.
+#define UTIL_FAILED_ASSERTION(condition)                                 \
+    do {                                                                 \
+        log_error(LOG_HERE, "message: (%s) assertion failed", condition); \
+        report_assertion(0, condition);                                  \
+    } while (false)
+
+// -- Counted strings -------------------------------------------------------------------------------------------------
+
+// Owned, with its data, by whoever created it; given back with counted_destroy.
+struct CountedString {
+    int32_t capacity;  // bytes allocated for data
+    int32_t length;    // bytes of text without the terminator; negative: invalid
+    char* data;
+};
+
+// What the comparisons below give for a string that is null, has a negative length or no data.
+constexpr int COUNTED_INVALID = -32768;
+
+// Null when the text is null or too long, or memory runs out.
+CountedString* counted_from_cstr(const char* text);
+// A new terminated text, which the caller frees; null for an invalid string.
+char* counted_to_cstr(const CountedString* string);
+// 0 when equal ignoring the case of ASCII letters.
+int counted_icmp(const CountedString* left, const CountedString* right);
+// The same for at most the first `count` characters.
+int counted_nicmp(const CountedString* left, const CountedString* right, int count);
+// 0, or -1 for an invalid string.
+int counted_destroy(CountedString* string);
