@@ -1,0 +1,249 @@
+// Start and stop of the monitor, its stored ports, and what EnumPorts and OpenPort make of them.
+#include "tests/support/print_server.h"
+
+namespace test {
+namespace {
+
+class Start : public PrintServer {
+  protected:
+    struct Listed {
+        BOOL result;
+        DWORD error;
+        DWORD needed;
+        DWORD returned;
+        std::vector<char> buffer;
+    };
+    // Calls EnumPorts with a buffer of `size` bytes.
+    Listed enumerate(DWORD level, size_t size) {
+        Listed listed{FALSE, 0, 0, 77, std::vector<char>(size, '?')};
+        SetLastError(0);
+        listed.result = monitor.table()->pfnEnumPorts(monitor.monitor(), nullptr, level,
+                                                      reinterpret_cast<BYTE*>(listed.buffer.data()),
+                                                      static_cast<DWORD>(size), &listed.needed, &listed.returned);
+        listed.error = GetLastError();
+        return listed;
+    }
+    std::vector<Text> port_names() {
+        const Listed listed = enumerate(1, enumerate(1, 0).needed);
+        EXPECT_TRUE(listed.result);
+        std::vector<Text> names;
+        for (DWORD i = 0; i < listed.returned; ++i) {
+            names.emplace_back(reinterpret_cast<const PORT_INFO_1W*>(listed.buffer.data())[i].pName);
+        }
+        return names;
+    }
+    static void store_value(const Text& port, LPCWSTR name, DWORD type, const void* data, DWORD size) {
+        HKEY key = nullptr;
+        const Text path = Text(host::monitor_registry_path) + W("\\Ports\\") + port;
+        ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr),
+                  ERROR_SUCCESS);
+        EXPECT_EQ(RegSetValueExW(key, name, 0, type, static_cast<const BYTE*>(data), size), ERROR_SUCCESS);
+        RegCloseKey(key);
+    }
+};
+
+TEST_F(Start, TheTableHoldsTheDocumentedSlots) {
+    configure({});
+    ASSERT_TRUE(load()) << last_reason;
+    const MONITOR2* const table = monitor.table();
+    EXPECT_EQ(table->cbSize, 160u);
+    EXPECT_TRUE(table->pfnEnumPorts && table->pfnOpenPort && table->pfnStartDocPort && table->pfnWritePort &&
+                table->pfnReadPort && table->pfnEndDocPort && table->pfnClosePort && table->pfnShutdown);
+    EXPECT_FALSE(table->pfnOpenPortEx || table->pfnAddPort || table->pfnAddPortEx || table->pfnConfigurePort ||
+                 table->pfnDeletePort || table->pfnGetPrinterDataFromPort || table->pfnSetPortTimeOuts ||
+                 table->pfnSendRecvBidiDataFromPort);
+}
+
+TEST_F(Start, WithoutPortsNothingIsListed) {
+    configure_with_debug();
+    ASSERT_TRUE(load()) << last_reason;
+    DWORD needed = 9;
+    DWORD returned = 9;
+    EXPECT_TRUE(monitor.table()->pfnEnumPorts(monitor.monitor(), nullptr, 2, nullptr, 0, &needed, &returned));
+    EXPECT_EQ(needed, 0u);
+    EXPECT_EQ(returned, 0u);
+    EXPECT_EQ(logged("TSM: ForAllPortRegEntries no ports registry to open: 2", "DEBUG"), 1);
+    EXPECT_EQ(logged("TSM init complete"), 1);
+}
+
+TEST_F(Start, EnumPortsLaysRecordsForwardAndTextsBackward) {
+    configure({});
+    add_printer(W("A"));
+    add_printer(W("Beta"));
+    ASSERT_TRUE(load()) << last_reason;
+
+    const DWORD needed = enumerate(2, 0).needed;
+    EXPECT_EQ(needed, 2 * (32 + 2 * 21 * 2) + (2 + 5) * 2u);
+    const Listed shorter = enumerate(2, needed - 1);
+    EXPECT_FALSE(shorter.result);
+    EXPECT_EQ(shorter.error, static_cast<DWORD>(ERROR_INSUFFICIENT_BUFFER));
+    EXPECT_EQ(shorter.returned, 77u);
+    EXPECT_EQ(shorter.buffer, std::vector<char>(needed - 1, '?'));
+
+    const Listed exact = enumerate(2, needed);
+    ASSERT_TRUE(exact.result);
+    ASSERT_EQ(exact.returned, 2u);
+    const auto* const info = reinterpret_cast<const PORT_INFO_2W*>(exact.buffer.data());
+    const char* mark = exact.buffer.data() + exact.buffer.size();
+    const Text names[] = {W("A"), W("Beta")};
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(Text(info[i].pPortName), names[i]);
+        EXPECT_EQ(Text(info[i].pMonitorName), W("Tessaron TCP/IP Port"));
+        EXPECT_EQ(Text(info[i].pDescription), W("Tessaron TCP/IP Port"));
+        EXPECT_EQ(info[i].fPortType, 3u);
+        EXPECT_EQ(info[i].Reserved, 0u);
+        mark -= (names[i].size() + 1) * sizeof(WCHAR);
+        EXPECT_EQ(reinterpret_cast<const char*>(info[i].pPortName), mark);
+        mark -= 21 * sizeof(WCHAR);
+        EXPECT_EQ(reinterpret_cast<const char*>(info[i].pMonitorName), mark);
+        mark -= 21 * sizeof(WCHAR);
+        EXPECT_EQ(reinterpret_cast<const char*>(info[i].pDescription), mark);
+    }
+    const Listed level3 = enumerate(3, 1000);
+    EXPECT_FALSE(level3.result);
+    EXPECT_EQ(level3.error, static_cast<DWORD>(ERROR_INVALID_LEVEL));
+    EXPECT_EQ(logged("TSM: enum ports error: 124", "ERROR"), 1);
+    EXPECT_EQ(logged("enum ports error: 122"), 0);
+}
+
+TEST_F(Start, OpenPortIgnoresLetterCase) {
+    configure({});
+    add_printer(W("Office \u0416"));
+    ASSERT_TRUE(load()) << last_reason;
+    HANDLE port = nullptr;
+    EXPECT_TRUE(monitor.open_port(W("oFFICE \u0436"), port));
+    HANDLE same = nullptr;
+    EXPECT_TRUE(monitor.open_port(W("Office \u0416"), same));
+    EXPECT_EQ(port, same);
+
+    SetLastError(4711);
+    EXPECT_FALSE(monitor.open_port(W("Attic"), port));
+    EXPECT_EQ(GetLastError(), 4711u);
+    EXPECT_EQ(logged("TSM: Unable to find the port: Attic", "ERROR"), 1);
+    EXPECT_FALSE(monitor.table()->pfnOpenPort(monitor.monitor(), nullptr, &port));
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
+    EXPECT_EQ(logged("TSM: open port bad param", "ERROR"), 1);
+}
+
+TEST_F(Start, AnUnreadablePortIsSkippedWithItsLine) {
+    configure({});
+    add_printer(W("a good"));
+    add_printer(W("z good"));
+    const WCHAR address[] = W("127.0.0.1");
+    store_value(W("b no number"), W("HostName"), REG_SZ, address, sizeof address);
+    const DWORD number = 9100;
+    store_value(W("c no host"), W("PortNumber"), REG_DWORD, &number, sizeof number);
+    const std::vector<WCHAR> long_address(200, W('x'));
+    store_value(W("d long host"), W("HostName"), REG_SZ, long_address.data(), 400);
+    store_value(W("d long host"), W("PortNumber"), REG_DWORD, &number, sizeof number);
+    const Text long_name(65, W('e'));
+    store_value(long_name, W("HostName"), REG_SZ, address, sizeof address);
+    const Text full_name(64, W('f'));
+    store_value(full_name, W("HostName"), REG_SZ, address, sizeof address);
+    store_value(full_name, W("PortNumber"), REG_DWORD, &number, sizeof number);
+    // Stored without a terminator, right after a longer address: nothing of that one may stick to it.
+    store_value(W("g bare"), W("HostName"), REG_SZ, W("127.0.0.1"), 18);
+    store_value(W("g bare"), W("PortNumber"), REG_DWORD, &number, sizeof number);
+    ASSERT_TRUE(load()) << last_reason;
+
+    EXPECT_EQ(port_names(), (std::vector<Text>{W("a good"), full_name, W("g bare"), W("z good")}));
+    const std::string begin = "TSM: ForAllPortRetEntries failed to ";
+    const std::string end = " This port will not be loaded. - ";
+    EXPECT_EQ(logged(begin + "get PortNumber value for port: \"b no number\". Data size: 4." + end, "ERROR"), 1);
+    EXPECT_EQ(logged(begin + "get PrinterAddress value for port: \"c no host\". Data size: 258." + end, "ERROR"), 1);
+    EXPECT_EQ(logged(begin + "get PrinterAddress value for port: \"d long host\". Data size: 400." + end, "ERROR"), 1);
+    EXPECT_EQ(logged(begin + "enumerate port index 4." + end, "ERROR"), 1);
+    EXPECT_EQ(logged("(Error: 234)"), 2);
+}
+
+TEST_F(Start, ThousandsOfStoredPortsLoadInTheRegistrysOrder) {
+    configure({});
+    constexpr int kPorts = 3200;
+    std::vector<Text> names;
+    for (int i = 0; i < kPorts; ++i) {
+        const Text name = W("port ") + host::to_text(std::to_string(10000 + i));
+        names.push_back(name);
+        ASSERT_TRUE(host::store_port(name, W("127.0.0.1"), 9100));
+    }
+    ASSERT_TRUE(load()) << last_reason;
+    EXPECT_EQ(port_names(), names);
+}
+
+TEST_F(Start, TheInstallPathMayStandAtEitherPlace) {
+    configure_with_debug();
+    HKEY key = nullptr;
+    ASSERT_EQ(RegDeleteKeyW(HKEY_LOCAL_MACHINE, W("SOFTWARE\\Wow6432Node\\ts-print-provider")), ERROR_SUCCESS);
+    ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, W("SOFTWARE\\Wow6432Node\\Tessaron"), 0, nullptr, 0, KEY_ALL_ACCESS,
+                              nullptr, &key, nullptr),
+              ERROR_SUCCESS);
+    const Text path = host::windows_path(folder.install);
+    EXPECT_EQ(RegSetValueExW(key, W("InstallPath"), 0, REG_SZ, reinterpret_cast<const BYTE*>(path.c_str()),
+                             static_cast<DWORD>((path.size() + 1) * sizeof(WCHAR))),
+              ERROR_SUCCESS);
+    RegCloseKey(key);
+    ASSERT_TRUE(load()) << last_reason;
+    EXPECT_EQ(logged("TSM: Starting port monitor version: "), 1) << "the log is in the base directory";
+    EXPECT_EQ(logged("TSM: using helper command path"), 0);
+    EXPECT_EQ(logged("TSM: Could not access the install path for ", "ERROR"), 2);
+    EXPECT_EQ(logged("TSM: Could not retrieve the install path for SOFTWARE\\Wow6432Node\\ts-print-provider.", "ERROR"), 1)
+        << "the renewed look-up, of which the first place fails again";
+}
+
+TEST_F(Start, WithoutAnInstallPathDocumentsStillPrint) {
+    configure({});
+    peer::TcpPrinter& printer = add_printer(W("Office"));
+    ASSERT_EQ(RegDeleteKeyW(HKEY_LOCAL_MACHINE, W("SOFTWARE\\Wow6432Node\\ts-print-provider")), ERROR_SUCCESS);
+    ASSERT_TRUE(load()) << last_reason;
+    EXPECT_EQ(print(W("Office"), "page").result, host::Result::printed);
+    ASSERT_TRUE(printer.wait_for_ends(1));
+    EXPECT_EQ(printer.connection(0).data, "page");
+    EXPECT_EQ(log(), "");
+}
+
+TEST_F(Start, WithoutASettingsFileTheDefaultsHold) {
+    configure({});
+    peer::TcpPrinter& printer = add_printer(W("Office"));
+    std::filesystem::remove(folder.base + "/print-provider.conf");
+    ASSERT_TRUE(load()) << last_reason;
+    EXPECT_EQ(print(W("Office"), "page").result, host::Result::printed);
+    ASSERT_TRUE(printer.wait_for_ends(1));
+    EXPECT_EQ(logged("Error parsing config file: ", "ERROR"), 1);
+}
+
+TEST_F(Start, LeftOverWorkFilesAreSwept) {
+    configure_with_debug();
+    const std::string directory = folder.spool("forceattr");
+    const auto fill = [&] {
+        for (const char* name : {"input-P-1.dat", "msf-P-1.dat", "anything"}) write_file(directory + "/" + name, "x");
+        std::filesystem::create_directories(directory + "/kept/below");
+    };
+    const auto count = [&] {
+        return std::distance(std::filesystem::directory_iterator(directory), std::filesystem::directory_iterator());
+    };
+    fill();
+    ASSERT_TRUE(load()) << last_reason;
+    EXPECT_EQ(count(), 1) << "only the sub-directory is left";
+    EXPECT_EQ(logged("Deleting persisted forceattr file: "), 3);
+
+    monitor.unload();
+    fill();
+    configure({"ForceAttributesDebug=on"});
+    ASSERT_TRUE(load()) << last_reason;
+    EXPECT_EQ(count(), 4);
+}
+
+TEST_F(Start, LoadingAHundredTimesLeavesNothingBehind) {
+    configure_with_debug({"LogRotateSizeKBytes=64"});
+    add_printer(W("Office"));
+    size_t handles = 0;
+    for (int i = 0; i < 100; ++i) {
+        ASSERT_TRUE(load()) << last_reason;
+        EXPECT_EQ(print(W("Office"), "page").result, host::Result::printed);
+        monitor.unload();
+        if (i == 0) handles = open_handles();
+    }
+    EXPECT_EQ(open_handles(), handles);
+}
+
+}  // namespace
+}  // namespace test

@@ -1,0 +1,22 @@
+#include "tests/support/platform.h"
+
+#include <sys/resource.h>
+
+#include "winapi/linux/control.h"
+
+namespace test {
+
+void clear_registry() { winapi::clear_registry(); }
+
+size_t open_handles() { return winapi::open_handles(); }
+
+size_t peak_memory() {
+    rusage usage = {};
+    getrusage(RUSAGE_SELF, &usage);
+    return static_cast<size_t>(usage.ru_maxrss) * 1024;
+}
+
+FastClock::FastClock(double factor) { winapi::set_clock_speed(factor); }
+FastClock::~FastClock() { winapi::set_clock_speed(1); }
+
+}  // namespace test

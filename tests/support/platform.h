@@ -1,0 +1,26 @@
+// What tests ask of the platform beside the functions under test; each platform has its own body (linux/).
+#pragma once
+
+#include <cstddef>
+
+namespace test {
+
+// Removes what earlier tests left in the registry for the monitor.
+void clear_registry();
+
+// Handles of the process that are open now, sockets and keys included.
+size_t open_handles();
+
+// The largest amount of memory the process has held so far, in bytes.
+size_t peak_memory();
+
+// Lets the monitor's waits run this many times as fast until the scope ends.
+class FastClock {
+  public:
+    explicit FastClock(double factor);
+    ~FastClock();
+    FastClock(const FastClock&) = delete;
+    FastClock& operator=(const FastClock&) = delete;
+};
+
+}  // namespace test

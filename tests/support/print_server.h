@@ -1,0 +1,152 @@
+// A print server for a test: a base folder, printers that listen on loopback, their ports, and the monitor loaded from
+// its library as the spooler loads it.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <list>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/support/platform.h"
+#include "tools/host/monitor_host.h"
+#include "tools/host/platform.h"
+#include "tools/peer/tcp_printer.h"
+
+namespace test {
+
+using host::Text;
+using Lines = std::vector<std::string>;
+
+class PrintServer : public testing::Test {
+  protected:
+    PrintServer() {
+        spooler_sim::reset();
+        clear_registry();
+        install_ = host::make_temporary_folder();
+    }
+
+    ~PrintServer() override {
+        monitor.unload();
+        EXPECT_EQ(spooler_sim::open_printers(), 0u);
+        EXPECT_EQ(spooler_sim::open_tokens(), 0u);
+        std::error_code ignored;
+        std::filesystem::remove_all(install_, ignored);
+    }
+
+    // Writes the settings; more may be added with later calls.
+    void configure(const Lines& settings) {
+        std::string why;
+        ASSERT_TRUE(host::set_up_base(install_, settings, folder, why)) << why;
+    }
+    void configure_with_debug(Lines settings = {}) {
+        settings.insert(settings.begin(), "Debug=on");
+        configure(settings);
+    }
+
+    bool load() {
+        host::MonitorHost::Options options;
+        options.library = host::executable_folder() + "/" + host::monitor_file_name();
+        options.folder = folder;
+        std::string why;
+        const bool loaded = monitor.load(options, why);
+        if (!loaded) last_reason = why;
+        return loaded;
+    }
+
+    // A printer of the spooler, with a port of the same name to a TCP printer of its own. Before load().
+    peer::TcpPrinter& add_printer(const Text& name) {
+        peer::TcpPrinter& printer = printers_.emplace_back();
+        EXPECT_EQ(printer.error(), "");
+        spooler_sim::add_printer(name);
+        EXPECT_TRUE(host::store_port(name, W("127.0.0.1"), printer.port()));
+        return printer;
+    }
+
+    static host::Document document(const Text& printer, host::Source source, DWORD write_size = 65536) {
+        host::Document made;
+        made.port = printer;
+        made.printer = printer;
+        made.source = std::move(source);
+        made.write_size = write_size;
+        made.retry_pause_ms = 1;
+        return made;
+    }
+    host::Outcome print(const Text& printer, const std::string& data, DWORD write_size = 65536) {
+        return monitor.print_document(document(printer, host::memory_source(data), write_size));
+    }
+
+    std::string log() const {
+        std::ifstream file(folder.log(), std::ios::binary);
+        std::stringstream text;
+        text << file.rdbuf();
+        return text.str();
+    }
+    // The log's lines without their line ends.
+    Lines log_lines() const {
+        std::istringstream text(log());
+        Lines lines;
+        for (std::string line; std::getline(text, line);) {
+            if (!line.empty() && line.back() == '\r') line.pop_back();
+            lines.push_back(line);
+        }
+        return lines;
+    }
+    // How often a text stands in the log, in lines of that level only when one is given.
+    int logged(const std::string& text, const std::string& level = "") const {
+        int count = 0;
+        for (const std::string& line : log_lines()) {
+            if (line.find(text) != std::string::npos && line.find(" " + level) != std::string::npos) ++count;
+        }
+        return count;
+    }
+    // The messages of the debug log from the first one that contains `from` on, without place and thread number.
+    Lines messages(const std::string& from) const {
+        Lines found;
+        bool on = false;
+        for (const std::string& line : log_lines()) {
+            const size_t start = line.find(" - ");
+            const size_t end = line.rfind(" [");
+            if (start == std::string::npos || end == std::string::npos || end < start) continue;
+            const std::string message = line.substr(start + 3, end - start - 3);
+            on = on || message.find(from) != std::string::npos;
+            if (on) found.push_back(message);
+        }
+        return found;
+    }
+
+    void write_file(const std::string& path, const std::string& contents) const {
+        std::ofstream(path, std::ios::binary) << contents;
+    }
+    static std::string read_file(const std::string& path) {
+        std::ifstream file(path, std::ios::binary);
+        std::stringstream text;
+        text << file.rdbuf();
+        return text.str();
+    }
+
+    host::BaseFolder folder;
+    host::MonitorHost monitor;
+    std::string last_reason;
+
+  private:
+    std::string install_;
+    std::list<peer::TcpPrinter> printers_;
+};
+
+// Different at every place, so that nothing lost, doubled or moved goes unseen.
+inline std::string pattern(size_t size) {
+    std::string data(size, '\0');
+    std::uint32_t state = 0x2545F491;
+    for (char& byte : data) {
+        state = state * 1664525u + 1013904223u;
+        byte = static_cast<char>(state >> 24);
+    }
+    return data;
+}
+
+}  // namespace test

@@ -1,0 +1,174 @@
+// A TCP printer as a program: takes raw documents, stores what arrives, and misbehaves on request.
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <mutex>
+
+#include "tools/host/text.h"
+#include "tools/peer/tcp_printer.h"
+
+namespace {
+
+const char usage[] = R"(fakeprinter - a raw TCP printer for the bench
+
+usage: fakeprinter [options]
+
+  --port N           the TCP port (default 9100; 0 lets the system choose)
+  --address A        the numeric address to listen on (default 127.0.0.1)
+  --store DIR        keeps each connection's bytes as DIR/connection-N.bin
+  --connections N    ends after N connections (default: runs until it is stopped)
+  --slow BYTES       reads at most that many bytes a second
+  --buffer BYTES     the system's receive buffer; small, a slow reader is felt sooner
+  --reset-after N    resets each connection after N bytes
+  --close-after N    closes each connection after N bytes, early
+  --stall-after N    reads nothing more after N bytes
+  --first N          only the first N connections are treated so (default: all)
+  --never-close      leaves its side of the connection open
+  --close-delay MS   closes its side that much later
+  --answer TEXT      sends TEXT back at the end of a document
+  --refuse           holds the port and refuses every connection
+  --help             this text
+
+examples:
+  fakeprinter --port 9100 --store /tmp/printed
+  fakeprinter --port 9100 --reset-after 100000 --first 1
+  fakeprinter --port 9100 --slow 50000 --buffer 4096
+
+For every connection it prints how it ended, the bytes and their SHA-256.
+)";
+
+struct Options {
+    std::uint64_t port = 9100;
+    std::string address = "127.0.0.1";
+    std::string store;
+    std::uint64_t connections = 0;
+    std::uint64_t first = 0;
+    std::uint64_t buffer = 0;
+    std::uint64_t close_delay = 0;
+    bool refuse = false;
+    bool help = false;
+    peer::Behaviour behaviour;
+};
+
+bool take_switch(const std::string& name, Options& options) {
+    const std::map<std::string, bool*> switches = {{"--never-close", &options.behaviour.never_close},
+                                                   {"--refuse", &options.refuse},
+                                                   {"--help", &options.help}};
+    const auto found = switches.find(name);
+    if (found != switches.end()) *found->second = true;
+    return found != switches.end();
+}
+
+bool take_value(const std::string& name, const std::string& value, Options& options) {
+    const std::map<std::string, std::string*> texts = {{"--address", &options.address},
+                                                       {"--store", &options.store},
+                                                       {"--answer", &options.behaviour.answer}};
+    const std::map<std::string, std::uint64_t*> numbers = {{"--port", &options.port},
+                                                           {"--connections", &options.connections},
+                                                           {"--first", &options.first},
+                                                           {"--buffer", &options.buffer},
+                                                           {"--close-delay", &options.close_delay},
+                                                           {"--slow", &options.behaviour.bytes_per_second},
+                                                           {"--reset-after", &options.behaviour.reset_after},
+                                                           {"--close-after", &options.behaviour.close_after},
+                                                           {"--stall-after", &options.behaviour.stall_after}};
+    if (const auto text = texts.find(name); text != texts.end()) {
+        *text->second = value;
+        return true;
+    }
+    const auto number = numbers.find(name);
+    const std::uint64_t most = name == "--port" ? 65535 : 1ULL << 40;
+    return number != numbers.end() && host::parse_number(value, 0, most, *number->second);
+}
+
+bool parse_options(int count, char** arguments, Options& options, std::string& why) {
+    for (int i = 1; i < count; ++i) {
+        const std::string name = arguments[i];
+        if (take_switch(name, options)) continue;
+        why =
+            "not understood: " + name + (i + 1 < count ? std::string(" ") + arguments[i + 1] : std::string());
+        if (i + 1 == count || !take_value(name, arguments[++i], options)) return false;
+    }
+    options.behaviour.keep_bytes = 0;
+    options.behaviour.receive_buffer = static_cast<int>(std::min<std::uint64_t>(options.buffer, 1 << 30));
+    options.behaviour.close_delay = std::chrono::milliseconds(options.close_delay);
+    return true;
+}
+
+// The files of connections that are under way.
+struct Store {
+    std::string folder;
+    std::mutex mutex;
+    std::map<size_t, std::ofstream> files;
+
+    void open(size_t connection) {
+        if (folder.empty() || files.count(connection) != 0) return;
+        const std::string name = "connection-" + std::to_string(connection + 1) + ".bin";
+        files[connection].open(std::filesystem::path(folder) / name, std::ios::binary);
+    }
+    void append(size_t connection, const char* data, size_t size) {
+        if (folder.empty()) return;
+        const std::lock_guard lock(mutex);
+        open(connection);
+        files[connection].write(data, static_cast<std::streamsize>(size));
+    }
+    void end(size_t connection, const peer::Connection& record) {
+        const std::lock_guard lock(mutex);
+        open(connection);
+        files.erase(connection);
+        const double seconds = std::chrono::duration<double>(record.ended - record.started).count();
+        std::printf("connection %zu  %llu bytes  %s  %s  sha256 %s\n", connection + 1,
+                    static_cast<unsigned long long>(record.bytes), host::seconds_in_words(seconds).c_str(),
+                    peer::end_in_words(record.end), record.sha256.c_str());
+        std::fflush(stdout);
+    }
+};
+
+int run(const Options& options) {
+    Store store;
+    store.folder = options.store;
+    std::error_code error;
+    if (!options.store.empty()) std::filesystem::create_directories(options.store, error);
+    peer::TcpPrinter::Options setup;
+    setup.address = options.address;
+    setup.port = static_cast<std::uint16_t>(options.port);
+    setup.listening = false;
+    setup.on_data = [&](size_t connection, const char* data, size_t size) {
+        store.append(connection, data, size);
+    };
+    setup.on_end = [&](size_t connection, const peer::Connection& record) { store.end(connection, record); };
+    peer::TcpPrinter printer(setup);
+    if (error || !printer.error().empty()) {
+        std::fprintf(stderr, "fakeprinter: %s\n", error ? error.message().c_str() : printer.error().c_str());
+        return 1;
+    }
+    peer::Behaviour ordinary;
+    ordinary.keep_bytes = 0;
+    printer.behave(options.first == 0 ? options.behaviour : ordinary);
+    for (std::uint64_t i = 0; i < options.first; ++i) printer.behave_once(options.behaviour);
+    if (!options.refuse) printer.listen();
+    std::printf("%s %s:%u\n", options.refuse ? "refusing on" : "listening on", printer.address().c_str(),
+                printer.port());
+    std::fflush(stdout);
+    const size_t last = options.connections == 0 ? static_cast<size_t>(-1) : options.connections;
+    while (!printer.wait_for_ends(last, std::chrono::hours(1))) {
+    }
+    return 0;
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+    Options options;
+    std::string why;
+    if (!parse_options(count, arguments, options, why)) {
+        std::fprintf(stderr, "fakeprinter: %s\nTry fakeprinter --help.\n", why.c_str());
+        return 2;
+    }
+    if (options.help) {
+        std::fputs(usage, stdout);
+        return 0;
+    }
+    return run(options);
+}

@@ -1,0 +1,37 @@
+// What runs when the library is loaded into a process and when it is unloaded.
+#include "common/config.h"
+#include "common/log.h"
+#include "winportmon/tsmon/tsmon.h"
+
+namespace {
+
+// Spin count as of Windows' documentation: the high bit asks for the lock's memory in advance.
+constexpr DWORD kSpinCount = 0x80000000;
+
+void Attach(HINSTANCE instance) {
+    OutputDebugStringA("TSM Attaching of DLL");
+    tsmon::module_instance = instance;
+    tsmon::MonitorLock.initialised =
+        InitializeCriticalSectionAndSpinCount(&tsmon::MonitorLock.section, kSpinCount) != FALSE;
+    DisableThreadLibraryCalls(instance);
+}
+
+void Detach() {
+    OutputDebugStringA("TSM Detaching of DLL");
+    if (tsmon::MonitorLock.initialised) {
+        tsmon::MonitorLock.initialised = false;
+        DeleteCriticalSection(&tsmon::MonitorLock.section);
+    }
+    OutputDebugStringA("TSM Closing log file");
+    log_close();
+    log_free_lock();
+    config_free_lock();
+}
+
+}  // namespace
+
+extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID) {
+    if (reason == DLL_PROCESS_ATTACH) Attach(instance);
+    if (reason == DLL_PROCESS_DETACH) Detach();
+    return TRUE;
+}

@@ -1,0 +1,134 @@
+#include "winportmon/tsmon/tsmon.h"
+
+#include <cstring>
+
+#include "common/global.h"
+#include "common/log.h"
+#include "common/os.h"
+#include "common/tessaron.h"
+#include "common/util.h"
+#include "winportmon/tsmon/helper.h"
+#include "winportmon/tsmon/tsmon_document.h"
+#include "winportmon/tsmon/tsmon_ports.h"
+#include "winportmon/tsmon/util_registry.h"
+
+namespace tsmon {
+
+Lock MonitorLock;
+HINSTANCE module_instance;
+
+namespace {
+
+// -- Start -----------------------------------------------------------------------------------------------------------
+
+// Logging, configuration and the helper's path. Without an install directory there is no configuration and no log file.
+void InitGlobals(MonitorContext* context) {
+    session_context.debug_logging = 1;
+    char install_path[MAX_PATH];
+    if (!GetInstallPath(install_path, sizeof install_path)) return;
+    config_init(install_path);
+    log_debug(LOG_HERE, "TSM: Starting port monitor version: %s (%s)", TSM_VERSION, PRODUCT_NAME);
+    BuildHelperCommandPath(context, install_path);
+    CheckHelperCommandPath(context, TRUE);
+    log_debug(LOG_HERE, "TSM: finished init of globals");
+}
+
+void LogUserName() {
+    WCHAR name[1024] = {};
+    DWORD size = 1024;
+    GetUserNameW(name, &size);
+    log_debug(LOG_HERE, "TSM: thread running with username = \"%S\"", name);
+}
+
+int DeletePersistedForceAttrFile(const char* path, int64_t) {
+    log_debug(LOG_HERE, "Deleting persisted forceattr file: %s", path);
+    if (!os_file_delete(path)) log_debug_last_error(LOG_HERE, "Unable to delete persisted file: \"%s\"", path);
+    return TRUE;
+}
+
+// Removes the work files of jobs that an earlier run did not bring to their end.
+void SweepForceAttrFiles() {
+    const char* const directory = session_context.forceattr_spool_dir_path;
+    if (session_context.forceattr_debug != 0 || util_is_string_empty(directory)) return;
+    if (os_file_exists(directory)) os_dir_forall(directory, DeletePersistedForceAttrFile);
+}
+
+void LoadPortEntryCallback(MonitorContext* context, const PortConfig* config) {
+    if (CreatePortEntry(context, config) != nullptr) return;
+    log_error(LOG_HERE, "TSM: ForAllPortRegEntries in callback, failed to create port entry: %S",
+              FieldText(config->port_name).text);
+}
+
+void LoadPorts(MonitorContext* context) {
+    const MonitorLockGuard lock;
+    ForAllPortRegEntries(context, LoadPortEntryCallback);
+}
+
+// -- Stop ------------------------------------------------------------------------------------------------------------
+
+void WINAPI Shutdown(HANDLE monitor) {
+    auto* const context = static_cast<MonitorContext*>(monitor);
+    log_debug(LOG_HERE, "TSM Shutdown");
+    log_close();
+    WSACleanup();
+    for (PortEntry* port = context->ports; port != nullptr;) {
+        PortEntry* const next = port->next;
+        GlobalFree(port);
+        port = next;
+    }
+    GlobalFree(context);
+}
+
+// -- The operation table ---------------------------------------------------------------------------------------------
+
+// The members up to pfnSendRecvBidiDataFromPort; later ones belong to later systems.
+constexpr DWORD kMonitor2Size = 160;
+static_assert(offsetof(MONITOR2, pfnSendRecvBidiDataFromPort) + sizeof(void*) == kMonitor2Size);
+
+// Ports are added, configured and deleted through the Xcv slots only.
+MONITOR2 operation_table = [] {
+    MONITOR2 table = {};
+    table.cbSize = kMonitor2Size;
+    table.pfnEnumPorts = EnumPorts;
+    table.pfnOpenPort = OpenPort;
+    table.pfnStartDocPort = StartDocPort;
+    table.pfnWritePort = WritePort;
+    table.pfnReadPort = ReadPort;
+    table.pfnEndDocPort = EndDocPort;
+    table.pfnClosePort = ClosePort;
+    table.pfnShutdown = Shutdown;
+    return table;
+}();
+
+}  // namespace
+}  // namespace tsmon
+
+extern "C" LPMONITOR2 WINAPI InitializePrintMonitor2(MONITORINIT* init, HANDLE* monitor) {
+    using namespace tsmon;
+    constexpr WORD kWinsockVersion = 0x0202;
+
+    log_debug(LOG_HERE, "TSM: Initialize Monitor2");
+    auto* const context = static_cast<MonitorContext*>(GlobalAlloc(GPTR, sizeof(MonitorContext)));
+    if (context == nullptr) {
+        log_error(LOG_HERE, "TSM: Failed to allocate for init");
+        return nullptr;
+    }
+    memcpy(context->signature, "TSM", sizeof context->signature);
+    context->init = init;
+    InitGlobals(context);
+    log_debug(LOG_HERE, "TSM: Initialize on server \"%S\" for %s spooler", init->pszServerName,
+              init->bLocal ? "local" : "clustered");
+    LogUserName();
+    SweepForceAttrFiles();
+    WSADATA sockets;
+    const int error = WSAStartup(kWinsockVersion, &sockets);
+    if (error != 0) {
+        log_error(LOG_HERE, "TSM: WSAStartup failed with error: %d", error);
+        GlobalFree(context);
+        return nullptr;
+    }
+    LoadPorts(context);
+    *monitor = context;
+    log_debug(LOG_HERE, "TSM init complete");
+    return &operation_table;
+}

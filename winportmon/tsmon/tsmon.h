@@ -1,0 +1,151 @@
+// The monitor's shared records: the instance, the library's lock, a port's configuration and the port itself, which is
+// also the handle that the spooler holds and carries the document being printed.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+
+#include "common/serialize_hpc_job.h"
+#include "winapi/winapi.h"
+
+// The one export. Returns the operation table and stores the monitor handle, a MonitorContext; null, and the handle
+// untouched, when the monitor cannot start. The MONITORINIT record outlives the monitor.
+extern "C" LPMONITOR2 WINAPI InitializePrintMonitor2(MONITORINIT* init, HANDLE* monitor);
+
+namespace tsmon {
+
+struct PortEntry;
+struct XcvHandle;
+
+// -- The instance ----------------------------------------------------------------------------------------------------
+
+// One a call of InitializePrintMonitor2; from the global heap, freed by Shutdown.
+struct MonitorContext {
+    char signature[4];  // "TSM"
+    MONITORINIT* init;  // the spooler's: registry callbacks and server name
+    WCHAR helper_command_path[MAX_PATH];
+    PortEntry* ports;         // in the order of loading and creation; guarded by MonitorLock
+    XcvHandle* xcv_handles;  // open configuration handles; guarded by MonitorLock
+};
+
+// The library's lock. Guards the port list and the ports' configurations, the in-document flag as StartDocPort changes
+// it, the open configuration handles, and the helper's path and launch. A thread that holds it can enter it again.
+// Created when the library is loaded, deleted when it is unloaded; without it (it could not be created) entering does
+// nothing.
+struct Lock {
+    CRITICAL_SECTION section;
+    bool initialised;
+};
+extern Lock MonitorLock;
+
+class MonitorLockGuard {
+  public:
+    MonitorLockGuard() : held_(MonitorLock.initialised) {
+        if (held_) EnterCriticalSection(&MonitorLock.section);
+    }
+    ~MonitorLockGuard() {
+        if (held_) LeaveCriticalSection(&MonitorLock.section);
+    }
+    MonitorLockGuard(const MonitorLockGuard&) = delete;
+    MonitorLockGuard& operator=(const MonitorLockGuard&) = delete;
+
+  private:
+    bool held_;
+};
+
+// The library's instance handle, for its string resources.
+extern HINSTANCE module_instance;
+
+// -- Ports -----------------------------------------------------------------------------------------------------------
+
+constexpr size_t kPrinterAddressSize = 129;  // characters, terminator included
+constexpr size_t kPortNameSize = 65;
+
+// The configuration of a port, as the port UI and the registry exchange it byte for byte. Nobody vouches for the texts:
+// read them through FieldText.
+struct PortConfig {
+    WCHAR printer_address[kPrinterAddressSize];  // host name or numeric address
+    WCHAR port_name[kPortNameSize];              // the port's key, letter case ignored
+    uint32_t port_number;                        // TCP
+};
+static_assert(sizeof(PortConfig) == 392 && offsetof(PortConfig, port_name) == 258 &&
+              offsetof(PortConfig, port_number) == 388);
+
+// A text field up to its terminator and never past its end, terminated.
+template <size_t N>
+struct FieldText {
+    explicit FieldText(const WCHAR (&field)[N]) {
+        size_t length = 0;
+        while (length < N && field[length] != 0) {
+            text[length] = field[length];
+            ++length;
+        }
+        text[length] = 0;
+    }
+    WCHAR text[N + 1];
+};
+
+// -- Documents -------------------------------------------------------------------------------------------------------
+
+constexpr uint32_t kWriteSlots = 20;
+
+struct WriteSlot {
+    uint32_t bytes;
+    uint32_t duration;
+};
+
+// Times in milliseconds, from GetTickCount.
+struct WriteStats {
+    uint32_t start_tick;
+    uint32_t start_duration;        // of StartDocPort
+    uint32_t total_write_duration;  // of all WritePort calls
+    uint32_t write_count;           // WritePort calls, those of a refused document too
+    uint32_t total_bytes;           // given to them
+    WriteSlot slots[kWriteSlots];   // the first calls, in order
+};
+
+// The running helper of a hardware check. The handles are null when it is not running.
+struct HwCheckState {
+    HANDLE std_in_wr;   // write end of its standard input
+    HANDLE std_out_rd;  // read end of its standard output
+    HANDLE process;
+    HANDLE thread;
+    uint32_t active;
+};
+
+// The work files of forced attributes. Names are heap texts owned by the port; streams are null when closed.
+struct ForceAttrState {
+    uint32_t active;
+    char* input_name;
+    FILE* input;
+    char* output_name;
+    FILE* output;
+};
+
+constexpr uint32_t kPortInDocument = 1;  // of PortEntry::flags: between StartDocPort and EndDocPort
+
+// A configured port; from the global heap, owned by the port list. Its document fields are used without a lock by the
+// one spooler thread that drives the document.
+struct PortEntry {
+    char signature[4];  // "TSPT"
+    PortEntry* next;
+    PortConfig config;  // guarded by MonitorLock; copy it with CopyPortConfig
+    uint32_t flags;
+    WCHAR* printer_name;    // heap text; null outside a document
+    WCHAR* server_name;     // heap text; null unless the printer was named with its server
+    HANDLE printer_handle;  // the document's printer in the spooler, or null
+    SOCKET socket;          // the connection to the printer, or INVALID_SOCKET
+    uint32_t job_id;
+    uint32_t LastErrorJobId;  // the job whose failure was last logged at error level; a repetition goes to debug
+    uint32_t not_approved;
+    uint32_t marked_for_deletion;
+    HpcJobRecord hpc_job_record;
+    HwCheckState hw_check;
+    ForceAttrState force_attr;
+    uint32_t initial_write_size;  // of the document's first buffer that is not empty and goes to the printer or a file
+    WriteStats write_stats;
+    MonitorContext* monitor;
+};
+
+}  // namespace tsmon

@@ -1,0 +1,36 @@
+// The spooler's calls of one document on a port: StartDocPort, WritePort as often as there is data, EndDocPort. They
+// follow one another on one thread; ports print in parallel.
+#pragma once
+
+#include "winportmon/tsmon/tsmon.h"
+
+namespace tsmon {
+
+// TRUE: the document is accepted, to be printed or, when its job is refused, to be thrown away. FALSE: it could not be
+// started, and the port is idle. On a port with a document in progress: TRUE, and that document is left as it is.
+BOOL WINAPI StartDocPort(HANDLE port, LPWSTR printer_name, DWORD job_id, DWORD level, LPBYTE document);
+
+// Routes a buffer to the printer, without a copy; *written may be less than `size`, and the rest is then the next
+// call's. FALSE when it could not be taken (see TsmWriteToPrinter).
+BOOL WINAPI WritePort(HANDLE port, LPBYTE data, DWORD size, LPDWORD written);
+
+// Nothing is ever read from a printer: always FALSE.
+BOOL WINAPI ReadPort(HANDLE port, LPBYTE buffer, DWORD size, LPDWORD read);
+
+// Ends the document and leaves the port idle, whatever it returns.
+BOOL WINAPI EndDocPort(HANDLE port);
+
+// Splits "\\server\printer" into the port's server and printer names; any other name is a printer's. FALSE when memory
+// runs out, with neither set.
+BOOL ExtractPrinterFields(PortEntry* port, const WCHAR* full_name);
+
+// -- Identity --------------------------------------------------------------------------------------------------------
+// The spooler calls in the name of the user who prints. These move the thread to the spooler's own identity and back,
+// each when its setting says so. A token is null when there is nothing to go back to.
+
+HANDLE RevertAsConfigured();  // for whole operations, with the setting HWCheckPortMonitorRunAsSystem
+void ImpersonateAsConfigured(HANDLE token);
+HANDLE RevertForLogging();  // for log lines, with debug logging on and that setting off
+void ImpersonateForLogging(HANDLE token);
+
+}  // namespace tsmon

@@ -1,0 +1,265 @@
+#include "winportmon/tsmon/tsmon_ports.h"
+
+#include <atomic>
+#include <cstring>
+
+#include "common/log.h"
+#include "common/util.h"
+
+namespace tsmon {
+
+// -- The list --------------------------------------------------------------------------------------------------------
+
+namespace {
+
+bool HasName(const PortEntry* port, const WCHAR* name) {
+    return lstrcmpiW(FieldText(port->config.port_name).text, name) == 0;
+}
+
+}  // namespace
+
+PortEntry* CreatePortEntry(MonitorContext* context, const PortConfig* config) {
+    auto* const port = static_cast<PortEntry*>(GlobalAlloc(GPTR, sizeof(PortEntry)));
+    if (port == nullptr) return nullptr;
+    memcpy(port->signature, "TSPT", sizeof port->signature);
+    port->config = *config;
+    port->socket = INVALID_SOCKET;
+    port->monitor = context;
+
+    const MonitorLockGuard lock;
+    PortEntry** tail = &context->ports;
+    while (*tail != nullptr) tail = &(*tail)->next;
+    *tail = port;
+    return port;
+}
+
+PortEntry* FindPortEntry(MonitorContext* context, const WCHAR* name) {
+    if (name == nullptr) return nullptr;
+    PortEntry* port = context->ports;
+    while (port != nullptr && !HasName(port, name)) port = port->next;
+    return port;
+}
+
+BOOL DeletePortEntry(MonitorContext* context, const WCHAR* name) {
+    PortEntry** link = &context->ports;
+    while (*link != nullptr && !HasName(*link, name)) link = &(*link)->next;
+    PortEntry* const port = *link;
+    if (port == nullptr) return FALSE;
+    *link = port->next;
+    GlobalFree(port);
+    return TRUE;
+}
+
+PortConfig CopyPortConfig(const PortEntry* port) {
+    const MonitorLockGuard lock;
+    return port->config;
+}
+
+// -- EnumPorts -------------------------------------------------------------------------------------------------------
+
+namespace {
+
+// String resources of the library (tsmon.rc).
+constexpr UINT kPortDescriptionString = 500;
+constexpr UINT kMonitorNameString = 507;
+constexpr size_t kResourceTextSize = 261;  // 260 characters and a terminator
+
+// The texts that all ports of a level 2 enumeration carry; null when memory ran out.
+class ResourceText {
+  public:
+    explicit ResourceText(UINT id) : text_(static_cast<WCHAR*>(GlobalAlloc(GPTR, kResourceTextSize * sizeof(WCHAR)))) {
+        if (text_ != nullptr) LoadStringW(module_instance, id, text_, kResourceTextSize);
+    }
+    ~ResourceText() {
+        if (text_ != nullptr) GlobalFree(text_);
+    }
+    ResourceText(const ResourceText&) = delete;
+    ResourceText& operator=(const ResourceText&) = delete;
+    const WCHAR* get() const { return text_; }
+
+  private:
+    WCHAR* text_;
+};
+
+DWORD SizeOfText(const WCHAR* text) { return static_cast<DWORD>((lstrlenW(text) + 1) * sizeof(WCHAR)); }
+
+DWORD SizeOfPort(const PortEntry* port, DWORD level) {
+    const FieldText name(port->config.port_name);
+    if (level == 1) return static_cast<DWORD>(sizeof(PORT_INFO_1W)) + SizeOfText(name.text);
+    if (level != 2) return 0;
+    const ResourceText monitor_name(kMonitorNameString);
+    const ResourceText description(kPortDescriptionString);
+    if (monitor_name.get() == nullptr || description.get() == nullptr) return 0;
+    return static_cast<DWORD>(sizeof(PORT_INFO_2W)) + SizeOfText(name.text) + SizeOfText(monitor_name.get()) +
+           SizeOfText(description.get());
+}
+
+// The caller's buffer: records grow from its start, texts from its end.
+struct PortBuffer {
+    BYTE* next_record;
+    BYTE* text_mark;
+
+    bool HasRoom(size_t size) const { return static_cast<size_t>(text_mark - next_record) >= size; }
+
+    LPWSTR AddText(const WCHAR* text) {
+        const DWORD size = SizeOfText(text);
+        text_mark -= size;
+        memcpy(text_mark, text, size);
+        return reinterpret_cast<LPWSTR>(text_mark);
+    }
+    template <typename Record>
+    void AddRecord(const Record& record) {
+        memcpy(next_record, &record, sizeof record);
+        next_record += sizeof record;
+    }
+};
+
+DWORD AddPortInfo1(PortBuffer* buffer, const PortEntry* port) {
+    PORT_INFO_1W info = {};
+    info.pName = buffer->AddText(FieldText(port->config.port_name).text);
+    buffer->AddRecord(info);
+    return ERROR_SUCCESS;
+}
+
+DWORD AddPortInfo2(PortBuffer* buffer, const PortEntry* port) {
+    const ResourceText monitor_name(kMonitorNameString);
+    const ResourceText description(kPortDescriptionString);
+    if (monitor_name.get() == nullptr || description.get() == nullptr) return GetLastError();
+    PORT_INFO_2W info = {};
+    info.pPortName = buffer->AddText(FieldText(port->config.port_name).text);
+    info.pMonitorName = buffer->AddText(monitor_name.get());
+    info.pDescription = buffer->AddText(description.get());
+    info.fPortType = PORT_TYPE_WRITE | PORT_TYPE_READ;
+    buffer->AddRecord(info);
+    return ERROR_SUCCESS;
+}
+
+// A port whose size could not be told a moment ago may not fit now.
+DWORD AddPort(PortBuffer* buffer, const PortEntry* port, DWORD level) {
+    if (level != 1 && level != 2) return ERROR_INVALID_LEVEL;
+    if (!buffer->HasRoom(SizeOfPort(port, level))) return ERROR_INSUFFICIENT_BUFFER;
+    return level == 1 ? AddPortInfo1(buffer, port) : AddPortInfo2(buffer, port);
+}
+
+DWORD EnumPortsInto(const MonitorContext* context, DWORD level, BYTE* buffer, DWORD size, DWORD* needed,
+                    DWORD* returned) {
+    const MonitorLockGuard lock;
+    DWORD total = 0;
+    for (const PortEntry* port = context->ports; port != nullptr; port = port->next) total += SizeOfPort(port, level);
+    *needed = total;
+    if (total > size) return ERROR_INSUFFICIENT_BUFFER;
+    *returned = 0;
+    PortBuffer ports{buffer, buffer + size};
+    for (const PortEntry* port = context->ports; port != nullptr; port = port->next) {
+        const DWORD error = AddPort(&ports, port, level);
+        if (error != ERROR_SUCCESS) return error;
+        ++*returned;
+    }
+    return ERROR_SUCCESS;
+}
+
+}  // namespace
+
+BOOL WINAPI EnumPorts(HANDLE monitor, LPWSTR, DWORD level, LPBYTE buffer, DWORD size, LPDWORD needed,
+                      LPDWORD returned) {
+    const DWORD error = EnumPortsInto(static_cast<MonitorContext*>(monitor), level, buffer, size, needed, returned);
+    if (error == ERROR_SUCCESS) return TRUE;
+    if (error != ERROR_INSUFFICIENT_BUFFER) log_error(LOG_HERE, "TSM: enum ports error: %d", error);
+    SetLastError(error);
+    return FALSE;
+}
+
+// -- OpenPort and ClosePort ------------------------------------------------------------------------------------------
+
+BOOL WINAPI OpenPort(HANDLE monitor, LPWSTR name, HANDLE* port) {
+    log_debug(LOG_HERE, "TSM Open Port: %S", name);
+    const MonitorLockGuard lock;
+    if (name == nullptr) {
+        log_error(LOG_HERE, "TSM: open port bad param");
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return FALSE;
+    }
+    PortEntry* const found = FindPortEntry(static_cast<MonitorContext*>(monitor), name);
+    if (found == nullptr) {
+        log_error(LOG_HERE, "TSM: Unable to find the port: %S", name);
+        return FALSE;
+    }
+    *port = found;
+    return TRUE;
+}
+
+BOOL WINAPI ClosePort(HANDLE) {
+    log_debug(LOG_HERE, "TSM ClosePort");
+    return TRUE;
+}
+
+// -- The spooler's own list ------------------------------------------------------------------------------------------
+
+namespace {
+
+using EnumPortsFunction = BOOL(WINAPI*)(LPWSTR server, DWORD level, LPBYTE buffer, DWORD size, LPDWORD needed,
+                                        LPDWORD returned);
+
+// Kept, with its library, for the life of the process once it was found.
+std::atomic<EnumPortsFunction> spooler_enum_ports{nullptr};
+
+// Null, with the reason as last error, when the spooler cannot be asked.
+EnumPortsFunction FindSpoolerEnumPorts() {
+    const EnumPortsFunction known = spooler_enum_ports;
+    if (known != nullptr) return known;
+    const HMODULE library = LoadSpoolerLibrary();
+    if (library == nullptr) return nullptr;
+    const auto found = reinterpret_cast<EnumPortsFunction>(
+        reinterpret_cast<void (*)()>(GetProcAddress(library, "EnumPortsW")));
+    if (found == nullptr) {
+        const DWORD error = GetLastError();
+        FreeLibrary(library);
+        SetLastError(error);
+        return nullptr;
+    }
+    spooler_enum_ports = found;
+    return found;
+}
+
+bool ListsName(EnumPortsFunction enum_ports, BYTE* buffer, DWORD size, const WCHAR* name) {
+    DWORD needed = 0;
+    DWORD returned = 0;
+    if (!enum_ports(nullptr, 1, buffer, size, &needed, &returned)) return true;
+    const auto* const ports = reinterpret_cast<const PORT_INFO_1W*>(buffer);
+    for (DWORD i = 0; i < returned; ++i) {
+        if (lstrcmpiW(ports[i].pName, name) == 0) return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+HMODULE LoadSpoolerLibrary() {
+    constexpr WCHAR kFileName[] = W("\\SPOOLSS.DLL");
+    constexpr UINT kFileNameLength = sizeof kFileName / sizeof kFileName[0] - 1;
+    WCHAR path[MAX_PATH] = {};
+    const UINT length = GetSystemDirectoryW(path, MAX_PATH);
+    if (length == 0 || length + kFileNameLength >= MAX_PATH) return nullptr;
+    memcpy(path + length, kFileName, sizeof kFileName);
+    return LoadLibraryW(path);
+}
+
+BOOL SpoolerPortExists(const WCHAR* name, DWORD* error) {
+    *error = ERROR_SUCCESS;
+    const EnumPortsFunction enum_ports = FindSpoolerEnumPorts();
+    if (enum_ports == nullptr) {
+        *error = GetLastError();
+        return FALSE;
+    }
+    DWORD needed = 0;
+    DWORD returned = 0;
+    if (enum_ports(nullptr, 1, nullptr, 0, &needed, &returned)) return FALSE;
+    if (GetLastError() != ERROR_INSUFFICIENT_BUFFER) return TRUE;
+    auto* const buffer = static_cast<BYTE*>(GlobalAlloc(GPTR, needed));
+    if (buffer == nullptr) return TRUE;
+    const bool listed = ListsName(enum_ports, buffer, needed, name);
+    GlobalFree(buffer);
+    return listed ? TRUE : FALSE;
+}
+
+}  // namespace tsmon

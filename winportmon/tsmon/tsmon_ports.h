@@ -1,0 +1,36 @@
+// The port list, and the spooler's calls on it.
+#pragma once
+
+#include "winportmon/tsmon/tsmon.h"
+
+namespace tsmon {
+
+// Appends a port with a copy of the configuration; null when memory runs out. Takes MonitorLock.
+PortEntry* CreatePortEntry(MonitorContext* context, const PortConfig* config);
+
+// The first port of that name, letter case ignored; null when there is none, and for a null name. The caller holds
+// MonitorLock where the list may change meanwhile.
+PortEntry* FindPortEntry(MonitorContext* context, const WCHAR* name);
+
+// Unlinks and frees the first port of that name; FALSE when there is none. Its connection and its printer handle are
+// not touched. The caller holds MonitorLock.
+BOOL DeletePortEntry(MonitorContext* context, const WCHAR* name);
+
+// The port's configuration as it is now. Takes MonitorLock.
+PortConfig CopyPortConfig(const PortEntry* port);
+
+// Slots of the operation table. EnumPorts fails with 122 (and the size needed) for a short buffer and with 124 for a
+// level other than 1 and 2; OpenPort with 87 for a null name, and without a code for an unknown one.
+BOOL WINAPI EnumPorts(HANDLE monitor, LPWSTR server, DWORD level, LPBYTE buffer, DWORD size, LPDWORD needed,
+                      LPDWORD returned);
+BOOL WINAPI OpenPort(HANDLE monitor, LPWSTR name, HANDLE* port);
+BOOL WINAPI ClosePort(HANDLE port);
+
+// Whether any monitor of the spooler has a port of that name; TRUE also when the spooler's answer is unusable. *error
+// is 0, or, with FALSE, why the spooler could not be asked.
+BOOL SpoolerPortExists(const WCHAR* name, DWORD* error);
+
+// SPOOLSS.DLL from the system directory; null when it cannot be loaded.
+HMODULE LoadSpoolerLibrary();
+
+}  // namespace tsmon
