@@ -1,6 +1,5 @@
 #include "common/config.h"
 
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 

@@ -38,18 +38,11 @@ struct Conversion {
     bool left = false;
     int width = 0;
     int precision = -1;
-    bool wide64 = false;     // ll, I64, j, z, t
-    bool narrow = false;     // h, hh before s and S
-    bool wide_text = false;  // l, w before s
+    bool wide64 = false;  // ll, I64
     char type = '\0';
 };
 
-bool parse_number(const char*& format, int& number, Arguments& arguments) {
-    if (*format == '*') {
-        ++format;
-        number = va_arg(arguments.list, int);
-        return number <= kLargestWidth && number >= -kLargestWidth;
-    }
+bool parse_number(const char*& format, int& number) {
     number = 0;
     while (*format >= '0' && *format <= '9') {
         number = number * 10 + (*format++ - '0');
@@ -62,40 +55,26 @@ void parse_length(const char*& format, Conversion& conversion) {
     if (strncmp(format, "I64", 3) == 0) {
         conversion.wide64 = true;
         format += 3;
-    } else if (strncmp(format, "I32", 3) == 0) {
-        format += 3;
     } else if (strncmp(format, "ll", 2) == 0) {
         conversion.wide64 = true;
         format += 2;
-    } else if (*format == 'l' || *format == 'w') {
-        conversion.wide_text = true;
-        ++format;
-    } else if (*format == 'h') {
-        conversion.narrow = true;
-        format += format[1] == 'h' ? 2 : 1;
-    } else if (*format == 'j' || *format == 'z' || *format == 't' || *format == 'I') {
-        conversion.wide64 = true;
+    } else if (*format == 'l') {
         ++format;
     }
 }
 
 // `format` points behind the "%"; afterwards behind the conversion.
-bool parse_conversion(const char*& format, Conversion& conversion, Arguments& arguments) {
+bool parse_conversion(const char*& format, Conversion& conversion) {
     size_t flags = 0;
     while (*format != '\0' && strchr("-+ #0", *format) != nullptr) {
         if (*format == '-') conversion.left = true;
         if (strchr(conversion.flags, *format) == nullptr) conversion.flags[flags++] = *format;
         ++format;
     }
-    if (!parse_number(format, conversion.width, arguments)) return false;
-    if (conversion.width < 0) {
-        conversion.width = -conversion.width;
-        if (!conversion.left) conversion.flags[flags++] = '-';
-        conversion.left = true;
-    }
+    if (!parse_number(format, conversion.width)) return false;
     if (*format == '.') {
         ++format;
-        if (!parse_number(format, conversion.precision, arguments)) return false;
+        if (!parse_number(format, conversion.precision)) return false;
     }
     parse_length(format, conversion);
     conversion.type = *format;
@@ -131,16 +110,11 @@ bool put_number(Sink& sink, const Conversion& conversion, const char* length, Nu
 }
 
 bool put_integer(Sink& sink, const Conversion& conversion, Arguments& arguments) {
-    const bool is_signed = conversion.type == 'd' || conversion.type == 'i';
     if (conversion.wide64) return put_number(sink, conversion, "ll", va_arg(arguments.list, long long));
     const int value = va_arg(arguments.list, int);
-    if (is_signed) {
-        return put_number(sink, conversion, "ll",
-                          static_cast<long long>(conversion.narrow ? static_cast<short>(value) : value));
-    }
-    const auto bits = static_cast<unsigned int>(value);
-    return put_number(sink, conversion, "ll",
-                      static_cast<unsigned long long>(conversion.narrow ? bits & 0xFFFFu : bits));
+    const bool is_signed = conversion.type == 'd' || conversion.type == 'i';
+    if (is_signed) return put_number(sink, conversion, "ll", static_cast<long long>(value));
+    return put_number(sink, conversion, "ll", static_cast<unsigned long long>(static_cast<unsigned>(value)));
 }
 
 void put_field(Sink& sink, const Conversion& conversion, const char* text, size_t length) {
@@ -204,7 +178,7 @@ void put_wide_text(Sink& sink, const Conversion& conversion, const WCHAR* text) 
     if (conversion.left) sink.pad(blanks);
 }
 
-bool put_argument(Sink& sink, Conversion& conversion, Arguments& arguments) {
+bool put_argument(Sink& sink, const Conversion& conversion, Arguments& arguments) {
     switch (conversion.type) {
         case 'd':
         case 'i':
@@ -233,12 +207,10 @@ bool put_argument(Sink& sink, Conversion& conversion, Arguments& arguments) {
                               static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(va_arg(arguments.list, void*))));
         }
         case 's':
+            put_text(sink, conversion, va_arg(arguments.list, const char*));
+            return true;
         case 'S':
-            if ((conversion.type == 'S' || conversion.wide_text) && !conversion.narrow) {
-                put_wide_text(sink, conversion, va_arg(arguments.list, const WCHAR*));
-            } else {
-                put_text(sink, conversion, va_arg(arguments.list, const char*));
-            }
+            put_wide_text(sink, conversion, va_arg(arguments.list, const WCHAR*));
             return true;
         default:
             return false;
@@ -258,7 +230,7 @@ int format_text(Sink& sink, const char* format, Arguments& arguments) {
             continue;
         }
         Conversion conversion;
-        if (!parse_conversion(format, conversion, arguments)) return -1;
+        if (!parse_conversion(format, conversion)) return -1;
         if (!put_argument(sink, conversion, arguments)) return -1;
         if (sink.length > static_cast<size_t>(INT32_MAX) - kFirstBuffer) return -1;
     }

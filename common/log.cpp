@@ -9,7 +9,8 @@
 
 namespace {
 
-constexpr size_t kPathSize = 260;  // of the names a rotation builds
+constexpr size_t kPathSize = 260;         // of the names a rotation builds
+constexpr uint32_t kMostNumbered = 1000;  // files a rotation looks at, all while the other threads wait
 
 // One a process. Everything but the path is touched under the lock, once there is one.
 struct LogState {
@@ -126,9 +127,11 @@ bool is_rotation_check_due() {
 
 }  // namespace
 
-void log_init_lock() {
-    if (log_state.lock_initialised) return;
-    log_state.lock_initialised = InitializeCriticalSectionAndSpinCount(&log_state.lock, 0) != FALSE;
+bool log_init_lock() {
+    if (!log_state.lock_initialised) {
+        log_state.lock_initialised = InitializeCriticalSectionAndSpinCount(&log_state.lock, 0) != FALSE;
+    }
+    return log_state.lock_initialised;
 }
 
 void log_free_lock() {
@@ -145,6 +148,7 @@ void log_set_path(const char* path) {
 }
 
 void log_open() {
+    const KeepLastError keep;
     const LogLock lock;
     if (log_state.stream != nullptr) log_close();
     if (util_is_string_empty(log_state.path)) return;
@@ -300,10 +304,11 @@ int rotate_under_lock(uint32_t number, uint32_t limit) {
 
 int log_rotate(uint32_t number, uint32_t limit) {
     if (is_standard_stream(log_state.path)) return 1;
+    const KeepLastError keep;
     const LogLock lock;
     if (log_state.rotating) return 1;  // one of the rotation's own lines asks again
     log_state.rotating = true;
-    const int result = rotate_under_lock(number, limit);
+    const int result = rotate_under_lock(number < kMostNumbered ? number : kMostNumbered, limit);
     log_state.rotating = false;
     return result;
 }

@@ -18,8 +18,8 @@ enum LogLevel : int32_t { LOG_DEV = 1, LOG_DEBUG = 2, LOG_INFO = 3, LOG_ERROR = 
 
 // -- The log itself --------------------------------------------------------------------------------------------------
 
-// Prepares the log lock, once; later calls do nothing. Until then the log runs without a lock.
-void log_init_lock();
+// Prepares the log lock, once; later calls do nothing. Until then the log runs without a lock. False when there is none.
+bool log_init_lock();
 // Gives the lock back when the library is unloaded. No other thread may be logging.
 void log_free_lock();
 
@@ -30,7 +30,7 @@ void log_open();
 void log_close();
 
 // Moves the log file to number 1, and each numbered file up by one, when it is larger than `limit` bytes. `number` is
-// how many numbered files are kept; 0 and 1 never rotate. Returns 1 when nothing had to be done or all of it was done,
+// how many numbered files are kept, 1000 at most; 0 and 1 never rotate. Returns 1 when nothing had to be done or all of it was done,
 // else 0. Takes the log lock; does nothing when called from inside a rotation.
 int log_rotate(uint32_t number, uint32_t limit);
 // The setting LogRotateSizeKBytes in bytes; what does not fit in 32 bits is the largest number that does.

@@ -12,6 +12,8 @@
 namespace {
 
 constexpr size_t kPathSize = 260;
+constexpr size_t kEntryNameSize = 1024;
+constexpr size_t kComputerNameSize = 1024;
 constexpr int kDeleteTries = 60;
 constexpr DWORD kDeleteRetryMs = 5000;
 
@@ -40,6 +42,17 @@ bool ends_in(const char* text, const char* characters) {
 
 }  // namespace
 
+namespace {
+
+// The runtime opens inheritable files. A helper that is started meanwhile would keep this one open: the log could not
+// be rotated, nor a record be deleted, until it ends.
+void keep_from_children(FILE* stream) {
+    const auto handle = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream)));  // NOLINT(performance-no-int-to-ptr)
+    SetHandleInformation(handle, HANDLE_FLAG_INHERIT, 0);
+}
+
+}  // namespace
+
 int os_cat_path(char* out, size_t size, const char* directory, const char* name) {
     if (out == nullptr || (directory == nullptr && name == nullptr)) {
         log_error(LOG_HERE, "os_cat_path: invalid params: path=%p,size=%u,dir='%s',fname='%s'", out,
@@ -58,12 +71,15 @@ int os_cat_path(char* out, size_t size, const char* directory, const char* name)
 FILE* os_fopen(const char* path, const char* mode) {
     if (util_is_string_empty(path)) {
         UTIL_FAILED_ASSERTION("!util_is_string_empty(pathname)");
+        SetLastError(ERROR_PATH_NOT_FOUND);
         return nullptr;
     }
     const WideText wide_mode(mode);
     const WideText wide_path(path);
     if (wide_mode.get() == nullptr || wide_path.get() == nullptr) return nullptr;
-    return _wfopen(wide_path.get(), wide_mode.get());
+    FILE* const stream = _wfopen(wide_path.get(), wide_mode.get());
+    if (stream != nullptr) keep_from_children(stream);
+    return stream;
 }
 
 int os_file_exists(const char* path) {
@@ -172,7 +188,7 @@ OsDirectory* os_dir_open(const char* directory, char* first_name) {
         log_error(LOG_HERE, "Unable to encode path, \"%s\"", directory);
     } else if ((opened->find = FindFirstFileW(wide_pattern, &entry)) == INVALID_HANDLE_VALUE) {
         log_error_last_error(LOG_HERE, "Unable to open directory, \"%s\"", directory);
-    } else if (!enc_wide_to_utf8(first_name, 1024, entry.cFileName)) {
+    } else if (!enc_wide_to_utf8(first_name, kEntryNameSize, entry.cFileName)) {
         log_error(LOG_HERE, "Unable to encode path dir entry");
         FindClose(opened->find);
     } else {
@@ -215,7 +231,7 @@ bool visit_entry(const char* directory, const char* name, DirEntryCallback callb
     return callback(path, modified) != 0;
 }
 
-bool next_name(const OsDirectory* opened, char (&name)[1024]) {
+bool next_name(const OsDirectory* opened, char (&name)[kEntryNameSize]) {
     WIN32_FIND_DATAW entry;
     if (!FindNextFileW(opened->find, &entry)) return false;
     if (enc_wide_to_utf8(name, sizeof name, entry.cFileName)) return true;
@@ -227,7 +243,7 @@ bool next_name(const OsDirectory* opened, char (&name)[1024]) {
 
 int os_dir_forall(const char* directory, DirEntryCallback callback) {
     log_dev(LOG_HERE, "Forall files in directory: %s", directory);
-    char name[1024];
+    char name[kEntryNameSize];
     OsDirectory* const opened = os_dir_open(directory, name);
     if (opened == nullptr) return 0;
     while (visit_entry(directory, name, callback) && next_name(opened, name)) {
@@ -239,83 +255,16 @@ int os_dir_forall(const char* directory, DirEntryCallback callback) {
 
 int os_get_computer_name(char* out) {
     log_dev(LOG_HERE, "entering os_get_computer_name");
-    WCHAR name[1024];
-    DWORD size = 1024;
+    WCHAR name[kComputerNameSize];
+    DWORD size = kComputerNameSize;
     if (!GetComputerNameW(name, &size)) {
         log_error_last_error(LOG_HERE, "Unable to get computer name");
         return 0;
     }
-    if (!enc_wide_to_utf8(out, 1024, name)) return 0;
+    if (!enc_wide_to_utf8(out, kComputerNameSize, name)) return 0;
     for (char* letter = out; *letter != '\0'; ++letter) {
         if (*letter >= 'A' && *letter <= 'Z') *letter = static_cast<char>(*letter - 'A' + 'a');
     }
     log_debug(LOG_HERE, "got computer name of: \"%s\"", out);
     return 1;
-}
-
-// -- Time ------------------------------------------------------------------------------------------------------------
-
-namespace {
-
-int64_t ticks_of(const FILETIME& time) {
-    return static_cast<int64_t>(static_cast<uint64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime);
-}
-
-// The file time (100 ns since 1601) of 1970-01-01.
-int64_t epoch_ticks() {
-    static std::atomic<int64_t> epoch{0};
-    int64_t ticks = epoch.load(std::memory_order_relaxed);
-    if (ticks == 0) {
-        SYSTEMTIME first = {};
-        first.wYear = 1970;
-        first.wMonth = 1;
-        first.wDay = 1;
-        FILETIME time = {};
-        SystemTimeToFileTime(&first, &time);
-        ticks = ticks_of(time);
-        epoch.store(ticks, std::memory_order_relaxed);
-    }
-    return ticks;
-}
-
-}  // namespace
-
-int os_get_time_string(char* buffer, size_t size) {
-    FILETIME now;
-    GetSystemTimeAsFileTime(&now);
-    const int64_t milliseconds = (ticks_of(now) - epoch_ticks()) / 10000;
-    const __time64_t seconds = milliseconds / 1000;
-    struct tm local = {};
-    _localtime64_s(&local, &seconds);
-    util_snprintf(buffer, size, "%d-%02d-%02d %02d:%02d:%02d,%03d", local.tm_year + 1900, local.tm_mon + 1,
-                  local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec,
-                  static_cast<int>(milliseconds - seconds * 1000));
-    return 0;
-}
-
-// -- Error texts -----------------------------------------------------------------------------------------------------
-
-void os_get_error_string(uint32_t code, char (&buffer)[kErrorTextSize]) {
-    WCHAR text[kErrorTextSize];
-    const DWORD length =
-        FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, code,
-                       MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT), text, kErrorTextSize, nullptr);
-    if (length == 0) {
-        util_snprintf(buffer, sizeof buffer, "[Failed to find message for code %d: due to %d]", code, GetLastError());
-        SetLastError(code);
-        return;
-    }
-    if (length >= 2 && (text[length - 2] == W('\r') || text[length - 2] == W('\n'))) text[length - 2] = 0;
-    buffer[0] = '\0';
-    enc_wide_to_utf8(buffer, sizeof buffer, text);
-}
-
-void os_format_error(uint32_t code, char* buffer, size_t size, const char* message) {
-    char text[kErrorTextSize];
-    os_get_error_string(code, text);
-    if (util_is_string_empty(text)) {
-        util_snprintf(buffer, size, "%s - Error: %d", message, code);
-    } else {
-        util_snprintf(buffer, size, "%s - %s (Error: %d)", message, text, code);
-    }
 }

@@ -1,6 +1,6 @@
 // Files, directories, names and times of the operating system. Every path is UTF-8 and becomes UTF-16 on its way to
-// Windows. A failure is logged here, reported as a 0 result (null for a stream), and leaves the last error as the
-// failing call set it.
+// Windows. A failure gives a 0 result (null for a stream) and leaves the last error as the failing call set it, so that
+// the caller can log it; those that are logged here say so.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +9,7 @@
 #include "winapi/winapi.h"
 
 // Joins directory and name with one backslash into `out` of `size` bytes; what does not fit is cut. Either may be null,
-// not both; an empty directory gives a result that begins with a backslash. Returns 1, or 0 for invalid arguments.
+// not both; an empty directory gives a result that begins with a backslash. Returns 1, or 0, logged, for invalid arguments.
 int os_cat_path(char* out, size_t size, const char* directory, const char* name);
 
 // A standard stream, or null. Modes as of fopen; without "b" the stream translates line ends.
@@ -18,26 +18,26 @@ FILE* os_fopen(const char* path, const char* mode);
 // 1 when the path names a file or a directory; one separator at its end does not matter.
 int os_file_exists(const char* path);
 
-// 1 and the size in bytes; 0 and a size of -1.
+// 1 and the size in bytes; 0 and a size of -1, logged.
 int os_file_size(const char* path, int64_t* size);
 
 // Non-zero on success; on failure the last error says why (32: somebody has the file open).
 int os_file_delete(const char* path);
 
-// As os_file_delete, but waits for somebody who has the file open: up to 60 attempts, 5 seconds apart.
+// As os_file_delete, but waits for somebody who has the file open: up to 60 attempts, 5 seconds apart, each logged.
 int os_file_delete_with_retry(const char* path);
 
 // 1 on success; fails when the new path exists.
 int os_rename(const char* old_path, const char* new_path);
 
-// One level; 1 when the directory exists afterwards.
+// One level; 1 when the directory exists afterwards. Logged, unless a file is in the way.
 int os_mkdir(const char* path);
 
 // A directory that is being listed; owned by the walk.
 struct OsDirectory {
     HANDLE find;
 };
-// Starts a listing and gives its first entry's name, in a buffer of 1024 bytes; null when there is no such directory.
+// Starts a listing and gives its first entry's name, in a buffer of 1024 bytes; null, logged, when there is no such directory.
 OsDirectory* os_dir_open(const char* directory, char* first_name);
 
 // Seconds since 1970-01-01 UTC.
@@ -48,7 +48,7 @@ using DirEntryCallback = int (*)(const char* path, int64_t modified);
 // Calls back for every entry but sub-directories, in the system's order. 1 when the directory could be opened.
 int os_dir_forall(const char* directory, DirEntryCallback callback);
 
-// The computer's name, lower case, into a buffer of 1024 bytes.
+// The computer's name, lower case, into a buffer of 1024 bytes. A failure is logged.
 int os_get_computer_name(char* out);
 
 // The local time as "2021-03-09 14:07:02,481". Returns 0.

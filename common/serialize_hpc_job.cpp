@@ -14,9 +14,8 @@ constexpr int32_t kVersion = 1;
 
 void serialize_hpc_job_filename(char* out, size_t size, const HpcJobRecord* record) {
     const int length = util_snprintf(out, size, "job-%s-%d.dat", record->printer_name, record->job_id);
-    if (serialize_finish_filename(out, size, length)) {
-        log_error(LOG_HERE, "HPC serialize job filename is truncated: %s", out);
-    }
+    if (length >= static_cast<int>(size)) log_error(LOG_HERE, "HPC serialize job filename is truncated: %s", out);
+    util_sanitize_filename(out);
 }
 
 int serialize_hpc_job_write(const char* directory, const HpcJobRecord* record) {

@@ -6,9 +6,10 @@
 #include "common/util.h"
 
 void serialize_job_filename(char* out, size_t size, const char* printer_name, const char* job_id) {
-    if (serialize_finish_filename(out, size, util_snprintf(out, size, "job-%s-%s.dat", printer_name, job_id))) {
+    if (util_snprintf(out, size, "job-%s-%s.dat", printer_name, job_id) >= static_cast<int>(size)) {
         log_error(LOG_HERE, "Serialize job filename has been truncated: %s", out);
     }
+    util_sanitize_filename(out);
 }
 
 int serialize_job_delete(const char* directory, const char* printer_name, const char* job_id) {

@@ -28,9 +28,10 @@ bool read_fields(SerializeStore* store, MsfRecord* record) {
 }  // namespace
 
 void serialize_msf_filename(char* out, size_t size, const char* printer_name, const char* job_id) {
-    if (serialize_finish_filename(out, size, util_snprintf(out, size, "msf-%s-%s.dat", printer_name, job_id))) {
+    if (util_snprintf(out, size, "msf-%s-%s.dat", printer_name, job_id) >= static_cast<int>(size)) {
         log_error(LOG_HERE, "Serialize msf filename has been truncated: %s", out);
     }
+    util_sanitize_filename(out);
 }
 
 int serialize_msf_readin(const char* directory, const char* printer_name, const char* job_id, MsfRecord* record) {

@@ -3,11 +3,6 @@
 #include "common/os.h"
 #include "common/util.h"
 
-bool serialize_finish_filename(char* name, size_t size, int whole_length) {
-    util_sanitize_filename(name);
-    return whole_length >= static_cast<int>(size);
-}
-
 bool serialize_find_file(char (&path)[kRecordPathSize], const char* directory, const char* name) {
     path[0] = '\0';
     os_cat_path(path, sizeof path, directory, name);

@@ -81,9 +81,10 @@ void note_version(const char* name, int32_t version) {
 }  // namespace
 
 void serialize_settings_filename(char* out, size_t size, const char* printer_name) {
-    if (serialize_finish_filename(out, size, util_snprintf(out, size, "%s.dat", printer_name))) {
+    if (util_snprintf(out, size, "%s.dat", printer_name) >= static_cast<int>(size)) {
         log_error(LOG_HERE, "Serialize settings filename has been truncated: %s", out);
     }
+    util_sanitize_filename(out);
 }
 
 int serialize_settings_readin(const char* directory, const char* printer_name, PrinterSettings* settings) {

@@ -79,12 +79,17 @@ int lowered(char character) {
     return static_cast<signed char>(byte < 128 ? tolower(byte) : byte);
 }
 
-// The first difference within `count` characters, else what the longer string has next (negated for the right one).
-int compare(const CountedString* left, const CountedString* right, int count) {
+// The first difference within `count` characters.
+int first_difference(const CountedString* left, const CountedString* right, int count) {
     for (int i = 0; i < count; ++i) {
         const int difference = lowered(left->data[i]) - lowered(right->data[i]);
         if (difference != 0) return difference;
     }
+    return 0;
+}
+
+// What the longer string has behind their common part of `count` characters, negated for the right one.
+int rest_difference(const CountedString* left, const CountedString* right, int count) {
     if (left->length == right->length) return 0;
     return left->length > right->length ? lowered(left->data[count]) : -lowered(right->data[count]);
 }
@@ -125,19 +130,17 @@ char* counted_to_cstr(const CountedString* string) {
 int counted_icmp(const CountedString* left, const CountedString* right) {
     if (!is_valid(left) || !is_valid(right)) return COUNTED_INVALID;
     if (left->length == right->length && left->data == right->data) return 0;
-    return compare(left, right, std::min(left->length, right->length));
+    const int common = std::min(left->length, right->length);
+    const int difference = first_difference(left, right, common);
+    return difference != 0 ? difference : rest_difference(left, right, common);
 }
 
 int counted_nicmp(const CountedString* left, const CountedString* right, int count) {
     if (!is_valid(left) || !is_valid(right) || count < 0) return COUNTED_INVALID;
     const int common = std::min({count, left->length, right->length});
-    const int difference = compare(left, right, common);
-    if (common != count) return difference;
-    // All that counts was compared; what follows in the longer string does not.
-    for (int i = 0; i < common; ++i) {
-        if (lowered(left->data[i]) != lowered(right->data[i])) return difference;
-    }
-    return 0;
+    const int difference = first_difference(left, right, common);
+    if (difference != 0 || common == count) return difference;
+    return rest_difference(left, right, common);
 }
 
 int counted_destroy(CountedString* string) {

@@ -1,4 +1,4 @@
-// Printers that go away in the middle of a document, or never let go of it.
+// Printers that go away in the middle of a document.
 #include "tests/support/print_server.h"
 
 namespace test {
@@ -88,37 +88,6 @@ TEST_F(LostPrinter, ASecondLossOfTheSameJobGoesToTheDebugLog) {
     EXPECT_EQ(outcome.restarts, 2u);
     EXPECT_EQ(logged("failed to send data to printer, close connection", "ERROR"), 1);
     EXPECT_EQ(logged("failed to send data to printer, close connection", "DEBUG"), 1);
-}
-
-TEST_F(LostPrinter, APrinterThatNeverClosesIsLeftAfterThirtySeconds) {
-    configure_with_debug();
-    peer::TcpPrinter& printer = add_printer(W("Office"));
-    peer::Behaviour stubborn;
-    stubborn.never_close = true;
-    printer.behave_once(stubborn);
-    ASSERT_TRUE(load()) << last_reason;
-    {
-        const FastClock clock(100);
-        const DWORD begin = GetTickCount();
-        EXPECT_EQ(print(W("Office"), "page").result, host::Result::printed);
-        EXPECT_GE(GetTickCount() - begin, 30000u);
-    }
-    EXPECT_EQ(logged("TSM: timed out waiting to get the FD_CLOSE event on the socket", "ERROR"), 1);
-    EXPECT_EQ(print(W("Office"), "next page").result, host::Result::printed);
-    ASSERT_TRUE(printer.wait_for_ends(2));
-    EXPECT_EQ(printer.connection(1).data, "next page");
-}
-
-// A status report that nobody reads must not keep the end of the document waiting.
-TEST_F(LostPrinter, APrinterThatAnswersIsNotWaitedFor) {
-    configure_with_debug();
-    peer::TcpPrinter& printer = add_printer(W("Office"));
-    peer::Behaviour talkative;
-    talkative.answer = "@PJL USTATUS JOB\r\n";
-    printer.behave(talkative);
-    ASSERT_TRUE(load()) << last_reason;
-    EXPECT_EQ(print(W("Office"), "page").result, host::Result::printed);
-    EXPECT_EQ(logged("FD_CLOSE event", "ERROR"), 0);
 }
 
 }  // namespace

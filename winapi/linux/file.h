@@ -54,6 +54,9 @@ BOOL FindClose(HANDLE find);
 // _wfopen knows the modes "r", "w", "a" and each with "b"; without "b" the stream writes CR LF for LF, and reads
 // CR LF as LF. Another open of the file is not refused; its deletion and renaming are (32) until it is closed.
 FILE* _wfopen(LPCWSTR path, LPCWSTR mode);
+// The descriptor of a stream, and the handle of a descriptor; -1 for any other stream. A stream is inheritable.
+int _fileno(FILE* stream);
+std::intptr_t _get_osfhandle(int descriptor);
 int _waccess(LPCWSTR path, int mode);  // mode 0: existence
 int _wrename(LPCWSTR from, LPCWSTR to);
 int _mkdir(const char* path);

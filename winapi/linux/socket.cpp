@@ -3,16 +3,19 @@
 
 #include <fcntl.h>
 #include <netdb.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <limits>
 #include <map>
 #include <mutex>
 #include <new>
+#include <thread>
 
 #include "winapi/linux/control.h"
 #include "winapi/linux/error.h"
@@ -480,12 +483,33 @@ std::shared_ptr<Socket> watched_by(Event& event) {
     return socket != nullptr && socket->connected ? socket : nullptr;
 }
 
+bool has_unread_data(int fd) {
+    int bytes = 0;
+    return ioctl(fd, FIONREAD, &bytes) == 0 && bytes > 0;
+}
+
+// A graceful close counts once all that was received has been read, as Windows documents it.
+bool is_close(const pollfd& polled) {
+    if ((polled.revents & POLLERR) != 0) return true;
+    return (polled.revents & (POLLRDHUP | POLLHUP)) != 0 && !has_unread_data(polled.fd);
+}
+
 // Whether the event is set when so many real milliseconds have passed, or before.
 bool wait_for_close(Event& event, std::int64_t real_ms) {
+    constexpr std::int64_t look_again_ms = 5;  // behind data that nobody may ever read
     if (event.set) return true;
     const auto socket = watched_by(event);
     pollfd polled{socket != nullptr ? socket->fd : -1, POLLRDHUP, 0};
-    if (winapi::poll_for(&polled, 1, real_ms) <= 0) return false;
+    const auto begin = std::chrono::steady_clock::now();
+    for (;;) {
+        const std::int64_t passed =
+            std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - begin).count();
+        const std::int64_t left = real_ms < 0 ? -1 : std::max<std::int64_t>(real_ms - passed, 0);
+        if (winapi::poll_for(&polled, 1, left) <= 0) return false;
+        if (is_close(polled)) break;
+        if (left == 0) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(look_again_ms));
+    }
     event.set = true;
     return true;
 }

@@ -6,7 +6,9 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <map>
 #include <memory>
+#include <mutex>
 #include <string_view>
 
 #include "winapi/linux/control.h"
@@ -75,9 +77,21 @@ int fail_with(DWORD error) {
 
 // --- streams
 
+// The open streams, so that a handle is found from its stream.
+struct OpenStreams {
+    std::mutex mutex;
+    std::map<FILE*, HANDLE> handles;
+};
+
+OpenStreams& open_streams() {
+    static OpenStreams* const instance = new OpenStreams;  // outlives every static of the process
+    return *instance;
+}
+
 // What the stdio callbacks work on; lives until the stream is closed.
 struct Stream {
     std::shared_ptr<winapi::OpenFile> file;
+    FILE* stdio = nullptr;
     HANDLE handle = nullptr;  // makes a stream that was not closed show up as an open handle
     // Text reading: bytes of the file that have not been looked at.
     std::array<char, 8192> raw;
@@ -204,6 +218,10 @@ int refuse_seek(void*, off64_t*, int) {
 int close_stream(void* cookie) {
     const bool fails = stream_close_point.fails();
     const std::unique_ptr<Stream> stream(static_cast<Stream*>(cookie));
+    {
+        const std::lock_guard lock(open_streams().mutex);
+        open_streams().handles.erase(stream->stdio);
+    }
     const DWORD error = winapi::close_handle(stream->handle);
     if (fails) return fail_with(ERROR_DISK_FULL);
     return error == ERROR_SUCCESS ? 0 : fail_with(error);
@@ -247,7 +265,13 @@ FILE* make_stream(std::unique_ptr<Stream> stream, bool reads, bool text) {
         fail_with(ERROR_NOT_ENOUGH_MEMORY);
         return nullptr;
     }
+    stream->stdio = file;
+    stream->file->inheritable = true;
     stream->handle = winapi::insert_handle(stream->file);
+    {
+        const std::lock_guard lock(open_streams().mutex);
+        open_streams().handles[file] = stream->handle;
+    }
     if (!text) ::setvbuf(file, stream->buffer.data(), _IOFBF, stream->buffer.size());
     static_cast<void>(stream.release());  // close_stream's now
     return file;
@@ -292,6 +316,21 @@ FILE* _wfopen(LPCWSTR path, LPCWSTR mode) {
     auto stream = std::make_unique_for_overwrite<Stream>();
     if (const DWORD error = open_stream_file(path, parsed, stream->file)) return fail_with(error), nullptr;
     return make_stream(std::move(stream), parsed.request.access == GENERIC_READ, parsed.text);
+}
+
+int _fileno(FILE* stream) {
+    const std::lock_guard lock(open_streams().mutex);
+    const auto found = open_streams().handles.find(stream);
+    if (found == open_streams().handles.end()) return -1;
+    return winapi::find_handle(found->second)->descriptor();
+}
+
+std::intptr_t _get_osfhandle(int descriptor) {
+    const std::lock_guard lock(open_streams().mutex);
+    for (const auto& [stream, handle] : open_streams().handles) {
+        if (winapi::find_handle(handle)->descriptor() == descriptor) return reinterpret_cast<std::intptr_t>(handle);
+    }
+    return -1;
 }
 
 int _waccess(LPCWSTR path, int mode) {

@@ -5,7 +5,6 @@
 
 #include "common/enc.h"
 #include "common/log.h"
-#include "common/os.h"
 #include "common/util.h"
 
 namespace tsmon {
@@ -20,26 +19,29 @@ constexpr const char* kInstallPathKeys[] = {
     "SOFTWARE\\Wow6432Node\\Tessaron",
 };
 
-bool ReadInstallPath(const char* key_path, WCHAR (&value)[MAX_PATH]) {
+// The path at one place, as a heap text; null when there is none.
+char* ReadInstallPath(const char* key_path) {
     WCHAR subkey[kWidePathSize];
+    WCHAR value[MAX_PATH];
+    char* path = nullptr;
     enc_utf8_to_wide(subkey, key_path);
     log_debug(LOG_HERE, "TSM: looking up registry path: %s", key_path);
-    if (ReadInstallPathValue(value, sizeof value, HKEY_LOCAL_MACHINE, subkey, W("InstallPath"))) return true;
-    log_error(LOG_HERE, "TSM: Could not retrieve the install path for %s.", key_path);
-    return false;
+    if (!ReadInstallPathValue(value, sizeof value, HKEY_LOCAL_MACHINE, subkey, W("InstallPath")) ||
+        !enc_wide_to_utf8_alloc(&path, value)) {
+        log_error(LOG_HERE, "TSM: Could not retrieve the install path for %s.", key_path);
+    }
+    return path;
 }
 
 }  // namespace
 
 BOOL GetInstallPath(char* out, size_t size) {
-    WCHAR value[MAX_PATH];
-    bool found = false;
-    for (const char* key_path : kInstallPathKeys) {
-        found = ReadInstallPath(key_path, value);
-        if (found) break;
-    }
     char* path = nullptr;
-    if (!found || !enc_wide_to_utf8_alloc(&path, value)) return FALSE;
+    for (const char* key_path : kInstallPathKeys) {
+        path = ReadInstallPath(key_path);
+        if (path != nullptr) break;
+    }
+    if (path == nullptr) return FALSE;
     log_debug(LOG_HERE, "TSM: found value in reg path of: %s", path);
     util_strncpy(out, path, size);
     util_strncat(out, kInstallPathSuffix, size);
@@ -74,7 +76,8 @@ BOOL ReadInstallPathValue(WCHAR* out, DWORD size, HKEY root, const WCHAR* subkey
 
 void BuildHelperCommandPath(MonitorContext* context, const char* install_path) {
     WCHAR* const path = context->helper_command_path;
-    enc_utf8_to_wide(path, install_path);
+    // A name alone would be looked for wherever the system looks for programs.
+    if (!enc_utf8_to_wide(path, install_path)) return;
     size_t length = util_wcsnlen(path, MAX_PATH - 1);
     for (const WCHAR* name = kHelperFileName; *name != 0 && length < MAX_PATH - 1; ++name) path[length++] = *name;
     path[length] = 0;

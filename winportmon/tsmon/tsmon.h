@@ -146,6 +146,16 @@ struct PortEntry {
     uint32_t initial_write_size;  // of the document's first buffer that is not empty and goes to the printer or a file
     WriteStats write_stats;
     MonitorContext* monitor;
+    uint32_t open_handles;  // that the spooler holds; guarded by MonitorLock
+    uint32_t deleted;       // no longer in the list, freed with its last handle; guarded by MonitorLock
 };
+
+// Whether a failure of the document's job is its first one, which goes to the log at error level; the others, however
+// often the spooler tries the job again, go to debug.
+inline bool IsFirstFailure(PortEntry* port) {
+    if (port->LastErrorJobId == port->job_id) return false;
+    port->LastErrorJobId = port->job_id;
+    return true;
+}
 
 }  // namespace tsmon

@@ -1,55 +1,18 @@
 #include "winportmon/tsmon/tsmon_document.h"
 
 #include <cstring>
+#include <optional>
 
 #include "common/enc.h"
 #include "common/log.h"
 #include "common/notapproved_file.h"
 #include "common/tessaron.h"
-#include "common/util.h"
+#include "winportmon/tsmon/identity.h"
 #include "winportmon/tsmon/tsmon_ports.h"
 #include "winportmon/tsmon/util_connection.h"
 #include "winportmon/tsmon/util_writer.h"
 
 namespace tsmon {
-
-// -- Identity --------------------------------------------------------------------------------------------------------
-
-namespace {
-
-bool RunsAsSystem() { return session_context.hwcheck_port_monitor_run_as_system != 0; }
-
-bool SwitchesForLogging() { return session_context.debug_logging != 0 && !RunsAsSystem(); }
-
-}  // namespace
-
-HANDLE RevertAsConfigured() {
-    if (!RunsAsSystem()) return nullptr;
-    const HANDLE token = RevertToPrinterSelf();
-    if (token == nullptr) log_error_last_error(LOG_HERE, "TSM: Unable to RevertToPrinterSelf as configured");
-    return token;
-}
-
-void ImpersonateAsConfigured(HANDLE token) {
-    if (token == nullptr || !RunsAsSystem()) return;
-    if (!ImpersonatePrinterClient(token)) {
-        log_error_last_error(LOG_HERE, "TSM: Unable to ImpersonatePrinterClient as configured");
-    }
-}
-
-HANDLE RevertForLogging() {
-    if (!SwitchesForLogging()) return nullptr;
-    const HANDLE token = RevertToPrinterSelf();
-    if (token == nullptr) log_error_last_error(LOG_HERE, "TSM: Unable to RevertToPrinterSelf for logging");
-    return token;
-}
-
-void ImpersonateForLogging(HANDLE token) {
-    if (token == nullptr || !SwitchesForLogging()) return;
-    if (!ImpersonatePrinterClient(token)) {
-        log_error_last_error(LOG_HERE, "TSM: Unable to ImpersonatePrinterClient for logging");
-    }
-}
 
 // -- StartDocPort ----------------------------------------------------------------------------------------------------
 
@@ -89,13 +52,6 @@ void LogStart(const WCHAR* full_name, DWORD job_id) {
     ImpersonateForLogging(token);
 }
 
-// Whether a failure of this job's start goes to error level: only its first one, however often the spooler tries.
-bool IsFirstFailure(PortEntry* port) {
-    if (port->LastErrorJobId == port->job_id) return false;
-    port->LastErrorJobId = port->job_id;
-    return true;
-}
-
 void ClosePrinterHandle(PortEntry* port) {
     if (port->printer_handle != nullptr) ClosePrinter(port->printer_handle);
     port->printer_handle = nullptr;
@@ -108,33 +64,32 @@ void FreeNames(PortEntry* port) {
     port->server_name = nullptr;
 }
 
-// The printer in the spooler, opened as the spooler itself. Leaves the last error of a failed open.
-bool OpenDocumentPrinter(PortEntry* port, LPWSTR full_name) {
-    HANDLE token = nullptr;
-    if (!RunsAsSystem()) {
-        token = RevertToPrinterSelf();
-        log_dev(LOG_HERE, "TSM: reverting to printer self");
-        if (token == nullptr) {
-            log_error_last_error(LOG_HERE,
-                                 "TSM: Unable to RevertToPrinterSelf. Try OpenPrinter without impersonation.");
-        }
-    }
+// Leaves the last error of a failed open.
+bool OpenPrinterOf(PortEntry* port, LPWSTR full_name) {
     PRINTER_DEFAULTSW defaults = {};
     defaults.DesiredAccess = PRINTER_ALL_ACCESS;
-    const BOOL opened = OpenPrinterW(full_name, &port->printer_handle, &defaults);
-    if (!opened) {
-        port->printer_handle = nullptr;
-        if (IsFirstFailure(port)) {
-            log_error_last_error(LOG_HERE, "TSM Start Doc Port open printer failed");
-        } else {
-            log_debug_last_error(LOG_HERE, "TSM Start Doc Port open printer failed");
-        }
+    if (OpenPrinterW(full_name, &port->printer_handle, &defaults)) return true;
+    port->printer_handle = nullptr;
+    if (IsFirstFailure(port)) {
+        log_error_last_error(LOG_HERE, "TSM Start Doc Port open printer failed");
+    } else {
+        log_debug_last_error(LOG_HERE, "TSM Start Doc Port open printer failed");
     }
-    if (token != nullptr && !ImpersonatePrinterClient(token)) {
-        log_error_last_error(LOG_HERE, "TSM: Unable to ImpersonatePrinterClient");
+    return false;
+}
+
+// The printer in the spooler, opened as the spooler itself.
+bool OpenDocumentPrinter(PortEntry* port, LPWSTR full_name) {
+    std::optional<SpoolerIdentity> as_spooler;
+    if (!RunsAsSystem()) {
+        as_spooler.emplace("TSM: Unable to RevertToPrinterSelf. Try OpenPrinter without impersonation.",
+                           "TSM: Unable to ImpersonatePrinterClient");
+        log_dev(LOG_HERE, "TSM: reverting to printer self");
     }
-    if (opened) log_dev(LOG_HERE, "TSM: Opened Printer");
-    return opened != FALSE;
+    if (!OpenPrinterOf(port, full_name)) return false;
+    as_spooler.reset();
+    log_dev(LOG_HERE, "TSM: Opened Printer");
+    return true;
 }
 
 bool IsNotApproved(const WCHAR* full_name, DWORD job_id) {
@@ -251,12 +206,8 @@ bool CopyClusterNames(PortEntry* port, const WCHAR* full_name, const WCHAR* serv
 }  // namespace
 
 BOOL ExtractPrinterFields(PortEntry* port, const WCHAR* full_name) {
-    port->printer_name = nullptr;
-    port->server_name = nullptr;
-    if (full_name == nullptr) {
-        SetLastError(ERROR_INVALID_PRINTER_NAME);
-        return FALSE;
-    }
+    FreeNames(port);
+    if (full_name == nullptr) return FALSE;
     if (full_name[0] == W('\\') && full_name[1] == W('\\')) {
         const WCHAR* const server = full_name + 2;
         const WCHAR* const separator = FindSeparator(server);
@@ -288,7 +239,7 @@ BOOL RouteBuffer(PortEntry* port, const BYTE* data, DWORD size, DWORD* written) 
         return TRUE;
     }
     if (port->marked_for_deletion != 0) {
-        log_debug(LOG_HERE, "TSM Write Port - abandon as JobId: %d has been marked for deletion.", port->job_id);
+        log_debug(LOG_HERE, "TSM Write Port - abandon as JobId: %d has been marked for deletion", port->job_id);
         *written = size;
         return TRUE;
     }
@@ -336,19 +287,12 @@ namespace {
 
 void EndNotApproved(const PortEntry* port) {
     log_debug(LOG_HERE, "TSM End Doc Port - abandon as JobId: %d has an associated notapproved file", port->job_id);
-    HANDLE token = nullptr;
+    std::optional<SpoolerIdentity> as_spooler;
     if (!RunsAsSystem()) {
-        token = RevertToPrinterSelf();
-        if (token == nullptr) {
-            log_error_last_error(
-                LOG_HERE,
-                "TSM End Doc: unable to RevertToPrinterSelf. Try notapproved deletion without impersonation.");
-        }
+        as_spooler.emplace("TSM End Doc: unable to RevertToPrinterSelf. Try notapproved deletion without impersonation.",
+                           "TSM End Doc: unable to ImpersonatePrinterClient");
     }
     notapproved_file_delete(port->job_id);
-    if (token != nullptr && !ImpersonatePrinterClient(token)) {
-        log_error_last_error(LOG_HERE, "TSM End Doc: unable to ImpersonatePrinterClient");
-    }
 }
 
 void LogStatistics(const PortEntry* port, DWORD end_tick) {

@@ -20,17 +20,8 @@ BOOL WINAPI ReadPort(HANDLE port, LPBYTE buffer, DWORD size, LPDWORD read);
 // Ends the document and leaves the port idle, whatever it returns.
 BOOL WINAPI EndDocPort(HANDLE port);
 
-// Splits "\\server\printer" into the port's server and printer names; any other name is a printer's. FALSE when memory
-// runs out, with neither set.
+// Splits "\\server\printer" into the port's server and printer names; any other name is a printer's. FALSE, with
+// neither set, for a null name and when memory runs out.
 BOOL ExtractPrinterFields(PortEntry* port, const WCHAR* full_name);
-
-// -- Identity --------------------------------------------------------------------------------------------------------
-// The spooler calls in the name of the user who prints. These move the thread to the spooler's own identity and back,
-// each when its setting says so. A token is null when there is nothing to go back to.
-
-HANDLE RevertAsConfigured();  // for whole operations, with the setting HWCheckPortMonitorRunAsSystem
-void ImpersonateAsConfigured(HANDLE token);
-HANDLE RevertForLogging();  // for log lines, with debug logging on and that setting off
-void ImpersonateForLogging(HANDLE token);
 
 }  // namespace tsmon

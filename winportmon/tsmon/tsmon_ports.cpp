@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "common/log.h"
-#include "common/util.h"
 
 namespace tsmon {
 
@@ -14,6 +13,11 @@ namespace {
 
 bool HasName(const PortEntry* port, const WCHAR* name) {
     return lstrcmpiW(FieldText(port->config.port_name).text, name) == 0;
+}
+
+// A deleted port whose document is under way lives on until the spooler lets go of it. The caller holds MonitorLock.
+void FreeIfUnused(PortEntry* port) {
+    if (port->deleted != 0 && port->open_handles == 0) GlobalFree(port);
 }
 
 }  // namespace
@@ -46,7 +50,8 @@ BOOL DeletePortEntry(MonitorContext* context, const WCHAR* name) {
     PortEntry* const port = *link;
     if (port == nullptr) return FALSE;
     *link = port->next;
-    GlobalFree(port);
+    port->deleted = 1;
+    FreeIfUnused(port);
     return TRUE;
 }
 
@@ -64,11 +69,16 @@ constexpr UINT kPortDescriptionString = 500;
 constexpr UINT kMonitorNameString = 507;
 constexpr size_t kResourceTextSize = 261;  // 260 characters and a terminator
 
-// The texts that all ports of a level 2 enumeration carry; null when memory ran out.
+// A text that all ports of a level 2 enumeration carry; null, with the error, when memory ran out.
 class ResourceText {
   public:
     explicit ResourceText(UINT id) : text_(static_cast<WCHAR*>(GlobalAlloc(GPTR, kResourceTextSize * sizeof(WCHAR)))) {
-        if (text_ != nullptr) LoadStringW(module_instance, id, text_, kResourceTextSize);
+        if (text_ != nullptr) {
+            LoadStringW(module_instance, id, text_, kResourceTextSize);
+        } else {
+            const DWORD error = GetLastError();
+            error_ = error != ERROR_SUCCESS ? error : ERROR_NOT_ENOUGH_MEMORY;
+        }
     }
     ~ResourceText() {
         if (text_ != nullptr) GlobalFree(text_);
@@ -76,9 +86,11 @@ class ResourceText {
     ResourceText(const ResourceText&) = delete;
     ResourceText& operator=(const ResourceText&) = delete;
     const WCHAR* get() const { return text_; }
+    DWORD error() const { return error_; }
 
   private:
     WCHAR* text_;
+    DWORD error_ = ERROR_SUCCESS;
 };
 
 DWORD SizeOfText(const WCHAR* text) { return static_cast<DWORD>((lstrlenW(text) + 1) * sizeof(WCHAR)); }
@@ -115,18 +127,27 @@ struct PortBuffer {
 };
 
 DWORD AddPortInfo1(PortBuffer* buffer, const PortEntry* port) {
+    const FieldText name(port->config.port_name);
     PORT_INFO_1W info = {};
-    info.pName = buffer->AddText(FieldText(port->config.port_name).text);
+    if (!buffer->HasRoom(sizeof info + SizeOfText(name.text))) return ERROR_INSUFFICIENT_BUFFER;
+    info.pName = buffer->AddText(name.text);
     buffer->AddRecord(info);
     return ERROR_SUCCESS;
 }
 
 DWORD AddPortInfo2(PortBuffer* buffer, const PortEntry* port) {
+    const FieldText name(port->config.port_name);
     const ResourceText monitor_name(kMonitorNameString);
     const ResourceText description(kPortDescriptionString);
-    if (monitor_name.get() == nullptr || description.get() == nullptr) return GetLastError();
+    if (monitor_name.error() != ERROR_SUCCESS) return monitor_name.error();
+    if (description.error() != ERROR_SUCCESS) return description.error();
     PORT_INFO_2W info = {};
-    info.pPortName = buffer->AddText(FieldText(port->config.port_name).text);
+    // A port whose texts could not be loaded to tell its size may not fit.
+    if (!buffer->HasRoom(sizeof info + SizeOfText(name.text) + SizeOfText(monitor_name.get()) +
+                         SizeOfText(description.get()))) {
+        return ERROR_INSUFFICIENT_BUFFER;
+    }
+    info.pPortName = buffer->AddText(name.text);
     info.pMonitorName = buffer->AddText(monitor_name.get());
     info.pDescription = buffer->AddText(description.get());
     info.fPortType = PORT_TYPE_WRITE | PORT_TYPE_READ;
@@ -134,11 +155,15 @@ DWORD AddPortInfo2(PortBuffer* buffer, const PortEntry* port) {
     return ERROR_SUCCESS;
 }
 
-// A port whose size could not be told a moment ago may not fit now.
 DWORD AddPort(PortBuffer* buffer, const PortEntry* port, DWORD level) {
-    if (level != 1 && level != 2) return ERROR_INVALID_LEVEL;
-    if (!buffer->HasRoom(SizeOfPort(port, level))) return ERROR_INSUFFICIENT_BUFFER;
-    return level == 1 ? AddPortInfo1(buffer, port) : AddPortInfo2(buffer, port);
+    switch (level) {
+        case 1:
+            return AddPortInfo1(buffer, port);
+        case 2:
+            return AddPortInfo2(buffer, port);
+        default:
+            return ERROR_INVALID_LEVEL;
+    }
 }
 
 DWORD EnumPortsInto(const MonitorContext* context, DWORD level, BYTE* buffer, DWORD size, DWORD* needed,
@@ -184,12 +209,17 @@ BOOL WINAPI OpenPort(HANDLE monitor, LPWSTR name, HANDLE* port) {
         log_error(LOG_HERE, "TSM: Unable to find the port: %S", name);
         return FALSE;
     }
+    ++found->open_handles;
     *port = found;
     return TRUE;
 }
 
-BOOL WINAPI ClosePort(HANDLE) {
+BOOL WINAPI ClosePort(HANDLE handle) {
     log_debug(LOG_HERE, "TSM ClosePort");
+    auto* const port = static_cast<PortEntry*>(handle);
+    const MonitorLockGuard lock;
+    if (port->open_handles > 0) --port->open_handles;
+    FreeIfUnused(port);
     return TRUE;
 }
 
@@ -239,7 +269,11 @@ HMODULE LoadSpoolerLibrary() {
     constexpr UINT kFileNameLength = sizeof kFileName / sizeof kFileName[0] - 1;
     WCHAR path[MAX_PATH] = {};
     const UINT length = GetSystemDirectoryW(path, MAX_PATH);
-    if (length == 0 || length + kFileNameLength >= MAX_PATH) return nullptr;
+    if (length == 0) return nullptr;
+    if (length + kFileNameLength >= MAX_PATH) {
+        SetLastError(ERROR_INSUFFICIENT_BUFFER);
+        return nullptr;
+    }
     memcpy(path + length, kFileName, sizeof kFileName);
     return LoadLibraryW(path);
 }

@@ -29,6 +29,7 @@ bool FormatService(uint32_t port_number, WCHAR (&service)[kServiceSize]) {
 // 0 and the printer's addresses, or a Winsock error.
 int LookUpPrinter(const PortConfig* config, const WCHAR* address, ADDRINFOW** found) {
     WCHAR service[kServiceSize];
+    if (address[0] == 0) return WSAHOST_NOT_FOUND;  // Windows takes an empty name for this server itself
     if (!FormatService(config->port_number, service)) return WSATYPE_NOT_FOUND;
     ADDRINFOW hints = {};
     hints.ai_family = AF_UNSPEC;

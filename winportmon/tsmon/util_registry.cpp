@@ -99,7 +99,7 @@ LONG OpenKey(const Registry& registry, HANDLE parent, const WCHAR* name, REGSAM 
     return status == ERROR_SUCCESS && key->get() == nullptr ? static_cast<LONG>(ERROR_INVALID_HANDLE) : status;
 }
 
-LONG AddPort(const Registry& registry, const PortConfig* config) {
+LONG StorePort(const Registry& registry, const PortConfig* config) {
     const FieldText name(config->port_name);
     const FieldText address(config->printer_address);
     Key ports;
@@ -129,7 +129,7 @@ LONG AddPort(const Registry& registry, const PortConfig* config) {
     return status;
 }
 
-LONG UpdatePort(const Registry& registry, const PortConfig* config) {
+LONG UpdateStoredPort(const Registry& registry, const PortConfig* config) {
     const FieldText name(config->port_name);
     const FieldText address(config->printer_address);
     Key ports;
@@ -161,7 +161,7 @@ LONG UpdatePort(const Registry& registry, const PortConfig* config) {
     return status;
 }
 
-void DeletePort(const Registry& registry, const WCHAR* name) {
+void DeleteStoredPort(const Registry& registry, const WCHAR* name) {
     Key ports;
     Key port;
     LONG status = OpenKey(registry, registry.root(), kPortsKey, KEY_ALL_ACCESS, &ports);
@@ -200,7 +200,7 @@ void CopyName(const WCHAR* name, WCHAR (&field)[kPortNameSize]) {
 }
 
 // One stored port into the walk's record; false, with its line, when it cannot be read.
-bool ReadPort(const Registry& registry, const Key& ports, const WCHAR* name, PortConfig* config) {
+bool LoadStoredPort(const Registry& registry, const Key& ports, const WCHAR* name, PortConfig* config) {
     CopyName(name, config->port_name);
     Key port;
     LONG status = OpenKey(registry, ports.get(), name, KEY_READ, &port);
@@ -220,9 +220,10 @@ bool ReadPort(const Registry& registry, const Key& ports, const WCHAR* name, Por
                        name, size);
         return false;
     }
-    // A value stored by hand may be short of its terminator.
+    // Nothing of the port before this one shows behind values that were stored short.
     if (size / sizeof(WCHAR) < kPrinterAddressSize) config->printer_address[size / sizeof(WCHAR)] = 0;
     size = sizeof config->port_number;
+    config->port_number = 0;
     status = registry.QueryValue(port.get(), kPortNumberValue, &config->port_number, &size);
     if (status != ERROR_SUCCESS) {
         log_error_code(LOG_HERE, static_cast<uint32_t>(status),
@@ -250,7 +251,7 @@ void WalkPorts(const Registry& registry, const Key& ports, MonitorContext* conte
             continue;
         }
         failures = 0;
-        if (ReadPort(registry, ports, name, &config)) callback(context, &config);
+        if (LoadStoredPort(registry, ports, name, &config)) callback(context, &config);
     }
     log_error(LOG_HERE, "TSM: ForAllPortRegEntries gives up after %u failures in a row.", failures);
 }
@@ -261,7 +262,7 @@ BOOL AddPortInRegistry(MONITORINIT* init, const PortConfig* config) {
     LONG status = ERROR_SUCCESS;
     {
         const AsSpooler identity;
-        status = AddPort(Registry(init), config);
+        status = StorePort(Registry(init), config);
     }
     return Succeeded(status);
 }
@@ -270,7 +271,7 @@ BOOL UpdatePortInRegistry(MONITORINIT* init, const PortConfig* config) {
     LONG status = ERROR_SUCCESS;
     {
         const AsSpooler identity;
-        status = UpdatePort(Registry(init), config);
+        status = UpdateStoredPort(Registry(init), config);
     }
     return Succeeded(status);
 }
@@ -278,7 +279,7 @@ BOOL UpdatePortInRegistry(MONITORINIT* init, const PortConfig* config) {
 void DeletePortFromRegistry(MONITORINIT* init, const WCHAR* name) {
     if (name == nullptr) return;
     const AsSpooler identity;
-    DeletePort(Registry(init), name);
+    DeleteStoredPort(Registry(init), name);
 }
 
 void ForAllPortRegEntries(MonitorContext* context, PortRegCallback callback) {

@@ -1,9 +1,10 @@
 #include "winportmon/tsmon/util_writer.h"
 
+#include <optional>
+
 #include "common/log.h"
-#include "common/os.h"
 #include "common/serialize_names.h"
-#include "common/util.h"
+#include "winportmon/tsmon/identity.h"
 #include "winportmon/tsmon/tsmon_ports.h"
 #include "winportmon/tsmon/util_connection.h"
 
@@ -15,10 +16,8 @@ void RequestRestart(PortEntry* port, BOOL* restart_requested) {
     *restart_requested = TRUE;
 }
 
-// At error level once a job, then at debug level.
 void LogLostConnection(PortEntry* port, const char* caller) {
-    if (port->LastErrorJobId != port->job_id) {
-        port->LastErrorJobId = port->job_id;
+    if (IsFirstFailure(port)) {
         log_error(LOG_HERE, "TSM %s: failed to send data to printer, close connection", caller);
     } else {
         log_debug(LOG_HERE, "TSM %s: failed to send data to printer, close connection", caller);
@@ -91,17 +90,12 @@ BOOL TsmWriteToPrinter(PortEntry* port, const char* caller, const void* data, DW
 }
 
 void WriteHpcJobFile(const char* caller, const HpcJobRecord* record) {
-    HANDLE token = nullptr;
-    if (session_context.hwcheck_port_monitor_run_as_system == 0) {
-        token = RevertToPrinterSelf();
-        if (token == nullptr) {
-            log_error_last_error(LOG_HERE, "TSM: Unable to RevertToPrinterSelf for hpc spool file");
-        }
+    std::optional<SpoolerIdentity> as_spooler;
+    if (!RunsAsSystem()) {
+        as_spooler.emplace("TSM: Unable to RevertToPrinterSelf for hpc spool file",
+                           "TSM: Unable to ImpersonatePrinterClient");
     }
     RewriteIfPresent(caller, record);
-    if (token != nullptr && !ImpersonatePrinterClient(token)) {
-        log_error_last_error(LOG_HERE, "TSM: Unable to ImpersonatePrinterClient");
-    }
 }
 
 }  // namespace tsmon

@@ -1,0 +1,43 @@
+// Printers that do not let go of a document; the layer's clock makes the wait for them short.
+#include "tests/support/print_server.h"
+
+namespace test {
+namespace {
+
+class StubbornPrinter : public PrintServer {
+  protected:
+    // Prints a page to a printer that behaves so, then one that follows; the first one's end takes 30 seconds.
+    void expect_thirty_seconds(const peer::Behaviour& behaviour) {
+        configure({});
+        peer::TcpPrinter& printer = add_printer(W("Office"));
+        printer.behave_once(behaviour);
+        ASSERT_TRUE(load()) << last_reason;
+        {
+            const FastClock clock(100);
+            const DWORD begin = GetTickCount();
+            EXPECT_EQ(print(W("Office"), "page").result, host::Result::printed);
+            EXPECT_GE(GetTickCount() - begin, 30000u);
+        }
+        EXPECT_EQ(logged("TSM: timed out waiting to get the FD_CLOSE event on the socket", "ERROR"), 1);
+        EXPECT_EQ(print(W("Office"), "next page").result, host::Result::printed);
+        ASSERT_TRUE(printer.wait_for_connections(2));
+        EXPECT_EQ(printer.connection(0).data, "page");
+        EXPECT_EQ(printer.connection(1).data, "next page");
+    }
+};
+
+TEST_F(StubbornPrinter, OneThatNeverCloses) {
+    peer::Behaviour behaviour;
+    behaviour.never_close = true;
+    expect_thirty_seconds(behaviour);
+}
+
+// The monitor reads nothing, and a close counts only once everything before it has been read.
+TEST_F(StubbornPrinter, OneThatSendsAStatusBeforeItCloses) {
+    peer::Behaviour behaviour;
+    behaviour.answer = "@PJL USTATUS JOB\r\n";
+    expect_thirty_seconds(behaviour);
+}
+
+}  // namespace
+}  // namespace test

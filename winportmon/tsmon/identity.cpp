@@ -1,0 +1,45 @@
+#include "winportmon/tsmon/identity.h"
+
+#include "common/log.h"
+
+namespace tsmon {
+namespace {
+
+HANDLE Revert(const char* failure_line) {
+    const HANDLE token = RevertToPrinterSelf();
+    if (token == nullptr) log_error_last_error(LOG_HERE, "%s", failure_line);
+    return token;
+}
+
+void Impersonate(HANDLE token, const char* failure_line) {
+    if (token != nullptr && !ImpersonatePrinterClient(token)) log_error_last_error(LOG_HERE, "%s", failure_line);
+}
+
+bool SwitchesForLogging() { return session_context.debug_logging != 0 && !RunsAsSystem(); }
+
+}  // namespace
+
+bool RunsAsSystem() { return session_context.hwcheck_port_monitor_run_as_system != 0; }
+
+HANDLE RevertAsConfigured() {
+    return RunsAsSystem() ? Revert("TSM: Unable to RevertToPrinterSelf as configured") : nullptr;
+}
+
+void ImpersonateAsConfigured(HANDLE token) {
+    if (RunsAsSystem()) Impersonate(token, "TSM: Unable to ImpersonatePrinterClient as configured");
+}
+
+HANDLE RevertForLogging() {
+    return SwitchesForLogging() ? Revert("TSM: Unable to RevertToPrinterSelf for logging") : nullptr;
+}
+
+void ImpersonateForLogging(HANDLE token) {
+    if (SwitchesForLogging()) Impersonate(token, "TSM: Unable to ImpersonatePrinterClient for logging");
+}
+
+SpoolerIdentity::SpoolerIdentity(const char* revert_failed, const char* impersonate_failed)
+    : impersonate_failed_(impersonate_failed), token_(Revert(revert_failed)) {}
+
+SpoolerIdentity::~SpoolerIdentity() { Impersonate(token_, impersonate_failed_); }
+
+}  // namespace tsmon

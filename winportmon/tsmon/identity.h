@@ -1,0 +1,32 @@
+// Whose rights the thread has. The spooler calls in the name of the user who prints; these move the thread to the
+// spooler's own identity and back, each when its setting says so.
+#pragma once
+
+#include "winapi/winapi.h"
+
+namespace tsmon {
+
+// Whether whole document operations run as the spooler (setting HWCheckPortMonitorRunAsSystem).
+bool RunsAsSystem();
+
+// A token is null when there is nothing to go back to. Failures are logged.
+HANDLE RevertAsConfigured();  // for whole operations, when they run as the spooler
+void ImpersonateAsConfigured(HANDLE token);
+HANDLE RevertForLogging();  // for log lines, with debug logging on and operations not run as the spooler
+void ImpersonateForLogging(HANDLE token);
+
+// The thread runs as the spooler until the scope ends. Each failure is logged with its own line, and what the scope is
+// for goes on under the identity in effect.
+class SpoolerIdentity {
+  public:
+    SpoolerIdentity(const char* revert_failed, const char* impersonate_failed);
+    ~SpoolerIdentity();
+    SpoolerIdentity(const SpoolerIdentity&) = delete;
+    SpoolerIdentity& operator=(const SpoolerIdentity&) = delete;
+
+  private:
+    const char* impersonate_failed_;
+    HANDLE token_;
+};
+
+}  // namespace tsmon
