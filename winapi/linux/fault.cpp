@@ -50,8 +50,9 @@ bool Point::fails() {
 }
 
 unsigned Point::shortened(unsigned size) const {
-    if (!shorten_next) return size;
+    const bool shorten = shorten_next && state().armed.load(std::memory_order_relaxed);
     shorten_next = false;
+    if (!shorten) return size;
     return size > 1 ? size / 2 : size;
 }
 

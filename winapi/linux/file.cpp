@@ -51,15 +51,13 @@ struct Find final : winapi::Object {
 
 // The folder that "folder\*" lists; ERROR_NOT_SUPPORTED for any other pattern.
 DWORD listed_folder(LPCWSTR pattern, std::string& folder) {
-    std::u16string path(pattern == nullptr ? u"" : pattern);
+    const std::u16string_view path = pattern == nullptr ? u"" : pattern;
     if (path.empty()) return ERROR_PATH_NOT_FOUND;
     if (!path.ends_with(u'*')) return ERROR_NOT_SUPPORTED;
-    path.pop_back();
-    if (path.empty())
-        path = u".";
-    else if (!path.ends_with(u'\\') && !path.ends_with(u'/'))
-        return ERROR_NOT_SUPPORTED;
-    return winapi::resolve_path(path.c_str(), folder);
+    if (path == u"*") return winapi::resolve_path(u".", folder);
+    const std::u16string listed(path.substr(0, path.size() - 1));
+    if (listed.back() != u'\\' && listed.back() != u'/') return ERROR_NOT_SUPPORTED;
+    return winapi::resolve_path(listed.c_str(), folder);
 }
 
 DWORD list_folder(const std::string& folder, std::vector<std::string>& names) {

@@ -1,0 +1,207 @@
+// The settings, print-provider.conf and env-version.
+#include <set>
+
+#include "common/config.h"
+#include "tests/unit/log_fixture.h"
+#include "tests/unit/settings_tables.h"
+
+namespace {
+
+using C = SessionContext;
+const C& c = session_context;
+
+class Config : public LogTest {
+  protected:
+    Config() { reset(); }
+
+    static void reset() {
+        config_set_defaults();
+        session_context.log_rotate_check_count = 0;  // no check among the lines
+    }
+    // Applies a file; returns what is said on the standard error descriptor.
+    Strings parse(const std::string& bytes) {
+        write_bytes(path("conf"), bytes);
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(config_parse_file(path("conf").c_str(), &session_context), 0);
+        return split(testing::internal::GetCapturedStderr(), "\n");
+    }
+};
+
+TEST_F(Config, HasEverySettingWithItsDefault) {
+    const auto settings = table_entries(kSettings, ' ');
+    ASSERT_EQ(settings.size(), CONFIG_VAR_COUNT);
+    memset(&session_context, 0x55, sizeof session_context);
+    config_set_defaults();
+    std::set<size_t> fields;
+    for (size_t i = 0; i < CONFIG_VAR_COUNT; ++i) {
+        const ConfigVar& var = config_vars[i];
+        const auto& [name, kind] = settings[i];
+        const char* const field = reinterpret_cast<const char*>(&session_context) + var.field;
+        EXPECT_EQ(var.name, name);
+        if (kind == "ignored" || kind == "handler") {
+            EXPECT_EQ(var.type, kind == "ignored" ? CONFIG_VAR_IGNORED : CONFIG_VAR_HANDLER) << name;
+        } else if (kind.starts_with("text")) {
+            const std::string text = kind.find(' ') == std::string::npos ? "" : kind.substr(kind.find(' ') + 1);
+            EXPECT_EQ(var.type, CONFIG_VAR_STRING) << name;
+            EXPECT_EQ(var.size, std::stoul(kind.substr(4))) << name;
+            EXPECT_TRUE(text == "?" || text == field) << name << " is " << field;
+        } else {
+            const bool is_switch = kind == "on" || kind == "off";
+            EXPECT_EQ(var.type, is_switch ? CONFIG_VAR_BOOL : CONFIG_VAR_INT) << name;
+            EXPECT_EQ(var.size, sizeof(int32_t)) << name;
+            const int32_t expected = is_switch ? kind == "on" : std::stoi(kind);
+            EXPECT_EQ(*reinterpret_cast<const int32_t*>(field), expected) << name;
+        }
+        const bool shared = kind != "ignored" && !fields.insert(var.field).second;
+        EXPECT_EQ(shared, name == "ErrorPollActivePeriodSecs") << name;
+    }
+    EXPECT_EQ((std::vector{c.debug_logging, c.dev_logging, c.error_poll_method, c.check_held_job_ms, c.env_version}),
+              (std::vector{0, 0, 2, 200, 15}));
+    EXPECT_EQ((Strings{c.tls_min_protocol_version, c.tls_max_protocol_version, c.server_name, c.tls_ca_bundle_path}),
+              (Strings{"TLSv1.2", "TLSv1.2", "", ""}));
+}
+
+TEST_F(Config, StoresNumbersAndSwitches) {
+    const std::string set = "DEBUG: Config: ";
+    const std::string snmp = "DEBUG: Using error polling method from SNMP and ";
+    // clang-format off
+    const struct {
+        const char* entry;
+        int32_t C::* field;
+        int32_t value;
+        std::string line;  // what the log says with details on
+    } cases[] = {
+        {"TLS=yes", &C::use_tls, 1, set + "TLS set to: TRUE"},
+        {"tls=TRUE", &C::use_tls, 1, set + "TLS set to: TRUE"},
+        {"TLS=1", &C::use_tls, 0, set + "TLS set to: FALSE"},
+        {"EnableErrorChecks=enabled", &C::enable_error_checks, 0, set + "EnableErrorChecks set to: FALSE"},
+        {"ConnectTimeout=-5", &C::connect_timeout_ms, 10000, "ERROR: Invalid value assigned to ConnectTimeout"},
+        {"ConnectTimeout=fast", &C::connect_timeout_ms, 10000, "ERROR: Invalid value assigned to ConnectTimeout"},
+        {"CONNECTTIMEOUT=15s", &C::connect_timeout_ms, 15, set + "ConnectTimeout set to: 15"},
+        {"ConnectTimeout=99999999999", &C::connect_timeout_ms, INT32_MAX, set + "ConnectTimeout set to: 2147483647"},
+        {"ErrorPollPeriodSecs=7", &C::error_poll_active_secs, 7, set + "ErrorPollPeriodSecs set to: 7"},
+        {"ForceAttributesDebug=on", &C::forceattr_debug, 1, set + "ForceAttributesDebug set to: TRUE"},
+        {"Force.AttributesDebug=on\nOnAppServerError=x", &C::forceattr_debug, 0, ""},
+        {"ErrorPollMethod=SNMP", &C::error_poll_method, 0, snmp + "set OS based on it"},
+        {"ErrorPollMethod=snmpdontsetos", &C::error_poll_method, 1, snmp + "_not_ setting OS based on it"},
+        {"ErrorPollMethod=snmp\nErrorPollMethod=Windows", &C::error_poll_method, 2,
+         "DEBUG: Using error polling method from OS"},
+        {"ErrorPollMethod=osandsnmp", &C::error_poll_method, 3, "DEBUG: Using error polling method from OS and SNMP"},
+        {"ErrorPollMethod=snmpx", &C::error_poll_method, 2, ""},
+        {"CheckHeldJobMillis=50", &C::check_held_job_ms, 100, set + "CheckHeldJobMillis set to: 100"},
+        {"CheckHeldJobMillis=101", &C::check_held_job_ms, 101, set + "CheckHeldJobMillis set to: 101"},
+        {"CheckHeldJobMillis=0", &C::check_held_job_ms, -1, set + "CheckHeldJobMillis set to: -1"},
+        {"CheckHeldJobMillis=x", &C::check_held_job_ms, 0, "ERROR: Invalid value assigned to CheckHeldJobMillis"},
+    };
+    // clang-format on
+    for (const auto& row : cases) {
+        reset();
+        session_context.debug_logging = 1;
+        EXPECT_EQ(parse(row.entry), Strings{});
+        EXPECT_EQ(c.*row.field, row.value) << row.entry;
+        const Strings lines = logged();
+        EXPECT_EQ(lines.empty() ? "" : lines.back(), row.line) << row.entry;
+    }
+}
+
+TEST_F(Config, StoresTextsAndVersions) {
+    parse("TLSMinProtocolVersion=tlsV1.3\nTLSMaxProtocolVersion=TLSv1.0\n");
+    EXPECT_STREQ(c.tls_min_protocol_version, "TLSv1.3");
+    EXPECT_STREQ(c.tls_max_protocol_version, "TLSv1.0");
+    parse(
+        "TLSMaxProtocolVersion=sslv3\nTLSMinProtocolVersion=TLSv1\nTLSCABundlePath=C:\\ca\nServerName=Srv\n"
+        "ProcessJobPriority=" +
+        std::string(127, 'p') + "q\n");
+    EXPECT_EQ(logged(), (Strings{"ERROR: TLS version 'sslv3' is not supported by Print Provider, use TLSv1.2",
+                                 "ERROR: Unknown TLS protocol version 'TLSv1' is set: use TLSv1.2",
+                                 "INFO : Set TLS CA bundle path: ignore C:\\ca since OpenSSL is not used"}));
+    EXPECT_EQ((Strings{c.tls_min_protocol_version, c.tls_max_protocol_version, c.tls_ca_bundle_path, c.server_name,
+                       c.process_job_priority}),
+              (Strings{"TLSv1.2", "TLSv1.2", "", "Srv", std::string(127, 'p')}));
+}
+
+TEST_F(Config, SwitchesLoggingFromTheEntryOn) {
+    parse("ParseTimeout=1\nDebug=on\nParseTimeout=2\nDebug=development\nDebug=off\nDebug=nonsense\nParseTimeout=3\n");
+    EXPECT_EQ(c.debug_logging * 10 + c.dev_logging, 1) << "off leaves development on";
+    EXPECT_EQ(logged(), (Strings{"DEBUG: Config: turning on debug logging", "DEBUG: Config: ParseTimeout set to: 2",
+                                 "DEBUG: Config: turning on development logging"}));
+}
+
+TEST_F(Config, SurvivesABrokenFile) {
+    using namespace std::string_literals;
+    const std::string x(20'000, 'x');
+    const std::string file =
+        "; a comment = one\r\n \b# another = one\n\n\r\n  \b \r\nDebug=dev\r\n"               // lines 1 to 6
+        " no equals sign\r\n=value\n \b =value\r\n"                                           // 7 to 9
+        "ConnectTimeout=\nLogRotateNumber= \b \r\nCopyright = not this\ncopyright=whoever\n"  // 10 to 13
+        "TLS =on\n\tParseTimeout=1\nParse Timeout=1\n"                                        // 14 to 16
+        "ParseTimeout=\0 5\n\0ParseTimeout=6\nParseTimeout\0=7\n"s                            // 17 to 19
+        "IgnorePrinters=" +
+        x +
+        "\n"  // read as 20, 21 and 22
+        "NetworkTimeout=" +
+        std::string(8176, '0') +
+        "5\n"  // 23 ends in mid-value; 24 is the digit alone
+        "TLSCipherSuites=" +
+        std::string(5000, 't') +
+        "\r\n"  // 25
+        "GzipCompress=a\rb=c\nHideDocumentNamesText= \b two  words\t \b \r\n\b  UPNSuffix=a=b # kept\n"
+        "LogRotateSizeKBytes=77";
+    const std::string invalid = "Tessaron: Invalid config setting at line number: ";
+    const std::string name = "Tessaron: Invalid name in config file at line number: ";
+    const std::string ignoring = "Tessaron: Ignoring config entry (";
+    const std::string other = " - invalid entry or for other OS";
+    EXPECT_EQ(
+        parse(file),
+        (Strings{invalid + "7 with line: \" no equals sign\"", name + "8", name + "9",
+                 ignoring + "Copyright =not this) at line: 12" + other, ignoring + "TLS =on) at line: 14" + other,
+                 ignoring + "\tParseTimeout=1) at line: 15" + other, ignoring + "Parse Timeout=1) at line: 16" + other,
+                 invalid + "19 with line: \"ParseTimeout\"", invalid + "21 with line: \"" + x.substr(0, 8191) + "\"",
+                 invalid + "22 with line: \"" + x.substr(0, 20'000 + 15 - 2 * 8191) + "\"",
+                 invalid + "24 with line: \"5\""}));
+    EXPECT_EQ((std::vector{c.use_tls, c.parse_timeout, c.connect_timeout_ms, c.log_rotate_number, c.send_timeout_ms}),
+              (std::vector{0, 300, 10000, 10, 0}));
+    EXPECT_EQ((Strings{c.ignore_printers, c.tls_cipher_suites, c.gzip_compress, c.hide_job_name_text, c.upn_suffix}),
+              (Strings{std::string(8191 - 15, 'x'), std::string(4095, 't'), "a", "two  words\t", "a=b # kept"}));
+    EXPECT_EQ(c.log_rotate_size_kbytes, 77) << "the last line counts without a line end";
+}
+
+TEST_F(Config, ReadsTheEnvironmentsVersion) {
+    const std::string file = path("env-version");
+    const std::string none = "ERROR: No environment version found in: " + file + ", assuming env version: 15";
+    const std::string bad = "ERROR: Invalid value assigned to EnvVersion";
+    const std::string line = "ERROR: Invalid env version value at line number: 1";
+    const std::string name = "ERROR: Invalid name in env version file at line number: 2";
+    // clang-format off
+    const struct {
+        const char* bytes;
+        int32_t version;
+        Strings lines;
+    } cases[] = {
+        {"EnvVersion=13\r\n", 13, {}},
+        {"# comment=1\n; comment\n\n \benvVERSION= \b 10x=7\n", 10, {}},
+        {"envversion=12\nenvversion=x\n", 12, {bad}},
+        {"envversion=x13\n", 15, {bad, none}},
+        {"envversion==7\n", 15, {none}},
+        {"envversion =13\nother=9\nenvversion=\n", 15, {none}},
+        {"what\n=3\n", 15, {line, name, none}},
+        {"", 15, {none}},
+    };
+    // clang-format on
+    for (const auto& row : cases) {
+        reset();
+        write_bytes(file, row.bytes);
+        EXPECT_EQ(config_load_env_version(file.c_str(), &session_context), 0);
+        EXPECT_EQ(c.env_version, row.version) << row.bytes;
+        EXPECT_EQ(logged(), row.lines) << row.bytes;
+    }
+    session_context.debug_logging = 1;
+    write_bytes(file, "a=\nenvversion=9");
+    config_load_env_version(file.c_str(), &session_context);
+    EXPECT_EQ(config_load_env_version("", &session_context), -1);
+    EXPECT_EQ(logged(), (Strings{"DEBUG: Parsing env version file: " + file,
+                                 "DEBUG: Empty value in env version file at line number: 1",
+                                 "DEBUG: Environment version: 9", "ERROR: Invalid env version file path"}));
+}
+
+}  // namespace

@@ -1,0 +1,157 @@
+// What takes the layer: a file that is released on the way, the debugger, a fresh process, injected faults.
+#include "common/serialize_hpc_job.h"
+#include "common/serialize_settings.h"
+#include "tests/unit/log_fixture.h"
+#include "winapi/linux/control.h"
+#include "winapi/linux/fault.h"
+
+namespace {
+
+namespace fault = winapi::fault;
+
+Strings debugger_output;
+HANDLE held = nullptr;
+size_t release_after = 0;  // messages
+
+void keep_output(const char* text) {
+    debugger_output.emplace_back(text);
+    if (held != nullptr && debugger_output.size() == release_after) {
+        CloseHandle(held);
+        held = nullptr;
+    }
+}
+
+class Layer : public LogTest {
+  protected:
+    Layer() {
+        debugger_output.clear();
+        winapi::set_debugger(keep_output);
+    }
+    ~Layer() override {
+        winapi::set_debugger(nullptr);
+        winapi::set_clock_speed(1);
+    }
+};
+
+TEST_F(Layer, WaitsForAFileToBeReleased) {
+    winapi::set_clock_speed(100'000);
+    for (const size_t retries : {3u, 59u}) {
+        const std::string file = path("held");
+        write_bytes(file, "");
+        debugger_output.clear();
+        release_after = retries == 59 ? 60 : retries;  // the 60th attempt is the last
+        held = CreateFileW(std::u16string(file.begin(), file.end()).c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                           OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+        const DWORD started = GetTickCount();
+        EXPECT_EQ(os_file_delete_with_retry(file.c_str()), retries == 59 ? 0 : 1);
+        EXPECT_TRUE(retries < 59 || GetLastError() == ERROR_SHARING_VIOLATION);
+        EXPECT_GE(GetTickCount() - started, 5000 * retries);
+        const Strings lines = logged();
+        EXPECT_EQ(lines.size(), retries);
+        for (size_t i = 0; i < lines.size(); ++i) {
+            const std::string start = "ERROR: os_file_delete_with_retry: filename='" + file +
+                                      "',num_tries=60,retry_delay_ms=5000,retry=" + std::to_string(i + 1) +
+                                      ",num_deletes=";
+            EXPECT_TRUE(lines[i].starts_with(start) && lines[i].ends_with("(Error: 32)")) << lines[i];
+        }
+        if (held != nullptr) CloseHandle(held);
+        held = nullptr;
+    }
+}
+
+TEST_F(Layer, SendsEveryWrittenMessageToTheDebugger) {
+    log_debug(LOG_HERE, "off");
+    log_dev(LOG_HERE, "off");
+    log_info(LOG_HERE, "one");
+    log_set_path("");
+    log_error(LOG_HERE, "%s", std::string(5000, 'm').c_str());
+    EXPECT_EQ(debugger_output, (Strings{"one\n", std::string(5000, 'm') + "\n"}));
+    winapi::set_computer_name(u"PRINTSRV01");
+    char name[1024];
+    EXPECT_EQ(os_get_computer_name(name), 1);
+    EXPECT_STREQ(name, "printsrv01");
+}
+
+// In a process of its own: lines are counted from its start.
+TEST(LayerDeathTest, TheFirstLineChecksTheSize) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto run = [] {
+        const ScratchDir dir;
+        log_set_path(dir.narrow("log").c_str());
+        write_bytes(dir.narrow("log"), "live");
+        session_context.log_rotate_number = 3;
+        session_context.log_rotate_check_count = 200;
+        log_info(LOG_HERE, "first");
+        const bool rotated = read_bytes(dir.narrow("log.1")) == "live";
+        log_info(LOG_HERE, "second");
+        log_set_path("");
+        return rotated && !os_file_exists(dir.narrow("log.2").c_str()) ? 0 : 1;
+    };
+    EXPECT_EXIT(exit(run()), testing::ExitedWithCode(0), "");
+}
+
+// Makes each call of `run` in turn fail, once, from then on and in part; `check` gets its result and looks at what must
+// hold nevertheless.
+template <typename Prepare, typename Run, typename Check>
+void with_each_fault(Prepare prepare, Run run, Check check) {
+    for (const fault::Mode mode : {fault::Mode::once, fault::Mode::from_then_on, fault::Mode::short_count}) {
+        std::uint64_t calls = 1;
+        for (std::uint64_t call = 1; call <= calls && !testing::Test::HasFailure(); ++call) {
+            SCOPED_TRACE("call " + std::to_string(call) + ", mode " + std::to_string(static_cast<int>(mode)));
+            prepare();
+            log_close();
+            const size_t handles = winapi::open_handles();
+            fault::arm(call, mode);
+            const int result = run();
+            calls = fault::disarm();
+            log_close();
+            EXPECT_EQ(winapi::open_handles(), handles) << winapi::describe_open_handles();
+            check(result);
+        }
+    }
+}
+
+TEST_F(Layer, NeverReportsAWrongSuccess) {
+    session_context.debug_logging = 1;
+    const std::string file = path("hpc\\job-P1-7.dat");
+    const HpcJobRecord record = {"P1", 7, 3};
+    with_each_fault([&] { os_file_delete(file.c_str()); },
+                    [&] { return serialize_hpc_job_write(path("hpc").c_str(), &record); },
+                    [&](int written) {
+                        const std::string whole = "# TS Serialize Data\r\nversion=1\r\nwrite_port=3\r\n";
+                        EXPECT_TRUE(!written || read_bytes(file).starts_with(whole)) << read_bytes(file);
+                    });
+    write_bytes(path("P1.dat"),
+                "version=2\nenable_color_detection=Y\nfailure_mode=HOLD\nhardware_check_mode=SNMP\n#END\n");
+    PrinterSettings s;
+    with_each_fault([&] { memset(&s, 0x55, sizeof s); },
+                    [&] { return serialize_settings_readin(base().c_str(), "P1", &s); },
+                    [&](int read) { EXPECT_TRUE(!read || s.version + s.failure_mode + s.hardware_check_mode == 4); });
+    write_bytes(path("print-provider.conf"), "TLS=on\n");
+    with_each_fault([] { testing::internal::CaptureStderr(); }, [&] { return config_init(base().c_str()); },
+                    [&](int done) {
+                        testing::internal::GetCapturedStderr();
+                        EXPECT_EQ(session_context.connect_timeout_ms, 10000);
+                        EXPECT_EQ(session_context.spool_dir_path, done ? path("spool") : "");
+                        logged_bytes();
+                    });
+}
+
+TEST_F(Layer, LosesNoRotatedFileToAFault) {
+    session_context.debug_logging = 1;
+    const auto prepare = [&] {
+        for (const char* const end : {".tmp", ".3"}) os_file_delete((log_path + end).c_str());
+        for (const char* const end : {"", ".1", ".2"}) write_bytes(log_path + end, std::string("live") + end);
+    };
+    with_each_fault(
+        prepare, [] { return log_rotate(3, 3); },
+        [&](int rotated) {
+            std::string all;
+            for (const char* const end : {"", ".tmp", ".1", ".2", ".3"}) all += read_bytes(log_path + end) + ";";
+            for (const char* const text : {"live", "live.1;", "live.2;"})
+                EXPECT_NE(all.find(text), std::string::npos) << all;
+            EXPECT_TRUE(!rotated || all.ends_with(";live.1;live.2;")) << all;
+        });
+}
+
+}  // namespace

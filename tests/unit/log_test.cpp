@@ -1,0 +1,201 @@
+// The log's lines and the rotation of its file.
+#include <algorithm>
+
+#include "tests/unit/log_fixture.h"
+
+namespace {
+
+class Log : public LogTest {
+  protected:
+    std::string numbered(int number) const { return log_path + "." + std::to_string(number); }
+    // The log file, the temporary file and the numbered files 1 to 4.
+    Strings contents() {
+        log_close();
+        Strings all = {read_bytes(log_path), read_bytes(log_path + ".tmp")};
+        for (int i = 1; i <= 4; ++i) all.push_back(read_bytes(numbered(i)));
+        return all;
+    }
+};
+
+TEST_F(Log, WritesTheLevelsThatAreOn) {
+    for (const auto& [debug, dev, levels] : {std::tuple{0, 0, "3 4 5 99 "},
+                                             {1, 0, "2 3 4 5 99 2 "},
+                                             {0, 1, "1 3 4 5 99 1 "},
+                                             {1, 1, "1 2 3 4 5 99 1 2 "}}) {
+        session_context.debug_logging = debug;
+        session_context.dev_logging = dev;
+        for (const int level : {-1, 0, 1, 2, 3, 4, 5, 99}) {
+            log_with_code(static_cast<LogLevel>(level), LOG_HERE, 2, "%d - ", level);
+        }
+        log_dev(LOG_HERE, "1 - ");
+        log_debug(LOG_HERE, "2 - ");
+        std::string written;
+        for (const std::string& line : logged()) {
+            written += line.substr(7, line.find(" -") - 6);
+            const char level = line[7];
+            EXPECT_EQ(line.substr(0, 7), level == '1'   ? "DEV  : "
+                                         : level == '2' ? "DEBUG: "
+                                         : level == '4' ? "ERROR: "
+                                                        : "INFO : ");
+        }
+        EXPECT_EQ(written, levels);
+    }
+}
+
+TEST_F(Log, LaysOutALine) {
+    const std::string thread = " [" + std::to_string(GetCurrentThreadId()) + "]\r\n";
+    const std::string large(5000, 'm');
+    for (const auto& [file, place] : {std::pair<const char*, const char*>{"any.cpp", "any.cpp:7 - "},
+                                      {nullptr, ""},
+                                      {"tessaron.cpp", "ts.cpp:7 - "},
+                                      {"TessaronPrintService.cpp", "TSPrintService.cpp:7 - "},
+                                      {"Tessaron.cpp", "Tessaron.cpp:7 - "}}) {
+        session_context.debug_logging = 1;
+        log_info(file, 7, "%s", large.c_str());
+        EXPECT_EQ(read_bytes(log_path).substr(24), "INFO : " + (place + large) + thread) << "flushed, while it is open";
+        logged();
+        session_context.debug_logging = 0;
+        log_write("INFO ", file, 7, "hello");
+        EXPECT_EQ(logged_bytes().substr(24), "INFO : hello\r\n");
+    }
+}
+
+TEST_F(Log, AppendsTheSystemsTextOfAnError) {
+    char text[kErrorTextSize];
+    os_get_error_string(ERROR_FILE_NOT_FOUND, text);
+    EXPECT_EQ(std::string(text).find_first_of("\r\n"), std::string::npos);
+    SetLastError(2);
+    log_error_last_error(LOG_HERE, "last %d", 1);
+    log_error_code(LOG_HERE, 2, "%s", std::string(600, 'm').c_str());
+    log_error_code(LOG_HERE, 0xE0001234, "unknown");
+    const Strings lines = logged();
+    EXPECT_EQ(lines.at(0), std::string("ERROR: last 1 - ") + text + " (Error: 2)");
+    EXPECT_EQ(lines.at(1), "ERROR: " + std::string(511, 'm')) << "such a line is cut";
+    EXPECT_TRUE(lines.at(2).starts_with("ERROR: unknown - [Failed to find message for code -536866252: due to "));
+    EXPECT_TRUE(lines[2].ends_with("] (Error: -536866252)")) << lines[2];
+    os_get_error_string(0xE0001234, text);
+    EXPECT_EQ(GetLastError(), 0xE0001234);
+}
+
+TEST_F(Log, LeavesTheLastErrorAlone) {
+    session_context.debug_logging = session_context.dev_logging = session_context.log_rotate_check_count = 1;
+    session_context.log_rotate_number = 3;  // each line rotates
+    void (*const calls[])() = {[] { log_dev(LOG_HERE, "x"); }, [] { log_write("INFO ", nullptr, 0, "x"); },
+                               [] { log_debug_last_error(LOG_HERE, "x"); },
+                               [] { log_error_code(LOG_HERE, 0xE0004321, "x"); }, [] { log_close(); }};
+    for (const std::string& file : {log_path, path("none\\log"), std::string()}) {
+        log_set_path(file.c_str());
+        for (auto* const call : calls) {
+            SetLastError(0xE0001234);
+            call();
+            EXPECT_EQ(GetLastError(), 0xE0001234) << file;
+        }
+    }
+}
+
+TEST_F(Log, OpensItsFileWhenItCan) {
+    log_set_path(path("later\\log").c_str());
+    log_info(LOG_HERE, "lost");
+    os_mkdir(path("later").c_str());
+    log_info(LOG_HERE, "kept");
+    log_close();
+    EXPECT_EQ(parse_log(read_bytes(path("later\\log"))), Strings{"INFO : kept"});
+}
+
+TEST_F(Log, MovesEveryFileUpByOne) {
+    const struct {
+        uint32_t number;
+        uint32_t limit;
+        Strings after;
+    } cases[] = {
+        {3, 4, {"live", "stale", "one", "two", "three", "four"}},
+        {3, 3, {"missing", "missing", "live", "one", "two", "four"}},
+        {4, 0, {"missing", "missing", "live", "one", "two", "three"}},
+        {2, 0, {"missing", "missing", "live", "one", "three", "four"}},
+        {1, 0, {"live", "stale", "one", "two", "three", "four"}},
+        {0, 0, {"live", "stale", "one", "two", "three", "four"}},
+    };
+    for (const auto& row : cases) {
+        const Strings before = {"one", "two", "three", "four"};
+        for (int i = 1; i <= 4; ++i) write_bytes(numbered(i), before[static_cast<size_t>(i - 1)]);
+        write_bytes(log_path + ".tmp", "stale");
+        write_bytes(log_path, "live");
+        EXPECT_EQ(log_rotate(row.number, row.limit), 1);
+        EXPECT_EQ(contents(), row.after) << row.number << " " << row.limit;
+    }
+}
+
+TEST_F(Log, LosesNothingWhenItCannotRotate) {
+    write_bytes(log_path, "live");
+    os_mkdir((log_path + ".tmp").c_str());
+    EXPECT_EQ(log_rotate(3, 0), 0);
+    EXPECT_EQ(read_bytes(log_path), "live");
+
+    // Once the file is set aside, the rotation goes on past a failure.
+    const std::string other = path("other");
+    log_set_path(other.c_str());
+    for (const char* const end : {"", ".1", ".2"}) write_bytes(other + end, std::string("live") + end);
+    os_mkdir((other + ".3").c_str());
+    EXPECT_EQ(log_rotate(3, 0), 0);
+    log_info(LOG_HERE, "next");
+    log_close();
+    EXPECT_EQ(read_bytes(other + ".1") + read_bytes(other + ".2") + read_bytes(other + ".tmp"), "live.1live.2live");
+    EXPECT_EQ(parse_log(read_bytes(other)), Strings{"INFO : next"});
+
+    for (const size_t length : {255u, 256u, 259u}) {  // too long to number
+        const std::string file = path(std::string(length - path("").size(), 'l'));
+        log_set_path(file.c_str());
+        write_bytes(file, "live");
+        EXPECT_EQ(log_rotate(3, 0), length == 255 ? 1 : 0);
+        EXPECT_EQ(read_bytes(file), length == 255 ? "missing" : "live");
+    }
+    for (const auto& [kbytes, limit] : {std::pair{0, 0u},
+                                        {10240, 10485760u},
+                                        {4194303, 4294966272u},
+                                        {4194304, UINT32_MAX},
+                                        {INT32_MAX, UINT32_MAX}}) {
+        session_context.log_rotate_size_kbytes = kbytes;
+        EXPECT_EQ(log_rotate_limit(), limit) << kbytes;
+    }
+}
+
+// With details on, a rotation logs too. No line may get lost, come twice, or start a rotation inside a rotation.
+TEST_F(Log, KeepsEveryLineOnceThroughItsRotations) {
+    constexpr int kLines = 60;
+    session_context.debug_logging = session_context.dev_logging = 1;
+    session_context.log_rotate_number = 100;
+    session_context.log_rotate_size_kbytes = 1;
+    for (const int32_t check : {0, 1, 7}) {
+        session_context.log_rotate_check_count = check;
+        for (int i = 0; i < kLines; ++i) log_write("INFO ", nullptr, 0, ("line " + std::to_string(i)).c_str());
+        log_close();
+        int rotations = 0;
+        while (os_file_exists(numbered(rotations + 1).c_str())) ++rotations;
+        Strings all;
+        for (int i = rotations; i >= 0; --i) {
+            const std::string file = i == 0 ? log_path : numbered(i);
+            for (const std::string& line : parse_log(read_bytes(file))) all.push_back(line);
+            os_file_delete(file.c_str());
+        }
+        int next = 0;
+        for (const std::string& line : all) next += line == "INFO : line " + std::to_string(next) ? 1 : 0;
+        EXPECT_EQ(next, kLines) << check;
+        EXPECT_EQ(std::count(all.begin(), all.end(), "DEBUG: Successfully rotated log"), rotations) << check;
+        EXPECT_EQ(rotations > 0, check > 0) << check;
+        const auto checks = std::count(all.begin(), all.end(), "DEBUG: Perform log rotation if required.");
+        EXPECT_TRUE(check > 1 || checks == check * kLines) << checks;
+    }
+}
+
+TEST_F(Log, ChecksItsSizeAtEvery200thLine) {
+    log_info(LOG_HERE, "seed");
+    session_context.log_rotate_number = 10;
+    session_context.log_rotate_check_count = 200;  // and a limit of 0: each check rotates
+    for (int i = 0; i < 1000; ++i) log_info(LOG_HERE, "line");
+    log_close();
+    EXPECT_EQ(parse_log(read_bytes(log_path)).size() + parse_log(read_bytes(numbered(5))).size(), 201u);
+    for (int i = 1; i < 5; ++i) EXPECT_EQ(parse_log(read_bytes(numbered(i))).size(), 200u) << i;
+    EXPECT_FALSE(os_file_exists(numbered(6).c_str()));
+}
+
+}  // namespace

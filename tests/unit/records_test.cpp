@@ -1,0 +1,257 @@
+// The record files shared with the Print Provider, and the marker of a job that is not approved.
+#include "common/notapproved_file.h"
+#include "common/serialize.h"
+#include "common/serialize_hpc_job.h"
+#include "common/serialize_job.h"
+#include "common/serialize_msf.h"
+#include "common/serialize_settings.h"
+#include "common/util.h"
+#include "tests/unit/log_fixture.h"
+
+namespace {
+
+class Records : public LogTest {
+  protected:
+    SerializeStore* open(const std::string& bytes) {
+        write_bytes(file_, bytes);
+        SerializeStore* store = nullptr;
+        EXPECT_EQ(serialize_open(&store, file_.c_str()), 1);
+        return store;
+    }
+    const std::string file_ = path("record");
+};
+
+// Reads the field "k" as its kind says; its value as text, "kept" when it was left alone.
+std::pair<int, std::string> unpack(SerializeStore* store, char kind) {
+    char text[5] = "kept";
+    int32_t number = -9;
+    double real = -9;
+    int result = 0;
+    if (kind == 's') return {result = serialize_unpack_str(store, "k", text, sizeof text), text};
+    if (kind == 'i') result = serialize_unpack_int(store, "k", &number);
+    if (kind == 'b') result = serialize_unpack_boolean(store, "k", &number);
+    if (kind == 'd') result = serialize_unpack_double(store, "k", &real);
+    if (kind == 'd' && real != -9.0) return {result, std::to_string(real)};
+    return {result, number == -9 ? "kept" : std::to_string(number)};
+}
+
+TEST_F(Records, ReadOneField) {
+    const std::string end = "Unable to read line from serialize file. errno=0";
+    const std::string parse = "Could not parse ";
+    const std::string key = "Expected key, \"k\", but got ";
+    const std::string boolean = "Boolean key, \"k\", has non-boolean value: ";
+    const std::string equals = "Unable to find \"=\" in serialize file for line: ";
+    // clang-format off
+    const struct {
+        char kind;
+        std::string bytes;
+        int result;
+        const char* value;
+        std::string error;
+    } cases[] = {
+        {'i', "# TS Serialize Data\r\nk=5\r\n", 1, "5", ""},
+        {'i', "k=-7x", 1, "-7", ""},
+        {'i', "\n \t \r\n  # k=1\n#END\n\t k= 12", 1, "12", ""},
+        {'i', "k=-99999999999", 1, "-2147483648", ""},
+        {'i', "k=none", 1, "0", parse + "an integer from serialize file, line: k=none"},
+        {'d', "k=-1.5e1", 1, "-15.000000", ""},
+        {'d', "k=", 1, "0.000000", parse + "a double from serialize file, line: k="},
+        {'b', "k=TRUE", 1, "1", ""},
+        {'b', "k=FALSE\r\n", 1, "0", ""},
+        {'b', "k=true", 0, "kept", boolean + "\"true\""},
+        {'b', "k=TRUE ", 0, "kept", boolean + "\"TRUE \""},
+        {'s', "k=abcd", 1, "abcd", ""},
+        {'s', "k= a= ", 1, " a= ", ""},
+        {'s', "k=", 1, "", ""},
+        {'s', "k=abcde", 0, "kept", "Value string is too long, \"abcde\", from serialize file"},
+        {'i', "", 0, "kept", end},
+        {'s', "# TS Serialize Data\n#END\n", 0, "kept", end},
+        {'d', "k: 5\n", 0, "kept", equals + "k: 5"},
+        {'i', "K=1\nk=2\n", 0, "kept", key + "\"K\""},
+        {'b', "k =TRUE\n", 0, "kept", key + "\"k \""},
+    };
+    // clang-format on
+    for (const auto& row : cases) {
+        SerializeStore* const store = open(row.bytes);
+        EXPECT_EQ(unpack(store, row.kind), std::pair(row.result, std::string(row.value))) << row.bytes;
+        EXPECT_EQ(logged(), row.error.empty() ? Strings{} : Strings{"ERROR: " + row.error}) << row.bytes;
+        serialize_close(store);
+        logged();
+    }
+    SerializeStore* const store = open("k=7;" + std::string(2000, 'x') + "\nk=8\n#END");
+    EXPECT_EQ(unpack(store, 'i').second, "7") << "the line is read in pieces";
+    EXPECT_EQ(unpack(store, 'i').first, 0);
+    EXPECT_EQ(logged(), Strings{"ERROR: " + equals + std::string(2004 - 1023, 'x')});
+    EXPECT_EQ(serialize_close(store), 1);
+}
+
+TEST_F(Records, EndWithATerminator) {
+    const std::pair<std::string, int> cases[] = {
+        {"#END", 1},
+        {"more=1\nno key\n\n" + std::string(3000, 'x') + "\r\n#END\r\nrest", 1},
+        {"", 0},
+        {" #END\n#END \n#end\nk=#END\n", 0},
+    };
+    for (const auto& [bytes, result] : cases) {
+        EXPECT_EQ(serialize_close(open(bytes)), result) << bytes;
+        const Strings missing = {"ERROR: Unable to read line from serialize file to find terminator"};
+        EXPECT_EQ(logged(), result ? Strings{} : missing);
+    }
+    SerializeStore* store = nullptr;
+    EXPECT_EQ(serialize_create(&store, file_.c_str()) + serialize_close(store), 2);
+    EXPECT_EQ(read_bytes(file_), "# TS Serialize Data\r\n#END\r\n");
+    session_context.debug_logging = 1;
+    EXPECT_EQ(serialize_create(&store, path("none\\made").c_str()), 0);
+    EXPECT_EQ(store, nullptr);
+    EXPECT_EQ(serialize_open(&store, path("none").c_str()), 0);
+    EXPECT_EQ(store, nullptr);
+    const Strings lines = logged();
+    EXPECT_TRUE(lines.at(0).starts_with("ERROR: Unable to create serialize file: \"" + path("none\\made") + "\" - "));
+    EXPECT_TRUE(lines.at(1).starts_with("DEBUG: Unable to open serialize file: \"" + path("none") + "\" - "));
+}
+
+TEST_F(Records, HaveSafeNames) {
+    const auto names = [](const std::string& printer) {
+        char name[4][255];
+        HpcJobRecord hpc = {"", 42, 0};
+        util_strncpy(hpc.printer_name, printer.c_str(), sizeof hpc.printer_name);
+        serialize_settings_filename(name[0], 255, printer.c_str());
+        serialize_msf_filename(name[1], 255, printer.c_str(), "42");
+        serialize_job_filename(name[2], 255, printer.c_str(), "42");
+        serialize_hpc_job_filename(name[3], 255, &hpc);
+        return Strings{name[0], name[1], name[2], name[3]};
+    };
+    const std::string job = "job-__s_\xC3\xA4_2-42.dat";
+    EXPECT_EQ(names("\\\\s/\xC3\xA4:2"), (Strings{"__s_\xC3\xA4_2.dat", "msf-__s_\xC3\xA4_2-42.dat", job, job}));
+    EXPECT_EQ(names(std::string(243, 'p'))[1], "msf-" + std::string(243, 'p') + "-42.dat");
+    EXPECT_EQ(logged(), Strings{});
+    const std::string cut(250, 'p');
+    EXPECT_EQ(names(cut + "ppppp"), (Strings{cut + "pppp", "msf-" + cut, "job-" + cut, "job-" + cut}));
+    EXPECT_EQ(logged(), (Strings{"ERROR: Serialize settings filename has been truncated: " + cut + "pppp",
+                                 "ERROR: Serialize msf filename has been truncated: msf-" + cut,
+                                 "ERROR: Serialize job filename has been truncated: job-" + cut,
+                                 "ERROR: HPC serialize job filename is truncated: job-" + cut}));
+}
+
+TEST_F(Records, ReadAPrintersSettings) {
+    const std::string one = "enable_color_detection=Yes\nfailure_mode=HOLD\n";
+    const std::string two = one + "hardware_check_mode=SNMP\n";
+    const std::string three = two + "is_virtual=Y\n";
+    const std::string four = three + "queue-confidentiality-mode=HIDE_NAME\n";
+    const std::string file = "DEBUG: NOTE: Printer settings file P_1.dat version ";
+    const std::string latest = " found (latest version is 5)";
+    // clang-format off
+    const struct {
+        std::string bytes;
+        std::vector<int> fields;  // in the record's order; none when it cannot be read
+        std::string line;         // the first that is an error or a note
+    } cases[] = {
+        {"version=1\n" + one + "#END\n", {1, 1, 2, 2, 0, 0}, file + "1" + latest},
+        {"version=2\n" + two + "#END\n", {2, 1, 2, 0, 0, 0}, file + "2" + latest},
+        {"version=3\n" + three + "#END\n", {3, 1, 2, 0, 0, 1}, file + "3" + latest},
+        {"version=4\n" + four + "#END\n", {4, 1, 2, 0, 1, 1}, file + "4" + latest},
+        {"version=5\n" + four + "new=1\n#END\n", {5, 1, 2, 0, 1, 1}, ""},
+        {"version=7\n" + four + "x\n#END\n", {7, 1, 2, 0, 1, 1}, file + "7 found. You are using an old version 5"},
+        {"version=5\nenable_color_detection=TRUE\nfailure_mode=PRINT_NEW_WITH_REPLAY\nhardware_check_mode=DEVICE-API\n"
+         "is_virtual=y\nqueue-confidentiality-mode=HIDE_NONE\n#END", {5, 0, 1, 1, 0, 0}, ""},
+        {"version=0\nenable_color_detection=Y\nfailure_mode=PRINT_NEW_NO_REPLAY\n#END", {0, 1, 0, 2, 0, 0}, file + "0" + latest},
+        {"version=5\n" + four, {}, "ERROR: Unable to read line from serialize file to find terminator"},
+        {"version=5\n" + three + "#END\n", {}, "ERROR: Unable to read line from serialize file. errno=0"},
+        {"version=2\n" + one + "hardware_check_mode=snmp\n#END\n", {}, ""},
+        {"version=4\n" + three + "queue-confidentiality-mode=\n#END\n", {}, ""},
+    };
+    // clang-format on
+    session_context.debug_logging = 1;
+    for (const auto& row : cases) {
+        write_bytes(path("P_1.dat"), "# TS Serialize Data\n" + row.bytes);
+        PrinterSettings s;
+        memset(&s, 0x55, sizeof s);
+        EXPECT_EQ(serialize_settings_readin(base().c_str(), "P:1", &s), row.fields.empty() ? 0 : 1) << row.bytes;
+        const std::vector<int> fields = {
+            s.version,   s.enable_color_detection, s.failure_mode, s.hardware_check_mode, s.queue_confidentiality_mode,
+            s.is_virtual};
+        EXPECT_TRUE(row.fields.empty() || fields == row.fields) << row.bytes;
+        std::string first;
+        for (const std::string& line : logged()) {
+            if (first.empty() && (line[0] == 'E' || line.find("NOTE") != std::string::npos)) first = line;
+        }
+        EXPECT_EQ(first, row.line) << row.bytes;
+    }
+    PrinterSettings settings;
+    EXPECT_EQ(serialize_settings_readin(base().c_str(), "none", &settings), 0);
+    EXPECT_EQ(logged(), Strings{"DEBUG: Printer settings file '" + path("none.dat") + "' does not exist"});
+}
+
+TEST_F(Records, ReadForcedAttributes) {
+    const std::string full(255, 'w');
+    const auto msf = [](const std::string& version, const std::string& text, const std::string& last) {
+        return "# TS Serialize Data\r\nversion=" + version + "\r\nwatermark_text=" + text +
+               "\r\nwatermark_font_size_points=12.5\r\nwatermark_gray_level=-3\r\nwatermark_position=4\r\n"
+               "watermark_position_override_from_edge_y_points=0.25\r\ndefault_to_a4=TRUE\r\nforce_duplex=FALSE\r\n"
+               "force_grayscale=TRUE\r\nset_num_copies=5\r\ncompress_method=6\r\ninject_job_uid=" +
+               last + "\r\n";
+    };
+    // clang-format off
+    const struct {
+        std::string bytes;
+        int result;
+        Strings lines;
+    } cases[] = {
+        {msf("99", full, "TRUE") + "#END\r\n", 1, {}},
+        {msf("1", full, "TRUE"), 1, {"ERROR: Unable to read line from serialize file to find terminator"}},
+        {msf("1", full + "w", "TRUE") + "#END", 0, {"ERROR: Value string is too long, \"" + full + "w\", from serialize file"}},
+        {msf("1", full, "yes") + "#END", 0, {"ERROR: Boolean key, \"inject_job_uid\", has non-boolean value: \"yes\""}},
+    };
+    // clang-format on
+    const std::string folder = base();
+    for (const auto& row : cases) {
+        write_bytes(path("msf-P_1-42.dat"), row.bytes);
+        MsfRecord r;
+        EXPECT_EQ(serialize_msf_readin(folder.c_str(), "P/1", "42", &r), row.result) << row.bytes;
+        EXPECT_EQ(logged(), row.lines);
+        if (!row.result) continue;
+        EXPECT_EQ(r.watermark_text, full);
+        EXPECT_EQ(r.watermark_font_size_points * 100 + r.watermark_position_override_from_edge_y_points, 1250.25);
+        EXPECT_EQ((std::vector{r.watermark_gray_level, r.watermark_position, r.default_to_a4, r.force_duplex,
+                               r.force_grayscale, r.set_num_copies, r.compress_method, r.inject_job_uid}),
+                  (std::vector{-3, 4, 1, 0, 1, 5, 6, 1}));
+    }
+    write_bytes(path("job-P_1-42.dat"), "");
+    EXPECT_NE(serialize_job_delete(folder.c_str(), "P/1", "42"), 0);
+    EXPECT_NE(serialize_msf_delete(folder.c_str(), "P/1", "42"), 0) << "still there: it is the other one's";
+    MsfRecord record;
+    EXPECT_EQ(serialize_msf_delete(folder.c_str(), "P/1", "42") + serialize_job_delete(folder.c_str(), "P/1", "42") +
+                  serialize_msf_readin(folder.c_str(), "P/1", "42", &record),
+              0);
+    EXPECT_EQ(logged(), Strings{});
+}
+
+TEST_F(Records, WriteTheProgressOfAJob) {
+    const std::string file = path("hpc\\job-P1-7.dat");
+    for (const uint32_t count : {3u, 12u, 4u}) {  // the folder is made; a longer file is cut
+        const HpcJobRecord record = {"P1", 7, count};
+        EXPECT_EQ(serialize_hpc_job_write(path("hpc").c_str(), &record), 1);
+        EXPECT_EQ(read_bytes(file),
+                  "# TS Serialize Data\r\nversion=1\r\nwrite_port=" + std::to_string(count) + "\r\n#END\r\n");
+        EXPECT_EQ(serialize_hpc_job_write(path("a\\b").c_str(), &record), 0);
+    }
+}
+
+TEST_F(Records, MarkAJobThatIsNotApproved) {
+    util_strncpy(session_context.notapproved_jobs_spool_dir_path, base().c_str(), 1024);
+    const std::string marker = path("4294967295.notapproved");
+    write_bytes(marker, "");
+    EXPECT_EQ(notapproved_file_exists(~0u), 0) << "the check is off";
+    notapproved_file_delete(~0u);
+    session_context.notapproved_file_checking = 1;
+    EXPECT_EQ(notapproved_file_exists(~0u) * 10 + notapproved_file_exists(42), 10);
+    notapproved_file_delete(~0u);
+    EXPECT_EQ(read_bytes(marker), "missing");
+    session_context.debug_logging = 1;
+    notapproved_file_delete(42);
+    const Strings lines = logged();
+    EXPECT_EQ(lines.at(0), "DEBUG: Deleting the notapproved file: \"" + path("42.notapproved") + "\"");
+    EXPECT_TRUE(lines.at(1).starts_with("DEBUG: Unable to delete the notapproved file: \"" + path("42.notapproved")));
+}
+
+}  // namespace
