@@ -47,12 +47,11 @@ BYTE* bytes(std::vector<std::uint64_t>& buffer) {
 
 TEST_F(Spooler, OpensAPrinterByItsNameAndThroughItsServer) {
     spooler_sim::add_printer(W("\\\\CLUSTER\\Hall"));
-    for (const Text& name :
-         {office, Text(W("OFFICE")), Text(W("\\\\SERVER\\office")), Text(W("\\\\cluster\\hall"))}) {
+    for (const Text& name : {office, Text(W("OFFICE")), Text(W("\\\\SERVER\\office")), Text(W("\\\\cluster\\hall"))}) {
         EXPECT_TRUE(ClosePrinter(open(name)));
     }
-    for (Text name : {Text(W("Attic")), Text(W("\\\\SERVER\\Attic")), Text(W("\\\\Office")),
-                      Text(W("\\\\SERVER\\")), Text(W(",XcvMonitor Tessaron TCP/IP Port")), Text()}) {
+    for (Text name : {Text(W("Attic")), Text(W("\\\\SERVER\\Attic")), Text(W("\\\\Office")), Text(W("\\\\SERVER\\")),
+                      Text(W(",XcvMonitor Tessaron TCP/IP Port")), Text()}) {
         HANDLE printer = nullptr;
         EXPECT_FALSE(OpenPrinterW(name.data(), &printer, nullptr));
         EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PRINTER_NAME});
@@ -137,8 +136,7 @@ TEST_F(Spooler, PrinterStatusIsReadAndWritten) {
     EXPECT_EQ(GetLastError(), DWORD{ERROR_INSUFFICIENT_BUFFER});
     auto buffer = room(needed);
     ASSERT_TRUE(GetPrinterW(printer, 2, bytes(buffer), needed, &needed));
-    EXPECT_EQ(reinterpret_cast<const PRINTER_INFO_2W*>(buffer.data())->Status,
-              DWORD{PRINTER_STATUS_DOOR_OPEN});
+    EXPECT_EQ(reinterpret_cast<const PRINTER_INFO_2W*>(buffer.data())->Status, DWORD{PRINTER_STATUS_DOOR_OPEN});
     status.dwStatus = 0;
     EXPECT_TRUE(SetPrinterW(printer, 6, reinterpret_cast<BYTE*>(&status), 0));
     EXPECT_EQ(spooler_sim::printer_status_seen(office), (std::vector<DWORD>{PRINTER_STATUS_DOOR_OPEN, 0}));

@@ -149,12 +149,11 @@ std::string check_refusal(const Stage& stage, bool& right) {
 }
 
 void print_row(const std::string& job, const std::string& document, const std::string& address,
-               const std::string& bytes, const std::string& time, const std::string& rate,
-               const std::string& arrival, const std::string& outcome) {
+               const std::string& bytes, const std::string& time, const std::string& rate, const std::string& arrival,
+               const std::string& outcome) {
     std::printf("%s %s %s %s %s %s %s %s\n", host::padded(job, 4).c_str(), host::padded(document, 23).c_str(),
-                host::padded(address, 17).c_str(), host::padded(bytes, 10).c_str(),
-                host::padded(time, 9).c_str(), host::padded(rate, 13).c_str(),
-                host::padded(arrival, 23).c_str(), outcome.c_str());
+                host::padded(address, 17).c_str(), host::padded(bytes, 10).c_str(), host::padded(time, 9).c_str(),
+                host::padded(rate, 13).c_str(), host::padded(arrival, 23).c_str(), outcome.c_str());
     std::fflush(stdout);
 }
 
@@ -174,16 +173,14 @@ void print_item(Stage& stage, const Item& item) {
         outcome = stage.monitor.print_document(document);
     }
     bool right = false;
-    const std::string arrival =
-        item.not_approved ? check_refusal(stage, right) : compare_arrival(stage, digest, right);
+    const std::string arrival = item.not_approved ? check_refusal(stage, right) : compare_arrival(stage, digest, right);
     const host::Result expected = item.not_approved ? host::Result::refused : host::Result::printed;
-    const bool reported = !outcome.job.commands.empty() &&
-                          outcome.job.commands.back() == static_cast<DWORD>(JOB_CONTROL_SENT_TO_PRINTER);
+    const bool reported =
+        !outcome.job.commands.empty() && outcome.job.commands.back() == static_cast<DWORD>(JOB_CONTROL_SENT_TO_PRINTER);
     if (!right || outcome.result != expected || !reported || !outcome.identity_kept) stage.good = false;
     print_row(std::to_string(outcome.job_id), item.name, stage.address(), host::size_in_words(outcome.bytes),
               host::seconds_in_words(outcome.seconds),
-              item.not_approved ? "-" : host::rate_in_words(outcome.bytes, outcome.seconds), arrival,
-              outcome.words);
+              item.not_approved ? "-" : host::rate_in_words(outcome.bytes, outcome.seconds), arrival, outcome.words);
 }
 
 int run(const Options& options, const std::string& install) {
@@ -197,8 +194,7 @@ int run(const Options& options, const std::string& install) {
     }
     std::printf("library  %s\nprinter  %s%s\n\n", stage.setup.library.c_str(), stage.address().c_str(),
                 stage.printer != nullptr ? ", inside this program" : "");
-    print_row("job", "document", "printer", "bytes", "time", "throughput", "SHA-256 at the printer",
-              "outcome");
+    print_row("job", "document", "printer", "bytes", "time", "throughput", "SHA-256 at the printer", "outcome");
     for (const Item& item : items) {
         spooler_sim::add_printer(item.printer);
         print_item(stage, item);

@@ -18,10 +18,7 @@ constexpr auto interval = std::chrono::milliseconds(100);
 }  // namespace
 
 Progress::Progress(std::uint64_t total)
-    : total_(total),
-      terminal_(host::stdout_is_terminal()),
-      start_(Clock::now()),
-      next_(start_ + first_after) {}
+    : total_(total), terminal_(host::stdout_is_terminal()), start_(Clock::now()), next_(start_ + first_after) {}
 
 Progress::~Progress() {
     if (!shown_) return;
@@ -37,9 +34,9 @@ void Progress::show(std::uint64_t done) {
     const auto filled = static_cast<size_t>(width * done / total_);
     const double seconds = std::chrono::duration<double>(now - start_).count();
     std::printf("\r\033[K  [%s%s] %3llu %%  %s of %s  %s", std::string(filled, '#').c_str(),
-                std::string(width - filled, '.').c_str(),
-                static_cast<unsigned long long>(100 * done / total_), host::size_in_words(done).c_str(),
-                host::size_in_words(total_).c_str(), host::rate_in_words(done, seconds).c_str());
+                std::string(width - filled, '.').c_str(), static_cast<unsigned long long>(100 * done / total_),
+                host::size_in_words(done).c_str(), host::size_in_words(total_).c_str(),
+                host::rate_in_words(done, seconds).c_str());
     std::fflush(stdout);
 }
 

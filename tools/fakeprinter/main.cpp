@@ -33,7 +33,7 @@ usage: fakeprinter [options]
 examples:
   fakeprinter --port 9100 --store /tmp/printed
   fakeprinter --port 9100 --reset-after 100000 --first 1
-  fakeprinter --port 9100 --slow 50000 --buffer 4096
+  fakeprinter --port 9100 --slow 500000 --buffer 65536
 
 For every connection it prints how it ended, the bytes and their SHA-256.
 )";
@@ -52,18 +52,16 @@ struct Options {
 };
 
 bool take_switch(const std::string& name, Options& options) {
-    const std::map<std::string, bool*> switches = {{"--never-close", &options.behaviour.never_close},
-                                                   {"--refuse", &options.refuse},
-                                                   {"--help", &options.help}};
+    const std::map<std::string, bool*> switches = {
+        {"--never-close", &options.behaviour.never_close}, {"--refuse", &options.refuse}, {"--help", &options.help}};
     const auto found = switches.find(name);
     if (found != switches.end()) *found->second = true;
     return found != switches.end();
 }
 
 bool take_value(const std::string& name, const std::string& value, Options& options) {
-    const std::map<std::string, std::string*> texts = {{"--address", &options.address},
-                                                       {"--store", &options.store},
-                                                       {"--answer", &options.behaviour.answer}};
+    const std::map<std::string, std::string*> texts = {
+        {"--address", &options.address}, {"--store", &options.store}, {"--answer", &options.behaviour.answer}};
     const std::map<std::string, std::uint64_t*> numbers = {{"--port", &options.port},
                                                            {"--connections", &options.connections},
                                                            {"--first", &options.first},
@@ -86,8 +84,7 @@ bool parse_options(int count, char** arguments, Options& options, std::string& w
     for (int i = 1; i < count; ++i) {
         const std::string name = arguments[i];
         if (take_switch(name, options)) continue;
-        why =
-            "not understood: " + name + (i + 1 < count ? std::string(" ") + arguments[i + 1] : std::string());
+        why = "not understood: " + name + (i + 1 < count ? std::string(" ") + arguments[i + 1] : std::string());
         if (i + 1 == count || !take_value(name, arguments[++i], options)) return false;
     }
     options.behaviour.keep_bytes = 0;
@@ -134,9 +131,7 @@ int run(const Options& options) {
     setup.address = options.address;
     setup.port = static_cast<std::uint16_t>(options.port);
     setup.listening = false;
-    setup.on_data = [&](size_t connection, const char* data, size_t size) {
-        store.append(connection, data, size);
-    };
+    setup.on_data = [&](size_t connection, const char* data, size_t size) { store.append(connection, data, size); };
     setup.on_end = [&](size_t connection, const peer::Connection& record) { store.end(connection, record); };
     peer::TcpPrinter printer(setup);
     if (error || !printer.error().empty()) {

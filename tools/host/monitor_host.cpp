@@ -58,11 +58,10 @@ bool MonitorHost::start_monitor(const Options& options, std::string& why) {
         return false;
     }
     HKEY root = nullptr;
-    const LSTATUS status = RegCreateKeyExW(HKEY_LOCAL_MACHINE, monitor_registry_path, 0, nullptr,
+    const LSTATUS status = RegCreateKeyExW(options.hive, options.registry_path.c_str(), 0, nullptr,
                                            REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, &root, nullptr);
     if (status != ERROR_SUCCESS) {
-        why = "the monitor's registry key cannot be opened (" + error_in_words(static_cast<DWORD>(status)) +
-              ")";
+        why = "the monitor's registry key cannot be opened (" + error_in_words(static_cast<DWORD>(status)) + ")";
         return false;
     }
     init_ = {sizeof init_,
@@ -100,8 +99,7 @@ bool MonitorHost::open_port(const Text& name, HANDLE& port) const {
 
 bool MonitorHost::start_document(HANDLE port, const Text& printer, DWORD job_id, const Text& name) const {
     LPWSTR information[3] = {writable(name), nullptr, nullptr};  // DOC_INFO_1: name, output file, data type
-    return table_->pfnStartDocPort(port, writable(printer), job_id, 1,
-                                   reinterpret_cast<BYTE*>(information)) != FALSE;
+    return table_->pfnStartDocPort(port, writable(printer), job_id, 1, reinterpret_cast<BYTE*>(information)) != FALSE;
 }
 
 bool MonitorHost::write(HANDLE port, const void* data, DWORD size, DWORD& written) const {
@@ -157,8 +155,7 @@ void MonitorHost::run_courses(const Document& document, Outcome& outcome) const 
         }
         if (!restart || outcome.restarts == document.most_restarts) {
             outcome.result = course.started ? Result::failed : Result::not_started;
-            outcome.words = (course.started ? "failed" : "not started") +
-                            restarts_in_words(outcome.restarts) + ": " +
+            outcome.words = (course.started ? "failed" : "not started") + restarts_in_words(outcome.restarts) + ": " +
                             (course.ended() ? "the monitor asks for yet another one" : course.words);
             return;
         }
@@ -194,7 +191,7 @@ MonitorHost::Course MonitorHost::write_all(const Document& document, HANDLE port
     while (left != 0) {
         const size_t asked = left < buffer.size() ? static_cast<size_t>(left) : buffer.size();
         if (document.source.read(buffer.data(), asked) != asked) return {"the document cannot be read"};
-        const Course course = write_buffer(document, port, buffer.data(), static_cast<DWORD>(asked), outcome);
+        Course course = write_buffer(document, port, buffer.data(), static_cast<DWORD>(asked), outcome);
         if (!course.ended()) return course;
         left -= asked;
     }
@@ -202,8 +199,8 @@ MonitorHost::Course MonitorHost::write_all(const Document& document, HANDLE port
 }
 
 // One buffer, in as many calls as the monitor needs for it.
-MonitorHost::Course MonitorHost::write_buffer(const Document& document, HANDLE port, const char* data,
-                                              DWORD size, Outcome& outcome) const {
+MonitorHost::Course MonitorHost::write_buffer(const Document& document, HANDLE port, const char* data, DWORD size,
+                                              Outcome& outcome) const {
     unsigned retries = 0;
     while (size != 0) {
         DWORD written = 0;
@@ -222,8 +219,7 @@ MonitorHost::Course MonitorHost::write_buffer(const Document& document, HANDLE p
         ++outcome.failed_writes;
         spooler_sim::Job job;
         const bool known = spooler_sim::get_job(document.printer, document.job_id, job);
-        if (known && (job.status & JOB_STATUS_RESTART) != 0)
-            return {"the connection to the printer was lost"};
+        if (known && (job.status & JOB_STATUS_RESTART) != 0) return {"the connection to the printer was lost"};
         if (retries++ == document.most_retries) return {"the printer does not take the data"};
         Sleep(document.retry_pause_ms);
     }

@@ -64,6 +64,9 @@ class MonitorHost {
         BaseFolder folder;    // where documents' markers go
         Text server_name = W("PRINTSERVER");
         bool local = true;
+        // Where the monitor's registry is.
+        HKEY hive = HKEY_LOCAL_MACHINE;
+        Text registry_path = monitor_registry_path;
     };
     // False with the reason when the library cannot be loaded, has no InitializePrintMonitor2 or cannot
     // start. Its ports and its settings are those stored at this moment.
@@ -92,8 +95,7 @@ class MonitorHost {
     bool start_monitor(const Options& options, std::string& why);
     Course run_course(const Document& document, Outcome& outcome) const;
     Course write_all(const Document& document, HANDLE port, Outcome& outcome) const;
-    Course write_buffer(const Document& document, HANDLE port, const char* data, DWORD size,
-                        Outcome& outcome) const;
+    Course write_buffer(const Document& document, HANDLE port, const char* data, DWORD size, Outcome& outcome) const;
     void run_courses(const Document& document, Outcome& outcome) const;
 
     HMODULE library_ = nullptr;

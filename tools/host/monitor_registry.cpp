@@ -12,11 +12,11 @@ HKEY key_of(HANDLE key) {
     return static_cast<HKEY>(key);
 }
 
-LONG WINAPI create_key(HANDLE key, LPCWSTR subkey, DWORD options, REGSAM access,
-                       PSECURITY_ATTRIBUTES security, PHANDLE result, PDWORD disposition, HANDLE spooler) {
+LONG WINAPI create_key(HANDLE key, LPCWSTR subkey, DWORD options, REGSAM access, PSECURITY_ATTRIBUTES security,
+                       PHANDLE result, PDWORD disposition, HANDLE spooler) {
     if (!known(spooler)) return ERROR_INVALID_HANDLE;
-    return RegCreateKeyExW(key_of(key), subkey, 0, nullptr, options, access, security,
-                           reinterpret_cast<PHKEY>(result), disposition);
+    return RegCreateKeyExW(key_of(key), subkey, 0, nullptr, options, access, security, reinterpret_cast<PHKEY>(result),
+                           disposition);
 }
 
 LONG WINAPI open_key(HANDLE key, LPCWSTR subkey, REGSAM access, PHANDLE result, HANDLE spooler) {
@@ -32,8 +32,7 @@ LONG WINAPI delete_key(HANDLE key, LPCWSTR subkey, HANDLE spooler) {
     return known(spooler) ? RegDeleteKeyW(key_of(key), subkey) : static_cast<LONG>(ERROR_INVALID_HANDLE);
 }
 
-LONG WINAPI enum_key(HANDLE key, DWORD index, LPWSTR name, PDWORD name_size, PFILETIME last_write,
-                     HANDLE spooler) {
+LONG WINAPI enum_key(HANDLE key, DWORD index, LPWSTR name, PDWORD name_size, PFILETIME last_write, HANDLE spooler) {
     if (!known(spooler)) return ERROR_INVALID_HANDLE;
     return RegEnumKeyExW(key_of(key), index, name, name_size, nullptr, nullptr, nullptr, last_write);
 }
@@ -67,9 +66,8 @@ HANDLE spooler_handle() {
 }
 
 MONITORREG* monitor_registry() {
-    static MONITORREG callbacks = {sizeof(MONITORREG), create_key, open_key,       close_key,
-                                   delete_key,         enum_key,   query_info_key, set_value,
-                                   delete_value,       enum_value, query_value};
+    static MONITORREG callbacks = {sizeof(MONITORREG), create_key, open_key,     close_key,  delete_key, enum_key,
+                                   query_info_key,     set_value,  delete_value, enum_value, query_value};
     return &callbacks;
 }
 

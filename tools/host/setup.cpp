@@ -23,8 +23,8 @@ bool append_lines(const std::string& path, const std::vector<std::string>& lines
 }
 
 bool create_key(const Text& path, HKEY& key) {
-    return RegCreateKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE,
-                           KEY_ALL_ACCESS, nullptr, &key, nullptr) == ERROR_SUCCESS;
+    return RegCreateKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS,
+                           nullptr, &key, nullptr) == ERROR_SUCCESS;
 }
 
 bool set_value(HKEY key, LPCWSTR name, DWORD type, const void* data, size_t size) {
@@ -34,8 +34,7 @@ bool set_value(HKEY key, LPCWSTR name, DWORD type, const void* data, size_t size
 
 }  // namespace
 
-const WCHAR monitor_registry_path[] =
-    W("SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Tessaron TCP/IP Port");
+const WCHAR monitor_registry_path[] = W("SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Tessaron TCP/IP Port");
 
 bool set_up_base(const std::string& install, const std::vector<std::string>& conf, BaseFolder& folder,
                  std::string& why) {
@@ -85,8 +84,7 @@ bool store_port(const Text& name, const Text& address, DWORD port) {
 bool store_install_path(const Text& path) {
     HKEY key = nullptr;
     if (!create_key(W("SOFTWARE\\Wow6432Node\\ts-print-provider"), key)) return false;
-    const bool stored =
-        set_value(key, W("InstallPath"), REG_SZ, path.c_str(), (path.size() + 1) * sizeof(WCHAR));
+    const bool stored = set_value(key, W("InstallPath"), REG_SZ, path.c_str(), (path.size() + 1) * sizeof(WCHAR));
     RegCloseKey(key);
     return stored;
 }

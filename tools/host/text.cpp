@@ -18,10 +18,8 @@ std::string to_utf8(const Text& text) {
     const int size = static_cast<int>(text.size());
     if (size == 0) return std::string();
     std::string utf8(
-        static_cast<size_t>(WideCharToMultiByte(CP_UTF8, 0, text.data(), size, nullptr, 0, nullptr, nullptr)),
-        0);
-    WideCharToMultiByte(CP_UTF8, 0, text.data(), size, utf8.data(), static_cast<int>(utf8.size()), nullptr,
-                        nullptr);
+        static_cast<size_t>(WideCharToMultiByte(CP_UTF8, 0, text.data(), size, nullptr, 0, nullptr, nullptr)), 0);
+    WideCharToMultiByte(CP_UTF8, 0, text.data(), size, utf8.data(), static_cast<int>(utf8.size()), nullptr, nullptr);
     return utf8;
 }
 
@@ -81,8 +79,8 @@ std::string seconds_in_words(double seconds) {
 
 std::string padded(const std::string& text, size_t width) {
     // Every byte but a continuation byte begins a character.
-    const auto characters = static_cast<size_t>(
-        std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xC0) != 0x80; }));
+    const auto characters =
+        static_cast<size_t>(std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xC0) != 0x80; }));
     return characters < width ? text + std::string(width - characters, ' ') : text;
 }
 

@@ -180,8 +180,7 @@ void TcpPrinter::serve(Served& served) {
     const End end = receive_all(served);
     if (end == End::reset_here) net::reset_socket(served.socket);
     if (end == End::finished) {
-        if (!behaviour.answer.empty())
-            net::send_all(served.socket, behaviour.answer.data(), behaviour.answer.size());
+        if (!behaviour.answer.empty()) net::send_all(served.socket, behaviour.answer.data(), behaviour.answer.size());
         if (behaviour.never_close) finish(served, end);
         while (behaviour.never_close && pause(std::chrono::hours(1))) {
         }
@@ -241,8 +240,7 @@ void TcpPrinter::take_in(Served& served, const char* data, size_t size) {
 void TcpPrinter::pace(const Served& served) {
     const std::uint64_t rate = served.behaviour.bytes_per_second;
     if (rate == 0) return;
-    const std::chrono::duration<double> due(static_cast<double>(served.record.bytes) /
-                                            static_cast<double>(rate));
+    const std::chrono::duration<double> due(static_cast<double>(served.record.bytes) / static_cast<double>(rate));
     const auto wait = served.record.started + std::chrono::duration_cast<Clock::duration>(due) - Clock::now();
     if (wait > Clock::duration::zero()) pause(wait);
 }

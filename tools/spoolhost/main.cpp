@@ -45,8 +45,7 @@ void report(Work& work, const std::string& file, std::uint64_t port, const host:
                 host::padded(host::to_utf8(port_name(port)), 10).c_str(),
                 host::padded(host::size_in_words(outcome.bytes), 10).c_str(),
                 host::padded(host::seconds_in_words(outcome.seconds), 9).c_str(),
-                host::padded(host::rate_in_words(outcome.bytes, outcome.seconds), 13).c_str(),
-                outcome.words.c_str());
+                host::padded(host::rate_in_words(outcome.bytes, outcome.seconds), 13).c_str(), outcome.words.c_str());
     std::fflush(stdout);
 }
 
@@ -99,8 +98,8 @@ void show_log(const std::string& path) {
 int run(const Options& options, const std::string& install) {
     std::string why;
     host::MonitorHost::Options setup;
-    setup.library = options.library.empty() ? host::executable_folder() + "/" + host::monitor_file_name()
-                                            : options.library;
+    setup.library =
+        options.library.empty() ? host::executable_folder() + "/" + host::monitor_file_name() : options.library;
     if (!host::set_up_base(install, options.conf, setup.folder, why)) {
         std::fprintf(stderr, "spoolhost: %s\n", why.c_str());
         return 1;

@@ -34,9 +34,8 @@ struct Switch {
     const char* name;
     bool Options::*value;
 };
-constexpr Switch switches[] = {{"--not-approved", &Options::not_approved},
-                               {"--show-log", &Options::show_log},
-                               {"--help", &Options::help}};
+constexpr Switch switches[] = {
+    {"--not-approved", &Options::not_approved}, {"--show-log", &Options::show_log}, {"--help", &Options::help}};
 
 struct Number {
     const char* name;
@@ -53,8 +52,7 @@ bool take_value(const std::string& name, const std::string& value, Options& opti
     for (const Number& number : numbers) {
         if (name != number.name) continue;
         if (host::parse_number(value, number.least, number.most, options.*number.value)) return true;
-        why = name + " takes a number from " + std::to_string(number.least) + " to " +
-              std::to_string(number.most);
+        why = name + " takes a number from " + std::to_string(number.least) + " to " + std::to_string(number.most);
         return false;
     }
     if (name == "--printer") {

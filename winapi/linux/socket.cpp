@@ -398,7 +398,11 @@ int shutdown(SOCKET socket, int how) {
     const auto found = socket_of(socket);
     if (found == nullptr) return SOCKET_ERROR;
     if (how != SD_RECEIVE && how != SD_SEND && how != SD_BOTH) return socket_error(WSAEINVAL);
-    if (::shutdown(found->fd, how) != 0) return socket_error(winapi::wsa_error_from_errno(errno));
+    if (::shutdown(found->fd, how) != 0) {
+        // Windows tells a connection that the other side has reset from one that never was.
+        const bool was_reset = errno == ENOTCONN && found->connected;
+        return socket_error(was_reset ? WSAECONNRESET : winapi::wsa_error_from_errno(errno));
+    }
     if (how != SD_RECEIVE) found->sending_ended = true;
     return 0;
 }

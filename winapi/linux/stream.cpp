@@ -354,9 +354,13 @@ int _wrename(LPCWSTR from, LPCWSTR to) {
     return error == ERROR_SUCCESS ? 0 : fail_with(error);
 }
 
+// The runtime's narrow names are in the ANSI code page, never in UTF-8. Each byte stands for the character of its
+// number here, which is that of western code pages but for 27 signs.
 int _mkdir(const char* path) {
     if (mkdir_point.fails()) return fail_with(ERROR_ACCESS_DENIED);
-    const DWORD error = make_folder(path == nullptr ? nullptr : winapi::to_utf16(path).c_str());
+    std::u16string wide;
+    for (; path != nullptr && *path != '\0'; ++path) wide += static_cast<WCHAR>(static_cast<unsigned char>(*path));
+    const DWORD error = make_folder(path == nullptr ? nullptr : wide.c_str());
     return error == ERROR_SUCCESS ? 0 : fail_with(error);
 }
 

@@ -22,15 +22,13 @@ void append_ports_of(const MonitorRecord& monitor, std::vector<Port>& ports) {
     DWORD count = 0;
     std::vector<std::uint64_t> buffer;  // aligned for the records
     while (!monitor.table->pfnEnumPorts(monitor.handle, nullptr, 2, reinterpret_cast<BYTE*>(buffer.data()),
-                                        static_cast<DWORD>(buffer.size() * sizeof buffer[0]), &needed,
-                                        &count)) {
+                                        static_cast<DWORD>(buffer.size() * sizeof buffer[0]), &needed, &count)) {
         if (GetLastError() != ERROR_INSUFFICIENT_BUFFER) return;
         buffer.resize(needed / sizeof buffer[0] + 1);
     }
     const auto* const records = reinterpret_cast<const PORT_INFO_2W*>(buffer.data());
     for (DWORD i = 0; i < count; ++i) {
-        ports.push_back(
-            {records[i].pPortName, records[i].pMonitorName, records[i].pDescription, records[i].fPortType});
+        ports.push_back({records[i].pPortName, records[i].pMonitorName, records[i].pDescription, records[i].fPortType});
     }
 }
 
