@@ -8,6 +8,13 @@ list(FILTER layer_sources EXCLUDE REGEX "/dll_entry\\.cpp$")
 add_library(winapi SHARED ${layer_sources})
 target_link_libraries(winapi PRIVATE Threads::Threads ${CMAKE_DL_LIBS})
 target_include_directories(winapi PUBLIC ${CMAKE_SOURCE_DIR})
+# The spooler's simulation is part of the layer.
+add_library(spooler_sim INTERFACE)
+target_link_libraries(spooler_sim INTERFACE winapi)
+
+macro(platform_find_googletest)
+  find_package(GTest REQUIRED)
+endmacro()
 
 # Allocations of what links with these options go through the layer's fault point.
 set(wrap_allocations -Wl,--wrap=malloc,--wrap=calloc,--wrap=realloc)

@@ -122,7 +122,9 @@ int config_set_value(const CountedString* name, const CountedString* value, Sess
 namespace {
 
 // Space, backspace, line feed and carriage return; a tab is text.
-bool is_blank(char character) { return character != '\0' && strchr(" \b\n\r", character) != nullptr; }
+bool is_blank(char character) {
+    return character != '\0' && strchr(" \b\n\r", character) != nullptr;
+}
 
 char* skip_blanks(char* text) {
     while (is_blank(*text)) ++text;

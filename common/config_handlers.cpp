@@ -17,7 +17,9 @@ constexpr TlsVersion kTlsVersions[] = {
     {"TLSv1.3", true}, {"TLSv1.2", true}, {"TLSv1.1", true}, {"TLSv1.0", true}, {"SSLv3", false}, {"SSLv2", false},
 };
 
-bool is_word(const CountedString* value, const char* word) { return config_name_matches(value, word) == 0; }
+bool is_word(const CountedString* value, const char* word) {
+    return config_name_matches(value, word) == 0;
+}
 
 // The constant name of the version that a value asks for.
 const char* tls_version_for(const CountedString* value) {

@@ -28,7 +28,8 @@ struct Sink {
     }
 };
 
-// A va_list is an array in one build and a plain pointer in the other; wrapped, a reference to it means the same in both.
+// A va_list is an array in one build and a plain pointer in the other; wrapped, a reference to it means the same in
+// both.
 struct Arguments {
     va_list list;
 };
@@ -101,8 +102,7 @@ bool put_number(Sink& sink, const Conversion& conversion, const char* length, Nu
     runtime_format(conversion, length, format);
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
-    const int count =
-        snprintf(sink.tail(), sink.room(), format, conversion.width, conversion.precision, number);
+    const int count = snprintf(sink.tail(), sink.room(), format, conversion.width, conversion.precision, number);
 #pragma GCC diagnostic pop
     if (count < 0) return false;
     sink.length += static_cast<size_t>(count);
@@ -203,8 +203,9 @@ bool put_argument(Sink& sink, const Conversion& conversion, Arguments& arguments
             Conversion digits;
             digits.type = 'X';
             digits.precision = 16;
-            return put_number(sink, digits, "ll",
-                              static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(va_arg(arguments.list, void*))));
+            return put_number(
+                sink, digits, "ll",
+                static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(va_arg(arguments.list, void*))));
         }
         case 's':
             put_text(sink, conversion, va_arg(arguments.list, const char*));

@@ -376,8 +376,12 @@ const T& value_of(const DumpRow& row, const SessionContext* context) {
 }
 
 // The rows' formats are data, out of reach of the compile-time check; the level is tested by the caller.
-void dump_text(const DumpRow& row, const char* text) { log_plain(LOG_DEBUG, LOG_HERE, row.format, text); }
-void dump_number(const DumpRow& row, int32_t number) { log_plain(LOG_DEBUG, LOG_HERE, row.format, number); }
+void dump_text(const DumpRow& row, const char* text) {
+    log_plain(LOG_DEBUG, LOG_HERE, row.format, text);
+}
+void dump_number(const DumpRow& row, int32_t number) {
+    log_plain(LOG_DEBUG, LOG_HERE, row.format, number);
+}
 
 void dump_row(const DumpRow& row, const SessionContext* context) {
     const char* const field = &value_of<char>(row, context);

@@ -199,8 +199,9 @@ struct SessionContext {
 extern SessionContext session_context;
 
 // Loads the configuration of a base directory: defaults, log file, print-provider.conf, env-version, the directories
-// the file left empty, the rules of the printing modes; and writes it all to the log. Returns 1 when print-provider.conf
-// was read; 0 when it could not be, with every setting at its default. Only on the thread that initialises the monitor.
+// the file left empty, the rules of the printing modes; and writes it all to the log. Returns 1 when
+// print-provider.conf was read; 0 when it could not be, with every setting at its default. Only on the thread that
+// initialises the monitor.
 int config_init(const char* base_dir);
 
 // The steps of config_init, in its order.

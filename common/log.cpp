@@ -78,7 +78,9 @@ const char* shown_file(const char* file) {
     return file;
 }
 
-bool is_standard_stream(const char* path) { return util_streq(path, "STDOUT") || util_streq(path, "STDERR"); }
+bool is_standard_stream(const char* path) {
+    return util_streq(path, "STDOUT") || util_streq(path, "STDERR");
+}
 
 void write_to_debugger(const char* message) {
     const size_t length = strlen(message);
@@ -91,7 +93,9 @@ void write_to_debugger(const char* message) {
     free(text);
 }
 
-void put(const char* text) { fwrite(text, 1, strlen(text), log_state.stream); }
+void put(const char* text) {
+    fwrite(text, 1, strlen(text), log_state.stream);
+}
 
 // The caller holds the log lock and has the stream open.
 void write_line(const char* level_word, const char* file, int line, const char* message) {

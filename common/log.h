@@ -18,7 +18,8 @@ enum LogLevel : int32_t { LOG_DEV = 1, LOG_DEBUG = 2, LOG_INFO = 3, LOG_ERROR = 
 
 // -- The log itself --------------------------------------------------------------------------------------------------
 
-// Prepares the log lock, once; later calls do nothing. Until then the log runs without a lock. False when there is none.
+// Prepares the log lock, once; later calls do nothing. Until then the log runs without a lock. False when there is
+// none.
 bool log_init_lock();
 // Gives the lock back when the library is unloaded. No other thread may be logging.
 void log_free_lock();
@@ -30,8 +31,8 @@ void log_open();
 void log_close();
 
 // Moves the log file to number 1, and each numbered file up by one, when it is larger than `limit` bytes. `number` is
-// how many numbered files are kept, 1000 at most; 0 and 1 never rotate. Returns 1 when nothing had to be done or all of it was done,
-// else 0. Takes the log lock; does nothing when called from inside a rotation.
+// how many numbered files are kept, 1000 at most; 0 and 1 never rotate. Returns 1 when nothing had to be done or all of
+// it was done, else 0. Takes the log lock; does nothing when called from inside a rotation.
 int log_rotate(uint32_t number, uint32_t limit);
 // The setting LogRotateSizeKBytes in bytes; what does not fit in 32 bits is the largest number that does.
 uint32_t log_rotate_limit();
@@ -86,7 +87,7 @@ void log_error_last_error(const char* file, int line, FormatString<std::type_ide
 }
 
 template <typename... Arguments>
-void log_error_code(const char* file, int line, uint32_t code,
-                    FormatString<std::type_identity_t<Arguments>...> format, Arguments... arguments) {
+void log_error_code(const char* file, int line, uint32_t code, FormatString<std::type_identity_t<Arguments>...> format,
+                    Arguments... arguments) {
     log_with_code(LOG_ERROR, file, line, code, format.text, arguments...);
 }

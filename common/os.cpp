@@ -167,6 +167,8 @@ bool is_directory(const char* path) {
 }  // namespace
 
 int os_mkdir(const char* path) {
+    // The narrow function reads the path in the system's own code page: nothing is asked of it that is not needed.
+    if (is_directory(path)) return 1;
     if (_mkdir(path) == 0) return 1;
     if (errno == EEXIST) return is_directory(path) ? 1 : 0;
     log_debug_last_error(LOG_HERE, "Failed to create directory: \"%s\"", path);

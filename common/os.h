@@ -9,7 +9,8 @@
 #include "winapi/winapi.h"
 
 // Joins directory and name with one backslash into `out` of `size` bytes; what does not fit is cut. Either may be null,
-// not both; an empty directory gives a result that begins with a backslash. Returns 1, or 0, logged, for invalid arguments.
+// not both; an empty directory gives a result that begins with a backslash. Returns 1, or 0, logged, for invalid
+// arguments.
 int os_cat_path(char* out, size_t size, const char* directory, const char* name);
 
 // A standard stream, or null. Modes as of fopen; without "b" the stream translates line ends.
@@ -37,7 +38,8 @@ int os_mkdir(const char* path);
 struct OsDirectory {
     HANDLE find;
 };
-// Starts a listing and gives its first entry's name, in a buffer of 1024 bytes; null, logged, when there is no such directory.
+// Starts a listing and gives its first entry's name, in a buffer of 1024 bytes; null, logged, when there is no such
+// directory.
 OsDirectory* os_dir_open(const char* directory, char* first_name);
 
 // Seconds since 1970-01-01 UTC.

@@ -50,9 +50,8 @@ int os_get_time_string(char* buffer, size_t size) {
 
 void os_get_error_string(uint32_t code, char (&buffer)[kErrorTextSize]) {
     WCHAR text[kErrorTextSize];
-    const DWORD length =
-        FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, code,
-                       MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT), text, kErrorTextSize, nullptr);
+    const DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, code,
+                                        MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT), text, kErrorTextSize, nullptr);
     if (length == 0) {
         util_snprintf(buffer, sizeof buffer, "[Failed to find message for code %d: due to %d]", code, GetLastError());
         SetLastError(code);

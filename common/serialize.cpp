@@ -26,7 +26,9 @@ bool put(SerializeStore* store, const char* text) {
     return fputs(text, store->stream) >= 0 && fflush(store->stream) == 0;
 }
 
-bool write_magic(SerializeStore* store) { return fputs(kMagic, store->stream) >= 0 && put(store, "\n"); }
+bool write_magic(SerializeStore* store) {
+    return fputs(kMagic, store->stream) >= 0 && put(store, "\n");
+}
 
 // Reads the next field line and splits it; comments are passed over. `key` and `value` point into the buffer.
 int serialize_read_line(SerializeStore* store, char* buffer, size_t size, char** key, char** value) {

@@ -18,7 +18,9 @@ char* util_strncat(char* destination, const char* source, size_t size);
 int util_streq(const char* left, const char* right);
 int util_strieq(const char* left, const char* right);
 
-inline bool util_is_string_empty(const char* text) { return text == nullptr || text[0] == '\0'; }
+inline bool util_is_string_empty(const char* text) {
+    return text == nullptr || text[0] == '\0';
+}
 
 // The leading decimal number of a text, blanks and a sign before it allowed, clamped to 32 bits. Returns 1; or 0, and a
 // *number of 0, when there is no digit.
@@ -34,10 +36,10 @@ void util_strip_newline(char* text);
 size_t util_wcsnlen(const WCHAR* text, size_t limit);
 
 // A precondition that does not hold: an error line at the place that found it, and a development line.
-#define UTIL_FAILED_ASSERTION(condition)                                 \
-    do {                                                                 \
+#define UTIL_FAILED_ASSERTION(condition)                                  \
+    do {                                                                  \
         log_error(LOG_HERE, "message: (%s) assertion failed", condition); \
-        report_assertion(0, condition);                                  \
+        report_assertion(0, condition);                                   \
     } while (false)
 
 // -- Counted strings -------------------------------------------------------------------------------------------------

@@ -15,10 +15,10 @@
 #endif
 #include <winsock2.h>
 // ws2tcpip.h, windows.h and the spooler's headers build on winsock2.h and on each other, in this order.
-#include <ws2tcpip.h>
 #include <windows.h>
-#include <winspool.h>
 #include <winsplp.h>
+#include <winspool.h>
+#include <ws2tcpip.h>
 
 #include <direct.h>
 #include <io.h>

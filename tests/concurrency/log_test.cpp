@@ -47,7 +47,8 @@ TEST_P(LogUnderLoad, NoLineIsLostTornOrOutOfOrder) {
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t) {
         threads.emplace_back([t] {
-            for (int n = 0; n < kLines; ++n) log_info(LOG_HERE, "thread %d says %d of a line long enough to tear", t, n);
+            for (int n = 0; n < kLines; ++n)
+                log_info(LOG_HERE, "thread %d says %d of a line long enough to tear", t, n);
         });
     }
     for (std::thread& thread : threads) thread.join();
@@ -66,7 +67,8 @@ TEST_P(LogUnderLoad, NoLineIsLostTornOrOutOfOrder) {
         int thread = -1;
         int number = -1;
         char rest[64] = "";
-        ASSERT_EQ(sscanf(line.c_str() + start, "thread %d says %d of a line long enough to %7s", &thread, &number, rest), 3)
+        ASSERT_EQ(
+            sscanf(line.c_str() + start, "thread %d says %d of a line long enough to %7s", &thread, &number, rest), 3)
             << line;
         EXPECT_EQ(std::string(rest), "tear");
         EXPECT_EQ(line.back(), '\n');
@@ -78,6 +80,7 @@ TEST_P(LogUnderLoad, NoLineIsLostTornOrOutOfOrder) {
 }
 
 INSTANTIATE_TEST_SUITE_P(CheckCounts, LogUnderLoad,
-                         testing::Values(Case{0, false}, Case{1, false}, Case{1, true}, Case{7, true}, Case{200, true}));
+                         testing::Values(Case{0, false}, Case{1, false}, Case{1, true}, Case{7, true},
+                                         Case{200, true}));
 
 }  // namespace

@@ -143,8 +143,8 @@ TEST_F(Course, TheProgressRecordFollowsTheSendsWhileItExists) {
     EXPECT_EQ(monitor.print_document(job).result, host::Result::printed);
     ASSERT_EQ(seen.size(), 3u);
     for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(seen[static_cast<size_t>(i)], "# TS Serialize Data\r\nversion=1\r\nwrite_port=" + std::to_string(i + 1) +
-                                                    "\r\n#END\r\n");
+        EXPECT_EQ(seen[static_cast<size_t>(i)],
+                  "# TS Serialize Data\r\nversion=1\r\nwrite_port=" + std::to_string(i + 1) + "\r\n#END\r\n");
     }
     EXPECT_EQ(logged("TSM Write Port - wrote out hpc serialize file for job 7"), 3);
 }

@@ -35,8 +35,9 @@ class Start : public PrintServer {
     static void store_value(const Text& port, LPCWSTR name, DWORD type, const void* data, DWORD size) {
         HKEY key = nullptr;
         const Text path = Text(host::monitor_registry_path) + W("\\Ports\\") + port;
-        ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr),
-                  ERROR_SUCCESS);
+        ASSERT_EQ(
+            RegCreateKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr),
+            ERROR_SUCCESS);
         EXPECT_EQ(RegSetValueExW(key, name, 0, type, static_cast<const BYTE*>(data), size), ERROR_SUCCESS);
         RegCloseKey(key);
     }
@@ -185,7 +186,8 @@ TEST_F(Start, TheInstallPathMayStandAtEitherPlace) {
     EXPECT_EQ(logged("TSM: Starting port monitor version: "), 1) << "the log is in the base directory";
     EXPECT_EQ(logged("TSM: using helper command path"), 0);
     EXPECT_EQ(logged("TSM: Could not access the install path for ", "ERROR"), 2);
-    EXPECT_EQ(logged("TSM: Could not retrieve the install path for SOFTWARE\\Wow6432Node\\ts-print-provider.", "ERROR"), 1)
+    EXPECT_EQ(logged("TSM: Could not retrieve the install path for SOFTWARE\\Wow6432Node\\ts-print-provider.", "ERROR"),
+              1)
         << "the renewed look-up, of which the first place fails again";
 }
 

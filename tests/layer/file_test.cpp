@@ -109,8 +109,7 @@ TEST(Sharing, DeletionNeedsTheConsentOfEveryOpener) {
     const ScratchDir dir;
     const WString path = dir.file(W("shared"));
     const HANDLE willing = open_handle(path, GENERIC_WRITE, share_all, CREATE_NEW);
-    const HANDLE unwilling =
-        open_handle(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING);
+    const HANDLE unwilling = open_handle(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING);
     EXPECT_FALSE(DeleteFileW(path.c_str()));
     CloseHandle(unwilling);
     EXPECT_TRUE(DeleteFileW(path.c_str()));
@@ -290,15 +289,13 @@ TEST(Status, TellsKindSizeAndTime) {
     write_stream(path, W("wb"), "12345");
     FILETIME now{};
     GetSystemTimeAsFileTime(&now);
-    const auto ticks =
-        static_cast<long long>(ULARGE_INTEGER{{now.dwLowDateTime, now.dwHighDateTime}}.QuadPart);
+    const auto ticks = static_cast<long long>(ULARGE_INTEGER{{now.dwLowDateTime, now.dwHighDateTime}}.QuadPart);
 
     struct _stat64 status {};
     ASSERT_EQ(_wstat64(path.c_str(), &status), 0);
     EXPECT_EQ(status.st_size, 5);
     EXPECT_EQ(status.st_mode & _S_IFMT, _S_IFREG);
-    EXPECT_NEAR(static_cast<double>(status.st_mtime),
-                static_cast<double>(ticks / 10'000'000 - 11'644'473'600), 3);
+    EXPECT_NEAR(static_cast<double>(status.st_mtime), static_cast<double>(ticks / 10'000'000 - 11'644'473'600), 3);
     ASSERT_EQ(_wstat64(dir.path().c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & _S_IFMT, _S_IFDIR);
 

@@ -112,10 +112,8 @@ TEST(Names, AskForTheSizeTheyNeed) {
         DWORD error;
         DWORD terminator_counted;
     } cases[] = {
-        {[](LPWSTR buffer, DWORD* size) -> BOOL { return GetComputerNameW(buffer, size); },
-         ERROR_BUFFER_OVERFLOW, 0},
-        {[](LPWSTR buffer, DWORD* size) -> BOOL { return GetUserNameW(buffer, size); },
-         ERROR_INSUFFICIENT_BUFFER, 1},
+        {[](LPWSTR buffer, DWORD* size) -> BOOL { return GetComputerNameW(buffer, size); }, ERROR_BUFFER_OVERFLOW, 0},
+        {[](LPWSTR buffer, DWORD* size) -> BOOL { return GetUserNameW(buffer, size); }, ERROR_INSUFFICIENT_BUFFER, 1},
     };
     for (const auto& c : cases) {
         WCHAR name[300] = {};

@@ -25,8 +25,7 @@ class RegistryTest : public testing::Test {
     }
 
     static LSTATUS create(HKEY key, LPCWSTR path, REGSAM access, HKEY* result, DWORD* disposition = nullptr) {
-        return RegCreateKeyExW(key, path, 0, nullptr, REG_OPTION_NON_VOLATILE, access, nullptr, result,
-                               disposition);
+        return RegCreateKeyExW(key, path, 0, nullptr, REG_OPTION_NON_VOLATILE, access, nullptr, result, disposition);
     }
 
     // Creates a key below the test's and closes it.
@@ -45,8 +44,7 @@ class RegistryTest : public testing::Test {
 
     static LSTATUS set_text(HKEY key, LPCWSTR name, const WideString& text) {
         const auto* const bytes = reinterpret_cast<const BYTE*>(text.c_str());
-        return RegSetValueExW(key, name, 0, REG_SZ, bytes,
-                              static_cast<DWORD>((text.size() + 1) * sizeof(WCHAR)));
+        return RegSetValueExW(key, name, 0, REG_SZ, bytes, static_cast<DWORD>((text.size() + 1) * sizeof(WCHAR)));
     }
 
     static std::vector<WideString> subkeys(HKEY key) {
@@ -90,8 +88,7 @@ TEST_F(RegistryTest, ValuesAskForTheSizeTheyNeed) {
     EXPECT_EQ(16u, size);
     EXPECT_EQ(success, RegQueryValueExW(root_, W("HostName"), nullptr, nullptr, bytes, &size));
     EXPECT_EQ(W("printer"), WideString(text));
-    EXPECT_EQ(LSTATUS{ERROR_FILE_NOT_FOUND},
-              RegQueryValueExW(root_, W("Host"), nullptr, &type, bytes, &size));
+    EXPECT_EQ(LSTATUS{ERROR_FILE_NOT_FOUND}, RegQueryValueExW(root_, W("Host"), nullptr, &type, bytes, &size));
 
     const DWORD number = 9100;
     const auto* const number_bytes = reinterpret_cast<const BYTE*>(&number);
@@ -142,8 +139,7 @@ TEST_F(RegistryTest, SubkeysComeInTheOrderOfTheirNames) {
 
     WCHAR name[256];
     DWORD size = 6;
-    EXPECT_EQ(LSTATUS{ERROR_MORE_DATA},
-              RegEnumKeyExW(root_, 2, name, &size, nullptr, nullptr, nullptr, nullptr));
+    EXPECT_EQ(LSTATUS{ERROR_MORE_DATA}, RegEnumKeyExW(root_, 2, name, &size, nullptr, nullptr, nullptr, nullptr));
     size = 7;
     EXPECT_EQ(success, RegEnumKeyExW(root_, 2, name, &size, nullptr, nullptr, nullptr, nullptr));
     EXPECT_EQ(6u, size);

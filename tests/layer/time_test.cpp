@@ -29,13 +29,11 @@ TEST(FileTime, CountsFrom1601AndRefusesDatesThatAreNone) {
         EXPECT_TRUE(SystemTimeToFileTime(&time, &result));
         EXPECT_EQ(ticks_of(result), ticks);
     }
-    const SYSTEMTIME bad[] = {date(1600, 12, 31),       date(2023, 2, 30), date(2023, 13, 1),
-                              date(2023, 0, 1),         date(2023, 4, 31), date(2023, 1, 1, 24),
-                              date(2023, 1, 1, 0, 1000)};
+    const SYSTEMTIME bad[] = {date(1600, 12, 31), date(2023, 2, 30),    date(2023, 13, 1),        date(2023, 0, 1),
+                              date(2023, 4, 31),  date(2023, 1, 1, 24), date(2023, 1, 1, 0, 1000)};
     for (const SYSTEMTIME& time : bad) {
         FILETIME result{};
-        EXPECT_FALSE(SystemTimeToFileTime(&time, &result))
-            << time.wYear << ' ' << time.wMonth << ' ' << time.wDay;
+        EXPECT_FALSE(SystemTimeToFileTime(&time, &result)) << time.wYear << ' ' << time.wMonth << ' ' << time.wDay;
         EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
     }
 }

@@ -34,8 +34,7 @@ Child start_child(WideString command) {
     SetHandleInformation(child.output, HANDLE_FLAG_INHERIT, 0);
 
     PROCESS_INFORMATION information{};
-    if (CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
-                       &information)) {
+    if (CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &information)) {
         child.process = information.hProcess;
         child.thread = information.hThread;
         child.id = information.dwProcessId;
@@ -49,14 +48,12 @@ Child start_child(WideString command) {
 }
 
 void close_child(Child& child) {
-    for (HANDLE* handle : {&child.process, &child.thread, &child.input, &child.output})
-        close_and_clear(*handle);
+    for (HANDLE* handle : {&child.process, &child.thread, &child.input, &child.output}) close_and_clear(*handle);
 }
 
 bool write_text(HANDLE file, const std::string& text) {
     DWORD count = 0;
-    return WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &count, nullptr) &&
-           count == text.size();
+    return WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &count, nullptr) && count == text.size();
 }
 
 std::string read_to_end(HANDLE file, DWORD& error) {

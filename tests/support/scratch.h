@@ -14,9 +14,7 @@ class ScratchDir {
 
     // "C:\...", without a separator at the end.
     const std::basic_string<WCHAR>& path() const { return path_; }
-    std::basic_string<WCHAR> file(const std::basic_string<WCHAR>& name) const {
-        return path_ + W("\\") + name;
-    }
+    std::basic_string<WCHAR> file(const std::basic_string<WCHAR>& name) const { return path_ + W("\\") + name; }
     // The same for functions that take narrow text.
     std::string narrow(const std::string& name) const;
 

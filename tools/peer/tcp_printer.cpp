@@ -58,6 +58,7 @@ bool TcpPrinter::bind_again() {
 void TcpPrinter::behave(const Behaviour& behaviour) {
     const std::lock_guard lock(mutex_);
     behaviour_ = behaviour;
+    queued_.clear();
 }
 
 void TcpPrinter::behave_once(const Behaviour& behaviour) {

@@ -77,7 +77,7 @@ class TcpPrinter {
     const std::string& address() const { return options_.address; }
     std::uint16_t port() const { return port_; }
 
-    // From the next connection on; connections that are open keep theirs.
+    // From the next connection on, whatever was queued; connections that are open keep theirs.
     void behave(const Behaviour& behaviour);
     // Only for the next connection that nothing else was queued for.
     void behave_once(const Behaviour& behaviour);

@@ -41,8 +41,8 @@ bool store_ports(const Options& options) {
 void report(Work& work, const std::string& file, std::uint64_t port, const host::Outcome& outcome) {
     const std::string name = std::filesystem::path(file).filename().string();
     const std::lock_guard lock(work.output);
-    std::printf("job %-6u %s %s %s %s %s  %s\n", outcome.job_id, host::padded(name, 24).c_str(),
-                host::padded(host::to_utf8(port_name(port)), 10).c_str(),
+    std::printf("job %s %s %s %s %s %s  %s\n", host::padded(std::to_string(outcome.job_id), 6).c_str(),
+                host::padded(name, 24).c_str(), host::padded(host::to_utf8(port_name(port)), 10).c_str(),
                 host::padded(host::size_in_words(outcome.bytes), 10).c_str(),
                 host::padded(host::seconds_in_words(outcome.seconds), 9).c_str(),
                 host::padded(host::rate_in_words(outcome.bytes, outcome.seconds), 13).c_str(), outcome.words.c_str());

@@ -9,7 +9,9 @@ namespace {
 
 char module_anchor;  // its address is the instance handle
 
-HINSTANCE instance() { return reinterpret_cast<HINSTANCE>(&module_anchor); }
+HINSTANCE instance() {
+    return reinterpret_cast<HINSTANCE>(&module_anchor);
+}
 
 __attribute__((constructor)) void attach() {
     winapi::register_module(instance(), winapi::string_resources);

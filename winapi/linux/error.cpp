@@ -99,14 +99,12 @@ constexpr Message messages[] = {
     {10004, u"A blocking operation was interrupted by a call to WSACancelBlockingCall."},
     {10009, u"The file handle supplied is not valid."},
     {10013, u"An attempt was made to access a socket in a way forbidden by its access permissions."},
-    {10014,
-     u"The system detected an invalid pointer address in attempting to use a pointer argument in a call."},
+    {10014, u"The system detected an invalid pointer address in attempting to use a pointer argument in a call."},
     {10022, u"An invalid argument was supplied."},
     {10024, u"Too many open sockets."},
     {10035, u"A non-blocking socket operation could not be completed immediately."},
     {10036, u"A blocking operation is currently executing."},
-    {10037,
-     u"An operation was attempted on a non-blocking socket that already had an operation in progress."},
+    {10037, u"An operation was attempted on a non-blocking socket that already had an operation in progress."},
     {10038, u"An operation was attempted on something that is not a socket."},
     {10047, u"An address incompatible with the requested protocol was used."},
     {10048, u"Only one usage of each socket address (protocol/network address/port) is normally permitted."},
@@ -153,8 +151,7 @@ constexpr bool by_code(const Message& left, const Message& right) {
 static_assert(std::is_sorted(std::begin(messages), std::end(messages), by_code));
 
 const Message* find_message(DWORD code) {
-    const auto* const found =
-        std::lower_bound(std::begin(messages), std::end(messages), Message{code, {}}, by_code);
+    const auto* const found = std::lower_bound(std::begin(messages), std::end(messages), Message{code, {}}, by_code);
     return found != std::end(messages) && found->code == code ? found : nullptr;
 }
 
@@ -250,16 +247,15 @@ void SetLastError(DWORD code) {
     last_error = code;
 }
 
-DWORD FormatMessageW(DWORD flags, LPCVOID source, DWORD message_id, DWORD language_id, LPWSTR buffer,
-                     DWORD size, void* arguments) {
+DWORD FormatMessageW(DWORD flags, LPCVOID source, DWORD message_id, DWORD language_id, LPWSTR buffer, DWORD size,
+                     void* arguments) {
     if (format_message_point.fails()) return format_fail(ERROR_MR_MID_NOT_FOUND);
     const bool plain = flags == (FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS);
     if (!plain || source != nullptr || arguments != nullptr || buffer == nullptr) {
         return format_fail(ERROR_INVALID_PARAMETER);
     }
     constexpr DWORD us_english = 0x409;
-    if (language_id != 0 && language_id != MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT) &&
-        language_id != us_english) {
+    if (language_id != 0 && language_id != MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT) && language_id != us_english) {
         return format_fail(ERROR_RESOURCE_LANG_NOT_FOUND);
     }
     const Message* const message = find_message(message_id);

@@ -73,7 +73,7 @@ void SetLastError(DWORD code);
 
 // System message texts only (FROM_SYSTEM | IGNORE_INSERTS); a text ends in CR LF, as Windows' do. A code
 // without a text gives 0 and ERROR_MR_MID_NOT_FOUND.
-DWORD FormatMessageW(DWORD flags, LPCVOID source, DWORD message_id, DWORD language_id, LPWSTR buffer,
-                     DWORD size, void* arguments);
+DWORD FormatMessageW(DWORD flags, LPCVOID source, DWORD message_id, DWORD language_id, LPWSTR buffer, DWORD size,
+                     void* arguments);
 
 void OutputDebugStringA(LPCSTR text);

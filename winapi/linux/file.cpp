@@ -35,9 +35,8 @@ HANDLE fail_open(DWORD error) {
 
 bool is_supported(DWORD access, DWORD share, DWORD disposition, DWORD flags, HANDLE template_file) {
     return access != 0 && (access & ~(GENERIC_READ | GENERIC_WRITE)) == 0 &&
-           (share & ~(FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE)) == 0 &&
-           disposition >= CREATE_NEW && disposition <= OPEN_ALWAYS && (flags & ~FILE_ATTRIBUTE_NORMAL) == 0 &&
-           template_file == nullptr;
+           (share & ~(FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE)) == 0 && disposition >= CREATE_NEW &&
+           disposition <= OPEN_ALWAYS && (flags & ~FILE_ATTRIBUTE_NORMAL) == 0 && template_file == nullptr;
 }
 
 // A listing taken when the search begins, in the order of the names.
@@ -110,8 +109,7 @@ DWORD next_entry(Find& find, WIN32_FIND_DATAW& data) {
 HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security, DWORD disposition,
                    DWORD flags, HANDLE template_file) {
     if (create_file_point.fails()) return fail_open(ERROR_ACCESS_DENIED);
-    if (!is_supported(access, share, disposition, flags, template_file))
-        return fail_open(ERROR_INVALID_PARAMETER);
+    if (!is_supported(access, share, disposition, flags, template_file)) return fail_open(ERROR_INVALID_PARAMETER);
     std::string native;
     if (const DWORD error = winapi::resolve_path(path, native)) return fail_open(error);
 
@@ -153,8 +151,7 @@ BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD size, DWORD* count, void* overla
     const auto object = winapi::find_handle(file);
     if (object == nullptr || object->descriptor() < 0) return winapi::fail(ERROR_INVALID_HANDLE);
     size_t transferred = 0;
-    const DWORD error =
-        winapi::read_some(object->descriptor(), buffer, read_point.shortened(size), transferred);
+    const DWORD error = winapi::read_some(object->descriptor(), buffer, read_point.shortened(size), transferred);
     *count = static_cast<DWORD>(transferred);
     return error == ERROR_SUCCESS ? TRUE : winapi::fail(error);
 }

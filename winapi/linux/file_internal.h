@@ -52,8 +52,7 @@ class OpenFile final : public Object {
 
 // Opens as CreateFileW does, sharing violations (32) included; `existed` tells whether the file was there
 // before. A refused open changes nothing of the file.
-DWORD open_file(const std::string& native, const OpenRequest& request, std::shared_ptr<OpenFile>& file,
-                bool& existed);
+DWORD open_file(const std::string& native, const OpenRequest& request, std::shared_ptr<OpenFile>& file, bool& existed);
 DWORD delete_file(const std::string& native);
 // Never replaces a file that is there.
 DWORD rename_file(const std::string& from, const std::string& to);

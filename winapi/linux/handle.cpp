@@ -117,9 +117,13 @@ bool set_inheritable(HANDLE handle, bool inheritable) {
     return false;
 }
 
-void count_misuse() { ++table().misuses; }
+void count_misuse() {
+    ++table().misuses;
+}
 
-std::uint64_t misuses() { return table().misuses; }
+std::uint64_t misuses() {
+    return table().misuses;
+}
 
 size_t open_handles() {
     Table& t = table();

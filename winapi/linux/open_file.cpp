@@ -52,8 +52,7 @@ bool may_open(const FileId& id, const OpenRequest& request) {
     const auto entry = sharing().files.find(id);
     if (entry == sharing().files.end()) return true;
     return std::all_of(entry->second.begin(), entry->second.end(), [&request](const Opener& other) {
-        return (share_needed(request.access) & ~other.share) == 0 &&
-               (share_needed(other.access) & ~request.share) == 0;
+        return (share_needed(request.access) & ~other.share) == 0 && (share_needed(other.access) & ~request.share) == 0;
     });
 }
 
@@ -67,8 +66,7 @@ bool may_delete(const FileId& id) {
 void forget(const OpenFile* file) {
     auto& files = sharing().files;
     for (auto entry = files.begin(); entry != files.end(); ++entry) {
-        if (std::erase_if(entry->second, [file](const Opener& opener) { return opener.file == file; }) == 0)
-            continue;
+        if (std::erase_if(entry->second, [file](const Opener& opener) { return opener.file == file; }) == 0) continue;
         if (entry->second.empty()) files.erase(entry);
         return;
     }
@@ -135,8 +133,7 @@ DWORD OpenFile::close() {
     return result == 0 || errno == EINTR ? ERROR_SUCCESS : error_from_errno(errno);
 }
 
-DWORD open_file(const std::string& native, const OpenRequest& request, std::shared_ptr<OpenFile>& file,
-                bool& existed) {
+DWORD open_file(const std::string& native, const OpenRequest& request, std::shared_ptr<OpenFile>& file, bool& existed) {
     if (ends_in_separator(native)) return separator_error(native);
     std::shared_ptr<OpenFile> opened;  // closes after the lock is gone, for closing takes it
     const std::lock_guard lock(sharing().mutex);

@@ -226,7 +226,9 @@ void set_standard_descriptors(const Launch& launch) {
     set_standard_descriptors(launch);
     close_others_at_exec();
     for (const int fd : launch.inherited) {
-        if (fd >= first_free) fcntl(fd, F_SETFD, 0);
+        // One that has become a standard handle is that handle, and ends with it.
+        const bool standard = std::find(launch.standard.begin(), launch.standard.end(), fd) != launch.standard.end();
+        if (fd >= first_free && !standard) fcntl(fd, F_SETFD, 0);
     }
     signal(SIGPIPE, SIG_DFL);
     sigprocmask(SIG_SETMASK, &launch.signals, nullptr);
@@ -383,14 +385,12 @@ DWORD start_undisturbed(Launch& launch, PROCESS_INFORMATION& information) {
 }  // namespace
 
 BOOL CreateProcessW(LPCWSTR application, LPWSTR command_line, SECURITY_ATTRIBUTES* process_security,
-                    SECURITY_ATTRIBUTES* thread_security, BOOL inherit_handles, DWORD flags,
-                    LPVOID environment, LPCWSTR directory, STARTUPINFOW* startup,
-                    PROCESS_INFORMATION* information) {
+                    SECURITY_ATTRIBUTES* thread_security, BOOL inherit_handles, DWORD flags, LPVOID environment,
+                    LPCWSTR directory, STARTUPINFOW* startup, PROCESS_INFORMATION* information) {
     if (create_process_point.fails()) return winapi::fail(ERROR_NOT_ENOUGH_MEMORY);
     const bool refused = application != nullptr || command_line == nullptr || process_security != nullptr ||
-                         thread_security != nullptr || (flags & ~CREATE_NO_WINDOW) != 0 ||
-                         environment != nullptr || directory != nullptr || startup == nullptr ||
-                         information == nullptr;
+                         thread_security != nullptr || (flags & ~CREATE_NO_WINDOW) != 0 || environment != nullptr ||
+                         directory != nullptr || startup == nullptr || information == nullptr;
     constexpr DWORD known_startup = STARTF_USESHOWWINDOW | STARTF_USESTDHANDLES;
     if (refused || (startup->dwFlags & ~known_startup) != 0) return winapi::fail(ERROR_INVALID_PARAMETER);
 
@@ -487,7 +487,6 @@ BOOL GetUserNameW(LPWSTR buffer, DWORD* size) {
     if (user_name_point.fails()) return winapi::fail(ERROR_NO_TOKEN);
     const std::lock_guard lock(names().mutex);
     const bool copied = copy_name(names().user, buffer, *size);
-    *size =
-        static_cast<DWORD>(names().user.size() + 1);  // with the terminator, other than the computer's name
+    *size = static_cast<DWORD>(names().user.size() + 1);  // with the terminator, other than the computer's name
     return copied ? TRUE : winapi::fail(ERROR_INSUFFICIENT_BUFFER);
 }

@@ -49,9 +49,8 @@ BOOL SetHandleInformation(HANDLE handle, DWORD mask, DWORD flags);
 // refused (87). With inherit_handles every inheritable handle of the process stays open in the child, and
 // only those.
 BOOL CreateProcessW(LPCWSTR application, LPWSTR command_line, SECURITY_ATTRIBUTES* process_security,
-                    SECURITY_ATTRIBUTES* thread_security, BOOL inherit_handles, DWORD flags,
-                    LPVOID environment, LPCWSTR directory, STARTUPINFOW* startup,
-                    PROCESS_INFORMATION* information);
+                    SECURITY_ATTRIBUTES* thread_security, BOOL inherit_handles, DWORD flags, LPVOID environment,
+                    LPCWSTR directory, STARTUPINFOW* startup, PROCESS_INFORMATION* information);
 BOOL GetExitCodeProcess(HANDLE process, DWORD* code);
 DWORD GetCurrentThreadId();
 DWORD GetCurrentProcessId();

@@ -110,9 +110,8 @@ LSTATUS RegOpenKeyExW(HKEY key, LPCWSTR subkey, DWORD options, REGSAM access, HK
     return error;
 }
 
-LSTATUS RegCreateKeyExW(HKEY key, LPCWSTR subkey, DWORD reserved, LPWSTR key_class, DWORD options,
-                        REGSAM access, const SECURITY_ATTRIBUTES* security, HKEY* result,
-                        DWORD* disposition) {
+LSTATUS RegCreateKeyExW(HKEY key, LPCWSTR subkey, DWORD reserved, LPWSTR key_class, DWORD options, REGSAM access,
+                        const SECURITY_ATTRIBUTES* security, HKEY* result, DWORD* disposition) {
     if (create_point.fails()) return status(ERROR_ACCESS_DENIED);
     if (subkey == nullptr) return status(ERROR_BADKEY);
     if (result == nullptr || reserved != 0 || key_class != nullptr || options != REG_OPTION_NON_VOLATILE ||

@@ -188,8 +188,8 @@ bool parse_query(LPCWSTR service, const ADDRINFOW* hints, Query& query, int& err
         query.type = hints->ai_socktype;
         query.protocol = hints->ai_protocol;
     }
-    const bool tcp = (query.type == 0 || query.type == SOCK_STREAM) &&
-                     (query.protocol == 0 || query.protocol == IPPROTO_TCP);
+    const bool tcp =
+        (query.type == 0 || query.type == SOCK_STREAM) && (query.protocol == 0 || query.protocol == IPPROTO_TCP);
     error = WSAEINVAL;
     if (!tcp || (hints != nullptr && hints->ai_flags != 0)) return false;
     error = WSATYPE_NOT_FOUND;
@@ -359,8 +359,8 @@ SOCKET WSASocketW(int family, int type, int protocol, void* protocol_info, GROUP
         error = WSANOTINITIALISED;
     } else if (family != AF_INET && family != AF_INET6) {
         error = WSAEAFNOSUPPORT;
-    } else if (type != SOCK_STREAM || (protocol != 0 && protocol != IPPROTO_TCP) ||
-               protocol_info != nullptr || group != 0 || (flags & ~known_flags) != 0) {
+    } else if (type != SOCK_STREAM || (protocol != 0 && protocol != IPPROTO_TCP) || protocol_info != nullptr ||
+               group != 0 || (flags & ~known_flags) != 0) {
         error = WSAEINVAL;
     }
     const int fd = error == 0 ? ::socket(family, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP) : -1;
@@ -460,16 +460,14 @@ std::int64_t select_timeout(const timeval* timeout) {
 
 }  // namespace
 
-int select(int /*ignored*/, fd_set* read_set, fd_set* write_set, fd_set* except_set,
-           const struct timeval* timeout) {
+int select(int /*ignored*/, fd_set* read_set, fd_set* write_set, fd_set* except_set, const struct timeval* timeout) {
     if (select_point.fails()) return socket_error(WSAENETDOWN);
     if (starts == 0) return socket_error(WSANOTINITIALISED);
     if (except_set != nullptr) return socket_error(WSAEINVAL);
     Polled polled;
     if (!add_set(read_set, POLLIN, polled) || !add_set(write_set, POLLOUT, polled)) return SOCKET_ERROR;
     if (polled.descriptors.empty()) return socket_error(WSAEINVAL);
-    const int ready =
-        winapi::poll_for(polled.descriptors.data(), polled.descriptors.size(), select_timeout(timeout));
+    const int ready = winapi::poll_for(polled.descriptors.data(), polled.descriptors.size(), select_timeout(timeout));
     if (ready < 0) return socket_error(winapi::wsa_error_from_errno(errno));
     keep_ready(write_set, polled, keep_ready(read_set, polled, 0));
     return ready;

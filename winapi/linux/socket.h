@@ -102,5 +102,4 @@ BOOL WSACloseEvent(WSAEVENT event);
 // Only FD_CLOSE. The event is set when the peer has closed its side and all it had sent has been read, or when the
 // connection is lost; the socket no longer blocks from here on.
 int WSAEventSelect(SOCKET socket, WSAEVENT event, long events);
-DWORD WSAWaitForMultipleEvents(DWORD count, const WSAEVENT* events, BOOL wait_all, DWORD timeout_ms,
-                               BOOL alertable);
+DWORD WSAWaitForMultipleEvents(DWORD count, const WSAEVENT* events, BOOL wait_all, DWORD timeout_ms, BOOL alertable);

@@ -176,8 +176,7 @@ DWORD read_text(Stream& stream, char* out, size_t size, size_t& count) {
             if (const DWORD error = refill(stream)) return error;
         }
         ++stream.raw_next;
-        const bool pair =
-            c == '\r' && stream.raw_next < stream.raw_end && stream.raw[stream.raw_next] == '\n';
+        const bool pair = c == '\r' && stream.raw_next < stream.raw_end && stream.raw[stream.raw_next] == '\n';
         if (!pair) out[count++] = c;
     }
     return ERROR_SUCCESS;
@@ -188,8 +187,8 @@ ssize_t stream_read(void* cookie, char* out, size_t size, bool text) {
     if (stream_read_point.fails()) return fail_with(ERROR_READ_FAULT);
     const size_t wanted = stream_read_point.shortened(static_cast<unsigned>(size));
     size_t count = 0;
-    const DWORD error = text ? read_text(stream, out, wanted, count)
-                             : winapi::read_some(stream.descriptor(), out, wanted, count);
+    const DWORD error =
+        text ? read_text(stream, out, wanted, count) : winapi::read_some(stream.descriptor(), out, wanted, count);
     if (error != ERROR_SUCCESS && error != ERROR_BROKEN_PIPE) return fail_with(error);
     return static_cast<ssize_t>(count);
 }

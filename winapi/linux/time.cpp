@@ -72,8 +72,7 @@ void Sleep(DWORD milliseconds) {
         sched_yield();
         return;
     }
-    const auto wanted =
-        static_cast<std::int64_t>(std::ceil(milliseconds * nanoseconds_a_millisecond / clock_factor()));
+    const auto wanted = static_cast<std::int64_t>(std::ceil(milliseconds * nanoseconds_a_millisecond / clock_factor()));
     const std::int64_t end = real_now() + wanted;
     const timespec until = {end / 1'000'000'000, end % 1'000'000'000};
     while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR) {
@@ -92,8 +91,7 @@ void GetSystemTimeAsFileTime(FILETIME* time) {
 
 BOOL SystemTimeToFileTime(const SYSTEMTIME* system, FILETIME* file) {
     if (system_time_point.fails()) return winapi::fail(ERROR_INVALID_PARAMETER);
-    if (system == nullptr || file == nullptr || !is_valid(*system))
-        return winapi::fail(ERROR_INVALID_PARAMETER);
+    if (system == nullptr || file == nullptr || !is_valid(*system)) return winapi::fail(ERROR_INVALID_PARAMETER);
     namespace ch = std::chrono;
     const ch::year_month_day date(ch::year(system->wYear), ch::month(system->wMonth), ch::day(system->wDay));
     const std::int64_t days = ch::sys_days(date).time_since_epoch().count();
@@ -137,8 +135,8 @@ std::uint64_t clock_milliseconds() {
 FILETIME file_time_of(const timespec& time) {
     constexpr std::int64_t ticks_a_second = 10'000'000;
     constexpr std::int64_t seconds_1601_to_1970 = 11'644'473'600;
-    return file_time(static_cast<std::uint64_t>((time.tv_sec + seconds_1601_to_1970) * ticks_a_second +
-                                                time.tv_nsec / 100));
+    return file_time(
+        static_cast<std::uint64_t>((time.tv_sec + seconds_1601_to_1970) * ticks_a_second + time.tv_nsec / 100));
 }
 
 }  // namespace winapi

@@ -128,6 +128,69 @@ BOOL CreateChildProcess(MonitorContext* context, HANDLE std_out, HANDLE std_in, 
     return TRUE;
 }
 
+// -- Conversations ---------------------------------------------------------------------------------------------------
+
+namespace {
+
+// A pipe whose ends are both inheritable, but for ours. The end that is the child's stays so.
+bool CreatePipeToChild(HANDLE* read_end, HANDLE* write_end, const HANDLE* ours, DWORD size, const char* create_failed,
+                       const char* keep_failed) {
+    SECURITY_ATTRIBUTES inheritable = {};
+    inheritable.nLength = sizeof inheritable;
+    inheritable.bInheritHandle = TRUE;
+    if (!CreatePipe(read_end, write_end, &inheritable, size)) {
+        *read_end = nullptr;
+        *write_end = nullptr;
+        log_error(LOG_HERE, "%s", create_failed);
+        return false;
+    }
+    if (SetHandleInformation(*ours, HANDLE_FLAG_INHERIT, 0)) return true;
+    log_error(LOG_HERE, "%s", keep_failed);
+    return false;
+}
+
+}  // namespace
+
+BOOL StartHelper(MonitorContext* context, DWORD pipe_size, const HelperLines& lines, HelperHandles* handles) {
+    const MonitorLockGuard lock;
+    if (!CreatePipeToChild(&handles->std_out_rd, &handles->std_out_wr, &handles->std_out_rd, pipe_size,
+                           lines.create_std_out, lines.keep_std_out) ||
+        !CreatePipeToChild(&handles->std_in_rd, &handles->std_in_wr, &handles->std_in_wr, pipe_size,
+                           lines.create_std_in, lines.keep_std_in)) {
+        return FALSE;
+    }
+    if (!CreateChildProcess(context, handles->std_out_wr, handles->std_in_rd, &handles->process, &handles->thread)) {
+        log_error(LOG_HERE, "%s", lines.create_process);
+        return FALSE;
+    }
+    // From here on the helper holds the only other ends: a read ends when it exits.
+    CloseHelperHandle(&handles->std_out_wr, lines.close_std_out_wr);
+    if (lines.child_std_in_without_reason) {
+        if (!CloseHandle(handles->std_in_rd)) log_error(LOG_HERE, "%s", lines.close_std_in_rd);
+        handles->std_in_rd = nullptr;
+    } else {
+        CloseHelperHandle(&handles->std_in_rd, lines.close_std_in_rd);
+    }
+    return TRUE;
+}
+
+void CloseHelper(HelperHandles* handles, const HelperLines& lines) {
+    CloseHelperHandle(&handles->std_out_rd, lines.close_std_out_rd);
+    CloseHelperHandle(&handles->std_out_wr, lines.close_std_out_wr);
+    CloseHelperHandle(&handles->std_in_rd, lines.close_std_in_rd);
+    CloseHelperHandle(&handles->std_in_wr, lines.close_std_in_wr);
+    CloseHelperHandle(&handles->process, lines.close_process);
+    CloseHelperHandle(&handles->thread, lines.close_thread);
+}
+
+void CloseHelperHandle(HANDLE* handle, const char* failure_line) {
+    if (*handle == nullptr) return;
+    if (!CloseHandle(*handle)) log_error_last_error(LOG_HERE, "%s", failure_line);
+    *handle = nullptr;
+}
+
+// -- Diagnosis -------------------------------------------------------------------------------------------------------
+
 void LogHexDump(const char* label, const WCHAR (&buffer)[MAX_PATH]) {
     constexpr size_t kBytesInLine = 32;
     if (session_context.debug_logging == 0) return;

@@ -1,4 +1,4 @@
-// The helper program: where it is, and how it is started.
+// The helper program: where it is, and how it is started and let go.
 #pragma once
 
 #include "winportmon/tsmon/tsmon.h"
@@ -22,6 +22,47 @@ BOOL CheckHelperCommandPath(MonitorContext* context, BOOL dump);
 // Starts the helper, hidden, with these standard handles (`std_out` is its standard error too); every inheritable
 // handle of the process goes to it. On TRUE the caller owns *process and *thread. Takes MonitorLock.
 BOOL CreateChildProcess(MonitorContext* context, HANDLE std_out, HANDLE std_in, HANDLE* process, HANDLE* thread);
+
+// -- Conversations ---------------------------------------------------------------------------------------------------
+
+// A started helper and the pipes to it; each handle null when it is not held. The child's own ends are only held while
+// it is being started.
+struct HelperHandles {
+    HANDLE std_out_rd;
+    HANDLE std_out_wr;  // the child's
+    HANDLE std_in_rd;   // the child's
+    HANDLE std_in_wr;
+    HANDLE process;
+    HANDLE thread;
+};
+
+// The error lines of one kind of conversation.
+struct HelperLines {
+    const char* create_std_out;
+    const char* keep_std_out;  // its end of ours could not be kept from the child
+    const char* create_std_in;
+    const char* keep_std_in;
+    const char* create_process;
+    const char* close_std_out_rd;
+    const char* close_std_out_wr;
+    const char* close_std_in_rd;
+    const char* close_std_in_wr;
+    const char* close_process;
+    const char* close_thread;
+    bool child_std_in_without_reason;  // the close of the child's input end after its start is logged without a reason
+};
+
+// Makes two pipes of `pipe_size` bytes (0: the system's default) and starts the helper on them. FALSE leaves what was
+// made so far in *handles, for CloseHelper. Takes MonitorLock from the first pipe to the close of the child's ends, so
+// that no other helper that is being started inherits them.
+BOOL StartHelper(MonitorContext* context, DWORD pipe_size, const HelperLines& lines, HelperHandles* handles);
+
+// Closes what is still held, in the order of the fields, and forgets it. The helper is not waited for: the end of its
+// input tells it to go.
+void CloseHelper(HelperHandles* handles, const HelperLines& lines);
+
+// Closes a handle that may be null and forgets it; a failure is logged with the line.
+void CloseHelperHandle(HANDLE* handle, const char* failure_line);
 
 // The bytes of a path buffer of 260 characters, at debug level.
 void LogHexDump(const char* label, const WCHAR (&buffer)[MAX_PATH]);

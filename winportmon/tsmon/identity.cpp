@@ -15,11 +15,15 @@ void Impersonate(HANDLE token, const char* failure_line) {
     if (token != nullptr && !ImpersonatePrinterClient(token)) log_error_last_error(LOG_HERE, "%s", failure_line);
 }
 
-bool SwitchesForLogging() { return session_context.debug_logging != 0 && !RunsAsSystem(); }
+bool SwitchesForLogging() {
+    return session_context.debug_logging != 0 && !RunsAsSystem();
+}
 
 }  // namespace
 
-bool RunsAsSystem() { return session_context.hwcheck_port_monitor_run_as_system != 0; }
+bool RunsAsSystem() {
+    return session_context.hwcheck_port_monitor_run_as_system != 0;
+}
 
 HANDLE RevertAsConfigured() {
     return RunsAsSystem() ? Revert("TSM: Unable to RevertToPrinterSelf as configured") : nullptr;
@@ -40,6 +44,8 @@ void ImpersonateForLogging(HANDLE token) {
 SpoolerIdentity::SpoolerIdentity(const char* revert_failed, const char* impersonate_failed)
     : impersonate_failed_(impersonate_failed), token_(Revert(revert_failed)) {}
 
-SpoolerIdentity::~SpoolerIdentity() { Impersonate(token_, impersonate_failed_); }
+SpoolerIdentity::~SpoolerIdentity() {
+    Impersonate(token_, impersonate_failed_);
+}
 
 }  // namespace tsmon

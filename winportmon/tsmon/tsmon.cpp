@@ -11,6 +11,7 @@
 #include "winportmon/tsmon/tsmon_document.h"
 #include "winportmon/tsmon/tsmon_ports.h"
 #include "winportmon/tsmon/util_registry.h"
+#include "winportmon/tsmon/xcv.h"
 
 namespace tsmon {
 
@@ -96,6 +97,9 @@ MONITOR2 operation_table = [] {
     table.pfnReadPort = ReadPort;
     table.pfnEndDocPort = EndDocPort;
     table.pfnClosePort = ClosePort;
+    table.pfnXcvOpenPort = XcvOpenPort;
+    table.pfnXcvDataPort = XcvDataPort;
+    table.pfnXcvClosePort = XcvClosePort;
     table.pfnShutdown = Shutdown;
     return table;
 }();

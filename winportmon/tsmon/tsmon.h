@@ -25,7 +25,7 @@ struct MonitorContext {
     char signature[4];  // "TSM"
     MONITORINIT* init;  // the spooler's: registry callbacks and server name
     WCHAR helper_command_path[MAX_PATH];
-    PortEntry* ports;         // in the order of loading and creation; guarded by MonitorLock
+    PortEntry* ports;        // in the order of loading and creation; guarded by MonitorLock
     XcvHandle* xcv_handles;  // open configuration handles; guarded by MonitorLock
 };
 

@@ -7,6 +7,8 @@
 #include "common/log.h"
 #include "common/notapproved_file.h"
 #include "common/tessaron.h"
+#include "winportmon/tsmon/forceattr.h"
+#include "winportmon/tsmon/hwcheck.h"
 #include "winportmon/tsmon/identity.h"
 #include "winportmon/tsmon/tsmon_ports.h"
 #include "winportmon/tsmon/util_connection.h"
@@ -18,14 +20,14 @@ namespace tsmon {
 
 namespace {
 
-bool IsInDocument(const PortEntry* port) { return (port->flags & kPortInDocument) != 0; }
+bool IsInDocument(const PortEntry* port) {
+    return (port->flags & kPortInDocument) != 0;
+}
 
 void SetInDocument(PortEntry* port, bool in_document) {
     const MonitorLockGuard lock;
     port->flags = in_document ? port->flags | kPortInDocument : port->flags & ~kPortInDocument;
 }
-
-bool IsRefused(const PortEntry* port) { return port->not_approved != 0 || port->marked_for_deletion != 0; }
 
 void ResetDocument(PortEntry* port, const WCHAR* full_name, DWORD job_id, DWORD start_tick) {
     port->not_approved = 0;
@@ -100,10 +102,11 @@ bool IsNotApproved(const WCHAR* full_name, DWORD job_id) {
     log_debug(LOG_HERE, "TSM Start Doc Port - checking if notapproved file exists for JobId: %d", job_id);
     log_debug(LOG_HERE, "TSM Start Doc Port - notapproved path: %s", session_context.notapproved_jobs_spool_dir_path);
     if (!notapproved_file_exists(job_id)) return false;
-    log_info(LOG_HERE,
-             "Tessaron TCP/IP Port has detected that job %d on printer \"%S\" has been resumed outside of %s's control. "
-             "Printing of this job will be prevented.",
-             job_id, full_name, PRODUCT_NAME);
+    log_info(
+        LOG_HERE,
+        "Tessaron TCP/IP Port has detected that job %d on printer \"%S\" has been resumed outside of %s's control. "
+        "Printing of this job will be prevented.",
+        job_id, full_name, PRODUCT_NAME);
     log_debug(LOG_HERE, "TSM Start Doc Port - abandon as JobId: %d has an associated notapproved file", job_id);
     return true;
 }
@@ -120,31 +123,59 @@ bool ConnectDocument(PortEntry* port) {
     return false;
 }
 
-// TRUE: connected, or refused (see IsRefused). FALSE: not started.
-BOOL StartDocument(PortEntry* port, LPWSTR full_name) {
+// The job's data goes into a file when it is to be rewritten; otherwise, and when that cannot be, straight to the
+// printer.
+void PrepareForceAttr(PortEntry* port) {
+    if (!CheckForceAttrNeeded(port) || CreateForceAttrFiles(port)) return;
+    log_error(LOG_HERE,
+              "Could not create temporary spool file. Cannot rewrite spool file to perform force attributes or "
+              "watermarking.");
+    port->force_attr.active = 0;
+    DeleteForceAttrFiles(port);
+    CloseForceAttrFiles(port);
+}
+
+// What a start comes to. A refused document goes on without a connection: its data is thrown away, and EndDocPort
+// reports it as printed.
+enum class Course { printing, refused, failed };
+
+Course CheckAndConnect(PortEntry* port) {
+    uint32_t helper_failed = 0;
+    const BOOL helper_runs = HwCheckStartDoc(port, &helper_failed);
+    if (port->marked_for_deletion != 0) {
+        log_debug(LOG_HERE, "TSM Start Doc Port - abandon as JobId: %d has been marked for deletion.", port->job_id);
+        return Course::refused;
+    }
+    if (!ConnectDocument(port)) {
+        if (helper_runs) {
+            log_debug(LOG_HERE, "TSM: helper started but other failure and so end the helper");
+            HwCheckEnd(port);
+        }
+        return Course::failed;
+    }
+    if (helper_failed != 0) {
+        log_debug(LOG_HERE, "TSM: helper failed 1st time but port connected to printer, try helper one more time");
+        HwCheckStartDoc(port, nullptr);
+    }
+    PrepareForceAttr(port);
+    return Course::printing;
+}
+
+Course StartDocument(PortEntry* port, LPWSTR full_name) {
     if (!ExtractPrinterFields(port, full_name)) {
         if (IsFirstFailure(port)) {
             log_error_last_error(LOG_HERE, "TSM Start Doc error in extracting printer fields");
         } else {
             log_debug_last_error(LOG_HERE, "TSM Start Doc error in extracting printer fields");
         }
-        return FALSE;
+        return Course::failed;
     }
-    if (!OpenDocumentPrinter(port, full_name)) return FALSE;
+    if (!OpenDocumentPrinter(port, full_name)) return Course::failed;
     if (IsNotApproved(full_name, port->job_id)) {
         port->not_approved = 1;
-        return TRUE;
+        return Course::refused;
     }
-    return ConnectDocument(port) ? TRUE : FALSE;
-}
-
-// A refused document goes on, without its names: its data is thrown away and EndDocPort reports it as printed.
-void LeaveStart(PortEntry* port) {
-    if (!IsRefused(port)) {
-        SetInDocument(port, false);
-        ClosePrinterHandle(port);
-    }
-    FreeNames(port);
+    return CheckAndConnect(port);
 }
 
 }  // namespace
@@ -164,11 +195,15 @@ BOOL WINAPI StartDocPort(HANDLE handle, LPWSTR printer_name, DWORD job_id, DWORD
     }
     SetInDocument(port, true);
     port->printer_handle = nullptr;
-    const BOOL result = StartDocument(port, printer_name);
-    if (!result || IsRefused(port)) LeaveStart(port);
+    const Course course = StartDocument(port, printer_name);
+    if (course == Course::failed) {
+        SetInDocument(port, false);
+        ClosePrinterHandle(port);
+    }
+    if (course != Course::printing) FreeNames(port);
     port->write_stats.start_duration = GetTickCount() - start_tick;
     ImpersonateAsConfigured(token);
-    return result;
+    return course != Course::failed ? TRUE : FALSE;
 }
 
 // -- Names -----------------------------------------------------------------------------------------------------------
@@ -181,7 +216,9 @@ WCHAR* CopyText(const WCHAR* text, size_t length) {
     return copy;
 }
 
-size_t LengthOf(const WCHAR* text) { return static_cast<size_t>(lstrlenW(text)); }
+size_t LengthOf(const WCHAR* text) {
+    return static_cast<size_t>(lstrlenW(text));
+}
 
 // The backslash between server and printer; null when there is none.
 const WCHAR* FindSeparator(const WCHAR* server) {
@@ -232,6 +269,17 @@ WriteSlot* CountWrite(WriteStats* stats, DWORD size) {
     return slot;
 }
 
+BOOL SpoolBuffer(PortEntry* port, const BYTE* data, DWORD size, DWORD* written) {
+    const char* const name = port->force_attr.input_name;
+    if (!AppendFile("input", port->force_attr.input, data, size, written)) {
+        log_error(LOG_HERE, "TSM Write Port: failed to send data to force attr file: \"%s\"", name);
+        return FALSE;
+    }
+    log_debug(LOG_HERE, "TSM Write Port: given %u bytes and sent %u bytes to force attr file: \"%s\"", size, *written,
+              name);
+    return TRUE;
+}
+
 BOOL RouteBuffer(PortEntry* port, const BYTE* data, DWORD size, DWORD* written) {
     if (port->not_approved != 0) {
         log_debug(LOG_HERE, "TSM Write Port - abandon as JobId: %d has an associated notapproved file", port->job_id);
@@ -247,6 +295,7 @@ BOOL RouteBuffer(PortEntry* port, const BYTE* data, DWORD size, DWORD* written) 
         log_debug(LOG_HERE, "TSM Write Port: noting initial buf size of %d", size);
         port->initial_write_size = size;
     }
+    if (port->force_attr.active != 0) return SpoolBuffer(port, data, size, written);
     BOOL restart_requested = FALSE;
     return TsmWriteToPrinter(port, "Write Port", data, size, written, &restart_requested);
 }
@@ -289,8 +338,9 @@ void EndNotApproved(const PortEntry* port) {
     log_debug(LOG_HERE, "TSM End Doc Port - abandon as JobId: %d has an associated notapproved file", port->job_id);
     std::optional<SpoolerIdentity> as_spooler;
     if (!RunsAsSystem()) {
-        as_spooler.emplace("TSM End Doc: unable to RevertToPrinterSelf. Try notapproved deletion without impersonation.",
-                           "TSM End Doc: unable to ImpersonatePrinterClient");
+        as_spooler.emplace(
+            "TSM End Doc: unable to RevertToPrinterSelf. Try notapproved deletion without impersonation.",
+            "TSM End Doc: unable to ImpersonatePrinterClient");
     }
     notapproved_file_delete(port->job_id);
 }
@@ -301,29 +351,54 @@ void LogStatistics(const PortEntry* port, DWORD end_tick) {
     const WCHAR* const name = port->printer_name;
     const WriteStats& stats = port->write_stats;
     log_debug(LOG_HERE, "TSM EndDoc: printer: %S, jobid: %d, Start %d ms", name, port->job_id, stats.start_duration);
-    log_debug(LOG_HERE, "TSM EndDoc: printer: %S, jobid: %d, Writes %d, total duration %d ms, total size %d bytes", name,
-              port->job_id, stats.write_count, stats.total_write_duration, stats.total_bytes);
+    log_debug(LOG_HERE, "TSM EndDoc: printer: %S, jobid: %d, Writes %d, total duration %d ms, total size %d bytes",
+              name, port->job_id, stats.write_count, stats.total_write_duration, stats.total_bytes);
     for (uint32_t i = 0; i < stats.write_count && i < kWriteSlots; ++i) {
         log_debug(LOG_HERE, "TSM EndDoc: printer: %S, jobid: %d, write[%d/%d] = %d ms %d bytes", name, port->job_id,
                   i + 1, stats.write_count, stats.slots[i].duration, stats.slots[i].bytes);
     }
     log_debug(LOG_HERE, "TSM EndDoc: printer: %S, jobid: %d, End %d ms", name, port->job_id, now - end_tick);
-    log_debug(LOG_HERE, "TSM EndDoc: printer: %S, jobid: %d, Total %d ms", name, port->job_id,
-              now - stats.start_tick);
+    log_debug(LOG_HERE, "TSM EndDoc: printer: %S, jobid: %d, Total %d ms", name, port->job_id, now - stats.start_tick);
+}
+
+void ReleaseForceAttr(PortEntry* port) {
+    if (port->force_attr.active == 0) return;
+    DeleteForceAttrFiles(port);
+    CloseForceAttrFiles(port);
+}
+
+// Only a helper that was tried a second time can drop a job whose connection is up already.
+void EndDropped(PortEntry* port) {
+    log_debug(LOG_HERE, "TSM End Doc Port - abandon as JobId: %d is marked for deletion.", port->job_id);
+    if (port->socket != INVALID_SOCKET) CleanupSocket(&port->socket);
+    ReleaseForceAttr(port);
+    FreeNames(port);
+}
+
+BOOL SendRewritten(PortEntry* port) {
+    if (SendForceAttrData(port)) {
+        log_debug(LOG_HERE, "TSM: successfully sent force attr data");
+        return TRUE;
+    }
+    log_error(LOG_HERE, "TSM: failed to send force attr data");
+    return FALSE;
 }
 
 BOOL EndPrinted(PortEntry* port, DWORD end_tick) {
+    const BOOL result = port->force_attr.active != 0 ? SendRewritten(port) : TRUE;
     if (port->socket != INVALID_SOCKET) CleanupSocket(&port->socket);
+    HwCheckEndDoc(port);
+    ReleaseForceAttr(port);
     LogStatistics(port, end_tick);
     FreeNames(port);
-    return TRUE;
+    return result;
 }
 
 BOOL EndDocument(PortEntry* port, DWORD end_tick) {
     if (port->not_approved != 0) {
         EndNotApproved(port);
     } else if (port->marked_for_deletion != 0) {
-        log_debug(LOG_HERE, "TSM End Doc Port - abandon as JobId: %d is marked for deletion.", port->job_id);
+        EndDropped(port);
     } else if (IsInDocument(port)) {
         return EndPrinted(port, end_tick);
     } else {

@@ -6,18 +6,20 @@
 
 namespace tsmon {
 
-// TRUE: the document is accepted, to be printed or, when its job is refused, to be thrown away. FALSE: it could not be
+// TRUE: the document is accepted, to be printed or, when its job is refused, to be thrown away. Blocks for as long as a
+// helper holds the job. FALSE: it could not be
 // started, and the port is idle. On a port with a document in progress: TRUE, and that document is left as it is.
 BOOL WINAPI StartDocPort(HANDLE port, LPWSTR printer_name, DWORD job_id, DWORD level, LPBYTE document);
 
-// Routes a buffer to the printer, without a copy; *written may be less than `size`, and the rest is then the next
-// call's. FALSE when it could not be taken (see TsmWriteToPrinter).
+// Routes a buffer to the printer, or to the file that will be rewritten, without a copy; *written may be less than
+// `size`, and the rest is then the next call's. FALSE when it could not be taken (see TsmWriteToPrinter and
+// AppendFile).
 BOOL WINAPI WritePort(HANDLE port, LPBYTE data, DWORD size, LPDWORD written);
 
 // Nothing is ever read from a printer: always FALSE.
 BOOL WINAPI ReadPort(HANDLE port, LPBYTE buffer, DWORD size, LPDWORD read);
 
-// Ends the document and leaves the port idle, whatever it returns.
+// Ends the document and leaves the port idle, whatever it returns. FALSE: the rewritten data could not be sent.
 BOOL WINAPI EndDocPort(HANDLE port);
 
 // Splits "\\server\printer" into the port's server and printer names; any other name is a printer's. FALSE, with

@@ -93,7 +93,9 @@ class ResourceText {
     DWORD error_ = ERROR_SUCCESS;
 };
 
-DWORD SizeOfText(const WCHAR* text) { return static_cast<DWORD>((lstrlenW(text) + 1) * sizeof(WCHAR)); }
+DWORD SizeOfText(const WCHAR* text) {
+    return static_cast<DWORD>((lstrlenW(text) + 1) * sizeof(WCHAR));
+}
 
 DWORD SizeOfPort(const PortEntry* port, DWORD level) {
     const FieldText name(port->config.port_name);
@@ -239,8 +241,8 @@ EnumPortsFunction FindSpoolerEnumPorts() {
     if (known != nullptr) return known;
     const HMODULE library = LoadSpoolerLibrary();
     if (library == nullptr) return nullptr;
-    const auto found = reinterpret_cast<EnumPortsFunction>(
-        reinterpret_cast<void (*)()>(GetProcAddress(library, "EnumPortsW")));
+    const auto found =
+        reinterpret_cast<EnumPortsFunction>(reinterpret_cast<void (*)()>(GetProcAddress(library, "EnumPortsW")));
     if (found == nullptr) {
         const DWORD error = GetLastError();
         FreeLibrary(library);

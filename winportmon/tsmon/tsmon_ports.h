@@ -12,8 +12,9 @@ PortEntry* CreatePortEntry(MonitorContext* context, const PortConfig* config);
 // MonitorLock where the list may change meanwhile.
 PortEntry* FindPortEntry(MonitorContext* context, const WCHAR* name);
 
-// Unlinks the first port of that name; FALSE when there is none. It is freed at once, or, while the spooler holds handles
-// of it, with the last of them; its connection and its printer handle are not touched. The caller holds MonitorLock.
+// Unlinks the first port of that name; FALSE when there is none. It is freed at once, or, while the spooler holds
+// handles of it, with the last of them; its connection and its printer handle are not touched. The caller holds
+// MonitorLock.
 BOOL DeletePortEntry(MonitorContext* context, const WCHAR* name);
 
 // The port's configuration as it is now. Takes MonitorLock.

@@ -54,8 +54,8 @@ SOCKET ConnectToFirst(const ADDRINFOW* targets, const WCHAR* address, BOOL log_f
         if (socket == INVALID_SOCKET) {
             const int error = WSAGetLastError();
             if (log_failures) {
-                log_error_code(LOG_HERE, static_cast<uint32_t>(error), "TSM: Failed to create connection to printer: %S",
-                               address);
+                log_error_code(LOG_HERE, static_cast<uint32_t>(error),
+                               "TSM: Failed to create connection to printer: %S", address);
             }
             return INVALID_SOCKET;
         }

@@ -45,9 +45,7 @@ class Registry {
     LONG SetValue(HANDLE key, const WCHAR* name, DWORD type, const void* data, DWORD size) const {
         return calls_->fpSetValue(key, name, type, static_cast<const BYTE*>(data), size, init_->hSpooler);
     }
-    LONG DeleteValue(HANDLE key, const WCHAR* name) const {
-        return calls_->fpDeleteValue(key, name, init_->hSpooler);
-    }
+    LONG DeleteValue(HANDLE key, const WCHAR* name) const { return calls_->fpDeleteValue(key, name, init_->hSpooler); }
     LONG QueryValue(HANDLE key, const WCHAR* name, void* data, DWORD* size) const {
         return calls_->fpQueryValue(key, name, nullptr, static_cast<BYTE*>(data), size, init_->hSpooler);
     }
@@ -83,8 +81,7 @@ LONG WriteHostName(const Registry& registry, const Key& port, const PortConfig* 
 }
 
 LONG WritePortNumber(const Registry& registry, const Key& port, const PortConfig* config) {
-    return registry.SetValue(port.get(), kPortNumberValue, REG_DWORD, &config->port_number,
-                             sizeof config->port_number);
+    return registry.SetValue(port.get(), kPortNumberValue, REG_DWORD, &config->port_number, sizeof config->port_number);
 }
 
 BOOL Succeeded(LONG status) {

@@ -1,7 +1,7 @@
 // Single calls that fail or fall short under a document; only the layer can make them.
+#include "winapi/linux/fault.h"
 #include "tests/support/print_server.h"
 #include "winapi/linux/control.h"
-#include "winapi/linux/fault.h"
 
 namespace test {
 namespace {

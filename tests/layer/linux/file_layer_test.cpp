@@ -71,8 +71,7 @@ TEST(Drives, NameTheFolderTheHostChose) {
     EXPECT_EQ(winapi::native_path(u"name"), std::filesystem::current_path().string() + "/name");
     char current[MAX_PATH];
     ASSERT_NE(_getcwd(current, MAX_PATH), nullptr);
-    EXPECT_EQ(winapi::native_path(winapi::to_utf16(current).c_str()),
-              std::filesystem::current_path().string());
+    EXPECT_EQ(winapi::native_path(winapi::to_utf16(current).c_str()), std::filesystem::current_path().string());
     EXPECT_EQ(_getcwd(current, 3), nullptr);
 }
 
@@ -163,8 +162,7 @@ bool use_everything(const ScratchDir& dir, const std::u16string& path) {
         check(fclose(stream) == 0);
     }
     DWORD count = 0;
-    const HANDLE file =
-        CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS, 0, nullptr);
+    const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS, 0, nullptr);
     if (check(file != INVALID_HANDLE_VALUE)) {
         check(WriteFile(file, "1234", 4, &count, nullptr) && count == 4);
         check(ReadFile(file, text, 2, &count, nullptr) && count == 2);

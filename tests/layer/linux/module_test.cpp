@@ -37,8 +37,7 @@ TEST(LinuxModule, LoadsLibrariesOfThisMachine) {
     EXPECT_NE(nullptr, GetProcAddress(first, "erf"));
     EXPECT_EQ(nullptr, GetProcAddress(first, "InitializePrintMonitor2"));
     EXPECT_EQ(ERROR_PROC_NOT_FOUND, GetLastError());
-    EXPECT_EQ(nullptr,
-              GetProcAddress(first, "gnu_get_libc_version"));  // in a library that it needs, not in itself
+    EXPECT_EQ(nullptr, GetProcAddress(first, "gnu_get_libc_version"));  // in a library that it needs, not in itself
     EXPECT_TRUE(FreeLibrary(first));
     EXPECT_TRUE(FreeLibrary(first));
     EXPECT_EQ(before, winapi::open_libraries());

@@ -75,8 +75,8 @@ TEST_F(LinuxProcessTest, WhatIsNotUsedIsRefused) {
     STARTUPINFOW startup{};
     PROCESS_INFORMATION information{};
     const auto start = [&](DWORD flags, LPCWSTR directory) {
-        return CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, flags, nullptr, directory,
-                              &startup, &information);
+        return CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, flags, nullptr, directory, &startup,
+                              &information);
     };
     EXPECT_FALSE(start(0x10, nullptr));
     EXPECT_EQ(ERROR_INVALID_PARAMETER, GetLastError());

@@ -41,10 +41,9 @@ TEST_F(RegistryFileTest, KeepsNamesAndDataOfEveryKind) {
     const std::u16string odd = u"]=\"%\r\n\u0001[\u00e9\U0001F5A8";
     const std::u16string half_pair = std::u16string(u"a\xD800") + u"b";
     HKEY key = nullptr;
-    for (const std::u16string& path :
-         {u"Ports\\" + odd, u"Ports\\" + half_pair, std::u16string(u"Ports\\ \\x]")}) {
-        ASSERT_EQ(0, RegCreateKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
-                                     &key, nullptr));
+    for (const std::u16string& path : {u"Ports\\" + odd, u"Ports\\" + half_pair, std::u16string(u"Ports\\ \\x]")}) {
+        ASSERT_EQ(0, RegCreateKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key,
+                                     nullptr));
         const auto* const bytes = reinterpret_cast<const BYTE*>(odd.c_str());
         const auto size = static_cast<DWORD>((odd.size() + 1) * sizeof(WCHAR));
         RegSetValueExW(key, odd.c_str(), 0, REG_SZ, bytes, size);
@@ -71,10 +70,10 @@ TEST_F(RegistryFileTest, AMalformedFileChangesNothing) {
     const std::string good = "[A\\B]\n\"n\"=text:\"v\"\n";
     ASSERT_TRUE(load("# by hand\r\n\r\n[A\\B]\r\n\"n\"=text:\"v\"\r\n"));
     for (const std::string bad :
-         {"\"n\"=text:\"v\"\n", "[A\n", "[A\\\\B]\n", "[]A\n", "[A]\nn=text:\"v\"\n",
-          "[A]\n\"n\"text:\"v\"\n", "[A]\n\"n\"=text:\"v\"x\n", "[A]\n\"n\"=dword:1\n",
-          "[A]\n\"n\"=dword:0000000g\n", "[A]\n\"n\"=hex(3):0\n", "[A]\n\"n\"=hex():00\n",
-          "[A]\n\"n%00\"=hex(3):\n", "[A]\n\"n%\"=hex(3):\n", "[A]\n\"n\"=other:1\n", "[%]\n"}) {
+         {"\"n\"=text:\"v\"\n", "[A\n", "[A\\\\B]\n", "[]A\n", "[A]\nn=text:\"v\"\n", "[A]\n\"n\"text:\"v\"\n",
+          "[A]\n\"n\"=text:\"v\"x\n", "[A]\n\"n\"=dword:1\n", "[A]\n\"n\"=dword:0000000g\n", "[A]\n\"n\"=hex(3):0\n",
+          "[A]\n\"n\"=hex():00\n", "[A]\n\"n%00\"=hex(3):\n", "[A]\n\"n%\"=hex(3):\n", "[A]\n\"n\"=other:1\n",
+          "[%]\n"}) {
         EXPECT_FALSE(load(bad)) << bad;
     }
     EXPECT_FALSE(winapi::load_registry(file_.string() + ".none"));
@@ -84,9 +83,8 @@ TEST_F(RegistryFileTest, AMalformedFileChangesNothing) {
 
 TEST_F(RegistryFileTest, NamesOfKeysAreLimited) {
     HKEY key = nullptr;
-    EXPECT_EQ(LSTATUS{ERROR_INVALID_PARAMETER},
-              RegCreateKeyExW(HKEY_LOCAL_MACHINE, std::u16string(256, u'n').c_str(), 0, nullptr, 0, KEY_READ,
-                              nullptr, &key, nullptr));
+    EXPECT_EQ(LSTATUS{ERROR_INVALID_PARAMETER}, RegCreateKeyExW(HKEY_LOCAL_MACHINE, std::u16string(256, u'n').c_str(),
+                                                                0, nullptr, 0, KEY_READ, nullptr, &key, nullptr));
     EXPECT_EQ("", saved());
 }
 

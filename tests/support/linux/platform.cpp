@@ -6,9 +6,13 @@
 
 namespace test {
 
-void clear_registry() { winapi::clear_registry(); }
+void clear_registry() {
+    winapi::clear_registry();
+}
 
-size_t open_handles() { return winapi::open_handles(); }
+size_t open_handles() {
+    return winapi::open_handles();
+}
 
 size_t peak_memory() {
     rusage usage = {};
@@ -16,7 +20,11 @@ size_t peak_memory() {
     return static_cast<size_t>(usage.ru_maxrss) * 1024;
 }
 
-FastClock::FastClock(double factor) { winapi::set_clock_speed(factor); }
-FastClock::~FastClock() { winapi::set_clock_speed(1); }
+FastClock::FastClock(double factor) {
+    winapi::set_clock_speed(factor);
+}
+FastClock::~FastClock() {
+    winapi::set_clock_speed(1);
+}
 
 }  // namespace test

@@ -1,0 +1,279 @@
+// Documents on a printer whose hardware is checked: each course as the helper hears it, as the printer gets it, and as
+// the spooler shows it.
+#include "tests/support/helper_script.h"
+
+namespace test {
+namespace {
+
+using Statuses = std::vector<DWORD>;
+
+class HardwareCheck : public HelperServer {};
+
+constexpr DWORD kPrinting = JOB_STATUS_PRINTING;
+constexpr DWORD kError = JOB_STATUS_PRINTING | JOB_STATUS_ERROR;
+constexpr DWORD kPaperOut = JOB_STATUS_PRINTING | JOB_STATUS_PAPEROUT;
+
+const std::string kName = "printername=Office\n";
+const std::string kAddress = kName + "printeraddress=127.0.0.1\n";
+const std::string kJobId = kAddress + "jobid=7\n";
+const std::string kWait = kJobId + "wait\n";
+const std::string kStart = kWait + "startdoc\n";
+const std::string kClosed = "(end of input)\n";
+const std::string kExit = "(exit)\n";
+const std::string kWhole = kStart + "enddoc\n" + kClosed;
+
+TEST_F(HardwareCheck, EveryCourse) {
+    enum Arrival { printed, nothing, no_connection };
+    const struct {
+        std::string script;
+        std::string heard;
+        Arrival arrival = printed;
+        Statuses job = {kPrinting};  // every status the job has had until it is printed
+        Statuses printer = {};
+        std::string line = "";  // a line of the log
+    } courses[] = {
+        {"", kWhole, printed, {kPrinting}, {}, "TSM Start Doc: sent <Office, 127.0.0.1, 7, startdoc>"},
+        // held
+        {"on startdoc WAIT \"Door Open\" for 20 ms then WAIT then OK",
+         kStart + "OK\nOK\nenddoc\n" + kClosed,
+         printed,
+         {kPrinting, kError, kPrinting},
+         {PRINTER_STATUS_DOOR_OPEN, 0},
+         "TSM: extracted wait error string = \"Door Open\""},
+        {"on wait WAIT \"No Paper\" then WAIT \"No Paper\" then WAIT \"Jammed, Offline\" then OK",
+         kWait + "OK\nOK\nOK\nstartdoc\nenddoc\n" + kClosed,
+         printed,
+         {kPrinting, kPaperOut, kError, kPrinting},
+         {PRINTER_STATUS_PAPER_OUT, PRINTER_STATUS_PAPER_JAM, 0}},
+        {"on enddoc WAIT \"Output Full\" then OK",
+         kStart + "enddoc\nOK\n" + kClosed,
+         printed,
+         {kPrinting, kError, kPrinting},
+         {PRINTER_STATUS_OUTPUT_BIN_FULL, 0}},
+        {"on wait say \"WAIT ERROR=No Paper\\n\"", kWait + "OK\nstartdoc\nenddoc\n" + kClosed},
+        // dropped
+        {"on startdoc WAIT \"Job Suspended\" then DELETE",
+         kStart + "OK\n" + kClosed,
+         no_connection,
+         {kPrinting, kError, kPrinting},
+         {},
+         "TSM Start Doc Port - abandon as JobId: 7 has been marked for deletion."},
+        {"on wait DELETE", kWhole},
+        // refused: once more after these two commands only
+        {"run 1: on printeraddress ERROR", kAddress + kClosed + kWhole},
+        {"on printeraddress ERROR", kAddress + kClosed + kAddress + kClosed},
+        {"run 1: on startdoc ERROR\nrun 2: on startdoc DELETE",
+         kStart + kClosed + kStart + kClosed,
+         nothing,
+         {kPrinting},
+         {},
+         "TSM End Doc Port - abandon as JobId: 7 is marked for deletion."},
+        {"on printername ERROR", kName + kClosed, printed, {kPrinting}, {}, "Failed printername command in helper"},
+        {"on wait ERROR", kWait + kClosed, printed, {kPrinting}, {}, "TSM Start Doc: Failed wait command in helper"},
+        {"on jobid WAIT \"Offline\" then ERROR",
+         kJobId + "OK\n" + kClosed,
+         printed,
+         {kPrinting, kError},
+         {PRINTER_STATUS_ERROR},
+         "TSM Start Doc: Failed jobid command in helper"},
+        {"on enddoc ERROR", kWhole, printed, {kPrinting}, {}, "TSM End Doc: Failed to write enddoc"},
+        // unreadable, and in pieces
+        {"on any say \"OKAY, go on\\n\"", kWhole},
+        {"on jobid say \" OK\\n\"", kJobId + kClosed, printed, {kPrinting}, {}, "TSM: give up due to bad response"},
+        {"on jobid say \"O\" then silence for 200 ms then say \"K\\n\"", kJobId + kClosed},
+        {"on jobid say \".\" then silence for 200 ms then OK",
+         kWhole,
+         printed,
+         {kPrinting},
+         {},
+         "TSM: try reading again"},
+        // gone
+        {"on jobid say \"O\" then exit", kJobId + kExit, printed, {kPrinting}, {}, "(nbytes = 1): \"OXXXXXXXX"},
+        {"on wait close output", kWait + kClosed, printed, {kPrinting}, {}, "TSM: error in ReadFile"},
+        {"on any exit", kName + kExit},
+        {"on printeraddress exit", kAddress + kExit + kAddress + kExit},
+        {"on jobid exit", kJobId + kExit},
+        {"on wait exit", kWait + kExit},
+        {"on startdoc exit", kStart + kExit + kStart + kExit},
+        {"on startdoc OK then exit", kStart + kExit, printed, {kPrinting}, {}, "TSM End Doc: Failed to write enddoc"},
+        {"on enddoc exit", kStart + "enddoc\n" + kExit},
+        {"on startdoc WAIT \"Low Paper\" then exit",
+         kStart + "OK\n" + kExit + kStart + "OK\n" + kExit,
+         printed,
+         {kPrinting, kError},
+         {PRINTER_STATUS_ERROR}},
+    };
+    start();
+    check_hardware();
+    const std::string page = pattern(100000);
+    for (const auto& course : courses) {
+        SCOPED_TRACE(course.script);
+        answer_by(course.script);
+        const size_t seen = spooler_sim::printer_status_seen(W("Office")).size();
+        const int logged_before = logged(course.line);
+        const host::Outcome outcome = print_job(page);
+        EXPECT_EQ(outcome.result, host::Result::printed) << outcome.words;
+        EXPECT_TRUE(outcome.identity_kept);
+        EXPECT_EQ(heard(), course.heard);
+        Statuses job = course.job;
+        job.push_back((job.back() & ~kPrinting) | JOB_STATUS_PRINTED);
+        EXPECT_EQ(outcome.job.status_seen, job);
+        EXPECT_EQ(outcome.job.commands, Statuses{JOB_CONTROL_SENT_TO_PRINTER});
+        Statuses printer = spooler_sim::printer_status_seen(W("Office"));
+        printer.erase(printer.begin(), printer.begin() + static_cast<std::ptrdiff_t>(seen));
+        EXPECT_EQ(printer, course.printer);
+        const Lines expected[] = {{page}, {""}, {}};
+        EXPECT_TRUE(arrived() == expected[course.arrival]);
+        EXPECT_TRUE(course.line.empty() || logged(course.line) > logged_before);
+        expect_clean();
+    }
+}
+
+TEST_F(HardwareCheck, AnUnreachablePrinterEndsTheHelper) {
+    start();
+    check_hardware();
+    office->refuse();
+    EXPECT_EQ(print_job("page").result, host::Result::not_started);
+    EXPECT_EQ(heard(), kStart + "end\n" + kClosed);
+    answer_by("on end exit");
+    EXPECT_EQ(print_job("page").result, host::Result::not_started);
+    EXPECT_EQ(logged("TSM: Failed to write end", "ERROR"), 1);
+    EXPECT_EQ(logged("TSM: helper started but other failure and so end the helper"), 2);
+    office->listen();
+    expect_clean();
+}
+
+TEST_F(HardwareCheck, AJobDeletedWhileItIsHeldIsReleasedAtTheNextAnswer) {
+    start();
+    check_hardware();
+    answer_by("run 1: on startdoc WAIT \"No Toner\" then silence until deleted then WAIT \"No Toner\" then OK");
+    auto printing = print_job_meanwhile("page");
+    ASSERT_TRUE(wait_until([] { return spooler_sim::printer_status(W("Office")) == PRINTER_STATUS_NO_TONER; }));
+    EXPECT_EQ(printing.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+    spooler_sim::set_job_status(W("Office"), kJob, kError | JOB_STATUS_DELETING);
+    release("deleted");
+    const host::Outcome outcome = printing.get();
+    EXPECT_EQ(outcome.result, host::Result::printed) << "the spooler drops the data of a deleted job itself";
+    EXPECT_EQ(heard(), kStart + "OK\nSTOP\n" + kClosed + kWhole);
+    const Statuses seen = {kPrinting, kError, kError | JOB_STATUS_DELETING, kPrinting | JOB_STATUS_DELETING,
+                           JOB_STATUS_PRINTED | JOB_STATUS_DELETING};
+    EXPECT_EQ(outcome.job.status_seen, seen);
+    EXPECT_EQ(spooler_sim::printer_status(W("Office")), 0u);
+    expect_clean();
+}
+
+TEST_F(HardwareCheck, AClusterNameHasItsServerAnnounced) {
+    start();
+    check_hardware();
+    const std::string page = "page";
+    // A command takes 4095 bytes: "servername=", the name, and the line feed.
+    for (const size_t length : {size_t{3}, size_t{4083}, size_t{4084}}) {
+        const std::string server(length, 'S');
+        const Text name = W("\\\\") + host::to_text(server) + W("\\Office");
+        spooler_sim::add_printer(name);
+        EXPECT_EQ(print_job(page, 100, name).result, host::Result::printed);
+        EXPECT_EQ(arrived(), Lines{page});
+        const std::string rest = "printeraddress=127.0.0.1\njobid=7\nwait\nstartdoc\nenddoc\n";
+        EXPECT_EQ(heard(), kName + (length < 4084 ? "servername=" + server + "\n" + rest : "") + kClosed);
+        expect_clean();
+    }
+    EXPECT_EQ(logged("TSM: command to helper is too long for name \"servername\"", "ERROR"), 1);
+    EXPECT_EQ(logged("TSM Start Doc: Failed servername command in helper", "ERROR"), 1);
+}
+
+TEST_F(HardwareCheck, SettingsRecordsOfAllVersions) {
+    const std::string old = "enable_color_detection=Y\r\nfailure_mode=HOLD\r\n";
+    const std::string since3 = "is_virtual=N\r\nqueue-confidentiality-mode=HIDE_NAME\r\n";
+    const auto record = [](const std::string& version, const std::string& fields) {
+        return settings_record("version=" + version + "\r\n" + fields);
+    };
+    const struct {
+        std::string record;
+        bool checked;
+    } cases[] = {
+        {record("1", old), false},
+        {record("2", old + "hardware_check_mode=SNMP\r\n"), true},
+        {record("2", old + "hardware_check_mode=snmp\r\n"), false},
+        {record("5", old + "hardware_check_mode=DEVICE-API\r\n" + since3), false},
+        {record("5", old + "hardware_check_mode=NONE\r\n" + since3), false},
+        {record("7", old + "hardware_check_mode=SNMP\r\n" + since3 + "colour=blue\r\n"), true},
+        {record("5", old + "hardware_check_mode=SNMP\r\n"), false},
+        {record("5", "hardware_check_mode=SNMP\r\n" + old + since3), false},
+        {"# TS Serialize Data\r\nversion=2\r\n" + old + "hardware_check_mode=SNMP\r\n", false},
+        {"", false},
+    };
+    start();
+    for (const auto& one : cases) {
+        SCOPED_TRACE(one.record);
+        write(base / "spool" / "settings" / "Office.dat", one.record);
+        EXPECT_EQ(print_job("page").result, host::Result::printed);
+        EXPECT_EQ(arrived(), Lines{"page"});
+        EXPECT_EQ(heard(), one.checked ? kWhole : "");
+        expect_clean();
+    }
+}
+
+// -- Where the helper is ---------------------------------------------------------------------------------------------
+
+TEST_F(HardwareCheck, AHelperThatAppearsAfterTheStartIsFound) {
+    configure_with_debug();
+    office = &add_printer(W("Office"));
+    base = path_of(folder.base);
+    start_monitor();
+    check_hardware();
+    const std::string missing = "TSM: Could not access the install path for ";
+    EXPECT_EQ(logged(missing, "ERROR"), 2);
+    EXPECT_EQ(print_job("page").result, host::Result::printed);
+    EXPECT_EQ(logged(missing, "ERROR"), 4);
+    EXPECT_EQ(logged("TSM Start Doc: no hardware check"), 1);
+
+    install_helper();
+    EXPECT_EQ(print_job("page").result, host::Result::printed);
+    EXPECT_EQ(heard(), kWhole);
+    EXPECT_EQ(arrived(), (Lines{"page", "page"}));
+    expect_clean();
+
+    // A file that is no program.
+    remove_helper();
+    write(base / kProgram, "not a program");
+    EXPECT_EQ(print_job("page").result, host::Result::printed);
+    EXPECT_EQ(logged("TSM: Unable to Create Child Process, error:", "ERROR"), 1);
+    EXPECT_EQ(logged("TSM Start Doc: Failed to create child process", "ERROR"), 1);
+
+    // It has moved, and the registry says where to.
+    ASSERT_TRUE(fs::remove(base / kProgram));
+    const fs::path moved = path_of(folder.install) / "moved";
+    base = moved / "providers" / "print" / "win";
+    fs::create_directories(base);
+    install_helper();
+    ASSERT_TRUE(host::store_install_path(host::windows_path(folder.install + "/moved")));
+    EXPECT_EQ(print_job("page").result, host::Result::printed);
+    EXPECT_EQ(heard(), kWhole);
+    base = path_of(folder.base);
+    expect_clean();
+}
+
+TEST_F(HardwareCheck, AHelperInAFolderWithBlanksAndForeignLetters) {
+    configure_with_debug();
+    office = &add_printer(W("Office"));
+    const std::string install = folder.install + " B\u00FCro \u0416 \u65E5\u672C";
+    fs::copy(path_of(folder.install), path_of(install), fs::copy_options::recursive);
+    ASSERT_TRUE(host::store_install_path(host::windows_path(install)));
+    base = path_of(install) / "providers" / "print" / "win";
+    install_helper();
+    start_monitor();
+    check_hardware();
+    force_attributes();
+    EXPECT_EQ(print_job("page").result, host::Result::printed);
+    EXPECT_EQ(arrived(), Lines{"page"});
+    const std::string all = heard();
+    EXPECT_TRUE(all.starts_with(kStart + "enddoc\n" + kClosed + kName + "spoolfile=")) << all;
+    EXPECT_NE(all.find("B\u00FCro \u0416 \u65E5\u672C"), std::string::npos) << all;
+    EXPECT_EQ(work_files(), Lines{});
+    expect_clean();
+    monitor.unload();
+    fs::remove_all(path_of(install));
+}
+
+}  // namespace
+}  // namespace test

@@ -1,0 +1,281 @@
+// Ports added, changed, read, checked and deleted through the configuration channel.
+#include "tests/support/port_admin.h"
+
+namespace test {
+namespace {
+
+constexpr DWORD kMost = 0xFFFFFFFF;
+constexpr DWORD kNotFound = 2;
+
+class Xcv : public PortAdmin {
+  protected:
+    // A copy with nothing behind it, so that a read past the end is seen.
+    static std::unique_ptr<BYTE[]> exact(const void* data, size_t size) {
+        std::unique_ptr<BYTE[]> block(new BYTE[size]);
+        if (size != 0) memcpy(block.get(), data, size);
+        return block;
+    }
+    static std::unique_ptr<BYTE[]> letters(size_t size) {
+        const std::string text(size, 'A');
+        return exact(text.data(), size);
+    }
+    DWORD send_raw(LPCWSTR command, const void* input, DWORD input_size, void* output = nullptr,
+                   DWORD output_size = 0) {
+        return host::Xcv(monitor, W("Office"), kAdministrator).send(command, input, input_size, output, output_size);
+    }
+};
+
+TEST_F(Xcv, APortsLife) {
+    configure_with_debug();
+    peer::TcpPrinter first;
+    peer::TcpPrinter second;
+    spooler_sim::add_printer(W("Printer"));
+    ASSERT_TRUE(load()) << last_reason;
+    const auto print_page = [&] {
+        host::Document page = document(W("Printer"), host::memory_source("page"));
+        page.port = W("Office");
+        return monitor.print_document(page).result;
+    };
+    EXPECT_EQ(send(W("TSPortExists"), Text(W("Office")), 0), 0u);
+    ASSERT_EQ(send(W("TSAddPort"), config(W("Office"), W("127.0.0.1"), first.port())), 0u);
+    EXPECT_EQ(send(W("TSPortExists"), Text(W("oFFICE")), 0), static_cast<DWORD>(ERROR_ALREADY_EXISTS));
+    EXPECT_EQ(print_page(), host::Result::printed);
+
+    // The record is kept byte for byte, with what is behind its terminators.
+    PortConfig changed = config(W("Office"), W("127.0.0.1"), second.port());
+    changed.printer_address[100] = W('x');
+    changed.port_name[60] = W('y');
+    ASSERT_EQ(send(W("TSConfigPort"), changed), 0u);
+    PortConfig read = {};
+    ASSERT_EQ(get(W("OFFICE"), read), 0u);
+    EXPECT_EQ(memcmp(&read, &changed, sizeof read), 0);
+    expect_agreement();
+    EXPECT_EQ(print_page(), host::Result::printed);
+    ASSERT_TRUE(first.wait_for_ends(1) && second.wait_for_ends(1));
+    EXPECT_EQ(first.connections(), 1u);
+    EXPECT_EQ(second.connection(0).data, "page");
+
+    ASSERT_EQ(send(W("TSDeletePort"), Text(W("office"))), 0u);
+    EXPECT_EQ(listed(), Lines());
+    EXPECT_EQ(stored(), Lines());
+    EXPECT_EQ(print_page(), host::Result::not_started);
+    EXPECT_EQ(logged("TSM Xcv DoPortExists: does NOT exist"), 1);
+    EXPECT_EQ(logged("TSM Xcv DoPortExists: exists"), 1);
+}
+
+TEST_F(Xcv, FailuresHaveTheirCodesAndLines) {
+    configure_with_debug();
+    add_printer(W("Office"));
+    spooler_sim::add_foreign_port(W("LPT1:"));
+    ASSERT_TRUE(load()) << last_reason;
+    const Lines before = listed();
+    const PortConfig known = config(W("Office"), W("printer"));
+    const PortConfig unknown = config(W("Attic"), W("printer"));
+    struct {
+        const WCHAR* command;
+        ACCESS_MASK access;
+        const PortConfig* input;
+        DWORD input_size;
+        const WCHAR* object;
+        DWORD output_size;
+        DWORD code;
+        const char* line;  // at error level; null: none
+    } const rows[] = {
+        {W("tsaddport"), kAdministrator, &unknown, 392, W(""), 0, 87, nullptr},
+        {W("TSAddPort "), kAdministrator, &unknown, 392, W(""), 0, 87, nullptr},
+        {W(""), kAdministrator, &unknown, 392, W(""), 0, 87, nullptr},
+        {W("TSAddPort"), 0, &unknown, 392, W(""), 0, 5, nullptr},
+        {W("TSAddPort"), ~kAdministrator, &unknown, 391, W(""), 0, 5, nullptr},
+        {W("TSConfigPort"), ~kAdministrator, &known, 392, W(""), 0, 5, nullptr},
+        {W("TSGetConfigInfo"), ~kAdministrator, nullptr, 0, W("Office"), 392, 5, nullptr},
+        {W("TSDeletePort"), ~kAdministrator, &known, 392, W(""), 0, 5, nullptr},
+        {W("TSAddPort"), kAdministrator, &known, 392, W(""), 0, 183, nullptr},
+        {W("TSConfigPort"), kAdministrator, &unknown, 392, W(""), 0, 87, "TSM: Unable to find the port: Attic"},
+        {W("TSGetConfigInfo"), kAdministrator, nullptr, 0, W("Attic"), 392, 87, "TSM: Unable to find the port: Attic"},
+        {W("TSGetConfigInfo"), kAdministrator, nullptr, 0, W(""), 392, 87, "TSM: Unable to find the port: "},
+        {W("TSGetConfigInfo"), kAdministrator, nullptr, 0, W("Office"), 391, 87,
+         "TSM: DoGetConfigInfo: Output size (391) does not match expected (392)."},
+        {W("TSGetConfigInfo"), kAdministrator, nullptr, 0, W("Office"), 393, 87,
+         "TSM: DoGetConfigInfo: Output size (393) does not match expected (392)."},
+        {W("TSDeletePort"), kAdministrator, &unknown, 392, W(""), 0, 2,
+         "TSM Xcv DoDeletePort: \"printer\" - name not found"},
+    };
+    for (const auto& row : rows) {
+        const int lines = row.line != nullptr ? logged(row.line, "ERROR") : logged(" ", "ERROR");
+        std::vector<BYTE> output(row.output_size + 1, '?');
+        const host::Xcv xcv(monitor, row.object, row.access);
+        const std::string what = host::to_utf8(row.command) + " with " + std::to_string(row.input_size);
+        EXPECT_EQ(xcv.send(row.command, row.input, row.input_size, output.data(), row.output_size), row.code) << what;
+        EXPECT_EQ(output, std::vector<BYTE>(output.size(), '?')) << what;
+        EXPECT_EQ(row.line != nullptr ? logged(row.line, "ERROR") - 1 : logged(" ", "ERROR"), lines) << what;
+    }
+    SetLastError(0);
+    EXPECT_EQ(send(W("TSAddPort"), config(W("lpt1:"), W("printer"))), 183u) << "another monitor's";
+    EXPECT_EQ(GetLastError(), 183u);
+    EXPECT_EQ(send(W("TSPortExists"), Text(W("lpt1:")), 0), 183u);
+    EXPECT_EQ(listed(), before);
+    expect_agreement();
+}
+
+TEST_F(Xcv, MonitorUiNamesItsLibrary) {
+    configure({});
+    ASSERT_TRUE(load()) << last_reason;
+    const host::Xcv xcv(monitor, W("Tessaron TCP/IP Port"), 0);
+    for (const DWORD size : {0u, 41u, 42u, 43u}) {
+        const auto output = letters(size);
+        DWORD needed = 0;
+        EXPECT_EQ(xcv.send(W("MonitorUI"), nullptr, 0, output.get(), size, &needed), size < 42 ? 122u : 0u) << size;
+        EXPECT_EQ(needed, 42u);
+        if (size >= 42) {
+            EXPECT_EQ(memcmp(output.get(), W("tsprintportmonui.dll"), 42), 0);
+        }
+    }
+}
+
+TEST_F(Xcv, ACheckConnectsAndLeavesNothingOpen) {
+    configure_with_debug();
+    peer::TcpPrinter& printer = add_printer(W("Office"));
+    ASSERT_TRUE(load()) << last_reason;
+    const PortConfig good = config(W(""), W("127.0.0.1"), printer.port());
+    const size_t handles = open_handles();
+    EXPECT_EQ(send(W("TSPortIsValid"), good, 0), 0u);
+    ASSERT_TRUE(printer.wait_for_ends(1));
+    EXPECT_EQ(printer.connection(0).end, peer::End::finished);
+    EXPECT_EQ(printer.connection(0).bytes, 0u);
+
+    // A longer input is one of a later port UI: its beginning is understood.
+    EXPECT_EQ(send_raw(W("TSPortIsValid"), exact(&good, sizeof good).get(), kMost), 0u);
+    ASSERT_TRUE(printer.wait_for_ends(2));
+    printer.refuse();
+    EXPECT_EQ(send(W("TSPortIsValid"), good, 0), 1u);
+    EXPECT_EQ(logged("TSM: unable to connect to printer by tcp", "ERROR"), 1);
+    EXPECT_EQ(logged("TSM Xcv DoPortIsValid: success"), 2);
+    EXPECT_EQ(logged("TSM Xcv DoPortIsValid: failure"), 1);
+    EXPECT_EQ(send(W("TSPortIsValid"), config(W(""), W("127.0.0.1"), 65536 + printer.port()), 0), 1u);
+    EXPECT_EQ(open_handles(), handles);
+}
+
+TEST_F(Xcv, OpenHandlesDoNotDependOnEachOther) {
+    configure({});
+    add_printer(W("Office"));
+    ASSERT_TRUE(load()) << last_reason;
+    PortConfig read = {};
+    auto first = std::make_unique<host::Xcv>(monitor, W("Office"), kAdministrator);
+    auto second = std::make_unique<host::Xcv>(monitor, W("Office"), kAdministrator);
+    auto third = std::make_unique<host::Xcv>(monitor, W("Office"), kAdministrator);
+    for (auto* const closed : {&first, &third}) {
+        closed->reset();
+        EXPECT_EQ(second->send(W("TSGetConfigInfo"), nullptr, 0, &read, sizeof read), 0u);
+    }
+    // The object's name is the handle's own; there may be none.
+    HANDLE nameless = nullptr;
+    ASSERT_TRUE(monitor.table()->pfnXcvOpenPort(monitor.monitor(), nullptr, kAdministrator, &nameless));
+    DWORD needed = 0;
+    EXPECT_EQ(monitor.table()->pfnXcvDataPort(nameless, W("TSGetConfigInfo"), nullptr, 0,
+                                              reinterpret_cast<BYTE*>(&read), sizeof read, &needed),
+              87u);
+    EXPECT_TRUE(monitor.table()->pfnXcvClosePort(nameless));
+}
+
+TEST_F(Xcv, NothingIsReadPastTheInput) {
+    configure_with_debug();
+    add_printer(W("Office"));
+    ASSERT_TRUE(load()) << last_reason;
+    const Lines before = listed();
+    for (const DWORD size : {0u, 1u, 2u, 257u, 258u, 259u, 260u, 387u, 391u, 393u, 600u}) {
+        const auto block = letters(size);
+        const bool has_name = size >= sizeof(WCHAR) && size <= MAX_PATH * sizeof(WCHAR);
+        EXPECT_EQ(send_raw(W("TSAddPort"), block.get(), size), 87u) << size;
+        EXPECT_EQ(send_raw(W("TSConfigPort"), block.get(), size), 87u) << size;
+        EXPECT_EQ(send_raw(W("TSDeletePort"), block.get(), size), has_name ? kNotFound : 87u) << size;
+        EXPECT_EQ(send_raw(W("TSPortExists"), block.get(), size), has_name ? 0u : 87u) << size;
+        if (size < sizeof(PortConfig)) {
+            EXPECT_EQ(send_raw(W("TSPortIsValid"), block.get(), size), 87u) << size;
+        }
+        EXPECT_EQ(send_raw(W("TSGetConfigInfo"), block.get(), size, block.get(), size), 87u) << size;
+    }
+    // Sizes beyond anything, with the text ended well before them.
+    const PortConfig known = config(W("Office"), W("printer"));
+    EXPECT_EQ(send_raw(W("TSAddPort"), exact(&known, sizeof known).get(), kMost), 87u);
+    EXPECT_EQ(send_raw(W("TSConfigPort"), exact(&known, sizeof known).get(), kMost), 87u);
+    const auto attic = exact(W("Attic"), 12);
+    EXPECT_EQ(send_raw(W("TSDeletePort"), attic.get(), kMost), kNotFound);
+    EXPECT_EQ(send_raw(W("TSPortExists"), attic.get(), kMost), 0u);
+
+    for (const LPCWSTR command : {W("TSAddPort"), W("TSConfigPort"), W("TSDeletePort"), W("TSPortExists"),
+                                  W("TSPortIsValid"), W("TSGetConfigInfo")}) {
+        for (const DWORD size : {DWORD{0}, DWORD{392}, kMost}) {
+            EXPECT_EQ(send_raw(command, nullptr, size, nullptr, size), 87u) << host::to_utf8(command) << " " << size;
+        }
+    }
+    EXPECT_NE(send_raw(W("MonitorUI"), nullptr, kMost, nullptr, kMost), 0u);
+    EXPECT_EQ(listed(), before);
+    expect_agreement();
+    EXPECT_EQ(send_raw(W("TSDeletePort"), exact(W("OFFICE"), 12).get(), 12), 0u) << "a name that fills its input";
+    expect_agreement();
+}
+
+// What has been added comes back as it was with the next start, and what cannot come back is not added.
+TEST_F(Xcv, WhatIsAddedLasts) {
+    configure({});
+    ASSERT_TRUE(load()) << last_reason;
+    struct {
+        Text name;
+        Text address;
+        bool possible;
+    } const rows[] = {
+        {W("plain"), W("printer"), true},
+        {Text(64, W('n')), Text(128, W('a')), true},
+        {W("no address"), W(""), true},
+        {W("full address"), Text(129, W('a')), true},
+        {W("B\u00FCro \u0416 \u65E5\u672C"), W("dr\u00FCcker"), true},
+        {W("b\u00DCRO \u0436 \u65E5\u672C"), W("the same in other letters"), false},
+        {W(" \t\"%,#"), W("printer"), true},
+        {W(""), W("no name"), false},
+        {W("Room\\12"), W("two keys"), false},
+        {Text(65, W('u')), W("no terminator"), false},
+    };
+    for (const auto& row : rows) {
+        const PortConfig asked = config(row.name, row.address);
+        EXPECT_EQ(send(W("TSAddPort"), asked) == 0, row.possible) << host::to_utf8(row.name);
+        expect_agreement();
+    }
+    Lines before = listed();
+    ASSERT_TRUE(restart()) << last_reason;
+    EXPECT_EQ(listed(), stored()) << "the order is the registry's";
+    Lines after = listed();
+    std::sort(before.begin(), before.end());
+    std::sort(after.begin(), after.end());
+    EXPECT_EQ(after, before);
+    PortConfig read = {};
+    ASSERT_EQ(get(Text(64, W('N')), read), 0u);
+    const PortConfig full = config(Text(64, W('n')), Text(128, W('a')));
+    EXPECT_EQ(memcmp(&read, &full, sizeof read), 0);
+}
+
+TEST_F(Xcv, ADocumentOutlivesItsPort) {
+    configure({});
+    peer::TcpPrinter& printer = add_printer(W("Office"));
+    peer::TcpPrinter other;
+    ASSERT_TRUE(load()) << last_reason;
+    HANDLE port = nullptr;
+    DWORD written = 0;
+    spooler_sim::add_job(W("Office"), 7, W("document"), W("client"));
+    ASSERT_TRUE(monitor.open_port(W("Office"), port) && monitor.start_document(port, W("Office"), 7, W("document")));
+    ASSERT_TRUE(monitor.write(port, "one ", 4, written));
+    ASSERT_EQ(send(W("TSConfigPort"), config(W("Office"), W("127.0.0.1"), other.port())), 0u);
+    ASSERT_TRUE(monitor.write(port, "two ", 4, written));
+    ASSERT_EQ(send(W("TSDeletePort"), Text(W("Office"))), 0u);
+    ASSERT_EQ(send(W("TSAddPort"), config(W("Office"), W("127.0.0.1"), other.port())), 0u);
+    ASSERT_TRUE(monitor.write(port, "three", 5, written));
+    EXPECT_TRUE(monitor.end_document(port));
+    EXPECT_TRUE(monitor.close_port(port));
+    ASSERT_TRUE(printer.wait_for_ends(1));
+    EXPECT_EQ(printer.connection(0).data, "one two three");
+    EXPECT_EQ(print(W("Office"), "page").result, host::Result::printed);
+    ASSERT_TRUE(other.wait_for_ends(1));
+    EXPECT_EQ(other.connection(0).data, "page");
+}
+
+}  // namespace
+}  // namespace test

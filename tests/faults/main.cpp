@@ -1,0 +1,272 @@
+// The fault sweep: runs each scenario once for every call that can fail, failing that call, once and from then on, and
+// cutting it short where it transfers bytes. After each run nothing may be left over, no success may be reported that
+// is none, and the next document has to print.
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <random>
+#include <set>
+
+#include "tests/faults/scenarios.h"
+#include "tools/host/platform.h"
+#include "winapi/linux/control.h"
+#include "winapi/linux/fault.h"
+
+// Of the sanitizers; not there in other builds.
+extern "C" __attribute__((weak)) int __lsan_do_recoverable_leak_check();
+extern "C" __attribute__((weak)) void __sanitizer_set_death_callback(void (*callback)());
+
+namespace faults {
+namespace {
+
+using winapi::fault::Mode;
+
+constexpr unsigned kHangSeconds = 60;
+constexpr double kClockSpeed = 100;
+
+struct Trial {
+    const Scenario* scenario;
+    std::uint64_t call;
+    Mode mode;
+};
+
+struct Options {
+    std::string library = host::executable_folder() + "/" + host::monitor_file_name();
+    std::string helper = host::executable_folder() + "/ts-print-monitor.exe";
+    std::string scenario;  // only this one
+    std::uint64_t call = 0;
+    Mode mode = Mode::once;
+    size_t sample = 0;  // only so many trials, at random
+    unsigned seed = 1;
+};
+
+constexpr const char* kModeNames[] = {"once", "on", "short"};
+
+const char* name_of(Mode mode) {
+    return kModeNames[static_cast<int>(mode)];
+}
+
+// Of the trial under way, for the message about one that hangs or crashes.
+char repeat_command[256];
+
+void note_repeat_command(const Trial& trial) {
+    snprintf(repeat_command, sizeof repeat_command, "faults --scenario %s --call %llu --mode %s", trial.scenario->name,
+             static_cast<unsigned long long>(trial.call), name_of(trial.mode));
+}
+
+void say_at_the_end(const char* what) {
+    for (const char* text : {what, static_cast<const char*>(repeat_command), "\n"}) {
+        if (::write(STDERR_FILENO, text, strlen(text)) < 0) return;
+    }
+}
+
+void report_death() {
+    say_at_the_end("\ncrashes: ");
+}
+
+void report_signal(int signal) {
+    say_at_the_end(signal == SIGALRM ? "\nhangs: " : "\ncrashes: ");
+    _exit(3);
+}
+
+// What is wrong after one trial, empty when all holds. `function` is the one that was made to fail, empty when there
+// are fewer calls.
+std::string run_trial(World& world, const Trial& trial, std::string& function) {
+    note_repeat_command(trial);
+    alarm(kHangSeconds);
+    trial.scenario->prepare(world);
+    if (!world.error().empty()) return "cannot be prepared: " + world.error();
+    const bool loaded = world.monitor().loaded();
+    world.take_stock();
+    winapi::fault::arm(trial.call, trial.mode);
+    std::string wrong = trial.scenario->run(world);
+    winapi::fault::disarm();
+    function = winapi::fault::failed_function();
+    world.arrived();
+
+    if (wrong.empty()) wrong = world.left_over().empty() ? "" : "left over: " + world.left_over();
+    if (!loaded && !world.load() && wrong.empty()) wrong = "does not start any more: " + world.error();
+    world.printer().behave(peer::Behaviour());
+    world.remove_records();
+    const host::Outcome next = world.print(page());
+    const std::vector<std::string> arrived = world.arrived(next.result == host::Result::printed);
+    // A connection of the run before, which nobody waited for, may still come in first.
+    const bool prints = next.result == host::Result::printed && !arrived.empty() && arrived.back() == page();
+    if (wrong.empty() && !prints) {
+        wrong = "the next document does not print: " + next.words;
+    }
+    world.unload();
+    alarm(0);
+    return wrong;
+}
+
+class Sweep {
+  public:
+    Sweep(World& world, const Options& options) : world_(world), options_(options) {}
+
+    bool run_one(const Trial& trial) {
+        std::string function;
+        const std::string wrong = run_trial(world_, trial, function);
+        ++trials_;
+        failed_.insert(function);
+        if (wrong.empty()) return !function.empty();
+        ++wrong_;
+        printf("%s, call %llu (%s), %s: %s\n  repeat with: %s\n", trial.scenario->name,
+               static_cast<unsigned long long>(trial.call), function.c_str(), name_of(trial.mode), wrong.c_str(),
+               repeat_command);
+        fflush(stdout);
+        return !function.empty();
+    }
+
+    // Every call of a scenario in turn, until there are no more.
+    void run_scenario(const Scenario& scenario) {
+        std::uint64_t call = 1;
+        for (;; ++call) {
+            if (!run_one({&scenario, call, Mode::once})) break;
+            const std::string function = winapi::fault::failed_function();
+            run_one({&scenario, call, Mode::from_then_on});
+            if (transfers(function)) run_one({&scenario, call, Mode::short_count});
+        }
+        printf("%-16s %5llu calls\n", scenario.name, static_cast<unsigned long long>(call - 1));
+        fflush(stdout);
+        calls_ += call - 1;
+        if (__lsan_do_recoverable_leak_check != nullptr && __lsan_do_recoverable_leak_check() != 0) {
+            ++wrong_;
+            printf("%s: memory was lost\n", scenario.name);
+        }
+    }
+
+    void run_all() {
+        for (const Scenario& scenario : scenarios()) {
+            if (options_.scenario.empty() || options_.scenario == scenario.name) run_scenario(scenario);
+        }
+        if (options_.scenario.empty()) look_for_points_never_hit();
+    }
+
+    // Trials at random, the same for the same seed.
+    void run_sample() {
+        std::mt19937 random(options_.seed);
+        for (size_t i = 0; i < options_.sample; ++i) {
+            const Scenario& scenario = scenarios()[random() % scenarios().size()];
+            const std::uint64_t calls = count_calls(scenario);
+            run_one({&scenario, 1 + random() % calls, static_cast<Mode>(random() % 3)});
+        }
+    }
+
+    // The closing lines; whether all held.
+    bool report() const {
+        if (options_.sample == 0) printf("%llu calls that can fail\n", static_cast<unsigned long long>(calls_));
+        printf("%zu passed, %zu failed\n", trials_ - wrong_, wrong_);
+        return wrong_ == 0;
+    }
+
+  private:
+    static bool transfers(const std::string& function) {
+        static const std::set<std::string> names = {"send", "ReadFile", "WriteFile", "fread", "fwrite", "_write"};
+        return names.contains(function);
+    }
+
+    std::uint64_t count_calls(const Scenario& scenario) {
+        std::uint64_t& calls = counted_[scenario.name];
+        if (calls == 0) {
+            scenario.prepare(world_);
+            winapi::fault::arm(0, Mode::once);
+            scenario.run(world_);
+            calls = winapi::fault::disarm();
+            world_.unload();
+            world_.arrived();
+        }
+        return calls;
+    }
+
+    // Functions of the layer that no scenario reaches would only seem to be swept.
+    void look_for_points_never_hit() {
+        // For hosts and tests; the monitor does not call them.
+        static const std::set<std::string> others = {"GetExitCodeProcess", "WaitForSingleObject"};
+        for (const winapi::fault::Point* point : winapi::fault::points()) {
+            if (failed_.contains(point->function()) || others.contains(point->function())) continue;
+            ++wrong_;
+            ++trials_;
+            printf("never made to fail: %s\n", point->function());
+        }
+    }
+
+    World& world_;
+    const Options& options_;
+    size_t trials_ = 0;
+    size_t wrong_ = 0;
+    std::uint64_t calls_ = 0;
+    std::set<std::string> failed_;
+    std::map<std::string, std::uint64_t> counted_;
+};
+
+bool parse(int argc, char** argv, Options& options) {
+    for (int i = 1; i + 1 < argc; i += 2) {
+        const std::string name = argv[i];
+        const std::string value = argv[i + 1];
+        if (name == "--library") {
+            options.library = value;
+        } else if (name == "--helper") {
+            options.helper = value;
+        } else if (name == "--scenario") {
+            options.scenario = value;
+        } else if (name == "--call") {
+            options.call = std::strtoull(value.c_str(), nullptr, 10);
+        } else if (name == "--mode") {
+            for (int mode = 0; mode < 3; ++mode) {
+                if (value == kModeNames[mode]) options.mode = static_cast<Mode>(mode);
+            }
+        } else if (name == "--sample") {
+            options.sample = std::strtoull(value.c_str(), nullptr, 10);
+        } else if (name == "--seed") {
+            options.seed = static_cast<unsigned>(std::strtoul(value.c_str(), nullptr, 10));
+        } else {
+            return false;
+        }
+    }
+    return argc % 2 == 1;
+}
+
+int run(const Options& options) {
+    World world(options.library, options.helper);
+    if (!world.error().empty()) {
+        fprintf(stderr, "%s\n", world.error().c_str());
+        return 2;
+    }
+    winapi::set_clock_speed(kClockSpeed);
+    Sweep sweep(world, options);
+    if (options.call != 0) {
+        for (const Scenario& scenario : scenarios()) {
+            if (options.scenario == scenario.name) sweep.run_one({&scenario, options.call, options.mode});
+        }
+    } else if (options.sample != 0) {
+        sweep.run_sample();
+    } else {
+        sweep.run_all();
+    }
+    return sweep.report() ? 0 : 1;
+}
+
+}  // namespace
+}  // namespace faults
+
+int main(int argc, char** argv) {
+    faults::Options options;
+    if (!faults::parse(argc, argv, options)) {
+        fprintf(stderr,
+                "usage: faults [--library PATH] [--helper PATH] [--scenario NAME [--call K --mode once|on|short]]\n"
+                "              [--sample N [--seed S]]\n");
+        return 2;
+    }
+    std::signal(SIGALRM, faults::report_signal);
+    if (__sanitizer_set_death_callback != nullptr) {
+        __sanitizer_set_death_callback(faults::report_death);
+    } else {
+        for (const int signal : {SIGSEGV, SIGABRT, SIGBUS}) std::signal(signal, faults::report_signal);
+    }
+    return faults::run(options);
+}

@@ -1,0 +1,185 @@
+// A print server with the sample helper program in its base folder: the script it answers by, what it heard, and the
+// records that bring it into play.
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <future>
+#include <thread>
+
+#include "tests/support/print_server.h"
+
+namespace test {
+
+namespace fs = std::filesystem;
+
+class HelperServer : public PrintServer {
+  protected:
+    static constexpr DWORD kJob = 7;
+    static constexpr const char* kProgram = "ts-print-monitor.exe";
+
+    static fs::path path_of(const std::string& utf8) { return std::u8string(utf8.begin(), utf8.end()); }
+
+    // The printer "Office", the monitor, and the helper, which nothing asks for yet.
+    void start(const Lines& settings = {}) {
+        configure_with_debug(settings);
+        office = &add_printer(W("Office"));
+        base = path_of(folder.base);
+        install_helper();
+        start_monitor();
+    }
+    // After a first page, so that what is made once is not counted as left over.
+    void start_monitor() {
+        ASSERT_TRUE(load()) << last_reason;
+        ASSERT_EQ(print(W("Office"), "first page").result, host::Result::printed);
+        ASSERT_TRUE(office->wait_for_ends(office->connections()));
+        arrivals_ = office->connections();
+        handles_ = open_handles();
+    }
+    void install_helper() {
+        const fs::path program = path_of(host::executable_folder()) / kProgram;
+        remove_helper();
+        ASSERT_TRUE(fs::copy_file(program, base / kProgram));
+    }
+    // Once the last one has ended: the file of a running program can neither be written nor, on Windows, deleted.
+    void remove_helper() {
+        std::error_code error;
+        EXPECT_TRUE(wait_until([&] { return fs::remove(base / kProgram, error) || !error; }));
+    }
+    void answer_by(const std::string& script) { write(base / "ts-print-monitor.script", script); }
+    // Ends what the script holds "until" a file of this name is there.
+    void release(const std::string& name) { write(base / name, ""); }
+
+    // -- Records of the Print Provider
+
+    static std::string settings_record(const std::string& fields) {
+        return "# TS Serialize Data\r\n" + fields + "#END\r\n";
+    }
+    static std::string checked_settings() {
+        return settings_record(
+            "version=5\r\nenable_color_detection=Y\r\nfailure_mode=HOLD\r\nhardware_check_mode=SNMP\r\n"
+            "is_virtual=N\r\nqueue-confidentiality-mode=HIDE_NONE\r\n");
+    }
+    void check_hardware(const std::string& printer = "Office") {
+        write(base / "spool" / "settings" / path_of(printer + ".dat"), checked_settings());
+    }
+    static std::string msf_record() {
+        return settings_record(
+            "version=1\r\nwatermark_text=DRAFT\r\nwatermark_font_size_points=12.5\r\nwatermark_gray_level=50\r\n"
+            "watermark_position=1\r\nwatermark_position_override_from_edge_y_points=0\r\ndefault_to_a4=FALSE\r\n"
+            "force_duplex=TRUE\r\nforce_grayscale=FALSE\r\nset_num_copies=2\r\ncompress_method=0\r\n"
+            "inject_job_uid=FALSE\r\n");
+    }
+    fs::path work_file(const std::string& kind, const std::string& printer = "Office", DWORD job = kJob) const {
+        return base / "spool" / "forceattr" / path_of(kind + "-" + printer + "-" + std::to_string(job) + ".dat");
+    }
+    void force_attributes(const std::string& printer = "Office", DWORD job = kJob) {
+        write(work_file("msf", printer, job), msf_record());
+        write(work_file("job", printer, job), "meta-data");
+    }
+    // The names in the force-attributes directory, sorted.
+    Lines work_files() const {
+        Lines names;
+        for (const auto& entry : fs::directory_iterator(base / "spool" / "forceattr")) {
+            const std::u8string name = entry.path().filename().u8string();
+            names.emplace_back(name.begin(), name.end());
+        }
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+
+    // -- A document
+
+    host::Outcome print_job(const std::string& data, DWORD write_size = 65536, const Text& printer = W("Office")) {
+        host::Document job = document(printer, host::memory_source(data), write_size);
+        job.port = W("Office");
+        job.job_id = kJob;
+        return monitor.print_document(job);
+    }
+    std::future<host::Outcome> print_job_meanwhile(const std::string& data) {
+        return std::async(std::launch::async, [this, data] { return print_job(data); });
+    }
+    // What each connection since the last call has brought to "Office".
+    Lines arrived() {
+        Lines data;
+        EXPECT_TRUE(office->wait_for_ends(office->connections()));
+        for (; arrivals_ < office->connections(); ++arrivals_) data.push_back(office->connection(arrivals_).data);
+        return data;
+    }
+
+    // -- What the helper heard
+
+    // The transcripts of all runs so far, in the order of their starts. Waits for each to be over.
+    std::string heard() const {
+        std::string all;
+        for (int run = 1; fs::exists(run_folder(run)); ++run) {
+            std::string transcript;
+            const bool over = wait_until([&] {
+                transcript = read(run_folder(run) / "transcript");
+                const size_t last = transcript.rfind('\n', transcript.size() - 2) + 1;
+                return transcript.ends_with(")\n") && transcript[last] == '(';
+            });
+            EXPECT_TRUE(over) << "a helper is still running, it has heard\n" << transcript;
+            all += transcript;
+        }
+        return all;
+    }
+    template <typename Condition>
+    static bool wait_until(Condition condition) {
+        const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (!condition()) {
+            if (std::chrono::steady_clock::now() > limit) return false;
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        }
+        return true;
+    }
+    // Nothing is left over, the next document prints, and the next run is the first again.
+    void expect_clean() {
+        remove_transcripts();
+        fs::remove(base / "ts-print-monitor.script");
+        spooler_sim::set_printer_status(W("Office"), 0);
+        EXPECT_EQ(spooler_sim::open_printers(), 0u);
+        EXPECT_EQ(spooler_sim::open_tokens(), 0u);
+        arrived();
+        host::Document next = document(W("Office"), host::memory_source("next page"));
+        next.job_id = kJob + 1000;
+        EXPECT_EQ(monitor.print_document(next).result, host::Result::printed);
+        EXPECT_EQ(arrived(), Lines{"next page"});
+        remove_transcripts();
+        EXPECT_TRUE(wait_until([this] { return open_handles() == handles_; }))
+            << open_handles() << ", not " << handles_;
+    }
+
+    // Once the last helper is over and has let go of its own.
+    void remove_transcripts() {
+        heard();
+        std::error_code error;
+        EXPECT_TRUE(wait_until([&] {
+            fs::remove_all(base / "ts-print-monitor.runs", error);
+            return !error;
+        }));
+    }
+
+    static void write(const fs::path& path, const std::string& contents) {
+        std::ofstream file(path, std::ios::binary);
+        file << contents;
+        EXPECT_TRUE(file.flush()) << path;
+    }
+    static std::string read(const fs::path& path) {
+        std::ifstream file(path, std::ios::binary);
+        std::stringstream text;
+        text << file.rdbuf();
+        return text.str();
+    }
+
+    fs::path run_folder(int run) const { return base / "ts-print-monitor.runs" / std::to_string(run); }
+
+    fs::path base;
+    peer::TcpPrinter* office = nullptr;
+
+  private:
+    size_t arrivals_ = 0;
+    size_t handles_ = 0;
+};
+
+}  // namespace test

@@ -1,0 +1,16 @@
+// What the helper asks of the machine it runs on; each platform has its own body (linux/, windows/).
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+namespace helper {
+
+// The running program. How it was started does not tell: an unquoted command line breaks at the blanks of a path.
+std::filesystem::path own_path();
+// A path as the monitor writes it, in UTF-8, for this machine's file functions.
+std::filesystem::path path_from_monitor(const std::string& path);
+// Standard input and output carry bytes as they are, and a reader that has gone shows as a failed write.
+void prepare_streams();
+
+}  // namespace helper

@@ -1,0 +1,18 @@
+// What --help prints.
+#pragma once
+
+namespace tsport {
+
+extern const char general_help[];
+extern const char list_help[];
+extern const char show_help[];
+extern const char add_help[];
+extern const char set_help[];
+extern const char delete_help[];
+extern const char test_help[];
+extern const char exists_help[];
+extern const char export_help[];
+extern const char import_help[];
+extern const char diff_help[];
+
+}  // namespace tsport

@@ -1,0 +1,25 @@
+// Ports and texts in words: columns for people, JSON for scripts.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tools/tsport/port.h"
+
+namespace tsport {
+
+// In quotes, with what cannot stand for itself escaped: a JSON string, and a text of a ports file.
+std::string quoted(const Text& text);
+// For people: as it is, but for characters that a terminal would obey.
+std::string shown(const Text& text);
+
+// Lines of cells, each column as wide as its widest cell.
+using Rows = std::vector<std::vector<std::string>>;
+std::string in_columns(const Rows& rows);
+
+// Name, address and number as three cells.
+std::vector<std::string> cells_of(const Port& port);
+std::string in_json(const Port& port);
+std::string in_json(const std::vector<Port>& ports);
+
+}  // namespace tsport

@@ -1,0 +1,25 @@
+// The program, but for its surroundings.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace tsport {
+
+enum Status {
+    done = 0,
+    not_there = 1,  // the port, or the printer; for diff: a difference
+    bad_usage = 2,
+    refused = 3,
+};
+
+struct Answer {
+    int status = done;
+    std::string out;  // for standard output ...
+    std::string err;  // ... and standard error
+};
+
+// Runs the tool with these arguments, the program's name not among them.
+Answer run(const std::vector<std::string>& arguments);
+
+}  // namespace tsport

@@ -1,0 +1,340 @@
+#include "winportmon/tsmon/forceattr.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "common/log.h"
+#include "common/os.h"
+#include "common/serialize_job.h"
+#include "common/serialize_msf.h"
+#include "common/util.h"
+#include "winportmon/tsmon/helper.h"
+#include "winportmon/tsmon/helper_protocol.h"
+#include "winportmon/tsmon/identity.h"
+#include "winportmon/tsmon/utf8_text.h"
+#include "winportmon/tsmon/util_writer.h"
+
+namespace tsmon {
+namespace {
+
+constexpr const char* kInput = "input";
+constexpr const char* kOutput = "output";
+constexpr size_t kFileNameBlock = 261;  // bytes allocated for a name ...
+constexpr size_t kFileNameSize = 260;   // ... and those it may take, terminator included
+constexpr DWORD kLeastPipeSize = 65535;
+constexpr DWORD kLeastForwardSize = 1024;  // no forwarding buffer is as small as this
+
+struct JobIdText {
+    explicit JobIdText(const PortEntry* port) { util_snprintf(text, sizeof text, "%d", port->job_id); }
+    char text[20];
+};
+
+bool KeepsFiles() {
+    return session_context.forceattr_debug != 0;
+}
+
+}  // namespace
+
+uint32_t CheckForceAttrNeeded(PortEntry* port) {
+    log_debug(LOG_HERE, "TSM: checking force attr");
+    const JobIdText job_id(port);
+    log_debug(LOG_HERE, "TSM: checking if force attr needed for JobId: \"%s\"", job_id.text);
+    port->force_attr.active = 0;
+    const Utf8Text printer_name(port->printer_name);
+    log_debug(LOG_HERE, "TSM: reading msf file for printer %s and JobId: %s", printer_name.get(), job_id.text);
+    MsfRecord record;
+    if (printer_name.get() != nullptr &&
+        serialize_msf_readin(session_context.forceattr_spool_dir_path, printer_name.get(), job_id.text, &record)) {
+        port->force_attr.active = 1;
+        log_debug(LOG_HERE, "TSM: detected force attributes on for printer %s and JobId: %d", printer_name.get(),
+                  port->job_id);
+    } else {
+        log_debug(LOG_HERE, "TSM: detected force attributes off for printer %s and JobId: %d", printer_name.get(),
+                  port->job_id);
+    }
+    return port->force_attr.active;
+}
+
+// -- Work files ------------------------------------------------------------------------------------------------------
+
+BOOL CreateForceAttrFiles(PortEntry* port) {
+    log_debug(LOG_HERE, "TSM: create force attribute spool files");
+    const SpoolerIdentity as_spooler("TSM: unable to RevertToPrinterSelf. Try continuing without impersonation.",
+                                     "TSM: unable to ImpersonatePrinterClient");
+    ForceAttrState& state = port->force_attr;
+    if (!CreateForceAttrFile(port, kInput, &state.input_name, &state.input)) return FALSE;
+    if (!KeepsFiles() || CreateForceAttrFile(port, kOutput, &state.output_name, &state.output)) return TRUE;
+    os_file_delete(state.input_name);
+    CloseForceAttrFile(kInput, &state.input_name, &state.input);
+    return FALSE;
+}
+
+BOOL CreateForceAttrFile(PortEntry* port, const char* kind, char** name, FILE** file) {
+    log_dev(LOG_HERE, "TSM: CreateForceAttrFile");
+    *file = nullptr;
+    *name = static_cast<char*>(calloc(1, kFileNameBlock));
+    if (*name == nullptr) return FALSE;
+    const Utf8Text printer_name(port->printer_name);
+    const int length = util_snprintf(*name, kFileNameSize, "%s\\%s-%s-%d.dat", session_context.forceattr_spool_dir_path,
+                                     kind, printer_name.get(), port->job_id);
+    // A cut name would be another file's.
+    if (length >= static_cast<int>(kFileNameSize)) {
+        SetLastError(ERROR_FILENAME_EXCED_RANGE);
+    } else {
+        *file = os_fopen(*name, "wb");
+    }
+    if (*file == nullptr) {
+        log_error_last_error(LOG_HERE, "TSM: unable to create force attributes %s file \"%s\"", kind, *name);
+        free(*name);
+        *name = nullptr;
+        return FALSE;
+    }
+    log_debug(LOG_HERE, "TSM: successfully created force attr %s file: %s", kind, *name);
+    return TRUE;
+}
+
+BOOL AppendFile(const char* kind, FILE* file, const void* data, DWORD length, DWORD* written) {
+    if (file == nullptr) return FALSE;
+    *written = static_cast<DWORD>(fwrite(data, 1, length, file));
+    // A stream that has lost bytes once is not whole again.
+    if (*written == length && ferror(file) == 0) return TRUE;
+    log_error_last_error(LOG_HERE, "TSM: unable to write entire buffer. Only wrote %d bytes to force attr %s file",
+                         *written, kind);
+    return FALSE;
+}
+
+BOOL DeleteForceAttrFiles(PortEntry* port) {
+    if (KeepsFiles()) return TRUE;
+    const JobIdText job_id(port);
+    log_debug(LOG_HERE, "TSM: delete force attributes files");
+    const SpoolerIdentity as_spooler("TSM: DeleteForceAttrFiles unable to RevertToPrinterSelf.",
+                                     "TSM: DeleteForceAttrFiles unable to ImpersonatePrinterClient");
+    const ForceAttrState& state = port->force_attr;
+    const char* const directory = session_context.forceattr_spool_dir_path;
+    const Utf8Text printer_name(port->printer_name);
+    BOOL result = TRUE;
+    if (state.input_name != nullptr && !os_file_delete(state.input_name)) {
+        log_error_last_error(LOG_HERE, "TSM: Unable to delete force attr spool path: %s", state.input_name);
+        result = FALSE;
+    }
+    if (state.output_name != nullptr && !os_file_delete(state.output_name)) {
+        log_error_last_error(LOG_HERE, "TSM: Unable to delete force attr output path: %s", state.output_name);
+        result = FALSE;
+    }
+    if (!serialize_job_delete(directory, printer_name.get(), job_id.text)) {
+        log_error_last_error(LOG_HERE, "TSM: Unable to delete force attr job file");
+        result = FALSE;
+    }
+    if (!serialize_msf_delete(directory, printer_name.get(), job_id.text)) {
+        log_error_last_error(LOG_HERE, "TSM: Unable to delete force attr msf file");
+        result = FALSE;
+    }
+    return result;
+}
+
+void CloseForceAttrFile(const char* kind, char** name, FILE** file) {
+    if (*file != nullptr && fclose(*file) != 0) {
+        log_error_last_error(LOG_HERE, "TSM: Unable to close force attr %s file", kind);
+    }
+    *file = nullptr;
+    free(*name);
+    *name = nullptr;
+}
+
+void CloseForceAttrFiles(PortEntry* port) {
+    ForceAttrState& state = port->force_attr;
+    CloseForceAttrFile(kInput, &state.input_name, &state.input);
+    if (KeepsFiles()) CloseForceAttrFile(kOutput, &state.output_name, &state.output);
+}
+
+// -- The conversation ------------------------------------------------------------------------------------------------
+
+namespace {
+
+constexpr HelperLines kLines = {
+    "TSM: Failed to create Stdout CreatePipe",     "TSM: Failed to set Stdout SetHandleInformation",
+    "TSM: Failed to create Stdin CreatePipe",      "TSM: Failed to set Stdin SetHandleInformation",
+    "TSM: Failed to create child process",         "TSM: forceattr StdOutRd CloseHandle failure",
+    "TSM: forceattr StdOutWr CloseHandle failure", "TSM: forceattr StdInRd CloseHandle failure",
+    "TSM: forceattr StdInWr CloseHandle failure",  "TSM: forceattr process CloseHandle failure",
+    "TSM: forceattr thread CloseHandle failure",   false,
+};
+
+// Completes the input file on disk; nothing is written to it afterwards.
+bool CloseInput(ForceAttrState* state) {
+    const bool whole = state->input != nullptr && ferror(state->input) == 0;
+    const bool closed = state->input != nullptr && fclose(state->input) == 0;
+    if (!whole || !closed) log_error_last_error(LOG_HERE, "TSM: Unable to close force attr spool file");
+    state->input = nullptr;
+    return whole && closed;
+}
+
+bool Send(const HelperHandles& helper, const char* name, const char* value) {
+    return SendHelperCommand(helper.std_out_rd, helper.std_in_wr, name, value) != FALSE;
+}
+
+// Tells the helper what to rewrite; false, with its line, when it does not take it.
+bool RequestRewrite(PortEntry* port, const HelperHandles& helper) {
+    const Utf8Text printer_name(port->printer_name);
+    const JobIdText job_id(port);
+    const char* const input_name = port->force_attr.input_name;
+    if (!Send(helper, "printername", printer_name.get())) {
+        log_error(LOG_HERE, "TSM: Failed printername command in helper");
+        return false;
+    }
+    if (!CloseInput(&port->force_attr)) return false;
+    if (!Send(helper, "spoolfile", input_name)) {
+        log_error(LOG_HERE, "TSM: Failed spoolfile command in helper: \"%s\"", input_name);
+        return false;
+    }
+    if (!Send(helper, "jobid", job_id.text)) {
+        log_error(LOG_HERE, "TSM: Failed jobid command in helper");
+        return false;
+    }
+    if (!Send(helper, "forceattr", nullptr)) {
+        log_error(LOG_HERE, "TSM: Failed forceattr command in helper");
+        return false;
+    }
+    log_debug(LOG_HERE, "TSM: sent <%s, %s, %s, %s>", input_name, printer_name.get(), job_id.text, "forceattr");
+    return true;
+}
+
+BOOL RewriteAndForward(PortEntry* port, const HelperHandles& helper, DWORD pipe_size) {
+    if (!RequestRewrite(port, helper)) return FALSE;
+    const BOOL forwarded = RedirectDataToPrinter(port, helper.std_out_rd, pipe_size);
+    if (!forwarded) log_error(LOG_HERE, "TSM: Failed to send on forceattr data");
+    return forwarded;
+}
+
+}  // namespace
+
+BOOL SendForceAttrData(PortEntry* port) {
+    const DWORD pipe_size = std::max<DWORD>(port->initial_write_size, kLeastPipeSize);
+    log_debug(LOG_HERE, "TSM: sending force attr data");
+    if (port->force_attr.active == 0) {
+        log_debug(LOG_HERE, "TSM: not using force attributes");
+        return FALSE;
+    }
+    if (!CheckHelperCommandPath(port->monitor, FALSE)) {
+        log_debug(LOG_HERE, "TSM: cannot find helper and so no force attributes");
+        port->force_attr.active = 0;
+        // The end of the document passes over files that are not active; they stay on disk until the next start.
+        CloseForceAttrFiles(port);
+        return FALSE;
+    }
+    HelperHandles helper = {};
+    BOOL result = FALSE;
+    if (StartHelper(port->monitor, pipe_size, kLines, &helper)) result = RewriteAndForward(port, helper, pipe_size);
+    CloseHelper(&helper, kLines);
+    return result;
+}
+
+// -- Forwarding ------------------------------------------------------------------------------------------------------
+
+namespace {
+
+struct Forwarding {
+    PortEntry* port;
+    HANDLE read_end;
+    char* buffer;
+    DWORD size;
+    uint64_t bytes_read = 0;
+    uint64_t bytes_written = 0;
+    uint64_t bytes_written_file = 0;
+    uint64_t loop_counter = 0;
+};
+
+enum class Step { go_on, done, failed };
+
+// As large as it can be had; null, logged, when not even a small one can.
+char* AllocateBuffer(DWORD* size) {
+    const DWORD asked = *size;
+    for (;;) {
+        auto* const buffer = static_cast<char*>(calloc(1, *size));
+        if (buffer != nullptr) return buffer;
+        *size /= 2;
+        if (*size <= kLeastForwardSize) {
+            log_error(LOG_HERE, "TSM: Unable to allocate buffer to send data to printer. Orig size: %d, size: %d",
+                      asked, *size);
+            return nullptr;
+        }
+    }
+}
+
+// One blocking read; its end is the helper's.
+Step ReadPiece(Forwarding* forwarding, DWORD* count) {
+    log_debug(LOG_HERE, "TSM: About to read from pipe of size: %d", forwarding->size);
+    *count = 0;
+    const BOOL success = ReadFile(forwarding->read_end, forwarding->buffer, forwarding->size, count, nullptr);
+    const DWORD error = GetLastError();
+    forwarding->bytes_read += *count;
+    log_debug(LOG_HERE,
+              "TSM: read from pipe with result - dwRead = %d, success = %d, bytes_read = %I64d (loop_counter = %I64d)",
+              *count, success, forwarding->bytes_read, forwarding->loop_counter);
+    if (!success && error == ERROR_BROKEN_PIPE) {
+        log_debug(LOG_HERE, "TSM: successfully read helper output, helper now exited and therefore broken pipe");
+        return Step::done;
+    }
+    if (!success) {
+        log_error_last_error(LOG_HERE, "TSM: read from helper failed");
+        return Step::failed;
+    }
+    if (*count > 0) return Step::go_on;
+    if (error == ERROR_HANDLE_EOF) {
+        log_debug(LOG_HERE, "TSM: successfully read helper output");
+        return Step::done;
+    }
+    log_error(LOG_HERE, "TSM: read from helper pipe returned early");
+    return Step::failed;
+}
+
+void CopyPiece(Forwarding* forwarding, DWORD count) {
+    DWORD written = 0;
+    AppendFile(kOutput, forwarding->port->force_attr.output, forwarding->buffer, count, &written);
+    forwarding->bytes_written_file += written;
+    log_debug(LOG_HERE, "TSM:  AppendFile: dwOutputWrites = %lu, bytes_written_file = %I64d (loop_counter = %I64d)",
+              written, forwarding->bytes_written_file, forwarding->loop_counter);
+}
+
+// A send that takes a part of the piece is followed by another one for the rest.
+Step SendPiece(Forwarding* forwarding, DWORD count) {
+    for (DWORD sent = 0; sent < count;) {
+        DWORD written = 0;
+        BOOL restart_requested = FALSE;
+        if (!TsmWriteToPrinter(forwarding->port, "forceattr", forwarding->buffer + sent, count - sent, &written,
+                               &restart_requested)) {
+            // A job that starts over is not a failed one.
+            return restart_requested ? Step::done : Step::failed;
+        }
+        sent += written;
+        forwarding->bytes_written += written;
+        log_debug(LOG_HERE, "TSM:  TsmWriteToPrinter: dwWrite = %lu, bytes_written = %I64d (loop_counter = %I64d)",
+                  written, forwarding->bytes_written, forwarding->loop_counter);
+    }
+    ++forwarding->loop_counter;
+    return Step::go_on;
+}
+
+Step ForwardPiece(Forwarding* forwarding) {
+    DWORD count = 0;
+    const Step read = ReadPiece(forwarding, &count);
+    if (read != Step::go_on) return read;
+    if (KeepsFiles()) CopyPiece(forwarding, count);
+    return SendPiece(forwarding, count);
+}
+
+}  // namespace
+
+BOOL RedirectDataToPrinter(PortEntry* port, HANDLE read_end, DWORD size) {
+    Forwarding forwarding{port, read_end, AllocateBuffer(&size), size};
+    Step step = forwarding.buffer != nullptr ? Step::go_on : Step::failed;
+    while (step == Step::go_on) step = ForwardPiece(&forwarding);
+    free(forwarding.buffer);
+    log_debug(LOG_HERE,
+              "TSM: Done RedirectDataToPrinter : bytes_read = %I64d, bytes_written = %I64d, bytes_written_file = %I64d "
+              "(loop_counter = %I64d)",
+              forwarding.bytes_read, forwarding.bytes_written, forwarding.bytes_written_file, forwarding.loop_counter);
+    return step == Step::done ? TRUE : FALSE;
+}
+
+}  // namespace tsmon
