@@ -1,0 +1,65 @@
+set(PLATFORM windows)
+
+# Programs built here run under Wine, in a prefix of their own.
+set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_SOURCE_DIR}/cmake/wine.sh ${CMAKE_BINARY_DIR}/wine)
+
+# Nothing is needed beside a program but Windows. The same sources give the same bytes, wherever they lie.
+add_link_options(-static -Wl,--no-insert-timestamp)
+add_compile_options(-ffile-prefix-map=${CMAKE_SOURCE_DIR}=.)
+
+add_library(winapi INTERFACE)
+target_link_libraries(winapi INTERFACE ws2_32 winspool spoolss advapi32 user32)
+target_include_directories(winapi INTERFACE ${CMAKE_SOURCE_DIR})
+
+# What the platform's part of tests/support needs.
+set(test_support_libraries ntdll)
+
+# The spooler that hosts and tests put around the monitor: the simulation is one library, and stand-ins for the system's
+# two take its place for programs of this folder. Their functions lead to it.
+file(GLOB simulation_sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/winapi/spooler_sim/*.cpp)
+add_library(spooler_sim SHARED ${simulation_sources})
+set_target_properties(spooler_sim PROPERTIES PREFIX "")
+target_link_options(spooler_sim PRIVATE -Wl,--export-all-symbols,--exclude-libs,ALL)
+target_include_directories(spooler_sim PUBLIC ${CMAKE_SOURCE_DIR})
+
+function(spooler_stand_in target file)
+  set(folder ${CMAKE_SOURCE_DIR}/winapi/spooler_sim/windows)
+  add_library(${target} MODULE ${folder}/${target}.cpp ${folder}/${target}.def)
+  get_filename_component(name ${file} NAME_WLE)
+  get_filename_component(suffix ${file} LAST_EXT)
+  set_target_properties(${target} PROPERTIES PREFIX "" OUTPUT_NAME ${name} SUFFIX ${suffix})
+  target_link_libraries(${target} PRIVATE spooler_sim)
+  add_dependencies(spooler_sim_users ${target})
+endfunction()
+add_custom_target(spooler_sim_users ALL)
+spooler_stand_in(winspool_stand_in winspool.drv)
+spooler_stand_in(spoolss_stand_in spoolss.dll)
+
+enable_language(RC)
+
+function(platform_monitor_library name)
+  set(folder ${CMAKE_SOURCE_DIR}/winportmon/tsmon)
+  add_library(${name} MODULE ${folder}/dllmain.cpp ${folder}/tsmon.rc ${folder}/${name}.def)
+  set_target_properties(${name} PROPERTIES PREFIX "")
+  target_link_libraries(${name} PRIVATE tsmon)
+  string(REPLACE "." "," version_commas ${PROJECT_VERSION}.0)
+  set_source_files_properties(${folder}/tsmon.rc PROPERTIES COMPILE_OPTIONS
+                              "-DTSM_VERSION_COMMAS=${version_commas};-DTSM_VERSION_STRING=\\\"${PROJECT_VERSION}\\\"")
+  target_link_options(${name} PRIVATE -Wl,--dynamicbase,--nxcompat,--high-entropy-va,--exclude-all-symbols)
+  # What a debugger needs lies in a file beside the library. The time that the linker left out stays left out.
+  add_custom_command(
+    TARGET ${name} POST_BUILD
+    COMMAND ${CMAKE_OBJCOPY} -p --only-keep-debug $<TARGET_FILE:${name}> $<TARGET_FILE:${name}>.debug
+    COMMAND ${CMAKE_STRIP} -p --strip-all $<TARGET_FILE:${name}>
+    COMMAND ${CMAKE_OBJCOPY} -p --add-gnu-debuglink=$<TARGET_FILE:${name}>.debug $<TARGET_FILE:${name}>)
+endfunction()
+
+# Debian's packages bring GoogleTest's sources; the library is built for this target. Its code is not ours to warn about.
+macro(platform_find_googletest)
+  set(BUILD_GMOCK OFF)
+  set(INSTALL_GTEST OFF)
+  add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+  foreach(library gtest gtest_main)
+    target_compile_options(${library} PRIVATE -w)
+  endforeach()
+endmacro()

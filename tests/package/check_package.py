@@ -1,0 +1,111 @@
+#!/usr/bin/env python3
+"""Looks at the package that packaging/package.sh makes: check_package.py BUILD_DIR VERSION"""
+import hashlib
+import os
+import re
+import subprocess
+import sys
+import tempfile
+import time
+import zipfile
+
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+FILES = ["README.txt", "SHA256SUMS", "print-provider.conf.sample", "tsprintportmon.dll", "tsprintportmon.dll.debug"]
+# Sources that fill the settings; all others read them.
+SETTING_SOURCES = {"config.cpp", "config_handlers.cpp", "config_table.cpp", "global.cpp"}
+# The defaults of settings with a handler, as words of the file.
+HANDLER_DEFAULTS = {"Debug": "off", "ErrorPollMethod": "os"}
+
+
+def read(path):
+    with open(os.path.join(ROOT, path), encoding="utf-8") as file:
+        return file.read()
+
+
+def known_settings():
+    """Name to (field, default as the file would say it)."""
+    found = {}
+    for kind, name, field, default in re.findall(r'(STRING|INT|BOOL|HANDLER)_VAR\("([^"]+)", (\w+), ([^)]*)\)',
+                                                 read("common/config_table.cpp")):
+        if kind == "BOOL":
+            default = "on" if default == "1" else "off"
+        elif kind == "HANDLER":
+            default = HANDLER_DEFAULTS.get(name)
+        found[name] = (field, default if default is None else default.strip('"'))
+    return found
+
+
+def fields_read():
+    """The fields of the configuration that the monitor's sources use."""
+    found = set()
+    for folder in "common", "winportmon/tsmon":
+        for name in os.listdir(os.path.join(ROOT, folder)):
+            if name.endswith(".cpp") and name not in SETTING_SOURCES:
+                found.update(re.findall(r"session_context\.(\w+)", read(f"{folder}/{name}")))
+    return found
+
+
+def sample_checks(sample):
+    settings = known_settings()
+    entries = dict(re.findall(r"(?m)^#([A-Z]\w+)=(.*?)\r?$", sample))
+    yield "settings of the sample that the monitor does not know", [], sorted(set(entries) - set(settings))
+    wrong = [f"{name}={value}, not {settings[name][1]}" for name, value in entries.items()
+             if name in settings and value != settings[name][1]]
+    yield "defaults of the sample that are not the monitor's", [], wrong
+    read_settings = {name for name, (field, _) in settings.items() if field in fields_read()}
+    yield "settings that the monitor reads and the sample lacks", [], sorted(read_settings - set(entries))
+    yield "lines of the sample that would change something", [], re.findall(r"(?m)^[^#\r\n].*", sample)
+
+
+def checks(build, version):
+    name = f"tsprintportmon-{version}-win-x64.zip"
+    packages = []
+    for zone in "UTC", "Pacific/Auckland":
+        if packages:
+            time.sleep(2.1)  # a time that is not fixed shows in steps of two seconds
+        with tempfile.TemporaryDirectory() as folder:
+            subprocess.run([os.path.join(ROOT, "packaging/package.sh"), build, version, folder], check=True,
+                           stdout=subprocess.DEVNULL, env={**os.environ, "TZ": zone})
+            with open(os.path.join(folder, name), "rb") as file:
+                packages.append(file.read())
+    yield "packages made twice are the same", True, packages[0] == packages[1]
+
+    with tempfile.TemporaryFile() as file:
+        file.write(packages[0])
+        with zipfile.ZipFile(file) as archive:
+            yield "files", FILES, archive.namelist()
+            contents = {entry: archive.read(entry) for entry in archive.namelist()}
+            yield "times in the package", 1, len({entry.date_time for entry in archive.infolist()})
+    sums = {line.split("  ")[1]: line.split("  ")[0] for line in contents["SHA256SUMS"].decode().splitlines()}
+    yield "sums", {entry: hashlib.sha256(data).hexdigest() for entry, data in contents.items()
+                   if entry != "SHA256SUMS"}, sums
+    with open(os.path.join(build, "bin/tsprintportmon.dll"), "rb") as file:
+        yield "the library is that of the build", True, file.read() == contents["tsprintportmon.dll"]
+    readme = contents["README.txt"].decode()
+    yield "version in README.txt", True, version in readme and "@" not in readme
+    for entry in "README.txt", "print-provider.conf.sample":
+        yield f"line ends of {entry}", contents[entry].count(b"\n"), contents[entry].count(b"\r\n")
+    yield from sample_checks(contents["print-provider.conf.sample"].decode())
+
+
+def main():
+    if len(sys.argv) != 3:
+        print(__doc__)
+        return 2
+    passed = failed = 0
+    try:
+        for what, expected, found in checks(*sys.argv[1:]):
+            if expected == found:
+                passed += 1
+            else:
+                failed += 1
+                print(f"FAILED {what}: expected {expected!r}, found {found!r}")
+    except (OSError, KeyError, subprocess.CalledProcessError, zipfile.BadZipFile) as error:
+        failed += 1
+        print(f"FAILED {error}")
+    print(f"{passed} passed, {failed} failed")
+    return 1 if failed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

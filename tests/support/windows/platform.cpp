@@ -1,0 +1,60 @@
+#include "tests/support/platform.h"
+
+#include <windows.h>
+
+#include <psapi.h>
+#include <winternl.h>
+
+#include <string>
+
+namespace test {
+namespace {
+
+// What the monitor and its host store.
+const wchar_t* const stored_keys[] = {
+    L"SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Tessaron TCP/IP Port",
+    L"SOFTWARE\\Wow6432Node\\ts-print-provider",
+    L"SOFTWARE\\Wow6432Node\\Tessaron",
+};
+
+// Threads, and what a runtime makes and keeps for its threads and locks, are not the monitor's business.
+bool counts(HANDLE handle) {
+    alignas(PUBLIC_OBJECT_TYPE_INFORMATION) char buffer[1024];
+    if (NtQueryObject(handle, ObjectTypeInformation, buffer, sizeof buffer, nullptr) < 0) return false;
+    const UNICODE_STRING& name = reinterpret_cast<const PUBLIC_OBJECT_TYPE_INFORMATION*>(buffer)->TypeName;
+    const std::wstring type(name.Buffer, name.Length / sizeof(wchar_t));
+    return type != L"Thread" && type != L"Event" && type != L"Semaphore" && type != L"Mutant";
+}
+
+}  // namespace
+
+void clear_registry() {
+    for (const wchar_t* const key : stored_keys) RegDeleteTreeW(HKEY_LOCAL_MACHINE, key);
+}
+
+// Values are small multiples of four, given out from the lowest one on: what comes after a long gap is not in use.
+size_t open_handles() {
+    constexpr ULONG_PTR gap = 4 * 512;
+    size_t count = 0;
+    ULONG_PTR last = 0;
+    for (ULONG_PTR value = 4; value < last + gap; value += 4) {
+        auto* const handle = reinterpret_cast<HANDLE>(value);  // NOLINT(performance-no-int-to-ptr)
+        DWORD flags = 0;
+        if (!GetHandleInformation(handle, &flags)) continue;
+        last = value;
+        if (counts(handle)) ++count;
+    }
+    return count;
+}
+
+size_t peak_memory() {
+    PROCESS_MEMORY_COUNTERS counters{};
+    GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters);
+    return counters.PeakWorkingSetSize;
+}
+
+// Windows' clock cannot be hurried: what waits here really waits.
+FastClock::FastClock(double) {}
+FastClock::~FastClock() = default;
+
+}  // namespace test

@@ -1,0 +1,37 @@
+#include "tools/host/platform.h"
+
+#include <io.h>
+
+#include <filesystem>
+
+namespace host {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string utf8_of(const fs::path& path) {
+    return to_utf8(path.wstring());
+}
+
+}  // namespace
+
+Text windows_path(const std::string& native) {
+    return fs::absolute(to_text(native)).lexically_normal().make_preferred().wstring();
+}
+
+std::string executable_folder() {
+    constexpr DWORD longest = 32767;
+    Text path(longest, 0);
+    path.resize(GetModuleFileNameW(nullptr, path.data(), longest));
+    return utf8_of(fs::path(path).parent_path());
+}
+
+const char* monitor_file_name() {
+    return "tsprintportmon.dll";
+}
+
+bool stdout_is_terminal() {
+    return _isatty(_fileno(stdout)) != 0;
+}
+
+}  // namespace host
