@@ -13,12 +13,13 @@
 #ifndef NOMINMAX
 #define NOMINMAX
 #endif
-#include <winsock2.h>
-// ws2tcpip.h, windows.h and the spooler's headers build on winsock2.h and on each other, in this order.
+// clang-format off: each builds on those before it
 #include <windows.h>
+#include <winsock2.h>
 #include <winsplp.h>
 #include <winspool.h>
 #include <ws2tcpip.h>
+// clang-format on
 
 #include <direct.h>
 #include <io.h>

@@ -10,11 +10,13 @@
 namespace winapi::registry {
 namespace {
 
+// A letter beyond ASCII never turns into one within it; what is the same here is the same to lstrcmpiW.
 WCHAR upper(WCHAR c) {
+    if (c < 0x80) return c >= u'a' && c <= u'z' ? static_cast<WCHAR>(c - 32) : c;
     static const locale_t unicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
-    const auto wide = static_cast<wint_t>(c);
-    const wint_t result = unicode != nullptr ? towupper_l(wide, unicode) : towupper(wide);
-    return result <= 0xFFFF ? static_cast<WCHAR>(result) : c;
+    if (unicode == nullptr || (c >= 0xD800 && c <= 0xDFFF)) return c;
+    const wint_t result = towupper_l(c, unicode);
+    return result >= 0x80 && result < 0x10000 ? static_cast<WCHAR>(result) : c;
 }
 
 void mark_deleted(Key& key) {

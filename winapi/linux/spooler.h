@@ -133,19 +133,19 @@ BOOL ImpersonatePrinterClient(HANDLE token);
 
 struct MONITORREG {
     DWORD cbSize;
-    LONG (*fpCreateKey)
+    LONG(*fpCreateKey)
     (HANDLE key, LPCWSTR subkey, DWORD options, REGSAM access, SECURITY_ATTRIBUTES* security, HANDLE* result,
      DWORD* disposition, HANDLE spooler);
     LONG (*fpOpenKey)(HANDLE key, LPCWSTR subkey, REGSAM access, HANDLE* result, HANDLE spooler);
     LONG (*fpCloseKey)(HANDLE key, HANDLE spooler);
     LONG (*fpDeleteKey)(HANDLE key, LPCWSTR subkey, HANDLE spooler);
     LONG (*fpEnumKey)(HANDLE key, DWORD index, LPWSTR name, DWORD* name_size, FILETIME* last_write, HANDLE spooler);
-    LONG (*fpQueryInfoKey)
+    LONG(*fpQueryInfoKey)
     (HANDLE key, DWORD* subkeys, DWORD* key_size, DWORD* values, DWORD* value_size, DWORD* data_size,
      DWORD* security_size, FILETIME* last_write, HANDLE spooler);
     LONG (*fpSetValue)(HANDLE key, LPCWSTR value, DWORD type, const BYTE* data, DWORD size, HANDLE spooler);
     LONG (*fpDeleteValue)(HANDLE key, LPCWSTR value, HANDLE spooler);
-    LONG (*fpEnumValue)
+    LONG(*fpEnumValue)
     (HANDLE key, DWORD index, LPWSTR value, DWORD* value_size, DWORD* type, BYTE* data, DWORD* size, HANDLE spooler);
     LONG (*fpQueryValue)(HANDLE key, LPCWSTR value, DWORD* type, BYTE* data, DWORD* size, HANDLE spooler);
 };
@@ -162,10 +162,10 @@ using PMONITORINIT = MONITORINIT*;
 
 struct MONITOR2 {
     DWORD cbSize;
-    BOOL (*pfnEnumPorts)
+    BOOL(*pfnEnumPorts)
     (HANDLE monitor, LPWSTR server, DWORD level, BYTE* buffer, DWORD size, DWORD* needed, DWORD* returned);
     BOOL (*pfnOpenPort)(HANDLE monitor, LPWSTR name, HANDLE* port);
-    BOOL (*pfnOpenPortEx)
+    BOOL(*pfnOpenPortEx)
     (HANDLE monitor, HANDLE monitor_port, LPWSTR port_name, LPWSTR printer_name, HANDLE* port, MONITOR2* other);
     BOOL (*pfnStartDocPort)(HANDLE port, LPWSTR printer_name, DWORD job_id, DWORD level, BYTE* document);
     BOOL (*pfnWritePort)(HANDLE port, BYTE* data, DWORD size, DWORD* written);
@@ -176,15 +176,15 @@ struct MONITOR2 {
     BOOL (*pfnAddPortEx)(HANDLE monitor, LPWSTR name, DWORD level, BYTE* buffer, LPWSTR monitor_name);
     BOOL (*pfnConfigurePort)(HANDLE monitor, LPWSTR name, HWND window, LPWSTR port_name);
     BOOL (*pfnDeletePort)(HANDLE monitor, LPWSTR name, HWND window, LPWSTR port_name);
-    BOOL (*pfnGetPrinterDataFromPort)
+    BOOL(*pfnGetPrinterDataFromPort)
     (HANDLE port, DWORD control, LPWSTR value, LPWSTR in, DWORD in_size, LPWSTR out, DWORD out_size, DWORD* returned);
     BOOL (*pfnSetPortTimeOuts)(HANDLE port, COMMTIMEOUTS* timeouts, DWORD reserved);
     BOOL (*pfnXcvOpenPort)(HANDLE monitor, LPCWSTR object, ACCESS_MASK granted, HANDLE* xcv);
-    DWORD (*pfnXcvDataPort)
+    DWORD(*pfnXcvDataPort)
     (HANDLE xcv, LPCWSTR name, BYTE* in, DWORD in_size, BYTE* out, DWORD out_size, DWORD* needed);
     BOOL (*pfnXcvClosePort)(HANDLE xcv);
     void (*pfnShutdown)(HANDLE monitor);
-    DWORD (*pfnSendRecvBidiDataFromPort)
+    DWORD(*pfnSendRecvBidiDataFromPort)
     (HANDLE port, DWORD access, LPCWSTR action, BIDI_REQUEST_CONTAINER* request, BIDI_RESPONSE_CONTAINER** response);
 };
 using LPMONITOR2 = MONITOR2*;

@@ -135,14 +135,15 @@ int convert_into(UINT code_page, const From* text, int size, To* out, int out_si
     return count;
 }
 
-// The lower case of a letter whatever the process's locale is. A letter beyond ASCII never turns into one
-// within it (the Kelvin sign is no "k"), as in Windows' comparison.
+// The form of a letter in which its case makes no difference, whatever the process's locale is. A letter beyond ASCII
+// never turns into one within it (the Kelvin sign is no "k"), as in Windows' comparison. What is the same here is the
+// same to the registry.
 WCHAR fold(WCHAR c) {
     if (c < 0x80) return c >= u'A' && c <= u'Z' ? static_cast<WCHAR>(c + 32) : c;
     static const locale_t unicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
     if (unicode == nullptr || is_surrogate(c)) return c;
-    const wint_t lower = towlower_l(c, unicode);
-    return lower >= 0x80 && lower < 0x10000 ? static_cast<WCHAR>(lower) : c;
+    const wint_t upper = towupper_l(c, unicode);
+    return upper >= 0x80 && upper < 0x10000 ? static_cast<WCHAR>(upper) : c;
 }
 
 int fold(char c) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 
 #include "common/log.h"
 #include "common/os.h"
@@ -77,9 +78,11 @@ BOOL CreateForceAttrFile(PortEntry* port, const char* kind, char** name, FILE** 
     const Utf8Text printer_name(port->printer_name);
     const int length = util_snprintf(*name, kFileNameSize, "%s\\%s-%s-%d.dat", session_context.forceattr_spool_dir_path,
                                      kind, printer_name.get(), port->job_id);
-    // A cut name would be another file's.
+    // A cut name would be another file's, and one with a separator in it a file outside of the directory.
     if (length >= static_cast<int>(kFileNameSize)) {
         SetLastError(ERROR_FILENAME_EXCED_RANGE);
+    } else if (printer_name.get() != nullptr && strpbrk(printer_name.get(), "\\/:") != nullptr) {
+        SetLastError(ERROR_INVALID_NAME);
     } else {
         *file = os_fopen(*name, "wb");
     }

@@ -176,7 +176,7 @@ DWORD EnumPortsInto(const MonitorContext* context, DWORD level, BYTE* buffer, DW
     *needed = total;
     if (total > size) return ERROR_INSUFFICIENT_BUFFER;
     *returned = 0;
-    PortBuffer ports{buffer, buffer + size};
+    PortBuffer ports{buffer, buffer + size / sizeof(WCHAR) * sizeof(WCHAR)};  // texts stay aligned
     for (const PortEntry* port = context->ports; port != nullptr; port = port->next) {
         const DWORD error = AddPort(&ports, port, level);
         if (error != ERROR_SUCCESS) return error;

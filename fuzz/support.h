@@ -1,0 +1,79 @@
+// What the fuzz targets share. A target is one file with LLVMFuzzerTestOneInput: it makes calls out of the bytes it is
+// given and looks at what must hold whatever they were. What does not ends the process.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "winapi/winapi.h"
+
+namespace fuzz {
+
+using Text = std::basic_string<WCHAR>;
+
+// The bytes of one input, taken off their front; zeros when they have run out.
+class Input {
+  public:
+    Input(const uint8_t* data, size_t size) : rest_(reinterpret_cast<const char*>(data), size) {}
+
+    bool empty() const { return rest_.empty(); }
+    uint8_t byte();
+    uint16_t word() { return static_cast<uint16_t>(byte() | byte() << 8); }
+    // At most that many.
+    std::string_view bytes(size_t count);
+    // Up to the separator, which is taken too, or all.
+    std::string_view until(char separator);
+    std::string_view rest() { return bytes(rest_.size()); }
+    // The same as UTF-16; stops at a zero.
+    Text wide(size_t units);
+
+  private:
+    std::string_view rest_;
+};
+
+// A copy on the heap of exactly its size, so that the address sanitizer sees a read or a write beyond it.
+class ExactBuffer {
+  public:
+    ExactBuffer(const void* data, size_t size);
+    explicit ExactBuffer(size_t size);
+    ~ExactBuffer();
+    ExactBuffer(const ExactBuffer&) = delete;
+    ExactBuffer& operator=(const ExactBuffer&) = delete;
+
+    uint8_t* get() const { return bytes_; }
+
+  private:
+    uint8_t* bytes_;
+};
+
+// A folder in memory that is "C:" in this process; of its own, and gone with it. FUZZ_SCRATCH says where it is made.
+const std::string& scratch();
+void write_file(const std::string& native_path, std::string_view contents);
+std::string read_file(const std::string& native_path);
+
+bool is_utf8(std::string_view text);
+
+// All that the layer counts, to be the same after an input as before it.
+class NothingLeftOver {
+  public:
+    NothingLeftOver();
+    ~NothingLeftOver();
+    NothingLeftOver(const NothingLeftOver&) = delete;
+    NothingLeftOver& operator=(const NothingLeftOver&) = delete;
+
+  private:
+    size_t handles_;
+    size_t allocations_;
+    uint64_t misuses_;
+};
+
+[[noreturn]] void fail(const char* condition, const char* file, int line);
+
+}  // namespace fuzz
+
+#define REQUIRE(condition)                                                 \
+    do {                                                                   \
+        if (!(condition)) fuzz::fail(#condition, __FILE_NAME__, __LINE__); \
+    } while (false)

@@ -1,0 +1,389 @@
+// The configuration channel and the calls on the port list beside it: a sequence of them, each compared with what a
+// plain list of ports would have done, and the list and the registry with that list after each.
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#include "fuzz/support.h"
+#include "tools/host/monitor_registry.h"
+#include "tools/host/setup.h"
+#include "winapi/linux/control.h"
+#include "winapi/spooler_sim/spooler_sim.h"
+#include "winportmon/tsmon/tsmon.h"
+
+namespace {
+
+using fuzz::ExactBuffer;
+using fuzz::Input;
+using fuzz::Text;
+using tsmon::PortConfig;
+
+constexpr size_t kMostHandles = 4;
+constexpr size_t kMostCalls = 64;
+constexpr const WCHAR* kForeignPort = W("LPT1:");
+
+// -- What the input can name -----------------------------------------------------------------------------------------
+
+constexpr const WCHAR* kNames[] = {W("Office"), W("OFFICE"),       W("a"),     W("b c"),  W(""), W("a\\b"),
+                                   W("\\"),     W("Dr\u00FCcker"), W("LPT1:"), W("lpt1:")};
+constexpr const WCHAR* kAddresses[] = {W("127.0.0.1"), W(""), W("::1"), W("no.such.host"), W("127.0.0.1 ")};
+constexpr DWORD kClosedPorts[] = {1, 0, 65536, 0xFFFFFFFF};  // nobody listens there
+constexpr const WCHAR* kCommands[] = {W("MonitorUI"),    W("TSAddPort"),    W("TSConfigPort"), W("TSGetConfigInfo"),
+                                      W("TSDeletePort"), W("TSPortExists"), W("TSPortIsValid")};
+enum Command { kMonitorUi, kAddPort, kConfigPort, kGetConfigInfo, kDeletePort, kPortExists, kPortIsValid, kUnknown };
+
+template <typename T, size_t N>
+const T& pick(const T (&choices)[N], uint8_t byte) {
+    return choices[byte % N];
+}
+
+// One of the names above, or any other.
+Text take_name(Input& input) {
+    const uint8_t choice = input.byte();
+    return choice < 0xC0 ? Text(pick(kNames, choice)) : input.wide(input.byte() % 80);
+}
+
+// Texts that fill a field leave no room for a terminator.
+template <size_t N>
+void fill(WCHAR (&field)[N], const Text& text, WCHAR behind) {
+    for (size_t i = 0; i < N; ++i) field[i] = i < text.size() ? text[i] : i == text.size() ? WCHAR{0} : behind;
+}
+
+PortConfig take_config(Input& input) {
+    PortConfig config;
+    const WCHAR behind = input.byte() % 2 != 0 ? WCHAR{'#'} : WCHAR{0};
+    fill(config.port_name, take_name(input), behind);
+    const uint8_t address = input.byte();
+    fill(config.printer_address, address < 0xF0 ? Text(pick(kAddresses, address)) : Text(200, WCHAR{'9'}), behind);
+    config.port_number = pick(kClosedPorts, input.byte());
+    return config;
+}
+
+// A command's input: a configuration, a name, any bytes or none; cut short now and then.
+std::string take_buffer(Input& input) {
+    const uint8_t kind = input.byte();
+    std::string bytes;
+    if (kind % 4 == 0) {
+        const PortConfig config = take_config(input);
+        bytes.assign(reinterpret_cast<const char*>(&config), sizeof config);
+    } else if (kind % 4 == 1) {
+        const Text name = take_name(input);
+        bytes.assign(reinterpret_cast<const char*>(name.c_str()), (name.size() + 1) * sizeof(WCHAR));
+    } else if (kind % 4 == 2) {
+        bytes = input.bytes(input.word() % 700);
+    }
+    if (kind >= 0xC0) bytes.resize(std::min<size_t>(bytes.size(), input.word() % 400));
+    if (kind >= 0xF8) bytes += "##";
+    return bytes;
+}
+
+// Whatever the bytes are, no printer of this network is called.
+void keep_local(std::string& bytes) {
+    if (bytes.size() < sizeof(PortConfig)) return;
+    PortConfig config;
+    memcpy(&config, bytes.data(), sizeof config);
+    fill(config.printer_address, pick(kAddresses, static_cast<uint8_t>(config.printer_address[0])), 0);
+    config.port_number = pick(kClosedPorts, static_cast<uint8_t>(config.port_number));
+    memcpy(bytes.data(), &config, sizeof config);
+}
+
+// -- The plain list --------------------------------------------------------------------------------------------------
+
+bool same_name(const Text& left, const Text& right) {
+    return lstrcmpiW(left.c_str(), right.c_str()) == 0;
+}
+
+Text name_of(const PortConfig& config) {
+    return tsmon::FieldText(config.port_name).text;
+}
+
+// The text at the front of some bytes, up to its terminator or their end.
+Text text_in(std::string_view bytes, size_t offset, size_t most) {
+    Text text;
+    for (size_t at = offset; text.size() < most && at + sizeof(WCHAR) <= bytes.size(); at += sizeof(WCHAR)) {
+        WCHAR unit = 0;
+        memcpy(&unit, bytes.data() + at, sizeof unit);
+        if (unit == 0) break;
+        text += unit;
+    }
+    return text;
+}
+
+struct Call {
+    Command command = kUnknown;
+    bool administrator = false;
+    Text object;
+    std::string input;
+    DWORD output_size = 0;
+};
+
+class PlainList {
+  public:
+    std::vector<PortConfig> ports;
+
+    auto find(const Text& name) {
+        return std::find_if(ports.begin(), ports.end(),
+                            [&](const PortConfig& port) { return same_name(name_of(port), name); });
+    }
+    bool knows(const Text& name) { return find(name) != ports.end() || same_name(name, kForeignPort); }
+
+    // What the call returns, after it has been done here.
+    DWORD result_of(const Call& call) {
+        const bool needs_rights = call.command == kAddPort || call.command == kConfigPort ||
+                                  call.command == kGetConfigInfo || call.command == kDeletePort;
+        if (needs_rights && !call.administrator) return ERROR_ACCESS_DENIED;
+        switch (call.command) {
+            case kMonitorUi:
+                return call.output_size < sizeof W("tsprintportmonui.dll") ? ERROR_INSUFFICIENT_BUFFER : ERROR_SUCCESS;
+            case kAddPort:
+                return add(call.input);
+            case kConfigPort:
+                return configure(call.input);
+            case kGetConfigInfo:
+                return call.output_size == sizeof(PortConfig) && find(call.object) != ports.end()
+                           ? ERROR_SUCCESS
+                           : ERROR_INVALID_PARAMETER;
+            case kDeletePort:
+                return remove(text_in(call.input, 0, call.input.size()));
+            case kPortExists:
+                return exists(text_in(call.input, 0, call.input.size()));
+            case kPortIsValid:
+                return call.input.size() < sizeof(PortConfig) ? ERROR_INVALID_PARAMETER : ERROR_INVALID_FUNCTION;
+            case kUnknown:
+                break;
+        }
+        return ERROR_INVALID_PARAMETER;
+    }
+
+  private:
+    DWORD add(const std::string& input) {
+        PortConfig config;
+        if (input.size() != sizeof config) return ERROR_INVALID_PARAMETER;
+        memcpy(&config, input.data(), sizeof config);
+        const Text name = name_of(config);
+        const bool storable = !name.empty() && name.size() < tsmon::kPortNameSize && name.find(W('\\')) == Text::npos;
+        if (!storable) return ERROR_INVALID_PARAMETER;
+        if (knows(name)) return ERROR_ALREADY_EXISTS;
+        ports.push_back(config);
+        return ERROR_SUCCESS;
+    }
+    DWORD configure(const std::string& input) {
+        PortConfig config;
+        if (input.size() != sizeof config) return ERROR_INVALID_PARAMETER;
+        memcpy(&config, input.data(), sizeof config);
+        const auto port = find(name_of(config));
+        if (port == ports.end()) return ERROR_INVALID_PARAMETER;
+        *port = config;
+        return ERROR_SUCCESS;
+    }
+    DWORD remove(const Text& name) {
+        if (name.empty() || name.size() > MAX_PATH) return ERROR_INVALID_PARAMETER;
+        const auto port = find(name);
+        if (port == ports.end()) return ERROR_FILE_NOT_FOUND;
+        ports.erase(port);
+        return ERROR_SUCCESS;
+    }
+    DWORD exists(const Text& name) {
+        if (name.empty() || name.size() > MAX_PATH) return ERROR_INVALID_PARAMETER;
+        return knows(name) ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS;
+    }
+};
+
+// -- The monitor -----------------------------------------------------------------------------------------------------
+
+HKEY create_key(const Text& path) {
+    HKEY key = nullptr;
+    REQUIRE(RegCreateKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS,
+                            nullptr, &key, nullptr) == ERROR_SUCCESS);
+    return key;
+}
+
+class Monitor {
+  public:
+    Monitor() : root_(create_key(host::monitor_registry_path)) {
+        init_.cbSize = sizeof init_;
+        init_.hSpooler = host::spooler_handle();
+        init_.hckRegistryRoot = root_;
+        init_.pMonitorReg = host::monitor_registry();
+        init_.bLocal = TRUE;
+        table = InitializePrintMonitor2(&init_, &handle);
+        REQUIRE(table != nullptr);
+        spooler_sim::add_monitor(table, handle);
+    }
+    ~Monitor() {
+        spooler_sim::remove_monitor(handle);
+        table->pfnShutdown(handle);
+        RegCloseKey(root_);
+    }
+    Monitor(const Monitor&) = delete;
+    Monitor& operator=(const Monitor&) = delete;
+
+    MONITOR2* table = nullptr;
+    HANDLE handle = nullptr;
+
+  private:
+    HKEY root_;
+    MONITORINIT init_ = {};
+};
+
+struct XcvHandle {
+    HANDLE handle;
+    bool administrator;
+    Text object;
+};
+
+void open_xcv(Monitor& monitor, Input& input, std::vector<XcvHandle>& handles) {
+    if (handles.size() == kMostHandles) return;
+    XcvHandle opened = {nullptr, input.byte() % 4 != 0, take_name(input)};
+    const ACCESS_MASK access = opened.administrator ? SERVER_ACCESS_ADMINISTER : PRINTER_ACCESS_USE;
+    REQUIRE(monitor.table->pfnXcvOpenPort(monitor.handle, opened.object.c_str(), access, &opened.handle));
+    handles.push_back(opened);
+}
+
+template <typename Handle>
+Handle take_out(std::vector<Handle>& handles, Input& input) {
+    const auto chosen = handles.begin() + static_cast<ptrdiff_t>(input.byte() % handles.size());
+    const Handle handle = *chosen;
+    handles.erase(chosen);
+    return handle;
+}
+
+void send(Monitor& monitor, Input& input, const XcvHandle& xcv, PlainList& list) {
+    const uint8_t choice = input.byte();
+    Call call;
+    call.command = choice < 0xF0 ? static_cast<Command>(choice % 7) : kUnknown;
+    call.administrator = xcv.administrator;
+    call.object = xcv.object;
+    call.input = take_buffer(input);
+    if (call.command == kPortIsValid) keep_local(call.input);
+    const uint8_t room = input.byte();
+    call.output_size = room < 0x60 ? DWORD{sizeof(PortConfig)} : room < 0xC0 ? DWORD{42} : room;
+
+    Text name = call.command != kUnknown ? Text(kCommands[call.command]) : take_name(input);
+    const ExactBuffer in(call.input.data(), call.input.size());
+    const ExactBuffer out(call.output_size);
+    DWORD needed = 0;
+    const auto port = list.find(call.object);
+    const PortConfig before = port != list.ports.end() ? *port : PortConfig{};
+    const DWORD expected = list.result_of(call);
+    const DWORD result =
+        monitor.table->pfnXcvDataPort(xcv.handle, name.c_str(), in.get(), static_cast<DWORD>(call.input.size()),
+                                      out.get(), call.output_size, input.byte() % 2 != 0 ? nullptr : &needed);
+    REQUIRE(result == expected);
+    if (call.command == kGetConfigInfo && result == ERROR_SUCCESS) {
+        REQUIRE(memcmp(out.get(), &before, sizeof before) == 0);
+    }
+}
+
+// The list in a buffer that is a little shorter or longer than it has to be, or just right.
+void enumerate(Monitor& monitor, DWORD level, int difference, const PlainList& list) {
+    DWORD needed = 0;
+    DWORD returned = 0;
+    const BOOL none = monitor.table->pfnEnumPorts(monitor.handle, nullptr, level, nullptr, 0, &needed, &returned);
+    REQUIRE(none == (needed == 0 ? TRUE : FALSE));
+    if (difference < 0 && needed < static_cast<DWORD>(-difference)) return;
+    const DWORD size = needed + static_cast<DWORD>(difference);
+    const ExactBuffer buffer(size);
+    const BOOL listed =
+        monitor.table->pfnEnumPorts(monitor.handle, nullptr, level, buffer.get(), size, &needed, &returned);
+    REQUIRE(listed == (size >= needed ? TRUE : FALSE));
+    if (!listed) {
+        REQUIRE(GetLastError() == ERROR_INSUFFICIENT_BUFFER);
+        return;
+    }
+    REQUIRE(returned == list.ports.size());
+    for (DWORD i = 0; i < returned; ++i) {
+        const LPWSTR name = level == 1 ? reinterpret_cast<const PORT_INFO_1W*>(buffer.get())[i].pName
+                                       : reinterpret_cast<const PORT_INFO_2W*>(buffer.get())[i].pPortName;
+        REQUIRE(name == name_of(list.ports[i]));
+    }
+}
+
+void check_stored(HKEY ports, const PortConfig& config) {
+    HKEY port = nullptr;
+    REQUIRE(RegOpenKeyExW(ports, name_of(config).c_str(), 0, KEY_READ, &port) == ERROR_SUCCESS);
+    BYTE bytes[sizeof config.printer_address];
+    DWORD size = sizeof bytes;
+    REQUIRE(RegQueryValueExW(port, W("HostName"), nullptr, nullptr, bytes, &size) == ERROR_SUCCESS);
+    REQUIRE(size == sizeof bytes && memcmp(bytes, config.printer_address, size) == 0);
+    uint32_t number = 0;
+    size = sizeof number;
+    REQUIRE(RegQueryValueExW(port, W("PortNumber"), nullptr, nullptr, reinterpret_cast<BYTE*>(&number), &size) ==
+            ERROR_SUCCESS);
+    REQUIRE(number == config.port_number);
+    RegCloseKey(port);
+}
+
+// The registry holds these ports and no other.
+void check_registry(const PlainList& list) {
+    const HKEY ports = create_key(Text(host::monitor_registry_path) + W("\\Ports"));
+    for (const PortConfig& config : list.ports) check_stored(ports, config);
+    WCHAR name[256];
+    DWORD size = 256;
+    const auto count = static_cast<DWORD>(list.ports.size());
+    REQUIRE(RegEnumKeyExW(ports, count, name, &size, nullptr, nullptr, nullptr, nullptr) ==
+            static_cast<LSTATUS>(ERROR_NO_MORE_ITEMS));
+    RegCloseKey(ports);
+}
+
+void run(Monitor& monitor, Input& input, PlainList& list) {
+    std::vector<XcvHandle> handles;
+    std::vector<HANDLE> open_ports;
+    for (size_t calls = 0; calls < kMostCalls && !input.empty(); ++calls) {
+        const uint8_t choice = input.byte() % 16;
+        if (choice == 0 || handles.empty()) {
+            open_xcv(monitor, input, handles);
+        } else if (choice == 1) {
+            monitor.table->pfnXcvClosePort(take_out(handles, input).handle);
+        } else if (choice == 2 && open_ports.size() < kMostHandles) {
+            Text name = take_name(input);
+            HANDLE port = nullptr;
+            const bool known = list.find(name) != list.ports.end();
+            REQUIRE(monitor.table->pfnOpenPort(monitor.handle, name.data(), &port) == (known ? TRUE : FALSE));
+            if (known) open_ports.push_back(port);
+        } else if (choice == 3 && !open_ports.empty()) {
+            REQUIRE(monitor.table->pfnClosePort(take_out(open_ports, input)));
+        } else if (choice == 4) {
+            const DWORD level = input.byte() % 2 + 1;
+            enumerate(monitor, level, input.byte() % 5 - 2, list);
+        } else {
+            send(monitor, input, handles[input.byte() % handles.size()], list);
+            enumerate(monitor, 1, 0, list);
+            check_registry(list);
+        }
+    }
+    for (const XcvHandle& xcv : handles) monitor.table->pfnXcvClosePort(xcv.handle);
+    for (const HANDLE port : open_ports) monitor.table->pfnClosePort(port);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    winapi::allow_dns(false);
+    winapi::clear_registry();
+    spooler_sim::reset();
+    spooler_sim::add_foreign_port(kForeignPort);
+    if (!tsmon::MonitorLock.initialised) {
+        tsmon::MonitorLock.initialised = InitializeCriticalSectionAndSpinCount(&tsmon::MonitorLock.section, 0) != FALSE;
+    }
+    Input input(data, size);
+    PlainList list;
+    const fuzz::NothingLeftOver nothing;
+    {
+        Monitor monitor;
+        run(monitor, input, list);
+    }
+    // The next start brings the same ports back, in the order of the registry.
+    Monitor monitor;
+    const auto* const context = static_cast<const tsmon::MonitorContext*>(monitor.handle);
+    size_t count = 0;
+    for (const tsmon::PortEntry* port = context->ports; port != nullptr; port = port->next, ++count) {
+        const auto stored = list.find(name_of(port->config));
+        REQUIRE(stored != list.ports.end());
+        REQUIRE(memcmp(stored->printer_address, port->config.printer_address, sizeof stored->printer_address) == 0);
+        REQUIRE(stored->port_number == port->config.port_number);
+    }
+    REQUIRE(count == list.ports.size());
+    return 0;
+}
