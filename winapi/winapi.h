@@ -13,12 +13,13 @@
 #ifndef NOMINMAX
 #define NOMINMAX
 #endif
-// clang-format off: each builds on those before it
-#include <windows.h>
+// Each of these builds on those before it.
+// clang-format off
 #include <winsock2.h>
-#include <winsplp.h>
-#include <winspool.h>
 #include <ws2tcpip.h>
+#include <windows.h>
+#include <winspool.h>
+#include <winsplp.h>
 // clang-format on
 
 #include <direct.h>
