@@ -113,7 +113,9 @@ CountedString* counted_from_cstr(const char* text) {
         return nullptr;
     }
     memcpy(data, text, length + 1);
-    *string = CountedString{capacity, static_cast<int32_t>(length), data};
+    string->capacity = capacity;
+    string->length = static_cast<int32_t>(length);
+    string->data = data;
     return string;
 }
 
