@@ -1,0 +1,109 @@
+#include "tools/demo/stage.h"
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+
+#include "tools/demo/progress.h"
+#include "tools/host/platform.h"
+#include "tools/host/records.h"
+
+namespace demo {
+namespace {
+
+constexpr std::uint64_t kept_bytes = 128 << 20;  // so that no digest is computed while the sender waits
+const host::Text port_name = W("DemoPort");
+
+constexpr const char* telling_parts[] = {
+    " ERROR: ", "Start Doc Port - abandon", "extracted wait error", "sent force attr data", "requested restart",
+    ", Total ",
+};
+
+bool tells(const std::string& line) {
+    return std::any_of(std::begin(telling_parts), std::end(telling_parts),
+                       [&](const char* part) { return line.find(part) != std::string::npos; });
+}
+
+}  // namespace
+
+const char printer_name[] = "Front desk";
+
+bool Stage::open(const std::string& install, const std::string& real_printer, std::string& why) {
+    if (real_printer.empty()) {
+        printer_ = std::make_unique<peer::TcpPrinter>();
+        peer::Behaviour behaviour;
+        behaviour.keep_bytes = kept_bytes;
+        printer_->behave(behaviour);
+        host_ = printer_->address();
+        port_ = printer_->port();
+        why = printer_->error();
+        if (!why.empty()) return false;
+    } else if (!host::parse_host_port(real_printer, host_, port_)) {
+        why = "--printer takes HOST:PORT, not \"" + real_printer + "\"";
+        return false;
+    }
+    // The whole story shall be in one log file.
+    const std::vector<std::string> conf = {"Debug=on", "LogRotateSizeKBytes=4000000"};
+    setup_.library = host::executable_folder() + "/" + host::monitor_file_name();
+    if (!host::set_up_base(install, conf, setup_.folder, why)) return false;
+    why = "the helper program cannot be copied from " + host::executable_folder();
+    if (!host::install_helper(setup_.folder)) return false;
+    why = "the port cannot be stored in the registry";
+    if (!host::store_port(port_name, host::to_text(host_), port_)) return false;
+    spooler_sim::add_printer(host::to_text(printer_name));
+    if (!monitor_.load(setup_, why)) return false;
+    log_lines();
+    return true;
+}
+
+host::Document Stage::document(const std::string& name, const host::Source& source) {
+    host::Document document;
+    document.port = port_name;
+    document.printer = host::to_text(printer_name);
+    document.name = host::to_text(name);
+    document.user = W("demo");
+    document.job_id = monitor_.next_job_id();
+    document.source = source;
+    return document;
+}
+
+host::Outcome Stage::print(host::Document document) {
+    Progress progress(document.source.size);
+    document.progress = [&](std::uint64_t bytes) { progress.show(bytes); };
+    return monitor_.print_document(document);
+}
+
+std::vector<peer::Connection> Stage::arrivals(bool must_come) {
+    std::vector<peer::Connection> arrived;
+    if (printer_ == nullptr) return arrived;
+    if (must_come) printer_->wait_for_connections(connections_seen_ + 1, std::chrono::seconds(5));
+    printer_->wait_for_ends(printer_->connections(), std::chrono::seconds(5));
+    for (; connections_seen_ < printer_->connections(); ++connections_seen_) {
+        arrived.push_back(printer_->connection(connections_seen_));
+    }
+    return arrived;
+}
+
+std::vector<std::string> Stage::log_lines() {
+    std::vector<std::string> lines;
+    std::ifstream log(setup_.folder.log(), std::ios::binary);
+    log.seekg(log_seen_);
+    for (std::string line; std::getline(log, line);) {
+        log_seen_ += static_cast<std::streamoff>(line.size() + 1);
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        if (tells(line)) lines.push_back(line);
+    }
+    return lines;
+}
+
+std::string digest_of(const host::Source& source) {
+    peer::Sha256 hash;
+    std::vector<char> buffer(1 << 16);
+    source.rewind();
+    for (size_t count = 0; (count = source.read(buffer.data(), buffer.size())) != 0;) {
+        hash.update(buffer.data(), count);
+    }
+    return hash.finish();
+}
+
+}  // namespace demo

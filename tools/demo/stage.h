@@ -1,0 +1,51 @@
+// What the demonstration works with: a print server with its monitor, and a printer, inside the demo or a real one.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tools/host/monitor_host.h"
+#include "tools/peer/tcp_printer.h"
+
+namespace demo {
+
+extern const char printer_name[];
+
+class Stage {
+  public:
+    // `install`: a folder for the server's files. `real_printer`: "HOST:PORT", or empty for one inside the demo. False
+    // with the reason when the monitor cannot be started.
+    bool open(const std::string& install, const std::string& real_printer, std::string& why);
+    void close() { monitor_.unload(); }
+
+    const std::string& library() const { return setup_.library; }
+    const host::BaseFolder& folder() const { return setup_.folder; }
+    std::string address() const { return host_ + ":" + std::to_string(port_); }
+    // Null when a real one is used.
+    peer::TcpPrinter* printer() { return printer_.get(); }
+
+    // A document for the printer, with a job id of its own.
+    host::Document document(const std::string& name, const host::Source& source);
+    // Prints with a progress bar for large ones; the last error line says what is wrong with the call itself.
+    host::Outcome print(host::Document document);
+    // The connections that have come since the last call, once they have ended. Waits for one when one must come.
+    std::vector<peer::Connection> arrivals(bool must_come);
+    // The lines that tell the story, of those logged since the last call.
+    std::vector<std::string> log_lines();
+
+  private:
+    std::unique_ptr<peer::TcpPrinter> printer_;
+    std::string host_;
+    DWORD port_ = 0;
+    host::MonitorHost monitor_;
+    host::MonitorHost::Options setup_;
+    size_t connections_seen_ = 0;
+    std::streamoff log_seen_ = 0;
+};
+
+// SHA-256 of the bytes a document has.
+std::string digest_of(const host::Source& source);
+
+}  // namespace demo

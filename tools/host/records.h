@@ -1,0 +1,25 @@
+// What the Print Provider leaves for the monitor beside the settings: the helper program, and the records that bring it
+// into play. All return false when the file cannot be written.
+#pragma once
+
+#include <string>
+
+#include "tools/host/setup.h"
+
+namespace host {
+
+// The file name of the helper program in the base folder.
+extern const char helper_file_name[];
+
+// Copies the sample helper program, which lies beside the running program.
+bool install_helper(const BaseFolder& folder);
+// What the helper answers from its next start on; the lines are described in tools/ts-print-monitor/script.h.
+bool set_helper_script(const BaseFolder& folder, const std::string& script);
+
+// The printer's hardware is checked for each of its documents, until the record is removed.
+std::string settings_record_path(const BaseFolder& folder, const std::string& printer);
+bool write_settings_record(const BaseFolder& folder, const std::string& printer);
+// Attributes (duplex, two copies) are forced on one job.
+bool write_force_attributes_records(const BaseFolder& folder, const std::string& printer, DWORD job_id);
+
+}  // namespace host
