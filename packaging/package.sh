@@ -36,11 +36,15 @@ def text(name):
         return file.read().replace("@VERSION@", version).replace("\n", "\r\n").encode()
 
 
+# The command line; the other three put a spooler of its own around it when it is to work without a print server.
+tsport = ["tsport.exe", "spooler_sim.dll", "spoolss.dll", "winspool.drv"]
+
 files = {
     "README.txt": text("README.txt"),
     "print-provider.conf.sample": text("print-provider.conf.sample"),
     "tsprintportmon.dll": binary("tsprintportmon.dll"),
     "tsprintportmon.dll.debug": binary("tsprintportmon.dll.debug"),
+    **{f"tsport/{name}": binary(name) for name in tsport},
 }
 files["SHA256SUMS"] = "".join(
     f"{hashlib.sha256(data).hexdigest()}  {name}\n" for name, data in sorted(files.items())).encode()

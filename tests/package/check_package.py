@@ -10,7 +10,8 @@ import time
 import zipfile
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-FILES = ["README.txt", "SHA256SUMS", "print-provider.conf.sample", "tsprintportmon.dll", "tsprintportmon.dll.debug"]
+FILES = ["README.txt", "SHA256SUMS", "print-provider.conf.sample", "tsport/spooler_sim.dll", "tsport/spoolss.dll",
+         "tsport/tsport.exe", "tsport/winspool.drv", "tsprintportmon.dll", "tsprintportmon.dll.debug"]
 # Sources that fill the settings; all others read them.
 SETTING_SOURCES = {"config.cpp", "config_handlers.cpp", "config_table.cpp", "global.cpp"}
 # The defaults of settings with a handler, as words of the file.
@@ -57,6 +58,22 @@ def sample_checks(sample):
     yield "lines of the sample that would change something", [], re.findall(r"(?m)^[^#\r\n].*", sample)
 
 
+def tsport_checks(build, archive):
+    """The command line, unpacked, over a file of ports; in a prefix of its own, where no Print Provider is installed."""
+    with tempfile.TemporaryDirectory() as folder:
+        archive.extractall(folder)
+
+        def tsport(*arguments):
+            done = subprocess.run([os.path.join(ROOT, "cmake/wine.sh"), os.path.join(os.path.abspath(build), "wine-package"),
+                                   os.path.join(folder, "tsport/tsport.exe"), "--store", "ports.txt", *arguments],
+                                  cwd=folder, stdin=subprocess.DEVNULL, capture_output=True)
+            return done.returncode, done.stdout.decode().replace("\r\n", "\n")
+
+        yield "tsport add", (0, 'added "Büro": 192.168.1.20 port 9100\n'), tsport("add", "Büro", "192.168.1.20")
+        yield "tsport list", (0, "NAME  ADDRESS       PORT\nBüro  192.168.1.20  9100\n"), tsport("list")
+        yield "tsport show", (1, ""), tsport("show", "nobody")
+
+
 def checks(build, version):
     name = f"tsprintportmon-{version}-win-x64.zip"
     packages = []
@@ -74,6 +91,7 @@ def checks(build, version):
         file.write(packages[0])
         with zipfile.ZipFile(file) as archive:
             yield "files", FILES, archive.namelist()
+            yield from tsport_checks(build, archive)
             contents = {entry: archive.read(entry) for entry in archive.namelist()}
             yield "times in the package", 1, len({entry.date_time for entry in archive.infolist()})
     sums = {line.split("  ")[1]: line.split("  ")[0] for line in contents["SHA256SUMS"].decode().splitlines()}

@@ -11,7 +11,10 @@
 #include <string>
 #include <vector>
 
+#include "tools/peer/tcp_printer.h"
+#include "tools/tsport/verbs.h"
 #include "winapi/winapi.h"
+#include "winportmon/tsmon/tsmon.h"
 
 namespace {
 
@@ -231,24 +234,86 @@ void CheckPortsAreListed() {
     }
 }
 
-// The way of the port UI. A library without the Xcv slots is refused by the spooler; then there is nothing to ask.
-void CheckConfigurationChannel() {
-    WCHAR name[] = L",XcvMonitor Tessaron TCP/IP Port";
-    PRINTER_DEFAULTSW defaults = {nullptr, nullptr, SERVER_ACCESS_ADMINISTER};
+// What a command through the configuration channel comes to. Only commands that leave the registry alone: Wine's
+// spooler takes the record with its registry functions away once a monitor has started.
+DWORD Send(const std::wstring& object, bool administrator, const WCHAR* command, const void* input, size_t size,
+           void* output = nullptr, DWORD output_size = 0) {
+    PRINTER_DEFAULTSW defaults = {nullptr, nullptr,
+                                  administrator ? DWORD{SERVER_ACCESS_ADMINISTER} : DWORD{SERVER_ACCESS_ENUMERATE}};
+    std::wstring name = object;
     HANDLE channel = nullptr;
-    if (!OpenPrinterW(name, &channel, &defaults)) {
-        printf("note    the library has no configuration channel (last error %lu)\n", GetLastError());
-        return;
-    }
-    WCHAR answer[MAX_PATH] = {};
+    if (!OpenPrinterW(name.data(), &channel, &defaults)) return GetLastError();
     DWORD needed = 0;
     DWORD status = ERROR_SUCCESS;
-    Check(XcvDataW(channel, L"MonitorUI", nullptr, 0, reinterpret_cast<BYTE*>(answer), sizeof answer, &needed,
-                   &status) != FALSE &&
-              status == ERROR_SUCCESS,
-          "the configuration channel answers");
-    Check(wcscmp(answer, L"tsprintportmonui.dll") == 0, "it names the port UI: \"" + Utf8(answer) + "\"");
-    Check(ClosePrinter(channel) != FALSE, "the configuration channel closes");
+    const BOOL passed_on =
+        XcvDataW(channel, command, static_cast<BYTE*>(const_cast<void*>(input)), static_cast<DWORD>(size),
+                 static_cast<BYTE*>(output), output_size, &needed, &status);
+    const DWORD code = passed_on ? status : GetLastError();
+    ClosePrinter(channel);
+    return code;
+}
+
+void CheckConfigurationChannel() {
+    const std::wstring monitor = L",XcvMonitor Tessaron TCP/IP Port";
+    WCHAR answer[MAX_PATH] = {};
+    Check(Send(monitor, true, L"MonitorUI", nullptr, 0, answer, sizeof answer) == ERROR_SUCCESS &&
+              wcscmp(answer, L"tsprintportmonui.dll") == 0,
+          "the port UI is named: \"" + Utf8(answer) + "\"");
+    Check(Send(monitor, true, L"TSPaintPort", nullptr, 0) == ERROR_INVALID_PARAMETER, "an unknown command is refused");
+
+    constexpr WCHAR kUpperCase[] = L"TS_10.1.2.3";
+    constexpr WCHAR kUnknown[] = L"no such port";
+    Check(Send(monitor, false, L"TSPortExists", kUpperCase, sizeof kUpperCase) == ERROR_ALREADY_EXISTS,
+          "TSPortExists finds a port, whatever its letter case");
+    Check(Send(monitor, false, L"TSPortExists", kUnknown, sizeof kUnknown) == ERROR_SUCCESS,
+          "TSPortExists finds no other");
+
+    peer::TcpPrinter printer;
+    tsmon::PortConfig config = {};
+    wcscpy(config.printer_address, L"127.0.0.1");
+    config.port_number = printer.port();
+    Check(Send(monitor, false, L"TSPortIsValid", &config, sizeof config) == ERROR_SUCCESS,
+          "TSPortIsValid reaches a printer");
+    Check(Send(monitor, false, L"TSPortIsValid", &config, sizeof config - 1) == ERROR_INVALID_PARAMETER,
+          "TSPortIsValid refuses an input that is too short");
+    printer.refuse();
+    Check(Send(monitor, false, L"TSPortIsValid", &config, sizeof config) == ERROR_INVALID_FUNCTION,
+          "TSPortIsValid says so when it reaches none");
+
+    const std::wstring port = std::wstring(L",XcvPort ") + kPorts[1].name;
+    Check(Send(port, true, L"TSGetConfigInfo", nullptr, 0, &config, sizeof config) == ERROR_SUCCESS &&
+              wcscmp(config.printer_address, kPorts[1].address) == 0 && config.port_number == kPorts[1].number,
+          "TSGetConfigInfo gives a port's configuration");
+    for (const WCHAR* const command : {L"TSAddPort", L"TSConfigPort", L"TSGetConfigInfo", L"TSDeletePort"}) {
+        Check(Send(port, false, command, &config, sizeof config, &config, sizeof config) == ERROR_ACCESS_DENIED,
+              Utf8(command) + " is refused without administrator access");
+    }
+}
+
+// The command line, as an administrator uses it on the server.
+void CheckTsport() {
+    peer::TcpPrinter printer;
+    const std::string port = std::to_string(printer.port());
+    const struct {
+        std::vector<std::string> arguments;
+        int status;
+        std::string out;
+    } rows[] = {
+        {{"list"},
+         tsport::done,
+         "NAME         ADDRESS          PORT\n"
+         "B\u00FCro \u6771\u4EAC    printer.example  515\n"
+         "ts_10.1.2.3  10.1.2.3         9100\n"},
+        {{"show", "TS_10.1.2.3"}, tsport::done, "name     ts_10.1.2.3\naddress  10.1.2.3\nport     9100\n"},
+        {{"exists", "nobody"}, tsport::not_there, "\"nobody\" does not exist\n"},
+        {{"test", "127.0.0.1", port}, tsport::done, "127.0.0.1 port " + port + " takes connections\n"},
+    };
+    for (const auto& row : rows) {
+        const tsport::Answer answer = tsport::run(row.arguments);
+        if (!Check(answer.status == row.status && answer.out == row.out, "tsport " + row.arguments.front())) {
+            printf("%s%s", answer.out.c_str(), answer.err.c_str());
+        }
+    }
 }
 
 std::string ReadLog() {
@@ -275,15 +340,17 @@ void TestMonitor(const WCHAR* library) {
     if (!Check(AddMonitorW(nullptr, 2, reinterpret_cast<BYTE*>(&info)) != FALSE, "AddMonitorW succeeds")) return;
     Check(MonitorIsListed(), "the monitor is listed");
     CheckPortsAreListed();
+    std::string log = ReadLog();
+    Check(log.find("TSM init complete") != std::string::npos, "the log says that the monitor has started");
+    if (!Check(log.find(" ERROR: ") == std::string::npos, "the log holds no error")) printf("%s", log.c_str());
     CheckConfigurationChannel();
-    Check(ReadLog().find("TSM init complete") != std::string::npos, "the log says that the monitor has started");
+    CheckTsport();
 
     Check(DeleteMonitorW(nullptr, environment, name) != FALSE, "DeleteMonitorW succeeds");
     Check(!MonitorIsListed(), "the monitor is not listed any more");
     Check(GetModuleHandleW(kDriver) == nullptr, "the library is unloaded");
-    const std::string log = ReadLog();
+    log = ReadLog();
     Check(log.find("TSM Shutdown") != std::string::npos, "the log says that the monitor was shut down");
-    if (!Check(log.find(" ERROR: ") == std::string::npos, "the log holds no error")) printf("%s", log.c_str());
 }
 
 }  // namespace

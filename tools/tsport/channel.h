@@ -37,7 +37,8 @@ class Channel {
 
 // Null with the reason.
 std::unique_ptr<Channel> open_installed(std::string& why);
-// Loads `library` over the ports of the file `store`; one that does not exist holds none.
+// Loads `library` (empty: the one beside this program or in the folder above) over the ports of the file `store`; one
+// that does not exist holds none.
 std::unique_ptr<Channel> open_hosted(const std::string& library, const std::string& store, std::string& why);
 
 }  // namespace tsport

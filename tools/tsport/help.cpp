@@ -23,7 +23,7 @@ options:
   --json                   answers for scripts
   --store FILE             works on the ports in FILE (as export writes it) instead of this server's, with a monitor
                            loaded into this program
-  --library PATH           the monitor for --store (default: the one beside this program)
+  --library PATH           the monitor for --store (default: beside this program or in the folder above)
   --help                   this text; after a verb, more about it
   --                       what follows is no option
 

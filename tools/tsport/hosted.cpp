@@ -2,6 +2,7 @@
 #include <filesystem>
 
 #include "tools/host/monitor_host.h"
+#include "tools/host/platform.h"
 #include "tools/host/xcv.h"
 #include "tools/tsport/channel.h"
 #include "tools/tsport/ports_file.h"
@@ -22,6 +23,14 @@ bool is_print_server() {
         if (status == ERROR_SUCCESS) return true;
     }
     return false;
+}
+
+// In the package this program has a folder of its own.
+std::string own_library() {
+    const std::string beside = host::executable_folder() + "/" + host::monitor_file_name();
+    std::error_code error;
+    if (std::filesystem::exists(beside, error)) return beside;
+    return host::executable_folder() + "/../" + host::monitor_file_name();
 }
 
 class Hosted : public Channel {
@@ -84,7 +93,7 @@ class Hosted : public Channel {
 
 std::unique_ptr<Channel> open_hosted(const std::string& library, const std::string& store, std::string& why) {
     auto channel = std::make_unique<Hosted>(store);
-    if (!channel->load(library, why)) return nullptr;
+    if (!channel->load(library.empty() ? own_library() : library, why)) return nullptr;
     return channel;
 }
 

@@ -1,6 +1,5 @@
 #include "tools/tsport/verbs.h"
 
-#include "tools/host/platform.h"
 #include "tools/tsport/answer.h"
 #include "tools/tsport/commands.h"
 #include "tools/tsport/output.h"
@@ -172,8 +171,7 @@ void do_verb(const Task& task) {
 
 std::unique_ptr<Channel> open_channel(const Command& command, std::string& why) {
     if (command.store.empty()) return open_installed(why);
-    const std::string beside = host::executable_folder() + "/" + host::monitor_file_name();
-    return open_hosted(command.library.empty() ? beside : command.library, command.store, why);
+    return open_hosted(command.library, command.store, why);
 }
 
 }  // namespace
