@@ -40,7 +40,8 @@ struct Options {
     std::string scenario;  // only this one
     std::uint64_t call = 0;
     Mode mode = Mode::once;
-    size_t sample = 0;  // only so many trials, at random
+    bool no_faults = false;  // each scenario once, with nothing that fails
+    size_t sample = 0;       // only so many trials, at random
     unsigned seed = 1;
 };
 
@@ -122,6 +123,16 @@ class Sweep {
         return !function.empty();
     }
 
+    // Under a tool that looks at the memory, say.
+    void run_without_faults() {
+        for (const Scenario& scenario : scenarios()) {
+            if (!options_.scenario.empty() && options_.scenario != scenario.name) continue;
+            run_one({&scenario, 0, Mode::once});
+            printf("%s\n", scenario.name);
+            fflush(stdout);
+        }
+    }
+
     // Every call of a scenario in turn, until there are no more.
     void run_scenario(const Scenario& scenario) {
         std::uint64_t call = 1;
@@ -159,7 +170,7 @@ class Sweep {
 
     // The closing lines; whether all held.
     bool report() const {
-        if (options_.sample == 0) printf("%llu calls that can fail\n", static_cast<unsigned long long>(calls_));
+        if (calls_ != 0) printf("%llu calls that can fail\n", static_cast<unsigned long long>(calls_));
         printf("%zu passed, %zu failed\n", trials_ - wrong_, wrong_);
         return wrong_ == 0;
     }
@@ -217,6 +228,7 @@ bool parse(int argc, char** argv, Options& options) {
         } else if (name == "--call") {
             options.call = std::strtoull(value.c_str(), nullptr, 10);
         } else if (name == "--mode") {
+            options.no_faults = value == "none";
             for (int mode = 0; mode < 3; ++mode) {
                 if (value == kModeNames[mode]) options.mode = static_cast<Mode>(mode);
             }
@@ -243,6 +255,8 @@ int run(const Options& options) {
         for (const Scenario& scenario : scenarios()) {
             if (options.scenario == scenario.name) sweep.run_one({&scenario, options.call, options.mode});
         }
+    } else if (options.no_faults) {
+        sweep.run_without_faults();
     } else if (options.sample != 0) {
         sweep.run_sample();
     } else {
@@ -259,7 +273,7 @@ int main(int argc, char** argv) {
     if (!faults::parse(argc, argv, options)) {
         fprintf(stderr,
                 "usage: faults [--library PATH] [--helper PATH] [--scenario NAME [--call K --mode once|on|short]]\n"
-                "              [--sample N [--seed S]]\n");
+                "              [--mode none] [--sample N [--seed S]]\n");
         return 2;
     }
     std::signal(SIGALRM, faults::report_signal);
