@@ -19,6 +19,7 @@ endmacro()
 # Allocations of what links with these options go through the layer's fault point.
 set(wrap_allocations -Wl,--wrap=malloc,--wrap=calloc,--wrap=realloc)
 
+# Further sources may follow the name.
 function(platform_monitor_library name)
   set(strings ${CMAKE_BINARY_DIR}/generated/${name}_strings.cpp)
   add_custom_command(
@@ -27,7 +28,7 @@ function(platform_monitor_library name)
             -P ${CMAKE_SOURCE_DIR}/cmake/StringTable.cmake
     DEPENDS ${CMAKE_SOURCE_DIR}/winportmon/tsmon/tsmon.rc ${CMAKE_SOURCE_DIR}/cmake/StringTable.cmake)
   add_library(${name} MODULE ${CMAKE_SOURCE_DIR}/winportmon/tsmon/dllmain.cpp
-                             ${CMAKE_SOURCE_DIR}/winapi/linux/dll_entry.cpp ${strings})
+                             ${CMAKE_SOURCE_DIR}/winapi/linux/dll_entry.cpp ${strings} ${ARGN})
   set_target_properties(${name} PROPERTIES PREFIX "" CXX_VISIBILITY_PRESET hidden)
   target_link_libraries(${name} PRIVATE tsmon)
   target_link_options(${name} PRIVATE ${wrap_allocations} -Wl,--no-undefined

@@ -126,7 +126,7 @@ class Sweep {
     // Under a tool that looks at the memory, say.
     void run_without_faults() {
         for (const Scenario& scenario : scenarios()) {
-            if (!options_.scenario.empty() && options_.scenario != scenario.name) continue;
+            if (!is_wanted(scenario)) continue;
             run_one({&scenario, 0, Mode::once});
             printf("%s\n", scenario.name);
             fflush(stdout);
@@ -153,16 +153,20 @@ class Sweep {
 
     void run_all() {
         for (const Scenario& scenario : scenarios()) {
-            if (options_.scenario.empty() || options_.scenario == scenario.name) run_scenario(scenario);
+            if (is_wanted(scenario)) run_scenario(scenario);
         }
         if (options_.scenario.empty()) look_for_points_never_hit();
     }
 
     // Trials at random, the same for the same seed.
     void run_sample() {
+        std::vector<const Scenario*> wanted;
+        for (const Scenario& scenario : scenarios()) {
+            if (is_wanted(scenario)) wanted.push_back(&scenario);
+        }
         std::mt19937 random(options_.seed);
-        for (size_t i = 0; i < options_.sample; ++i) {
-            const Scenario& scenario = scenarios()[random() % scenarios().size()];
+        for (size_t i = 0; i < options_.sample && !wanted.empty(); ++i) {
+            const Scenario& scenario = *wanted[random() % wanted.size()];
             const std::uint64_t calls = count_calls(scenario);
             run_one({&scenario, 1 + random() % calls, static_cast<Mode>(random() % 3)});
         }
@@ -176,6 +180,10 @@ class Sweep {
     }
 
   private:
+    bool is_wanted(const Scenario& scenario) const {
+        return options_.scenario.empty() || options_.scenario == scenario.name;
+    }
+
     static bool transfers(const std::string& function) {
         static const std::set<std::string> names = {"send", "ReadFile", "WriteFile", "fread", "fwrite", "_write"};
         return names.contains(function);
@@ -250,6 +258,7 @@ int run(const Options& options) {
         return 2;
     }
     winapi::set_clock_speed(kClockSpeed);
+    winapi::set_debugger([](const char*) {});  // where the monitor complains while it has no log
     Sweep sweep(world, options);
     if (options.call != 0) {
         for (const Scenario& scenario : scenarios()) {
@@ -272,8 +281,9 @@ int main(int argc, char** argv) {
     faults::Options options;
     if (!faults::parse(argc, argv, options)) {
         fprintf(stderr,
-                "usage: faults [--library PATH] [--helper PATH] [--scenario NAME [--call K --mode once|on|short]]\n"
-                "              [--mode none] [--sample N [--seed S]]\n");
+                "usage: faults [--library PATH] [--helper PATH] [--scenario NAME] [--call K --mode once|on|short]\n"
+                "              [--mode none] [--sample N [--seed S]]\n"
+                "Without a call, a mode or a sample every call of the scenarios is made to fail, one after the other.\n");
         return 2;
     }
     std::signal(SIGALRM, faults::report_signal);
