@@ -49,6 +49,7 @@ TcpPrinter::~TcpPrinter() {
 }
 
 bool TcpPrinter::bind_again() {
+    error_.clear();
     listener_ = net::bind_to(options_.address, port_, error_);
     if (listener_ == net::no_socket) return false;
     port_ = net::bound_port(listener_);
@@ -90,7 +91,10 @@ void TcpPrinter::apply_listening() {
         // others.
         net::close_socket(listener_);
         listening_ = false;
-        bind_again();
+        // A process that is just being started may hold the old socket for a moment longer.
+        for (int attempt = 0; !bind_again() && attempt < 100; ++attempt) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(poll_ms));
+        }
     } else if (!listening_ && wanted_ && error_.empty()) {
         listening_ = net::start_listening(listener_);
         if (!listening_) error_ = "cannot listen";
@@ -106,7 +110,7 @@ void TcpPrinter::release_stalled() {
 
 size_t TcpPrinter::connections() const {
     const std::lock_guard lock(mutex_);
-    return served_.size();
+    return accepted_;
 }
 
 Connection TcpPrinter::connection(size_t index) const {
@@ -119,16 +123,32 @@ Connection TcpPrinter::connection(size_t index) const {
 
 bool TcpPrinter::wait_for_connections(size_t count, std::chrono::milliseconds limit) {
     std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, limit, [&] { return served_.size() >= count; });
+    return changed_.wait_for(lock, limit, [&] { return accepted_ >= count; });
 }
 
 bool TcpPrinter::wait_for_ends(size_t count, std::chrono::milliseconds limit) {
     std::unique_lock lock(mutex_);
     return changed_.wait_for(lock, limit, [&] {
-        return static_cast<size_t>(std::count_if(served_.begin(), served_.end(), [](const Served& served) {
-                   return served.record.end != End::open;
-               })) >= count;
+        return forgotten_ + static_cast<size_t>(
+                                std::count_if(served_.begin(), served_.end(),
+                                              [](const Served& served) { return served.record.end != End::open; })) >=
+               count;
     });
+}
+
+bool TcpPrinter::wait_for_end_of(size_t index, std::chrono::milliseconds limit) {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, limit, [&] {
+        return std::any_of(served_.begin(), served_.end(), [&](const Served& served) {
+            return served.index == index && served.record.end != End::open;
+        });
+    });
+}
+
+void TcpPrinter::forget_ended() {
+    const std::lock_guard lock(mutex_);
+    join_closed();
+    forgotten_ += served_.remove_if([](const Served& served) { return served.record.closed; });
 }
 
 bool TcpPrinter::stopping() const {
@@ -158,12 +178,17 @@ void TcpPrinter::accept_connections() {
 }
 
 // The lock is held.
-void TcpPrinter::start_serving(net::Socket socket) {
-    for (Served& earlier : served_) {
-        if (earlier.record.closed && earlier.thread.joinable()) earlier.thread.join();
+void TcpPrinter::join_closed() {
+    for (Served& served : served_) {
+        if (served.record.closed && served.thread.joinable()) served.thread.join();
     }
+}
+
+// The lock is held.
+void TcpPrinter::start_serving(net::Socket socket) {
+    join_closed();
     Served& served = served_.emplace_back();
-    served.index = served_.size() - 1;
+    served.index = accepted_++;
     served.behaviour = behaviour_;
     if (!queued_.empty()) {
         served.behaviour = queued_.front();
@@ -198,11 +223,15 @@ void TcpPrinter::serve(Served& served) {
 End TcpPrinter::receive_all(Served& served) {
     const Behaviour& behaviour = served.behaviour;
     std::vector<char> buffer(piece);
+    bool stalled = false;
     while (!stopping()) {
         const std::uint64_t bytes = served.record.bytes;  // written by this thread only
         if (bytes >= behaviour.reset_after) return End::reset_here;
         if (bytes >= behaviour.close_after) return End::closed_here;
-        if (bytes >= behaviour.stall_after && !stall()) return End::closed_here;
+        if (bytes >= behaviour.stall_after && !stalled) {
+            stalled = true;
+            if (!stall(behaviour)) return End::closed_here;
+        }
         const net::Wait waited = net::wait_readable(served.socket, poll_ms);
         if (waited == net::Wait::failed) return End::reset_by_peer;
         if (waited == net::Wait::timed_out) continue;
@@ -262,7 +291,8 @@ void TcpPrinter::finish(Served& served, End end) {
 }
 
 // False when the printer is being destroyed; a release lets the connection go on for good.
-bool TcpPrinter::stall() {
+bool TcpPrinter::stall(const Behaviour& behaviour) {
+    if (behaviour.stall_for.count() != 0) return pause(behaviour.stall_for);
     std::unique_lock lock(mutex_);
     changed_.wait(lock, [&] { return stopping_ || releases_ != 0; });
     return !stopping_;

@@ -28,7 +28,8 @@ struct Behaviour {
     int receive_buffer = 0;                    // the system's buffer in bytes; 0: its default
     std::uint64_t reset_after = never;         // resets the connection
     std::uint64_t close_after = never;         // closes the connection, without reading what is still to come
-    std::uint64_t stall_after = never;         // reads nothing more until release_stalled()
+    std::uint64_t stall_after = never;         // reads nothing more until release_stalled() ...
+    std::chrono::milliseconds stall_for{0};    // ... or for this long, when it is not 0
     std::string answer;                        // sent back when the sender has finished
     std::chrono::milliseconds close_delay{0};  // from the sender's end to the close of this side
     bool never_close = false;                  // leaves its own side open until the printer is destroyed
@@ -92,6 +93,10 @@ class TcpPrinter {
     // Until that many connections have come, or have ended; false when the time is over first.
     bool wait_for_connections(size_t count, std::chrono::milliseconds limit = std::chrono::seconds(20));
     bool wait_for_ends(size_t count, std::chrono::milliseconds limit = std::chrono::seconds(20));
+    // Until the n-th connection (from 0) has come and ended.
+    bool wait_for_end_of(size_t index, std::chrono::milliseconds limit = std::chrono::seconds(20));
+    // Drops the records of connections that are over; they still count, and later ones keep their numbers.
+    void forget_ended();
 
   private:
     struct Served {
@@ -110,11 +115,12 @@ class TcpPrinter {
     void accept_connections();
     void start_serving(net::Socket socket);
     void serve(Served& served);
+    void join_closed();
     End receive_all(Served& served);
     void take_in(Served& served, const char* data, size_t size);
     void pace(const Served& served);
     void finish(Served& served, End end);
-    bool stall();
+    bool stall(const Behaviour& behaviour);
     // False when the printer is being destroyed meanwhile.
     bool pause(std::chrono::steady_clock::duration time);
     bool stopping() const;
@@ -129,6 +135,8 @@ class TcpPrinter {
     bool wanted_ = false;
     bool stopping_ = false;
     unsigned releases_ = 0;
+    size_t accepted_ = 0;
+    size_t forgotten_ = 0;
     Behaviour behaviour_;
     std::deque<Behaviour> queued_;
     std::list<Served> served_;

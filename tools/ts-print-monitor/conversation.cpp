@@ -43,15 +43,17 @@ Conversation::Conversation(const fs::path& folder) : folder_(folder) {
 }
 
 int Conversation::run() {
-    if (!read_script()) return 2;
+    if (!read_script("ts-print-monitor")) return 2;
     for (std::string line; !ended_ && read_line(line);) obey(line);
     return 0;
 }
 
-bool Conversation::read_script() {
-    std::ifstream file(folder_ / "ts-print-monitor.script");
+bool Conversation::read_script(const std::string& name) {
+    std::ifstream file(folder_ / path_from_monitor(name + ".script"));
     std::string why;
-    if (!file || script_.read(file, number_, why)) return true;
+    if (!file) return true;
+    script_ = Script();
+    if (script_.read(file, number_, why)) return true;
     end(why);
     return false;
 }
@@ -78,6 +80,7 @@ void Conversation::end(const std::string& how) {
 void Conversation::obey(const std::string& line) {
     const size_t equals = line.find('=');
     command_ = line.substr(0, equals);
+    if (command_ == "printername" && equals != std::string::npos && !read_script(line.substr(equals + 1))) return;
     if (command_ == "spoolfile" && equals != std::string::npos) spool_file_ = line.substr(equals + 1);
     stopped_ = false;
     for (const Step& step : script_.steps_for(command_)) {

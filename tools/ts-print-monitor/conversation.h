@@ -19,7 +19,7 @@ class Conversation {
     int run();
 
   private:
-    bool read_script();
+    bool read_script(const std::string& name);  // false when it is there and cannot be understood
     bool read_line(std::string& line);
     void note(const std::string& line);
     void end(const std::string& how);  // no step follows, and no line is read any more

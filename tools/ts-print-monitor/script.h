@@ -15,10 +15,11 @@
 //   say "text"          writes just this; \n is a line feed
 //   write 200 MiB       writes as many bytes (B, KiB, MiB), different at every place
 //   rewrite             writes the spool file: a PostScript job with a request for duplex and two copies in front of
-//   its
-//                       page, any other byte for byte
+//                       its page, any other byte for byte
 //   close output        writes nothing any more, but goes on reading
 //   exit                ends at once
+//
+// A printer may have a script of its own, "PRINTER.script" beside the common one, which then counts alone.
 //
 // WAIT and silence last "for 300 ms" (ms or s), or "until NAME": until there is a file of that name in the helper's
 // folder. Silence with neither lasts until the monitor closes the helper's input.
