@@ -1,0 +1,247 @@
+// The soak: 64 ports print at once, for minutes, jobs of every size and course on printers and helpers that fail, while
+// administrators change the ports. Every job is accounted for, and nothing may be left over at the end.
+#include <malloc.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <thread>
+
+#include "tests/faults/world.h"
+#include "tests/soak/administrators.h"
+#include "tools/host/platform.h"
+#include "winapi/linux/control.h"
+
+namespace soak {
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+constexpr unsigned kPorts = 64;
+constexpr unsigned kAdministrators = 3;
+constexpr auto kProgress = std::chrono::seconds(10);
+constexpr auto kHang = std::chrono::minutes(3);
+
+struct Options {
+    double minutes = 10;
+    std::uint64_t documents = 0;  // instead of minutes
+    std::uint64_t seed = 20240607;
+};
+
+class Soak {
+  public:
+    explicit Soak(const Options& options) : options_(options) {}
+    ~Soak() {
+        server_.monitor.unload();
+        std::error_code ignored;
+        if (server_.account.wrongs() == 0) fs::remove_all(install_, ignored);
+    }
+    Soak(const Soak&) = delete;
+    Soak& operator=(const Soak&) = delete;
+
+    bool set_up();
+    // The first part warms everything up; what is open after it is what may be open at the end.
+    bool run();
+
+  private:
+    // Until the time is over or so many documents are printed in all.
+    void run_part(Clock::time_point end, std::uint64_t documents);
+    void watch(const std::atomic<unsigned>& running);
+    void show_progress() const;
+    void check_ports();
+    void show_table() const;
+
+    const Options options_;
+    const Clock::time_point begin_ = Clock::now();
+    std::string install_ = host::make_temporary_folder();
+    Server server_;
+    std::deque<Port> ports_;
+    Random random_{options_.seed};
+    std::unique_ptr<peer::TcpPrinter> idle_ = Port::new_printer(random_);
+    std::atomic<std::uint64_t> tickets_{0};
+};
+
+bool Soak::set_up() {
+    std::string why = idle_->error();
+    std::error_code error;
+    winapi::set_clock_speed(kClockSpeed);
+    winapi::allow_dns(false);
+    winapi::set_host(W("printer.example"), {"127.0.0.3"});
+    const std::vector<std::string> settings = {"Debug=on", "IsPrintingBasedOnPortMonitor=on", "LogRotateNumber=3",
+                                               "LogRotateSizeKBytes=4096"};
+    host::MonitorHost::Options monitor;
+    monitor.library = host::executable_folder() + "/" + host::monitor_file_name();
+    if (!host::set_up_base(install_, settings, server_.folder, why)) {
+        std::fprintf(stderr, "%s\n", why.c_str());
+        return false;
+    }
+    fs::copy_file(host::executable_folder() + "/ts-print-monitor.exe", server_.folder.base + "/ts-print-monitor.exe",
+                  error);
+    monitor.folder = server_.folder;
+    bool ready = !error && server_.monitor.load(monitor, why);
+    for (unsigned i = 0; i < kPorts && ready; ++i) {
+        const Port& port = ports_.emplace_back(server_, 100 + i, options_.seed * kPorts + i);
+        why = port.error();
+        ready = why.empty() && add_port(server_, port.name(), port.number());
+    }
+    if (!ready) std::fprintf(stderr, "cannot be set up: %s %s\n", why.c_str(), error ? error.message().c_str() : "");
+    return ready;
+}
+
+// -- Running ---------------------------------------------------------------------------------------------------------
+
+void Soak::run_part(Clock::time_point end, std::uint64_t documents) {
+    std::atomic<bool> stop{false};
+    std::atomic<unsigned> running{kPorts};
+    std::vector<std::thread> threads;
+    for (Port& port : ports_) {
+        spooler_sim::add_printer(port.name());
+        threads.emplace_back([&] {
+            while (Clock::now() < end && tickets_++ < documents) port.print_one();
+            --running;
+        });
+    }
+    std::vector<std::thread> administrators;
+    for (unsigned i = 0; i < kAdministrators; ++i) {
+        administrators.emplace_back(
+            [&, i] { administrate(server_, ports_, *idle_, options_.seed + tickets_ + i, stop); });
+    }
+    watch(running);
+    for (std::thread& thread : threads) thread.join();
+    stop = true;
+    for (std::thread& thread : administrators) thread.join();
+    tickets_ = server_.account.documents();
+    check_ports();
+    // The simulation remembers what every printer has shown.
+    for (const Port& port : ports_) spooler_sim::remove_printer(port.name());
+    idle_->forget_ended();
+}
+
+void Soak::watch(const std::atomic<unsigned>& running) {
+    auto next = Clock::now() + kProgress;
+    while (running != 0) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        if (Clock::now() < next) continue;
+        next += kProgress;
+        show_progress();
+        // Finished helpers leave their transcripts, and the next one looks for the first free number among them.
+        std::error_code ignored;
+        fs::remove_all(server_.folder.base + "/ts-print-monitor.runs", ignored);
+        idle_->forget_ended();
+        for (const Port& port : ports_) {
+            const Clock::time_point since = port.busy_since();
+            if (since == Clock::time_point() || Clock::now() - since < kHang) continue;
+            std::printf("WRONG: a document on %s hangs; everything is in %s\n", host::to_utf8(port.name()).c_str(),
+                        install_.c_str());
+            std::fflush(stdout);
+            _exit(3);
+        }
+    }
+}
+
+void Soak::show_progress() const {
+    const double seconds = std::chrono::duration<double>(Clock::now() - begin_).count();
+    const Account& account = server_.account;
+    std::printf(
+        "%5.0f s  %8llu documents  %8.1f MiB  %6llu restarts  %4zu handles  %4zu descriptors  %2d helpers  "
+        "%6.1f MiB resident\n",
+        seconds, static_cast<unsigned long long>(account.documents()), static_cast<double>(account.bytes()) / (1 << 20),
+        static_cast<unsigned long long>(account.restarts()), winapi::open_handles(), open_descriptors(),
+        faults::children(), static_cast<double>(resident_bytes()) / (1 << 20));
+    std::fflush(stdout);
+}
+
+// List and registry agree, and both hold the ports that print and no others.
+void Soak::check_ports() {
+    std::vector<std::string> expected;
+    for (const Port& port : ports_) expected.push_back(host::to_utf8(port.name()));
+    if (faults::World::stored_ports() != expected) server_.account.wrong("the stored ports are not those that print");
+    MONITOR2* const table = server_.monitor.table();
+    DWORD needed = 0;
+    DWORD count = 0;
+    table->pfnEnumPorts(server_.monitor.monitor(), nullptr, 1, nullptr, 0, &needed, &count);
+    std::vector<BYTE> buffer(needed);
+    if (!table->pfnEnumPorts(server_.monitor.monitor(), nullptr, 1, buffer.data(), needed, &needed, &count) ||
+        count != kPorts) {
+        server_.account.wrong(std::to_string(count) + " ports are listed");
+    }
+}
+
+bool Soak::run() {
+    std::printf("seed %llu\n", static_cast<unsigned long long>(options_.seed));
+    constexpr std::uint64_t kNoLimit = ~std::uint64_t{0};
+    const bool timed = options_.documents == 0;
+    const auto whole =
+        std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(60 * options_.minutes));
+    const Clock::duration first = std::min<Clock::duration>(whole / 4, std::chrono::minutes(1));
+    run_part(timed ? begin_ + first : Clock::time_point::max(), timed ? kNoLimit : options_.documents / 4);
+    const Stock warm = take_stock(server_);
+    run_part(timed ? begin_ + whole : Clock::time_point::max(), timed ? kNoLimit : options_.documents);
+    const Stock end = take_stock(server_);
+    const std::string more = grown(warm, end);
+    if (!more.empty()) server_.account.wrong("left over: " + more);
+    show_table();
+    std::printf("                    warm        end\n");
+    const auto row = [](const char* what, size_t was, size_t is) { std::printf("%-12s %11zu %10zu\n", what, was, is); };
+    row("handles", warm.handles, end.handles);
+    row("allocations", warm.allocations, end.allocations);
+    row("descriptors", warm.descriptors, end.descriptors);
+    row("helpers", warm.children, end.children);
+    row("work files", warm.work_files, end.work_files);
+    row("heap KiB", warm.heap >> 10, end.heap >> 10);
+    row("resident KiB", warm.resident >> 10, end.resident >> 10);
+    const std::uint64_t wrongs = server_.account.wrongs();
+    if (wrongs != 0) std::printf("logs and records: %s\n", install_.c_str());
+    std::printf("%llu documents, %llu restarts, %llu wrong\n",
+                static_cast<unsigned long long>(server_.account.documents()),
+                static_cast<unsigned long long>(server_.account.restarts()), static_cast<unsigned long long>(wrongs));
+    return wrongs == 0;
+}
+
+void Soak::show_table() const {
+    std::printf("\n%-24s", "");
+    for (const char* const name : kFateNames) std::printf("%21s", name);
+    for (size_t course = 0; course < kCourses; ++course) {
+        std::printf("\n%-24s", kCourseNames[course]);
+        for (size_t fate = 0; fate < kFates; ++fate) {
+            std::printf("%21llu", static_cast<unsigned long long>(server_.account.count(course, fate)));
+        }
+    }
+    std::printf("\n\n");
+}
+
+bool parse(int argc, char** argv, Options& options) {
+    for (int i = 1; i + 1 < argc; i += 2) {
+        const std::string name = argv[i];
+        if (name == "--minutes") {
+            options.minutes = std::strtod(argv[i + 1], nullptr);
+        } else if (name == "--documents") {
+            options.documents = std::strtoull(argv[i + 1], nullptr, 10);
+        } else if (name == "--seed") {
+            options.seed = std::strtoull(argv[i + 1], nullptr, 10);
+        } else {
+            return false;
+        }
+    }
+    return argc % 2 == 1 && options.minutes > 0;
+}
+
+}  // namespace
+}  // namespace soak
+
+int main(int argc, char** argv) {
+    soak::Options options;
+    if (!soak::parse(argc, argv, options)) {
+        std::fprintf(stderr, "usage: soak [--minutes M | --documents N] [--seed S]\n");
+        return 2;
+    }
+    // What is freed goes back to the system: what stays resident is in use.
+    mallopt(M_ARENA_MAX, 4);
+    mallopt(M_MMAP_THRESHOLD, 64 << 10);
+    mallopt(M_TRIM_THRESHOLD, 64 << 10);
+    soak::Soak soak(options);
+    if (!soak.set_up()) return 2;
+    return soak.run() ? 0 : 1;
+}

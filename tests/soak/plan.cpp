@@ -1,0 +1,133 @@
+#include "tests/soak/plan.h"
+
+#include <cstring>
+
+namespace soak {
+namespace {
+
+// Below what share of a thousand the value lies.
+template <typename Value>
+struct Share {
+    Value value;
+    unsigned of_thousand;
+};
+
+constexpr Share<Course> kCourseShares[] = {
+    {Course::direct, 560},    {Course::progress, 200},    {Course::not_approved, 100}, {Course::check_ok, 40},
+    {Course::check_wait, 20}, {Course::check_delete, 20}, {Course::check_error, 20},   {Course::check_dies, 20},
+    {Course::forced, 12},     {Course::forced_dies, 8},
+};
+constexpr Share<Trouble> kTroubleShares[] = {
+    {Trouble::none, 800},   {Trouble::lost_once, 100}, {Trouble::lost_always, 20},
+    {Trouble::refused, 30}, {Trouble::stalled, 40},    {Trouble::slow_close, 10},
+};
+// Each up to this many bytes.
+constexpr Share<size_t> kSizeShares[] = {
+    {2048, 500}, {size_t{64} << 10, 350}, {size_t{512} << 10, 135}, {size_t{4} << 20, 15}};
+
+template <typename Value, size_t N>
+Value draw(Random& random, const Share<Value> (&shares)[N]) {
+    std::uint64_t number = below(random, 1000);
+    for (const Share<Value>& share : shares) {
+        if (number < share.of_thousand) return share.value;
+        number -= share.of_thousand;
+    }
+    return shares[0].value;
+}
+
+template <size_t N>
+std::string pick(Random& random, const char* const (&texts)[N]) {
+    return texts[below(random, N)];
+}
+
+std::string random_bytes(Random& random, size_t size) {
+    std::string data((size + 7) / 8 * 8, '\0');
+    for (size_t i = 0; i < data.size(); i += 8) {
+        const std::uint64_t word = random();
+        std::memcpy(data.data() + i, &word, sizeof word);
+    }
+    data.resize(size);
+    return data;
+}
+
+// What the sample helper's "write N B" writes.
+std::string helper_pattern(size_t size) {
+    std::string data(size, '\0');
+    std::uint32_t state = 0x2545F491;
+    for (char& byte : data) {
+        state = state * 1664525u + 1013904223u;
+        byte = static_cast<char>(state >> 24);
+    }
+    return data;
+}
+
+void plan_check(Random& random, Plan& plan) {
+    static constexpr const char* kCommands[] = {"printername", "printeraddress", "jobid", "wait", "startdoc", "enddoc"};
+    static constexpr const char* kWaits[] = {"on startdoc WAIT \"Door Open\" for 30 ms then WAIT \"No Paper\" then OK",
+                                             "on wait WAIT then WAIT \"Jammed, Offline\" then OK",
+                                             "on enddoc WAIT \"Output Full\" for 20 ms then OK"};
+    static constexpr const char* kDeletes[] = {"on startdoc DELETE", "on startdoc WAIT \"Job Suspended\" then DELETE"};
+    static constexpr const char* kDeaths[] = {"exit", "say \"O\" then exit", "WAIT \"Offline\" then exit",
+                                              "close output"};
+    const std::string command = "on " + pick(random, kCommands) + " ";
+    if (plan.course == Course::check_wait) plan.script = pick(random, kWaits);
+    if (plan.course == Course::check_delete) plan.script = pick(random, kDeletes);
+    if (plan.course == Course::check_error) plan.script = command + "ERROR";
+    if (plan.course == Course::check_dies) plan.script = command + pick(random, kDeaths);
+}
+
+// The monitor takes an answer from one read, so what follows must not be there by then, busy as the machine may be.
+void plan_rewriting(Random& random, Plan& plan) {
+    static constexpr const char* kCommands[] = {"printername", "spoolfile", "jobid", "forceattr"};
+    const std::string begin = "on forceattr OK then silence for 1500 ms then ";
+    if (plan.course == Course::forced) {
+        plan.script = begin + "rewrite";
+        plan.rewritten = plan.data;
+        if (below(random, 2) == 0) return;
+        const std::string head = "%!PS\n";
+        plan.rewritten = head + "<< /Duplex true /Tumble false /NumCopies 2 >> setpagedevice\n" + plan.data;
+        plan.data.insert(0, head);
+        return;
+    }
+    plan.helper_fails = below(random, 2) == 0;
+    const size_t size = below(random, 200000);
+    if (!plan.helper_fails) plan.rewritten = helper_pattern(size);
+    plan.script = plan.helper_fails ? "on " + pick(random, kCommands) + " exit"
+                                    : begin + "write " + std::to_string(size) + " B then exit";
+}
+
+void plan_trouble(Random& random, Plan& plan) {
+    peer::Behaviour& behaviour = plan.behaviour;
+    const std::uint64_t place = below(random, plan.data.size() + 1);
+    const bool reset = below(random, 2) == 0;
+    // With little room between monitor and printer, what is lost is felt before the end.
+    if (below(random, 2) == 0) behaviour.receive_buffer = 65536;
+    if (plan.trouble == Trouble::lost_once || plan.trouble == Trouble::lost_always) {
+        (reset ? behaviour.reset_after : behaviour.close_after) = place;
+    } else if (plan.trouble == Trouble::stalled) {
+        behaviour.stall_after = place;
+        behaviour.stall_for = std::chrono::milliseconds(1 + below(random, 400));
+    } else if (plan.trouble == Trouble::slow_close) {
+        behaviour.close_delay = std::chrono::milliseconds(1000 + below(random, 500));
+    }
+}
+
+}  // namespace
+
+std::uint64_t below(Random& random, std::uint64_t end) {
+    return random() % end;
+}
+
+Plan make_plan(Random& random) {
+    Plan plan;
+    plan.course = draw(random, kCourseShares);
+    plan.trouble = draw(random, kTroubleShares);
+    plan.data = random_bytes(random, 1 + below(random, draw(random, kSizeShares)));
+    plan.write_size = static_cast<DWORD>(512 << below(random, 8));
+    if (plan.is_checked()) plan_check(random, plan);
+    if (plan.is_forced()) plan_rewriting(random, plan);
+    plan_trouble(random, plan);
+    return plan;
+}
+
+}  // namespace soak
