@@ -114,8 +114,11 @@ void Soak::run_part(Clock::time_point end, std::uint64_t documents) {
     for (std::thread& thread : administrators) thread.join();
     tickets_ = server_.account.documents();
     check_ports();
-    // The simulation remembers what every printer has shown.
-    for (const Port& port : ports_) spooler_sim::remove_printer(port.name());
+    // The simulation remembers what every printer has shown, and a TCP printer its last connections.
+    for (Port& port : ports_) {
+        spooler_sim::remove_printer(port.name());
+        port.forget_arrived();
+    }
     idle_->forget_ended();
 }
 

@@ -100,10 +100,11 @@ void plan_trouble(Random& random, Plan& plan) {
     peer::Behaviour& behaviour = plan.behaviour;
     const std::uint64_t place = below(random, plan.data.size() + 1);
     const bool reset = below(random, 2) == 0;
-    // With little room between monitor and printer, what is lost is felt before the end.
-    if (below(random, 2) == 0) behaviour.receive_buffer = 65536;
     if (plan.trouble == Trouble::lost_once || plan.trouble == Trouble::lost_always) {
         (reset ? behaviour.reset_after : behaviour.close_after) = place;
+        // With little room between monitor and printer, what is lost is felt before the end. With less than this, a
+        // window that is smaller than this machine's packets makes every one of them wait.
+        if (below(random, 2) == 0) behaviour.receive_buffer = 256 << 10;
     } else if (plan.trouble == Trouble::stalled) {
         behaviour.stall_after = place;
         behaviour.stall_for = std::chrono::milliseconds(1 + below(random, 400));

@@ -143,7 +143,7 @@ void Port::clear_away(const Plan& plan, DWORD job_id) {
         const bool first_command = plan.helper_fails && plan.script.starts_with("on printername");
         if (first_command) fs::remove(server_.folder.spool("forceattr") + "/input-" + job, ignored);
     }
-    printer_->forget_ended();
+    forget_arrived();
 }
 
 // -- At the printer --------------------------------------------------------------------------------------------------

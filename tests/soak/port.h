@@ -24,6 +24,7 @@ class Port {
     std::uint16_t number() const { return printer_->port(); }
 
     void print_one();
+    void forget_arrived() { printer_->forget_ended(); }
     // Since when the document under way has been so; the epoch when there is none. For who looks for hangs.
     std::chrono::steady_clock::time_point busy_since() const { return busy_since_.load(); }
 
