@@ -8,6 +8,7 @@
 #include <fstream>
 #include <thread>
 
+#include "tools/host/records.h"
 #include "tools/host/text.h"
 #include "winapi/linux/control.h"
 #include "winapi/spooler_sim/spooler_sim.h"
@@ -17,18 +18,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kHelperName = "ts-print-monitor.exe";
-
 void write(const std::string& path, const std::string& contents) {
     std::ofstream(path, std::ios::binary) << contents;
 }
 
 void empty_folder(const std::string& path) {
     for (const auto& entry : fs::directory_iterator(path)) fs::remove_all(entry.path());
-}
-
-std::string record(const std::string& fields) {
-    return "# TS Serialize Data\r\n" + fields + "#END\r\n";
 }
 
 // Waits a moment: helpers end by themselves once their input is closed.
@@ -64,7 +59,7 @@ World::World(std::string library, std::string helper)
     std::string why;
     if (!host::set_up_base(install_, {}, folder_, why)) error_ = why;
     std::error_code failed;
-    fs::copy_file(helper, folder_.base + "/" + kHelperName, failed);
+    fs::copy_file(helper, folder_.base + "/" + host::helper_file_name, failed);
     if (failed) error_ = helper + ": " + failed.message();
     if (!printer_.error().empty()) error_ = printer_.error();
     winapi::allow_dns(false);
@@ -82,7 +77,7 @@ void World::reset(const std::vector<std::string>& settings) {
     for (const auto& entry : fs::directory_iterator(folder_.base)) {
         const std::string name = entry.path().filename().string();
         if (name.starts_with("print-monitor.log") || name.starts_with("ts-print-monitor.")) {
-            if (name != kHelperName) fs::remove_all(entry.path());
+            if (name != host::helper_file_name) fs::remove_all(entry.path());
         }
     }
     std::string conf;
@@ -97,22 +92,15 @@ void World::reset(const std::vector<std::string>& settings) {
 }
 
 void World::answer_by(const std::string& script) const {
-    write(folder_.base + "/ts-print-monitor.script", script);
+    host::set_helper_script(folder_, script);
 }
 
 void World::check_hardware() const {
-    write(folder_.spool("settings") + "/Office.dat",
-          record("version=5\r\nenable_color_detection=Y\r\nfailure_mode=HOLD\r\nhardware_check_mode=SNMP\r\n"
-                 "is_virtual=N\r\nqueue-confidentiality-mode=HIDE_NONE\r\n"));
+    host::write_settings_record(folder_, "Office");
 }
 
 void World::force_attributes() const {
-    write(folder_.spool("forceattr") + "/msf-Office-7.dat",
-          record("version=1\r\nwatermark_text=DRAFT\r\nwatermark_font_size_points=12.5\r\nwatermark_gray_level=50\r\n"
-                 "watermark_position=1\r\nwatermark_position_override_from_edge_y_points=0\r\ndefault_to_a4=FALSE\r\n"
-                 "force_duplex=TRUE\r\nforce_grayscale=FALSE\r\nset_num_copies=2\r\ncompress_method=0\r\n"
-                 "inject_job_uid=FALSE\r\n"));
-    write(folder_.spool("forceattr") + "/job-Office-7.dat", "meta-data");
+    host::write_force_attributes_records(folder_, "Office", kJob);
 }
 
 void World::mark_not_approved() const {

@@ -11,6 +11,7 @@
 #include "tests/faults/world.h"
 #include "tests/soak/administrators.h"
 #include "tools/host/platform.h"
+#include "tools/host/records.h"
 #include "winapi/linux/control.h"
 
 namespace soak {
@@ -65,7 +66,6 @@ class Soak {
 
 bool Soak::set_up() {
     std::string why = idle_->error();
-    std::error_code error;
     winapi::set_clock_speed(kClockSpeed);
     winapi::allow_dns(false);
     winapi::set_host(W("printer.example"), {"127.0.0.3"});
@@ -73,20 +73,19 @@ bool Soak::set_up() {
                                                "LogRotateSizeKBytes=4096"};
     host::MonitorHost::Options monitor;
     monitor.library = host::executable_folder() + "/" + host::monitor_file_name();
-    if (!host::set_up_base(install_, settings, server_.folder, why)) {
-        std::fprintf(stderr, "%s\n", why.c_str());
-        return false;
+    bool ready = why.empty() && host::set_up_base(install_, settings, server_.folder, why);
+    if (ready && !host::install_helper(server_.folder)) {
+        why = "the helper program cannot be copied";
+        ready = false;
     }
-    fs::copy_file(host::executable_folder() + "/ts-print-monitor.exe", server_.folder.base + "/ts-print-monitor.exe",
-                  error);
     monitor.folder = server_.folder;
-    bool ready = !error && server_.monitor.load(monitor, why);
+    ready = ready && server_.monitor.load(monitor, why);
     for (unsigned i = 0; i < kPorts && ready; ++i) {
         const Port& port = ports_.emplace_back(server_, 100 + i, options_.seed * kPorts + i);
         why = port.error();
         ready = why.empty() && add_port(server_, port.name(), port.number());
     }
-    if (!ready) std::fprintf(stderr, "cannot be set up: %s %s\n", why.c_str(), error ? error.message().c_str() : "");
+    if (!ready) std::fprintf(stderr, "cannot be set up: %s\n", why.c_str());
     return ready;
 }
 

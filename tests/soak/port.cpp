@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "tests/soak/knock.h"
+#include "tools/host/records.h"
 
 namespace soak {
 namespace {
@@ -15,10 +16,6 @@ using Clock = std::chrono::steady_clock;
 
 void write(const std::string& path, const std::string& contents) {
     std::ofstream(path, std::ios::binary) << contents;
-}
-
-std::string record(const std::string& fields) {
-    return "# TS Serialize Data\r\n" + fields + "#END\r\n";
 }
 
 bool ended_by_printer(const peer::Connection& connection) {
@@ -107,20 +104,9 @@ host::Document Port::lay_out(const Plan& plan, Pace& pace) {
 
     const std::string job = plain_name_ + "-" + std::to_string(document.job_id) + ".dat";
     write(server_.folder.base + "/" + plain_name_ + ".script", plan.script);
-    if (plan.is_checked()) {
-        write(server_.folder.spool("settings") + "/" + plain_name_ + ".dat",
-              record("version=5\r\nenable_color_detection=Y\r\nfailure_mode=HOLD\r\nhardware_check_mode=SNMP\r\n"
-                     "is_virtual=N\r\nqueue-confidentiality-mode=HIDE_NONE\r\n"));
-    }
+    if (plan.is_checked()) host::write_settings_record(server_.folder, plain_name_);
     if (plan.course == Course::progress) write(server_.folder.spool("hpc") + "/job-" + job, "made by the service");
-    if (plan.is_forced()) {
-        write(server_.folder.spool("forceattr") + "/msf-" + job,
-              record("version=1\r\nwatermark_text=DRAFT\r\nwatermark_font_size_points=12.5\r\nwatermark_gray_level=50"
-                     "\r\nwatermark_position=1\r\nwatermark_position_override_from_edge_y_points=0\r\n"
-                     "default_to_a4=FALSE\r\nforce_duplex=TRUE\r\nforce_grayscale=FALSE\r\nset_num_copies=2\r\n"
-                     "compress_method=0\r\ninject_job_uid=FALSE\r\n"));
-        write(server_.folder.spool("forceattr") + "/job-" + job, "meta-data");
-    }
+    if (plan.is_forced()) host::write_force_attributes_records(server_.folder, plain_name_, document.job_id);
     if (plan.trouble == Trouble::refused) printer_->refuse();
     if (plan.trouble == Trouble::lost_always)
         printer_->behave(plan.behaviour);
@@ -134,7 +120,7 @@ host::Document Port::lay_out(const Plan& plan, Pace& pace) {
 void Port::clear_away(const Plan& plan, DWORD job_id) {
     const std::string job = plain_name_ + "-" + std::to_string(job_id) + ".dat";
     std::error_code ignored;
-    if (plan.is_checked()) fs::remove(server_.folder.spool("settings") + "/" + plain_name_ + ".dat", ignored);
+    if (plan.is_checked()) fs::remove(host::settings_record_path(server_.folder, plain_name_), ignored);
     if (plan.course == Course::not_approved) fs::remove(server_.folder.marker(job_id), ignored);
     if (plan.course == Course::progress) fs::remove(server_.folder.spool("hpc") + "/job-" + job, ignored);
     if (plan.is_forced()) {
