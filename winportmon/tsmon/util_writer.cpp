@@ -11,9 +11,12 @@
 namespace tsmon {
 namespace {
 
-void RequestRestart(PortEntry* port, BOOL* restart_requested) {
-    SetJobW(port->printer_handle, port->job_id, 0, nullptr, JOB_CONTROL_RESTART);
-    *restart_requested = TRUE;
+// A restart that the spooler refuses counts as not requested: nobody would send the job again.
+void RequestRestart(PortEntry* port, const char* caller, BOOL* restart_requested) {
+    *restart_requested = SetJobW(port->printer_handle, port->job_id, 0, nullptr, JOB_CONTROL_RESTART);
+    if (!*restart_requested) {
+        log_error_last_error(LOG_HERE, "TSM %s: unable to request restart of job %d", caller, port->job_id);
+    }
 }
 
 void LogLostConnection(PortEntry* port, const char* caller) {
@@ -29,7 +32,7 @@ BOOL WriteOverConnection(PortEntry* port, const char* caller, const void* data, 
     if (!SendToSocket(port->socket, data, length, written)) {
         if (port->force_attr.active != 0) {
             log_debug(LOG_HERE, "TSM %s: Doing force attributes, so signal job to restart.", caller);
-            RequestRestart(port, restart_requested);
+            RequestRestart(port, caller, restart_requested);
         }
         CleanupSocket(&port->socket);
         LogLostConnection(port, caller);
@@ -56,7 +59,7 @@ void ProbePrinter(PortEntry* port, const char* caller, BOOL* restart_requested) 
         return;
     }
     log_debug(LOG_HERE, "TSM: %s: invalid socket but reestablished connection and requested restart", caller);
-    RequestRestart(port, restart_requested);
+    RequestRestart(port, caller, restart_requested);
     CleanupSocket(&port->socket);
 }
 
