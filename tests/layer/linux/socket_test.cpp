@@ -80,25 +80,6 @@ TEST_F(LinuxSocketTest, NamesSetByATestResolveInTheirOrder) {
     EXPECT_EQ("127.0.0.1 ", lookup(u"localhost", u"9100", AF_INET).substr(0, 10));
 }
 
-TEST_F(LinuxSocketTest, NothingWorksBeforeStartup) {
-    WSACleanup();
-    EXPECT_EQ(INVALID_SOCKET, WSASocketW(AF_INET, SOCK_STREAM, IPPROTO_TCP, nullptr, 0, 0));
-    EXPECT_EQ(WSANOTINITIALISED, WSAGetLastError());
-    EXPECT_EQ("(10093)", lookup(u"127.0.0.1", u"9100"));
-    EXPECT_EQ(SOCKET_ERROR, WSACleanup());
-    SetLastError(77);
-    WSADATA data{};
-    EXPECT_EQ(0, WSAStartup(0x0202, &data));
-    EXPECT_EQ(77, WSAGetLastError());
-}
-
-TEST_F(LinuxSocketTest, SendWithoutAConnection) {
-    const SOCKET socket = WSASocketW(AF_INET, SOCK_STREAM, IPPROTO_TCP, nullptr, 0, 0);
-    EXPECT_EQ(SOCKET_ERROR, send(socket, "a", 1, 0));
-    EXPECT_EQ(WSAENOTCONN, WSAGetLastError());
-    closesocket(socket);
-}
-
 // As documented; elsewhere in the tests as what it means for a printer that answers.
 TEST_F(LinuxSocketTest, TheCloseEventWaitsBehindUnreadData) {
     const SOCKET socket = connected(listener_.port());

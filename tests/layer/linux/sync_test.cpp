@@ -6,7 +6,6 @@
 #include <thread>
 
 #include "winapi/linux/control.h"
-#include "winapi/linux/fault.h"
 
 namespace {
 
@@ -23,14 +22,6 @@ TEST(LinuxCriticalSection, MisuseIsCounted) {
     EXPECT_EQ(before + 3, winapi::misuses());
     EnterCriticalSection(&section);  // deleted
     EXPECT_EQ(before + 4, winapi::misuses());
-}
-
-TEST(LinuxCriticalSection, InitialisationCanFail) {
-    CRITICAL_SECTION section{};
-    winapi::fault::arm(1, winapi::fault::Mode::once);
-    EXPECT_FALSE(InitializeCriticalSectionAndSpinCount(&section, 0));
-    winapi::fault::disarm();
-    EXPECT_EQ(ERROR_NOT_ENOUGH_MEMORY, GetLastError());
 }
 
 }  // namespace
