@@ -28,7 +28,7 @@ class Config : public LogTest {
 };
 
 TEST_F(Config, HasEverySettingWithItsDefault) {
-    const auto settings = table_entries(kSettings, ' ');
+    const auto settings = table_entries("settings.txt", ' ');
     ASSERT_EQ(settings.size(), CONFIG_VAR_COUNT);
     memset(&session_context, 0x55, sizeof session_context);
     config_set_defaults();

@@ -1,5 +1,4 @@
-// The record files shared with the Print Provider, and the marker of a job that is not approved.
-#include "common/notapproved_file.h"
+// The record files shared with the Print Provider.
 #include "common/serialize.h"
 #include "common/serialize_hpc_job.h"
 #include "common/serialize_job.h"
@@ -133,97 +132,38 @@ TEST_F(Records, HaveSafeNames) {
                                  "ERROR: HPC serialize job filename is truncated: job-" + cut}));
 }
 
-TEST_F(Records, ReadAPrintersSettings) {
+TEST_F(Records, ReadWhatAVersionOfAPrintersSettingsHas) {
     const std::string one = "enable_color_detection=Yes\nfailure_mode=HOLD\n";
     const std::string two = one + "hardware_check_mode=SNMP\n";
     const std::string three = two + "is_virtual=Y\n";
     const std::string four = three + "queue-confidentiality-mode=HIDE_NAME\n";
-    const std::string file = "DEBUG: NOTE: Printer settings file P_1.dat version ";
+    const std::string note = "DEBUG: NOTE: Printer settings file P_1.dat version ";
     const std::string latest = " found (latest version is 5)";
-    // clang-format off
     const struct {
         std::string bytes;
-        std::vector<int> fields;  // in the record's order; none when it cannot be read
-        std::string line;         // the first that is an error or a note
+        std::vector<int> fields;  // in the record's order
+        std::string line;
     } cases[] = {
-        {"version=1\n" + one + "#END\n", {1, 1, 2, 2, 0, 0}, file + "1" + latest},
-        {"version=2\n" + two + "#END\n", {2, 1, 2, 0, 0, 0}, file + "2" + latest},
-        {"version=3\n" + three + "#END\n", {3, 1, 2, 0, 0, 1}, file + "3" + latest},
-        {"version=4\n" + four + "#END\n", {4, 1, 2, 0, 1, 1}, file + "4" + latest},
-        {"version=5\n" + four + "new=1\n#END\n", {5, 1, 2, 0, 1, 1}, ""},
-        {"version=7\n" + four + "x\n#END\n", {7, 1, 2, 0, 1, 1}, file + "7 found. You are using an old version 5"},
-        {"version=5\nenable_color_detection=TRUE\nfailure_mode=PRINT_NEW_WITH_REPLAY\nhardware_check_mode=DEVICE-API\n"
-         "is_virtual=y\nqueue-confidentiality-mode=HIDE_NONE\n#END", {5, 0, 1, 1, 0, 0}, ""},
-        {"version=0\nenable_color_detection=Y\nfailure_mode=PRINT_NEW_NO_REPLAY\n#END", {0, 1, 0, 2, 0, 0}, file + "0" + latest},
-        {"version=5\n" + four, {}, "ERROR: Unable to read line from serialize file to find terminator"},
-        {"version=5\n" + three + "#END\n", {}, "ERROR: Unable to read line from serialize file. errno=0"},
-        {"version=2\n" + one + "hardware_check_mode=snmp\n#END\n", {}, ""},
-        {"version=4\n" + three + "queue-confidentiality-mode=\n#END\n", {}, ""},
+        {"version=0\n" + one, {0, 1, 2, 2, 0, 0}, note + "0" + latest},
+        {"version=2\n" + two, {2, 1, 2, 0, 0, 0}, note + "2" + latest},
+        {"version=3\n" + three, {3, 1, 2, 0, 0, 1}, note + "3" + latest},
+        {"version=4\n" + four, {4, 1, 2, 0, 1, 1}, note + "4" + latest},
+        {"version=5\n" + four + "new=1\n", {5, 1, 2, 0, 1, 1}, ""},
+        {"version=7\n" + four, {7, 1, 2, 0, 1, 1}, note + "7 found. You are using an old version 5"},
     };
-    // clang-format on
     session_context.debug_logging = 1;
     for (const auto& row : cases) {
-        write_bytes(path("P_1.dat"), "# TS Serialize Data\n" + row.bytes);
+        write_bytes(path("P_1.dat"), "# TS Serialize Data\n" + row.bytes + "#END\n");
         PrinterSettings s;
         memset(&s, 0x55, sizeof s);
-        EXPECT_EQ(serialize_settings_readin(base().c_str(), "P:1", &s), row.fields.empty() ? 0 : 1) << row.bytes;
-        const std::vector<int> fields = {
-            s.version,   s.enable_color_detection, s.failure_mode, s.hardware_check_mode, s.queue_confidentiality_mode,
-            s.is_virtual};
-        EXPECT_TRUE(row.fields.empty() || fields == row.fields) << row.bytes;
-        std::string first;
-        for (const std::string& line : logged()) {
-            if (first.empty() && (line[0] == 'E' || line.find("NOTE") != std::string::npos)) first = line;
-        }
-        EXPECT_EQ(first, row.line) << row.bytes;
+        EXPECT_EQ(serialize_settings_readin(base().c_str(), "P:1", &s), 1) << row.bytes;
+        EXPECT_EQ((std::vector<int>{s.version, s.enable_color_detection, s.failure_mode, s.hardware_check_mode,
+                                    s.queue_confidentiality_mode, s.is_virtual}),
+                  row.fields);
+        std::string notes;
+        for (const std::string& line : logged()) notes += line.find("NOTE") != std::string::npos ? line : "";
+        EXPECT_EQ(notes, row.line);
     }
-    PrinterSettings settings;
-    EXPECT_EQ(serialize_settings_readin(base().c_str(), "none", &settings), 0);
-    EXPECT_EQ(logged(), Strings{"DEBUG: Printer settings file '" + path("none.dat") + "' does not exist"});
-}
-
-TEST_F(Records, ReadForcedAttributes) {
-    const std::string full(255, 'w');
-    const auto msf = [](const std::string& version, const std::string& text, const std::string& last) {
-        return "# TS Serialize Data\r\nversion=" + version + "\r\nwatermark_text=" + text +
-               "\r\nwatermark_font_size_points=12.5\r\nwatermark_gray_level=-3\r\nwatermark_position=4\r\n"
-               "watermark_position_override_from_edge_y_points=0.25\r\ndefault_to_a4=TRUE\r\nforce_duplex=FALSE\r\n"
-               "force_grayscale=TRUE\r\nset_num_copies=5\r\ncompress_method=6\r\ninject_job_uid=" +
-               last + "\r\n";
-    };
-    // clang-format off
-    const struct {
-        std::string bytes;
-        int result;
-        Strings lines;
-    } cases[] = {
-        {msf("99", full, "TRUE") + "#END\r\n", 1, {}},
-        {msf("1", full, "TRUE"), 1, {"ERROR: Unable to read line from serialize file to find terminator"}},
-        {msf("1", full + "w", "TRUE") + "#END", 0, {"ERROR: Value string is too long, \"" + full + "w\", from serialize file"}},
-        {msf("1", full, "yes") + "#END", 0, {"ERROR: Boolean key, \"inject_job_uid\", has non-boolean value: \"yes\""}},
-    };
-    // clang-format on
-    const std::string folder = base();
-    for (const auto& row : cases) {
-        write_bytes(path("msf-P_1-42.dat"), row.bytes);
-        MsfRecord r;
-        EXPECT_EQ(serialize_msf_readin(folder.c_str(), "P/1", "42", &r), row.result) << row.bytes;
-        EXPECT_EQ(logged(), row.lines);
-        if (!row.result) continue;
-        EXPECT_EQ(r.watermark_text, full);
-        EXPECT_EQ(r.watermark_font_size_points * 100 + r.watermark_position_override_from_edge_y_points, 1250.25);
-        EXPECT_EQ((std::vector{r.watermark_gray_level, r.watermark_position, r.default_to_a4, r.force_duplex,
-                               r.force_grayscale, r.set_num_copies, r.compress_method, r.inject_job_uid}),
-                  (std::vector{-3, 4, 1, 0, 1, 5, 6, 1}));
-    }
-    write_bytes(path("job-P_1-42.dat"), "");
-    EXPECT_NE(serialize_job_delete(folder.c_str(), "P/1", "42"), 0);
-    EXPECT_NE(serialize_msf_delete(folder.c_str(), "P/1", "42"), 0) << "still there: it is the other one's";
-    MsfRecord record;
-    EXPECT_EQ(serialize_msf_delete(folder.c_str(), "P/1", "42") + serialize_job_delete(folder.c_str(), "P/1", "42") +
-                  serialize_msf_readin(folder.c_str(), "P/1", "42", &record),
-              0);
-    EXPECT_EQ(logged(), Strings{});
 }
 
 TEST_F(Records, WriteTheProgressOfAJob) {
@@ -235,23 +175,6 @@ TEST_F(Records, WriteTheProgressOfAJob) {
                   "# TS Serialize Data\r\nversion=1\r\nwrite_port=" + std::to_string(count) + "\r\n#END\r\n");
         EXPECT_EQ(serialize_hpc_job_write(path("a\\b").c_str(), &record), 0);
     }
-}
-
-TEST_F(Records, MarkAJobThatIsNotApproved) {
-    util_strncpy(session_context.notapproved_jobs_spool_dir_path, base().c_str(), 1024);
-    const std::string marker = path("4294967295.notapproved");
-    write_bytes(marker, "");
-    EXPECT_EQ(notapproved_file_exists(~0u), 0) << "the check is off";
-    notapproved_file_delete(~0u);
-    session_context.notapproved_file_checking = 1;
-    EXPECT_EQ(notapproved_file_exists(~0u) * 10 + notapproved_file_exists(42), 10);
-    notapproved_file_delete(~0u);
-    EXPECT_EQ(read_bytes(marker), "missing");
-    session_context.debug_logging = 1;
-    notapproved_file_delete(42);
-    const Strings lines = logged();
-    EXPECT_EQ(lines.at(0), "DEBUG: Deleting the notapproved file: \"" + path("42.notapproved") + "\"");
-    EXPECT_TRUE(lines.at(1).starts_with("DEBUG: Unable to delete the notapproved file: \"" + path("42.notapproved")));
 }
 
 }  // namespace

@@ -1,13 +1,9 @@
-// What takes the layer: a file that is released on the way, the debugger, a fresh process, injected faults.
-#include "common/serialize_hpc_job.h"
-#include "common/serialize_settings.h"
+// What takes the layer: a file that is released on the way, the debugger, a fresh process, failing calls.
 #include "tests/unit/log_fixture.h"
 #include "winapi/linux/control.h"
 #include "winapi/linux/fault.h"
 
 namespace {
-
-namespace fault = winapi::fault;
 
 Strings debugger_output;
 HANDLE held = nullptr;
@@ -90,68 +86,25 @@ TEST(LayerDeathTest, TheFirstLineChecksTheSize) {
     EXPECT_EXIT(exit(run()), testing::ExitedWithCode(0), "");
 }
 
-// Makes each call of `run` in turn fail, once, from then on and in part; `check` gets its result and looks at what must
-// hold nevertheless.
-template <typename Prepare, typename Run, typename Check>
-void with_each_fault(Prepare prepare, Run run, Check check) {
-    for (const fault::Mode mode : {fault::Mode::once, fault::Mode::from_then_on, fault::Mode::short_count}) {
-        std::uint64_t calls = 1;
-        for (std::uint64_t call = 1; call <= calls && !testing::Test::HasFailure(); ++call) {
-            SCOPED_TRACE("call " + std::to_string(call) + ", mode " + std::to_string(static_cast<int>(mode)));
-            prepare();
-            log_close();
-            const size_t handles = winapi::open_handles();
-            fault::arm(call, mode);
-            const int result = run();
-            calls = fault::disarm();
-            log_close();
-            EXPECT_EQ(winapi::open_handles(), handles) << winapi::describe_open_handles();
-            check(result);
-        }
-    }
-}
-
-TEST_F(Layer, NeverReportsAWrongSuccess) {
-    session_context.debug_logging = 1;
-    const std::string file = path("hpc\\job-P1-7.dat");
-    const HpcJobRecord record = {"P1", 7, 3};
-    with_each_fault([&] { os_file_delete(file.c_str()); },
-                    [&] { return serialize_hpc_job_write(path("hpc").c_str(), &record); },
-                    [&](int written) {
-                        const std::string whole = "# TS Serialize Data\r\nversion=1\r\nwrite_port=3\r\n";
-                        EXPECT_TRUE(!written || read_bytes(file).starts_with(whole)) << read_bytes(file);
-                    });
-    write_bytes(path("P1.dat"),
-                "version=2\nenable_color_detection=Y\nfailure_mode=HOLD\nhardware_check_mode=SNMP\n#END\n");
-    PrinterSettings s;
-    with_each_fault([&] { memset(&s, 0x55, sizeof s); },
-                    [&] { return serialize_settings_readin(base().c_str(), "P1", &s); },
-                    [&](int read) { EXPECT_TRUE(!read || s.version + s.failure_mode + s.hardware_check_mode == 4); });
-    write_bytes(path("print-provider.conf"), "TLS=on\n");
-    with_each_fault([] { testing::internal::CaptureStderr(); }, [&] { return config_init(base().c_str()); },
-                    [&](int done) {
-                        testing::internal::GetCapturedStderr();
-                        EXPECT_EQ(session_context.connect_timeout_ms, 10000);
-                        EXPECT_EQ(session_context.spool_dir_path, done ? path("spool") : "");
-                        logged_bytes();
-                    });
-}
-
+// With each call of a rotation failing in turn.
 TEST_F(Layer, LosesNoRotatedFileToAFault) {
-    session_context.debug_logging = 1;
-    const auto prepare = [&] {
-        for (const char* const end : {".tmp", ".3"}) os_file_delete((log_path + end).c_str());
-        for (const char* const end : {"", ".1", ".2"}) write_bytes(log_path + end, std::string("live") + end);
-    };
-    with_each_fault(
-        prepare, [] { return log_rotate(3, 3); },
-        [&](int rotated) {
+    for (const auto mode : {winapi::fault::Mode::once, winapi::fault::Mode::from_then_on}) {
+        std::uint64_t calls = 1;
+        for (std::uint64_t call = 1; call <= calls; ++call) {
+            for (const char* const end : {".tmp", ".3"}) os_file_delete((log_path + end).c_str());
+            for (const char* const end : {"", ".1", ".2"}) write_bytes(log_path + end, std::string("live") + end);
+            winapi::fault::arm(call, mode);
+            const int rotated = log_rotate(3, 3);
+            calls = winapi::fault::disarm();
+            log_close();
             std::string all;
             for (const char* const end : {"", ".tmp", ".1", ".2", ".3"}) all += read_bytes(log_path + end) + ";";
-            for (const char* const text : {"live", "live.1;", "live.2;"})
-                EXPECT_NE(all.find(text), std::string::npos) << all;
+            for (const char* const text : {"live", "live.1;", "live.2;"}) {
+                EXPECT_NE(all.find(text), std::string::npos) << call << " " << all;
+            }
             EXPECT_TRUE(!rotated || all.ends_with(";live.1;live.2;")) << all;
-        });
+        }
+    }
 }
 
 }  // namespace
