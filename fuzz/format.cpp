@@ -9,6 +9,7 @@
 
 #include "common/format.h"
 #include "fuzz/support.h"
+#include "winapi/linux/handle.h"
 
 namespace {
 
@@ -50,33 +51,6 @@ struct Conversion {
     bool is_left() const { return flags.find('-') != std::string::npos; }
 };
 
-std::string utf8_of(const WCHAR* text, size_t most) {
-    std::string all;
-    while (*text != 0) {
-        uint32_t code = *text++;
-        if (code >= 0xD800 && code < 0xDC00 && *text >= 0xDC00 && *text < 0xE000) {
-            code = 0x10000 + (code - 0xD800) * 0x400 + (*text++ - 0xDC00u);
-        } else if (code >= 0xD800 && code < 0xE000) {
-            code = 0xFFFD;
-        }
-        std::string one;
-        const auto put = [&](uint32_t byte) { one += static_cast<char>(byte); };
-        if (code < 0x80) {
-            put(code);
-        } else {
-            if (code < 0x800) put(0xC0 | code >> 6);
-            if (code >= 0x800 && code < 0x10000) put(0xE0 | code >> 12);
-            if (code >= 0x10000) put(0xF0 | code >> 18);
-            if (code >= 0x10000) put(0x80 | (code >> 12 & 0x3F));
-            if (code >= 0x800) put(0x80 | (code >> 6 & 0x3F));
-            put(0x80 | (code & 0x3F));
-        }
-        if (all.size() + one.size() > most) break;
-        all += one;
-    }
-    return all;
-}
-
 std::string padded(const Conversion& conversion, std::string text) {
     const auto width = static_cast<size_t>(conversion.width);
     const size_t blanks = width > text.size() ? width - text.size() : 0;
@@ -117,8 +91,13 @@ std::string reference(const Conversion& conversion, const char* value) {
     return padded(conversion, text.substr(0, static_cast<size_t>(conversion.precision)));
 }
 std::string reference(const Conversion& conversion, const WCHAR* value) {
-    if (value == nullptr) return reference(conversion, static_cast<const char*>(nullptr));
-    return padded(conversion, utf8_of(value, static_cast<size_t>(conversion.precision)));
+    std::string text = value != nullptr ? winapi::to_utf8(value) : "(null)";
+    if (static_cast<size_t>(conversion.precision) < text.size()) {  // whole characters
+        size_t end = static_cast<size_t>(conversion.precision);
+        while (end > 0 && (text[end] & 0xC0) == 0x80) --end;
+        text.resize(end);
+    }
+    return padded(conversion, text);
 }
 
 // -- What holds for every format -------------------------------------------------------------------------------------

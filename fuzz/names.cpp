@@ -1,9 +1,4 @@
 // Printer names through a whole document, on the course that the records around it ask for.
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
@@ -16,6 +11,7 @@
 #include "common/serialize_settings.h"
 #include "common/util.h"
 #include "fuzz/support.h"
+#include "tests/support/listener.h"
 #include "winapi/linux/control.h"
 #include "winapi/linux/handle.h"
 #include "winapi/spooler_sim/spooler_sim.h"
@@ -32,40 +28,6 @@ using tsmon::PortEntry;
 constexpr DWORD kJob = 7;
 constexpr const char* kLog = "print-monitor.log";
 constexpr const char* kFolders[] = {"forceattr", "hpc", "notapprovedjobs", "settings"};
-
-// A printer that listens, and looks at a connection only when the document is over: no thread, and no port left
-// waiting.
-class Printer {
-  public:
-    Printer() : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
-        sockaddr_in address = {};
-        socklen_t size = sizeof address;
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        auto* const any = reinterpret_cast<sockaddr*>(&address);
-        REQUIRE(bind(socket_, any, size) == 0 && listen(socket_, 8) == 0 && getsockname(socket_, any, &size) == 0);
-        port_ = ntohs(address.sin_port);
-    }
-    uint16_t port() const { return port_; }
-
-    // What the one connection brought; false when there was none.
-    bool receive(std::string& data) const {
-        const int connection = accept4(socket_, nullptr, nullptr, SOCK_CLOEXEC);
-        if (connection < 0) return false;
-        char buffer[4096];
-        for (ssize_t count = 0; (count = recv(connection, buffer, sizeof buffer, 0)) > 0;) {
-            data.append(buffer, static_cast<size_t>(count));
-        }
-        const linger at_once = {1, 0};
-        setsockopt(connection, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
-        close(connection);
-        return true;
-    }
-
-  private:
-    int socket_;
-    uint16_t port_ = 0;
-};
 
 struct Plan {
     bool registered;    // the spooler knows a printer of that name
@@ -193,7 +155,7 @@ void check_fields(PortEntry* port, const Text& name) {
     }
 }
 
-void print(PortEntry* port, const Plan& plan, const Printer& printer) {
+void print(PortEntry* port, const Plan& plan, test::Listener& printer) {
     const fuzz::ExactBuffer name(plan.name.c_str(), (plan.name.size() + 1) * sizeof(WCHAR));
     const spooler_sim::ClientScope client(W("user"));
     const BOOL started = tsmon::StartDocPort(port, reinterpret_cast<LPWSTR>(name.get()), kJob, 1, nullptr);
@@ -208,9 +170,11 @@ void print(PortEntry* port, const Plan& plan, const Printer& printer) {
         REQUIRE(written == size);
         const bool rewritten = port->force_attr.active != 0;
         REQUIRE(tsmon::EndDocPort(port) == (rewritten ? FALSE : TRUE));  // there is no helper to rewrite it
-        std::string received;
-        REQUIRE(printer.receive(received) == !plan.not_approved);
-        REQUIRE(received == (plan.not_approved || rewritten ? "" : plan.data));
+        if (!plan.not_approved) {
+            test::Peer connection = printer.accept();
+            REQUIRE(connection.read(size + 1) == (rewritten ? "" : plan.data));
+            connection.reset();
+        }
     }
     REQUIRE(spooler_sim::current_client() == W("user"));
     REQUIRE(port->printer_handle == nullptr && port->socket == INVALID_SOCKET && port->flags == 0);
@@ -221,7 +185,7 @@ void print(PortEntry* port, const Plan& plan, const Printer& printer) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static const Printer printer;
+    static test::Listener printer;
     winapi::set_clock_speed(1e6);
     winapi::allow_dns(false);
     WSADATA sockets;

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -39,14 +38,6 @@ Text Input::wide(size_t units) {
     Text text(taken.size() / sizeof(WCHAR), 0);
     memcpy(text.data(), taken.data(), text.size() * sizeof(WCHAR));
     return text.substr(0, text.find(WCHAR{0}));
-}
-
-ExactBuffer::ExactBuffer(size_t size) : bytes_(static_cast<uint8_t*>(calloc(1, size))) {}
-ExactBuffer::ExactBuffer(const void* data, size_t size) : ExactBuffer(size) {
-    if (size > 0) memcpy(bytes_, data, size);
-}
-ExactBuffer::~ExactBuffer() {
-    free(bytes_);
 }
 
 // -- Files -----------------------------------------------------------------------------------------------------------
@@ -90,35 +81,17 @@ std::string read_file(const std::string& native_path) {
 // -- What must hold --------------------------------------------------------------------------------------------------
 
 bool is_utf8(std::string_view text) {
-    for (size_t at = 0; at < text.size();) {
-        const auto lead = static_cast<uint8_t>(text[at]);
-        const size_t length = lead < 0x80   ? 1
-                              : lead < 0xC2 ? 0
-                              : lead < 0xE0 ? 2
-                              : lead < 0xF0 ? 3
-                              : lead < 0xF5 ? 4
-                                            : 0;
-        if (length == 0 || length > text.size() - at) return false;
-        uint32_t code = lead & (0xFFu >> (length + 1));
-        for (size_t i = 1; i < length; ++i) {
-            const auto byte = static_cast<uint8_t>(text[at + i]);
-            if ((byte & 0xC0) != 0x80) return false;
-            code = code << 6 | (byte & 0x3F);
-        }
-        if ((length == 3 && code < 0x800) || (length == 4 && code < 0x10000) || code > 0x10FFFF) return false;
-        if (code >= 0xD800 && code <= 0xDFFF) return false;
-        at += length;
-    }
-    return true;
+    const auto size = static_cast<int>(text.size());
+    return MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text.data(), size, nullptr, 0) > 0;
 }
 
 NothingLeftOver::NothingLeftOver()
-    : handles_(winapi::open_handles()), allocations_(winapi::open_allocations()), misuses_(winapi::misuses()) {}
+    : handles(winapi::open_handles()), allocations(winapi::open_allocations()), misuses(winapi::misuses()) {}
 
 NothingLeftOver::~NothingLeftOver() {
-    REQUIRE(winapi::open_handles() == handles_);
-    REQUIRE(winapi::open_allocations() == allocations_);
-    REQUIRE(winapi::misuses() == misuses_);
+    REQUIRE(winapi::open_handles() == handles);
+    REQUIRE(winapi::open_allocations() == allocations);
+    REQUIRE(winapi::misuses() == misuses);
     REQUIRE(spooler_sim::open_printers() == 0);
     REQUIRE(spooler_sim::open_tokens() == 0);
 }

@@ -4,6 +4,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -33,19 +35,17 @@ class Input {
     std::string_view rest_;
 };
 
-// A copy on the heap of exactly its size, so that the address sanitizer sees a read or a write beyond it.
+// Bytes on the heap, of exactly their size, so that the address sanitizer sees a read or a write beyond them.
 class ExactBuffer {
   public:
-    ExactBuffer(const void* data, size_t size);
-    explicit ExactBuffer(size_t size);
-    ~ExactBuffer();
-    ExactBuffer(const ExactBuffer&) = delete;
-    ExactBuffer& operator=(const ExactBuffer&) = delete;
-
-    uint8_t* get() const { return bytes_; }
+    explicit ExactBuffer(size_t size) : bytes_(new uint8_t[size]()) {}
+    ExactBuffer(const void* data, size_t size) : ExactBuffer(size) {
+        if (size > 0) memcpy(get(), data, size);
+    }
+    uint8_t* get() const { return bytes_.get(); }
 
   private:
-    uint8_t* bytes_;
+    std::unique_ptr<uint8_t[]> bytes_;
 };
 
 // A folder in memory that is "C:" in this process; of its own, and gone with it. FUZZ_SCRATCH says where it is made.
@@ -56,17 +56,12 @@ std::string read_file(const std::string& native_path);
 bool is_utf8(std::string_view text);
 
 // All that the layer counts, to be the same after an input as before it.
-class NothingLeftOver {
-  public:
+struct NothingLeftOver {
     NothingLeftOver();
     ~NothingLeftOver();
-    NothingLeftOver(const NothingLeftOver&) = delete;
-    NothingLeftOver& operator=(const NothingLeftOver&) = delete;
-
-  private:
-    size_t handles_;
-    size_t allocations_;
-    uint64_t misuses_;
+    const size_t handles;
+    const size_t allocations;
+    const uint64_t misuses;
 };
 
 [[noreturn]] void fail(const char* condition, const char* file, int line);

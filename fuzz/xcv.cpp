@@ -1,5 +1,6 @@
 // The configuration channel and the calls on the port list beside it: a sequence of them, each compared with what a
-// plain list of ports would have done, and the list and the registry with that list after each.
+// plain list of ports would have done, the list with that list after each, and what the next start brings back at the
+// end.
 #include <algorithm>
 #include <cstring>
 #include <memory>
@@ -99,15 +100,10 @@ Text name_of(const PortConfig& config) {
 }
 
 // The text at the front of some bytes, up to its terminator or their end.
-Text text_in(std::string_view bytes, size_t offset, size_t most) {
-    Text text;
-    for (size_t at = offset; text.size() < most && at + sizeof(WCHAR) <= bytes.size(); at += sizeof(WCHAR)) {
-        WCHAR unit = 0;
-        memcpy(&unit, bytes.data() + at, sizeof unit);
-        if (unit == 0) break;
-        text += unit;
-    }
-    return text;
+Text text_in(const std::string& bytes) {
+    Text text(bytes.size() / sizeof(WCHAR), 0);
+    memcpy(text.data(), bytes.data(), text.size() * sizeof(WCHAR));
+    return text.substr(0, text.find(WCHAR{0}));
 }
 
 struct Call {
@@ -145,9 +141,9 @@ class PlainList {
                            ? ERROR_SUCCESS
                            : ERROR_INVALID_PARAMETER;
             case kDeletePort:
-                return remove(text_in(call.input, 0, call.input.size()));
+                return remove(text_in(call.input));
             case kPortExists:
-                return exists(text_in(call.input, 0, call.input.size()));
+                return exists(text_in(call.input));
             case kPortIsValid:
                 return call.input.size() < sizeof(PortConfig) ? ERROR_INVALID_PARAMETER : ERROR_INVALID_FUNCTION;
             case kUnknown:
@@ -300,33 +296,6 @@ void enumerate(Monitor& monitor, DWORD level, int difference, const PlainList& l
     }
 }
 
-void check_stored(HKEY ports, const PortConfig& config) {
-    HKEY port = nullptr;
-    REQUIRE(RegOpenKeyExW(ports, name_of(config).c_str(), 0, KEY_READ, &port) == ERROR_SUCCESS);
-    BYTE bytes[sizeof config.printer_address];
-    DWORD size = sizeof bytes;
-    REQUIRE(RegQueryValueExW(port, W("HostName"), nullptr, nullptr, bytes, &size) == ERROR_SUCCESS);
-    REQUIRE(size == sizeof bytes && memcmp(bytes, config.printer_address, size) == 0);
-    uint32_t number = 0;
-    size = sizeof number;
-    REQUIRE(RegQueryValueExW(port, W("PortNumber"), nullptr, nullptr, reinterpret_cast<BYTE*>(&number), &size) ==
-            ERROR_SUCCESS);
-    REQUIRE(number == config.port_number);
-    RegCloseKey(port);
-}
-
-// The registry holds these ports and no other.
-void check_registry(const PlainList& list) {
-    const HKEY ports = create_key(Text(host::monitor_registry_path) + W("\\Ports"));
-    for (const PortConfig& config : list.ports) check_stored(ports, config);
-    WCHAR name[256];
-    DWORD size = 256;
-    const auto count = static_cast<DWORD>(list.ports.size());
-    REQUIRE(RegEnumKeyExW(ports, count, name, &size, nullptr, nullptr, nullptr, nullptr) ==
-            static_cast<LSTATUS>(ERROR_NO_MORE_ITEMS));
-    RegCloseKey(ports);
-}
-
 void run(Monitor& monitor, Input& input, PlainList& list) {
     std::vector<XcvHandle> handles;
     std::vector<HANDLE> open_ports;
@@ -350,7 +319,6 @@ void run(Monitor& monitor, Input& input, PlainList& list) {
         } else {
             send(monitor, input, handles[input.byte() % handles.size()], list);
             enumerate(monitor, 1, 0, list);
-            check_registry(list);
         }
     }
     for (const XcvHandle& xcv : handles) monitor.table->pfnXcvClosePort(xcv.handle);
