@@ -9,9 +9,7 @@ class Helpers : public HelperServer {};
 // None may inherit another one's pipes: the end of its output would wait for the other's exit.
 TEST_F(Helpers, ThirtyTwoPortsWithAHelperEach) {
     constexpr int kPorts = 32;
-    configure_with_debug({"LogRotateSizeKBytes=65536"});
-    office = &add_printer(W("Office"));
-    base = path_of(folder.base);
+    prepare({"LogRotateSizeKBytes=65536"});
     install_helper();
     std::vector<Text> names;
     std::vector<peer::TcpPrinter*> printers;

@@ -21,9 +21,7 @@ std::string without_numbers(const std::string& message) {
 }
 
 TEST_F(Course, APrintedDocumentLeavesTheseLines) {
-    configure_with_debug({"LogRotateCheckCount=0"});
-    add_printer(W("Office"));
-    ASSERT_TRUE(load()) << last_reason;
+    start({"Debug=on", "LogRotateCheckCount=0"});
     EXPECT_EQ(print(W("Office"), pattern(5000), 4096).result, host::Result::printed);
 
     const Lines expected = {
@@ -77,9 +75,7 @@ TEST_F(Course, APrintedDocumentLeavesTheseLines) {
 }
 
 TEST_F(Course, OnlyTwentyWritesAreShownButAllAreCounted) {
-    configure_with_debug();
-    add_printer(W("Office"));
-    ASSERT_TRUE(load()) << last_reason;
+    start();
     EXPECT_EQ(print(W("Office"), pattern(25), 1).result, host::Result::printed);
     EXPECT_EQ(logged("write[20/25] = "), 1);
     EXPECT_EQ(logged("write[21/25] = "), 0);
@@ -89,93 +85,75 @@ TEST_F(Course, OnlyTwentyWritesAreShownButAllAreCounted) {
 }
 
 TEST_F(Course, ANotApprovedJobReachesNoPrinter) {
-    configure_with_debug();
-    peer::TcpPrinter& printer = add_printer(W("Office"));
-    ASSERT_TRUE(load()) << last_reason;
-    host::Document job = document(W("Office"), host::memory_source(pattern(100000)));
-    job.job_id = 42;
-    job.not_approved = true;
-    const host::Outcome outcome = monitor.print_document(job);
+    start();
+    const host::Outcome outcome = print_job(42, pattern(100000), true);
     EXPECT_EQ(outcome.result, host::Result::refused) << outcome.words;
     EXPECT_EQ(outcome.bytes, 100000u) << "the job's data is accepted";
     EXPECT_EQ(outcome.job.commands, std::vector<DWORD>{JOB_CONTROL_SENT_TO_PRINTER});
-    EXPECT_EQ(printer.connections(), 0u);
-    EXPECT_FALSE(std::filesystem::exists(folder.marker(42)));
+    EXPECT_EQ(arrived(), Lines{});
+    EXPECT_FALSE(fs::exists(folder.marker(42)));
     EXPECT_EQ(logged("Tessaron TCP/IP Port has detected that job 42 on printer \"Office\" has been resumed outside of "
                      "Tessaron's control. Printing of this job will be prevented.",
                      "INFO"),
               1);
     EXPECT_EQ(logged("TSM Write Port - abandon as JobId: 42 has an associated notapproved file"), 2);
     EXPECT_EQ(logged("TSM End Doc Port - abandon as JobId: 42 has an associated notapproved file"), 1);
-
-    job.not_approved = false;
-    EXPECT_EQ(monitor.print_document(job).result, host::Result::printed) << "the marker counts once";
+    EXPECT_EQ(print_job(42, "page").result, host::Result::printed) << "the marker counts once";
 }
 
 TEST_F(Course, WithoutCheckingAMarkerIsNeitherFoundNorDeleted) {
-    configure_with_debug({"NotApprovedFileChecking=off"});
-    peer::TcpPrinter& printer = add_printer(W("Office"));
-    ASSERT_TRUE(load()) << last_reason;
-    host::Document job = document(W("Office"), host::memory_source("page"));
-    job.job_id = 42;
-    job.not_approved = true;
-    EXPECT_EQ(monitor.print_document(job).result, host::Result::printed);
-    ASSERT_TRUE(printer.wait_for_ends(1));
-    EXPECT_TRUE(std::filesystem::exists(folder.marker(42)));
+    start({"Debug=on", "NotApprovedFileChecking=off"});
+    EXPECT_EQ(print_job(42, "page", true).result, host::Result::printed);
+    EXPECT_EQ(arrived(), Lines{"page"});
+    EXPECT_TRUE(fs::exists(folder.marker(42)));
     EXPECT_EQ(logged("TSM Start Doc Port - notapproved file checking is disabled"), 1);
 }
 
 TEST_F(Course, TheProgressRecordFollowsTheSendsWhileItExists) {
-    configure_with_debug({"IsPrintingBasedOnPortMonitor=on"});
+    configure({"Debug=on", "IsPrintingBasedOnPortMonitor=on"});
     add_printer(W("P/1"));
-    ASSERT_TRUE(load()) << last_reason;
+    load();
     const std::string record = folder.spool("hpc") + "/job-P_1-7.dat";
     host::Document job = document(W("P/1"), host::memory_source(pattern(300)), 100);
     job.job_id = 7;
-
     EXPECT_EQ(monitor.print_document(job).result, host::Result::printed);
-    EXPECT_FALSE(std::filesystem::exists(record)) << "the monitor creates none";
+    EXPECT_FALSE(fs::exists(record)) << "the monitor creates none";
     EXPECT_EQ(logged("TSM Write Port - will not write hpc file as no longer exists for job 7"), 3);
 
-    write_file(record, "created by the service");
+    write_file(record, "created by the service" + std::string(100, '.'));
     Lines seen;
     job.progress = [&](std::uint64_t) { seen.push_back(read_file(record)); };
     EXPECT_EQ(monitor.print_document(job).result, host::Result::printed);
-    ASSERT_EQ(seen.size(), 3u);
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(seen[static_cast<size_t>(i)],
-                  "# TS Serialize Data\r\nversion=1\r\nwrite_port=" + std::to_string(i + 1) + "\r\n#END\r\n");
+    Lines expected;
+    for (const char* const count : {"1", "2", "3"}) {
+        expected.push_back(std::string("# TS Serialize Data\r\nversion=1\r\nwrite_port=") + count + "\r\n#END\r\n");
     }
+    EXPECT_EQ(seen, expected);
     EXPECT_EQ(logged("TSM Write Port - wrote out hpc serialize file for job 7"), 3);
 }
 
 TEST_F(Course, PrinterNamesOfAllKindsAppearInTheLog) {
-    configure_with_debug();
-    struct Case {
-        Text name;
-        std::string shown;
-    };
-    const Case cases[] = {
+    const std::pair<Text, std::string> cases[] = {
         {W("\u0395\u03BA\u03C4\u03C5\u03C0\u03C9\u03C4\u03AE\u03C2"), "Εκτυπωτής"},
         {W("\u041F\u0440\u0438\u043D\u0442\u0435\u0440"), "Принтер"},
         {W("\u30D7\u30EA\u30F3\u30BF"), "プリンタ"},
         {Text(W("half ")) + static_cast<WCHAR>(0xD83D) + W(" pair"), "half \xEF\xBF\xBD pair"},
     };
-    for (const Case& one : cases) add_printer(one.name);
-    ASSERT_TRUE(load()) << last_reason;
-    for (const Case& one : cases) {
-        EXPECT_EQ(print(one.name, "page").result, host::Result::printed) << one.shown;
-        EXPECT_EQ(logged("TSM Start Doc Port - pFullPrinterName: \"" + one.shown + "\", JobId: "), 1) << one.shown;
-        EXPECT_EQ(logged("TSM EndDoc: printer: " + one.shown + ", jobid: "), 5) << one.shown;
+    for (const auto& [name, shown] : cases) add_printer(name);
+    start();
+    for (const auto& [name, shown] : cases) {
+        EXPECT_EQ(print(name, "page").result, host::Result::printed) << shown;
+        EXPECT_EQ(logged("TSM Start Doc Port - pFullPrinterName: \"" + shown + "\", JobId: "), 1) << shown;
+        EXPECT_EQ(logged("TSM EndDoc: printer: " + shown + ", jobid: "), 5) << shown;
     }
 }
 
 TEST_F(Course, AClusterNameIsSplitAndStillOpensThePrinterByItsWholeName) {
-    configure_with_debug();
+    configure({"Debug=on"});
     add_printer(W("Office"));
     const Text names[] = {W("\\\\SRV\\Office"), W("\\\\OnlyServer"), W("\\\\SRV\\")};
     for (const Text& name : names) spooler_sim::add_printer(name);
-    ASSERT_TRUE(load()) << last_reason;
+    load();
     for (const Text& name : names) {
         host::Document job = document(name, host::memory_source("page"));
         job.port = W("Office");
@@ -189,9 +167,7 @@ TEST_F(Course, AClusterNameIsSplitAndStillOpensThePrinterByItsWholeName) {
 }
 
 TEST_F(Course, APrinterTheSpoolerDoesNotKnowIsReportedOnce) {
-    configure_with_debug();
-    add_printer(W("Office"));
-    ASSERT_TRUE(load()) << last_reason;
+    start();
     host::Document job = document(W("Ghost"), host::memory_source("page"));
     job.port = W("Office");
     job.job_id = 9;
@@ -206,9 +182,7 @@ TEST_F(Course, APrinterTheSpoolerDoesNotKnowIsReportedOnce) {
 }
 
 TEST_F(Course, WholeOperationsRunAsTheSpoolerWhenTheSettingSaysSo) {
-    configure_with_debug({"HWCheckPortMonitorRunAsSystem=on"});
-    add_printer(W("Office"));
-    ASSERT_TRUE(load()) << last_reason;
+    start({"Debug=on", "HWCheckPortMonitorRunAsSystem=on"});
     const host::Outcome outcome = print(W("Office"), "page");
     EXPECT_EQ(outcome.result, host::Result::printed);
     EXPECT_TRUE(outcome.identity_kept);
@@ -216,71 +190,45 @@ TEST_F(Course, WholeOperationsRunAsTheSpoolerWhenTheSettingSaysSo) {
 
 // The spooler's own threads impersonate nobody; every revert then fails, and the document prints all the same.
 TEST_F(Course, WithoutAClientTheDocumentPrintsAsItIs) {
-    configure_with_debug({"IsPrintingBasedOnPortMonitor=on"});
-    peer::TcpPrinter& printer = add_printer(W("Office"));
-    ASSERT_TRUE(load()) << last_reason;
-    HANDLE port = nullptr;
-    DWORD written = 0;
-    spooler_sim::add_job(W("Office"), 3, W("doc"), W("ann"));
-    ASSERT_TRUE(monitor.open_port(W("Office"), port));
-    ASSERT_TRUE(monitor.start_document(port, W("Office"), 3, W("doc")));
-    EXPECT_TRUE(monitor.write(port, "page", 4, written));
+    start({"Debug=on", "IsPrintingBasedOnPortMonitor=on"});
+    const HANDLE port = begin_document(3);
+    EXPECT_TRUE(write(port, "page"));
     EXPECT_TRUE(monitor.end_document(port));
-    ASSERT_TRUE(printer.wait_for_ends(1));
-    EXPECT_EQ(printer.connection(0).data, "page");
+    EXPECT_EQ(arrived(), Lines{"page"});
 }
 
 TEST_F(Course, AnEmptyWriteFailsWithATimeOutAndKeepsTheConnection) {
-    configure_with_debug();
-    peer::TcpPrinter& printer = add_printer(W("Office"));
-    ASSERT_TRUE(load()) << last_reason;
-    spooler_sim::add_job(W("Office"), 3, W("doc"), W("ann"));
-    HANDLE port = nullptr;
-    DWORD written = 9;
-    ASSERT_TRUE(monitor.open_port(W("Office"), port));
-    ASSERT_TRUE(monitor.start_document(port, W("Office"), 3, W("doc")));
+    start();
+    const HANDLE port = begin_document(3);
+    written = 9;
     SetLastError(0);
-    EXPECT_FALSE(monitor.write(port, "", 0, written));
+    EXPECT_FALSE(write(port, ""));
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_TIMEOUT));
     EXPECT_EQ(written, 0u);
-    EXPECT_TRUE(monitor.write(port, "page", 4, written));
+    EXPECT_TRUE(write(port, "page"));
     EXPECT_TRUE(monitor.end_document(port));
-    ASSERT_TRUE(printer.wait_for_ends(1));
-    EXPECT_EQ(printer.connection(0).data, "page");
+    EXPECT_EQ(arrived(), Lines{"page"});
     EXPECT_EQ(logged("TSM Write Port: send successful but wrote 0 bytes", "ERROR"), 1);
     EXPECT_EQ(logged("TSM Write Port: noting initial buf size of 4"), 1);
 }
 
 TEST_F(Course, ASecondStartLeavesTheDocumentInProgressWhole) {
-    configure_with_debug();
-    peer::TcpPrinter& printer = add_printer(W("Office"));
-    ASSERT_TRUE(load()) << last_reason;
-    spooler_sim::add_job(W("Office"), 3, W("doc"), W("ann"));
+    start();
     spooler_sim::add_job(W("Office"), 4, W("other"), W("bob"));
-    HANDLE port = nullptr;
-    DWORD written = 0;
-    ASSERT_TRUE(monitor.open_port(W("Office"), port));
-    ASSERT_TRUE(monitor.start_document(port, W("Office"), 3, W("doc")));
-    EXPECT_TRUE(monitor.write(port, "first ", 6, written));
+    const HANDLE port = begin_document(3);
+    EXPECT_TRUE(write(port, "first "));
     EXPECT_TRUE(monitor.start_document(port, W("Office"), 4, W("other")));
     EXPECT_EQ(logged("TSM: already in startdoc and returning true"), 1);
-    EXPECT_TRUE(monitor.write(port, "half", 4, written));
+    EXPECT_TRUE(write(port, "half"));
     EXPECT_TRUE(monitor.end_document(port));
-    ASSERT_TRUE(printer.wait_for_ends(1));
-    EXPECT_EQ(printer.connection(0).data, "first half");
-    EXPECT_EQ(printer.connections(), 1u);
+    EXPECT_EQ(arrived(), Lines{"first half"});
     EXPECT_EQ(logged("TSM EndDoc: printer: Office, jobid: 3, Writes 2, "), 1);
-    spooler_sim::Job job;
-    ASSERT_TRUE(spooler_sim::get_job(W("Office"), 3, job));
-    EXPECT_EQ(job.commands, std::vector<DWORD>{JOB_CONTROL_SENT_TO_PRINTER});
-    ASSERT_TRUE(spooler_sim::get_job(W("Office"), 4, job));
-    EXPECT_TRUE(job.commands.empty());
+    EXPECT_EQ(job(3).commands, std::vector<DWORD>{JOB_CONTROL_SENT_TO_PRINTER});
+    EXPECT_TRUE(job(4).commands.empty());
 }
 
 TEST_F(Course, AnEndWithoutAStartIsHarmless) {
-    configure_with_debug();
-    add_printer(W("Office"));
-    ASSERT_TRUE(load()) << last_reason;
+    start();
     HANDLE port = nullptr;
     ASSERT_TRUE(monitor.open_port(W("Office"), port));
     EXPECT_TRUE(monitor.end_document(port));

@@ -7,37 +7,24 @@ namespace {
 class Delivery : public PrintServer {};
 
 TEST_F(Delivery, EverySizeArrivesByteForByte) {
-    configure({});
-    peer::TcpPrinter& printer = add_printer(W("Office"));
-    ASSERT_TRUE(load()) << last_reason;
-    struct Case {
-        size_t size;
-        DWORD write_size;
+    start({});
+    const std::pair<size_t, DWORD> cases[] = {
+        {0, 4096},    {1, 1},         {1000, 1},       {4095, 4096},     {4096, 4096},
+        {4097, 4096}, {65536, 65536}, {200000, 65536}, {3000001, 65536}, {(5 << 20) + 3, 1 << 20},
     };
-    const Case cases[] = {{0, 4096},
-                          {1, 1},
-                          {1000, 1},
-                          {4095, 4096},
-                          {4096, 4096},
-                          {4097, 4096},
-                          {65536, 65536},
-                          {200000, 65536},
-                          {3000001, 65536},
-                          {(1 << 20) + 7, 1 << 20},
-                          {(5 << 20) + 3, 1 << 20}};
     size_t connection = 0;
-    for (const Case& one : cases) {
-        const std::string data = pattern(one.size);
-        const host::Outcome outcome = print(W("Office"), data, one.write_size);
+    for (const auto& [size, write_size] : cases) {
+        const std::string data = pattern(size);
+        const host::Outcome outcome = print(W("Office"), data, write_size);
         EXPECT_EQ(outcome.result, host::Result::printed) << outcome.words;
         EXPECT_TRUE(outcome.identity_kept);
         EXPECT_EQ(outcome.job.commands, std::vector<DWORD>{JOB_CONTROL_SENT_TO_PRINTER});
-        ASSERT_TRUE(printer.wait_for_ends(connection + 1));
-        const peer::Connection received = printer.connection(connection++);
-        EXPECT_TRUE(received.data == data) << one.size << " bytes in writes of " << one.write_size;
+        ASSERT_TRUE(office->wait_for_ends(connection + 1));
+        const peer::Connection received = office->connection(connection++);
+        EXPECT_TRUE(received.data == data) << size;
         EXPECT_EQ(received.end, peer::End::finished);
     }
-    EXPECT_EQ(printer.connections(), connection);
+    EXPECT_EQ(office->connections(), connection);
 }
 
 // A large document goes through without being held: neither the monitor nor anybody else keeps it.
@@ -49,7 +36,7 @@ TEST_F(Delivery, MemoryDoesNotGrowWithTheDocument) {
     peer::Behaviour forgetful;
     forgetful.keep_bytes = 0;
     printer.behave(forgetful);
-    ASSERT_TRUE(load()) << last_reason;
+    load();
 
     const std::string block = pattern(1 << 20);
     const auto repeated = [&block](std::uint64_t size) {
@@ -67,48 +54,30 @@ TEST_F(Delivery, MemoryDoesNotGrowWithTheDocument) {
     EXPECT_EQ(printer.connection(1).bytes, kLarge);
 }
 
-TEST_F(Delivery, TheFirstAddressThatAnswersIsUsed) {
-    configure_with_debug();
-    peer::TcpPrinter& printer = add_printer(W("Office"));
-    // "localhost" may name ::1 first, where nobody listens.
-    ASSERT_TRUE(host::store_port(W("Office"), W("localhost"), printer.port()));
-    ASSERT_TRUE(load()) << last_reason;
-    EXPECT_EQ(print(W("Office"), "page").result, host::Result::printed);
-    EXPECT_EQ(logged("TSM: get addr for localhost"), 1);
-}
-
 // The spooler decides what it makes of a document that could not be started; the log says it once at error level.
 TEST_F(Delivery, AnUnreachablePrinterIsReportedOnceAJob) {
-    configure({});
-    peer::TcpPrinter& printer = add_printer(W("Office"));
-    ASSERT_TRUE(load()) << last_reason;
-    printer.refuse();
-    host::Document job = document(W("Office"), host::memory_source("page"));
-    job.job_id = 17;
-    for (int attempt = 0; attempt < 3; ++attempt) {
-        EXPECT_EQ(monitor.print_document(job).result, host::Result::not_started);
-    }
+    start({});
+    office->refuse();
+    for (int attempt = 0; attempt < 3; ++attempt) EXPECT_EQ(print_job(17, "page").result, host::Result::not_started);
     EXPECT_EQ(logged("TSM Start Doc Port failed to connect to printer address: 127.0.0.1", "ERROR"), 1);
     EXPECT_EQ(logged("TSM: Failed to connect"), 0) << "details are for the debug log";
 
-    printer.listen();
-    EXPECT_EQ(monitor.print_document(job).result, host::Result::printed);
+    office->listen();
+    EXPECT_EQ(print_job(17, "page").result, host::Result::printed);
 }
 
 TEST_F(Delivery, WithDebugLoggingAFailedConnectIsTold) {
-    configure_with_debug();
-    peer::TcpPrinter& printer = add_printer(W("Office"));
     ASSERT_TRUE(host::store_port(W("Far"), W("no-such-host.invalid"), 9100));
     ASSERT_TRUE(host::store_port(W("Odd"), W("127.0.0.1"), 70000));
     spooler_sim::add_printer(W("Far"));
     spooler_sim::add_printer(W("Odd"));
-    printer.refuse();
-    ASSERT_TRUE(load()) << last_reason;
+    start();
+    office->refuse();
 
     EXPECT_EQ(print(W("Office"), "page").result, host::Result::not_started);
     EXPECT_EQ(logged("TSM: Failed to connect to printer: 127.0.0.1 - ", "ERROR"), 1);
     EXPECT_EQ(logged("(Error: 10061)"), 1);
-    const unsigned port = printer.port();
+    const unsigned port = office->port();
     char bytes[64];
     snprintf(bytes, sizeof bytes, "TSM: addr = 0x%x 0x%x 127 0 0 1", port >> 8, port & 0xFF);
     EXPECT_EQ(logged(bytes, "ERROR"), 1) << bytes;

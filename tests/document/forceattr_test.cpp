@@ -109,7 +109,6 @@ TEST_F(ForcedAttributes, AHelperThatDoesNotTakeACommandFailsTheDocument) {
         }
     }
     EXPECT_EQ(logged("TSM: failed to send force attr data", "ERROR"), 28);
-    monitor.unload();
     answer_by("on printername ERROR");
     force_attributes();
     start_monitor();
@@ -144,11 +143,10 @@ TEST_F(ForcedAttributes, WithDebugOnEveryFileIsKept) {
     EXPECT_EQ(arrived(), Lines{kForcedPage});
     const Lines all = {"input-Office-7.dat", "job-Office-7.dat", "msf-Office-7.dat", "output-Office-7.dat"};
     EXPECT_EQ(work_files(), all);
-    EXPECT_EQ(read(work_file("input")), kPage);
-    EXPECT_EQ(read(work_file("output")), kForcedPage);
-    EXPECT_EQ(read(work_file("msf")), msf_record());
+    EXPECT_EQ(read_file(work_file("input")), kPage);
+    EXPECT_EQ(read_file(work_file("output")), kForcedPage);
+    EXPECT_EQ(read_file(work_file("msf")), msf_record());
     expect_clean();
-    monitor.unload();
     start_monitor();
     EXPECT_EQ(work_files(), all);
 
@@ -205,14 +203,15 @@ TEST_F(ForcedAttributes, ARecordThatIsNotWholeForcesNothing) {
     };
     for (const std::string& one : cases) {
         force_attributes();
-        write(work_file("msf"), one);
+        write_file(work_file("msf"), one);
         EXPECT_EQ(print_job(kPage).result, host::Result::printed);
         EXPECT_EQ(arrived(), Lines{kPage}) << one;
         EXPECT_EQ(heard(), "");
         expect_clean();
     }
     force_attributes();
-    write(work_file("msf"), std::string(record).replace(record.find("=1"), 2, "=9").substr(0, record.find("#END")));
+    write_file(work_file("msf"),
+               std::string(record).replace(record.find("=1"), 2, "=9").substr(0, record.find("#END")));
     EXPECT_EQ(print_job(kPage).result, host::Result::printed);
     EXPECT_EQ(arrived(), Lines{kForcedPage}) << "neither the version nor the terminator counts";
     expect_clean();
@@ -233,7 +232,6 @@ TEST_F(ForcedAttributes, AHelperThatIsGoneAtTheEndLosesTheJob) {
     install_helper();
     expect_clean();
     fs::create_directory(base / "spool" / "forceattr" / "folder");
-    monitor.unload();
     start_monitor();
     EXPECT_EQ(work_files(), Lines{"folder"}) << "swept";
 }

@@ -205,7 +205,7 @@ TEST_F(HardwareCheck, SettingsRecordsOfAllVersions) {
     start();
     for (const auto& one : cases) {
         SCOPED_TRACE(one.record);
-        write(base / "spool" / "settings" / "Office.dat", one.record);
+        write_file(base / "spool" / "settings" / "Office.dat", one.record);
         EXPECT_EQ(print_job("page").result, host::Result::printed);
         EXPECT_EQ(arrived(), Lines{"page"});
         EXPECT_EQ(heard(), one.checked ? kWhole : "");
@@ -216,10 +216,7 @@ TEST_F(HardwareCheck, SettingsRecordsOfAllVersions) {
 // -- Where the helper is ---------------------------------------------------------------------------------------------
 
 TEST_F(HardwareCheck, AHelperThatAppearsAfterTheStartIsFound) {
-    configure_with_debug();
-    office = &add_printer(W("Office"));
-    base = path_of(folder.base);
-    start_monitor();
+    start({}, false);
     check_hardware();
     const std::string missing = "TSM: Could not access the install path for ";
     EXPECT_EQ(logged(missing, "ERROR"), 2);
@@ -235,7 +232,7 @@ TEST_F(HardwareCheck, AHelperThatAppearsAfterTheStartIsFound) {
 
     // A file that is no program.
     remove_helper();
-    write(base / kProgram, "not a program");
+    write_file(base / kProgram, "not a program");
     EXPECT_EQ(print_job("page").result, host::Result::printed);
     EXPECT_EQ(logged("TSM: Unable to Create Child Process, error:", "ERROR"), 1);
     EXPECT_EQ(logged("TSM Start Doc: Failed to create child process", "ERROR"), 1);
@@ -254,8 +251,7 @@ TEST_F(HardwareCheck, AHelperThatAppearsAfterTheStartIsFound) {
 }
 
 TEST_F(HardwareCheck, AHelperInAFolderWithBlanksAndForeignLetters) {
-    configure_with_debug();
-    office = &add_printer(W("Office"));
+    prepare();
     const std::string install = folder.install + " B\u00FCro \u0416 \u65E5\u672C";
     fs::copy(path_of(folder.install), path_of(install), fs::copy_options::recursive);
     ASSERT_TRUE(host::store_install_path(host::windows_path(install)));

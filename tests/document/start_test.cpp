@@ -32,32 +32,32 @@ class Start : public PrintServer {
         }
         return names;
     }
-    static void store_value(const Text& port, LPCWSTR name, DWORD type, const void* data, DWORD size) {
+    static void store_value(const Text& path, LPCWSTR name, DWORD type, const void* data, size_t size) {
         HKEY key = nullptr;
-        const Text path = Text(host::monitor_registry_path) + W("\\Ports\\") + port;
         ASSERT_EQ(
             RegCreateKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr),
             ERROR_SUCCESS);
-        EXPECT_EQ(RegSetValueExW(key, name, 0, type, static_cast<const BYTE*>(data), size), ERROR_SUCCESS);
+        EXPECT_EQ(RegSetValueExW(key, name, 0, type, static_cast<const BYTE*>(data), static_cast<DWORD>(size)),
+                  ERROR_SUCCESS);
         RegCloseKey(key);
     }
 };
 
 TEST_F(Start, TheTableHoldsTheDocumentedSlots) {
     configure({});
-    ASSERT_TRUE(load()) << last_reason;
-    const MONITOR2* const table = monitor.table();
-    EXPECT_EQ(table->cbSize, 160u);
-    EXPECT_TRUE(table->pfnEnumPorts && table->pfnOpenPort && table->pfnStartDocPort && table->pfnWritePort &&
-                table->pfnReadPort && table->pfnEndDocPort && table->pfnClosePort && table->pfnShutdown);
-    EXPECT_FALSE(table->pfnOpenPortEx || table->pfnAddPort || table->pfnAddPortEx || table->pfnConfigurePort ||
-                 table->pfnDeletePort || table->pfnGetPrinterDataFromPort || table->pfnSetPortTimeOuts ||
-                 table->pfnSendRecvBidiDataFromPort);
+    load();
+    const MONITOR2& table = *monitor.table();
+    EXPECT_EQ(table.cbSize, 160u);
+    EXPECT_TRUE(table.pfnEnumPorts && table.pfnOpenPort && table.pfnStartDocPort && table.pfnWritePort &&
+                table.pfnReadPort && table.pfnEndDocPort && table.pfnClosePort && table.pfnShutdown);
+    EXPECT_FALSE(table.pfnOpenPortEx || table.pfnAddPort || table.pfnAddPortEx || table.pfnConfigurePort ||
+                 table.pfnDeletePort || table.pfnGetPrinterDataFromPort || table.pfnSetPortTimeOuts ||
+                 table.pfnSendRecvBidiDataFromPort);
 }
 
 TEST_F(Start, WithoutPortsNothingIsListed) {
-    configure_with_debug();
-    ASSERT_TRUE(load()) << last_reason;
+    configure({"Debug=on"});
+    load();
     DWORD needed = 9;
     DWORD returned = 9;
     EXPECT_TRUE(monitor.table()->pfnEnumPorts(monitor.monitor(), nullptr, 2, nullptr, 0, &needed, &returned));
@@ -71,7 +71,7 @@ TEST_F(Start, EnumPortsLaysRecordsForwardAndTextsBackward) {
     configure({});
     add_printer(W("A"));
     add_printer(W("Beta"));
-    ASSERT_TRUE(load()) << last_reason;
+    load();
 
     const DWORD needed = enumerate(2, 0).needed;
     EXPECT_EQ(needed, 2 * (32 + 2 * 21 * 2) + (2 + 5) * 2u);
@@ -110,7 +110,7 @@ TEST_F(Start, EnumPortsLaysRecordsForwardAndTextsBackward) {
 TEST_F(Start, OpenPortIgnoresLetterCase) {
     configure({});
     add_printer(W("Office \u0416"));
-    ASSERT_TRUE(load()) << last_reason;
+    load();
     HANDLE port = nullptr;
     EXPECT_TRUE(monitor.open_port(W("oFFICE \u0436"), port));
     HANDLE same = nullptr;
@@ -131,21 +131,30 @@ TEST_F(Start, AnUnreadablePortIsSkippedWithItsLine) {
     add_printer(W("a good"));
     add_printer(W("z good"));
     const WCHAR address[] = W("127.0.0.1");
-    store_value(W("b no number"), W("HostName"), REG_SZ, address, sizeof address);
-    const DWORD number = 9100;
-    store_value(W("c no host"), W("PortNumber"), REG_DWORD, &number, sizeof number);
     const std::vector<WCHAR> long_address(200, W('x'));
-    store_value(W("d long host"), W("HostName"), REG_SZ, long_address.data(), 400);
-    store_value(W("d long host"), W("PortNumber"), REG_DWORD, &number, sizeof number);
     const Text long_name(65, W('e'));
-    store_value(long_name, W("HostName"), REG_SZ, address, sizeof address);
     const Text full_name(64, W('f'));
-    store_value(full_name, W("HostName"), REG_SZ, address, sizeof address);
-    store_value(full_name, W("PortNumber"), REG_DWORD, &number, sizeof number);
-    // Stored without a terminator, right after a longer address: nothing of that one may stick to it.
-    store_value(W("g bare"), W("HostName"), REG_SZ, W("127.0.0.1"), 18);
-    store_value(W("g bare"), W("PortNumber"), REG_DWORD, &number, sizeof number);
-    ASSERT_TRUE(load()) << last_reason;
+    const DWORD number = 9100;
+    const struct {
+        Text port;
+        const WCHAR* address;
+        size_t size;  // 0: no address
+        bool number;
+    } ports[] = {
+        {W("b no number"), address, sizeof address, false},
+        {W("c no host"), nullptr, 0, true},
+        {W("d long host"), long_address.data(), 400, true},
+        {long_name, address, sizeof address, false},
+        {full_name, address, sizeof address, true},
+        // Without a terminator, right after a longer address: nothing of that one may stick to it.
+        {W("g bare"), address, 18, true},
+    };
+    for (const auto& port : ports) {
+        const Text path = Text(host::monitor_registry_path) + W("\\Ports\\") + port.port;
+        if (port.size != 0) store_value(path, W("HostName"), REG_SZ, port.address, port.size);
+        if (port.number) store_value(path, W("PortNumber"), REG_DWORD, &number, sizeof number);
+    }
+    load();
 
     EXPECT_EQ(port_names(), (std::vector<Text>{W("a good"), full_name, W("g bare"), W("z good")}));
     const std::string begin = "TSM: ForAllPortRetEntries failed to ";
@@ -166,23 +175,17 @@ TEST_F(Start, ThousandsOfStoredPortsLoadInTheRegistrysOrder) {
         names.push_back(name);
         ASSERT_TRUE(host::store_port(name, W("127.0.0.1"), 9100));
     }
-    ASSERT_TRUE(load()) << last_reason;
+    load();
     EXPECT_EQ(port_names(), names);
 }
 
 TEST_F(Start, TheInstallPathMayStandAtEitherPlace) {
-    configure_with_debug();
-    HKEY key = nullptr;
+    configure({"Debug=on"});
     ASSERT_EQ(RegDeleteKeyW(HKEY_LOCAL_MACHINE, W("SOFTWARE\\Wow6432Node\\ts-print-provider")), ERROR_SUCCESS);
-    ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, W("SOFTWARE\\Wow6432Node\\Tessaron"), 0, nullptr, 0, KEY_ALL_ACCESS,
-                              nullptr, &key, nullptr),
-              ERROR_SUCCESS);
     const Text path = host::windows_path(folder.install);
-    EXPECT_EQ(RegSetValueExW(key, W("InstallPath"), 0, REG_SZ, reinterpret_cast<const BYTE*>(path.c_str()),
-                             static_cast<DWORD>((path.size() + 1) * sizeof(WCHAR))),
-              ERROR_SUCCESS);
-    RegCloseKey(key);
-    ASSERT_TRUE(load()) << last_reason;
+    store_value(W("SOFTWARE\\Wow6432Node\\Tessaron"), W("InstallPath"), REG_SZ, path.c_str(),
+                (path.size() + 1) * sizeof(WCHAR));
+    load();
     EXPECT_EQ(logged("TSM: Starting port monitor version: "), 1) << "the log is in the base directory";
     EXPECT_EQ(logged("TSM: using helper command path"), 0);
     EXPECT_EQ(logged("TSM: Could not access the install path for ", "ERROR"), 2);
@@ -191,55 +194,48 @@ TEST_F(Start, TheInstallPathMayStandAtEitherPlace) {
         << "the renewed look-up, of which the first place fails again";
 }
 
-TEST_F(Start, WithoutAnInstallPathDocumentsStillPrint) {
+TEST_F(Start, WithoutAnInstallPathOrSettingsDocumentsStillPrint) {
     configure({});
-    peer::TcpPrinter& printer = add_printer(W("Office"));
-    ASSERT_EQ(RegDeleteKeyW(HKEY_LOCAL_MACHINE, W("SOFTWARE\\Wow6432Node\\ts-print-provider")), ERROR_SUCCESS);
-    ASSERT_TRUE(load()) << last_reason;
+    add_printer(W("Office"));
+    fs::remove(folder.base + "/print-provider.conf");
+    load();
     EXPECT_EQ(print(W("Office"), "page").result, host::Result::printed);
-    ASSERT_TRUE(printer.wait_for_ends(1));
-    EXPECT_EQ(printer.connection(0).data, "page");
-    EXPECT_EQ(log(), "");
-}
-
-TEST_F(Start, WithoutASettingsFileTheDefaultsHold) {
-    configure({});
-    peer::TcpPrinter& printer = add_printer(W("Office"));
-    std::filesystem::remove(folder.base + "/print-provider.conf");
-    ASSERT_TRUE(load()) << last_reason;
-    EXPECT_EQ(print(W("Office"), "page").result, host::Result::printed);
-    ASSERT_TRUE(printer.wait_for_ends(1));
     EXPECT_EQ(logged("Error parsing config file: ", "ERROR"), 1);
+    const std::string before = log();
+
+    ASSERT_EQ(RegDeleteKeyW(HKEY_LOCAL_MACHINE, W("SOFTWARE\\Wow6432Node\\ts-print-provider")), ERROR_SUCCESS);
+    restart();
+    EXPECT_EQ(print(W("Office"), "another page").result, host::Result::printed);
+    EXPECT_EQ(arrived(), (Lines{"page", "another page"}));
+    EXPECT_EQ(log(), before);
 }
 
 TEST_F(Start, LeftOverWorkFilesAreSwept) {
-    configure_with_debug();
+    configure({"Debug=on"});
     const std::string directory = folder.spool("forceattr");
     const auto fill = [&] {
         for (const char* name : {"input-P-1.dat", "msf-P-1.dat", "anything"}) write_file(directory + "/" + name, "x");
-        std::filesystem::create_directories(directory + "/kept/below");
+        fs::create_directories(directory + "/kept/below");
     };
-    const auto count = [&] {
-        return std::distance(std::filesystem::directory_iterator(directory), std::filesystem::directory_iterator());
-    };
+    const auto count = [&] { return std::distance(fs::directory_iterator(directory), fs::directory_iterator()); };
     fill();
-    ASSERT_TRUE(load()) << last_reason;
+    load();
     EXPECT_EQ(count(), 1) << "only the sub-directory is left";
     EXPECT_EQ(logged("Deleting persisted forceattr file: "), 3);
 
     monitor.unload();
     fill();
     configure({"ForceAttributesDebug=on"});
-    ASSERT_TRUE(load()) << last_reason;
+    load();
     EXPECT_EQ(count(), 4);
 }
 
 TEST_F(Start, LoadingAHundredTimesLeavesNothingBehind) {
-    configure_with_debug({"LogRotateSizeKBytes=64"});
+    configure({"Debug=on", "LogRotateSizeKBytes=64"});
     add_printer(W("Office"));
     size_t handles = 0;
     for (int i = 0; i < 100; ++i) {
-        ASSERT_TRUE(load()) << last_reason;
+        load();
         EXPECT_EQ(print(W("Office"), "page").result, host::Result::printed);
         monitor.unload();
         if (i == 0) handles = open_handles();

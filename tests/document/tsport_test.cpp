@@ -17,7 +17,7 @@ class Tsport : public testing::Test {
     }
     ~Tsport() override {
         std::error_code ignored;
-        std::filesystem::remove_all(folder_, ignored);
+        fs::remove_all(folder_, ignored);
     }
 
     tsport::Answer run(Lines arguments) const {
@@ -30,15 +30,6 @@ class Tsport : public testing::Test {
         return answer.out;
     }
     std::string file(const std::string& name) const { return folder_ + "/" + name; }
-    static void write(const std::string& path, const std::string& text) {
-        std::ofstream(path, std::ios::binary) << text;
-    }
-    static std::string read(const std::string& path) {
-        std::ifstream in(std::filesystem::path(std::u8string(path.begin(), path.end())), std::ios::binary);
-        std::stringstream text;
-        text << in.rdbuf();
-        return text.str();
-    }
 
     std::string folder_;
     std::string store_;
@@ -73,7 +64,7 @@ TEST_F(Tsport, WhatNoPortCanHaveIsRefusedBeforeAnythingIsSent) {
     std::string full;
     for (int i = 0; i < 64; ++i) full += euro;
     out({"add", full, std::string(128, 'h'), "65535"});
-    const std::string before = read(store_);
+    const std::string before = read_file(store_);
     struct {
         Lines arguments;
         const char* why;
@@ -107,7 +98,7 @@ TEST_F(Tsport, WhatNoPortCanHaveIsRefusedBeforeAnythingIsSent) {
         EXPECT_NE(answer.err.find(row.why), std::string::npos) << row.why << " / " << answer.err;
         EXPECT_EQ(answer.out, "") << row.why;
     }
-    EXPECT_EQ(read(store_), before);
+    EXPECT_EQ(read_file(store_), before);
     EXPECT_EQ(tsport::run({"--library", "x", "list"}).status, tsport::bad_usage);
     EXPECT_EQ(tsport::run({"--library", file("x"), "--store", store_, "list"}).status, tsport::refused);
 }
@@ -121,7 +112,7 @@ TEST_F(Tsport, AnswersForScripts) {
     EXPECT_EQ(out({"exists", "x", "--json"}, tsport::not_there), "{\"name\": \"x\", \"exists\": false}\n");
     EXPECT_EQ(run({"show", "x", "--json"}).err, "{\"error\": \"there is no port \\\"x\\\"\", \"code\": 0}\n");
     EXPECT_NE(run({"add", "a \"b\"\t", "h", "--json"}).err.find("\"code\": 183}"), std::string::npos);
-    write(file("f"), "a h 1\n");
+    write_file(file("f"), "a h 1\n");
     EXPECT_EQ(out({"import", file("f"), "--json"}),
               "{\"dry_run\": false, \"added\": [{\"name\": \"a\", \"address\": \"h\", \"port\": 1}], \"changed\": [], "
               "\"left_alone\": 0}\n");
@@ -180,19 +171,19 @@ TEST_F(Tsport, ExportAndImportGiveBackTheSamePorts) {
     out({"import", exported});
     EXPECT_EQ(out({"list", "--json"}), list);
     EXPECT_EQ(out({"import", exported}), "0 added, 0 changed, 12 left alone\n");
-    EXPECT_EQ(read(store_), read(exported));
+    EXPECT_EQ(read_file(store_), read_file(path_of(exported)));
 }
 
 TEST_F(Tsport, ImportAddsAndChangesAndLeavesTheRestAlone) {
     out({"add", "Same", "h"});
     out({"add", "Other", "h"});
     out({"add", "Elsewhere", "h"});
-    write(file("f"),
-          "\xEF\xBB\xBF# by hand\r\n"
-          "\r\n"
-          "SAME\th 9100 # as it is\r\n"
-          "  \"\\u004eew\"   \"h\"  1\r\n"
-          "other h2 2");
+    write_file(file("f"),
+               "\xEF\xBB\xBF# by hand\r\n"
+               "\r\n"
+               "SAME\th 9100 # as it is\r\n"
+               "  \"\\u004eew\"   \"h\"  1\r\n"
+               "other h2 2");
     EXPECT_EQ(out({"diff", file("f")}, tsport::not_there),
               "only in file  New        h   1\n"
               "only here     Elsewhere  h   9100\n"
@@ -211,23 +202,23 @@ TEST_F(Tsport, ImportAddsAndChangesAndLeavesTheRestAlone) {
 }
 
 TEST_F(Tsport, NothingIsDoneWhenAnyLineIsWrong) {
-    write(file("f"),
-          "good h 9100\n"
-          "no-address\n"
-          "no-number h\n"
-          "too much h 9100\n"
-          "\"open h 9100\n"
-          "\"joined\"h 9100\n"
-          "qu\"ote h 9100\n"
-          "\"\\x\" h 9100\n"
-          "\"\\u00g0\" h 9100\n"
-          "a h 0\n"
-          "b h 65536\n"
-          "\"\" h 1\n"
-          "c\\d h 1\n"
-          "\xFF h 1\n"
-          "GOOD h 1\n" +
-              std::string(65, 'n') + " h 1\n" + "e " + std::string(129, 'a') + " 1\n");
+    write_file(file("f"),
+               "good h 9100\n"
+               "no-address\n"
+               "no-number h\n"
+               "too much h 9100\n"
+               "\"open h 9100\n"
+               "\"joined\"h 9100\n"
+               "qu\"ote h 9100\n"
+               "\"\\x\" h 9100\n"
+               "\"\\u00g0\" h 9100\n"
+               "a h 0\n"
+               "b h 65536\n"
+               "\"\" h 1\n"
+               "c\\d h 1\n"
+               "\xFF h 1\n"
+               "GOOD h 1\n" +
+                   std::string(65, 'n') + " h 1\n" + "e " + std::string(129, 'a') + " 1\n");
     const tsport::Answer answer = run({"import", file("f")});
     EXPECT_EQ(answer.status, tsport::bad_usage);
     for (int line = 2; line <= 17; ++line) {
@@ -235,12 +226,12 @@ TEST_F(Tsport, NothingIsDoneWhenAnyLineIsWrong) {
     }
     EXPECT_EQ(std::count(answer.err.begin(), answer.err.end(), '\n'), 16);
     EXPECT_EQ(out({"list"}), "no ports\n");
-    EXPECT_FALSE(std::filesystem::exists(store_));
+    EXPECT_FALSE(fs::exists(store_));
 }
 
 TEST_F(Tsport, AnotherMonitorsNameIsTaken) {
     spooler_sim::add_foreign_port(W("LPT1:"));
-    write(file("f"), "A h 1\nlpt1: h 1\n");
+    write_file(file("f"), "A h 1\nlpt1: h 1\n");
     EXPECT_EQ(run({"import", file("f")}).err, "tsport: nothing was done: another monitor has a port \"lpt1:\"\n");
     out({"add", "LPT1:", "h"}, tsport::refused);
     out({"exists", "lpt1:"});
@@ -252,9 +243,9 @@ TEST_F(Tsport, AHostedLibraryKeepsAwayFromAPrintServer) {
     ASSERT_TRUE(host::store_install_path(W("C:\\service")));
     EXPECT_EQ(run({"list"}).status, tsport::refused);
     clear_registry();
-    write(store_, "broken\n");
+    write_file(store_, "broken\n");
     EXPECT_EQ(run({"add", "A", "h"}).status, tsport::refused);
-    EXPECT_EQ(read(store_), "broken\n");
+    EXPECT_EQ(read_file(store_), "broken\n");
 }
 
 TEST_F(Tsport, EveryVerbHasItsHelp) {
@@ -266,7 +257,7 @@ TEST_F(Tsport, EveryVerbHasItsHelp) {
         EXPECT_NE(help.find(std::string("examples:\n  tsport ") + verb), std::string::npos) << verb;
         EXPECT_NE(general.find(std::string("\n  ") + verb + " "), std::string::npos) << verb;
     }
-    EXPECT_FALSE(std::filesystem::exists(store_));
+    EXPECT_FALSE(fs::exists(store_));
 }
 
 }  // namespace

@@ -26,11 +26,11 @@ class Xcv : public PortAdmin {
 };
 
 TEST_F(Xcv, APortsLife) {
-    configure_with_debug();
+    configure({"Debug=on"});
     peer::TcpPrinter first;
     peer::TcpPrinter second;
     spooler_sim::add_printer(W("Printer"));
-    ASSERT_TRUE(load()) << last_reason;
+    load();
     const auto print_page = [&] {
         host::Document page = document(W("Printer"), host::memory_source("page"));
         page.port = W("Office");
@@ -64,10 +64,10 @@ TEST_F(Xcv, APortsLife) {
 }
 
 TEST_F(Xcv, FailuresHaveTheirCodesAndLines) {
-    configure_with_debug();
+    configure({"Debug=on"});
     add_printer(W("Office"));
     spooler_sim::add_foreign_port(W("LPT1:"));
-    ASSERT_TRUE(load()) << last_reason;
+    load();
     const Lines before = listed();
     const PortConfig known = config(W("Office"), W("printer"));
     const PortConfig unknown = config(W("Attic"), W("printer"));
@@ -119,7 +119,7 @@ TEST_F(Xcv, FailuresHaveTheirCodesAndLines) {
 
 TEST_F(Xcv, MonitorUiNamesItsLibrary) {
     configure({});
-    ASSERT_TRUE(load()) << last_reason;
+    load();
     const host::Xcv xcv(monitor, W("Tessaron TCP/IP Port"), 0);
     for (const DWORD size : {0u, 41u, 42u, 43u}) {
         const auto output = letters(size);
@@ -133,32 +133,28 @@ TEST_F(Xcv, MonitorUiNamesItsLibrary) {
 }
 
 TEST_F(Xcv, ACheckConnectsAndLeavesNothingOpen) {
-    configure_with_debug();
-    peer::TcpPrinter& printer = add_printer(W("Office"));
-    ASSERT_TRUE(load()) << last_reason;
-    const PortConfig good = config(W(""), W("127.0.0.1"), printer.port());
+    start();
+    const PortConfig good = config(W(""), W("127.0.0.1"), office->port());
     const size_t handles = open_handles();
     EXPECT_EQ(send(W("TSPortIsValid"), good, 0), 0u);
-    ASSERT_TRUE(printer.wait_for_ends(1));
-    EXPECT_EQ(printer.connection(0).end, peer::End::finished);
-    EXPECT_EQ(printer.connection(0).bytes, 0u);
+    ASSERT_TRUE(office->wait_for_ends(1));
+    EXPECT_EQ(office->connection(0).end, peer::End::finished);
+    EXPECT_EQ(office->connection(0).bytes, 0u);
 
     // A longer input is one of a later port UI: its beginning is understood.
     EXPECT_EQ(send_raw(W("TSPortIsValid"), exact(&good, sizeof good).get(), kMost), 0u);
-    ASSERT_TRUE(printer.wait_for_ends(2));
-    printer.refuse();
+    ASSERT_TRUE(office->wait_for_ends(2));
+    office->refuse();
     EXPECT_EQ(send(W("TSPortIsValid"), good, 0), 1u);
     EXPECT_EQ(logged("TSM: unable to connect to printer by tcp", "ERROR"), 1);
     EXPECT_EQ(logged("TSM Xcv DoPortIsValid: success"), 2);
     EXPECT_EQ(logged("TSM Xcv DoPortIsValid: failure"), 1);
-    EXPECT_EQ(send(W("TSPortIsValid"), config(W(""), W("127.0.0.1"), 65536 + printer.port()), 0), 1u);
+    EXPECT_EQ(send(W("TSPortIsValid"), config(W(""), W("127.0.0.1"), 65536 + office->port()), 0), 1u);
     EXPECT_EQ(open_handles(), handles);
 }
 
 TEST_F(Xcv, OpenHandlesDoNotDependOnEachOther) {
-    configure({});
-    add_printer(W("Office"));
-    ASSERT_TRUE(load()) << last_reason;
+    start({});
     PortConfig read = {};
     auto first = std::make_unique<host::Xcv>(monitor, W("Office"), kAdministrator);
     auto second = std::make_unique<host::Xcv>(monitor, W("Office"), kAdministrator);
@@ -178,9 +174,7 @@ TEST_F(Xcv, OpenHandlesDoNotDependOnEachOther) {
 }
 
 TEST_F(Xcv, NothingIsReadPastTheInput) {
-    configure_with_debug();
-    add_printer(W("Office"));
-    ASSERT_TRUE(load()) << last_reason;
+    start();
     const Lines before = listed();
     for (const DWORD size : {0u, 1u, 2u, 257u, 258u, 259u, 260u, 387u, 391u, 393u, 600u}) {
         const auto block = letters(size);
@@ -218,7 +212,7 @@ TEST_F(Xcv, NothingIsReadPastTheInput) {
 // What has been added comes back as it was with the next start, and what cannot come back is not added.
 TEST_F(Xcv, WhatIsAddedLasts) {
     configure({});
-    ASSERT_TRUE(load()) << last_reason;
+    load();
     struct {
         Text name;
         Text address;
@@ -241,7 +235,7 @@ TEST_F(Xcv, WhatIsAddedLasts) {
         expect_agreement();
     }
     Lines before = listed();
-    ASSERT_TRUE(restart()) << last_reason;
+    restart();
     EXPECT_EQ(listed(), stored()) << "the order is the registry's";
     Lines after = listed();
     std::sort(before.begin(), before.end());
@@ -254,24 +248,19 @@ TEST_F(Xcv, WhatIsAddedLasts) {
 }
 
 TEST_F(Xcv, ADocumentOutlivesItsPort) {
-    configure({});
-    peer::TcpPrinter& printer = add_printer(W("Office"));
+    start({});
     peer::TcpPrinter other;
-    ASSERT_TRUE(load()) << last_reason;
-    HANDLE port = nullptr;
-    DWORD written = 0;
-    spooler_sim::add_job(W("Office"), 7, W("document"), W("client"));
-    ASSERT_TRUE(monitor.open_port(W("Office"), port) && monitor.start_document(port, W("Office"), 7, W("document")));
-    ASSERT_TRUE(monitor.write(port, "one ", 4, written));
-    ASSERT_EQ(send(W("TSConfigPort"), config(W("Office"), W("127.0.0.1"), other.port())), 0u);
-    ASSERT_TRUE(monitor.write(port, "two ", 4, written));
+    const PortConfig elsewhere = config(W("Office"), W("127.0.0.1"), other.port());
+    const HANDLE port = begin_document(7);
+    ASSERT_TRUE(write(port, "one "));
+    ASSERT_EQ(send(W("TSConfigPort"), elsewhere), 0u);
+    ASSERT_TRUE(write(port, "two "));
     ASSERT_EQ(send(W("TSDeletePort"), Text(W("Office"))), 0u);
-    ASSERT_EQ(send(W("TSAddPort"), config(W("Office"), W("127.0.0.1"), other.port())), 0u);
-    ASSERT_TRUE(monitor.write(port, "three", 5, written));
+    ASSERT_EQ(send(W("TSAddPort"), elsewhere), 0u);
+    ASSERT_TRUE(write(port, "three"));
     EXPECT_TRUE(monitor.end_document(port));
     EXPECT_TRUE(monitor.close_port(port));
-    ASSERT_TRUE(printer.wait_for_ends(1));
-    EXPECT_EQ(printer.connection(0).data, "one two three");
+    EXPECT_EQ(arrived(), Lines{"one two three"});
     EXPECT_EQ(print(W("Office"), "page").result, host::Result::printed);
     ASSERT_TRUE(other.wait_for_ends(1));
     EXPECT_EQ(other.connection(0).data, "page");

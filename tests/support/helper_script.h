@@ -11,29 +11,29 @@
 
 namespace test {
 
-namespace fs = std::filesystem;
-
 class HelperServer : public PrintServer {
   protected:
     static constexpr DWORD kJob = 7;
     static constexpr const char* kProgram = "ts-print-monitor.exe";
 
-    static fs::path path_of(const std::string& utf8) { return std::u8string(utf8.begin(), utf8.end()); }
-
     // The printer "Office", the monitor, and the helper, which nothing asks for yet.
-    void start(const Lines& settings = {}) {
-        configure_with_debug(settings);
-        office = &add_printer(W("Office"));
-        base = path_of(folder.base);
-        install_helper();
+    void start(Lines settings = {}, bool with_helper = true) {
+        prepare(std::move(settings));
+        if (with_helper) install_helper();
         start_monitor();
     }
-    // After a first page, so that what is made once is not counted as left over.
+    void prepare(Lines settings = {}) {
+        settings.insert(settings.begin(), "Debug=on");
+        configure(settings);
+        add_printer(W("Office"));
+        base = path_of(folder.base);
+    }
+    // With a first page, so that what is made once is not counted as left over.
     void start_monitor() {
-        ASSERT_TRUE(load()) << last_reason;
+        monitor.unload();
+        load();
         ASSERT_EQ(print(W("Office"), "first page").result, host::Result::printed);
-        ASSERT_TRUE(office->wait_for_ends(office->connections()));
-        arrivals_ = office->connections();
+        arrived();
         handles_ = open_handles();
     }
     void install_helper() {
@@ -46,9 +46,9 @@ class HelperServer : public PrintServer {
         std::error_code error;
         EXPECT_TRUE(wait_until([&] { return fs::remove(base / kProgram, error) || !error; }));
     }
-    void answer_by(const std::string& script) { write(base / "ts-print-monitor.script", script); }
+    void answer_by(const std::string& script) { write_file(base / "ts-print-monitor.script", script); }
     // Ends what the script holds "until" a file of this name is there.
-    void release(const std::string& name) { write(base / name, ""); }
+    void release(const std::string& name) { write_file(base / name, ""); }
 
     // -- Records of the Print Provider
 
@@ -61,7 +61,7 @@ class HelperServer : public PrintServer {
             "is_virtual=N\r\nqueue-confidentiality-mode=HIDE_NONE\r\n");
     }
     void check_hardware(const std::string& printer = "Office") {
-        write(base / "spool" / "settings" / path_of(printer + ".dat"), checked_settings());
+        write_file(base / "spool" / "settings" / path_of(printer + ".dat"), checked_settings());
     }
     static std::string msf_record() {
         return settings_record(
@@ -74,15 +74,14 @@ class HelperServer : public PrintServer {
         return base / "spool" / "forceattr" / path_of(kind + "-" + printer + "-" + std::to_string(job) + ".dat");
     }
     void force_attributes(const std::string& printer = "Office", DWORD job = kJob) {
-        write(work_file("msf", printer, job), msf_record());
-        write(work_file("job", printer, job), "meta-data");
+        write_file(work_file("msf", printer, job), msf_record());
+        write_file(work_file("job", printer, job), "meta-data");
     }
     // The names in the force-attributes directory, sorted.
     Lines work_files() const {
         Lines names;
         for (const auto& entry : fs::directory_iterator(base / "spool" / "forceattr")) {
-            const std::u8string name = entry.path().filename().u8string();
-            names.emplace_back(name.begin(), name.end());
+            names.push_back(utf8_of(entry.path().filename()));
         }
         std::sort(names.begin(), names.end());
         return names;
@@ -99,14 +98,6 @@ class HelperServer : public PrintServer {
     std::future<host::Outcome> print_job_meanwhile(const std::string& data) {
         return std::async(std::launch::async, [this, data] { return print_job(data); });
     }
-    // What each connection since the last call has brought to "Office".
-    Lines arrived() {
-        Lines data;
-        EXPECT_TRUE(office->wait_for_ends(office->connections()));
-        for (; arrivals_ < office->connections(); ++arrivals_) data.push_back(office->connection(arrivals_).data);
-        return data;
-    }
-
     // -- What the helper heard
 
     // The transcripts of all runs so far, in the order of their starts. Waits for each to be over.
@@ -115,7 +106,7 @@ class HelperServer : public PrintServer {
         for (int run = 1; fs::exists(run_folder(run)); ++run) {
             std::string transcript;
             const bool over = wait_until([&] {
-                transcript = read(run_folder(run) / "transcript");
+                transcript = read_file(run_folder(run) / "transcript");
                 const size_t last = transcript.rfind('\n', transcript.size() - 2) + 1;
                 return transcript.ends_with(")\n") && transcript[last] == '(';
             });
@@ -160,25 +151,11 @@ class HelperServer : public PrintServer {
         }));
     }
 
-    static void write(const fs::path& path, const std::string& contents) {
-        std::ofstream file(path, std::ios::binary);
-        file << contents;
-        EXPECT_TRUE(file.flush()) << path;
-    }
-    static std::string read(const fs::path& path) {
-        std::ifstream file(path, std::ios::binary);
-        std::stringstream text;
-        text << file.rdbuf();
-        return text.str();
-    }
-
     fs::path run_folder(int run) const { return base / "ts-print-monitor.runs" / std::to_string(run); }
 
     fs::path base;
-    peer::TcpPrinter* office = nullptr;
 
   private:
-    size_t arrivals_ = 0;
     size_t handles_ = 0;
 };
 

@@ -1,47 +1,69 @@
-// A TCP peer on this machine for socket tests, written straight against the platform (linux/, windows/) so
-// that it depends on nothing that is being tested. Everything throws std::runtime_error when the platform
-// refuses.
+// A TCP peer on this machine for socket tests, over the tools' own sockets, so that it depends on nothing that is being
+// tested.
 #pragma once
 
-#include <cstddef>
+#include <stdexcept>
 #include <string>
+
+#include "tools/peer/net.h"
 
 namespace test {
 
 // One accepted connection; closed by its destructor.
 class Peer {
   public:
-    explicit Peer(long long socket) : socket_(socket) {}
-    Peer(Peer&& other) noexcept : socket_(other.socket_) { other.socket_ = -1; }
+    explicit Peer(peer::net::Socket socket) : socket_(socket) {}
+    Peer(Peer&& other) noexcept : socket_(other.socket_) { other.socket_ = peer::net::no_socket; }
     Peer(const Peer&) = delete;
     Peer& operator=(const Peer&) = delete;
     ~Peer() { close(); }
 
     // What has arrived by the time it is `size` bytes or the other side has ended.
-    std::string read(size_t size);
-    void write(const std::string& data);
-    void close();
+    std::string read(size_t size) {
+        std::string data(size, '\0');
+        size_t filled = 0;
+        for (size_t count = 0; filled < size; filled += count) {
+            const auto result = peer::net::receive(socket_, data.data() + filled, size - filled, count);
+            if (result != peer::net::Received::data) break;
+        }
+        data.resize(filled);
+        return data;
+    }
+    void write(const std::string& data) { peer::net::send_all(socket_, data.data(), data.size()); }
+    void close() {
+        if (socket_ != peer::net::no_socket) peer::net::close_socket(socket_);
+        socket_ = peer::net::no_socket;
+    }
     // Closes so that the other side sees a reset.
-    void reset();
+    void reset() {
+        peer::net::reset_socket(socket_);
+        socket_ = peer::net::no_socket;
+    }
 
   private:
-    long long socket_;
+    peer::net::Socket socket_;
 };
 
 // Listens at 127.0.0.1 from construction to destruction.
 class Listener {
   public:
-    Listener();
+    Listener() {
+        std::string why;
+        socket_ = peer::net::bind_to("127.0.0.1", 0, why);
+        if (!peer::net::start_listening(socket_)) throw std::runtime_error("the listener cannot listen " + why);
+    }
     Listener(const Listener&) = delete;
     Listener& operator=(const Listener&) = delete;
-    ~Listener();
+    ~Listener() { peer::net::close_socket(socket_); }
 
-    unsigned short port() const { return port_; }
-    Peer accept();
+    unsigned short port() const { return peer::net::bound_port(socket_); }
+    Peer accept() {
+        peer::net::wait_readable(socket_, 20'000);
+        return Peer(peer::net::accept_from(socket_));
+    }
 
   private:
-    long long socket_;
-    unsigned short port_;
+    peer::net::Socket socket_;
 };
 
 }  // namespace test

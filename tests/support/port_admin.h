@@ -80,10 +80,6 @@ class PortAdmin : public PrintServer {
         std::sort(registry.begin(), registry.end());
         EXPECT_EQ(list, registry);
     }
-    bool restart() {
-        monitor.unload();
-        return load();
-    }
 
   private:
     static bool query(HKEY key, LPCWSTR name, void* data, DWORD size) {

@@ -4,14 +4,12 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
 #include <list>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
+#include "tests/support/files.h"
 #include "tests/support/platform.h"
 #include "tools/host/monitor_host.h"
 #include "tools/host/platform.h"
@@ -35,7 +33,7 @@ class PrintServer : public testing::Test {
         EXPECT_EQ(spooler_sim::open_printers(), 0u);
         EXPECT_EQ(spooler_sim::open_tokens(), 0u);
         std::error_code ignored;
-        std::filesystem::remove_all(install_, ignored);
+        fs::remove_all(install_, ignored);
     }
 
     // Writes the settings; more may be added with later calls.
@@ -43,25 +41,35 @@ class PrintServer : public testing::Test {
         std::string why;
         ASSERT_TRUE(host::set_up_base(install_, settings, folder, why)) << why;
     }
-    void configure_with_debug(Lines settings = {}) {
-        settings.insert(settings.begin(), "Debug=on");
+    // Configures, loads, and has one printer more: "Office".
+    void start(const Lines& settings = {"Debug=on"}) {
         configure(settings);
+        add_printer(W("Office"));
+        load();
     }
-
-    bool load() {
+    bool try_load(std::string& why) {
         host::MonitorHost::Options options;
         options.library = host::executable_folder() + "/" + host::monitor_file_name();
         options.folder = folder;
+        return monitor.load(options, why);
+    }
+    void load() {
         std::string why;
-        const bool loaded = monitor.load(options, why);
-        if (!loaded) last_reason = why;
-        return loaded;
+        ASSERT_TRUE(try_load(why)) << why;
+    }
+    void restart() {
+        monitor.unload();
+        load();
     }
 
     // A printer of the spooler, with a port of the same name to a TCP printer of its own. Before load().
     peer::TcpPrinter& add_printer(const Text& name) {
         peer::TcpPrinter& printer = printers_.emplace_back();
         EXPECT_EQ(printer.error(), "");
+        if (name == W("Office")) {
+            office = &printer;
+            arrivals_ = 0;
+        }
         spooler_sim::add_printer(name);
         EXPECT_TRUE(host::store_port(name, W("127.0.0.1"), printer.port()));
         return printer;
@@ -79,13 +87,37 @@ class PrintServer : public testing::Test {
     host::Outcome print(const Text& printer, const std::string& data, DWORD write_size = 65536) {
         return monitor.print_document(document(printer, host::memory_source(data), write_size));
     }
-
-    std::string log() const {
-        std::ifstream file(folder.log(), std::ios::binary);
-        std::stringstream text;
-        text << file.rdbuf();
-        return text.str();
+    host::Outcome print_job(DWORD id, const std::string& data, bool not_approved = false) {
+        host::Document job = document(W("Office"), host::memory_source(data));
+        job.job_id = id;
+        job.not_approved = not_approved;
+        return monitor.print_document(job);
     }
+    // A document on "Office" that the test drives step by step.
+    HANDLE begin_document(DWORD job_id) {
+        HANDLE port = nullptr;
+        spooler_sim::add_job(W("Office"), job_id, W("doc"), W("ann"));
+        EXPECT_TRUE(monitor.open_port(W("Office"), port));
+        EXPECT_TRUE(monitor.start_document(port, W("Office"), job_id, W("doc")));
+        return port;
+    }
+    bool write(HANDLE port, const std::string& data) {
+        return monitor.write(port, data.data(), static_cast<DWORD>(data.size()), written);
+    }
+    static spooler_sim::Job job(DWORD id) {
+        spooler_sim::Job found;
+        EXPECT_TRUE(spooler_sim::get_job(W("Office"), id, found));
+        return found;
+    }
+    // What each connection since the last call has brought to "Office".
+    Lines arrived() {
+        Lines data;
+        EXPECT_TRUE(office->wait_for_ends(office->connections()));
+        for (; arrivals_ < office->connections(); ++arrivals_) data.push_back(office->connection(arrivals_).data);
+        return data;
+    }
+
+    std::string log() const { return read_file(path_of(folder.log())); }
     // The log's lines without their line ends.
     Lines log_lines() const {
         std::istringstream text(log());
@@ -119,22 +151,14 @@ class PrintServer : public testing::Test {
         return found;
     }
 
-    void write_file(const std::string& path, const std::string& contents) const {
-        std::ofstream(path, std::ios::binary) << contents;
-    }
-    static std::string read_file(const std::string& path) {
-        std::ifstream file(path, std::ios::binary);
-        std::stringstream text;
-        text << file.rdbuf();
-        return text.str();
-    }
-
     host::BaseFolder folder;
     host::MonitorHost monitor;
-    std::string last_reason;
+    peer::TcpPrinter* office = nullptr;
+    DWORD written = 0;  // by the last write
 
   private:
     std::string install_;
+    size_t arrivals_ = 0;
     std::list<peer::TcpPrinter> printers_;
 };
 

@@ -50,7 +50,7 @@ TEST_F(HelperLimits, AFloodIsCutOff) {
         EXPECT_EQ(heard(), kAsked + (command == "wait" ? "wait\n" : "") + "(output closed)\n");
         expect_clean();
     }
-    fs::remove(base / "spool" / "settings" / "Office.dat");
+    fs::remove(base / "spool/settings/Office.dat");
     answer_by("on jobid write 40 MiB");
     force_attributes();
     EXPECT_EQ(print_job("page").result, host::Result::failed);
@@ -64,7 +64,7 @@ TEST_F(HelperLimits, APrinterNameThatDoesNotFitItsLineEndsTheConversation) {
     winapi::map_drive('C', folder.spool("settings"));
     const std::string name(4084, 'n');
     spooler_sim::add_printer(host::to_text(name));
-    write(base / "spool" / "settings" / name.substr(0, 254), checked_settings());
+    write_file(base / "spool" / "settings" / name.substr(0, 254), checked_settings());
     EXPECT_EQ(print_job("page", 100, host::to_text(name)).result, host::Result::printed);
     EXPECT_EQ(arrived(), Lines{"page"});
     EXPECT_TRUE(wait_until([this] { return fs::exists(run_folder(1)); })) << "nobody has waited for it";
@@ -99,7 +99,7 @@ TEST_F(HelperLimits, AHelperIsGivenNothingButItsPipes) {
     };
     answer_by("on enddoc silence until looked then OK\nrun 2: on forceattr silence until seen then OK");
     auto printing = print_job_meanwhile("page");
-    ASSERT_TRUE(wait_until([this] { return read(run_folder(2) / "transcript").ends_with("forceattr\n"); }));
+    ASSERT_TRUE(wait_until([this] { return read_file(run_folder(2) / "transcript").ends_with("forceattr\n"); }));
     expect_own_files_only(1);
     expect_own_files_only(2);
     release("seen");
@@ -109,11 +109,7 @@ TEST_F(HelperLimits, AHelperIsGivenNothingButItsPipes) {
 }
 
 TEST_F(HelperLimits, PartialSendsWhileForwardingLoseNothing) {
-    configure({});
-    office = &add_printer(W("Office"));
-    base = path_of(folder.base);
-    install_helper();
-    start_monitor();
+    start({"Debug=off"});
     const std::string job = pattern(300 << 10);
     int partial = 0;
     const auto print_with_fault = [&](std::uint64_t call) {

@@ -8,10 +8,8 @@ class StubbornPrinter : public PrintServer {
   protected:
     // Prints a page to a printer that behaves so, then one that follows; the first one's end takes 30 seconds.
     void expect_thirty_seconds(const peer::Behaviour& behaviour) {
-        configure({});
-        peer::TcpPrinter& printer = add_printer(W("Office"));
-        printer.behave_once(behaviour);
-        ASSERT_TRUE(load()) << last_reason;
+        start({});
+        office->behave_once(behaviour);
         {
             const FastClock clock(100);
             const DWORD begin = GetTickCount();
@@ -20,9 +18,9 @@ class StubbornPrinter : public PrintServer {
         }
         EXPECT_EQ(logged("TSM: timed out waiting to get the FD_CLOSE event on the socket", "ERROR"), 1);
         EXPECT_EQ(print(W("Office"), "next page").result, host::Result::printed);
-        ASSERT_TRUE(printer.wait_for_connections(2));
-        EXPECT_EQ(printer.connection(0).data, "page");
-        EXPECT_EQ(printer.connection(1).data, "next page");
+        ASSERT_TRUE(office->wait_for_connections(2));
+        EXPECT_EQ(office->connection(0).data, "page");
+        EXPECT_EQ(office->connection(1).data, "next page");
     }
 };
 

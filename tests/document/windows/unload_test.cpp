@@ -27,7 +27,7 @@ size_t memory_in_use() {
 class Unload : public PrintServer {
   protected:
     void load_and_unload(bool with_document) {
-        ASSERT_TRUE(load()) << last_reason;
+        load();
         if (with_document) {
             EXPECT_EQ(print(W("Office"), "page").result, host::Result::printed);
         }
@@ -46,11 +46,11 @@ class Unload : public PrintServer {
 };
 
 TEST_F(Unload, DocumentsLeaveNoMemoryBehind) {
-    configure_with_debug({"LogRotateSizeKBytes=64"});
+    configure({"Debug=on", "LogRotateSizeKBytes=64"});
     add_printer(W("Office"));
     const ptrdiff_t of_loads_and_documents = growth([&] { load_and_unload(true); });
     // The TCP printer keeps a record of each connection.
-    ASSERT_TRUE(load()) << last_reason;
+    load();
     const ptrdiff_t of_documents = growth([&] { print(W("Office"), "page"); });
     EXPECT_LT(of_loads_and_documents, of_documents + 1000);
     EXPECT_LT(of_documents, 100 * 1000);
