@@ -1,7 +1,6 @@
 #include "common/serialize_job.h"
 
 #include "common/log.h"
-#include "common/os.h"
 #include "common/serialize_names.h"
 #include "common/util.h"
 
@@ -14,9 +13,11 @@ void serialize_job_filename(char* out, size_t size, const char* printer_name, co
 
 int serialize_job_delete(const char* directory, const char* printer_name, const char* job_id) {
     char name[kRecordNameSize];
-    char path[kRecordPathSize];
+    int result = 0;
     serialize_job_filename(name, sizeof name, printer_name, job_id);
-    if (serialize_find_file(path, directory, name)) return os_file_delete(path);
-    log_debug(LOG_HERE, "Unable to find job meta-data (printer_name = %s, JobId: %s) to delete", printer_name, job_id);
-    return 0;
+    if (!serialize_delete_file(directory, name, &result)) {
+        log_debug(LOG_HERE, "Unable to find job meta-data (printer_name = %s, JobId: %s) to delete", printer_name,
+                  job_id);
+    }
+    return result;
 }

@@ -1,7 +1,6 @@
 #include "common/serialize_msf.h"
 
 #include "common/log.h"
-#include "common/os.h"
 #include "common/serialize.h"
 #include "common/serialize_names.h"
 #include "common/util.h"
@@ -55,9 +54,10 @@ int serialize_msf_readin(const char* directory, const char* printer_name, const 
 
 int serialize_msf_delete(const char* directory, const char* printer_name, const char* job_id) {
     char name[kRecordNameSize];
-    char path[kRecordPathSize];
+    int result = 0;
     serialize_msf_filename(name, sizeof name, printer_name, job_id);
-    if (serialize_find_file(path, directory, name)) return os_file_delete(path);
-    log_debug(LOG_HERE, "Unable to find msf (printer_name = %s, JobId: %s) to delete", printer_name, job_id);
-    return 0;
+    if (!serialize_delete_file(directory, name, &result)) {
+        log_debug(LOG_HERE, "Unable to find msf (printer_name = %s, JobId: %s) to delete", printer_name, job_id);
+    }
+    return result;
 }

@@ -59,12 +59,6 @@ void util_strip_newline(char* text) {
     if (length > 0 && text[length - 1] == '\n') text[length - 1] = '\0';
 }
 
-size_t util_wcsnlen(const WCHAR* text, size_t limit) {
-    size_t length = 0;
-    while (length < limit && text[length] != 0) ++length;
-    return length;
-}
-
 // -- Counted strings -------------------------------------------------------------------------------------------------
 
 namespace {

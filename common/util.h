@@ -33,7 +33,11 @@ void util_sanitize_filename(char* text);
 void util_strip_newline(char* text);
 
 // The characters of a wide text, at most `limit`: of a field that may lack its terminator.
-size_t util_wcsnlen(const WCHAR* text, size_t limit);
+inline size_t util_wcsnlen(const WCHAR* text, size_t limit) {
+    size_t length = 0;
+    while (length < limit && text[length] != 0) ++length;
+    return length;
+}
 
 // A precondition that does not hold: an error line at the place that found it, and a development line.
 #define UTIL_FAILED_ASSERTION(condition)                                  \

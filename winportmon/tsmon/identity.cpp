@@ -7,12 +7,13 @@ namespace {
 
 HANDLE Revert(const char* failure_line) {
     const HANDLE token = RevertToPrinterSelf();
-    if (token == nullptr) log_error_last_error(LOG_HERE, "%s", failure_line);
+    if (token == nullptr && failure_line != nullptr) log_error_last_error(LOG_HERE, "%s", failure_line);
     return token;
 }
 
 void Impersonate(HANDLE token, const char* failure_line) {
-    if (token != nullptr && !ImpersonatePrinterClient(token)) log_error_last_error(LOG_HERE, "%s", failure_line);
+    if (token == nullptr || ImpersonatePrinterClient(token)) return;
+    if (failure_line != nullptr) log_error_last_error(LOG_HERE, "%s", failure_line);
 }
 
 bool SwitchesForLogging() {

@@ -15,11 +15,11 @@ void ImpersonateAsConfigured(HANDLE token);
 HANDLE RevertForLogging();  // for log lines, with debug logging on and operations not run as the spooler
 void ImpersonateForLogging(HANDLE token);
 
-// The thread runs as the spooler until the scope ends. Each failure is logged with its own line, and what the scope is
-// for goes on under the identity in effect.
+// The thread runs as the spooler until the scope ends. Each failure is logged with its own line, when there is one, and
+// what the scope is for goes on under the identity in effect.
 class SpoolerIdentity {
   public:
-    SpoolerIdentity(const char* revert_failed, const char* impersonate_failed);
+    explicit SpoolerIdentity(const char* revert_failed = nullptr, const char* impersonate_failed = nullptr);
     ~SpoolerIdentity();
     SpoolerIdentity(const SpoolerIdentity&) = delete;
     SpoolerIdentity& operator=(const SpoolerIdentity&) = delete;

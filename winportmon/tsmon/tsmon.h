@@ -5,8 +5,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 
 #include "common/serialize_hpc_job.h"
+#include "common/util.h"
 #include "winapi/winapi.h"
 
 // The one export. Returns the operation table and stores the monitor handle, a MonitorContext; null, and the handle
@@ -76,11 +78,8 @@ static_assert(sizeof(PortConfig) == 392 && offsetof(PortConfig, port_name) == 25
 template <size_t N>
 struct FieldText {
     explicit FieldText(const WCHAR (&field)[N]) {
-        size_t length = 0;
-        while (length < N && field[length] != 0) {
-            text[length] = field[length];
-            ++length;
-        }
+        const size_t length = util_wcsnlen(field, N);
+        memcpy(text, field, length * sizeof(WCHAR));
         text[length] = 0;
     }
     WCHAR text[N + 1];

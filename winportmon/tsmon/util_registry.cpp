@@ -1,6 +1,7 @@
 #include "winportmon/tsmon/util_registry.h"
 
 #include "common/log.h"
+#include "winportmon/tsmon/identity.h"
 
 namespace tsmon {
 namespace {
@@ -9,20 +10,6 @@ constexpr const WCHAR* kPortsKey = W("Ports");
 constexpr const WCHAR* kHostNameValue = W("HostName");
 constexpr const WCHAR* kPortNumberValue = W("PortNumber");
 constexpr uint32_t kFailuresInARow = 1000;  // of an enumeration, after which it is given up
-
-// The thread runs as the spooler itself until the scope ends.
-class AsSpooler {
-  public:
-    AsSpooler() : token_(RevertToPrinterSelf()) {}
-    ~AsSpooler() {
-        if (token_ != nullptr) ImpersonatePrinterClient(token_);
-    }
-    AsSpooler(const AsSpooler&) = delete;
-    AsSpooler& operator=(const AsSpooler&) = delete;
-
-  private:
-    HANDLE token_;
-};
 
 // The spooler's callbacks with what every call of them passes.
 class Registry {
@@ -258,7 +245,7 @@ void WalkPorts(const Registry& registry, const Key& ports, MonitorContext* conte
 BOOL AddPortInRegistry(MONITORINIT* init, const PortConfig* config) {
     LONG status = ERROR_SUCCESS;
     {
-        const AsSpooler identity;
+        const SpoolerIdentity identity;
         status = StorePort(Registry(init), config);
     }
     return Succeeded(status);
@@ -267,7 +254,7 @@ BOOL AddPortInRegistry(MONITORINIT* init, const PortConfig* config) {
 BOOL UpdatePortInRegistry(MONITORINIT* init, const PortConfig* config) {
     LONG status = ERROR_SUCCESS;
     {
-        const AsSpooler identity;
+        const SpoolerIdentity identity;
         status = UpdateStoredPort(Registry(init), config);
     }
     return Succeeded(status);
@@ -275,12 +262,12 @@ BOOL UpdatePortInRegistry(MONITORINIT* init, const PortConfig* config) {
 
 void DeletePortFromRegistry(MONITORINIT* init, const WCHAR* name) {
     if (name == nullptr) return;
-    const AsSpooler identity;
+    const SpoolerIdentity identity;
     DeleteStoredPort(Registry(init), name);
 }
 
 void ForAllPortRegEntries(MonitorContext* context, PortRegCallback callback) {
-    const AsSpooler identity;
+    const SpoolerIdentity identity;
     const Registry registry(context->init);
     Key ports;
     const LONG status = OpenKey(registry, registry.root(), kPortsKey, KEY_READ, &ports);
