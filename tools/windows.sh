@@ -1,15 +1,10 @@
 #!/usr/bin/env bash
-# The Windows library: builds it here and runs under Wine what can run there. `./run windows` calls this file; called by
-# hand, it takes the steps to do, or does them all:
-#   tools/windows.sh [install] [build] [test] [compare] [print]
-set -euo pipefail
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
+# The Windows library: builds it here and runs under Wine what can run there. `./run windows` takes its steps from here;
+# say() and version() are there.
 windows_folder=$PWD/build/windows
 windows_native=$PWD/build/native
 windows_passed=0
 windows_failed=0
-
-windows_say() { printf '%s\n' "$*" >&2; }
 
 # One more that passed or failed: windows_count STATUS WHAT
 windows_count() {
@@ -17,47 +12,8 @@ windows_count() {
         windows_passed=$((windows_passed + 1))
     else
         windows_failed=$((windows_failed + 1))
-        windows_say "FAILED: $2"
+        say "FAILED: $2"
     fi
-}
-
-windows_install() {
-    local missing=() as_root=()
-    command -v g++ >/dev/null || missing+=(g++)
-    command -v x86_64-w64-mingw32-g++-posix >/dev/null || missing+=(g++-mingw-w64-x86-64-posix)
-    command -v cmake >/dev/null || missing+=(cmake)
-    command -v ninja >/dev/null || missing+=(ninja-build)
-    command -v python3 >/dev/null || missing+=(python3)
-    [[ -e /usr/include/gtest/gtest.h ]] || missing+=(libgtest-dev)
-    [[ -e /usr/src/googletest/CMakeLists.txt ]] || missing+=(googletest)
-    command -v wine >/dev/null || missing+=(wine)
-    [[ -e /usr/lib/wine/wine64 ]] || missing+=(wine64)
-    [[ ${#missing[@]} -eq 0 ]] && return
-    if [[ $(id -u) -ne 0 ]]; then
-        command -v sudo >/dev/null || { windows_say "Please install: ${missing[*]} (there is no sudo here)"; exit 1; }
-        as_root=(sudo)
-    fi
-    windows_say "Installing with apt: ${missing[*]}"
-    "${as_root[@]}" apt-get update -qq </dev/null >&2
-    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-        apt-get install -y -qq --no-install-recommends "${missing[@]}" </dev/null >&2
-}
-
-# Both builds: the one for this machine is what the Windows one is compared with.
-windows_build() {
-    local preset targets
-    mkdir -p build
-    for preset in native windows; do
-        windows_say "Building build/$preset ..."
-        targets=()
-        [[ $preset == windows ]] || targets=(--target transcript fakeprinter)
-        if ! { cmake --preset "$preset" && cmake --build "build/$preset" "${targets[@]}"; } \
-            </dev/null >"build/$preset.log" 2>&1; then
-            tail -n 60 "build/$preset.log" >&2
-            windows_say "The build failed; the whole of its output is in build/$preset.log."
-            exit 1
-        fi
-    done
 }
 
 # A program under Wine, as the tests run it.
@@ -69,7 +25,7 @@ windows_test() {
     mkdir -p "$windows_folder/reports"
     mapfile -t names < <(ctest --test-dir "$windows_folder" -N | sed -nE 's/^ *Test *#[0-9]+: //p')
     for name in "${names[@]}"; do
-        windows_say "build/windows: $name ..."
+        say "build/windows: $name ..."
         output=$windows_folder/reports/$name.log
         result=0
         ctest --test-dir "$windows_folder" -R "^$name\$" --verbose </dev/null >"$output" 2>&1 || result=$?
@@ -86,7 +42,7 @@ windows_test() {
 
 windows_compare() {
     local result=0
-    windows_say "Comparing the builds ..."
+    say "Comparing the builds ..."
     tests/compare/compare.sh "$windows_native" "$windows_folder" >&2 || result=$?
     windows_count $result "the builds differ"
 }
@@ -94,7 +50,7 @@ windows_compare() {
 # A file from spoolhost.exe under Wine, through the library, to a TCP printer that is a program of this machine.
 windows_print() {
     local folder port='' result=0 printer i
-    windows_say "Printing from Wine to a printer outside ..."
+    say "Printing from Wine to a printer outside ..."
     folder=$(mktemp -d /tmp/windows-print-XXXXXX)
     head -c 3000001 /dev/urandom >"$folder/document.prn"
     : >"$folder/printer.log"
@@ -116,16 +72,12 @@ windows_print() {
     rm -rf "$folder"
 }
 
-windows_all() {
-    local step
-    [[ $# -gt 0 ]] || set -- install build test compare print
-    for step in "$@"; do
-        "windows_$step"
-    done
-    printf '%d passed, %d failed\n' "$windows_passed" "$windows_failed"
-    [[ $windows_failed -eq 0 ]]
+windows_package() {
+    local report result=0
+    say "Packing ..."
+    report=$(tests/package/check_package.py build/windows "$(version)") || result=1
+    [[ $result -eq 0 ]] || say "$report"
+    windows_passed=$((windows_passed + $(sed -nE 's/^([0-9]+) passed, .*/\1/p' <<<"$report" | tail -1)))
+    windows_failed=$((windows_failed + $(sed -nE 's/^[0-9]+ passed, ([0-9]+) failed.*/\1/p' <<<"$report" | tail -1)))
+    packaging/package.sh build/windows "$(version)"
 }
-
-if [[ ${BASH_SOURCE[0]} == "$0" ]]; then
-    windows_all "$@"
-fi
