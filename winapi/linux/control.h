@@ -29,9 +29,7 @@ void allow_dns(bool allowed);
 // Receives what OutputDebugStringA is given, on the calling thread; null to drop it again.
 void set_debugger(void (*sink)(const char* text));
 
-// The registry as a text file of this machine, false when the file cannot be read or written.
-bool load_registry(const std::string& path);
-bool save_registry(const std::string& path);
+// Keys that are open count as deleted from then on.
 void clear_registry();
 
 // Handles, sockets, find handles and keys that are open now, and a line a handle for a report.

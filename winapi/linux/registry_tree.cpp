@@ -56,14 +56,10 @@ void set_value(Key& key, const std::u16string& name, DWORD type, std::vector<BYT
     GetSystemTimeAsFileTime(&key.last_write);
 }
 
-void replace_tree(std::shared_ptr<Key> root) {
-    const std::lock_guard lock(tree().mutex);
-    mark_deleted(*tree().root);
-    tree().root = std::move(root);
-}
-
 }  // namespace winapi::registry
 
 void winapi::clear_registry() {
-    registry::replace_tree(std::make_shared<registry::Key>());
+    const std::lock_guard lock(registry::tree().mutex);
+    registry::mark_deleted(*registry::tree().root);
+    registry::tree().root = std::make_shared<registry::Key>();
 }

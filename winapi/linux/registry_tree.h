@@ -1,5 +1,4 @@
-// The layer's own: the registry's keys and values (registry_tree.cpp), for the registry functions and for the
-// text file they are kept in (registry_file.cpp).
+// The layer's own: the registry's keys and values, for the registry functions.
 #pragma once
 
 #include <map>
@@ -44,7 +43,5 @@ std::u16string fold(const std::u16string& name);
 // The caller holds the lock, or knows that nobody else has the key.
 std::shared_ptr<Key> add_subkey(const std::shared_ptr<Key>& parent, const std::u16string& name);
 void set_value(Key& key, const std::u16string& name, DWORD type, std::vector<BYTE> data);
-// Takes the place of all that there is; the keys that are open now count as deleted.
-void replace_tree(std::shared_ptr<Key> root);
 
 }  // namespace winapi::registry

@@ -2,12 +2,10 @@
 #include "winapi/winapi.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 
 #include "tests/support/scratch.h"
 #include "winapi/linux/control.h"
@@ -47,35 +45,6 @@ TEST(PathLimit, Is259CharactersForFilesAnd247ForFolders) {
     EXPECT_EQ(_mkdir(winapi::to_utf8(name_of_length(247).c_str()).c_str()), 0);
     EXPECT_NE(_mkdir(winapi::to_utf8(name_of_length(248).c_str()).c_str()), 0);
     EXPECT_EQ(GetLastError(), DWORD{ERROR_FILENAME_EXCED_RANGE});
-}
-
-// Write calls of this process so far.
-long write_calls() {
-    std::ifstream io("/proc/self/io");
-    std::string word;
-    while (io >> word && word != "syscw:") {
-    }
-    long count = 0;
-    io >> count;
-    return count;
-}
-
-TEST(Streams, AFlushedLineIsOneWriteAndALargeBlockIsNotCutSmall) {
-    const ScratchDir dir;
-    FILE* const text = _wfopen(dir.file(u"log").c_str(), u"a");
-    FILE* const binary = _wfopen(dir.file(u"data").c_str(), u"wb");
-    const std::string block(1 << 20, 'x');
-    long start = write_calls();
-    for (int i = 0; i < 100; ++i) {
-        fputs("a line of a log file\n", text);
-        fflush(text);
-    }
-    EXPECT_LT(write_calls() - start, 120) << "a sanitizer adds a few of its own";
-    start = write_calls();
-    fwrite(block.data(), 1, block.size(), binary);
-    EXPECT_LE(write_calls() - start, 4);
-    fclose(text);
-    fclose(binary);
 }
 
 TEST(Streams, AFullDiskAndAShortWriteAreReportedByTheFlush) {

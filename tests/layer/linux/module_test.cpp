@@ -1,10 +1,9 @@
-// What only the layer's libraries have: tables of strings, counts, allocations that fail.
+// What only the layer's libraries have: counts, allocations that fail.
 #include "winapi/winapi.h"
 // The front door comes first, as in the product.
 #include <gtest/gtest.h>
 
 #include "winapi/linux/control.h"
-#include "winapi/linux/dll_entry.h"
 #include "winapi/linux/fault.h"
 
 extern "C" void* __wrap_malloc(size_t size);
@@ -12,21 +11,6 @@ extern "C" void* __wrap_calloc(size_t count, size_t size);
 extern "C" void* __wrap_realloc(void* block, size_t size);
 
 namespace {
-
-TEST(LinuxModule, StringsAreCutToTheBuffer) {
-    static const winapi::StringResource strings[] = {{500, u"A port"}, {507, u"Other"}, {0, nullptr}};
-    static char anchor;
-    const auto instance = reinterpret_cast<HINSTANCE>(&anchor);
-    WCHAR text[16] = {};
-    EXPECT_EQ(0, LoadStringW(instance, 500, text, 16));
-    winapi::register_module(instance, strings);
-    EXPECT_EQ(5, LoadStringW(instance, 507, text, 16));
-    EXPECT_EQ(3, LoadStringW(instance, 500, text, 4));
-    EXPECT_EQ(0, lstrcmpiW(u"A p", text));
-    EXPECT_EQ(0, LoadStringW(instance, 501, text, 16));
-    EXPECT_EQ(ERROR_RESOURCE_NAME_NOT_FOUND, GetLastError());
-    winapi::unregister_module(instance);
-}
 
 TEST(LinuxModule, AllocationsAreCountedAndCanFail) {
     const size_t before = winapi::open_allocations();

@@ -86,14 +86,4 @@ TEST_F(LinuxProcessTest, NoZombieStaysWhenTheHandleIsClosedFirst) {
     EXPECT_FALSE(fs::exists(process));
 }
 
-TEST_F(LinuxProcessTest, ManyStartAtOnce) {
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 8; ++i) {
-        threads.emplace_back([] {
-            for (int k = 0; k < 5; ++k) EXPECT_EQ("[a]", output_of(test::child_command(u"show a")));
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
-}
-
 }  // namespace
