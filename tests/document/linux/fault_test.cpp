@@ -1,5 +1,8 @@
 // Single calls that fail or fall short under a document; only the layer can make them.
 #include "winapi/linux/fault.h"
+
+#include <set>
+
 #include "tests/support/print_server.h"
 #include "winapi/linux/control.h"
 
@@ -59,6 +62,48 @@ TEST_F(Faults, ARefusedFirstAddressIsFollowedByTheNext) {
     EXPECT_EQ(logged("TSM: Failed to connect to printer: printer.example", "ERROR"), 1);
     EXPECT_EQ(logged(" 127 0 0 9"), 1);
     winapi::set_host(u"printer.example", {});
+}
+
+// Sizes and fills the list with each of the calls below failing in turn; what was sized may then be too small.
+TEST_F(Faults, AListOfPortsWithoutMemoryOrTextsStaysInItsBuffer) {
+    configure({});
+    for (const LPCWSTR name : {W("A"), W("Beta")}) ASSERT_TRUE(host::store_port(name, W("127.0.0.1"), 9100));
+    load();
+    const auto fail = [](std::uint64_t call, winapi::fault::Mode mode, const auto& list) {
+        SetLastError(0);
+        winapi::fault::arm(call, mode);
+        const BOOL listed = list();
+        const DWORD error = GetLastError();
+        winapi::fault::disarm();
+        const bool documented = error == ERROR_NOT_ENOUGH_MEMORY || error == ERROR_INSUFFICIENT_BUFFER;
+        EXPECT_TRUE(listed || documented) << error << " after " << winapi::fault::failed_function();
+        return !winapi::fault::failed_function().empty();
+    };
+    std::set<std::string> failed;
+    for (const DWORD level : {1u, 2u}) {
+        for (const auto mode : {winapi::fault::Mode::once, winapi::fault::Mode::from_then_on}) {
+            DWORD needed = 0;
+            DWORD count = 0;
+            const auto size = [&] {
+                return monitor.table()->pfnEnumPorts(monitor.monitor(), nullptr, level, nullptr, 0, &needed, &count);
+            };
+            for (std::uint64_t sizing = 1; fail(sizing, mode, size); ++sizing) {
+                failed.insert(winapi::fault::failed_function());
+                for (std::uint64_t filling = 1;; ++filling) {
+                    std::unique_ptr<BYTE[]> buffer(new BYTE[needed]);  // its bounds are the sanitizer's
+                    const DWORD room = needed;
+                    const auto fill = [&] {
+                        return monitor.table()->pfnEnumPorts(monitor.monitor(), nullptr, level, buffer.get(), room,
+                                                             &needed, &count);
+                    };
+                    const bool more = fail(filling, mode, fill);
+                    needed = room;
+                    if (!more) break;
+                }
+            }
+        }
+    }
+    EXPECT_EQ(failed, (std::set<std::string>{"GlobalAlloc", "GlobalFree", "LoadStringW"}));
 }
 
 }  // namespace

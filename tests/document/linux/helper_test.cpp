@@ -2,6 +2,7 @@
 #include "tests/support/helper_script.h"
 #include "winapi/linux/control.h"
 #include "winapi/linux/fault.h"
+#include "winapi/linux/handle.h"
 
 namespace test {
 namespace {
@@ -105,6 +106,29 @@ TEST_F(HelperLimits, AHelperIsGivenNothingButItsPipes) {
     release("seen");
     release("looked");
     EXPECT_EQ(printing.get().result, host::Result::printed);
+    expect_clean();
+}
+
+// Whoever else starts a child meanwhile gives it nothing of ours: not the log, nor the work file, nor a record.
+TEST_F(HelperLimits, NothingIsInheritableWhileAHelperRuns) {
+    start({"IsPrintingBasedOnPortMonitor=on"});
+    check_hardware();
+    force_attributes();
+    write_file(base / "spool/hpc/job-Office-7.dat", "");
+    host::Document job = document(W("Office"), host::memory_source("page"));
+    job.job_id = kJob;
+    size_t looks = 0;
+    job.progress = [&](std::uint64_t) {
+        const auto open = fs::directory_iterator("/proc/self/fd");
+        std::error_code error;
+        EXPECT_TRUE(std::any_of(begin(open), end(open), [&](const fs::directory_entry& file) {
+            return fs::read_symlink(file.path(), error) == work_file("input");
+        })) << "the work file should be open";
+        EXPECT_EQ(winapi::inheritable_descriptors(), std::vector<int>{});
+        ++looks;
+    };
+    EXPECT_EQ(monitor.print_document(job).result, host::Result::printed);
+    EXPECT_EQ(looks, 1u);
     expect_clean();
 }
 
