@@ -1,0 +1,54 @@
+// A document whose attributes are forced: into a file, through a helper that copies it, to the printer.
+#include <filesystem>
+#include <fstream>
+
+#include "bench/bench.h"
+#include "bench/others.h"
+#include "bench/print_server.h"
+#include "tools/host/platform.h"
+
+namespace bench {
+namespace {
+
+// What brings the helper into play for the next document.
+void force_next(const PrintServer& server) {
+    std::ofstream record(server.folder().spool("forceattr") + "/msf-Printer 0-" + std::to_string(PrintServer::kJob) +
+                         ".dat");
+    record << "# TS Serialize Data\nversion=2\nwatermark_text=\nwatermark_font_size_points=12\n"
+              "watermark_gray_level=0\nwatermark_position=0\nwatermark_position_override_from_edge_y_points=0\n"
+              "default_to_a4=N\nforce_duplex=Y\nforce_grayscale=N\nset_num_copies=0\ncompress_method=0\n"
+              "inject_job_uid=N\n#END\n";
+    require(static_cast<bool>(record.flush()), "the record of forced attributes cannot be written");
+}
+
+}  // namespace
+
+void forced_attributes(Bench& bench) {
+    constexpr size_t kWrite = 64 * kKiB;
+    const std::uint64_t size = bench.scaled(256 * kMiB);
+    const std::vector<char> data = buffer_of(kWrite);
+    PrintServer server(bench.receiver.port(), 1);
+    server.start();
+    std::filesystem::copy_file(host::executable_folder() + "/copy_helper",
+                               server.folder().base + "/ts-print-monitor.exe");
+    const spooler_sim::ClientScope client(W("client"));
+    const Sample ours = [&] {
+        force_next(server);
+        bench.receiver.expect();
+        const double seconds = seconds_of([&] { server.print(0, data, size, kWrite); });
+        bench.receiver.check(size, 1);
+        require(std::filesystem::is_empty(server.folder().spool("forceattr")), "the attributes were not forced");
+        return seconds;
+    };
+    const std::string file = server.folder().spool("forceattr") + "/through-cat";
+    const Sample theirs = [&] {
+        bench.receiver.expect();
+        const double seconds = seconds_of([&] { send_through_cat(bench.receiver.port(), file, data, size); });
+        bench.receiver.check(size, 1);
+        return seconds;
+    };
+    bench.report.add(pair_row("forced attributes, " + host::size_in_words(size), "file, cat, send",
+                              run_pairs(bench.effort.of(2), ours, theirs), 1.25));
+}
+
+}  // namespace bench

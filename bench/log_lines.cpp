@@ -1,0 +1,94 @@
+// Lines of the log, each flushed, against a widely used logging library that flushes each.
+#include <spdlog/sinks/basic_file_sink.h>
+#include <spdlog/spdlog.h>
+
+#include <filesystem>
+#include <thread>
+
+#include "bench/bench.h"
+#include "common/log.h"
+#include "tools/host/platform.h"
+#include "tools/host/setup.h"
+
+namespace bench {
+namespace {
+
+std::string log_path(const std::string& folder) {
+    return host::to_utf8(host::windows_path(folder + "/ours.log"));
+}
+
+// The log as the monitor uses it, with the defaults of its settings.
+void open_ours(const std::string& folder, bool detailed) {
+    session_context.debug_logging = detailed ? 1 : 0;
+    session_context.log_rotate_number = 10;
+    session_context.log_rotate_size_kbytes = 10240;
+    session_context.log_rotate_check_count = 200;
+    log_init_lock();
+    log_set_path(log_path(folder).c_str());
+    log_open();
+}
+
+void close_ours() {
+    log_set_path("");
+    session_context.debug_logging = 0;
+}
+
+void write_ours(unsigned lines) {
+    for (unsigned i = 0; i < lines; ++i) {
+        log_info(LOG_HERE, "TSM %s: given %u bytes and sent %u bytes", "Write Port", 65536u, i);
+    }
+}
+
+void write_theirs(spdlog::logger& logger, unsigned lines) {
+    for (unsigned i = 0; i < lines; ++i) {
+        SPDLOG_LOGGER_INFO(&logger, "TSM {}: given {} bytes and sent {} bytes", "Write Port", 65536u, i);
+    }
+}
+
+// The same line from both.
+std::shared_ptr<spdlog::logger> open_theirs(const std::string& folder, bool detailed) {
+    auto sink = std::make_shared<spdlog::sinks::basic_file_sink_mt>(folder + "/theirs.log", true);
+    auto logger = std::make_shared<spdlog::logger>("log", std::move(sink));
+    logger->set_pattern(detailed ? "%Y-%m-%d %H:%M:%S,%e %^%l%$ : %s:%# - %v [%t]" : "%Y-%m-%d %H:%M:%S,%e %l : %v");
+    logger->flush_on(spdlog::level::trace);
+    return logger;
+}
+
+double on_threads(unsigned threads, const std::function<void()>& work) {
+    return seconds_of([&] {
+        std::vector<std::thread> running;
+        for (unsigned i = 0; i < threads; ++i) running.emplace_back(work);
+        for (std::thread& thread : running) thread.join();
+    });
+}
+
+void compare(Bench& bench, const std::string& folder, unsigned threads, bool detailed) {
+    const auto lines = static_cast<unsigned>(bench.scaled(160000) / threads);
+    const Sample ours = [&] {
+        std::filesystem::remove(folder + "/ours.log");
+        open_ours(folder, detailed);
+        const double seconds = on_threads(threads, [lines] { write_ours(lines); });
+        close_ours();
+        return seconds;
+    };
+    const Sample theirs = [&] {
+        const auto logger = open_theirs(folder, detailed);
+        return on_threads(threads, [&logger, lines] { write_theirs(*logger, lines); });
+    };
+    const std::string name = std::string("log line, flushed, ") + std::to_string(threads) +
+                             (threads == 1 ? " thread" : " threads") + (detailed ? ", debug detail" : "");
+    bench.report.add(pair_row(name, "spdlog", run_pairs(bench.effort, ours, theirs), 1.0, "µs", 1e6, lines * threads));
+}
+
+}  // namespace
+
+void log_lines(Bench& bench) {
+    const std::string folder = host::make_temporary_folder();
+    require(!folder.empty(), "no folder for the logs");
+    for (const unsigned threads : {1u, 8u}) {
+        for (const bool detailed : {false, true}) compare(bench, folder, threads, detailed);
+    }
+    std::filesystem::remove_all(folder);
+}
+
+}  // namespace bench

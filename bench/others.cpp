@@ -1,0 +1,127 @@
+#include "bench/others.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+
+#include "bench/pairs.h"
+
+namespace bench {
+namespace {
+
+constexpr const char* kCupsBackend = "/usr/lib/cups/backend/socket";
+
+using Words = std::vector<std::string>;
+
+std::vector<char*> pointers(Words& words) {
+    std::vector<char*> result;
+    for (std::string& word : words) result.push_back(word.data());
+    result.push_back(nullptr);
+    return result;
+}
+
+// Standard output goes to `output` and is thrown away without one.
+pid_t start(Words arguments, Words environment, int output = -1) {
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+    if (output >= 0) posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
+    const std::string program = arguments[0];
+    pid_t process = -1;
+    const int error = posix_spawn(&process, program.c_str(), &actions, nullptr, pointers(arguments).data(),
+                                  pointers(environment).data());
+    posix_spawn_file_actions_destroy(&actions);
+    require(error == 0, program + " cannot be started");
+    return process;
+}
+
+void wait_for(pid_t process, const char* name) {
+    int status = -1;
+    require(waitpid(process, &status, 0) == process && WIFEXITED(status) && WEXITSTATUS(status) == 0,
+            std::string(name) + " failed");
+}
+
+}  // namespace
+
+std::string printer_address(unsigned number) {
+    return "127.0.0." + std::to_string(number % kPrinters + 1);
+}
+
+int connect_to(unsigned number, std::uint16_t port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    inet_pton(AF_INET, printer_address(number).c_str(), &address.sin_addr);
+    const int connection = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    require(connect(connection, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0,
+            "the plain loop cannot connect");
+    return connection;
+}
+
+void send_all(int socket, const char* data, size_t size) {
+    while (size > 0) {
+        const ssize_t sent = send(socket, data, size, MSG_NOSIGNAL);
+        require(sent > 0, "the plain loop cannot send");
+        data += sent;
+        size -= static_cast<size_t>(sent);
+    }
+}
+
+void end_connection(int socket) {
+    shutdown(socket, SHUT_WR);
+    char byte = 0;
+    require(recv(socket, &byte, 1, 0) == 0, "the receiver did not close");
+    close(socket);
+}
+
+void send_plainly(unsigned number, std::uint16_t port, const std::vector<char>& data, std::uint64_t size,
+                  size_t write_size) {
+    const int connection = connect_to(number, port);
+    for (std::uint64_t done = 0; done < size; done += write_size) {
+        send_all(connection, data.data(), static_cast<size_t>(std::min<std::uint64_t>(write_size, size - done)));
+    }
+    end_connection(connection);
+}
+
+bool has_cups_backend() {
+    return access(kCupsBackend, X_OK) == 0;
+}
+
+void send_by_cups(std::uint16_t port, const std::string& file) {
+    const std::string device = "socket://127.0.0.1:" + std::to_string(port) + "/?snmp=false";
+    wait_for(start({kCupsBackend, "1", "client", "document", "1", "", file},
+                   {"DEVICE_URI=" + device, "PRINTER=Printer", "LANG=C"}),
+             "the cups backend");
+}
+
+void send_through_cat(std::uint16_t port, const std::string& file, const std::vector<char>& data, std::uint64_t size) {
+    const int connection = connect_to(0, port);
+    const int output = open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    for (std::uint64_t done = 0; done < size; done += data.size()) {
+        const auto piece = static_cast<size_t>(std::min<std::uint64_t>(data.size(), size - done));
+        require(write(output, data.data(), piece) == static_cast<ssize_t>(piece), "the spool file cannot be written");
+    }
+    close(output);
+    std::array<int, 2> ends{};
+    require(pipe2(ends.data(), O_CLOEXEC) == 0, "no pipe");
+    const pid_t cat = start({"/bin/cat", file}, {"LANG=C"}, ends[1]);
+    close(ends[1]);
+    std::vector<char> buffer(data.size());
+    for (ssize_t count = 0; (count = read(ends[0], buffer.data(), buffer.size())) > 0;) {
+        send_all(connection, buffer.data(), static_cast<size_t>(count));
+    }
+    close(ends[0]);
+    wait_for(cat, "cat");
+    end_connection(connection);
+    unlink(file.c_str());
+}
+
+}  // namespace bench

@@ -1,0 +1,30 @@
+// What the monitor is measured against: the least that sends a document, and the programs that people use today.
+#pragma once
+
+#include <netinet/in.h>
+
+#include <string>
+#include <vector>
+
+namespace bench {
+
+// The printer of that number: all have one TCP port, and addresses that take turns, so that no pair of addresses runs
+// out of ports of its own within a case.
+constexpr unsigned kPrinters = 64;
+std::string printer_address(unsigned number);
+
+// connect, send, shutdown, wait for the other side, close.
+int connect_to(unsigned number, std::uint16_t port);
+void send_all(int socket, const char* data, size_t size);
+void end_connection(int socket);
+void send_plainly(unsigned number, std::uint16_t port, const std::vector<char>& data, std::uint64_t size,
+                  size_t write_size);
+
+// CUPS' program for raw ports: a process a document, as its scheduler starts it.
+bool has_cups_backend();
+void send_by_cups(std::uint16_t port, const std::string& file);
+
+// Writes a file, has `cat` write it into a pipe, and sends what comes out of it.
+void send_through_cat(std::uint16_t port, const std::string& file, const std::vector<char>& data, std::uint64_t size);
+
+}  // namespace bench

@@ -1,0 +1,46 @@
+// How two ways of doing the same are compared: by turns, in one run, so that whatever else goes on in the machine meets
+// both.
+#pragma once
+
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace bench {
+
+// A case that cannot be measured, or in which something went wrong; the words are for people.
+struct Failed : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+void require(bool good, const std::string& otherwise);
+
+// Does it once; the seconds that count.
+using Sample = std::function<double()>;
+
+double seconds_of(const std::function<void()>& work);
+double median(std::vector<double> values);
+
+struct Pairs {
+    std::vector<double> first;
+    std::vector<double> second;
+
+    double first_median() const { return median(first); }
+    double second_median() const { return median(second); }
+    double ratio() const { return first_median() / second_median(); }
+    // The first to the second of each pair.
+    std::vector<double> ratios() const;
+};
+
+struct Effort {
+    int least_pairs = 5;
+    int most_pairs = 15;
+    double seconds = 8;  // no further pair begins after so long
+
+    Effort of(double share) const { return {least_pairs, most_pairs, seconds * share}; }
+};
+
+// A B A B ..., after a turn of each that does not count.
+Pairs run_pairs(const Effort& effort, const Sample& first, const Sample& second);
+
+}  // namespace bench

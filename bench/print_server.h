@@ -1,0 +1,46 @@
+// The finished library in a host, with ports that lead to the receiver, called as the spooler calls it.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tools/host/monitor_host.h"
+
+namespace bench {
+
+class PrintServer {
+  public:
+    // Stores `ports` ports at the receiver's TCP port; start() loads the monitor.
+    PrintServer(std::uint16_t receiver_port, unsigned ports);
+    ~PrintServer();
+    PrintServer(const PrintServer&) = delete;
+    PrintServer& operator=(const PrintServer&) = delete;
+
+    // Loads the monitor anew with these settings and no others.
+    void start(const std::vector<std::string>& settings = {});
+    void stop() { monitor_.unload(); }
+
+    // One document from OpenPort to ClosePort, `data` over and over in writes of `write_size`. The calling thread has
+    // a ClientScope. Throws Failed when any call says no.
+    void print(unsigned port, const std::vector<char>& data, std::uint64_t size, size_t write_size) const;
+    // The same with what `read` puts into `buffer`, until that is nothing.
+    void print_file(const std::string& path, std::vector<char>& buffer) const;
+
+    // The calls of a document one by one.
+    HANDLE begin(unsigned port) const;
+    void write(HANDLE handle, const char* data, size_t size) const;
+    void end(HANDLE handle) const;
+
+    const host::MonitorHost& monitor() const { return monitor_; }
+    const host::BaseFolder& folder() const { return folder_; }
+    static host::Text name_of(unsigned port);
+
+    static constexpr DWORD kJob = 7;
+
+  private:
+    std::string install_;
+    host::BaseFolder folder_;
+    host::MonitorHost monitor_;
+};
+
+}  // namespace bench

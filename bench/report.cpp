@@ -1,0 +1,156 @@
+#include "bench/report.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+
+namespace bench {
+namespace {
+
+// Three digits that count, and no exponent.
+std::string number(double value) {
+    char text[40];
+    const double size = std::fabs(value);
+    const int decimals = size >= 100 || value == std::floor(value) ? 0 : size >= 10 ? 1 : size >= 1 ? 2 : 3;
+    std::snprintf(text, sizeof text, "%.*f", decimals, value);
+    return text;
+}
+
+std::string ratio_text(double value) {
+    char text[40];
+    std::snprintf(text, sizeof text, "%.3f", value);
+    return text;
+}
+
+std::string spread(const Row& row) {
+    if (row.ratios.empty()) return {};
+    const auto [least, most] = std::minmax_element(row.ratios.begin(), row.ratios.end());
+    return ratio_text(*least) + " - " + ratio_text(*most) + " (" + std::to_string(row.ratios.size()) + ")";
+}
+
+using Line = std::vector<std::string>;
+
+Line line_of(const Row& row) {
+    if (!row.measured()) return {row.name, row.words};
+    const bool compared = !row.against.empty();
+    Line line = {row.name,
+                 number(row.ours) + " " + row.unit,
+                 row.against,
+                 compared ? number(row.theirs) + " " + row.unit : "",
+                 compared ? ratio_text(row.ratio()) : "",
+                 spread(row),
+                 row.bar ? number(*row.bar) : "",
+                 row.bar ? (row.held() ? "held" : "MISSED") : ""};
+    if (!row.words.empty()) line.push_back(row.words);
+    return line;
+}
+
+// Characters, not bytes.
+size_t width_of(const std::string& text) {
+    return static_cast<size_t>(std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xC0) != 0x80; }));
+}
+
+std::string quoted(const std::string& text) {
+    std::string result = "\"";
+    for (const char c : text) {
+        if (c == '"' || c == '\\') result += '\\';
+        result += c;
+    }
+    return result + "\"";
+}
+
+void write_row(std::ostream& out, const Row& row) {
+    out << "  {\"case\": " << quoted(row.name);
+    if (row.measured()) {
+        out << ", \"unit\": " << quoted(row.unit) << ", \"ours\": " << row.ours;
+        if (!row.against.empty()) {
+            out << ", \"against\": " << quoted(row.against) << ", \"theirs\": " << row.theirs
+                << ", \"ratio\": " << row.ratio();
+        }
+        if (!row.ratios.empty()) {
+            out << ", \"pairs\": [";
+            for (size_t i = 0; i < row.ratios.size(); ++i) out << (i > 0 ? ", " : "") << row.ratios[i];
+            out << "]";
+        }
+        if (row.bar) out << ", \"bar\": " << *row.bar << ", \"held\": " << (row.held() ? "true" : "false");
+    }
+    if (!row.words.empty()) out << ", \"words\": " << quoted(row.words);
+    out << "}";
+}
+
+}  // namespace
+
+Row pair_row(const std::string& name, const std::string& against, const Pairs& pairs, std::optional<double> bar,
+             const std::string& unit, double factor, double parts) {
+    Row row = figure_row(name, unit, pairs.first_median() * factor / parts, bar, against,
+                         pairs.second_median() * factor / parts);
+    row.ratios = pairs.ratios();
+    return row;
+}
+
+Row figure_row(const std::string& name, const std::string& unit, double ours, std::optional<double> bar,
+               const std::string& against, double theirs) {
+    Row row;
+    row.name = name;
+    row.unit = unit;
+    row.ours = ours;
+    row.bar = bar;
+    row.against = against;
+    row.theirs = theirs;
+    return row;
+}
+
+Row skipped_row(const std::string& name, const std::string& why) {
+    Row row;
+    row.name = name;
+    row.words = why;
+    return row;
+}
+
+void Report::add(Row row) {
+    std::string text;
+    for (const std::string& cell : line_of(row)) {
+        if (!cell.empty()) text += (text.empty() ? "" : "  ") + cell;
+    }
+    std::fprintf(stderr, "%s\n", text.c_str());
+    rows_.push_back(std::move(row));
+}
+
+bool Report::all_held() const {
+    return !failed_ &&
+           std::all_of(rows_.begin(), rows_.end(), [](const Row& row) { return !row.measured() || row.held(); });
+}
+
+void Report::print_table() const {
+    std::vector<Line> lines = {{"case", "ours", "against", "theirs", "ratio", "pairs: least - most", "bar", ""}};
+    for (const Row& row : rows_) lines.push_back(line_of(row));
+    std::vector<size_t> widths(lines[0].size());
+    for (const Line& line : lines) {
+        // Words in place of figures have the rest of the line.
+        const size_t cells = line.size() == 2 ? 1 : std::min(line.size(), widths.size());
+        for (size_t i = 0; i < cells; ++i) widths[i] = std::max(widths[i], width_of(line[i]));
+    }
+    for (const Line& line : lines) {
+        std::string text;
+        for (size_t i = 0; i < line.size(); ++i) {
+            text += line[i];
+            if (i < widths.size()) text.append(widths[i] + 2 - std::min(width_of(line[i]), widths[i]), ' ');
+        }
+        std::printf("%s\n", text.substr(0, text.find_last_not_of(' ') + 1).c_str());
+    }
+}
+
+bool Report::write_json(const std::string& path) const {
+    std::ofstream file(path);
+    file << "[\n";
+    for (size_t i = 0; i < rows_.size(); ++i) {
+        write_row(file, rows_[i]);
+        file << (i + 1 < rows_.size() ? ",\n" : "\n");
+    }
+    file << "]\n";
+    return static_cast<bool>(file.flush());
+}
+
+}  // namespace bench

@@ -1,0 +1,59 @@
+// What the cases came to, as a table for people and as JSON.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "bench/pairs.h"
+
+namespace bench {
+
+struct Row {
+    std::string name;
+    std::string unit;
+    double ours = 0;
+    std::string against;  // empty: nothing to compare with
+    double theirs = 0;
+    std::vector<double> ratios;  // ours to theirs in each pair, when it was measured in pairs
+    std::optional<double> bar;   // the most that the ratio, or without one our figure, may be
+    std::string words;           // in place of figures, or behind them
+
+    bool measured() const { return !unit.empty(); }
+    double ratio() const { return ours / theirs; }
+    double judged() const { return against.empty() ? ours : ratio(); }
+    bool held() const { return !bar || judged() <= *bar; }
+};
+
+// Seconds of a pair as a row: each divided by `parts` and multiplied for the unit (1e6: microseconds).
+Row pair_row(const std::string& name, const std::string& against, const Pairs& pairs, std::optional<double> bar = {},
+             const std::string& unit = "ms", double factor = 1e3, double parts = 1);
+// One figure of ours; beside another one where `against` says which.
+Row figure_row(const std::string& name, const std::string& unit, double ours, std::optional<double> bar = {},
+               const std::string& against = {}, double theirs = 0);
+Row skipped_row(const std::string& name, const std::string& why);
+
+class Report {
+  public:
+    // Shows it at once, too.
+    void add(Row row);
+    bool all_held() const;
+    void print_table() const;
+    bool write_json(const std::string& path) const;
+    // Runs cases that may fail; then the words stand in the report, and it does not count as held.
+    template <typename Cases>
+    void run(const std::string& name, Cases cases) {
+        try {
+            cases();
+        } catch (const Failed& failure) {
+            failed_ = true;
+            add(skipped_row(name, std::string("FAILED: ") + failure.what()));
+        }
+    }
+
+  private:
+    std::vector<Row> rows_;
+    bool failed_ = false;
+};
+
+}  // namespace bench
