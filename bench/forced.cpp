@@ -12,12 +12,13 @@ namespace {
 
 // What brings the helper into play for the next document.
 void force_next(const PrintServer& server) {
-    std::ofstream record(server.folder().spool("forceattr") + "/msf-Printer 0-" + std::to_string(PrintServer::kJob) +
-                         ".dat");
+    const std::string job = "-Printer 0-" + std::to_string(PrintServer::kJob) + ".dat";
+    std::ofstream(server.folder().spool("forceattr") + "/job" + job) << "meta-data";
+    std::ofstream record(server.folder().spool("forceattr") + "/msf" + job);
     record << "# TS Serialize Data\nversion=2\nwatermark_text=\nwatermark_font_size_points=12\n"
               "watermark_gray_level=0\nwatermark_position=0\nwatermark_position_override_from_edge_y_points=0\n"
-              "default_to_a4=N\nforce_duplex=Y\nforce_grayscale=N\nset_num_copies=0\ncompress_method=0\n"
-              "inject_job_uid=N\n#END\n";
+              "default_to_a4=FALSE\nforce_duplex=TRUE\nforce_grayscale=FALSE\nset_num_copies=0\ncompress_method=0\n"
+              "inject_job_uid=FALSE\n#END\n";
     require(static_cast<bool>(record.flush()), "the record of forced attributes cannot be written");
 }
 

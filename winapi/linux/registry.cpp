@@ -187,7 +187,7 @@ LSTATUS RegDeleteKeyW(HKEY key, LPCWSTR subkey) {
     const auto parent = found->parent.lock();
     if (parent == nullptr || !found->subkeys.empty()) return status(ERROR_ACCESS_DENIED);
     found->deleted = true;
-    parent->subkeys.erase(winapi::registry::fold(found->name));
+    winapi::registry::remove_subkey(*parent, found->name);
     return ERROR_SUCCESS;
 }
 
@@ -202,8 +202,9 @@ LSTATUS RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, DWORD* name_size, DWOR
     std::shared_ptr<Key> open;
     const LSTATUS error = find_key(key, KEY_ENUMERATE_SUB_KEYS, open);
     if (error != ERROR_SUCCESS) return error;
-    if (index >= open->subkeys.size()) return status(ERROR_NO_MORE_ITEMS);
-    const Key& subkey = *std::next(open->subkeys.begin(), index)->second;
+    const Key* const found = winapi::registry::numbered_subkey(*open, index);
+    if (found == nullptr) return status(ERROR_NO_MORE_ITEMS);
+    const Key& subkey = *found;
     if (*name_size <= subkey.name.size()) return status(ERROR_MORE_DATA);
     std::copy_n(subkey.name.c_str(), subkey.name.size() + 1, name);
     *name_size = static_cast<DWORD>(subkey.name.size());

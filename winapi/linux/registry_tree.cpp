@@ -43,10 +43,23 @@ std::shared_ptr<Key> add_subkey(const std::shared_ptr<Key>& parent, const std::u
         place = std::make_shared<Key>();
         place->name = name;
         place->parent = parent;
+        parent->numbered.clear();
         GetSystemTimeAsFileTime(&place->last_write);
         parent->last_write = place->last_write;
     }
     return place;
+}
+
+void remove_subkey(Key& parent, const std::u16string& name) {
+    parent.subkeys.erase(fold(name));
+    parent.numbered.clear();
+}
+
+const Key* numbered_subkey(Key& parent, size_t number) {
+    if (parent.numbered.empty()) {
+        for (const auto& [name, subkey] : parent.subkeys) parent.numbered.push_back(subkey.get());
+    }
+    return number < parent.numbered.size() ? parent.numbered[number] : nullptr;
 }
 
 void set_value(Key& key, const std::u16string& name, DWORD type, std::vector<BYTE> data) {

@@ -25,6 +25,8 @@ struct Key {
     // Both by the folded name, which is the order of enumeration too.
     std::map<std::u16string, std::shared_ptr<Key>> subkeys;
     std::map<std::u16string, Value> values;
+    // The subkeys once more, by their number: made when they are enumerated, dropped when one comes or goes.
+    std::vector<const Key*> numbered;
     FILETIME last_write{};
     bool deleted = false;  // while handles to it are still open
 };
@@ -42,6 +44,9 @@ std::u16string fold(const std::u16string& name);
 
 // The caller holds the lock, or knows that nobody else has the key.
 std::shared_ptr<Key> add_subkey(const std::shared_ptr<Key>& parent, const std::u16string& name);
+void remove_subkey(Key& parent, const std::u16string& name);
+// The subkey of that number in the order of their names; null when there are not so many. The caller holds the lock.
+const Key* numbered_subkey(Key& parent, size_t number);
 void set_value(Key& key, const std::u16string& name, DWORD type, std::vector<BYTE> data);
 
 }  // namespace winapi::registry

@@ -29,6 +29,7 @@ struct MonitorContext {
     WCHAR helper_command_path[MAX_PATH];
     PortEntry* ports;        // in the order of loading and creation; guarded by MonitorLock
     XcvHandle* xcv_handles;  // open configuration handles; guarded by MonitorLock
+    PortEntry* last_port;    // of the list, so that a start with many ports does not walk it for each; same lock
 };
 
 // The library's lock. Guards the port list and the ports' configurations, the in-document flag as StartDocPort changes

@@ -31,9 +31,9 @@ PortEntry* CreatePortEntry(MonitorContext* context, const PortConfig* config) {
     port->monitor = context;
 
     const MonitorLockGuard lock;
-    PortEntry** tail = &context->ports;
-    while (*tail != nullptr) tail = &(*tail)->next;
+    PortEntry** const tail = context->last_port != nullptr ? &context->last_port->next : &context->ports;
     *tail = port;
+    context->last_port = port;
     return port;
 }
 
@@ -45,11 +45,15 @@ PortEntry* FindPortEntry(MonitorContext* context, const WCHAR* name) {
 }
 
 BOOL DeletePortEntry(MonitorContext* context, const WCHAR* name) {
-    PortEntry** link = &context->ports;
-    while (*link != nullptr && !HasName(*link, name)) link = &(*link)->next;
-    PortEntry* const port = *link;
+    PortEntry* previous = nullptr;
+    PortEntry* port = context->ports;
+    while (port != nullptr && !HasName(port, name)) {
+        previous = port;
+        port = port->next;
+    }
     if (port == nullptr) return FALSE;
-    *link = port->next;
+    (previous != nullptr ? previous->next : context->ports) = port->next;
+    if (context->last_port == port) context->last_port = previous;
     port->deleted = 1;
     FreeIfUnused(port);
     return TRUE;
