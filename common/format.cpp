@@ -22,8 +22,8 @@ struct Sink {
         if (room() > 0) memcpy(tail(), text, count < room() ? count : room());
         length += count;
     }
-    void pad(size_t count) {
-        if (room() > 0) memset(tail(), ' ', count < room() ? count : room());
+    void pad(size_t count, char character = ' ') {
+        if (room() > 0) memset(tail(), character, count < room() ? count : room());
         length += count;
     }
 };
@@ -35,13 +35,38 @@ struct Arguments {
 };
 
 struct Conversion {
-    char flags[8] = "";
-    bool left = false;
+    bool left = false;       // -
+    bool sign = false;       // +
+    bool blank = false;      // a blank where a plus sign could be
+    bool alternate = false;  // #
+    bool zeros = false;      // 0
     int width = 0;
     int precision = -1;
     bool wide64 = false;  // ll, I64
     char type = '\0';
 };
+
+bool parse_flag(char character, Conversion& conversion) {
+    switch (character) {
+        case '-':
+            conversion.left = true;
+            return true;
+        case '+':
+            conversion.sign = true;
+            return true;
+        case ' ':
+            conversion.blank = true;
+            return true;
+        case '#':
+            conversion.alternate = true;
+            return true;
+        case '0':
+            conversion.zeros = true;
+            return true;
+        default:
+            return false;
+    }
+}
 
 bool parse_number(const char*& format, int& number) {
     number = 0;
@@ -66,12 +91,7 @@ void parse_length(const char*& format, Conversion& conversion) {
 
 // `format` points behind the "%"; afterwards behind the conversion.
 bool parse_conversion(const char*& format, Conversion& conversion) {
-    size_t flags = 0;
-    while (*format != '\0' && strchr("-+ #0", *format) != nullptr) {
-        if (*format == '-') conversion.left = true;
-        if (strchr(conversion.flags, *format) == nullptr) conversion.flags[flags++] = *format;
-        ++format;
-    }
+    while (parse_flag(*format, conversion)) ++format;
     if (!parse_number(format, conversion.width)) return false;
     if (*format == '.') {
         ++format;
@@ -83,23 +103,19 @@ bool parse_conversion(const char*& format, Conversion& conversion) {
     return true;
 }
 
-// The conversion for the runtime's snprintf, which does the digits; width and precision go as arguments.
-void runtime_format(const Conversion& conversion, const char* length, char (&text)[20]) {
-    char* end = text;
+// The runtime's snprintf does the digits.
+bool put_real(Sink& sink, const Conversion& conversion, double number) {
+    char format[12];
+    char* end = format;
     *end++ = '%';
-    for (const char* flag = conversion.flags; *flag != '\0'; ++flag) *end++ = *flag;
-    *end++ = '*';
-    *end++ = '.';
-    *end++ = '*';
-    while (*length != '\0') *end++ = *length++;
-    *end++ = conversion.type;
-    *end = '\0';
-}
-
-template <typename Number>
-bool put_number(Sink& sink, const Conversion& conversion, const char* length, Number number) {
-    char format[20];
-    runtime_format(conversion, length, format);
+    if (conversion.left) *end++ = '-';
+    if (conversion.sign) *end++ = '+';
+    if (conversion.blank) *end++ = ' ';
+    if (conversion.alternate) *end++ = '#';
+    if (conversion.zeros) *end++ = '0';
+    memcpy(end, "*.*", 3);
+    end[3] = conversion.type;
+    end[4] = '\0';
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
     const int count = snprintf(sink.tail(), sink.room(), format, conversion.width, conversion.precision, number);
@@ -109,12 +125,72 @@ bool put_number(Sink& sink, const Conversion& conversion, const char* length, Nu
     return true;
 }
 
-bool put_integer(Sink& sink, const Conversion& conversion, Arguments& arguments) {
-    if (conversion.wide64) return put_number(sink, conversion, "ll", va_arg(arguments.list, long long));
-    const int value = va_arg(arguments.list, int);
+// A number's digits; every line of the log has a dozen numbers, too many for the runtime's snprintf.
+struct Digits {
+    Digits(uint64_t number, unsigned base, const char* set) {
+        for (; number != 0; number /= base) *--begin = set[number % base];
+    }
+    size_t length() const { return static_cast<size_t>(text + sizeof text - begin); }
+
+    char text[22];  // 64 bits in octal
+    char* begin = text + sizeof text;
+};
+
+Digits digits_of(uint64_t number, char type) {
+    switch (type) {
+        case 'x':
+            return {number, 16, "0123456789abcdef"};
+        case 'X':
+            return {number, 16, "0123456789ABCDEF"};
+        case 'o':
+            return {number, 8, "01234567"};
+        default:
+            return {number, 10, "0123456789"};
+    }
+}
+
+// "+", "0x" and the like.
+const char* prefix_of(const Conversion& conversion, bool is_signed, bool negative, uint64_t magnitude) {
+    if (negative) return "-";
+    if (is_signed) return conversion.sign ? "+" : conversion.blank ? " " : "";
+    if (!conversion.alternate || magnitude == 0) return "";
+    return conversion.type == 'x' ? "0x" : conversion.type == 'X' ? "0X" : "";
+}
+
+void put_number(Sink& sink, const Conversion& conversion, bool is_signed, bool negative, uint64_t magnitude) {
+    const Digits digits = digits_of(magnitude, conversion.type);
+    const char* const prefix = prefix_of(conversion, is_signed, negative, magnitude);
+    const size_t prefix_length = strlen(prefix);
+    const size_t length = digits.length();
+    const auto width = static_cast<size_t>(conversion.width);
+    size_t least = conversion.precision < 0 ? 1 : static_cast<size_t>(conversion.precision);
+    if (conversion.type == 'o' && conversion.alternate && least <= length) least = length + 1;
+    // A precision says how many digits there are; only without one zeros fill the field.
+    if (conversion.zeros && !conversion.left && conversion.precision < 0 && width > prefix_length) {
+        least = least < width - prefix_length ? width - prefix_length : least;
+    }
+    const size_t zeros = least > length ? least - length : 0;
+    const size_t taken = prefix_length + zeros + length;
+    const size_t blanks = width > taken ? width - taken : 0;
+    if (!conversion.left) sink.pad(blanks);
+    sink.append(prefix, prefix_length);
+    sink.pad(zeros, '0');
+    sink.append(digits.begin, length);
+    if (conversion.left) sink.pad(blanks);
+}
+
+void put_integer(Sink& sink, const Conversion& conversion, Arguments& arguments) {
     const bool is_signed = conversion.type == 'd' || conversion.type == 'i';
-    if (is_signed) return put_number(sink, conversion, "ll", static_cast<long long>(value));
-    return put_number(sink, conversion, "ll", static_cast<unsigned long long>(static_cast<unsigned>(value)));
+    int64_t value = 0;
+    if (conversion.wide64) {
+        value = va_arg(arguments.list, long long);
+    } else {
+        const int narrow = va_arg(arguments.list, int);
+        value = is_signed ? narrow : static_cast<int64_t>(static_cast<unsigned>(narrow));
+    }
+    const bool negative = is_signed && value < 0;
+    const auto bits = static_cast<uint64_t>(value);
+    put_number(sink, conversion, is_signed, negative, negative ? 0 - bits : bits);
 }
 
 void put_field(Sink& sink, const Conversion& conversion, const char* text, size_t length) {
@@ -186,14 +262,15 @@ bool put_argument(Sink& sink, const Conversion& conversion, Arguments& arguments
         case 'x':
         case 'X':
         case 'o':
-            return put_integer(sink, conversion, arguments);
+            put_integer(sink, conversion, arguments);
+            return true;
         case 'f':
         case 'F':
         case 'e':
         case 'E':
         case 'g':
         case 'G':
-            return put_number(sink, conversion, "", va_arg(arguments.list, double));
+            return put_real(sink, conversion, va_arg(arguments.list, double));
         case 'c': {
             const char character = static_cast<char>(va_arg(arguments.list, int));
             put_field(sink, conversion, &character, 1);
@@ -203,9 +280,8 @@ bool put_argument(Sink& sink, const Conversion& conversion, Arguments& arguments
             Conversion digits;
             digits.type = 'X';
             digits.precision = 16;
-            return put_number(
-                sink, digits, "ll",
-                static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(va_arg(arguments.list, void*))));
+            put_number(sink, digits, false, false, reinterpret_cast<uintptr_t>(va_arg(arguments.list, void*)));
+            return true;
         }
         case 's':
             put_text(sink, conversion, va_arg(arguments.list, const char*));
@@ -221,11 +297,11 @@ bool put_argument(Sink& sink, const Conversion& conversion, Arguments& arguments
 // The length of the whole text, or -1 when the format is malformed. Leaves the terminator to the caller.
 int format_text(Sink& sink, const char* format, Arguments& arguments) {
     while (*format != '\0') {
-        const size_t plain = strcspn(format, "%");
+        const char* const percent = strchr(format, '%');
+        const size_t plain = percent != nullptr ? static_cast<size_t>(percent - format) : strlen(format);
         sink.append(format, plain);
-        format += plain;
-        if (*format == '\0') break;
-        ++format;
+        if (percent == nullptr) break;
+        format = percent + 1;
         if (*format == '%') {
             sink.append(format++, 1);
             continue;

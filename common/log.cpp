@@ -20,6 +20,8 @@ struct LogState {
     bool rotating;
     bool lock_initialised;
     CRITICAL_SECTION lock;
+    int64_t second;        // of the line before ...
+    char second_text[64];  // ... and its text, which serves all lines of that second
 };
 
 LogState log_state;
@@ -84,41 +86,73 @@ bool is_standard_stream(const char* path) {
 
 void write_to_debugger(const char* message) {
     const size_t length = strlen(message);
-    auto* const text = static_cast<char*>(malloc(length + 2));
+    char usual[1024];
+    auto* const text = length + 2 <= sizeof usual ? usual : static_cast<char*>(malloc(length + 2));
     if (text == nullptr) return;
     memcpy(text, message, length);
     text[length] = '\n';
     text[length + 1] = '\0';
     OutputDebugStringA(text);
-    free(text);
+    if (text != usual) free(text);
 }
 
-void put(const char* text) {
-    fwrite(text, 1, strlen(text), log_state.stream);
+// Takes the parts of a line, so that the stream gets most lines in one piece.
+struct Line {
+    char text[2048];
+    size_t length = 0;
+
+    void put(const char* part, size_t size) {
+        if (size > sizeof text - length) flush();
+        if (size > sizeof text) {
+            fwrite(part, 1, size, log_state.stream);
+        } else {
+            memcpy(text + length, part, size);
+            length += size;
+        }
+    }
+    void put(const char* part) { put(part, strlen(part)); }
+    void flush() {
+        fwrite(text, 1, length, log_state.stream);
+        length = 0;
+    }
+};
+
+// "2026-03-01 09:05:07,042"
+void put_time(Line& out) {
+    const int64_t now = os_get_time();
+    const int64_t second = now / 1000;
+    if (second != log_state.second || log_state.second_text[0] == '\0') {
+        os_get_second_string(log_state.second_text, sizeof log_state.second_text, second);
+        log_state.second = second;
+    }
+    out.put(log_state.second_text);
+    char milliseconds[16];
+    util_snprintf(milliseconds, sizeof milliseconds, ",%03d", static_cast<int>(now - second * 1000));
+    out.put(milliseconds);
 }
 
 // The caller holds the log lock and has the stream open.
 void write_line(const char* level_word, const char* file, int line, const char* message) {
-    char timestamp[1024];
-    os_get_time_string(timestamp, sizeof timestamp);
-    put(timestamp);
-    put(" ");
-    put(level_word);
-    put(": ");
+    Line out;
+    put_time(out);
+    out.put(" ");
+    out.put(level_word);
+    out.put(": ");
     const bool detailed = session_context.debug_logging != 0;
     char number[32];
     if (detailed && file != nullptr) {
-        put(shown_file(file));
+        out.put(shown_file(file));
         util_snprintf(number, sizeof number, ":%d - ", line);
-        put(number);
+        out.put(number);
     }
-    put(message);
+    out.put(message);
     if (detailed) {
         util_snprintf(number, sizeof number, " [%d]\n", GetCurrentThreadId());
-        put(number);
+        out.put(number);
     } else {
-        put("\n");
+        out.put("\n");
     }
+    out.flush();
     fflush(log_state.stream);
 }
 

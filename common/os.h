@@ -55,6 +55,10 @@ int os_get_computer_name(char* out);
 
 // The local time as "2021-03-09 14:07:02,481". Returns 0.
 int os_get_time_string(char* buffer, size_t size);
+// Its parts, for whom the text of a second serves more than once: the time in milliseconds since 1970-01-01 UTC, and
+// the local time of a second since then as "2021-03-09 14:07:02".
+int64_t os_get_time();
+void os_get_second_string(char* buffer, size_t size, int64_t seconds);
 
 constexpr size_t kErrorTextSize = 512;
 // The system's text for an error code, in UTF-8, without its line break; a text of our own when the system has none

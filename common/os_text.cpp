@@ -33,16 +33,25 @@ int64_t epoch_ticks() {
 
 }  // namespace
 
-int os_get_time_string(char* buffer, size_t size) {
+int64_t os_get_time() {
     FILETIME now;
     GetSystemTimeAsFileTime(&now);
-    const int64_t milliseconds = (ticks_of(now) - epoch_ticks()) / 10000;
-    const __time64_t seconds = milliseconds / 1000;
+    return (ticks_of(now) - epoch_ticks()) / 10000;
+}
+
+void os_get_second_string(char* buffer, size_t size, int64_t seconds) {
+    const __time64_t time = seconds;
     struct tm local = {};
-    _localtime64_s(&local, &seconds);
-    util_snprintf(buffer, size, "%d-%02d-%02d %02d:%02d:%02d,%03d", local.tm_year + 1900, local.tm_mon + 1,
-                  local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec,
-                  static_cast<int>(milliseconds - seconds * 1000));
+    _localtime64_s(&local, &time);
+    util_snprintf(buffer, size, "%d-%02d-%02d %02d:%02d:%02d", local.tm_year + 1900, local.tm_mon + 1, local.tm_mday,
+                  local.tm_hour, local.tm_min, local.tm_sec);
+}
+
+int os_get_time_string(char* buffer, size_t size) {
+    const int64_t now = os_get_time();
+    char second[64];
+    os_get_second_string(second, sizeof second, now / 1000);
+    util_snprintf(buffer, size, "%s,%03d", second, static_cast<int>(now % 1000));
     return 0;
 }
 

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -112,7 +113,14 @@ DWORD write_text(int descriptor, std::string_view data, size_t& consumed) {
         size_t used = 0;
         size_t next = consumed;
         while (next < data.size() && used + 2 <= out.size()) {
-            if (data[next] == '\n') out[used++] = '\r';
+            // A run of characters that stay as they are, then a line's end.
+            const size_t end = std::min(data.find('\n', next), data.size());
+            const size_t run = std::min(end - next, out.size() - 2 - used);
+            std::memcpy(out.data() + used, data.data() + next, run);
+            used += run;
+            next += run;
+            if (next != end || end == data.size()) continue;
+            out[used++] = '\r';
             out[used++] = data[next++];
         }
         size_t written = 0;
