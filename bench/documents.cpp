@@ -14,6 +14,7 @@ constexpr const char* kPlain = "plain loop";
 constexpr const char* kPeer = "cups backend";
 constexpr size_t kUsualWrite = 64 * kKiB;
 constexpr std::uint64_t kSmallDocument = 100 * kKiB;
+constexpr unsigned kBusyPrinters = 16;  // that take turns with small documents
 
 // A sample that has to bring so many bytes in so many connections to the receiver.
 Sample delivering(Bench& bench, std::uint64_t bytes, std::uint64_t connections, const Sample& sample) {
@@ -104,10 +105,10 @@ void small_documents(Bench& bench) {
     const auto count = static_cast<unsigned>(bench.scaled(2000));
     const std::string documents = std::to_string(count) + " documents of 100 KiB, ";
     const std::vector<char> data = buffer_of(kUsualWrite);
-    PrintServer server(bench.receiver.port(), kPrinters);
+    PrintServer server(bench.receiver.port(), kBusyPrinters);
     const spooler_sim::ClientScope client(W("client"));
     const auto print = [&] {
-        for (unsigned i = 0; i < count; ++i) server.print(i % kPrinters, data, kSmallDocument, kUsualWrite);
+        for (unsigned i = 0; i < count; ++i) server.print(i % kBusyPrinters, data, kSmallDocument, kUsualWrite);
     };
     const auto print_with = [&](const std::vector<std::string>& settings) {
         return delivering(bench, kSmallDocument * count, count, [&, settings] {
@@ -120,7 +121,7 @@ void small_documents(Bench& bench) {
     const Sample plain =
         delivering(bench, kSmallDocument * count, count, timed([&] {
                        for (unsigned i = 0; i < count; ++i) {
-                           send_plainly(i % kPrinters, bench.receiver.port(), data, kSmallDocument, kUsualWrite);
+                           send_plainly(i % kBusyPrinters, bench.receiver.port(), data, kSmallDocument, kUsualWrite);
                        }
                    }));
     const auto add = [&](const std::string& name, const std::string& against, const Pairs& pairs,

@@ -14,6 +14,10 @@ struct Failed : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 void require(bool good, const std::string& otherwise);
+// No text is made where all is well.
+inline void require(bool good, const char* otherwise) {
+    if (!good) throw Failed(otherwise);
+}
 
 // Does it once; the seconds that count.
 using Sample = std::function<double()>;

@@ -21,6 +21,7 @@ PrintServer::PrintServer(std::uint16_t receiver_port, unsigned ports) : install_
     spooler_sim::reset();
     winapi::clear_registry();
     for (unsigned i = 0; i < ports; ++i) {
+        names_.push_back(name_of(i));
         require(host::store_port(name_of(i), host::to_text(printer_address(i)), receiver_port),
                 "no port can be stored");
         // More printers than are printed on would only make the spooler's simulation slow.
@@ -50,9 +51,8 @@ void PrintServer::start(const std::vector<std::string>& settings) {
 
 HANDLE PrintServer::begin(unsigned port) const {
     HANDLE handle = nullptr;
-    const host::Text name = name_of(port);
-    require(monitor_.open_port(name, handle), "OpenPort failed");
-    require(monitor_.start_document(handle, name, kJob, W("document")), "StartDocPort failed");
+    require(monitor_.open_port(names_[port], handle), "OpenPort failed");
+    require(monitor_.start_document(handle, names_[port], kJob, document_), "StartDocPort failed");
     return handle;
 }
 

@@ -41,6 +41,8 @@ class PrintServer {
     std::string install_;
     host::BaseFolder folder_;
     host::MonitorHost monitor_;
+    std::vector<host::Text> names_;
+    const host::Text document_ = W("document");
 };
 
 }  // namespace bench

@@ -1,10 +1,10 @@
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <map>
 #include <mutex>
 #include <string_view>
-#include <vector>
 
 #include "winapi/linux/control.h"
 #include "winapi/linux/error.h"
@@ -45,18 +45,29 @@ bool has_drive(std::u16string_view path) {
 }
 
 bool is_refused(WCHAR c) {
-    return c < 0x20 || std::u16string_view(u"<>:\"|?*").find(c) != std::u16string_view::npos;
+    switch (c) {
+        case u'<':
+        case u'>':
+        case u':':
+        case u'"':
+        case u'|':
+        case u'?':
+        case u'*':
+            return true;
+        default:
+            return c < 0x20;
+    }
 }
 
-std::vector<std::string> split(const std::string& native) {
-    std::vector<std::string> names;
-    size_t start = 0;
-    while (start < native.size()) {
+// "/a/b" for "/a//b/", nothing for the root.
+std::string without_empty_names(const std::string& native) {
+    std::string result;
+    for (size_t start = 0; start < native.size();) {
         const size_t end = std::min(native.find('/', start), native.size());
-        if (end > start) names.push_back(native.substr(start, end - start));
+        if (end > start) result.append("/").append(native, start, end - start);
         start = end + 1;
     }
-    return names;
+    return result;
 }
 
 // The last name loses the blanks and periods at its end, a name before it one period.
@@ -87,8 +98,18 @@ DWORD take_start(std::u16string_view& path, std::string& folder, bool& climbs) {
     return ERROR_SUCCESS;
 }
 
-// Adds the names of a path to those of the folder it starts from.
-DWORD add_names(std::u16string_view path, size_t root, std::vector<std::string>& names) {
+void add_name(std::u16string_view name, std::string& native) {
+    native += '/';
+    const bool ascii = std::all_of(name.begin(), name.end(), [](WCHAR c) { return c < 0x80; });
+    if (ascii) {
+        native.append(name.begin(), name.end());
+    } else {
+        native += to_utf8(std::u16string(name).c_str());
+    }
+}
+
+// Adds the names of a path to the folder it starts from; ".." stays within its first `root` characters.
+DWORD add_names(std::u16string_view path, size_t root, std::string& native) {
     while (!path.empty()) {
         size_t end = 0;
         while (end < path.size() && !is_separator(path[end])) {
@@ -98,9 +119,9 @@ DWORD add_names(std::u16string_view path, size_t root, std::vector<std::string>&
         const std::u16string_view name = path.substr(0, end);
         path.remove_prefix(std::min(end + 1, path.size()));
         if (name == u"..") {
-            if (names.size() > root) names.pop_back();
+            if (native.size() > root) native.resize(native.rfind('/'));
         } else if (const auto kept = trim(name, path.empty()); !kept.empty()) {
-            names.push_back(to_utf8(std::u16string(kept).c_str()));
+            add_name(kept, native);
         }
     }
     return ERROR_SUCCESS;
@@ -151,10 +172,9 @@ DWORD resolve_path(LPCWSTR path, std::string& native) {
     bool climbs = false;
     if (const DWORD error = take_start(rest, folder, climbs)) return error;
 
-    std::vector<std::string> names = split(folder);
-    if (const DWORD error = add_names(rest, climbs ? 0 : names.size(), names)) return error;
-    native.clear();
-    for (const std::string& name : names) native += "/" + name;
+    native = without_empty_names(folder);
+    native.reserve(native.size() + rest.size() + 1);
+    if (const DWORD error = add_names(rest, climbs ? 0 : native.size(), native)) return error;
     if (native.empty() || (!rest.empty() && is_separator(rest.back()))) native += "/";
     return ERROR_SUCCESS;
 }

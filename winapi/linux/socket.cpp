@@ -1,7 +1,6 @@
 // Windows Sockets over this machine's TCP sockets.
 #include "winapi/linux/socket.h"
 
-#include <fcntl.h>
 #include <netdb.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -539,8 +538,8 @@ int WSAEventSelect(SOCKET socket, WSAEVENT event, long events) {
     if (found == nullptr) return SOCKET_ERROR;
     const auto watcher = winapi::find_handle_as<Event>(event);
     if (watcher == nullptr || events != FD_CLOSE) return socket_error(WSAEINVAL);
-    const int flags = fcntl(found->fd, F_GETFL);
-    if (flags < 0 || fcntl(found->fd, F_SETFL, flags | O_NONBLOCK) != 0) return socket_error(WSAENOBUFS);
+    int on = 1;
+    if (ioctl(found->fd, FIONBIO, &on) != 0) return socket_error(WSAENOBUFS);
     const std::lock_guard lock(watcher->mutex);
     watcher->watched = found;
     return 0;

@@ -104,6 +104,12 @@ template <typename To, typename From, typename Put>
 bool convert(std::basic_string_view<From> text, Put put) {
     bool good = true;
     while (!text.empty()) {
+        // ASCII is the same in both, and nearly all there is.
+        if (const auto unit = static_cast<std::make_unsigned_t<From>>(text.front()); unit < 0x80) {
+            put(static_cast<To>(unit));
+            text.remove_prefix(1);
+            continue;
+        }
         const char32_t c = next(text);
         good = good && c != malformed;
         encode(c == malformed ? replacement : c, To{}, put);
@@ -173,7 +179,7 @@ int lstrlenW(LPCWSTR text) {
 
 int lstrcmpiW(LPCWSTR left, LPCWSTR right) {
     if (left == nullptr || right == nullptr) return (left != nullptr) - (right != nullptr);
-    while (*left != 0 && fold(*left) == fold(*right)) {
+    while (*left != 0 && (*left == *right || fold(*left) == fold(*right))) {
         ++left;
         ++right;
     }
