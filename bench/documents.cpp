@@ -14,7 +14,7 @@ constexpr const char* kPlain = "plain loop";
 constexpr const char* kPeer = "cups backend";
 constexpr size_t kUsualWrite = 64 * kKiB;
 constexpr std::uint64_t kSmallDocument = 100 * kKiB;
-constexpr unsigned kBusyPrinters = 16;  // that take turns with small documents
+constexpr unsigned kBusyPrinters = 4;  // that take turns with small documents
 
 // A sample that has to bring so many bytes in so many connections to the receiver.
 Sample delivering(Bench& bench, std::uint64_t bytes, std::uint64_t connections, const Sample& sample) {
