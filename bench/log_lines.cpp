@@ -54,6 +54,11 @@ std::shared_ptr<spdlog::logger> open_theirs(const std::string& folder, bool deta
     return logger;
 }
 
+// No file of one sample reaches the disk while the next is measured.
+void empty(const std::string& folder) {
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) std::filesystem::remove(entry);
+}
+
 double on_threads(unsigned threads, const std::function<void()>& work) {
     return seconds_of([&] {
         std::vector<std::thread> running;
@@ -65,15 +70,18 @@ double on_threads(unsigned threads, const std::function<void()>& work) {
 void compare(Bench& bench, const std::string& folder, unsigned threads, bool detailed) {
     const auto lines = static_cast<unsigned>(bench.scaled(160000) / threads);
     const Sample ours = [&] {
-        std::filesystem::remove(folder + "/ours.log");
         open_ours(folder, detailed);
         const double seconds = on_threads(threads, [lines] { write_ours(lines); });
         close_ours();
+        empty(folder);
         return seconds;
     };
     const Sample theirs = [&] {
-        const auto logger = open_theirs(folder, detailed);
-        return on_threads(threads, [&logger, lines] { write_theirs(*logger, lines); });
+        auto logger = open_theirs(folder, detailed);
+        const double seconds = on_threads(threads, [&logger, lines] { write_theirs(*logger, lines); });
+        logger.reset();
+        empty(folder);
+        return seconds;
     };
     const std::string name = std::string("log line, flushed, ") + std::to_string(threads) +
                              (threads == 1 ? " thread" : " threads") + (detailed ? ", debug detail" : "");

@@ -37,9 +37,9 @@ struct Pairs {
 };
 
 struct Effort {
-    int least_pairs = 5;
-    int most_pairs = 15;
-    double seconds = 8;  // no further pair begins after so long
+    int least_pairs = 7;
+    int most_pairs = 31;
+    double seconds = 12;  // no further pair begins after so long
 
     Effort of(double share) const { return {least_pairs, most_pairs, seconds * share}; }
 };

@@ -127,8 +127,10 @@ bool put_real(Sink& sink, const Conversion& conversion, double number) {
 
 // A number's digits; every line of the log has a dozen numbers, too many for the runtime's snprintf.
 struct Digits {
-    Digits(uint64_t number, unsigned base, const char* set) {
-        for (; number != 0; number /= base) *--begin = set[number % base];
+    // The base is a constant, for a division by a variable takes many times as long.
+    template <unsigned kBase>
+    void put(uint64_t number, const char* set) {
+        for (; number != 0; number /= kBase) *--begin = set[number % kBase];
     }
     size_t length() const { return static_cast<size_t>(text + sizeof text - begin); }
 
@@ -136,16 +138,16 @@ struct Digits {
     char* begin = text + sizeof text;
 };
 
-Digits digits_of(uint64_t number, char type) {
+void put_digits(Digits& digits, uint64_t number, char type) {
     switch (type) {
         case 'x':
-            return {number, 16, "0123456789abcdef"};
+            return digits.put<16>(number, "0123456789abcdef");
         case 'X':
-            return {number, 16, "0123456789ABCDEF"};
+            return digits.put<16>(number, "0123456789ABCDEF");
         case 'o':
-            return {number, 8, "01234567"};
+            return digits.put<8>(number, "01234567");
         default:
-            return {number, 10, "0123456789"};
+            return digits.put<10>(number, "0123456789");
     }
 }
 
@@ -158,7 +160,8 @@ const char* prefix_of(const Conversion& conversion, bool is_signed, bool negativ
 }
 
 void put_number(Sink& sink, const Conversion& conversion, bool is_signed, bool negative, uint64_t magnitude) {
-    const Digits digits = digits_of(magnitude, conversion.type);
+    Digits digits;
+    put_digits(digits, magnitude, conversion.type);
     const char* const prefix = prefix_of(conversion, is_signed, negative, magnitude);
     const size_t prefix_length = strlen(prefix);
     const size_t length = digits.length();

@@ -224,10 +224,17 @@ void log_plain(LogLevel level, const char* file, int line, const char* format, .
     const KeepLastError keep;
     va_list arguments;
     va_start(arguments, format);
-    char* message = nullptr;
-    if (util_vasprintf(&message, format, arguments)) log_write(word_of(level), file, line, message);
+    // Nearly every message fits here; only a longer one is worth an allocation.
+    char usual[512];
+    const int length = util_vsnprintf(usual, sizeof usual, format, arguments);
+    char* longer = nullptr;
+    if (length >= 0 && static_cast<size_t>(length) < sizeof usual) {
+        log_write(word_of(level), file, line, usual);
+    } else if (length >= 0 && util_vasprintf(&longer, format, arguments)) {
+        log_write(word_of(level), file, line, longer);
+    }
     va_end(arguments);
-    free(message);
+    free(longer);
 }
 
 void log_with_code(LogLevel level, const char* file, int line, uint32_t code, const char* format, ...) {

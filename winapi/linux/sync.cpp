@@ -21,7 +21,7 @@ winapi::fault::Point wait_point("WaitForSingleObject");
 
 struct Lock {
     std::recursive_mutex mutex;
-    std::atomic<DWORD> owner{0};  // its thread, 0 when it is free
+    std::atomic<DWORD> owner{0};  // its thread, 0 when it is free; compared with one's own only, so any order does
     unsigned depth = 0;           // the owner's alone
 };
 
@@ -32,7 +32,7 @@ Lock* lock_of(const CRITICAL_SECTION* section) {
 }
 
 void leave(Lock& lock) {
-    if (--lock.depth == 0) lock.owner = 0;
+    if (--lock.depth == 0) lock.owner.store(0, std::memory_order_relaxed);
     lock.mutex.unlock();
 }
 
@@ -70,7 +70,7 @@ void EnterCriticalSection(CRITICAL_SECTION* section) {
     Lock* const lock = lock_of(section);
     if (lock == nullptr) return;
     lock->mutex.lock();
-    lock->owner = GetCurrentThreadId();
+    lock->owner.store(GetCurrentThreadId(), std::memory_order_relaxed);
     ++lock->depth;
 }
 
