@@ -48,6 +48,12 @@ TEST_F(Files, TextStreamsWriteCrLfAndReadLfWhereverThePairFalls) {
     write_stream(path, W("a"), "three\n");
     EXPECT_EQ(read_stream(path, W("rb")), "one\r\n\r\ntwo\r\r\nthree\r\n");
 
+    // Longer than any buffer on the way, with a line's end at every place of one.
+    std::string lines;
+    for (size_t length = 16370; length < 16400; ++length) lines += std::string(length, 'y') + '\n';
+    write_stream(path, W("w"), lines);
+    EXPECT_EQ(read_stream(path, W("r")), lines);
+
     const std::string fill(8191, 'x');  // puts a pair across the usual sizes of buffers
     const std::pair<std::string, std::string> cases[] = {
         {"a\r\nb\nc", "a\nb\nc"},

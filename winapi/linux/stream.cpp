@@ -112,7 +112,7 @@ DWORD write_text(int descriptor, std::string_view data, size_t& consumed) {
     while (consumed < data.size()) {
         size_t used = 0;
         size_t next = consumed;
-        while (next < data.size() && used + 2 <= out.size()) {
+        while (next < data.size() && used + 2 < out.size()) {
             // A run of characters that stay as they are, then a line's end.
             const size_t end = std::min(data.find('\n', next), data.size());
             const size_t run = std::min(end - next, out.size() - 2 - used);
