@@ -115,6 +115,24 @@ TEST_F(ForcedAttributes, AHelperThatDoesNotTakeACommandFailsTheDocument) {
     EXPECT_EQ(work_files(), Lines{}) << "swept";
 }
 
+// Nobody would send the job again.
+TEST_F(ForcedAttributes, ALostPrinterIsAFailureWhenTheRestartIsRefused) {
+    start();
+    force_attributes();
+    peer::Behaviour broken;
+    broken.reset_after = 300000;
+    office->behave_once(broken);
+    answer_by("on forceattr OK then write 9 MiB");
+    const HANDLE port = begin_document(kJob);
+    ASSERT_TRUE(write(port, kPage));
+    spooler_sim::remove_job(W("Office"), kJob);
+    EXPECT_FALSE(monitor.end_document(port));
+    EXPECT_TRUE(monitor.close_port(port));
+    EXPECT_EQ(logged("TSM forceattr: unable to request restart of job 7", "ERROR"), 1);
+    EXPECT_EQ(logged("TSM: failed to send force attr data", "ERROR"), 1);
+    expect_clean();
+}
+
 TEST_F(ForcedAttributes, ALostPrinterHasTheJobRestarted) {
     start({"ForceAttributesDebug=on"});
     force_attributes();
@@ -145,7 +163,7 @@ TEST_F(ForcedAttributes, WithDebugOnEveryFileIsKept) {
     EXPECT_EQ(work_files(), all);
     EXPECT_EQ(read_file(work_file("input")), kPage);
     EXPECT_EQ(read_file(work_file("output")), kForcedPage);
-    EXPECT_EQ(read_file(work_file("msf")), msf_record());
+    EXPECT_EQ(read_file(work_file("msf")), host::force_attributes_record());
     expect_clean();
     start_monitor();
     EXPECT_EQ(work_files(), all);
@@ -193,7 +211,7 @@ TEST_F(ForcedAttributes, AWorkFileThatCannotBeHadLeavesTheJobUnchanged) {
 
 TEST_F(ForcedAttributes, ARecordThatIsNotWholeForcesNothing) {
     start();
-    const std::string record = msf_record();
+    const std::string record = host::force_attributes_record();
     const size_t copies = record.find("set_num_copies");
     const std::string cases[] = {
         "",

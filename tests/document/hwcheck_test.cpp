@@ -185,7 +185,7 @@ TEST_F(HardwareCheck, SettingsRecordsOfAllVersions) {
     const std::string old = "enable_color_detection=Y\r\nfailure_mode=HOLD\r\n";
     const std::string since3 = "is_virtual=N\r\nqueue-confidentiality-mode=HIDE_NAME\r\n";
     const auto record = [](const std::string& version, const std::string& fields) {
-        return settings_record("version=" + version + "\r\n" + fields);
+        return host::record_of("version=" + version + "\r\n" + fields);
     };
     const struct {
         std::string record;

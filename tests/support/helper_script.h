@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "tests/support/print_server.h"
+#include "tools/host/records.h"
 
 namespace test {
 
@@ -52,29 +53,14 @@ class HelperServer : public PrintServer {
 
     // -- Records of the Print Provider
 
-    static std::string settings_record(const std::string& fields) {
-        return "# TS Serialize Data\r\n" + fields + "#END\r\n";
-    }
-    static std::string checked_settings() {
-        return settings_record(
-            "version=5\r\nenable_color_detection=Y\r\nfailure_mode=HOLD\r\nhardware_check_mode=SNMP\r\n"
-            "is_virtual=N\r\nqueue-confidentiality-mode=HIDE_NONE\r\n");
-    }
     void check_hardware(const std::string& printer = "Office") {
-        write_file(base / "spool" / "settings" / path_of(printer + ".dat"), checked_settings());
-    }
-    static std::string msf_record() {
-        return settings_record(
-            "version=1\r\nwatermark_text=DRAFT\r\nwatermark_font_size_points=12.5\r\nwatermark_gray_level=50\r\n"
-            "watermark_position=1\r\nwatermark_position_override_from_edge_y_points=0\r\ndefault_to_a4=FALSE\r\n"
-            "force_duplex=TRUE\r\nforce_grayscale=FALSE\r\nset_num_copies=2\r\ncompress_method=0\r\n"
-            "inject_job_uid=FALSE\r\n");
+        write_file(base / "spool" / "settings" / path_of(printer + ".dat"), host::settings_record());
     }
     fs::path work_file(const std::string& kind, const std::string& printer = "Office", DWORD job = kJob) const {
         return base / "spool" / "forceattr" / path_of(kind + "-" + printer + "-" + std::to_string(job) + ".dat");
     }
     void force_attributes(const std::string& printer = "Office", DWORD job = kJob) {
-        write_file(work_file("msf", printer, job), msf_record());
+        write_file(work_file("msf", printer, job), host::force_attributes_record());
         write_file(work_file("job", printer, job), "meta-data");
     }
     // The names in the force-attributes directory, sorted.

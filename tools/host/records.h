@@ -16,10 +16,16 @@ bool install_helper(const BaseFolder& folder);
 // What the helper answers from its next start on; the lines are described in tools/ts-print-monitor/script.h.
 bool set_helper_script(const BaseFolder& folder, const std::string& script);
 
+// The text of a record: its fields between first and last line.
+std::string record_of(const std::string& fields);
+// A printer whose hardware is checked; attributes (duplex, two copies) to be forced on a job.
+std::string settings_record();
+std::string force_attributes_record();
+
 // The printer's hardware is checked for each of its documents, until the record is removed.
 std::string settings_record_path(const BaseFolder& folder, const std::string& printer);
 bool write_settings_record(const BaseFolder& folder, const std::string& printer);
-// Attributes (duplex, two copies) are forced on one job.
+// Attributes are forced on one job.
 bool write_force_attributes_records(const BaseFolder& folder, const std::string& printer, DWORD job_id);
 
 }  // namespace host

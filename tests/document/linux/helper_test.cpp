@@ -65,7 +65,7 @@ TEST_F(HelperLimits, APrinterNameThatDoesNotFitItsLineEndsTheConversation) {
     winapi::map_drive('C', folder.spool("settings"));
     const std::string name(4084, 'n');
     spooler_sim::add_printer(host::to_text(name));
-    write_file(base / "spool" / "settings" / name.substr(0, 254), checked_settings());
+    write_file(base / "spool" / "settings" / name.substr(0, 254), host::settings_record());
     EXPECT_EQ(print_job("page", 100, host::to_text(name)).result, host::Result::printed);
     EXPECT_EQ(arrived(), Lines{"page"});
     EXPECT_TRUE(wait_until([this] { return fs::exists(run_folder(1)); })) << "nobody has waited for it";
