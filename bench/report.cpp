@@ -33,18 +33,17 @@ std::string spread(const Row& row) {
 using Line = std::vector<std::string>;
 
 Line line_of(const Row& row) {
-    if (!row.measured()) return {row.name, row.words};
+    if (!row.measured()) return {row.name, "", "", "", "", "", "", "", row.words};
     const bool compared = !row.against.empty();
-    Line line = {row.name,
-                 number(row.ours) + " " + row.unit,
-                 row.against,
-                 compared ? number(row.theirs) + " " + row.unit : "",
-                 compared ? ratio_text(row.ratio()) : "",
-                 spread(row),
-                 row.bar ? number(*row.bar) : "",
-                 row.bar ? (row.held() ? "held" : "MISSED") : ""};
-    if (!row.words.empty()) line.push_back(row.words);
-    return line;
+    return {row.name,
+            number(row.ours) + " " + row.unit,
+            row.against,
+            compared ? number(row.theirs) + " " + row.unit : "",
+            compared ? ratio_text(row.ratio()) : "",
+            spread(row),
+            row.bar ? number(*row.bar) : "",
+            row.bar ? (row.held() ? "held" : "MISSED") : "",
+            row.words};
 }
 
 // Characters, not bytes.
@@ -123,22 +122,25 @@ bool Report::all_held() const {
            std::all_of(rows_.begin(), rows_.end(), [](const Row& row) { return !row.measured() || row.held(); });
 }
 
+// Reads well as it is, and is a table where Markdown is read.
 void Report::print_table() const {
-    std::vector<Line> lines = {{"case", "ours", "against", "theirs", "ratio", "pairs: least - most", "bar", ""}};
-    for (const Row& row : rows_) lines.push_back(line_of(row));
+    std::vector<Line> lines = {{"case", "ours", "against", "theirs", "ratio", "pairs: least - most", "bar", "", ""}};
+    lines.emplace_back(lines[0].size(), "---");
+    for (const Row& row : rows_) {
+        lines.push_back(line_of(row));
+        lines.back().resize(lines[0].size());
+    }
     std::vector<size_t> widths(lines[0].size());
     for (const Line& line : lines) {
-        // Words in place of figures have the rest of the line.
-        const size_t cells = line.size() == 2 ? 1 : std::min(line.size(), widths.size());
-        for (size_t i = 0; i < cells; ++i) widths[i] = std::max(widths[i], width_of(line[i]));
+        // The words at the end are as long as they are.
+        for (size_t i = 0; i + 1 < widths.size(); ++i) widths[i] = std::max(widths[i], width_of(line[i]));
     }
     for (const Line& line : lines) {
-        std::string text;
+        std::string text = "|";
         for (size_t i = 0; i < line.size(); ++i) {
-            text += line[i];
-            if (i < widths.size()) text.append(widths[i] + 2 - std::min(width_of(line[i]), widths[i]), ' ');
+            text += " " + line[i] + std::string(widths[i] - std::min(width_of(line[i]), widths[i]), ' ') + " |";
         }
-        std::printf("%s\n", text.substr(0, text.find_last_not_of(' ') + 1).c_str());
+        std::printf("%s\n", text.c_str());
     }
 }
 

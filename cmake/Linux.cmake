@@ -6,6 +6,8 @@ file(GLOB layer_sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/winapi/linux/*.cpp
                                           ${CMAKE_SOURCE_DIR}/winapi/spooler_sim/*.cpp)
 list(FILTER layer_sources EXCLUDE REGEX "/dll_entry\\.cpp$")
 add_library(winapi SHARED ${layer_sources})
+# Loaded with the program, never later: its variables of a thread are found without a call.
+target_compile_options(winapi PRIVATE -ftls-model=initial-exec)
 target_link_libraries(winapi PRIVATE Threads::Threads ${CMAKE_DL_LIBS})
 target_include_directories(winapi PUBLIC ${CMAKE_SOURCE_DIR})
 # The spooler's simulation is part of the layer.
