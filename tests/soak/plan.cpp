@@ -1,5 +1,6 @@
 #include "tests/soak/plan.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace soak {
@@ -124,7 +125,8 @@ Plan make_plan(Random& random) {
     plan.course = draw(random, kCourseShares);
     plan.trouble = draw(random, kTroubleShares);
     plan.data = random_bytes(random, 1 + below(random, draw(random, kSizeShares)));
-    plan.write_size = static_cast<DWORD>(512 << below(random, 8));
+    // Each write logs a dozen lines, for which 63 other threads are waiting too.
+    plan.write_size = static_cast<DWORD>(std::max(size_t{512} << below(random, 8), plan.data.size() / 100));
     if (plan.is_checked()) plan_check(random, plan);
     if (plan.is_forced()) plan_rewriting(random, plan);
     plan_trouble(random, plan);
