@@ -2,14 +2,13 @@
 // the bytes at the printer, the log, the files left behind. What may differ between two runs (times, thread numbers,
 // the printers' ports, the system's own texts and names) is put aside, so that the transcripts of two builds are equal.
 //   transcript FOLDER FILE    with an empty folder, the same one for every build, as its path is logged
+#include <algorithm>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <list>
 #include <regex>
-#include <sstream>
 #include <thread>
 
+#include "tests/support/files.h"
 #include "tests/support/platform.h"
 #include "tools/host/monitor_host.h"
 #include "tools/host/platform.h"
@@ -21,20 +20,10 @@ namespace {
 
 namespace fs = std::filesystem;
 using host::Text;
-using Lines = std::vector<std::string>;
+using test::path_of;
 
 std::ofstream transcript;
 std::string root;  // UTF-8
-
-fs::path path_of(const std::string& utf8) {
-    return fs::path(std::u8string(utf8.begin(), utf8.end()));
-}
-
-std::string contents(const fs::path& path) {
-    std::stringstream text;
-    text << std::ifstream(path, std::ios::binary).rdbuf();
-    return text.str();
-}
 
 // What is no printable ASCII, and no part of UTF-8 text, as \xNN.
 std::string shown(const std::string& bytes) {
@@ -66,6 +55,15 @@ std::string normalised(std::string line) {
     return line;
 }
 
+struct Page {
+    Text printer;
+    std::uint64_t size = 1000;
+    DWORD write_size = 65536;
+    DWORD job_id = 0;
+    bool not_approved = false;
+    Text port = W("=");  // the printer's name
+};
+
 // A print server of its own for each scene.
 class Scene {
   public:
@@ -95,15 +93,14 @@ class Scene {
 
     // A file below the base folder.
     void write(const std::string& name, const std::string& text) {
-        fs::create_directories(path_of(folder_.base + "/" + name).parent_path());
-        std::ofstream(path_of(folder_.base + "/" + name), std::ios::binary) << text;
+        const fs::path path = path_of(folder_.base + "/" + name);
+        fs::create_directories(path.parent_path());
+        test::write_file(path, text);
     }
     void copy_helper() {
         const fs::path program = "ts-print-monitor.exe";
         fs::copy_file(path_of(host::executable_folder()) / program, path_of(folder_.base) / program);
     }
-    void configure(const std::string& settings) { write("print-provider.conf", settings); }
-
     peer::TcpPrinter& add_printer(const Text& name) {
         peer::TcpPrinter& printer = printers_.emplace_back();
         spooler_sim::add_printer(name);
@@ -120,20 +117,18 @@ class Scene {
         transcript << "load: " << (monitor.load(options, why) ? "loaded" : why) << '\n';
     }
 
-    host::Outcome print(const Text& port, const Text& printer, std::uint64_t size, DWORD write_size = 65536,
-                        DWORD job_id = 0) {
+    void print(const Page& page) {
         host::Document document;
-        document.port = port;
-        document.printer = printer;
+        document.port = page.port == W("=") ? page.printer : page.port;
+        document.printer = page.printer;
         document.name = W("Отчёт.pdf");
         document.user = W("Ирина Ж");
-        document.source = host::generated_source(size, size);
-        document.write_size = write_size;
-        document.job_id = job_id;
+        document.source = host::generated_source(page.size, page.size);
+        document.write_size = page.write_size;
+        document.job_id = page.job_id;
+        document.not_approved = page.not_approved;
         document.retry_pause_ms = 1;
-        const host::Outcome outcome = monitor.print_document(document);
-        note_outcome(outcome);
-        return outcome;
+        note_outcome(monitor.print_document(document));
     }
 
     void note(const std::string& text) { transcript << text << '\n'; }
@@ -152,22 +147,15 @@ class Scene {
             }
         }
     }
-    void note_job(const Text& printer, DWORD id) {
-        spooler_sim::Job job;
-        note(spooler_sim::get_job(printer, id, job)
-                 ? "job:" + numbers(job.commands) + " status" + numbers(job.status_seen)
-                 : "no such job");
-    }
-
-    host::MonitorHost monitor;
-
-  private:
     static std::string numbers(const std::vector<DWORD>& values) {
         std::string text;
         for (const DWORD value : values) text += ' ' + std::to_string(value);
         return text;
     }
 
+    host::MonitorHost monitor;
+
+  private:
     void note_outcome(const host::Outcome& outcome) {
         transcript << "job " << outcome.job_id << ": " << outcome.words << ", " << outcome.bytes << " bytes, "
                    << outcome.restarts << " restarts, error " << outcome.error << ", identity "
@@ -189,7 +177,7 @@ class Scene {
     }
 
     void note_log(const std::string& path) {
-        std::istringstream log(contents(path_of(path)));
+        std::istringstream log(test::read_file(path_of(path)));
         for (std::string line; std::getline(log, line);) {
             // Wine finds nothing wrong with ending a connection that was reset; Windows and the layer do.
             if (line.find("failed to shutdown socket with error: 10054") != std::string::npos) continue;
@@ -212,14 +200,13 @@ class Scene {
     }
 
     void note_files() {
-        Lines files;
+        std::vector<std::string> files;
         for (const auto& entry : fs::recursive_directory_iterator(path_of(folder_.install))) {
-            if (!entry.is_regular_file() || entry.path().stem() == "print-monitor" ||
-                entry.path().stem() == "print-monitor.log" || entry.path().filename() == "ts-print-monitor.exe") {
+            const std::string name = test::utf8_of(entry.path().filename());
+            if (!entry.is_regular_file() || name.starts_with("print-monitor.") || name == "ts-print-monitor.exe")
                 continue;
-            }
-            const std::u8string name = entry.path().lexically_relative(path_of(folder_.base)).generic_u8string();
-            files.push_back("file " + std::string(name.begin(), name.end()) + ": " + shown(contents(entry.path())));
+            files.push_back("file " + test::utf8_of(entry.path().lexically_relative(path_of(folder_.base))) + ": " +
+                            shown(test::read_file(entry.path())));
         }
         std::sort(files.begin(), files.end());
         for (const std::string& file : files) transcript << file << '\n';
@@ -231,60 +218,12 @@ class Scene {
 
 // -- The set ---------------------------------------------------------------------------------------------------------
 
-void sizes_and_names() {
-    Scene scene("sizes and names");
-    scene.configure("Debug=on\n");
-    const Text names[] = {W("Office"),           W("Εκτυπωτής"),
-                          W("Принтер 1"),        W("プリンタ"),
-                          W("a/b:c*?"),          Text(W("half ")) + static_cast<WCHAR>(0xD83D) + W(" pair"),
-                          W("\U0001F5A8 paper"), Text(64, W('Щ'))};
-    for (const Text& name : names) scene.add_printer(name);
-    scene.load();
-    for (const auto& [size, write_size] : std::initializer_list<std::pair<std::uint64_t, DWORD>>{
-             {0, 4096}, {1, 1}, {50, 3}, {4097, 4096}, {3000001, 65536}, {(5 << 20) + 3, 1 << 20}}) {
-        scene.print(names[0], names[0], size, write_size);
-    }
-    for (const Text& name : names) scene.print(name, name, 1000);
-    for (const Text& name : {Text(W("\\\\СЕРВЕР\\Office")), Text(W("\\\\СЕРВЕР\\")), Text(W("\\\\СЕРВЕР")), Text()}) {
-        spooler_sim::add_printer(name);
-        scene.print(names[0], name, 1000);
-    }
-    scene.print(names[0], W("Призрак"), 1000);
-    scene.print(W("оффис"), names[0], 1000);
-    scene.print(W("пРИНТЕР 1"), W("пРИНТЕР 1"), 1000);
-}
-
-// Step by step, as the marker is this program's and not the host's.
-void not_approved() {
-    for (const char* const settings : {"Debug=on\n", "Debug=off\n", "Debug=on\nNotApprovedFileChecking=off\n"}) {
-        Scene scene("not approved");
-        scene.configure(settings);
-        const Text name = W("Принтер");
-        scene.add_printer(name);
-        scene.load();
-        scene.write("spool/notapprovedjobs/42.notapproved", "");
-        spooler_sim::add_job(name, 42, W("doc"), W("Ирина"));
-        const spooler_sim::ClientScope client(W("Ирина"));
-        HANDLE port = nullptr;
-        DWORD written = 0;
-        bool well = scene.monitor.open_port(name, port) && scene.monitor.start_document(port, name, 42, W("doc"));
-        well = well && scene.monitor.write(port, "page", 4, written);
-        well = scene.monitor.end_document(port) && well;
-        scene.monitor.close_port(port);
-        scene.note(well ? "ended" : "failed");
-        scene.note_job(name, 42);
-    }
-}
-
-void lost_printer() {
-    Scene scene("lost printer");
-    scene.configure("Debug=on\nHWCheckPortMonitorRunAsSystem=on\n");
+// Step by step: how much of a document a printer takes before it is lost would else be a matter of time.
+void lose_printer(Scene& scene, peer::TcpPrinter& printer) {
     const Text name = W("Принтер");
-    peer::TcpPrinter& printer = scene.add_printer(name);
     peer::Behaviour broken;
     broken.reset_after = 1000;
     printer.behave_once(broken);
-    scene.load();
     spooler_sim::add_job(name, 5, W("doc"), W("Ирина"));
     const spooler_sim::ClientScope client(W("Ирина"));
     const std::string data(1000, 'x');
@@ -294,9 +233,8 @@ void lost_printer() {
     scene.monitor.start_document(port, name, 5, W("doc"));
     const auto write = [&] {
         const bool sent = scene.monitor.write(port, data.data(), 1000, written);
-        const DWORD error = GetLastError();
-        scene.note(std::string("write: ") + (sent ? "sent " : "refused, ") + std::to_string(written) +
-                   (error == ERROR_TIMEOUT ? ", timed out" : ""));
+        const bool timed_out = GetLastError() == ERROR_TIMEOUT;
+        scene.note((sent ? "sent " : "refused ") + std::to_string(written) + (timed_out ? ", timed out" : ""));
     };
     write();
     printer.wait_for_ends(1);
@@ -307,150 +245,126 @@ void lost_printer() {
     printer.listen();
     write();
     scene.note(scene.monitor.end_document(port) ? "ended" : "failed");
-    scene.note_job(name, 5);
+    spooler_sim::Job job;
+    spooler_sim::get_job(name, 5, job);
+    scene.note(scene.numbers(job.commands) + ", status" + scene.numbers(job.status_seen));
 }
 
-void unreachable() {
-    for (const char* const settings : {"Debug=on\n", ""}) {
-        Scene scene("unreachable");
-        scene.configure(settings);
-        scene.add_printer(W("refused")).refuse();
-        for (const Text name : {W("far"), W("odd")}) spooler_sim::add_printer(name);
-        host::store_port(W("far"), W("нет.invalid"), 9100);
-        host::store_port(W("odd"), W("127.0.0.1"), 70000);
-        scene.load();
-        for (const Text name : {W("refused"), W("refused"), W("far"), W("odd")}) scene.print(name, name, 10, 10, 17);
-    }
-}
-
-void progress_record() {
-    Scene scene("progress record");
-    scene.configure("Debug=on\nIsPrintingBasedOnPortMonitor=on\n");
-    const Text names[] = {W("P/1"), W("Принтер: \"Ж\"")};
-    for (const Text& name : names) scene.add_printer(name);
-    scene.write("spool/hpc/job-P_1-7.dat", "created by the service");
-    scene.write("spool/hpc/job-Принтер_ _Ж_-8.dat", "created by the service");
-    scene.load();
-    scene.print(names[0], names[0], 300, 100, 7);
-    scene.print(names[1], names[1], 300, 100, 8);
-    scene.print(names[1], names[1], 300, 100, 9);
-}
-
-void settings() {
-    const std::pair<const char*, const char*> files[] = {
-        {"# a comment\r\n; another\r\n  Debug = on\r\nHideJobNames=YES\r\nLogRotateCheckCount=0\nno equals "
-         "sign\n=nothing\n"
-         "PrintServerName=сервер-ж\nApplicationServer=приложение \nParseTimeout=-5\nParseTimeout=12x\nUnknown=1\n",
-         "EnvVersion = 15\n"},
-        {"Debug=true\nDirectPrintingMode=on\nServerlessPrintingMode=on\nIgnorePrinters=a*,Ж?\n", "envversion=10\n"},
-        {"DeveloperLogging=on\nDebug=on\nLogRotateNumber=2\nLogRotateSizeKBytes=0\n", "rubbish\n"},
-    };
-    for (const auto& [conf, version] : files) {
-        Scene scene("settings");
-        scene.configure(conf);
-        scene.write("env-version", version);
-        scene.add_printer(W("Принтер"));
-        scene.load();
-        scene.print(W("Принтер"), W("Принтер"), 100);
-    }
-}
-
-void start() {
-    {
-        Scene scene("left-over work files and ports that cannot be read");
-        scene.configure("Debug=on\n");
-        for (const char* const name : {"input-P-1.dat", "msf-Ж-1.dat", "any thing", "kept/below"}) {
-            scene.write(std::string("spool/forceattr/") + name, "x");
-        }
-        scene.add_printer(W("Ж"));
-        scene.add_printer(W("a"));
-        HKEY key = nullptr;
-        const Text path = Text(host::monitor_registry_path) + W("\\Ports\\пустой");
-        RegCreateKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr);
-        RegCloseKey(key);
-        host::store_port(Text(65, W('e')), W("127.0.0.1"), 9100);
-        scene.load();
-        scene.note_ports();
-    }
-    {
-        Scene scene("without settings");
-        scene.add_printer(W("Принтер"));
-        scene.load();
-        scene.print(W("Принтер"), W("Принтер"), 100);
-    }
-    {
-        Scene scene("without an install path");
-        RegDeleteKeyW(HKEY_LOCAL_MACHINE, W("SOFTWARE\\Wow6432Node\\ts-print-provider"));
-        scene.add_printer(W("Принтер"));
-        scene.load();
-        scene.print(W("Принтер"), W("Принтер"), 100);
-    }
-    {
-        Scene scene("with a helper");
-        scene.configure("Debug=on\n");
-        scene.write("ts-print-monitor.exe", "");
-        scene.load();
-    }
-}
-
-tsmon::PortConfig port_config(const Text& name, const Text& address, DWORD port) {
-    tsmon::PortConfig config = {};
-    name.copy(config.port_name, tsmon::kPortNameSize);
-    address.copy(config.printer_address, tsmon::kPrinterAddressSize);
-    config.port_number = port;
-    return config;
-}
-
-void configuration() {
-    Scene scene("configuration");
-    scene.configure("Debug=on\n");
-    peer::TcpPrinter& printer = scene.add_printer(W("Ж"));
-    spooler_sim::add_foreign_port(W("LPT1:"));
-    scene.load();
+void configure_ports(Scene& scene, peer::TcpPrinter& printer) {
     const host::Xcv xcv(scene.monitor, W("Принтер"), SERVER_ACCESS_ADMINISTER);
-    for (const Text name : {W("Принтер"), W("пРИНТЕР"), W("lpt1:"), W(""), W("a\\b")}) {
-        const tsmon::PortConfig config = port_config(name, W("127.0.0.1"), printer.port());
-        scene.note("add " + host::to_utf8(name) + ": " +
-                   std::to_string(xcv.send(W("TSAddPort"), &config, sizeof config)));
-        const DWORD size = static_cast<DWORD>((name.size() + 1) * sizeof(WCHAR));
-        DWORD exists = 0;
-        DWORD needed = 0;
-        scene.note("exists: " +
-                   std::to_string(xcv.send(W("TSPortExists"), name.c_str(), size, &exists, sizeof exists, &needed)));
+    tsmon::PortConfig config = {};
+    const auto send_config = [&](LPCWSTR command, const Text& name, const Text& address, DWORD port) {
+        config = {};
+        name.copy(config.port_name, tsmon::kPortNameSize);
+        address.copy(config.printer_address, tsmon::kPrinterAddressSize);
+        config.port_number = port;
+        scene.note(host::to_utf8(Text(command) + W(" ") + name) + ": " +
+                   std::to_string(xcv.send(command, &config, sizeof config)));
+    };
+    const auto send_name = [&](LPCWSTR command, const Text& name) {
+        const auto size = static_cast<DWORD>((name.size() + 1) * sizeof(WCHAR));
+        scene.note(host::to_utf8(Text(command)) + ": " + std::to_string(xcv.send(command, name.c_str(), size)));
+    };
+    spooler_sim::add_foreign_port(W("LPT1:"));
+    for (const LPCWSTR name : {W("Принтер"), W("пРИНТЕР"), W("lpt1:"), W(""), W("a\\b")}) {
+        send_config(W("TSAddPort"), name, W("127.0.0.1"), printer.port());
+        send_name(W("TSPortExists"), name);
     }
     scene.note_ports();
-    scene.print(W("Принтер"), W("Ж"), 100);
-    const tsmon::PortConfig changed = port_config(W("принтер"), W("адрес.invalid"), 9100);
-    scene.note("change: " + std::to_string(xcv.send(W("TSConfigPort"), &changed, sizeof changed)));
-    scene.note("check: " + std::to_string(xcv.send(W("TSPortIsValid"), &changed, sizeof changed)));
-    tsmon::PortConfig read = {};
-    const DWORD status = xcv.send(W("TSGetConfigInfo"), nullptr, 0, &read, sizeof read);
-    scene.note("read: " + std::to_string(status) + " " + host::to_utf8(read.printer_address));
-    scene.note("delete: " + std::to_string(xcv.send(W("TSDeletePort"), W("ПРИНТЕР"), 16)));
+    scene.print({W("Ж"), 1000, 65536, 0, false, W("Принтер")});
+    send_config(W("TSConfigPort"), W("принтер"), W("адрес.invalid"), 9100);
+    send_config(W("TSPortIsValid"), W("принтер"), W("адрес.invalid"), 9100);
+    const DWORD status = xcv.send(W("TSGetConfigInfo"), nullptr, 0, &config, sizeof config);
+    scene.note("read: " + std::to_string(status) + " " + host::to_utf8(config.printer_address));
+    send_name(W("TSDeletePort"), W("ПРИНТЕР"));
     scene.note_ports();
 }
 
-// The sample helper, from a folder whose name no single code page holds.
-void helper() {
-    Scene scene("helper");
-    scene.configure("Debug=on\n");
-    const Text name = W("Принтер Ж");
-    scene.add_printer(name);
-    scene.copy_helper();
-    scene.write("spool/settings/Принтер Ж.dat",
-                "# TS Serialize Data\r\nversion=5\r\nenable_color_detection=Y\r\nfailure_mode=HOLD\r\n"
-                "hardware_check_mode=SNMP\r\nis_virtual=N\r\nqueue-confidentiality-mode=HIDE_NONE\r\n#END\r\n");
-    scene.write("ts-print-monitor.script", "run 1: on startdoc WAIT \"Door Open\" for 50 ms then OK\n");
-    scene.load();
-    scene.print(name, name, 5000, 1000, 7);
-    scene.write("spool/forceattr/msf-Принтер Ж-8.dat",
-                "# TS Serialize Data\r\nversion=1\r\nwatermark_text=\xD0\x96\r\nwatermark_font_size_points=12.5\r\n"
-                "watermark_gray_level=50\r\nwatermark_position=1\r\n"
-                "watermark_position_override_from_edge_y_points=0\r\ndefault_to_a4=FALSE\r\nforce_duplex=TRUE\r\n"
-                "force_grayscale=FALSE\r\nset_num_copies=2\r\ncompress_method=0\r\ninject_job_uid=FALSE\r\n#END\r\n");
-    scene.write("spool/forceattr/job-Принтер Ж-8.dat", "meta-data");
-    scene.print(name, name, 1000, 300, 8);  // little enough for the helper to write it at once
-}
+// clang-format off
+const std::string kDebug = "Debug=on\n";
+const std::string kRecord = "# TS Serialize Data\r\nversion=";
+const std::string kByService = "created by the service";
+const LPCWSTR kName = W("Принтер");
+const LPCWSTR kOdd = W("Принтер: \"Ж\"");
+const Text kHalfPair = Text(W("half ")) + static_cast<WCHAR>(0xD83D) + W(" pair");
+const Page kRefused = {kName, 1000, 100, 42, true};
+
+// Names by which the spooler knows a printer whose port is "Office".
+Page at_office(const Text& printer) { return {printer, 1000, 65536, 0, false, W("Office")}; }
+const LPCWSTR kServerNames[] = {W("\\\\СЕРВЕР\\Office"), W("\\\\СЕРВЕР\\"), W("\\\\СЕРВЕР"), W("")};
+
+const struct {
+    const char* name;
+    std::string settings;
+    std::vector<Text> printers;
+    std::vector<Page> pages = {};
+    std::vector<std::pair<std::string, std::string>> files = {};
+    void (*before)(Scene& scene) = nullptr;                            // the monitor is loaded
+    void (*after)(Scene& scene, peer::TcpPrinter& printer) = nullptr;  // the pages; with the first of the printers
+} scenes[] = {
+    {"sizes", kDebug, {kName},
+     {{kName, 0, 4096}, {kName, 1, 1}, {kName, 50, 3}, {kName, 4097, 4096}, {kName, 3000001}, {kName, (5 << 20) + 3, 1 << 20}}},
+    {"names", kDebug,
+     {W("Office"), W("Εκτυπωτής"), W("Принтер 1"), W("プリンタ"), W("a/b:c*?"), kHalfPair, W("\U0001F5A8 paper"), Text(64, W('Щ'))},
+     {{W("Office")}, {W("Εκτυπωτής")}, {W("пРИНТЕР 1")}, {W("プリンタ")}, {W("a/b:c*?")}, {kHalfPair}, {W("\U0001F5A8 paper")},
+      {Text(64, W('Щ'))}, at_office(kServerNames[0]), at_office(kServerNames[1]), at_office(kServerNames[2]), at_office(kServerNames[3]),
+      at_office(W("Призрак")), {W("Office"), 1000, 65536, 0, false, W("оффис")}},
+     {}, [](Scene&) { for (const LPCWSTR name : kServerNames) spooler_sim::add_printer(name); }},
+    {"not approved", kDebug, {kName}, {kRefused}},
+    {"not approved, without details", "Debug=off\n", {kName}, {kRefused}},
+    {"not approved, without checking", kDebug + "NotApprovedFileChecking=off\n", {kName}, {kRefused}},
+    {"lost printer", kDebug + "HWCheckPortMonitorRunAsSystem=on\n", {kName}, {}, {}, nullptr, lose_printer},
+    {"unreachable", kDebug, {}, {{W("far"), 10, 10, 17}, {W("odd"), 10, 10, 17}, {W("shut"), 10, 10, 17}, {W("shut"), 10, 10, 17}}, {},
+     [](Scene&) {
+         for (const LPCWSTR name : {W("far"), W("odd"), W("shut")}) spooler_sim::add_printer(name);
+         host::store_port(W("far"), W("нет.invalid"), 9100);
+         host::store_port(W("odd"), W("127.0.0.1"), 70000);
+         host::store_port(W("shut"), W("127.0.0.1"), 1);
+     }},
+    {"progress record", kDebug + "IsPrintingBasedOnPortMonitor=on\n", {W("P/1"), kOdd},
+     {{W("P/1"), 300, 100, 7}, {kOdd, 300, 100, 8}, {kOdd, 300, 100, 9}},
+     {{"spool/hpc/job-P_1-7.dat", kByService}, {"spool/hpc/job-Принтер_ _Ж_-8.dat", kByService}}},
+    {"settings of all kinds",
+     "# a comment\r\n; another\r\n  Debug = on\r\nHideJobNames=YES\r\nLogRotateCheckCount=0\nno equals sign\n=nothing\n"
+     "PrintServerName=сервер-ж\nApplicationServer=приложение \nParseTimeout=-5\nParseTimeout=12x\nUnknown=1\n",
+     {kName}, {{kName}}, {{"env-version", "EnvVersion = 15\n"}}},
+    {"printing modes", "Debug=true\nDirectPrintingMode=on\nServerlessPrintingMode=on\nIgnorePrinters=a*,Ж?\n",
+     {kName}, {{kName}}, {{"env-version", "envversion=10\n"}}},
+    {"rotation", "DeveloperLogging=on\nDebug=on\nLogRotateNumber=2\nLogRotateSizeKBytes=0\n",
+     {kName}, {{kName}}, {{"env-version", "rubbish\n"}}},
+    {"left-over work files and ports that cannot be read", kDebug, {W("Ж"), W("a")}, {},
+     {{"spool/forceattr/input-P-1.dat", "x"}, {"spool/forceattr/msf-Ж-1.dat", "x"}, {"spool/forceattr/any thing", "x"},
+      {"spool/forceattr/kept/below", "x"}},
+     [](Scene&) {
+         HKEY key = nullptr;
+         const Text path = Text(host::monitor_registry_path) + W("\\Ports\\пустой");
+         RegCreateKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr);
+         RegCloseKey(key);
+         host::store_port(Text(65, W('e')), W("127.0.0.1"), 9100);
+     },
+     [](Scene& scene, peer::TcpPrinter&) { scene.note_ports(); }},
+    {"without settings", "", {kName}, {{kName}}},
+    {"without an install path", "", {kName}, {{kName}}, {},
+     [](Scene&) { RegDeleteKeyW(HKEY_LOCAL_MACHINE, W("SOFTWARE\\Wow6432Node\\ts-print-provider")); }},
+    {"configuration", kDebug, {W("Ж")}, {}, {}, nullptr, configure_ports},
+    // From a folder whose name no single code page holds.
+    {"helper", kDebug, {W("Принтер Ж")}, {{W("Принтер Ж"), 5000, 1000, 7}},
+     {{"spool/settings/Принтер Ж.dat",
+       kRecord + "5\r\nenable_color_detection=Y\r\nfailure_mode=HOLD\r\nhardware_check_mode=SNMP\r\nis_virtual=N\r\n"
+       "queue-confidentiality-mode=HIDE_NONE\r\n#END\r\n"},
+      {"ts-print-monitor.script", "run 1: on startdoc WAIT \"Door Open\" for 50 ms then OK\n"}},
+     [](Scene& scene) { scene.copy_helper(); },
+     [](Scene& scene, peer::TcpPrinter&) {  // the start would have swept these away
+         scene.write("spool/forceattr/msf-Принтер Ж-8.dat",
+                     kRecord + "1\r\nwatermark_text=\xD0\x96\r\nwatermark_font_size_points=12.5\r\nwatermark_gray_level=50\r\n"
+                     "watermark_position=1\r\nwatermark_position_override_from_edge_y_points=0\r\ndefault_to_a4=FALSE\r\n"
+                     "force_duplex=TRUE\r\nforce_grayscale=FALSE\r\nset_num_copies=2\r\ncompress_method=0\r\n"
+                     "inject_job_uid=FALSE\r\n#END\r\n");
+         scene.write("spool/forceattr/job-Принтер Ж-8.dat", "meta-data");
+         scene.print({W("Принтер Ж"), 1000, 300, 8});  // little enough for the helper to write it at once
+     }},
+};
+// clang-format on
 
 }  // namespace
 
@@ -458,9 +372,19 @@ int main(int count, char** arguments) {
     if (count != 3) return 2;
     root = arguments[1];
     transcript.open(arguments[2], std::ios::binary);
-    for (void (*scene)() : {sizes_and_names, not_approved, lost_printer, unreachable, progress_record, settings, start,
-                            configuration, helper}) {
-        scene();
+    for (const auto& row : scenes) {
+        Scene scene(row.name);
+        if (!row.settings.empty()) scene.write("print-provider.conf", row.settings);
+        for (const auto& [name, text] : row.files) scene.write(name, text);
+        peer::TcpPrinter* first = nullptr;
+        for (const Text& name : row.printers) {
+            peer::TcpPrinter& printer = scene.add_printer(name);
+            if (first == nullptr) first = &printer;
+        }
+        if (row.before != nullptr) row.before(scene);
+        scene.load();
+        for (const Page& page : row.pages) scene.print(page);
+        if (row.after != nullptr) row.after(scene, *first);
     }
     return transcript.flush() ? 0 : 1;
 }
