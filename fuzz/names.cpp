@@ -125,36 +125,6 @@ void check_files() {
     }
 }
 
-void remove_files() {
-    for (const char* const name : kFolders) {
-        for (const auto& entry : fs::directory_iterator(fuzz::scratch() + "/spool/" + name)) fs::remove(entry.path());
-    }
-}
-
-// Whether a text of the log may have been cut, which cuts characters too: file names and messages with a reason are.
-bool may_be_cut(const Text& name) {
-    return winapi::to_utf8(name.c_str()).size() > 150;
-}
-
-void check_log(const Plan& plan) {
-    log_close();
-    const std::string log = fuzz::read_file(fuzz::scratch() + "/" + kLog);
-    fs::remove(fuzz::scratch() + "/" + kLog);
-    REQUIRE(!log.empty() && log.ends_with("\r\n"));
-    if (!may_be_cut(plan.name)) REQUIRE(fuzz::is_utf8(log));
-}
-
-void check_fields(PortEntry* port, const Text& name) {
-    REQUIRE(tsmon::ExtractPrinterFields(port, name.c_str()));
-    const size_t separator = name.starts_with(W("\\\\")) ? name.find(W('\\'), 2) : Text::npos;
-    if (separator == Text::npos) {
-        REQUIRE(port->server_name == nullptr && port->printer_name == name);
-    } else {
-        REQUIRE(port->server_name == name.substr(2, separator - 2));
-        REQUIRE(port->printer_name == name.substr(separator + 1));
-    }
-}
-
 void print(PortEntry* port, const Plan& plan, test::Listener& printer) {
     const fuzz::ExactBuffer name(plan.name.c_str(), (plan.name.size() + 1) * sizeof(WCHAR));
     const spooler_sim::ClientScope client(W("user"));
@@ -207,12 +177,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     tsmon::MonitorContext context = {};
     tsmon::PortConfig config = {W("127.0.0.1"), W("Office"), plan.listening ? printer.port() : uint32_t{1}};
     PortEntry* const port = tsmon::CreatePortEntry(&context, &config);
-    check_fields(port, plan.name);
     if (!plan.name.empty()) print(port, plan, printer);
     check_files();
     tsmon::ExtractPrinterFields(port, nullptr);  // lets go of the names
     REQUIRE(tsmon::DeletePortEntry(&context, W("Office")));
-    remove_files();
-    check_log(plan);
+    log_close();
+    fs::remove_all(fuzz::scratch() + "/spool");
+    fs::remove(fuzz::scratch() + "/" + kLog);
     return 0;
 }

@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 
 #include "winapi/linux/control.h"
 #include "winapi/spooler_sim/spooler_sim.h"
@@ -73,17 +72,7 @@ void write_file(const std::string& native_path, std::string_view contents) {
     REQUIRE(file.flush());
 }
 
-std::string read_file(const std::string& native_path) {
-    std::ifstream file(native_path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
 // -- What must hold --------------------------------------------------------------------------------------------------
-
-bool is_utf8(std::string_view text) {
-    const auto size = static_cast<int>(text.size());
-    return MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text.data(), size, nullptr, 0) > 0;
-}
 
 NothingLeftOver::NothingLeftOver()
     : handles(winapi::open_handles()), allocations(winapi::open_allocations()), misuses(winapi::misuses()) {}

@@ -51,9 +51,6 @@ class ExactBuffer {
 // A folder in memory that is "C:" in this process; of its own, and gone with it. FUZZ_SCRATCH says where it is made.
 const std::string& scratch();
 void write_file(const std::string& native_path, std::string_view contents);
-std::string read_file(const std::string& native_path);
-
-bool is_utf8(std::string_view text);
 
 // All that the layer counts, to be the same after an input as before it.
 struct NothingLeftOver {

@@ -24,85 +24,58 @@ const std::string kWhole = kStart + "enddoc\n" + kClosed;
 
 TEST_F(HardwareCheck, EveryCourse) {
     enum Arrival { printed, nothing, no_connection };
+    // clang-format off
     const struct {
         std::string script;
         std::string heard;
-        Arrival arrival = printed;
-        Statuses job = {kPrinting};  // every status the job has had until it is printed
+        std::string line = "";           // a line of the log
+        Statuses job = {kPrinting};      // every status the job has had until it is printed
         Statuses printer = {};
-        std::string line = "";  // a line of the log
+        Arrival arrival = printed;
     } courses[] = {
-        {"", kWhole, printed, {kPrinting}, {}, "TSM Start Doc: sent <Office, 127.0.0.1, 7, startdoc>"},
+        {"", kWhole, "TSM Start Doc: sent <Office, 127.0.0.1, 7, startdoc>"},
         // held
-        {"on startdoc WAIT \"Door Open\" for 20 ms then WAIT then OK",
-         kStart + "OK\nOK\nenddoc\n" + kClosed,
-         printed,
-         {kPrinting, kError, kPrinting},
-         {PRINTER_STATUS_DOOR_OPEN, 0},
-         "TSM: extracted wait error string = \"Door Open\""},
+        {"on startdoc WAIT \"Door Open\" for 20 ms then WAIT then OK", kStart + "OK\nOK\nenddoc\n" + kClosed,
+         "TSM: extracted wait error string = \"Door Open\"", {kPrinting, kError, kPrinting}, {PRINTER_STATUS_DOOR_OPEN, 0}},
         {"on wait WAIT \"No Paper\" then WAIT \"No Paper\" then WAIT \"Jammed, Offline\" then OK",
-         kWait + "OK\nOK\nOK\nstartdoc\nenddoc\n" + kClosed,
-         printed,
-         {kPrinting, kPaperOut, kError, kPrinting},
+         kWait + "OK\nOK\nOK\nstartdoc\nenddoc\n" + kClosed, "", {kPrinting, kPaperOut, kError, kPrinting},
          {PRINTER_STATUS_PAPER_OUT, PRINTER_STATUS_PAPER_JAM, 0}},
-        {"on enddoc WAIT \"Output Full\" then OK",
-         kStart + "enddoc\nOK\n" + kClosed,
-         printed,
-         {kPrinting, kError, kPrinting},
+        {"on enddoc WAIT \"Output Full\" then OK", kStart + "enddoc\nOK\n" + kClosed, "", {kPrinting, kError, kPrinting},
          {PRINTER_STATUS_OUTPUT_BIN_FULL, 0}},
         {"on wait say \"WAIT ERROR=No Paper\\n\"", kWait + "OK\nstartdoc\nenddoc\n" + kClosed},
         // dropped
-        {"on startdoc WAIT \"Job Suspended\" then DELETE",
-         kStart + "OK\n" + kClosed,
-         no_connection,
-         {kPrinting, kError, kPrinting},
-         {},
-         "TSM Start Doc Port - abandon as JobId: 7 has been marked for deletion."},
+        {"on startdoc WAIT \"Job Suspended\" then DELETE", kStart + "OK\n" + kClosed,
+         "TSM Start Doc Port - abandon as JobId: 7 has been marked for deletion.", {kPrinting, kError, kPrinting}, {}, no_connection},
         {"on wait DELETE", kWhole},
         // refused: once more after these two commands only
         {"run 1: on printeraddress ERROR", kAddress + kClosed + kWhole},
         {"on printeraddress ERROR", kAddress + kClosed + kAddress + kClosed},
-        {"run 1: on startdoc ERROR\nrun 2: on startdoc DELETE",
-         kStart + kClosed + kStart + kClosed,
-         nothing,
-         {kPrinting},
-         {},
-         "TSM End Doc Port - abandon as JobId: 7 is marked for deletion."},
-        {"on printername ERROR", kName + kClosed, printed, {kPrinting}, {}, "Failed printername command in helper"},
-        {"on wait ERROR", kWait + kClosed, printed, {kPrinting}, {}, "TSM Start Doc: Failed wait command in helper"},
-        {"on jobid WAIT \"Offline\" then ERROR",
-         kJobId + "OK\n" + kClosed,
-         printed,
-         {kPrinting, kError},
-         {PRINTER_STATUS_ERROR},
-         "TSM Start Doc: Failed jobid command in helper"},
-        {"on enddoc ERROR", kWhole, printed, {kPrinting}, {}, "TSM End Doc: Failed to write enddoc"},
+        {"run 1: on startdoc ERROR\nrun 2: on startdoc DELETE", kStart + kClosed + kStart + kClosed,
+         "TSM End Doc Port - abandon as JobId: 7 is marked for deletion.", {kPrinting}, {}, nothing},
+        {"on printername ERROR", kName + kClosed, "Failed printername command in helper"},
+        {"on wait ERROR", kWait + kClosed, "TSM Start Doc: Failed wait command in helper"},
+        {"on jobid WAIT \"Offline\" then ERROR", kJobId + "OK\n" + kClosed, "TSM Start Doc: Failed jobid command in helper",
+         {kPrinting, kError}, {PRINTER_STATUS_ERROR}},
+        {"on enddoc ERROR", kWhole, "TSM End Doc: Failed to write enddoc"},
         // unreadable, and in pieces
         {"on any say \"OKAY, go on\\n\"", kWhole},
-        {"on jobid say \" OK\\n\"", kJobId + kClosed, printed, {kPrinting}, {}, "TSM: give up due to bad response"},
+        {"on jobid say \" OK\\n\"", kJobId + kClosed, "TSM: give up due to bad response"},
         {"on jobid say \"O\" then silence for 200 ms then say \"K\\n\"", kJobId + kClosed},
-        {"on jobid say \".\" then silence for 200 ms then OK",
-         kWhole,
-         printed,
-         {kPrinting},
-         {},
-         "TSM: try reading again"},
+        {"on jobid say \".\" then silence for 200 ms then OK", kWhole, "TSM: try reading again"},
         // gone
-        {"on jobid say \"O\" then exit", kJobId + kExit, printed, {kPrinting}, {}, "(nbytes = 1): \"OXXXXXXXX"},
-        {"on wait close output", kWait + kClosed, printed, {kPrinting}, {}, "TSM: error in ReadFile"},
+        {"on jobid say \"O\" then exit", kJobId + kExit, "(nbytes = 1): \"OXXXXXXXX"},
+        {"on wait close output", kWait + kClosed, "TSM: error in ReadFile"},
         {"on any exit", kName + kExit},
         {"on printeraddress exit", kAddress + kExit + kAddress + kExit},
         {"on jobid exit", kJobId + kExit},
         {"on wait exit", kWait + kExit},
         {"on startdoc exit", kStart + kExit + kStart + kExit},
-        {"on startdoc OK then exit", kStart + kExit, printed, {kPrinting}, {}, "TSM End Doc: Failed to write enddoc"},
+        {"on startdoc OK then exit", kStart + kExit, "TSM End Doc: Failed to write enddoc"},
         {"on enddoc exit", kStart + "enddoc\n" + kExit},
-        {"on startdoc WAIT \"Low Paper\" then exit",
-         kStart + "OK\n" + kExit + kStart + "OK\n" + kExit,
-         printed,
-         {kPrinting, kError},
-         {PRINTER_STATUS_ERROR}},
+        {"on startdoc WAIT \"Low Paper\" then exit", kStart + "OK\n" + kExit + kStart + "OK\n" + kExit, "",
+         {kPrinting, kError}, {PRINTER_STATUS_ERROR}},
     };
+    // clang-format on
     start();
     check_hardware();
     const std::string page = pattern(100000);

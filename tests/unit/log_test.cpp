@@ -159,34 +159,6 @@ TEST_F(Log, LosesNothingWhenItCannotRotate) {
     }
 }
 
-// With details on, a rotation logs too. No line may get lost, come twice, or start a rotation inside a rotation.
-TEST_F(Log, KeepsEveryLineOnceThroughItsRotations) {
-    constexpr int kLines = 60;
-    session_context.debug_logging = session_context.dev_logging = 1;
-    session_context.log_rotate_number = 100;
-    session_context.log_rotate_size_kbytes = 1;
-    for (const int32_t check : {0, 1, 7}) {
-        session_context.log_rotate_check_count = check;
-        for (int i = 0; i < kLines; ++i) log_write("INFO ", nullptr, 0, ("line " + std::to_string(i)).c_str());
-        log_close();
-        int rotations = 0;
-        while (os_file_exists(numbered(rotations + 1).c_str())) ++rotations;
-        Strings all;
-        for (int i = rotations; i >= 0; --i) {
-            const std::string file = i == 0 ? log_path : numbered(i);
-            for (const std::string& line : parse_log(read_bytes(file))) all.push_back(line);
-            os_file_delete(file.c_str());
-        }
-        int next = 0;
-        for (const std::string& line : all) next += line == "INFO : line " + std::to_string(next) ? 1 : 0;
-        EXPECT_EQ(next, kLines) << check;
-        EXPECT_EQ(std::count(all.begin(), all.end(), "DEBUG: Successfully rotated log"), rotations) << check;
-        EXPECT_EQ(rotations > 0, check > 0) << check;
-        const auto checks = std::count(all.begin(), all.end(), "DEBUG: Perform log rotation if required.");
-        EXPECT_TRUE(check > 1 || checks == check * kLines) << checks;
-    }
-}
-
 TEST_F(Log, ChecksItsSizeAtEvery200thLine) {
     log_info(LOG_HERE, "seed");
     session_context.log_rotate_number = 10;

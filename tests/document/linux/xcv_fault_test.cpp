@@ -34,22 +34,24 @@ class XcvFaults : public PortAdmin {
     void remove_all() {
         for (const LPCWSTR name : {W("Office"), W("Lab")}) send(W("TSDeletePort"), Text(name));
     }
+    void renew() {
+        remove_all();
+        ASSERT_EQ(send(W("TSAddPort"), config(W("Lab"), W("10.0.0.9"))), 0u);
+        ASSERT_EQ(send(W("TSAddPort"), old_), 0u);
+    }
     const PortConfig old_ = config(W("Office"), W("10.0.0.1"), 1);
     const PortConfig new_ = config(W("Office"), W("10.0.0.2"), 2);
 };
 
 TEST_F(XcvFaults, AnAddedPortIsInTheListAndTheRegistryOrInNeither) {
     start();
-    const Lines failed = fail_each_call([&] { remove_all(); }, [&] { return send(W("TSAddPort"), old_); },
+    const auto add = [&] { return send(W("TSAddPort"), old_); };
+    const Lines failed = fail_each_call([&] { remove_all(); }, add,
                                         [&](DWORD code, bool registry) {
-                                            if (registry) {
-                                                EXPECT_NE(code, 0u);
-                                            }
+                                            EXPECT_FALSE(registry && code == 0);
                                             EXPECT_EQ(listed(), code == 0 ? Lines{"Office|10.0.0.1|1"} : Lines());
                                             EXPECT_EQ(stored(), listed());
-                                            if (code != 0) {
-                                                EXPECT_EQ(send(W("TSAddPort"), old_), 0u);
-                                            }
+                                            EXPECT_EQ(add(), code == 0 ? 183u : 0u);
                                             expect_agreement();
                                         });
     EXPECT_EQ(failed, (Lines{"RegCreateKeyExW", "RegCreateKeyExW", "RegSetValueExW", "RegSetValueExW"}));
@@ -59,17 +61,12 @@ TEST_F(XcvFaults, AnAddedPortIsInTheListAndTheRegistryOrInNeither) {
 
 TEST_F(XcvFaults, AChangedPortIsTheOldOrTheNewOneEverywhere) {
     start();
-    const auto prepare = [&] {
-        remove_all();
-        ASSERT_EQ(send(W("TSAddPort"), old_), 0u);
-    };
+    const auto change = [&] { return send(W("TSConfigPort"), new_); };
     const Lines failed = fail_each_call(
-        prepare, [&] { return send(W("TSConfigPort"), new_); },
+        [&] { renew(); }, change,
         [&](DWORD code, bool registry) {
-            if (registry) {
-                EXPECT_EQ(code, 87u);
-            }
-            EXPECT_EQ(listed(), Lines{code == 0 ? "Office|10.0.0.2|2" : "Office|10.0.0.1|1"});
+            EXPECT_TRUE(!registry || code == 87) << code;
+            EXPECT_EQ(listed(), (Lines{"Lab|10.0.0.9|9100", code == 0 ? "Office|10.0.0.2|2" : "Office|10.0.0.1|1"}));
             EXPECT_EQ(stored(), listed());
         });
     EXPECT_EQ(failed, (Lines{"RegOpenKeyExW", "RegOpenKeyExW", "RegSetValueExW", "RegSetValueExW"}));
@@ -79,30 +76,18 @@ TEST_F(XcvFaults, AChangedPortIsTheOldOrTheNewOneEverywhere) {
 // A port whose removal from the registry fails is gone from the list all the same, with a line; it can be added again.
 TEST_F(XcvFaults, ADeletedPortIsGoneAndCanComeBack) {
     start();
-    const auto prepare = [&] {
-        remove_all();
-        ASSERT_EQ(send(W("TSAddPort"), old_), 0u);
-        ASSERT_EQ(send(W("TSAddPort"), config(W("Lab"), W("10.0.0.9"))), 0u);
-    };
     int lines = 0;
-    const Lines failed = fail_each_call(
-        prepare, [&] { return send(W("TSDeletePort"), Text(W("office"))); },
-        [&](DWORD code, bool registry) {
-            if (registry) {
-                EXPECT_EQ(code, 0u);
-                EXPECT_EQ(listed(), Lines{"Lab|10.0.0.9|9100"});
-                ++lines;
-            } else {
-                EXPECT_EQ(listed().size(), code == 0 ? 1u : 2u);
-                expect_agreement();
-            }
-            EXPECT_EQ(logged("TSM: DeletePortFromRegistry failed to ", "ERROR"), lines);
-            EXPECT_EQ(send(W("TSAddPort"), new_), code == 0 ? 0u : 183u);
-            if (code != 0) {
-                EXPECT_EQ(send(W("TSConfigPort"), new_), 0u);
-            }
-            EXPECT_EQ(stored(), (Lines{"Lab|10.0.0.9|9100", "Office|10.0.0.2|2"}));
-        });
+    const auto remove = [&] { return send(W("TSDeletePort"), Text(W("office"))); };
+    const Lines failed = fail_each_call([&] { renew(); }, remove,
+                                        [&](DWORD code, bool registry) {
+                                            EXPECT_FALSE(registry && code != 0);
+                                            EXPECT_EQ(listed().size(), code == 0 ? 1u : 2u);
+                                            if (!registry) expect_agreement();
+                                            lines += registry ? 1 : 0;
+                                            EXPECT_EQ(logged("TSM: DeletePortFromRegistry failed to ", "ERROR"), lines);
+                                            EXPECT_EQ(send(code == 0 ? W("TSAddPort") : W("TSConfigPort"), new_), 0u);
+                                            EXPECT_EQ(stored(), (Lines{"Lab|10.0.0.9|9100", "Office|10.0.0.2|2"}));
+                                        });
     EXPECT_EQ(failed, (Lines{"RegOpenKeyExW", "RegOpenKeyExW", "RegDeleteValueW", "RegDeleteValueW", "RegDeleteKeyW"}));
 }
 
