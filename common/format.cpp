@@ -44,6 +44,9 @@ struct Conversion {
     int precision = -1;
     bool wide64 = false;  // ll, I64
     char type = '\0';
+
+    // As most are: nothing but the type.
+    bool is_plain() const { return !left && !sign && !blank && !alternate && !zeros && width == 0 && precision < 0; }
 };
 
 bool parse_flag(char character, Conversion& conversion) {
@@ -134,7 +137,7 @@ struct Digits {
     }
     size_t length() const { return static_cast<size_t>(text + sizeof text - begin); }
 
-    char text[22];  // 64 bits in octal
+    char text[23];  // 64 bits in octal, and a sign
     char* begin = text + sizeof text;
 };
 
@@ -162,6 +165,10 @@ const char* prefix_of(const Conversion& conversion, bool is_signed, bool negativ
 void put_number(Sink& sink, const Conversion& conversion, bool is_signed, bool negative, uint64_t magnitude) {
     Digits digits;
     put_digits(digits, magnitude, conversion.type);
+    if (conversion.is_plain() && magnitude != 0) {
+        if (negative) *--digits.begin = '-';
+        return sink.append(digits.begin, digits.length());
+    }
     const char* const prefix = prefix_of(conversion, is_signed, negative, magnitude);
     const size_t prefix_length = strlen(prefix);
     const size_t length = digits.length();

@@ -117,6 +117,10 @@ struct Line {
     }
 };
 
+char digit(unsigned number) {
+    return static_cast<char>('0' + number % 10);
+}
+
 // "2026-03-01 09:05:07,042"
 void put_time(Line& out) {
     const int64_t now = os_get_time();
@@ -126,9 +130,9 @@ void put_time(Line& out) {
         log_state.second = second;
     }
     out.put(log_state.second_text);
-    char milliseconds[16];
-    util_snprintf(milliseconds, sizeof milliseconds, ",%03d", static_cast<int>(now - second * 1000));
-    out.put(milliseconds);
+    const auto milliseconds = static_cast<unsigned>(now - second * 1000);
+    const char text[] = {',', digit(milliseconds / 100), digit(milliseconds / 10), digit(milliseconds)};
+    out.put(text, sizeof text);
 }
 
 // The caller holds the log lock and has the stream open.
