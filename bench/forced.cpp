@@ -1,25 +1,19 @@
 // A document whose attributes are forced: into a file, through a helper that copies it, to the printer.
 #include <filesystem>
-#include <fstream>
 
 #include "bench/bench.h"
 #include "bench/others.h"
 #include "bench/print_server.h"
 #include "tools/host/platform.h"
+#include "tools/host/records.h"
 
 namespace bench {
 namespace {
 
 // What brings the helper into play for the next document.
 void force_next(const PrintServer& server) {
-    const std::string job = "-Printer 0-" + std::to_string(PrintServer::kJob) + ".dat";
-    std::ofstream(server.folder().spool("forceattr") + "/job" + job) << "meta-data";
-    std::ofstream record(server.folder().spool("forceattr") + "/msf" + job);
-    record << "# TS Serialize Data\nversion=2\nwatermark_text=\nwatermark_font_size_points=12\n"
-              "watermark_gray_level=0\nwatermark_position=0\nwatermark_position_override_from_edge_y_points=0\n"
-              "default_to_a4=FALSE\nforce_duplex=TRUE\nforce_grayscale=FALSE\nset_num_copies=0\ncompress_method=0\n"
-              "inject_job_uid=FALSE\n#END\n";
-    require(static_cast<bool>(record.flush()), "the record of forced attributes cannot be written");
+    require(host::write_force_attributes_records(server.folder(), "Printer 0", PrintServer::kFirstJob),
+            "the records of forced attributes cannot be written");
 }
 
 }  // namespace

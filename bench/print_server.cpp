@@ -27,7 +27,7 @@ PrintServer::PrintServer(std::uint16_t receiver_port, unsigned ports) : install_
         // More printers than are printed on would only make the spooler's simulation slow.
         if (i >= kPrinters) continue;
         spooler_sim::add_printer(name_of(i));
-        spooler_sim::add_job(name_of(i), kJob, W("document"), W("client"));
+        spooler_sim::add_job(name_of(i), kFirstJob + i, W("document"), W("client"));
     }
 }
 
@@ -52,7 +52,7 @@ void PrintServer::start(const std::vector<std::string>& settings) {
 HANDLE PrintServer::begin(unsigned port) const {
     HANDLE handle = nullptr;
     require(monitor_.open_port(names_[port], handle), "OpenPort failed");
-    require(monitor_.start_document(handle, names_[port], kJob, document_), "StartDocPort failed");
+    require(monitor_.start_document(handle, names_[port], kFirstJob + port, document_), "StartDocPort failed");
     return handle;
 }
 

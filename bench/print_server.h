@@ -35,7 +35,7 @@ class PrintServer {
     const host::BaseFolder& folder() const { return folder_; }
     static host::Text name_of(unsigned port);
 
-    static constexpr DWORD kJob = 7;
+    static constexpr DWORD kFirstJob = 7;  // of port 0; each port has one of its own
 
   private:
     std::string install_;

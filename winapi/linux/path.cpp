@@ -98,30 +98,32 @@ DWORD take_start(std::u16string_view& path, std::string& folder, bool& climbs) {
     return ERROR_SUCCESS;
 }
 
-void add_name(std::u16string_view name, std::string& native) {
+void add_name(std::u16string_view name, bool ascii, std::string& native) {
     native += '/';
-    const bool ascii = std::all_of(name.begin(), name.end(), [](WCHAR c) { return c < 0x80; });
-    if (ascii) {
-        native.append(name.begin(), name.end());
-    } else {
+    if (!ascii) {
         native += to_utf8(std::u16string(name).c_str());
+        return;
     }
+    const size_t begin = native.size();
+    native.resize(begin + name.size());
+    for (size_t i = 0; i < name.size(); ++i) native[begin + i] = static_cast<char>(name[i]);
 }
 
 // Adds the names of a path to the folder it starts from; ".." stays within its first `root` characters.
 DWORD add_names(std::u16string_view path, size_t root, std::string& native) {
     while (!path.empty()) {
         size_t end = 0;
-        while (end < path.size() && !is_separator(path[end])) {
+        WCHAR bits = 0;  // of all its characters
+        for (; end < path.size() && !is_separator(path[end]); ++end) {
             if (is_refused(path[end])) return ERROR_INVALID_NAME;
-            ++end;
+            bits |= path[end];
         }
         const std::u16string_view name = path.substr(0, end);
         path.remove_prefix(std::min(end + 1, path.size()));
         if (name == u"..") {
             if (native.size() > root) native.resize(native.rfind('/'));
         } else if (const auto kept = trim(name, path.empty()); !kept.empty()) {
-            add_name(kept, native);
+            add_name(kept, bits < 0x80, native);
         }
     }
     return ERROR_SUCCESS;

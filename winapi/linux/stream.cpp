@@ -345,8 +345,14 @@ int _waccess(LPCWSTR path, int mode) {
     constexpr int writes = 2;
     if (access_point.fails()) return fail_with(ERROR_ACCESS_DENIED);
     if ((mode & ~(reads | writes)) != 0) return fail_with(ERROR_INVALID_PARAMETER);
+    std::string native;
+    if (const DWORD error = winapi::resolve_path(path, native)) return fail_with(error);
     struct stat status {};
-    if (const DWORD error = status_of(path, status)) return fail_with(error);
+    // The runtime promises an errno, and that is one for a missing file and a missing folder: which of them is not
+    // asked.
+    if (::stat(native.c_str(), &status) != 0) {
+        return fail_with(errno == ENOENT ? ERROR_FILE_NOT_FOUND : winapi::error_from_errno(errno));
+    }
     const bool refused = (mode & writes) != 0 && !S_ISDIR(status.st_mode) && winapi::is_read_only(status);
     return refused ? fail_with(ERROR_ACCESS_DENIED) : 0;
 }

@@ -1,6 +1,8 @@
 #include "winapi/linux/text.h"
 
+#include <algorithm>
 #include <clocale>
+#include <cstdint>
 #include <cstring>
 #include <cwctype>
 #include <string_view>
@@ -104,7 +106,6 @@ template <typename To, typename From, typename Put>
 bool convert(std::basic_string_view<From> text, Put put) {
     bool good = true;
     while (!text.empty()) {
-        // ASCII is the same in both, and nearly all there is.
         if (const auto unit = static_cast<std::make_unsigned_t<From>>(text.front()); unit < 0x80) {
             put(static_cast<To>(unit));
             text.remove_prefix(1);
@@ -115,6 +116,20 @@ bool convert(std::basic_string_view<From> text, Put put) {
         encode(c == malformed ? replacement : c, To{}, put);
     }
     return good;
+}
+
+// The length of what is ASCII at the front, looked at eight bytes at a time.
+template <typename Unit>
+size_t ascii_length(std::basic_string_view<Unit> text) {
+    constexpr std::uint64_t beyond = sizeof(Unit) == 1 ? 0x8080808080808080 : 0xFF80FF80FF80FF80;
+    size_t length = 0;
+    for (std::uint64_t units = 0; length + sizeof units / sizeof(Unit) <= text.size();) {
+        std::memcpy(&units, text.data() + length, sizeof units);
+        if ((units & beyond) != 0) return length;
+        length += sizeof units / sizeof(Unit);
+    }
+    while (length < text.size() && static_cast<std::make_unsigned_t<Unit>>(text[length]) < 0x80) ++length;
+    return length;
 }
 
 int text_fail(DWORD error) {
@@ -131,8 +146,12 @@ int convert_into(UINT code_page, const From* text, int size, To* out, int out_si
         return text_fail(ERROR_INVALID_PARAMETER);
     }
     const size_t length = size < 0 ? std::char_traits<From>::length(text) + 1 : static_cast<size_t>(size);
-    int count = 0;
-    const bool good = convert<To>(std::basic_string_view<From>(text, length), [&](To unit) {
+    // ASCII is the same in both, and nearly always all there is.
+    const std::basic_string_view<From> whole(text, length);
+    const size_t ascii = ascii_length(whole);
+    for (size_t i = 0; i < std::min(ascii, static_cast<size_t>(out_size)); ++i) out[i] = static_cast<To>(text[i]);
+    auto count = static_cast<int>(ascii);
+    const bool good = convert<To>(whole.substr(ascii), [&](To unit) {
         if (count < out_size) out[count] = unit;
         ++count;
     });

@@ -26,10 +26,8 @@ bool same_name(const Text& left, const Text& right) {
 }
 
 PrinterRecord* find_printer(const Text& name) {
-    for (PrinterRecord& record : state().printers) {
-        if (same_name(record.name, name)) return &record;
-    }
-    return nullptr;
+    const auto found = state().printers.find(name);
+    return found == state().printers.end() ? nullptr : &found->second;
 }
 
 Text registered_name(const Text& name) {
@@ -89,13 +87,13 @@ void reset() {
 void add_printer(const Text& name) {
     State& s = state();
     const std::lock_guard lock(s.mutex);
-    if (find_printer(name) == nullptr) s.printers.push_back({name, 0, {}});
+    s.printers.try_emplace(name, PrinterRecord{name, 0, {}});
 }
 
 void remove_printer(const Text& name) {
     State& s = state();
     const std::lock_guard lock(s.mutex);
-    std::erase_if(s.printers, [&](const PrinterRecord& record) { return same_name(record.name, name); });
+    s.printers.erase(name);
     std::erase_if(s.jobs, [&](const JobRecord& record) { return same_name(record.job.printer, name); });
 }
 

@@ -25,9 +25,13 @@ struct MonitorRecord {
     HANDLE handle;
 };
 
+struct NameOrder {
+    bool operator()(const Text& left, const Text& right) const { return lstrcmpiW(left.c_str(), right.c_str()) < 0; }
+};
+
 struct State {
     std::mutex mutex;
-    std::vector<PrinterRecord> printers;
+    std::map<Text, PrinterRecord, NameOrder> printers;
     std::vector<JobRecord> jobs;
     std::vector<MonitorRecord> monitors;
     std::vector<Text> foreign_ports;
