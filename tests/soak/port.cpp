@@ -214,7 +214,7 @@ std::string Port::judge_record(const Plan& plan, const Pace& pace, DWORD job_id)
 
 // A reset is felt on this machine at once: a send that began long after one and was reported as done is none.
 std::string Port::judge_loss(const Plan& plan, const Pace& pace, const peer::Connection& last) {
-    constexpr auto kLong = std::chrono::seconds(2);
+    constexpr auto kLong = std::chrono::milliseconds(500);
     const bool too_late = last.end == peer::End::reset_here && pace.before_last > last.ended + kLong;
     return too_late && !plan.is_forced() ? "bytes taken long after the printer had reset the connection" : "";
 }

@@ -52,7 +52,7 @@ bool TcpPrinter::bind_again() {
     error_.clear();
     listener_ = net::bind_to(options_.address, port_, error_);
     if (listener_ == net::no_socket) return false;
-    port_ = net::bound_port(listener_);
+    if (port_ == 0) port_ = net::bound_port(listener_);  // read by others once it is known
     return true;
 }
 
