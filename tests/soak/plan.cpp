@@ -19,7 +19,7 @@ constexpr Share<Course> kCourseShares[] = {
     {Course::forced, 12},     {Course::forced_dies, 8},
 };
 constexpr Share<Trouble> kTroubleShares[] = {
-    {Trouble::none, 800},   {Trouble::lost_once, 100}, {Trouble::lost_always, 20},
+    {Trouble::none, 780},   {Trouble::lost_once, 100}, {Trouble::lost_always, 20}, {Trouble::lost_felt, 20},
     {Trouble::refused, 30}, {Trouble::stalled, 40},    {Trouble::slow_close, 10},
 };
 // Each up to this many bytes.
@@ -99,9 +99,16 @@ void plan_rewriting(Random& random, Plan& plan) {
 
 void plan_trouble(Random& random, Plan& plan) {
     peer::Behaviour& behaviour = plan.behaviour;
-    const std::uint64_t place = below(random, plan.data.size() + 1);
+    if (plan.trouble == Trouble::lost_felt) {
+        plan.write_size = static_cast<DWORD>(plan.data.size() / 4 + 1);
+        const bool is_felt = plan.data.size() > 8 && !plan.is_forced() && plan.course != Course::not_approved &&
+                             plan.course != Course::check_delete;
+        if (!is_felt) plan.trouble = Trouble::lost_once;
+    }
+    const bool felt = plan.trouble == Trouble::lost_felt;
+    const std::uint64_t place = below(random, felt ? plan.write_size : plan.data.size() + 1);
     const bool reset = below(random, 2) == 0;
-    if (plan.trouble == Trouble::lost_once || plan.trouble == Trouble::lost_always) {
+    if (felt || plan.trouble == Trouble::lost_once || plan.trouble == Trouble::lost_always) {
         (reset ? behaviour.reset_after : behaviour.close_after) = place;
         // With little room between monitor and printer, what is lost is felt before the end. With less than this, a
         // window that is smaller than this machine's packets makes every one of them wait.

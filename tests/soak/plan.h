@@ -33,11 +33,13 @@ enum class Trouble {
     none,
     lost_once,    // the printer resets or closes the first connection, somewhere in the document
     lost_always,  // and every other one
+    lost_felt,    // the first one, early, and what follows is written only after that
     refused,      // it does not listen
     stalled,      // it stops reading for a moment
     slow_close,   // it closes later than the monitor waits for it
 };
-constexpr const char* kTroubleNames[] = {"no trouble", "lost once", "lost always", "refused", "stalled", "slow close"};
+constexpr const char* kTroubleNames[] = {"no trouble", "lost once", "lost always", "lost and felt",
+                                         "refused",    "stalled",   "slow close"};
 
 struct Plan {
     Course course = Course::direct;

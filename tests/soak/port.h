@@ -33,17 +33,17 @@ class Port {
     void set_away(bool away) { away_ += away == (away_ % 2 == 0) ? 1 : 0; }
 
   private:
-    // How the last course of a document went, write by write.
+    // How far the last course of a document has come.
     struct Pace {
         std::uint64_t bytes = 0;
         unsigned writes = 0;
-        std::chrono::steady_clock::time_point last;
-        std::chrono::steady_clock::time_point before_last;
+        unsigned felt = 0;  // over all courses: writes behind which the lost connection was waited for
     };
     using Connections = std::vector<peer::Connection>;
 
     host::Document lay_out(const Plan& plan, Pace& pace);
     void clear_away(const Plan& plan, DWORD job);
+    void feel_loss(Pace& pace);
     bool take_arrived(Connections& arrived);
     // What became of the job; `wrong` says what must not be.
     Fate judge(const Plan& plan, const host::Outcome& outcome, const Connections& arrived, bool away,
@@ -51,7 +51,6 @@ class Port {
     Fate judge_printed(const Plan& plan, const host::Outcome& outcome, const Connections& arrived,
                        std::string& wrong) const;
     std::string judge_record(const Plan& plan, const Pace& pace, DWORD job_id) const;
-    static std::string judge_loss(const Plan& plan, const Pace& pace, const peer::Connection& last);
 
     Server& server_;
     Random random_;
