@@ -1,6 +1,5 @@
-// The configuration channel and the calls on the port list beside it: a sequence of them, each compared with what a
-// plain list of ports would have done, the list with that list after each, and what the next start brings back at the
-// end.
+// The configuration channel and the calls on the port list beside it: a sequence of them, each with a look at what it
+// has made of the list, and at the end at what the next start brings back.
 #include <algorithm>
 #include <cstring>
 #include <memory>
@@ -89,102 +88,21 @@ void keep_local(std::string& bytes) {
     memcpy(bytes.data(), &config, sizeof config);
 }
 
-// -- The plain list --------------------------------------------------------------------------------------------------
-
-bool same_name(const Text& left, const Text& right) {
-    return lstrcmpiW(left.c_str(), right.c_str()) == 0;
-}
+using Ports = std::vector<PortConfig>;
 
 Text name_of(const PortConfig& config) {
     return tsmon::FieldText(config.port_name).text;
 }
-
-// The text at the front of some bytes, up to its terminator or their end.
-Text text_in(const std::string& bytes) {
-    Text text(bytes.size() / sizeof(WCHAR), 0);
-    memcpy(text.data(), bytes.data(), text.size() * sizeof(WCHAR));
-    return text.substr(0, text.find(WCHAR{0}));
+bool same_name(const Text& left, const Text& right) {
+    return lstrcmpiW(left.c_str(), right.c_str()) == 0;
 }
-
-struct Call {
-    Command command = kUnknown;
-    bool administrator = false;
-    Text object;
-    std::string input;
-    DWORD output_size = 0;
-};
-
-class PlainList {
-  public:
-    std::vector<PortConfig> ports;
-
-    auto find(const Text& name) {
-        return std::find_if(ports.begin(), ports.end(),
-                            [&](const PortConfig& port) { return same_name(name_of(port), name); });
-    }
-    bool knows(const Text& name) { return find(name) != ports.end() || same_name(name, kForeignPort); }
-
-    // What the call returns, after it has been done here.
-    DWORD result_of(const Call& call) {
-        const bool needs_rights = call.command == kAddPort || call.command == kConfigPort ||
-                                  call.command == kGetConfigInfo || call.command == kDeletePort;
-        if (needs_rights && !call.administrator) return ERROR_ACCESS_DENIED;
-        switch (call.command) {
-            case kMonitorUi:
-                return call.output_size < sizeof W("tsprintportmonui.dll") ? ERROR_INSUFFICIENT_BUFFER : ERROR_SUCCESS;
-            case kAddPort:
-                return add(call.input);
-            case kConfigPort:
-                return configure(call.input);
-            case kGetConfigInfo:
-                return call.output_size == sizeof(PortConfig) && find(call.object) != ports.end()
-                           ? ERROR_SUCCESS
-                           : ERROR_INVALID_PARAMETER;
-            case kDeletePort:
-                return remove(text_in(call.input));
-            case kPortExists:
-                return exists(text_in(call.input));
-            case kPortIsValid:
-                return call.input.size() < sizeof(PortConfig) ? ERROR_INVALID_PARAMETER : ERROR_INVALID_FUNCTION;
-            case kUnknown:
-                break;
-        }
-        return ERROR_INVALID_PARAMETER;
-    }
-
-  private:
-    DWORD add(const std::string& input) {
-        PortConfig config;
-        if (input.size() != sizeof config) return ERROR_INVALID_PARAMETER;
-        memcpy(&config, input.data(), sizeof config);
-        const Text name = name_of(config);
-        const bool storable = !name.empty() && name.size() < tsmon::kPortNameSize && name.find(W('\\')) == Text::npos;
-        if (!storable) return ERROR_INVALID_PARAMETER;
-        if (knows(name)) return ERROR_ALREADY_EXISTS;
-        ports.push_back(config);
-        return ERROR_SUCCESS;
-    }
-    DWORD configure(const std::string& input) {
-        PortConfig config;
-        if (input.size() != sizeof config) return ERROR_INVALID_PARAMETER;
-        memcpy(&config, input.data(), sizeof config);
-        const auto port = find(name_of(config));
-        if (port == ports.end()) return ERROR_INVALID_PARAMETER;
-        *port = config;
-        return ERROR_SUCCESS;
-    }
-    DWORD remove(const Text& name) {
-        if (name.empty() || name.size() > MAX_PATH) return ERROR_INVALID_PARAMETER;
-        const auto port = find(name);
-        if (port == ports.end()) return ERROR_FILE_NOT_FOUND;
-        ports.erase(port);
-        return ERROR_SUCCESS;
-    }
-    DWORD exists(const Text& name) {
-        if (name.empty() || name.size() > MAX_PATH) return ERROR_INVALID_PARAMETER;
-        return knows(name) ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS;
-    }
-};
+bool same(const PortConfig& left, const PortConfig& right) {
+    return memcmp(&left, &right, sizeof left) == 0;
+}
+size_t count(const Ports& ports, const Text& name) {
+    const auto has_name = [&](const PortConfig& port) { return same_name(name_of(port), name); };
+    return static_cast<size_t>(std::count_if(ports.begin(), ports.end(), has_name));
+}
 
 // -- The monitor -----------------------------------------------------------------------------------------------------
 
@@ -214,6 +132,15 @@ class Monitor {
     }
     Monitor(const Monitor&) = delete;
     Monitor& operator=(const Monitor&) = delete;
+
+    Ports ports() const {
+        Ports all;
+        const auto* const context = static_cast<const tsmon::MonitorContext*>(handle);
+        for (const tsmon::PortEntry* port = context->ports; port != nullptr; port = port->next) {
+            all.push_back(port->config);
+        }
+        return all;
+    }
 
     MONITOR2* table = nullptr;
     HANDLE handle = nullptr;
@@ -245,35 +172,46 @@ Handle take_out(std::vector<Handle>& handles, Input& input) {
     return handle;
 }
 
-void send(Monitor& monitor, Input& input, const XcvHandle& xcv, PlainList& list) {
-    const uint8_t choice = input.byte();
-    Call call;
-    call.command = choice < 0xF0 ? static_cast<Command>(choice % 7) : kUnknown;
-    call.administrator = xcv.administrator;
-    call.object = xcv.object;
-    call.input = take_buffer(input);
-    if (call.command == kPortIsValid) keep_local(call.input);
-    const uint8_t room = input.byte();
-    call.output_size = room < 0x60 ? DWORD{sizeof(PortConfig)} : room < 0xC0 ? DWORD{42} : room;
-
-    Text name = call.command != kUnknown ? Text(kCommands[call.command]) : take_name(input);
-    const ExactBuffer in(call.input.data(), call.input.size());
-    const ExactBuffer out(call.output_size);
-    DWORD needed = 0;
-    const auto port = list.find(call.object);
-    const PortConfig before = port != list.ports.end() ? *port : PortConfig{};
-    const DWORD expected = list.result_of(call);
-    const DWORD result =
-        monitor.table->pfnXcvDataPort(xcv.handle, name.c_str(), in.get(), static_cast<DWORD>(call.input.size()),
-                                      out.get(), call.output_size, input.byte() % 2 != 0 ? nullptr : &needed);
-    REQUIRE(result == expected);
-    if (call.command == kGetConfigInfo && result == ERROR_SUCCESS) {
-        REQUIRE(memcmp(out.get(), &before, sizeof before) == 0);
+// Each name once, in any letters, and one that the registry can give back.
+void check_names(const Ports& ports) {
+    for (const PortConfig& port : ports) {
+        const Text name = name_of(port);
+        REQUIRE(count(ports, name) == 1 && !same_name(name, kForeignPort));
+        REQUIRE(!name.empty() && name.size() < tsmon::kPortNameSize && name.find(W('\\')) == Text::npos);
     }
 }
 
+void send(Monitor& monitor, Input& input, const XcvHandle& xcv) {
+    const uint8_t choice = input.byte();
+    const Command command = choice < 0xF0 ? static_cast<Command>(choice % 7) : kUnknown;
+    std::string bytes = take_buffer(input);
+    if (command == kPortIsValid) keep_local(bytes);
+    const uint8_t room = input.byte();
+    const DWORD output_size = room < 0x60 ? DWORD{sizeof(PortConfig)} : room < 0xC0 ? DWORD{42} : room;
+    Text name = command != kUnknown ? Text(kCommands[command]) : take_name(input);
+    const ExactBuffer in(bytes.data(), bytes.size());
+    const ExactBuffer out(output_size);
+    DWORD needed = 0;
+    const Ports before = monitor.ports();
+    const DWORD result =
+        monitor.table->pfnXcvDataPort(xcv.handle, name.c_str(), in.get(), static_cast<DWORD>(bytes.size()), out.get(),
+                                      output_size, input.byte() % 2 != 0 ? nullptr : &needed);
+    const Ports after = monitor.ports();
+    check_names(after);
+    const bool done = result == ERROR_SUCCESS;
+    const bool changes = command == kAddPort || command == kConfigPort || command == kDeletePort;
+    REQUIRE(xcv.administrator || !(changes || command == kGetConfigInfo) || result == ERROR_ACCESS_DENIED);
+    REQUIRE(after.size() + (done && command == kDeletePort) == before.size() + (done && command == kAddPort));
+    REQUIRE((done && changes) || std::equal(before.begin(), before.end(), after.begin(), same));
+    REQUIRE(!(done && command == kGetConfigInfo) ||
+            (count(before, xcv.object) == 1 && std::any_of(before.begin(), before.end(), [&](const PortConfig& port) {
+                 return memcmp(&port, out.get(), sizeof port) == 0 && same_name(name_of(port), xcv.object);
+             })));
+    REQUIRE(command != kUnknown || result == ERROR_INVALID_PARAMETER);
+}
+
 // The list in a buffer that is a little shorter or longer than it has to be, or just right.
-void enumerate(Monitor& monitor, DWORD level, int difference, const PlainList& list) {
+void enumerate(Monitor& monitor, DWORD level, int difference) {
     DWORD needed = 0;
     DWORD returned = 0;
     const BOOL none = monitor.table->pfnEnumPorts(monitor.handle, nullptr, level, nullptr, 0, &needed, &returned);
@@ -288,15 +226,16 @@ void enumerate(Monitor& monitor, DWORD level, int difference, const PlainList& l
         REQUIRE(GetLastError() == ERROR_INSUFFICIENT_BUFFER);
         return;
     }
-    REQUIRE(returned == list.ports.size());
+    const Ports ports = monitor.ports();
+    REQUIRE(returned == ports.size());
     for (DWORD i = 0; i < returned; ++i) {
         const LPWSTR name = level == 1 ? reinterpret_cast<const PORT_INFO_1W*>(buffer.get())[i].pName
                                        : reinterpret_cast<const PORT_INFO_2W*>(buffer.get())[i].pPortName;
-        REQUIRE(name == name_of(list.ports[i]));
+        REQUIRE(name == name_of(ports[i]));
     }
 }
 
-void run(Monitor& monitor, Input& input, PlainList& list) {
+void run(Monitor& monitor, Input& input) {
     std::vector<XcvHandle> handles;
     std::vector<HANDLE> open_ports;
     for (size_t calls = 0; calls < kMostCalls && !input.empty(); ++calls) {
@@ -308,17 +247,17 @@ void run(Monitor& monitor, Input& input, PlainList& list) {
         } else if (choice == 2 && open_ports.size() < kMostHandles) {
             Text name = take_name(input);
             HANDLE port = nullptr;
-            const bool known = list.find(name) != list.ports.end();
+            const bool known = count(monitor.ports(), name) == 1;
             REQUIRE(monitor.table->pfnOpenPort(monitor.handle, name.data(), &port) == (known ? TRUE : FALSE));
             if (known) open_ports.push_back(port);
         } else if (choice == 3 && !open_ports.empty()) {
             REQUIRE(monitor.table->pfnClosePort(take_out(open_ports, input)));
         } else if (choice == 4) {
             const DWORD level = input.byte() % 2 + 1;
-            enumerate(monitor, level, input.byte() % 5 - 2, list);
+            enumerate(monitor, level, input.byte() % 5 - 2);
         } else {
-            send(monitor, input, handles[input.byte() % handles.size()], list);
-            enumerate(monitor, 1, 0, list);
+            send(monitor, input, handles[input.byte() % handles.size()]);
+            enumerate(monitor, 1, 0);
         }
     }
     for (const XcvHandle& xcv : handles) monitor.table->pfnXcvClosePort(xcv.handle);
@@ -336,22 +275,22 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         tsmon::MonitorLock.initialised = InitializeCriticalSectionAndSpinCount(&tsmon::MonitorLock.section, 0) != FALSE;
     }
     Input input(data, size);
-    PlainList list;
+    Ports before;
     const fuzz::NothingLeftOver nothing;
     {
         Monitor monitor;
-        run(monitor, input, list);
+        run(monitor, input);
+        before = monitor.ports();
     }
     // The next start brings the same ports back, in the order of the registry.
-    Monitor monitor;
-    const auto* const context = static_cast<const tsmon::MonitorContext*>(monitor.handle);
-    size_t count = 0;
-    for (const tsmon::PortEntry* port = context->ports; port != nullptr; port = port->next, ++count) {
-        const auto stored = list.find(name_of(port->config));
-        REQUIRE(stored != list.ports.end());
-        REQUIRE(memcmp(stored->printer_address, port->config.printer_address, sizeof stored->printer_address) == 0);
-        REQUIRE(stored->port_number == port->config.port_number);
+    const Monitor monitor;
+    const Ports after = monitor.ports();
+    REQUIRE(after.size() == before.size());
+    for (const PortConfig& port : after) {
+        REQUIRE(std::any_of(before.begin(), before.end(), [&](const PortConfig& old) {
+            return same_name(name_of(old), name_of(port)) && old.port_number == port.port_number &&
+                   memcmp(old.printer_address, port.printer_address, sizeof old.printer_address) == 0;
+        }));
     }
-    REQUIRE(count == list.ports.size());
     return 0;
 }
