@@ -184,18 +184,20 @@ TEST_F(ForcedAttributes, AWorkFileThatCannotBeHadLeavesTheJobUnchanged) {
     const size_t longest = 259 - directory.size() - std::string("\\input--7.dat").size();
     const struct {
         std::string name;
+        std::string record;  // as its records are named
         bool rewritten;
     } cases[] = {
-        {"Which?", false},
-        {std::string(longest, 'n'), true},
-        {std::string(longest + 1, 'n'), false},
-        {std::string(longest + 2, 'n'), false},
+        {"Which?", "Which_", false},
+        {"up\\..\\..\\..\\there", "up_.._.._.._there", false},
+        {std::string(longest, 'n'), std::string(longest, 'n'), true},
+        {std::string(longest + 1, 'n'), std::string(longest + 1, 'n'), false},
+        {std::string(longest + 2, 'n'), std::string(longest + 2, 'n'), false},
     };
     int failures = 0;
     for (const auto& one : cases) {
         SCOPED_TRACE(one.name);
         spooler_sim::add_printer(host::to_text(one.name));
-        force_attributes(one.name == "Which?" ? "Which_" : one.name);
+        force_attributes(one.record);
         EXPECT_EQ(print_job(kPage, 65536, host::to_text(one.name)).result, host::Result::printed);
         EXPECT_EQ(arrived(), Lines{one.rewritten ? kForcedPage : kPage});
         EXPECT_EQ(work_files(), Lines{});

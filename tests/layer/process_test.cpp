@@ -3,9 +3,7 @@
 // The front door comes first, as in the product.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <string>
-#include <vector>
 
 #include "tests/support/child_process.h"
 
@@ -50,16 +48,6 @@ TEST(Process, ChildrenDoNotKeepEachOthersPipesOpen) {
     }
     test::close_child(first);
     test::close_child(second);
-}
-
-TEST(Process, ArgumentsReachTheProgramWhole) {
-    const std::pair<LPCWSTR, const char*> cases[] = {
-        {W("show a  b\tc "), "[a][b][c]"},
-        {W("show \"a b\" c\"d e\"f \"\""), "[a b][cd ef][]"},
-        {W("show C:\\x\\y\\ \"C:\\a b\\\\\" z"), "[C:\\x\\y\\][C:\\a b\\][z]"},
-        {W("show \\\"q\\\" \"a\\\\\\\"b\""), "[\"q\"][a\\\"b]"},
-    };
-    for (const auto& [arguments, expected] : cases) EXPECT_EQ(expected, test::output_of(child_command(arguments)));
 }
 
 TEST(Process, AMissingProgramIsReportedToTheCaller) {

@@ -3,7 +3,6 @@
 // The front door comes first, as in the product.
 #include <gtest/gtest.h>
 
-#include <future>
 #include <string>
 
 #include "tests/support/listener.h"
@@ -71,24 +70,6 @@ class SocketTest : public testing::Test {
     SOCKET socket_ = INVALID_SOCKET;
     size_t filled_ = 0;
 };
-
-TEST_F(SocketTest, SendQueuesAllOfALargeBuffer) {
-    test::Peer peer = connected_peer();
-    std::string sent(8 << 20, 0);
-    for (size_t i = 0; i < sent.size(); ++i) sent[i] = static_cast<char>(i * 31 >> 8);
-    auto received = std::async(std::launch::async, [&] { return peer.read(sent.size()); });
-    EXPECT_EQ(static_cast<int>(sent.size()), send(socket_, sent.data(), static_cast<int>(sent.size()), 0));
-    EXPECT_TRUE(received.get() == sent);
-}
-
-TEST_F(SocketTest, ConnectIsRefusedWhereNobodyListens) {
-    unsigned short port = 0;
-    {
-        const test::Listener gone;
-        port = gone.port();
-    }
-    EXPECT_EQ(WSAECONNREFUSED, connect_to(port));
-}
 
 TEST_F(SocketTest, SendReportsWhyItCannot) {
     socket_ = WSASocketW(AF_INET, SOCK_STREAM, IPPROTO_TCP, nullptr, 0, 0);
