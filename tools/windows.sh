@@ -72,6 +72,15 @@ windows_print() {
     rm -rf "$folder"
 }
 
+# Every course of a document, as ./run demo shows them.
+windows_demo() {
+    local result=0
+    say "The demo under Wine ..."
+    windows_wine build/windows/bin/demo.exe >"$windows_folder/demo.log" 2>&1 </dev/null || result=1
+    [[ $result -eq 0 ]] || cat "$windows_folder/demo.log" >&2
+    windows_count $result "not every course of the demo is as it should be"
+}
+
 windows_package() {
     local report result=0
     say "Packing ..."
