@@ -10,7 +10,7 @@ TEST(Time, FileTimesCountFrom1601AndRefuseDatesThatAreNone) {
     EXPECT_TRUE(SystemTimeToFileTime(&time, &result));
     EXPECT_EQ((ULARGE_INTEGER{{result.dwLowDateTime, result.dwHighDateTime}}.QuadPart),
               116'444'736'000'000'000 + 951'786'000ULL * 10'000'000 + 10'000);
-    time.wYear = 2001;  // no leap year
+    time.wDay = 30;
     EXPECT_FALSE(SystemTimeToFileTime(&time, &result));
     EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
 }
