@@ -280,10 +280,11 @@ int run(const Options& options) {
 int main(int argc, char** argv) {
     faults::Options options;
     if (!faults::parse(argc, argv, options)) {
-        fprintf(stderr,
-                "usage: faults [--library PATH] [--helper PATH] [--scenario NAME] [--call K --mode once|on|short]\n"
-                "              [--mode none] [--sample N [--seed S]]\n"
-                "Without a call, a mode or a sample every call of the scenarios is made to fail, one after the other.\n");
+        fprintf(
+            stderr,
+            "usage: faults [--library PATH] [--helper PATH] [--scenario NAME] [--call K --mode once|on|short]\n"
+            "              [--mode none] [--sample N [--seed S]]\n"
+            "Without a call, a mode or a sample every call of the scenarios is made to fail, one after the other.\n");
         return 2;
     }
     std::signal(SIGALRM, faults::report_signal);

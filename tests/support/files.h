@@ -6,17 +6,15 @@
 #include <sstream>
 #include <string>
 
+#include "tools/host/text.h"
+
 namespace test {
 
 namespace fs = std::filesystem;
 
-inline fs::path path_of(const std::string& utf8) {
-    return std::u8string(utf8.begin(), utf8.end());
-}
-inline std::string utf8_of(const fs::path& path) {
-    const std::u8string text = path.generic_u8string();
-    return {text.begin(), text.end()};
-}
+using host::path_of;
+using host::utf8_of;
+
 inline bool write_file(const fs::path& path, const std::string& contents) {
     return static_cast<bool>((std::ofstream(path, std::ios::binary) << contents).flush());
 }

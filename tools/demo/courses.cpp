@@ -121,7 +121,7 @@ class CheckedHardware {
     }
     ~CheckedHardware() {
         std::error_code ignored;
-        std::filesystem::remove(host::settings_record_path(folder_, printer_name), ignored);
+        std::filesystem::remove(host::path_of(host::settings_record_path(folder_, printer_name)), ignored);
         host::set_helper_script(folder_, "");
     }
     CheckedHardware(const CheckedHardware&) = delete;
@@ -177,7 +177,7 @@ bool show_held(Stage& stage, const File& file) {
                 held && (job.status & JOB_STATUS_ERROR) != 0 &&
                     spooler_sim::printer_status(printer) == PRINTER_STATUS_DOOR_OPEN);
     course.show_nothing_arrived(stage.arrivals(false));
-    const std::string shut = stage.folder().base + "/shut";
+    const std::filesystem::path shut = host::path_of(stage.folder().base) / "shut";
     std::ofstream(shut).flush();
     const host::Outcome outcome = printing.get();
     std::error_code ignored;

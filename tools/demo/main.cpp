@@ -47,7 +47,7 @@ bool parse_options(int count, char** arguments, Options& options, std::string& w
 }
 
 bool open_file(const std::string& path, demo::File& file, std::string& why) {
-    file.name = std::filesystem::path(path).filename().string();
+    file.name = host::utf8_of(host::path_of(path).filename());
     why = path + " cannot be read";
     return host::file_source(path, file.source);
 }
@@ -106,6 +106,6 @@ int main(int count, char** arguments) {
     const std::string install = host::make_temporary_folder();
     const int status = run(options, install);
     std::error_code error;
-    if (!install.empty()) std::filesystem::remove_all(install, error);
+    if (!install.empty()) std::filesystem::remove_all(host::path_of(install), error);
     return status;
 }

@@ -86,7 +86,7 @@ std::vector<peer::Connection> Stage::arrivals(bool must_come) {
 
 std::vector<std::string> Stage::log_lines() {
     std::vector<std::string> lines;
-    std::ifstream log(setup_.folder.log(), std::ios::binary);
+    std::ifstream log(host::path_of(setup_.folder.log()), std::ios::binary);
     log.seekg(log_seen_);
     for (std::string line; std::getline(log, line);) {
         log_seen_ += static_cast<std::streamoff>(line.size() + 1);

@@ -119,7 +119,7 @@ Outcome MonitorHost::print_document(const Document& given) {
     if (document.job_id == 0) document.job_id = next_job_id();
     Outcome outcome;
     outcome.job_id = document.job_id;
-    const std::string marker = options_.folder.marker(document.job_id);
+    const std::filesystem::path marker = path_of(options_.folder.marker(document.job_id));
     if (document.not_approved) std::ofstream(marker).flush();
     std::error_code error;
     const bool marked = std::filesystem::exists(marker, error);

@@ -10,10 +10,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-fs::path path_of(const std::string& utf8) {
-    return std::u8string(utf8.begin(), utf8.end());
-}
-
 bool write(const std::string& path, const std::string& contents) {
     std::ofstream file(path_of(path), std::ios::binary);
     file << contents;

@@ -16,7 +16,7 @@ constexpr size_t address_units = 129;  // of the stored "HostName", terminator i
 constexpr const char* spool_folders[] = {"activejobs", "forceattr", "hpc", "notapprovedjobs", "settings"};
 
 bool append_lines(const std::string& path, const std::vector<std::string>& lines) {
-    std::ofstream file(path, std::ios::app);
+    std::ofstream file(path_of(path), std::ios::app);
     for (const std::string& line : lines) file << line << '\n';
     file.flush();
     return static_cast<bool>(file);
@@ -42,14 +42,14 @@ bool set_up_base(const std::string& install, const std::vector<std::string>& con
     folder.base = install + "/providers/print/win";
     std::error_code error;
     for (const char* const name : spool_folders) {
-        fs::create_directories(folder.spool(name), error);
+        fs::create_directories(path_of(folder.spool(name)), error);
         if (error) {
             why = folder.spool(name) + ": " + error.message();
             return false;
         }
     }
     const std::string version = folder.base + "/env-version";
-    const bool versioned = fs::exists(version, error) || append_lines(version, {"envversion=15"});
+    const bool versioned = fs::exists(path_of(version), error) || append_lines(version, {"envversion=15"});
     if (!versioned || !append_lines(folder.base + "/print-provider.conf", conf)) {
         why = "the settings in " + folder.base + " cannot be written";
         return false;
@@ -65,7 +65,7 @@ std::string make_temporary_folder() {
     const fs::path parent = fs::temp_directory_path(error);
     for (int attempt = 0; attempt < 10 && !error; ++attempt) {
         const fs::path folder = parent / ("printhost-" + std::to_string(random()));
-        if (fs::create_directory(folder, error)) return folder.string();
+        if (fs::create_directory(folder, error)) return utf8_of(folder);
     }
     return std::string();
 }

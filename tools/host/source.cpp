@@ -6,6 +6,8 @@
 #include <fstream>
 #include <memory>
 
+#include "tools/host/text.h"
+
 namespace host {
 namespace {
 
@@ -33,9 +35,10 @@ void generate(std::uint64_t seed, std::uint64_t offset, char* buffer, size_t siz
 
 bool file_source(const std::string& path, Source& source) {
     std::error_code error;
-    if (!std::filesystem::is_regular_file(path, error)) return false;
-    const auto file = std::make_shared<std::ifstream>(path, std::ios::binary);
-    source.size = std::filesystem::file_size(path, error);
+    const std::filesystem::path native = path_of(path);
+    if (!std::filesystem::is_regular_file(native, error)) return false;
+    const auto file = std::make_shared<std::ifstream>(native, std::ios::binary);
+    source.size = std::filesystem::file_size(native, error);
     source.rewind = [file] {
         file->clear();
         return static_cast<bool>(file->seekg(0));

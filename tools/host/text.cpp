@@ -23,6 +23,15 @@ std::string to_utf8(const Text& text) {
     return utf8;
 }
 
+std::filesystem::path path_of(const std::string& utf8) {
+    return std::u8string(utf8.begin(), utf8.end());
+}
+
+std::string utf8_of(const std::filesystem::path& path) {
+    const std::u8string text = path.generic_u8string();
+    return {text.begin(), text.end()};
+}
+
 std::string error_in_words(DWORD code) {
     WCHAR buffer[512];
     DWORD size = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, code,

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <string>
 
 #include "winapi/winapi.h"
@@ -12,6 +13,9 @@ using Text = std::basic_string<WCHAR>;
 
 Text to_text(const std::string& utf8);
 std::string to_utf8(const Text& text);
+// A path of this machine: its text here is UTF-8, whatever the machine's own names are in.
+std::filesystem::path path_of(const std::string& utf8);
+std::string utf8_of(const std::filesystem::path& path);
 // "in 5 words" for an error code: its number and the system's text.
 std::string error_in_words(DWORD code);
 

@@ -39,7 +39,7 @@ bool store_ports(const Options& options) {
 }
 
 void report(Work& work, const std::string& file, std::uint64_t port, const host::Outcome& outcome) {
-    const std::string name = std::filesystem::path(file).filename().string();
+    const std::string name = host::utf8_of(host::path_of(file).filename());
     const std::lock_guard lock(work.output);
     std::printf("job %s %s %s %s %s %s  %s\n", host::padded(std::to_string(outcome.job_id), 6).c_str(),
                 host::padded(name, 24).c_str(), host::padded(host::to_utf8(port_name(port)), 10).c_str(),
@@ -58,7 +58,7 @@ bool print_one(Work& work, const std::string& file, std::uint64_t port) {
     }
     document.port = port_name(port);
     document.printer = printer_name(port);
-    document.name = host::to_text(std::filesystem::path(file).filename().string());
+    document.name = host::to_text(host::utf8_of(host::path_of(file).filename()));
     document.not_approved = work.options.not_approved;
     document.write_size = static_cast<DWORD>(work.options.write_size);
     document.most_restarts = static_cast<unsigned>(work.options.restarts);
@@ -87,7 +87,7 @@ std::uint64_t print_all(const Options& options, host::MonitorHost& monitor) {
 }
 
 void show_log(const std::string& path) {
-    std::ifstream log(path, std::ios::binary);
+    std::ifstream log(host::path_of(path), std::ios::binary);
     std::printf("\n%s:\n", path.c_str());
     for (std::string line; std::getline(log, line);) {
         if (!line.empty() && line.back() == '\r') line.pop_back();
@@ -135,6 +135,6 @@ int main(int count, char** arguments) {
     const std::string temporary = options.base.empty() ? host::make_temporary_folder() : std::string();
     const int status = run(options, options.base.empty() ? temporary : options.base);
     std::error_code error;
-    if (!temporary.empty()) std::filesystem::remove_all(temporary, error);
+    if (!temporary.empty()) std::filesystem::remove_all(host::path_of(temporary), error);
     return status;
 }

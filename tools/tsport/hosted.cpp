@@ -44,7 +44,7 @@ class Hosted : public Channel {
         }
         std::error_code error;
         std::vector<Port> ports;
-        const auto native = std::filesystem::path(std::u8string(file_.begin(), file_.end()));
+        const auto native = host::path_of(file_);
         if (std::filesystem::exists(native, error) && !read_ports_file(file_, ports, why)) return false;
         if (!store_.write(ports)) {
             why = "the ports of " + file_ + " cannot be handed to the library";

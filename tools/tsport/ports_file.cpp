@@ -145,16 +145,12 @@ void parse_ports(std::istream& in, const std::string& path, std::vector<Port>& p
     }
 }
 
-fs::path native(const std::string& utf8) {
-    return fs::path(std::u8string(utf8.begin(), utf8.end()));
-}
-
 }  // namespace
 
 bool read_ports_file(const std::string& path, std::vector<Port>& ports, std::string& why) {
     std::error_code error;
-    std::ifstream in(native(path), std::ios::binary);
-    if (!in || fs::is_directory(native(path), error)) {
+    std::ifstream in(host::path_of(path), std::ios::binary);
+    if (!in || fs::is_directory(host::path_of(path), error)) {
         why = path + " cannot be read";
         return false;
     }
@@ -169,16 +165,16 @@ bool read_ports_file(const std::string& path, std::vector<Port>& ports, std::str
 
 bool write_ports_file(const std::string& path, const std::vector<Port>& ports, std::string& why) {
     const std::string unfinished = path + ".new";
-    std::ofstream out(native(unfinished), std::ios::binary | std::ios::trunc);
+    std::ofstream out(host::path_of(unfinished), std::ios::binary | std::ios::trunc);
     out << text_of(ports);
     out.close();
     std::error_code error;
     if (out) {
-        fs::rename(native(unfinished), native(path), error);
+        fs::rename(host::path_of(unfinished), host::path_of(path), error);
         if (!error) return true;
     }
     why = path + " cannot be written";
-    fs::remove(native(unfinished), error);
+    fs::remove(host::path_of(unfinished), error);
     return false;
 }
 

@@ -131,7 +131,7 @@ void test(const Task& task) {
     if (task.failed(ask_whether_reachable(task.channel, port, reachable), "test " + printer_of(port))) return;
     task.answer.status = reachable ? done : not_there;
     task.say(printer_of(port) + (reachable ? " takes connections" : " cannot be reached"),
-             "{\"address\": " + quoted(port.address) + ", \"port\": " + std::to_string(port.number) +
+             "{\"address\": " + tsport::quoted(port.address) + ", \"port\": " + std::to_string(port.number) +
                  ", \"reachable\": " + (reachable ? "true" : "false") + "}");
 }
 

@@ -92,16 +92,15 @@ DWORD close_handle(HANDLE handle) {
     return object->close();
 }
 
-std::vector<int> inheritable_descriptors() {
+Inheritance inheritable_descriptors() {
     Table& t = table();
-    const std::shared_lock lock(t.mutex);
-    std::vector<int> descriptors;
+    Inheritance result{std::shared_lock(t.mutex), {}};
     for (const Slot& slot : t.slots) {
         if (slot.object != nullptr && slot.object->inheritable && slot.object->descriptor() >= 0) {
-            descriptors.push_back(slot.object->descriptor());
+            result.descriptors.push_back(slot.object->descriptor());
         }
     }
-    return descriptors;
+    return result;
 }
 
 bool set_inheritable(HANDLE handle, bool inheritable) {

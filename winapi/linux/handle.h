@@ -3,6 +3,7 @@
 #pragma once
 
 #include <memory>
+#include <shared_mutex>
 #include <string>
 #include <vector>
 
@@ -28,8 +29,12 @@ HANDLE insert_handle(std::shared_ptr<Object> object);
 std::shared_ptr<Object> find_handle(HANDLE handle);
 // Takes it out of the table and closes it: 0, ERROR_INVALID_HANDLE, or what close() gave.
 DWORD close_handle(HANDLE handle);
-// The descriptors that a child process inherits now.
-std::vector<int> inheritable_descriptors();
+// The descriptors that a child process inherits now. While this is kept, no handle is closed.
+struct Inheritance {
+    std::shared_lock<std::shared_mutex> lock;
+    std::vector<int> descriptors;
+};
+Inheritance inheritable_descriptors();
 bool set_inheritable(HANDLE handle, bool inheritable);
 
 template <typename T>

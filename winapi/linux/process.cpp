@@ -172,6 +172,7 @@ struct Launch {
     std::vector<std::string> arguments;
     std::vector<char*> argv;
     std::array<int, 3> standard{keep_own, keep_own, keep_own};
+    bool inherit = false;
     std::vector<int> inherited;
     int report = -1;  // takes the errno of a failed exec; closed by a successful one
     sigset_t signals{};
@@ -183,21 +184,23 @@ void prepare_arguments(Launch& launch, const std::u16string& line, size_t end) {
     launch.argv.push_back(nullptr);
 }
 
-// A standard handle that does not reach the child, for want of inheritance say, is none there.
-int standard_descriptor(HANDLE handle, const std::vector<int>& inherited) {
+int standard_descriptor(HANDLE handle) {
     if (handle == nullptr || handle == INVALID_HANDLE_VALUE) return null_device;
     const auto object = winapi::find_handle(handle);
-    const int fd = object != nullptr ? object->descriptor() : -1;
-    return std::find(inherited.begin(), inherited.end(), fd) != inherited.end() ? fd : null_device;
+    return object != nullptr && object->descriptor() >= 0 ? object->descriptor() : null_device;
 }
 
 void prepare_descriptors(Launch& launch, bool inherit, const STARTUPINFOW& startup) {
-    if (inherit) launch.inherited = winapi::inheritable_descriptors();
+    launch.inherit = inherit;
     if ((startup.dwFlags & STARTF_USESTDHANDLES) == 0) return;
     const std::array<HANDLE, 3> handles{startup.hStdInput, startup.hStdOutput, startup.hStdError};
     for (size_t i = 0; i < handles.size(); ++i) {
-        launch.standard[i] = standard_descriptor(handles[i], launch.inherited);
+        launch.standard[i] = standard_descriptor(handles[i]);
     }
+}
+
+bool reaches_child(const Launch& launch, int fd) {
+    return std::find(launch.inherited.begin(), launch.inherited.end(), fd) != launch.inherited.end();
 }
 
 // Of the child, from here to run_child: async-signal-safe calls only.
@@ -283,6 +286,21 @@ int wait_for_exit(pid_t pid) {
     return status;
 }
 
+// What the child inherits stays open until it has it: the number of a handle that another thread closes could be given
+// to something else meanwhile, which the child would keep open.
+pid_t fork_with_handles(Launch& launch) {
+    winapi::Inheritance inheritance;
+    if (launch.inherit) inheritance = winapi::inheritable_descriptors();
+    launch.inherited = inheritance.descriptors;
+    for (int& fd : launch.standard) {
+        // A standard handle that does not reach the child, for want of inheritance say, is none there.
+        if (fd != keep_own && !reaches_child(launch, fd)) fd = null_device;
+    }
+    const pid_t pid = fork();
+    if (pid == 0) run_child(launch);
+    return pid;
+}
+
 DWORD fork_and_exec(Launch& launch, pid_t& pid) {
     std::array<int, 2> report{-1, -1};
     if (const DWORD error = open_report(report); error != 0) {
@@ -290,8 +308,7 @@ DWORD fork_and_exec(Launch& launch, pid_t& pid) {
         return error;
     }
     launch.report = report[1];
-    pid = fork();
-    if (pid == 0) run_child(launch);
+    pid = fork_with_handles(launch);
     const int fork_error = errno;
     close(report[1]);
     const int exec_error = pid > 0 ? read_report(report[0]) : 0;

@@ -124,7 +124,7 @@ TEST_F(HelperLimits, NothingIsInheritableWhileAHelperRuns) {
         EXPECT_TRUE(std::any_of(begin(open), end(open), [&](const fs::directory_entry& file) {
             return fs::read_symlink(file.path(), error) == work_file("input");
         })) << "the work file should be open";
-        EXPECT_EQ(winapi::inheritable_descriptors(), std::vector<int>{});
+        EXPECT_EQ(winapi::inheritable_descriptors().descriptors, std::vector<int>{});
         ++looks;
     };
     EXPECT_EQ(monitor.print_document(job).result, host::Result::printed);

@@ -5,15 +5,7 @@
 #include <filesystem>
 
 namespace host {
-namespace {
-
 namespace fs = std::filesystem;
-
-std::string utf8_of(const fs::path& path) {
-    return to_utf8(path.wstring());
-}
-
-}  // namespace
 
 Text windows_path(const std::string& native) {
     return fs::absolute(to_text(native)).lexically_normal().make_preferred().wstring();
