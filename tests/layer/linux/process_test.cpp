@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -72,6 +73,33 @@ TEST_F(LinuxProcessTest, OnlyInheritableHandlesReachTheChild) {
     closesocket(own);
     WSACleanup();
     close(stray);
+}
+
+// A descriptor that is closed while a child starts may be another file by the time the child does: the pipe that
+// reports a failed start, say, which must end with the start or the caller waits for as long as the child lives.
+TEST_F(LinuxProcessTest, SocketsThatCloseMeanwhileGiveTheChildNoOthers) {
+    add_program("list.exe", "#!/bin/sh\nreadlink /proc/self/fd/*\n");
+    const auto pipes = [] {
+        const std::string open = output_of(u"C:\\list.exe");
+        int count = 0;
+        for (size_t at = open.find("pipe:"); at != std::string::npos; at = open.find("pipe:", at + 1)) ++count;
+        return count;
+    };
+    const int standard = pipes();
+    WSADATA data{};
+    WSAStartup(0x0202, &data);
+    std::atomic<bool> stop{false};
+    std::thread other([&] {
+        while (!stop) {
+            SOCKET sockets[16];
+            for (SOCKET& one : sockets) one = WSASocketW(AF_INET, SOCK_STREAM, 0, nullptr, 0, 0);
+            for (const SOCKET one : sockets) closesocket(one);
+        }
+    });
+    for (int i = 0; i < 200; ++i) EXPECT_EQ(standard, pipes()) << i;
+    stop = true;
+    other.join();
+    WSACleanup();
 }
 
 TEST_F(LinuxProcessTest, NoZombieStaysWhenTheHandleIsClosedFirst) {
