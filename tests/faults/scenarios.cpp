@@ -1,6 +1,7 @@
 #include "tests/faults/scenarios.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 
 #include "tools/host/text.h"
@@ -44,6 +45,12 @@ std::string check_document(World& world, const host::Outcome& outcome, const std
 void prepare_start(World& world) {
     world.reset(kSettings);
     for (int i = 0; i < 3; ++i) host::store_port(W("more ") + host::to_text(std::to_string(i)), W("127.0.0.1"), 9);
+}
+
+// Where nobody has set up the service.
+void prepare_bare_start(World& world) {
+    prepare_start(world);
+    std::filesystem::remove(world.folder().base + "/print-provider.conf");
 }
 
 std::string run_start(World& world) {
@@ -115,14 +122,14 @@ void prepare_lost(World& world) {
     world.printer().behave_once(broken);
 }
 
-// Large enough for the reset to be felt.
+// Large enough for the reset to be felt, in few pieces, as each is a dozen calls.
 std::string run_lost(World& world) {
     static const std::string large = [] {
         std::string data;
         while (data.size() < (8u << 20)) data += page();
         return data;
     }();
-    return check_document(world, world.print(large), {large}, false);
+    return check_document(world, world.print(large, 1 << 20), {large}, false);
 }
 
 void prepare_rotation(World& world) {
@@ -233,6 +240,7 @@ const std::string& page() {
 const std::vector<Scenario>& scenarios() {
     static const std::vector<Scenario> all = {
         {"start", prepare_start, run_start},
+        {"bare-start", prepare_bare_start, run_start},
         {"document", prepare_monitor, run_document},
         {"progress", prepare_progress, run_document},
         {"refused", prepare_refused, run_refused},

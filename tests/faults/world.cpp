@@ -119,13 +119,13 @@ bool World::load() {
     return monitor_.load(options, error_);
 }
 
-host::Outcome World::print(const std::string& data) {
+host::Outcome World::print(const std::string& data, DWORD write_size) {
     host::Document document;
     document.port = kPrinterName;
     document.printer = kPrinterName;
     document.job_id = kJob;
     document.source = host::memory_source(data);
-    document.write_size = 8192;
+    document.write_size = write_size;
     document.retry_pause_ms = 0;
     return monitor_.print_document(document);
 }

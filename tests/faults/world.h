@@ -39,7 +39,7 @@ class World {
     peer::TcpPrinter& printer() { return printer_; }
     const host::BaseFolder& folder() const { return folder_; }
 
-    host::Outcome print(const std::string& data);
+    host::Outcome print(const std::string& data, DWORD write_size = 8192);
     // What connections since the last call have brought; the empty ones are left out. Waits for one when one must come:
     // a connection that is not waited for may reach the printer late.
     std::vector<std::string> arrived(bool must_come = false);

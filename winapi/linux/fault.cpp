@@ -42,6 +42,7 @@ bool Point::fails() {
     if (s.call == 0 || s.counted < s.call) return false;
     if (s.counted > s.call && s.mode != Mode::from_then_on) return false;
     if (s.failed == nullptr) s.failed = this;
+    ++failures_;
     if (s.mode == Mode::short_count) {
         shorten_next = true;
         return false;

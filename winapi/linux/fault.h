@@ -23,10 +23,13 @@ class Point {
 
     const char* function() const { return function_; }
     std::uint64_t calls() const { return calls_; }
+    // Calls that were made to fail or fall short.
+    std::uint64_t failures() const { return failures_; }
 
   private:
     const char* function_;
     std::uint64_t calls_ = 0;
+    std::uint64_t failures_ = 0;
 };
 
 enum class Mode {
