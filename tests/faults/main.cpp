@@ -203,8 +203,8 @@ class Sweep {
 
     // Functions of the layer that no scenario reaches would only seem to be swept.
     void look_for_points_never_hit() {
-        // For hosts and tests; the monitor does not call them. select waits only for a printer that stalls for 20
-        // seconds (tests/document/linux/stubborn_printer_test.cpp).
+        // For hosts and tests; the monitor does not call them. select comes after a send that would block, which the
+        // monitor's sockets do not (tests/unit/linux/send_test.cpp).
         static const std::set<std::string> others = {"GetExitCodeProcess", "WaitForSingleObject", "realloc", "select"};
         for (const winapi::fault::Point* point : winapi::fault::points()) {
             if (point->failures() != 0 || others.contains(point->function())) continue;
