@@ -131,7 +131,7 @@ TEST_F(Start, AnUnreadablePortIsSkippedWithItsLine) {
     add_printer(W("a good"));
     add_printer(W("z good"));
     const WCHAR address[] = W("127.0.0.1");
-    const std::vector<WCHAR> long_address(200, W('x'));
+    const std::vector<WCHAR> long_address(201, W('x'));  // one more than is stored: some systems look for a terminator
     const Text long_name(65, W('e'));
     const Text full_name(64, W('f'));
     const DWORD number = 9100;
