@@ -1,9 +1,9 @@
 #include "winapi/linux/fault.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstring>
 #include <mutex>
+#include <utility>
 
 namespace winapi::fault {
 namespace {
@@ -11,7 +11,6 @@ namespace {
 struct State {
     std::mutex mutex;
     std::vector<const Point*> points;
-    std::atomic<bool> armed{false};
     std::uint64_t call = 0;
     Mode mode = Mode::once;
     std::uint64_t counted = 0;
@@ -32,9 +31,8 @@ Point::Point(const char* function) : function_(function) {
     state().points.push_back(this);
 }
 
-bool Point::fails() {
+bool Point::count() {
     State& s = state();
-    if (!s.armed.load(std::memory_order_relaxed)) return false;
     const std::lock_guard lock(s.mutex);
     ++calls_;
     ++s.counted;
@@ -50,11 +48,8 @@ bool Point::fails() {
     return true;
 }
 
-unsigned Point::shortened(unsigned size) const {
-    const bool shorten = shorten_next && state().armed.load(std::memory_order_relaxed);
-    shorten_next = false;
-    if (!shorten) return size;
-    return size > 1 ? size / 2 : size;
+unsigned Point::shorten(unsigned size) {
+    return std::exchange(shorten_next, false) && size > 1 ? size / 2 : size;
 }
 
 void arm(std::uint64_t call, Mode mode) {
@@ -64,13 +59,13 @@ void arm(std::uint64_t call, Mode mode) {
     s.mode = mode;
     s.counted = 0;
     s.failed = nullptr;
-    s.armed = true;
+    is_armed = true;
 }
 
 std::uint64_t disarm() {
     State& s = state();
     const std::lock_guard lock(s.mutex);
-    s.armed = false;
+    is_armed = false;
     return s.counted;
 }
 

@@ -2,11 +2,15 @@
 // k-th call of a run fail with an error that function really gives.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 #include <vector>
 
 namespace winapi::fault {
+
+// Between arm() and disarm().
+inline std::atomic<bool> is_armed{false};
 
 // One a function, with static storage duration: the list of all points is complete once the program has loaded.
 class Point {
@@ -16,10 +20,10 @@ class Point {
     Point& operator=(const Point&) = delete;
 
     // Counts the call; true when this one has to fail.
-    bool fails();
+    bool fails() { return is_armed && count(); }
     // For transfers of `size` bytes: the bytes to really transfer, less than `size` when this call has to fall short.
     // Counts nothing; call it after fails().
-    unsigned shortened(unsigned size) const;
+    static unsigned shortened(unsigned size) { return is_armed ? shorten(size) : size; }
 
     const char* function() const { return function_; }
     std::uint64_t calls() const { return calls_; }
@@ -27,6 +31,9 @@ class Point {
     std::uint64_t failures() const { return failures_; }
 
   private:
+    bool count();
+    static unsigned shorten(unsigned size);
+
     const char* function_;
     std::uint64_t calls_ = 0;
     std::uint64_t failures_ = 0;

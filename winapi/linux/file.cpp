@@ -131,7 +131,9 @@ BOOL GetFileSizeEx(HANDLE file, LARGE_INTEGER* size) {
     if (object == nullptr) return winapi::fail(ERROR_INVALID_HANDLE);
     if (size == nullptr) return winapi::fail(ERROR_INVALID_PARAMETER);
     struct stat status {};
-    if (::fstat(object->descriptor(), &status) != 0) return winapi::fail(winapi::error_from_errno(errno));
+    if (const int error = winapi::look_at(object->descriptor(), status)) {
+        return winapi::fail(winapi::error_from_errno(error));
+    }
     size->QuadPart = status.st_size;
     return TRUE;
 }
@@ -162,7 +164,7 @@ BOOL WriteFile(HANDLE file, LPCVOID data, DWORD size, DWORD* count, void* overla
     if (count == nullptr || overlapped != nullptr) return winapi::fail(ERROR_INVALID_PARAMETER);
     const auto object = winapi::find_handle(file);
     if (object == nullptr || object->descriptor() < 0) return winapi::fail(ERROR_INVALID_HANDLE);
-    const bool is_file = std::dynamic_pointer_cast<OpenFile>(object) != nullptr;
+    const bool is_file = typeid(*object.get()) == typeid(OpenFile);
     auto* const write = is_file ? winapi::write_all : winapi::write_all_quietly;
     size_t transferred = 0;
     const DWORD error = write(object->descriptor(), data, write_point.shortened(size), transferred);

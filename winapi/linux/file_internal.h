@@ -3,11 +3,16 @@
 #pragma once
 
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <ctime>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <utility>
 
+#include "winapi/linux/error.h"
 #include "winapi/linux/handle.h"
 #include "winapi/linux/types.h"
 
@@ -17,7 +22,7 @@ namespace winapi {
 
 std::string current_folder();
 // The length in characters that Windows counts for a path: the current directory belongs to a relative one.
-size_t full_path_length(LPCWSTR path);
+size_t full_path_length(std::u16string_view path);
 // A resolved path keeps a "/" at its end where the Windows path had a separator there.
 bool ends_in_separator(const std::string& native);
 // The code for an errno that a call with this path gave: a missing file (2) or a missing folder above it (3).
@@ -33,10 +38,12 @@ struct OpenRequest {
     const char* kind;   // for a report of open handles
 };
 
+using FileId = std::pair<dev_t, ino_t>;
+
 // An open file and its entry in the table of who shares what with whom.
 class OpenFile final : public Object {
   public:
-    OpenFile(int descriptor, const char* kind) : descriptor_(descriptor), kind_(kind) {}
+    OpenFile(int descriptor, const FileId& id, const char* kind) : descriptor_(descriptor), id_(id), kind_(kind) {}
     OpenFile(const OpenFile&) = delete;
     OpenFile& operator=(const OpenFile&) = delete;
     ~OpenFile() override { OpenFile::close(); }
@@ -47,6 +54,7 @@ class OpenFile final : public Object {
 
   private:
     int descriptor_;
+    FileId id_;
     const char* kind_;
 };
 
@@ -56,11 +64,29 @@ DWORD open_file(const std::string& native, const OpenRequest& request, std::shar
 DWORD delete_file(const std::string& native);
 // Never replaces a file that is there.
 DWORD rename_file(const std::string& from, const std::string& to);
+// What an open file is: device, inode, mode and size; 0 or an errno. It does not ask for the times, since a file whose
+// times are known to somebody gets new ones at its next change, which makes that one dear: the next line of the log.
+int look_at(int descriptor, struct stat& status);
 // Windows' read-only attribute: nobody may write to it.
 bool is_read_only(const struct stat& status);
 
-// Writes all of it, in as many calls as it takes; `written` is right after a failure too.
-DWORD write_all(int descriptor, const void* data, size_t size, size_t& written);
+// Writes all of it, in as many calls as it takes; `written` is right after a failure too. In line, since every line of
+// the log ends in it: each return after a system call is one that the processor has not foreseen.
+inline DWORD write_all(int descriptor, const void* data, size_t size, size_t& written) {
+    written = 0;
+    while (written < size) {
+        const ssize_t count = ::write(descriptor, static_cast<const char*>(data) + written, size - written);
+        if (count >= 0) {
+            written += static_cast<size_t>(count);
+        } else if (errno == EBADF) {
+            return ERROR_ACCESS_DENIED;  // the descriptor is open, but for reading
+        } else if (errno != EINTR) {
+            return error_from_errno(errno);
+        }
+    }
+    return ERROR_SUCCESS;
+}
+
 // One read; 0 bytes at the end of a file, ERROR_BROKEN_PIPE at the end of a pipe.
 DWORD read_some(int descriptor, void* buffer, size_t size, size_t& count);
 

@@ -5,6 +5,9 @@
 #include <memory>
 #include <shared_mutex>
 #include <string>
+#include <type_traits>
+#include <typeinfo>
+#include <utility>
 #include <vector>
 
 #include "winapi/linux/types.h"
@@ -37,9 +40,17 @@ struct Inheritance {
 Inheritance inheritable_descriptors();
 bool set_inheritable(HANDLE handle, bool inheritable);
 
+// Null, too, when the handle stands for something else.
 template <typename T>
 std::shared_ptr<T> find_handle_as(HANDLE handle) {
-    return std::dynamic_pointer_cast<T>(find_handle(handle));
+    auto object = find_handle(handle);
+    if constexpr (std::is_final_v<T>) {
+        const Object* const found = object.get();
+        if (found == nullptr || typeid(*found) != typeid(T)) return nullptr;
+        return std::static_pointer_cast<T>(std::move(object));
+    } else {
+        return std::dynamic_pointer_cast<T>(std::move(object));
+    }
 }
 
 void count_misuse();

@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -17,19 +18,18 @@
 namespace winapi {
 namespace {
 
-// Who has a file open, by device and inode, so that every path to a file finds the same entry.
+// One of those who have a file open.
 struct Opener {
     const OpenFile* file;
     DWORD access;
     DWORD share;
 };
-using FileId = std::pair<dev_t, ino_t>;
 
-// The lock is held from the look at a file to the change of it (open, delete, rename): nobody opens in
-// between.
+// By device and inode, so that every path to a file finds the same entries. The lock is held from the look at a file to
+// the change of it (open, delete, rename): nobody opens in between.
 struct Sharing {
     std::mutex mutex;
-    std::map<FileId, std::vector<Opener>> files;
+    std::multimap<FileId, Opener> openers;
 };
 
 Sharing& sharing() {
@@ -49,27 +49,16 @@ DWORD share_needed(DWORD access) {
 
 // The caller holds the table's lock, here and in the functions below.
 bool may_open(const FileId& id, const OpenRequest& request) {
-    const auto entry = sharing().files.find(id);
-    if (entry == sharing().files.end()) return true;
-    return std::all_of(entry->second.begin(), entry->second.end(), [&request](const Opener& other) {
+    const auto [first, last] = sharing().openers.equal_range(id);
+    return std::all_of(first, last, [&request](const auto& entry) {
+        const Opener& other = entry.second;
         return (share_needed(request.access) & ~other.share) == 0 && (share_needed(other.access) & ~request.share) == 0;
     });
 }
 
 bool may_delete(const FileId& id) {
-    const auto entry = sharing().files.find(id);
-    if (entry == sharing().files.end()) return true;
-    return std::all_of(entry->second.begin(), entry->second.end(),
-                       [](const Opener& other) { return (other.share & FILE_SHARE_DELETE) != 0; });
-}
-
-void forget(const OpenFile* file) {
-    auto& files = sharing().files;
-    for (auto entry = files.begin(); entry != files.end(); ++entry) {
-        if (std::erase_if(entry->second, [file](const Opener& opener) { return opener.file == file; }) == 0) continue;
-        if (entry->second.empty()) files.erase(entry);
-        return;
-    }
+    const auto [first, last] = sharing().openers.equal_range(id);
+    return std::all_of(first, last, [](const auto& entry) { return (entry.second.share & FILE_SHARE_DELETE) != 0; });
 }
 
 int open_flags(const OpenRequest& request) {
@@ -121,6 +110,18 @@ DWORD separator_error(const std::string& native) {
 
 }  // namespace
 
+int look_at(int descriptor, struct stat& status) {
+    struct statx found {};
+    constexpr unsigned wanted = STATX_TYPE | STATX_MODE | STATX_INO | STATX_SIZE;
+    if (::statx(descriptor, "", AT_EMPTY_PATH, wanted, &found) != 0) return errno;
+    status = {};
+    status.st_dev = makedev(found.stx_dev_major, found.stx_dev_minor);
+    status.st_ino = found.stx_ino;
+    status.st_mode = found.stx_mode;
+    status.st_size = static_cast<off_t>(found.stx_size);
+    return 0;
+}
+
 bool is_read_only(const struct stat& status) {
     return (status.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0;
 }
@@ -128,7 +129,9 @@ bool is_read_only(const struct stat& status) {
 DWORD OpenFile::close() {
     const std::lock_guard lock(sharing().mutex);
     if (descriptor_ < 0) return ERROR_SUCCESS;
-    forget(this);
+    const auto [first, last] = sharing().openers.equal_range(id_);
+    const auto own = std::find_if(first, last, [this](const auto& entry) { return entry.second.file == this; });
+    if (own != last) sharing().openers.erase(own);
     const int result = ::close(std::exchange(descriptor_, -1));
     return result == 0 || errno == EINTR ? ERROR_SUCCESS : error_from_errno(errno);
 }
@@ -139,15 +142,15 @@ DWORD open_file(const std::string& native, const OpenRequest& request, std::shar
     const std::lock_guard lock(sharing().mutex);
     int descriptor = -1;
     if (const DWORD error = open_descriptor(native, request, descriptor, existed)) return error;
-    opened = std::make_shared<OpenFile>(descriptor, request.kind);
-
     struct stat status {};
-    if (::fstat(descriptor, &status) != 0) return error_from_errno(errno);
+    const int reason = look_at(descriptor, status);
+    opened = std::make_shared<OpenFile>(descriptor, id_of(status), request.kind);
+    if (reason != 0) return error_from_errno(reason);
     if (const DWORD error = check_opened(request, status, existed)) return error;
     const bool truncates = existed && request.disposition == CREATE_ALWAYS && S_ISREG(status.st_mode);
     if (truncates && ::ftruncate(descriptor, 0) != 0) return error_from_errno(errno);
     if (S_ISREG(status.st_mode)) {
-        sharing().files[id_of(status)].push_back({opened.get(), request.access, request.share});
+        sharing().openers.emplace(id_of(status), Opener{opened.get(), request.access, request.share});
     }
     file = std::move(opened);
     return ERROR_SUCCESS;
@@ -174,21 +177,6 @@ DWORD rename_file(const std::string& from, const std::string& to) {
     if (is_there && from != to) return ERROR_ALREADY_EXISTS;
     if (::rename(from.c_str(), to.c_str()) == 0) return ERROR_SUCCESS;
     return errno == ENOENT ? ERROR_PATH_NOT_FOUND : error_from_errno(errno);
-}
-
-DWORD write_all(int descriptor, const void* data, size_t size, size_t& written) {
-    written = 0;
-    while (written < size) {
-        const ssize_t count = ::write(descriptor, static_cast<const char*>(data) + written, size - written);
-        if (count >= 0) {
-            written += static_cast<size_t>(count);
-        } else if (errno == EBADF) {
-            return ERROR_ACCESS_DENIED;  // the descriptor is open, but for reading
-        } else if (errno != EINTR) {
-            return error_from_errno(errno);
-        }
-    }
-    return ERROR_SUCCESS;
 }
 
 DWORD read_some(int descriptor, void* buffer, size_t size, size_t& count) {

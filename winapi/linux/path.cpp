@@ -1,6 +1,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <map>
 #include <mutex>
@@ -28,8 +29,23 @@ Drives& drives() {
     return *instance;
 }
 
+// What a character of a path is to the file system.
+enum class Sign : unsigned char { of_name, separator, refused };
+
+constexpr std::array<Sign, 0x80> ascii_signs = [] {
+    std::array<Sign, 0x80> signs{};
+    for (size_t c = 0; c < 0x20; ++c) signs[c] = Sign::refused;
+    for (const char c : {'<', '>', ':', '"', '|', '?', '*'}) signs[static_cast<size_t>(c)] = Sign::refused;
+    for (const char c : {'\\', '/'}) signs[static_cast<size_t>(c)] = Sign::separator;
+    return signs;
+}();
+
+Sign sign_of(WCHAR c) {
+    return c < ascii_signs.size() ? ascii_signs[c] : Sign::of_name;
+}
+
 bool is_separator(WCHAR c) {
-    return c == u'\\' || c == u'/';
+    return sign_of(c) == Sign::separator;
 }
 
 bool is_letter(WCHAR c) {
@@ -42,21 +58,6 @@ WCHAR upper(WCHAR letter) {
 
 bool has_drive(std::u16string_view path) {
     return path.size() >= 2 && path[1] == u':';
-}
-
-bool is_refused(WCHAR c) {
-    switch (c) {
-        case u'<':
-        case u'>':
-        case u':':
-        case u'"':
-        case u'|':
-        case u'?':
-        case u'*':
-            return true;
-        default:
-            return c < 0x20;
-    }
 }
 
 // "/a/b" for "/a//b/", nothing for the root.
@@ -98,32 +99,26 @@ DWORD take_start(std::u16string_view& path, std::string& folder, bool& climbs) {
     return ERROR_SUCCESS;
 }
 
-void add_name(std::u16string_view name, bool ascii, std::string& native) {
-    native += '/';
-    if (!ascii) {
-        native += to_utf8(std::u16string(name).c_str());
-        return;
-    }
-    const size_t begin = native.size();
-    native.resize(begin + name.size());
-    for (size_t i = 0; i < name.size(); ++i) native[begin + i] = static_cast<char>(name[i]);
-}
-
-// Adds the names of a path to the folder it starts from; ".." stays within its first `root` characters.
+// Adds the names of a path of less than MAX_PATH characters to the folder it starts from; ".." stays within its first
+// `root` characters.
 DWORD add_names(std::u16string_view path, size_t root, std::string& native) {
-    while (!path.empty()) {
-        size_t end = 0;
-        WCHAR bits = 0;  // of all its characters
-        for (; end < path.size() && !is_separator(path[end]); ++end) {
-            if (is_refused(path[end])) return ERROR_INVALID_NAME;
-            bits |= path[end];
+    const WCHAR* next = path.begin();
+    while (next != path.end()) {
+        const WCHAR* const begin = next;
+        char text[MAX_PATH];  // the name, if it is all ASCII
+        WCHAR bits = 0;       // of all its characters
+        for (; next != path.end() && sign_of(*next) == Sign::of_name; ++next) {
+            text[next - begin] = static_cast<char>(*next);
+            bits |= *next;
         }
-        const std::u16string_view name = path.substr(0, end);
-        path.remove_prefix(std::min(end + 1, path.size()));
+        const std::u16string_view name(begin, next);
+        if (next != path.end() && sign_of(*next++) == Sign::refused) return ERROR_INVALID_NAME;
+        const std::u16string_view kept = trim(name, next == path.end());
         if (name == u"..") {
             if (native.size() > root) native.resize(native.rfind('/'));
-        } else if (const auto kept = trim(name, path.empty()); !kept.empty()) {
-            add_name(kept, bits < 0x80, native);
+        } else if (!kept.empty()) {
+            native += '/';
+            native += bits < 0x80 ? std::string_view(text, kept.size()) : to_utf8(std::u16string(kept).c_str());
         }
     }
     return ERROR_SUCCESS;
@@ -159,17 +154,16 @@ std::u16string windows_path(const std::string& native) {
     return path;
 }
 
-size_t full_path_length(LPCWSTR path) {
-    const std::u16string_view text(path);
-    if (has_drive(text)) return text.size();
-    if (!text.empty() && is_separator(text[0])) return text.size() + 2;
-    return windows_path(current_folder()).size() + 1 + text.size();
+size_t full_path_length(std::u16string_view path) {
+    if (has_drive(path)) return path.size();
+    if (!path.empty() && is_separator(path[0])) return path.size() + 2;
+    return windows_path(current_folder()).size() + 1 + path.size();
 }
 
 DWORD resolve_path(LPCWSTR path, std::string& native) {
     if (path == nullptr || *path == 0) return ERROR_PATH_NOT_FOUND;
-    if (full_path_length(path) >= MAX_PATH) return ERROR_PATH_NOT_FOUND;
     std::u16string_view rest(path);
+    if (full_path_length(rest) >= MAX_PATH) return ERROR_PATH_NOT_FOUND;
     std::string folder;
     bool climbs = false;
     if (const DWORD error = take_start(rest, folder, climbs)) return error;

@@ -1,6 +1,7 @@
 // Windows Sockets over this machine's TCP sockets.
 #include "winapi/linux/socket.h"
 
+#include <arpa/inet.h>
 #include <netdb.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -52,6 +53,7 @@ struct Socket final : winapi::Object {
     int descriptor() const override { return fd; }
 
     const int fd;
+    std::atomic<bool> blocks{true};
     std::atomic<bool> connected{false};
     std::atomic<bool> sending_ended{false};
 };
@@ -195,21 +197,24 @@ bool parse_query(LPCWSTR service, const ADDRINFOW* hints, Query& query, int& err
     return parse_port(service, query.port);
 }
 
-ADDRINFOW* new_record(const addrinfo& found, const Query& query) {
+// 0 or a code of Winsock's, here and below.
+int append_address(const sockaddr* address, socklen_t size, const Query& query, ADDRINFOW**& tail) {
     auto* const record = new (std::nothrow) AddressRecord{};
-    if (record == nullptr) return nullptr;
-    std::memcpy(&record->address, found.ai_addr, found.ai_addrlen);
+    if (record == nullptr) return ERROR_NOT_ENOUGH_MEMORY;
+    std::memcpy(&record->address, address, size);
     // The port stands at the same place in addresses of both families.
     reinterpret_cast<sockaddr_in*>(&record->address)->sin_port = htons(query.port);
-    record->info.ai_family = found.ai_family;
+    record->info.ai_family = address->sa_family;
     record->info.ai_socktype = query.type;
     record->info.ai_protocol = query.protocol;
-    record->info.ai_addrlen = found.ai_addrlen;
+    record->info.ai_addrlen = size;
     record->info.ai_addr = reinterpret_cast<sockaddr*>(&record->address);
-    return &record->info;
+    *tail = &record->info;
+    tail = &record->info.ai_next;
+    return 0;
 }
 
-// Appends what getaddrinfo finds for the name; 0 or a code of Winsock's.
+// Appends what getaddrinfo finds for the name.
 int append_addresses(const char* name, int flags, const Query& query, ADDRINFOW**& tail) {
     addrinfo hints{};
     hints.ai_family = query.family;
@@ -220,21 +225,26 @@ int append_addresses(const char* name, int flags, const Query& query, ADDRINFOW*
     if (error != 0) return wsa_error_from_lookup(error);
     int result = 0;
     for (const addrinfo* one = found; one != nullptr && result == 0; one = one->ai_next) {
-        *tail = new_record(*one, query);
-        if (*tail != nullptr) {
-            tail = &(*tail)->ai_next;
-        } else {
-            result = ERROR_NOT_ENOUGH_MEMORY;
-        }
+        result = append_address(one->ai_addr, one->ai_addrlen, query, tail);
     }
     freeaddrinfo(found);
     return result;
 }
 
+// An address in figures; those of the usual form cost no look-up.
+int append_numeric(const char* name, const Query& query, ADDRINFOW**& tail) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    if (query.family != AF_INET6 && inet_pton(AF_INET, name, &address.sin_addr) == 1) {
+        return append_address(reinterpret_cast<sockaddr*>(&address), sizeof address, query, tail);
+    }
+    return append_addresses(name, AI_NUMERICHOST, query, tail);
+}
+
 int append_set_host(const std::vector<std::string>& addresses, const Query& query, ADDRINFOW**& tail) {
     int result = WSAHOST_NOT_FOUND;
     for (const std::string& address : addresses) {
-        const int error = append_addresses(address.c_str(), AI_NUMERICHOST, query, tail);
+        const int error = append_numeric(address.c_str(), query, tail);
         // An address of the family that is not asked for is passed over.
         if (error == 0) result = 0;
         if (error == ERROR_NOT_ENOUGH_MEMORY) return error;
@@ -255,7 +265,7 @@ int append_host(const std::string& name, const Query& query, ADDRINFOW**& tail) 
     // The empty name means this machine.
     const char* const asked = name.empty() ? "localhost" : name.c_str();
     const bool local = lower(asked) == "localhost";
-    const int error = append_addresses(asked, AI_NUMERICHOST, query, tail);
+    const int error = append_numeric(asked, query, tail);
     if (error == 0 || !(dns || local)) return error;
     return append_addresses(asked, 0, query, tail);
 }
@@ -331,10 +341,11 @@ int wsa_error_from_send(const Socket& socket, int error) {
 
 // The bytes queued: all of them unless the socket does not block; negative with the last error set.
 int send_all(const Socket& socket, const char* data, size_t size) {
+    const int flags = MSG_NOSIGNAL | (socket.blocks ? 0 : MSG_DONTWAIT);
     size_t sent = 0;
     do {
         const void* const rest = data + sent;
-        const ssize_t count = ::send(socket.fd, rest, size - sent, MSG_NOSIGNAL);
+        const ssize_t count = ::send(socket.fd, rest, size - sent, flags);
         if (count >= 0) {
             sent += static_cast<size_t>(count);
         } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
@@ -377,6 +388,8 @@ int connect(SOCKET socket, const struct sockaddr* address, int size) {
     const auto found = socket_of(socket);
     if (found == nullptr) return SOCKET_ERROR;
     if (address == nullptr || size < static_cast<int>(sizeof(sockaddr_in))) return socket_error(WSAEFAULT);
+    int non_blocking = 1;
+    if (!found->blocks) ioctl(found->fd, FIONBIO, &non_blocking);
     const int error = connect_descriptor(found->fd, address, size);
     if (error == 0 || error == EINPROGRESS) found->connected = true;
     if (error == EINPROGRESS) return socket_error(WSAEWOULDBLOCK);
@@ -538,8 +551,7 @@ int WSAEventSelect(SOCKET socket, WSAEVENT event, long events) {
     if (found == nullptr) return SOCKET_ERROR;
     const auto watcher = winapi::find_handle_as<Event>(event);
     if (watcher == nullptr || events != FD_CLOSE) return socket_error(WSAEINVAL);
-    int on = 1;
-    if (ioctl(found->fd, FIONBIO, &on) != 0) return socket_error(WSAENOBUFS);
+    found->blocks = false;
     const std::lock_guard lock(watcher->mutex);
     watcher->watched = found;
     return 0;

@@ -91,6 +91,8 @@ OpenStreams& open_streams() {
 
 // What the stdio callbacks work on; lives until the stream is closed.
 struct Stream {
+    // Binary streams: stdio's buffer, large, for it decides how large the pieces are. Text: what is to be written.
+    std::array<char, 65536> buffer;
     std::shared_ptr<winapi::OpenFile> file;
     FILE* stdio = nullptr;
     HANDLE handle = nullptr;  // makes a stream that was not closed show up as an open handle
@@ -99,24 +101,22 @@ struct Stream {
     size_t raw_next = 0;
     size_t raw_end = 0;
     bool ended = false;  // Ctrl-Z was read
-    // Binary streams: stdio's buffer, large, for it decides how large the pieces are.
-    std::array<char, 65536> buffer;
 
     int descriptor() const { return file->descriptor(); }
 };
 
 // Writes with CR LF for LF; the bytes of `data` that were dealt with in `consumed`.
-DWORD write_text(int descriptor, std::string_view data, size_t& consumed) {
-    std::array<char, 16384> out;
+DWORD write_text(Stream& stream, std::string_view data, size_t& consumed) {
     consumed = 0;
     while (consumed < data.size()) {
+        char* const out = stream.buffer.data();
         size_t used = 0;
         size_t next = consumed;
-        while (next < data.size() && used + 2 < out.size()) {
+        while (next < data.size() && used + 2 < stream.buffer.size()) {
             // A run of characters that stay as they are, then a line's end.
             const size_t end = std::min(data.find('\n', next), data.size());
-            const size_t run = std::min(end - next, out.size() - 2 - used);
-            std::memcpy(out.data() + used, data.data() + next, run);
+            const size_t run = std::min(end - next, stream.buffer.size() - 2 - used);
+            std::memcpy(out + used, data.data() + next, run);
             used += run;
             next += run;
             if (next != end || end == data.size()) continue;
@@ -124,33 +124,26 @@ DWORD write_text(int descriptor, std::string_view data, size_t& consumed) {
             out[used++] = data[next++];
         }
         size_t written = 0;
-        if (const DWORD error = winapi::write_all(descriptor, out.data(), used, written)) return error;
+        if (const DWORD error = winapi::write_all(stream.descriptor(), out, used, written)) return error;
         consumed = next;
     }
     return ERROR_SUCCESS;
 }
 
-ssize_t stream_write(void* cookie, const char* data, size_t size, bool text) {
-    const auto& stream = *static_cast<Stream*>(cookie);
+template <bool text>
+ssize_t stream_write(void* cookie, const char* data, size_t size) {
+    auto& stream = *static_cast<Stream*>(cookie);
     if (stream_write_point.fails()) {
         fail_with(ERROR_DISK_FULL);
         return 0;
     }
     const size_t wanted = stream_write_point.shortened(static_cast<unsigned>(size));
     size_t consumed = 0;
-    DWORD error = text ? write_text(stream.descriptor(), {data, wanted}, consumed)
+    DWORD error = text ? write_text(stream, {data, wanted}, consumed)
                        : winapi::write_all(stream.descriptor(), data, wanted, consumed);
     if (error == ERROR_SUCCESS && consumed < size) error = ERROR_DISK_FULL;
     if (error != ERROR_SUCCESS) fail_with(error);
     return static_cast<ssize_t>(consumed);
-}
-
-ssize_t write_text_stream(void* cookie, const char* data, size_t size) {
-    return stream_write(cookie, data, size, true);
-}
-
-ssize_t write_binary_stream(void* cookie, const char* data, size_t size) {
-    return stream_write(cookie, data, size, false);
 }
 
 // Reads on behind the bytes that are left; their number grows unless the file has ended.
@@ -263,7 +256,7 @@ bool parse_mode(LPCWSTR mode, OpenMode& result) {
 FILE* make_stream(std::unique_ptr<Stream> stream, bool reads, bool text) {
     cookie_io_functions_t functions{};
     functions.read = text ? read_text_stream : read_binary_stream;
-    functions.write = text ? write_text_stream : write_binary_stream;
+    functions.write = text ? stream_write<true> : stream_write<false>;
     functions.seek = reads && text ? refuse_seek : seek_stream;
     functions.close = close_stream;
     // O_APPEND does the appending; to stdio it is one more stream that is written.

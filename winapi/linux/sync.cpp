@@ -11,7 +11,6 @@
 
 #include "winapi/linux/error.h"
 #include "winapi/linux/fault.h"
-#include "winapi/linux/process.h"
 #include "winapi/linux/wait.h"
 
 namespace {
@@ -19,10 +18,16 @@ namespace {
 winapi::fault::Point initialize_point("InitializeCriticalSectionAndSpinCount");
 winapi::fault::Point wait_point("WaitForSingleObject");
 
+// Stands for the calling thread.
+const void* this_thread() {
+    static thread_local char mark;
+    return &mark;
+}
+
 struct Lock {
-    std::recursive_mutex mutex;
-    std::atomic<DWORD> owner{0};  // its thread, 0 when it is free; compared with one's own only, so any order does
-    unsigned depth = 0;           // the owner's alone
+    std::mutex mutex;
+    std::atomic<const void*> owner{nullptr};  // compared with the calling thread only, so any order does
+    unsigned depth = 0;                       // how often the owner has entered it; the owner's alone
 };
 
 // Null, and one more misuse, when it was never initialised or is deleted already.
@@ -32,7 +37,8 @@ Lock* lock_of(const CRITICAL_SECTION* section) {
 }
 
 void leave(Lock& lock) {
-    if (--lock.depth == 0) lock.owner.store(0, std::memory_order_relaxed);
+    if (--lock.depth > 0) return;
+    lock.owner.store(nullptr, std::memory_order_relaxed);
     lock.mutex.unlock();
 }
 
@@ -69,15 +75,18 @@ BOOL InitializeCriticalSectionAndSpinCount(CRITICAL_SECTION* section, DWORD /*sp
 void EnterCriticalSection(CRITICAL_SECTION* section) {
     Lock* const lock = lock_of(section);
     if (lock == nullptr) return;
-    lock->mutex.lock();
-    lock->owner.store(GetCurrentThreadId(), std::memory_order_relaxed);
+    const void* const self = this_thread();
+    if (lock->owner.load(std::memory_order_relaxed) != self) {
+        lock->mutex.lock();
+        lock->owner.store(self, std::memory_order_relaxed);
+    }
     ++lock->depth;
 }
 
 void LeaveCriticalSection(CRITICAL_SECTION* section) {
     Lock* const lock = lock_of(section);
     if (lock == nullptr) return;
-    if (lock->owner == GetCurrentThreadId()) {
+    if (lock->owner.load(std::memory_order_relaxed) == this_thread()) {
         leave(*lock);
     } else {
         winapi::count_misuse();
@@ -88,10 +97,10 @@ void DeleteCriticalSection(CRITICAL_SECTION* section) {
     Lock* const lock = lock_of(section);
     if (lock == nullptr) return;
     section->lock = nullptr;
-    if (lock->owner != 0) {
+    if (lock->owner != nullptr) {
         winapi::count_misuse();
         // Its memory stays with another thread that holds it: that one has still to leave it.
-        if (lock->owner != GetCurrentThreadId()) return;
+        if (lock->owner != this_thread()) return;
         while (lock->depth > 0) leave(*lock);
     }
     delete lock;

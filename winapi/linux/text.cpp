@@ -149,7 +149,7 @@ int convert_into(UINT code_page, const From* text, int size, To* out, int out_si
     // ASCII is the same in both, and nearly always all there is.
     const std::basic_string_view<From> whole(text, length);
     const size_t ascii = ascii_length(whole);
-    for (size_t i = 0; i < std::min(ascii, static_cast<size_t>(out_size)); ++i) out[i] = static_cast<To>(text[i]);
+    std::copy_n(text, std::min(ascii, static_cast<size_t>(out_size)), out);
     auto count = static_cast<int>(ascii);
     const bool good = convert<To>(whole.substr(ascii), [&](To unit) {
         if (count < out_size) out[count] = unit;

@@ -69,10 +69,10 @@ DWORD open_printer(LPCWSTR name, HANDLE* printer) {
     if (printer == nullptr) return ERROR_INVALID_PARAMETER;
     if (name == nullptr) return ERROR_INVALID_PRINTER_NAME;
     const std::lock_guard lock(state().mutex);
-    const Text registered = registered_name(name);
-    if (registered.empty()) return ERROR_INVALID_PRINTER_NAME;
+    const PrinterRecord* const registered = find_registered(name);
+    if (registered == nullptr) return ERROR_INVALID_PRINTER_NAME;
     *printer = new_handle();
-    state().open_printers[*printer] = registered;
+    state().open_printers[*printer] = registered->name;
     return 0;
 }
 

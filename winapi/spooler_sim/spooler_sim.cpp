@@ -9,9 +9,9 @@ namespace spooler_sim {
 namespace {
 
 // Where a printer's jobs are kept; a printer that nobody has registered may have some too. The lock is held.
-Text queue_name(const Text& printer) {
-    const Text registered = registered_name(printer);
-    return registered.empty() ? printer : registered;
+const Text& queue_name(const Text& printer) {
+    const PrinterRecord* const registered = find_registered(printer);
+    return registered == nullptr ? printer : registered->name;
 }
 
 }  // namespace
@@ -30,17 +30,15 @@ PrinterRecord* find_printer(const Text& name) {
     return found == state().printers.end() ? nullptr : &found->second;
 }
 
-Text registered_name(const Text& name) {
-    if (const PrinterRecord* const record = find_printer(name)) return record->name;
-    if (name.size() < 2 || name[0] != W('\\') || name[1] != W('\\')) return Text();
+PrinterRecord* find_registered(const Text& name) {
+    if (PrinterRecord* const record = find_printer(name)) return record;
+    if (name.size() < 2 || name[0] != W('\\') || name[1] != W('\\')) return nullptr;
     const size_t separator = name.find(W('\\'), 2);
-    if (separator == Text::npos) return Text();
-    const PrinterRecord* const record = find_printer(name.substr(separator + 1));
-    return record == nullptr ? Text() : record->name;
+    return separator == Text::npos ? nullptr : find_printer(name.substr(separator + 1));
 }
 
 JobRecord* find_job(const Text& printer, DWORD id) {
-    const Text name = queue_name(printer);
+    const Text& name = queue_name(printer);
     for (JobRecord& record : state().jobs) {
         if (record.job.id == id && same_name(record.job.printer, name)) return &record;
     }

@@ -45,9 +45,8 @@ State& state();
 // The functions below are called with the lock held. Names compare without letter case.
 bool same_name(const Text& left, const Text& right);
 PrinterRecord* find_printer(const Text& name);
-// The name that a printer is registered under: the given one, or its part after "\\SERVER\"; empty when
-// neither is.
-Text registered_name(const Text& name);
+// The printer that is registered under the given name or under its part after "\\SERVER\"; null when neither is.
+PrinterRecord* find_registered(const Text& name);
 // Jobs belong to a registered printer, whichever of its names they are asked for by.
 JobRecord* find_job(const Text& printer, DWORD id);
 void change_job_status(JobRecord& record, DWORD status);
