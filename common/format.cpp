@@ -43,10 +43,8 @@ struct Conversion {
     int width = 0;
     int precision = -1;
     bool wide64 = false;  // ll, I64
+    bool plain = false;   // as most are: no flag, width or precision
     char type = '\0';
-
-    // As most are: nothing but the type.
-    bool is_plain() const { return !left && !sign && !blank && !alternate && !zeros && width == 0 && precision < 0; }
 };
 
 bool parse_flag(char character, Conversion& conversion) {
@@ -94,12 +92,14 @@ void parse_length(const char*& format, Conversion& conversion) {
 
 // `format` points behind the "%"; afterwards behind the conversion.
 bool parse_conversion(const char*& format, Conversion& conversion) {
+    const char* const begin = format;
     while (parse_flag(*format, conversion)) ++format;
     if (!parse_number(format, conversion.width)) return false;
     if (*format == '.') {
         ++format;
         if (!parse_number(format, conversion.precision)) return false;
     }
+    conversion.plain = format == begin;
     parse_length(format, conversion);
     conversion.type = *format;
     if (*format != '\0') ++format;
@@ -128,12 +128,31 @@ bool put_real(Sink& sink, const Conversion& conversion, double number) {
     return true;
 }
 
+// "00" to "99".
+struct DecimalPairs {
+    constexpr DecimalPairs() {
+        for (int i = 0; i < 100; ++i) {
+            text[i][0] = static_cast<char>('0' + i / 10);
+            text[i][1] = static_cast<char>('0' + i % 10);
+        }
+    }
+    char text[100][2] = {};
+};
+constexpr DecimalPairs kDecimalPairs;
+
 // A number's digits; every line of the log has a dozen numbers, too many for the runtime's snprintf.
 struct Digits {
     // The base is a constant, for a division by a variable takes many times as long.
     template <unsigned kBase>
     void put(uint64_t number, const char* set) {
         for (; number != 0; number /= kBase) *--begin = set[number % kBase];
+    }
+    void put_decimal(uint64_t number) {
+        for (; number >= 10; number /= 100) {
+            begin -= 2;
+            memcpy(begin, kDecimalPairs.text[number % 100], 2);
+        }
+        if (number != 0) *--begin = static_cast<char>('0' + number);
     }
     size_t length() const { return static_cast<size_t>(text + sizeof text - begin); }
 
@@ -150,7 +169,7 @@ void put_digits(Digits& digits, uint64_t number, char type) {
         case 'o':
             return digits.put<8>(number, "01234567");
         default:
-            return digits.put<10>(number, "0123456789");
+            return digits.put_decimal(number);
     }
 }
 
@@ -165,7 +184,7 @@ const char* prefix_of(const Conversion& conversion, bool is_signed, bool negativ
 void put_number(Sink& sink, const Conversion& conversion, bool is_signed, bool negative, uint64_t magnitude) {
     Digits digits;
     put_digits(digits, magnitude, conversion.type);
-    if (conversion.is_plain() && magnitude != 0) {
+    if (conversion.plain && magnitude != 0) {
         if (negative) *--digits.begin = '-';
         return sink.append(digits.begin, digits.length());
     }

@@ -53,6 +53,10 @@ class KeepLastError {
     DWORD code_;
 };
 
+char digit(uint32_t number) {
+    return static_cast<char>('0' + number % 10);
+}
+
 const char* word_of(int32_t level) {
     switch (level) {
         case LOG_DEV:
@@ -84,21 +88,19 @@ bool is_standard_stream(const char* path) {
     return util_streq(path, "STDOUT") || util_streq(path, "STDERR");
 }
 
-void write_to_debugger(const char* message) {
-    const size_t length = strlen(message);
-    char usual[1024];
-    auto* const text = length + 2 <= sizeof usual ? usual : static_cast<char*>(malloc(length + 2));
+// The message goes to the debugger with a line feed behind it.
+void write_to_debugger(const char* message, size_t length) {
+    auto* const text = static_cast<char*>(malloc(length + 2));
     if (text == nullptr) return;
     memcpy(text, message, length);
-    text[length] = '\n';
-    text[length + 1] = '\0';
+    memcpy(text + length, "\n", 2);
     OutputDebugStringA(text);
-    if (text != usual) free(text);
+    free(text);
 }
 
 // Takes the parts of a line, so that the stream gets most lines in one piece.
 struct Line {
-    char text[2048];
+    char text[1024];
     size_t length = 0;
 
     void put(const char* part, size_t size) {
@@ -111,15 +113,20 @@ struct Line {
         }
     }
     void put(const char* part) { put(part, strlen(part)); }
+    void put(uint32_t number) {
+        char digits[10];
+        size_t first = sizeof digits;
+        do {
+            digits[--first] = digit(number);
+            number /= 10;
+        } while (number != 0);
+        put(digits + first, sizeof digits - first);
+    }
     void flush() {
         fwrite(text, 1, length, log_state.stream);
         length = 0;
     }
 };
-
-char digit(unsigned number) {
-    return static_cast<char>('0' + number % 10);
-}
 
 // "2026-03-01 09:05:07,042"
 void put_time(Line& out) {
@@ -130,34 +137,9 @@ void put_time(Line& out) {
         log_state.second = second;
     }
     out.put(log_state.second_text);
-    const auto milliseconds = static_cast<unsigned>(now - second * 1000);
+    const auto milliseconds = static_cast<uint32_t>(now - second * 1000);
     const char text[] = {',', digit(milliseconds / 100), digit(milliseconds / 10), digit(milliseconds)};
     out.put(text, sizeof text);
-}
-
-// The caller holds the log lock and has the stream open.
-void write_line(const char* level_word, const char* file, int line, const char* message) {
-    Line out;
-    put_time(out);
-    out.put(" ");
-    out.put(level_word);
-    out.put(": ");
-    const bool detailed = session_context.debug_logging != 0;
-    char number[32];
-    if (detailed && file != nullptr) {
-        out.put(shown_file(file));
-        util_snprintf(number, sizeof number, ":%d - ", line);
-        out.put(number);
-    }
-    out.put(message);
-    if (detailed) {
-        util_snprintf(number, sizeof number, " [%d]\n", GetCurrentThreadId());
-        out.put(number);
-    } else {
-        out.put("\n");
-    }
-    out.flush();
-    fflush(log_state.stream);
 }
 
 // Counts a line; true when it is one that checks the size of the file.
@@ -211,9 +193,10 @@ void log_close() {
     log_state.stream = nullptr;
 }
 
-void log_write(const char* level_word, const char* file, int line, const char* message) {
-    const KeepLastError keep;
-    write_to_debugger(message);
+namespace {
+
+// Into the file, which it opens, and looks at for its size, where that is due.
+void write_line(const char* level_word, const char* file, int line, const char* message, size_t length) {
     if (util_is_string_empty(log_state.path)) return;
     const LogLock lock;
     if (is_rotation_check_due()) {
@@ -221,19 +204,51 @@ void log_write(const char* level_word, const char* file, int line, const char* m
     }
     if (log_state.stream == nullptr) log_open();
     if (log_state.stream == nullptr) return;
-    write_line(level_word, file, line, message);
+
+    const bool detailed = session_context.debug_logging != 0;
+    Line out;
+    put_time(out);
+    out.put(" ");
+    out.put(level_word);
+    out.put(": ");
+    if (detailed && file != nullptr) {
+        out.put(shown_file(file));
+        out.put(":");
+        out.put(static_cast<uint32_t>(line));
+        out.put(" - ");
+    }
+    out.put(message, length);
+    if (detailed) {
+        out.put(" [");
+        out.put(GetCurrentThreadId());
+        out.put("]");
+    }
+    out.put("\n");
+    out.flush();
+    fflush(log_state.stream);
+}
+
+}  // namespace
+
+void log_write(const char* level_word, const char* file, int line, const char* message) {
+    const KeepLastError keep;
+    const size_t length = strlen(message);
+    write_to_debugger(message, length);
+    write_line(level_word, file, line, message, length);
 }
 
 void log_plain(LogLevel level, const char* file, int line, const char* format, ...) {
     const KeepLastError keep;
     va_list arguments;
     va_start(arguments, format);
-    // Nearly every message fits here; only a longer one is worth an allocation.
+    // Nearly every message fits here, with a line feed for the debugger; only a longer one is worth an allocation.
     char usual[512];
-    const int length = util_vsnprintf(usual, sizeof usual, format, arguments);
+    const int length = util_vsnprintf(usual, sizeof usual - 1, format, arguments);
     char* longer = nullptr;
-    if (length >= 0 && static_cast<size_t>(length) < sizeof usual) {
-        log_write(word_of(level), file, line, usual);
+    if (length >= 0 && static_cast<size_t>(length) < sizeof usual - 1) {
+        memcpy(usual + length, "\n", 2);
+        OutputDebugStringA(usual);
+        write_line(word_of(level), file, line, usual, static_cast<size_t>(length));
     } else if (length >= 0 && util_vasprintf(&longer, format, arguments)) {
         log_write(word_of(level), file, line, longer);
     }

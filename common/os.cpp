@@ -17,17 +17,26 @@ constexpr size_t kComputerNameSize = 1024;
 constexpr int kDeleteTries = 60;
 constexpr DWORD kDeleteRetryMs = 5000;
 
-// A UTF-8 text as UTF-16 for one call; null when it cannot be converted.
+// A UTF-8 text as UTF-16 for one call; null when it cannot be converted. Paths of usual length are not allocated.
 class WideText {
   public:
-    explicit WideText(const char* text) : text_(enc_utf8_to_wide_alloc(text)) {}
-    ~WideText() { free(text_); }
+    explicit WideText(const char* text) {
+        if (text == nullptr) return;
+        if (MultiByteToWideChar(CP_UTF8, 0, text, -1, usual_, kPathSize) > 0) {
+            text_ = usual_;
+        } else {
+            text_ = longer_ = enc_utf8_to_wide_alloc(text);
+        }
+    }
+    ~WideText() { free(longer_); }
     WideText(const WideText&) = delete;
     WideText& operator=(const WideText&) = delete;
     const WCHAR* get() const { return text_; }
 
   private:
-    WCHAR* text_;
+    WCHAR usual_[kPathSize];
+    WCHAR* longer_ = nullptr;
+    const WCHAR* text_ = nullptr;
 };
 
 // How often os_file_delete_with_retry was called and had to wait; they serve its log line only.
