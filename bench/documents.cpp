@@ -128,6 +128,10 @@ void small_documents(Bench& bench) {
                          std::optional<double> bar) {
         bench.report.add(pair_row(documents + name, against, pairs, bar, "µs each", 1e6, count));
     };
+    // The data of so short a document does not occupy a printer that only drops it: that one falls asleep between any
+    // two steps, and waking it is part of the next.
+    add("logging off, dropped unread", kPlain, run_pairs(bench.effort, off, plain), {});
+    bench.receiver.take_by(Taking::reading);
     add("logging off", kPlain, run_pairs(bench.effort.of(2), off, plain), 1.25);
     add("Debug=on", "logging off", run_pairs(bench.effort, on, off), 3);
     add("Debug=on", kPlain, run_pairs(bench.effort, on, plain), {});

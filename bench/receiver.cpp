@@ -19,7 +19,7 @@
 namespace bench {
 namespace {
 
-constexpr size_t kMostAtOnce = 4 << 20;
+constexpr size_t kMostAtOnce = 256 << 10;
 
 void watch(int epoll, int descriptor) {
     epoll_event event{};
@@ -28,18 +28,20 @@ void watch(int epoll, int descriptor) {
     epoll_ctl(epoll, EPOLL_CTL_ADD, descriptor, &event);
 }
 
-// TCP throws data away where it lies, without copying it.
-void take(int connection, Counts& counts) {
-    const ssize_t count = recv(connection, nullptr, kMostAtOnce, MSG_TRUNC | MSG_DONTWAIT);
+void take(int connection, Shared& shared) {
+    static std::array<char, kMostAtOnce> data;
+    // With MSG_TRUNC, TCP throws data away where it lies.
+    const int flags = MSG_DONTWAIT | (shared.taking == Taking::dropping ? MSG_TRUNC : 0);
+    const ssize_t count = recv(connection, data.data(), data.size(), flags);
     if (count > 0) {
-        counts.bytes += static_cast<std::uint64_t>(count);
+        shared.bytes += static_cast<std::uint64_t>(count);
     } else if (count == 0) {
-        ++counts.ends;
+        ++shared.ends;
         close(connection);
     }
 }
 
-[[noreturn]] void serve(int listener, Counts& counts) {
+[[noreturn]] void serve(int listener, Shared& shared) {
     const int epoll = epoll_create1(0);
     watch(epoll, listener);
     std::array<epoll_event, 64> events{};
@@ -48,7 +50,7 @@ void take(int connection, Counts& counts) {
         for (int i = 0; i < ready; ++i) {
             const int descriptor = events[static_cast<size_t>(i)].data.fd;
             if (descriptor != listener) {
-                take(descriptor, counts);
+                take(descriptor, shared);
             } else if (const int connection = accept(listener, nullptr, nullptr); connection >= 0) {
                 watch(epoll, connection);
             }
@@ -59,9 +61,9 @@ void take(int connection, Counts& counts) {
 }  // namespace
 
 Receiver::Receiver() {
-    void* const shared = mmap(nullptr, sizeof(Counts), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    void* const shared = mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     require(shared != MAP_FAILED, "no shared memory for the receiver");
-    counts_ = new (shared) Counts{};
+    shared_ = new (shared) Shared{};
     const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
@@ -76,7 +78,7 @@ Receiver::Receiver() {
     require(process_ >= 0, "the receiver cannot start");
     if (process_ == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
-        serve(listener, *counts_);
+        serve(listener, *shared_);
     }
     close(listener);
 }
@@ -87,14 +89,18 @@ Receiver::~Receiver() {
     waitpid(process_, nullptr, 0);
 }
 
+void Receiver::take_by(Taking taking) {
+    shared_->taking = taking;
+}
+
 void Receiver::expect() {
-    counts_->bytes = 0;
-    counts_->ends = 0;
+    shared_->bytes = 0;
+    shared_->ends = 0;
 }
 
 void Receiver::check(std::uint64_t bytes, std::uint64_t connections) const {
-    require(counts_->ends == connections && counts_->bytes == bytes,
-            std::to_string(counts_->bytes) + " bytes in " + std::to_string(counts_->ends) +
+    require(shared_->ends == connections && shared_->bytes == bytes,
+            std::to_string(shared_->bytes) + " bytes in " + std::to_string(shared_->ends) +
                 " connections arrived, not " + std::to_string(bytes) + " in " + std::to_string(connections));
 }
 

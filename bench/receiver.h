@@ -1,5 +1,5 @@
-// The printer of all cases: a process of its own that throws away what it receives, as cheaply as this machine can, and
-// closes each connection at its end.
+// The printer of all cases: a process of its own that throws away what it receives and closes each connection at its
+// end.
 #pragma once
 
 #include <sys/types.h>
@@ -9,7 +9,12 @@
 
 namespace bench {
 
-struct Counts {
+// What it does with its data before it throws that away: it reads it into its memory, as a printer does, or drops it in
+// the kernel, which is the least that it can do.
+enum class Taking { dropping, reading };
+
+struct Shared {
+    std::atomic<Taking> taking;
     std::atomic<std::uint64_t> bytes;
     std::atomic<std::uint64_t> ends;  // connections that have come to their end
 };
@@ -23,12 +28,14 @@ class Receiver {
     Receiver& operator=(const Receiver&) = delete;
 
     std::uint16_t port() const { return port_; }
+    // Dropping, until it is told otherwise.
+    void take_by(Taking taking);
     // Forgets what has been counted; then whether exactly so much has come. Throws Failed when it has not.
     void expect();
     void check(std::uint64_t bytes, std::uint64_t connections) const;
 
   private:
-    Counts* counts_;
+    Shared* shared_;
     std::uint16_t port_ = 0;
     pid_t process_ = -1;
 };
