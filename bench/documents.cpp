@@ -6,6 +6,7 @@
 #include "bench/bench.h"
 #include "bench/others.h"
 #include "bench/print_server.h"
+#include "tools/peer/pattern.h"
 
 namespace bench {
 namespace {
@@ -68,11 +69,7 @@ void against_peer(Bench& bench, const PrintServer& server, const std::string& na
 
 std::vector<char> buffer_of(size_t size) {
     std::vector<char> data(size);
-    std::uint32_t state = 1;
-    for (char& byte : data) {
-        state = state * 1664525u + 1013904223u;
-        byte = static_cast<char>(state >> 24);
-    }
+    peer::Pattern().fill(data.data(), data.size());
     return data;
 }
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "tools/peer/pattern.h"
+
 namespace soak {
 namespace {
 
@@ -51,17 +53,6 @@ std::string random_bytes(Random& random, size_t size) {
     return data;
 }
 
-// What the sample helper's "write N B" writes.
-std::string helper_pattern(size_t size) {
-    std::string data(size, '\0');
-    std::uint32_t state = 0x2545F491;
-    for (char& byte : data) {
-        state = state * 1664525u + 1013904223u;
-        byte = static_cast<char>(state >> 24);
-    }
-    return data;
-}
-
 void plan_check(Random& random, Plan& plan) {
     static constexpr const char* kCommands[] = {"printername", "printeraddress", "jobid", "wait", "startdoc", "enddoc"};
     static constexpr const char* kWaits[] = {"on startdoc WAIT \"Door Open\" for 30 ms then WAIT \"No Paper\" then OK",
@@ -92,7 +83,8 @@ void plan_rewriting(Random& random, Plan& plan) {
     }
     plan.helper_fails = below(random, 2) == 0;
     const size_t size = below(random, 200000);
-    if (!plan.helper_fails) plan.rewritten = helper_pattern(size);
+    // As the sample helper's "write N B" writes it.
+    if (!plan.helper_fails) plan.rewritten = peer::pattern(size);
     plan.script = plan.helper_fails ? "on " + pick(random, kCommands) + " exit"
                                     : begin + "write " + std::to_string(size) + " B then exit";
 }

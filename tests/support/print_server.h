@@ -13,6 +13,7 @@
 #include "tests/support/platform.h"
 #include "tools/host/monitor_host.h"
 #include "tools/host/platform.h"
+#include "tools/peer/pattern.h"
 #include "tools/peer/tcp_printer.h"
 
 namespace test {
@@ -162,15 +163,7 @@ class PrintServer : public testing::Test {
     std::list<peer::TcpPrinter> printers_;
 };
 
-// Different at every place, so that nothing lost, doubled or moved goes unseen.
-inline std::string pattern(size_t size) {
-    std::string data(size, '\0');
-    std::uint32_t state = 0x2545F491;
-    for (char& byte : data) {
-        state = state * 1664525u + 1013904223u;
-        byte = static_cast<char>(state >> 24);
-    }
-    return data;
-}
+// Nothing lost, doubled or moved goes unseen in it.
+using peer::pattern;
 
 }  // namespace test

@@ -5,6 +5,7 @@
 #include <thread>
 #include <vector>
 
+#include "tools/peer/pattern.h"
 #include "tools/ts-print-monitor/platform.h"
 
 namespace helper {
@@ -152,13 +153,10 @@ void Conversation::write(const char* data, size_t size) {
 
 void Conversation::write_pattern(std::uint64_t size) {
     std::vector<char> block(kBlockSize);
-    std::uint32_t state = 0x2545F491;
+    peer::Pattern pattern;
     while (size != 0 && !stopped_) {
         const size_t count = size < block.size() ? static_cast<size_t>(size) : block.size();
-        for (size_t i = 0; i < count; ++i) {
-            state = state * 1664525u + 1013904223u;
-            block[i] = static_cast<char>(state >> 24);
-        }
+        pattern.fill(block.data(), count);
         write(block.data(), count);
         size -= count;
     }
