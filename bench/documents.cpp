@@ -129,7 +129,7 @@ void small_documents(Bench& bench) {
     // two steps, and waking it is part of the next.
     add("logging off, dropped unread", kPlain, run_pairs(bench.effort, off, plain), {});
     bench.receiver.take_by(Taking::reading);
-    add("logging off", kPlain, run_pairs(bench.effort.of(2), off, plain), 1.25);
+    add("logging off, read by the printer", kPlain, run_pairs(bench.effort.of(2), off, plain), 1.25);
     add("Debug=on", "logging off", run_pairs(bench.effort, on, off), 3);
     add("Debug=on", kPlain, run_pairs(bench.effort, on, plain), {});
     server.start();

@@ -19,7 +19,9 @@
 namespace bench {
 namespace {
 
-constexpr size_t kMostAtOnce = 256 << 10;
+constexpr size_t kMostDropped = 4 << 20;
+
+std::array<char, 256 << 10> data;
 
 void watch(int epoll, int descriptor) {
     epoll_event event{};
@@ -29,10 +31,10 @@ void watch(int epoll, int descriptor) {
 }
 
 void take(int connection, Shared& shared) {
-    static std::array<char, kMostAtOnce> data;
     // With MSG_TRUNC, TCP throws data away where it lies.
-    const int flags = MSG_DONTWAIT | (shared.taking == Taking::dropping ? MSG_TRUNC : 0);
-    const ssize_t count = recv(connection, data.data(), data.size(), flags);
+    const ssize_t count = shared.taking == Taking::dropping
+                              ? recv(connection, nullptr, kMostDropped, MSG_DONTWAIT | MSG_TRUNC)
+                              : recv(connection, data.data(), data.size(), MSG_DONTWAIT);
     if (count > 0) {
         shared.bytes += static_cast<std::uint64_t>(count);
     } else if (count == 0) {

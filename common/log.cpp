@@ -90,12 +90,13 @@ bool is_standard_stream(const char* path) {
 
 // The message goes to the debugger with a line feed behind it.
 void write_to_debugger(const char* message, size_t length) {
-    auto* const text = static_cast<char*>(malloc(length + 2));
+    char usual[1024];
+    auto* const text = length + 2 <= sizeof usual ? usual : static_cast<char*>(malloc(length + 2));
     if (text == nullptr) return;
     memcpy(text, message, length);
     memcpy(text + length, "\n", 2);
     OutputDebugStringA(text);
-    free(text);
+    if (text != usual) free(text);
 }
 
 // Takes the parts of a line, so that the stream gets most lines in one piece.

@@ -24,7 +24,7 @@ class WideText {
         if (text == nullptr) return;
         if (MultiByteToWideChar(CP_UTF8, 0, text, -1, usual_, kPathSize) > 0) {
             text_ = usual_;
-        } else {
+        } else if (GetLastError() == ERROR_INSUFFICIENT_BUFFER) {
             text_ = longer_ = enc_utf8_to_wide_alloc(text);
         }
     }

@@ -31,7 +31,7 @@ class Point {
     std::uint64_t failures() const { return failures_; }
 
   private:
-    bool count();
+    bool count();  // true when the call has to fail
     static unsigned shorten(unsigned size);
 
     const char* function_;

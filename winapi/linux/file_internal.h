@@ -70,8 +70,8 @@ int look_at(int descriptor, struct stat& status);
 // Windows' read-only attribute: nobody may write to it.
 bool is_read_only(const struct stat& status);
 
-// Writes all of it, in as many calls as it takes; `written` is right after a failure too. In line, since every line of
-// the log ends in it: each return after a system call is one that the processor has not foreseen.
+// Writes all of it, in as many calls as it takes; `written` is right after a failure too. Inline, since each line of
+// the log comes back through it: after a system call the processor has foreseen no return.
 inline DWORD write_all(int descriptor, const void* data, size_t size, size_t& written) {
     written = 0;
     while (written < size) {

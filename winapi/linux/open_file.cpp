@@ -9,7 +9,6 @@
 #include <map>
 #include <mutex>
 #include <utility>
-#include <vector>
 
 #include "winapi/linux/error.h"
 #include "winapi/linux/file.h"

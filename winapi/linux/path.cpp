@@ -102,18 +102,20 @@ DWORD take_start(std::u16string_view& path, std::string& folder, bool& climbs) {
 // Adds the names of a path of less than MAX_PATH characters to the folder it starts from; ".." stays within its first
 // `root` characters.
 DWORD add_names(std::u16string_view path, size_t root, std::string& native) {
-    const WCHAR* next = path.begin();
-    while (next != path.end()) {
+    const WCHAR* next = path.data();
+    const WCHAR* const path_end = next + path.size();
+    while (next != path_end) {
         const WCHAR* const begin = next;
         char text[MAX_PATH];  // the name, if it is all ASCII
         WCHAR bits = 0;       // of all its characters
-        for (; next != path.end() && sign_of(*next) == Sign::of_name; ++next) {
+        for (; next != path_end && sign_of(*next) == Sign::of_name; ++next) {
             text[next - begin] = static_cast<char>(*next);
             bits |= *next;
         }
         const std::u16string_view name(begin, next);
-        if (next != path.end() && sign_of(*next++) == Sign::refused) return ERROR_INVALID_NAME;
-        const std::u16string_view kept = trim(name, next == path.end());
+        if (next != path_end && sign_of(*next) == Sign::refused) return ERROR_INVALID_NAME;
+        if (next != path_end) ++next;
+        const std::u16string_view kept = trim(name, next == path_end);
         if (name == u"..") {
             if (native.size() > root) native.resize(native.rfind('/'));
         } else if (!kept.empty()) {

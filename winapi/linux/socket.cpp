@@ -53,7 +53,7 @@ struct Socket final : winapi::Object {
     int descriptor() const override { return fd; }
 
     const int fd;
-    std::atomic<bool> blocks{true};
+    std::atomic<bool> blocks{true};  // until an event is selected; each send says so by a flag
     std::atomic<bool> connected{false};
     std::atomic<bool> sending_ended{false};
 };
@@ -235,7 +235,8 @@ int append_addresses(const char* name, int flags, const Query& query, ADDRINFOW*
 int append_numeric(const char* name, const Query& query, ADDRINFOW**& tail) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
-    if (query.family != AF_INET6 && inet_pton(AF_INET, name, &address.sin_addr) == 1) {
+    const bool wanted = query.family == AF_UNSPEC || query.family == AF_INET;
+    if (wanted && inet_pton(AF_INET, name, &address.sin_addr) == 1) {
         return append_address(reinterpret_cast<sockaddr*>(&address), sizeof address, query, tail);
     }
     return append_addresses(name, AI_NUMERICHOST, query, tail);
@@ -388,7 +389,7 @@ int connect(SOCKET socket, const struct sockaddr* address, int size) {
     const auto found = socket_of(socket);
     if (found == nullptr) return SOCKET_ERROR;
     if (address == nullptr || size < static_cast<int>(sizeof(sockaddr_in))) return socket_error(WSAEFAULT);
-    int non_blocking = 1;
+    int non_blocking = 1;  // connect has no flag for it
     if (!found->blocks) ioctl(found->fd, FIONBIO, &non_blocking);
     const int error = connect_descriptor(found->fd, address, size);
     if (error == 0 || error == EINPROGRESS) found->connected = true;

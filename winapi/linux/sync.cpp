@@ -11,6 +11,7 @@
 
 #include "winapi/linux/error.h"
 #include "winapi/linux/fault.h"
+#include "winapi/linux/process.h"
 #include "winapi/linux/wait.h"
 
 namespace {
@@ -18,16 +19,10 @@ namespace {
 winapi::fault::Point initialize_point("InitializeCriticalSectionAndSpinCount");
 winapi::fault::Point wait_point("WaitForSingleObject");
 
-// Stands for the calling thread.
-const void* this_thread() {
-    static thread_local char mark;
-    return &mark;
-}
-
 struct Lock {
     std::mutex mutex;
-    std::atomic<const void*> owner{nullptr};  // compared with the calling thread only, so any order does
-    unsigned depth = 0;                       // how often the owner has entered it; the owner's alone
+    std::atomic<DWORD> owner{0};  // its thread, 0 when it is free; compared with one's own only, so any order does
+    unsigned depth = 0;           // how often the owner has entered it; the owner's alone
 };
 
 // Null, and one more misuse, when it was never initialised or is deleted already.
@@ -38,7 +33,7 @@ Lock* lock_of(const CRITICAL_SECTION* section) {
 
 void leave(Lock& lock) {
     if (--lock.depth > 0) return;
-    lock.owner.store(nullptr, std::memory_order_relaxed);
+    lock.owner.store(0, std::memory_order_relaxed);
     lock.mutex.unlock();
 }
 
@@ -75,7 +70,7 @@ BOOL InitializeCriticalSectionAndSpinCount(CRITICAL_SECTION* section, DWORD /*sp
 void EnterCriticalSection(CRITICAL_SECTION* section) {
     Lock* const lock = lock_of(section);
     if (lock == nullptr) return;
-    const void* const self = this_thread();
+    const DWORD self = GetCurrentThreadId();
     if (lock->owner.load(std::memory_order_relaxed) != self) {
         lock->mutex.lock();
         lock->owner.store(self, std::memory_order_relaxed);
@@ -86,7 +81,7 @@ void EnterCriticalSection(CRITICAL_SECTION* section) {
 void LeaveCriticalSection(CRITICAL_SECTION* section) {
     Lock* const lock = lock_of(section);
     if (lock == nullptr) return;
-    if (lock->owner.load(std::memory_order_relaxed) == this_thread()) {
+    if (lock->owner.load(std::memory_order_relaxed) == GetCurrentThreadId()) {
         leave(*lock);
     } else {
         winapi::count_misuse();
@@ -97,10 +92,10 @@ void DeleteCriticalSection(CRITICAL_SECTION* section) {
     Lock* const lock = lock_of(section);
     if (lock == nullptr) return;
     section->lock = nullptr;
-    if (lock->owner != nullptr) {
+    if (lock->owner != 0) {
         winapi::count_misuse();
         // Its memory stays with another thread that holds it: that one has still to leave it.
-        if (lock->owner != this_thread()) return;
+        if (lock->owner != GetCurrentThreadId()) return;
         while (lock->depth > 0) leave(*lock);
     }
     delete lock;

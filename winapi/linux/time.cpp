@@ -2,7 +2,6 @@
 
 #include <sched.h>
 
-#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cmath>
@@ -32,7 +31,6 @@ std::int64_t real_now() {
 // The layer's clock is a straight line from the last change of its speed on, which keeps it from ever going
 // back. It starts out as the machine's own.
 struct Clock {
-    std::atomic<bool> changed{false};
     std::shared_mutex mutex;
     std::int64_t real_start = 0;
     std::int64_t start = 0;
@@ -87,7 +85,7 @@ DWORD GetTickCount() {
 
 void GetSystemTimeAsFileTime(FILETIME* time) {
     timespec now{};
-    clock_gettime(CLOCK_REALTIME_COARSE, &now);  // as coarse as Windows documents it, or less
+    clock_gettime(CLOCK_REALTIME_COARSE, &now);  // Windows tells the time of its last tick, too
     *time = winapi::file_time_of(now);
 }
 
@@ -122,7 +120,6 @@ void set_clock_speed(double factor) {
     clock.start = clock.at(now);
     clock.real_start = now;
     clock.factor = factor;
-    clock.changed = true;
 }
 
 std::int64_t real_milliseconds(DWORD milliseconds) {
@@ -131,10 +128,8 @@ std::int64_t real_milliseconds(DWORD milliseconds) {
 
 std::uint64_t clock_milliseconds() {
     Clock& clock = the_clock();
-    constexpr std::int64_t nanoseconds = 1'000'000;
-    if (!clock.changed) return static_cast<std::uint64_t>(real_now() / nanoseconds);
     const std::shared_lock lock(clock.mutex);
-    return static_cast<std::uint64_t>(clock.at(real_now()) / nanoseconds);
+    return static_cast<std::uint64_t>(clock.at(real_now()) / 1'000'000);
 }
 
 FILETIME file_time_of(const timespec& time) {
