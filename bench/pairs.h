@@ -42,6 +42,8 @@ struct Effort {
     double seconds = 12;  // no further pair begins after so long
 
     Effort of(double share) const { return {least_pairs, most_pairs, seconds * share}; }
+    // For a ratio that lies close to its bar.
+    Effort close() const { return {least_pairs, most_pairs * 3, seconds * 3}; }
 };
 
 // A B A B ..., after a turn of each that does not count.

@@ -11,7 +11,7 @@ namespace bench {
 
 // What it does with its data before it throws that away: it reads it into its memory, as a printer does, or drops it in
 // the kernel, which is the least that it can do.
-enum class Taking { dropping, reading };
+enum class Taking { reading, dropping };
 
 struct Shared {
     std::atomic<Taking> taking;
@@ -28,7 +28,7 @@ class Receiver {
     Receiver& operator=(const Receiver&) = delete;
 
     std::uint16_t port() const { return port_; }
-    // Dropping, until it is told otherwise.
+    // Reading, until it is told otherwise.
     void take_by(Taking taking);
     // Forgets what has been counted; then whether exactly so much has come. Throws Failed when it has not.
     void expect();
