@@ -43,8 +43,10 @@ struct Conversion {
     int width = 0;
     int precision = -1;
     bool wide64 = false;  // ll, I64
-    bool plain = false;   // as most are: no flag, width or precision
     char type = '\0';
+
+    // As most are: nothing but the type.
+    bool is_plain() const { return !left && !sign && !blank && !alternate && !zeros && width == 0 && precision < 0; }
 };
 
 bool parse_flag(char character, Conversion& conversion) {
@@ -92,14 +94,12 @@ void parse_length(const char*& format, Conversion& conversion) {
 
 // `format` points behind the "%"; afterwards behind the conversion.
 bool parse_conversion(const char*& format, Conversion& conversion) {
-    const char* const begin = format;
     while (parse_flag(*format, conversion)) ++format;
     if (!parse_number(format, conversion.width)) return false;
     if (*format == '.') {
         ++format;
         if (!parse_number(format, conversion.precision)) return false;
     }
-    conversion.plain = format == begin;
     parse_length(format, conversion);
     conversion.type = *format;
     if (*format != '\0') ++format;
@@ -128,7 +128,7 @@ bool put_real(Sink& sink, const Conversion& conversion, double number) {
     return true;
 }
 
-// "00" to "99".
+// "00" to "99": two digits for one division.
 struct DecimalPairs {
     constexpr DecimalPairs() {
         for (int i = 0; i < 100; ++i) {
@@ -148,11 +148,7 @@ struct Digits {
         for (; number != 0; number /= kBase) *--begin = set[number % kBase];
     }
     void put_decimal(uint64_t number) {
-        for (; number >= 10; number /= 100) {
-            begin -= 2;
-            memcpy(begin, kDecimalPairs.text[number % 100], 2);
-        }
-        if (number != 0) *--begin = static_cast<char>('0' + number);
+        if (number != 0) begin = util_put_decimal(begin, number);
     }
     size_t length() const { return static_cast<size_t>(text + sizeof text - begin); }
 
@@ -184,7 +180,7 @@ const char* prefix_of(const Conversion& conversion, bool is_signed, bool negativ
 void put_number(Sink& sink, const Conversion& conversion, bool is_signed, bool negative, uint64_t magnitude) {
     Digits digits;
     put_digits(digits, magnitude, conversion.type);
-    if (conversion.plain && magnitude != 0) {
+    if (conversion.is_plain() && magnitude != 0) {
         if (negative) *--digits.begin = '-';
         return sink.append(digits.begin, digits.length());
     }
@@ -344,6 +340,16 @@ int format_text(Sink& sink, const char* format, Arguments& arguments) {
 }
 
 }  // namespace
+
+char* util_put_decimal(char* end, uint64_t number) {
+    char* begin = end;
+    for (; number >= 10; number /= 100) {
+        begin -= 2;
+        memcpy(begin, kDecimalPairs.text[number % 100], 2);
+    }
+    if (number != 0 || begin == end) *--begin = static_cast<char>('0' + number);
+    return begin;
+}
 
 int util_vsnprintf(char* buffer, size_t size, const char* format, va_list arguments) {
     Sink sink{buffer, size};

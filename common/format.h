@@ -18,6 +18,9 @@ int util_vasprintf(char** out, const char* format, va_list arguments);
 // of the whole text, which is `size` or more when it was cut; -1 for a malformed format, with an empty buffer.
 int util_vsnprintf(char* buffer, size_t size, const char* format, va_list arguments);
 
+// Writes the decimal digits of a number, 20 at most, so that the last one stands before `end`; returns the first.
+char* util_put_decimal(char* end, uint64_t number);
+
 // -- Formats checked against their arguments while compiling ---------------------------------------------------------
 
 namespace format_check {

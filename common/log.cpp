@@ -53,10 +53,6 @@ class KeepLastError {
     DWORD code_;
 };
 
-char digit(uint32_t number) {
-    return static_cast<char>('0' + number % 10);
-}
-
 const char* word_of(int32_t level) {
     switch (level) {
         case LOG_DEV:
@@ -116,18 +112,19 @@ struct Line {
     void put(const char* part) { put(part, strlen(part)); }
     void put(uint32_t number) {
         char digits[10];
-        size_t first = sizeof digits;
-        do {
-            digits[--first] = digit(number);
-            number /= 10;
-        } while (number != 0);
-        put(digits + first, sizeof digits - first);
+        char* const end = digits + sizeof digits;
+        const char* const first = util_put_decimal(end, number);
+        put(first, static_cast<size_t>(end - first));
     }
     void flush() {
         fwrite(text, 1, length, log_state.stream);
         length = 0;
     }
 };
+
+char digit(uint32_t number) {
+    return static_cast<char>('0' + number % 10);
+}
 
 // "2026-03-01 09:05:07,042"
 void put_time(Line& out) {

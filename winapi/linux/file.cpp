@@ -164,8 +164,7 @@ BOOL WriteFile(HANDLE file, LPCVOID data, DWORD size, DWORD* count, void* overla
     if (count == nullptr || overlapped != nullptr) return winapi::fail(ERROR_INVALID_PARAMETER);
     const auto object = winapi::find_handle(file);
     if (object == nullptr || object->descriptor() < 0) return winapi::fail(ERROR_INVALID_HANDLE);
-    const winapi::Object& target = *object;
-    auto* const write = typeid(target) == typeid(OpenFile) ? winapi::write_all : winapi::write_all_quietly;
+    auto* const write = winapi::is_a<OpenFile>(object.get()) ? winapi::write_all : winapi::write_all_quietly;
     size_t transferred = 0;
     const DWORD error = write(object->descriptor(), data, write_point.shortened(size), transferred);
     *count = static_cast<DWORD>(transferred);

@@ -40,14 +40,19 @@ struct Inheritance {
 Inheritance inheritable_descriptors();
 bool set_inheritable(HANDLE handle, bool inheritable);
 
+// Whether it is a T itself; without a cast, which looks through all bases.
+template <typename T>
+bool is_a(const Object* object) {
+    static_assert(std::is_final_v<T>);
+    return object != nullptr && typeid(*object) == typeid(T);
+}
+
 // Null, too, when the handle stands for something else.
 template <typename T>
 std::shared_ptr<T> find_handle_as(HANDLE handle) {
     auto object = find_handle(handle);
     if constexpr (std::is_final_v<T>) {
-        const Object* const found = object.get();
-        if (found == nullptr || typeid(*found) != typeid(T)) return nullptr;
-        return std::static_pointer_cast<T>(std::move(object));
+        return is_a<T>(object.get()) ? std::static_pointer_cast<T>(std::move(object)) : nullptr;
     } else {
         return std::dynamic_pointer_cast<T>(std::move(object));
     }

@@ -183,7 +183,8 @@ DWORD read_text(Stream& stream, char* out, size_t size, size_t& count) {
     return ERROR_SUCCESS;
 }
 
-ssize_t stream_read(void* cookie, char* out, size_t size, bool text) {
+template <bool text>
+ssize_t stream_read(void* cookie, char* out, size_t size) {
     auto& stream = *static_cast<Stream*>(cookie);
     if (stream_read_point.fails()) return fail_with(ERROR_READ_FAULT);
     const size_t wanted = stream_read_point.shortened(static_cast<unsigned>(size));
@@ -192,14 +193,6 @@ ssize_t stream_read(void* cookie, char* out, size_t size, bool text) {
         text ? read_text(stream, out, wanted, count) : winapi::read_some(stream.descriptor(), out, wanted, count);
     if (error != ERROR_SUCCESS && error != ERROR_BROKEN_PIPE) return fail_with(error);
     return static_cast<ssize_t>(count);
-}
-
-ssize_t read_text_stream(void* cookie, char* out, size_t size) {
-    return stream_read(cookie, out, size, true);
-}
-
-ssize_t read_binary_stream(void* cookie, char* out, size_t size) {
-    return stream_read(cookie, out, size, false);
 }
 
 int seek_stream(void* cookie, off64_t* offset, int from) {
@@ -255,7 +248,7 @@ bool parse_mode(LPCWSTR mode, OpenMode& result) {
 
 FILE* make_stream(std::unique_ptr<Stream> stream, bool reads, bool text) {
     cookie_io_functions_t functions{};
-    functions.read = text ? read_text_stream : read_binary_stream;
+    functions.read = text ? stream_read<true> : stream_read<false>;
     functions.write = text ? stream_write<true> : stream_write<false>;
     functions.seek = reads && text ? refuse_seek : seek_stream;
     functions.close = close_stream;
