@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "common/lock.h"
 #include "common/log.h"
 #include "common/os.h"
 
@@ -10,8 +11,7 @@ namespace {
 
 constexpr size_t kLineSize = 8192;  // a longer line is read as several
 
-CRITICAL_SECTION config_lock;
-bool config_lock_initialised = false;
+OptionalLock config_lock;
 
 template <typename Field>
 Field* field_of(SessionContext* context, const ConfigVar& var) {
@@ -39,19 +39,14 @@ void apply_default(const ConfigVar& var, SessionContext* context) {
 
 void config_set_defaults() {
     log_init_lock();
-    if (!config_lock_initialised) {
-        config_lock_initialised = InitializeCriticalSectionAndSpinCount(&config_lock, 0) != FALSE;
-    }
-    if (config_lock_initialised) EnterCriticalSection(&config_lock);
+    config_lock.create();
+    const LockGuard lock(config_lock);
     session_context.env_version = kDefaultEnvVersion;
     for (size_t i = 0; i < CONFIG_VAR_COUNT; ++i) apply_default(config_vars[i], &session_context);
-    if (config_lock_initialised) LeaveCriticalSection(&config_lock);
 }
 
 void config_free_lock() {
-    if (!config_lock_initialised) return;
-    config_lock_initialised = false;
-    DeleteCriticalSection(&config_lock);
+    config_lock.destroy();
 }
 
 int config_name_matches(const CountedString* name, const char* word) {

@@ -37,7 +37,7 @@ constexpr int32_t kDefaultEnvVersion = 15;
 
 // Stores every default in session_context. Prepares the log lock and the configuration lock, which is held meanwhile.
 void config_set_defaults();
-// Gives the configuration lock back when the library is unloaded.
+// Deletes the configuration lock when the library is unloaded.
 void config_free_lock();
 
 // Applies the entries of a file, in their order; bad lines are reported on the standard error descriptor and passed

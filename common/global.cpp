@@ -112,8 +112,8 @@ int config_init(const char* base_dir) {
     os_cat_path(context->config_file_path, sizeof context->config_file_path, base_dir, "print-provider.conf");
     os_cat_path(context->env_version_file_path, sizeof context->env_version_file_path, base_dir, "env-version");
     os_cat_path(context->log_file_path, sizeof context->log_file_path, base_dir, "print-monitor.log");
-    // Without its lock the file is not safe from threads that write at once; the debugger output still is.
-    log_set_path(log_init_lock() ? context->log_file_path : "");
+    log_init_lock();
+    log_set_path(context->log_file_path);
     if (config_parse_file(context->config_file_path, context) != 0) {
         log_error(LOG_HERE, "Error parsing config file: %s.", context->config_file_path);
         return 0;

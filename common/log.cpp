@@ -4,13 +4,13 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "common/lock.h"
 #include "common/os.h"
 #include "common/util.h"
 
 namespace {
 
-constexpr size_t kPathSize = 260;         // of the names a rotation builds
-constexpr uint32_t kMostNumbered = 1000;  // files a rotation looks at, all while the other threads wait
+constexpr size_t kPathSize = 260;  // of the names a rotation builds
 
 // One a process. Everything but the path is touched under the lock, once there is one.
 struct LogState {
@@ -18,27 +18,16 @@ struct LogState {
     FILE* stream;
     uint32_t line_counter;
     bool rotating;
-    bool lock_initialised;
-    CRITICAL_SECTION lock;
+    OptionalLock lock;
     int64_t second;        // of the line before ...
     char second_text[64];  // ... and its text, which serves all lines of that second
 };
 
 LogState log_state;
 
-class LogLock {
+class LogLock : LockGuard {
   public:
-    LogLock() : held_(log_state.lock_initialised) {
-        if (held_) EnterCriticalSection(&log_state.lock);
-    }
-    ~LogLock() {
-        if (held_) LeaveCriticalSection(&log_state.lock);
-    }
-    LogLock(const LogLock&) = delete;
-    LogLock& operator=(const LogLock&) = delete;
-
-  private:
-    bool held_;
+    LogLock() : LockGuard(log_state.lock) {}
 };
 
 // Logging happens between a failing call and the look at its error: it leaves no trace there.
@@ -149,17 +138,12 @@ bool is_rotation_check_due() {
 
 }  // namespace
 
-bool log_init_lock() {
-    if (!log_state.lock_initialised) {
-        log_state.lock_initialised = InitializeCriticalSectionAndSpinCount(&log_state.lock, 0) != FALSE;
-    }
-    return log_state.lock_initialised;
+void log_init_lock() {
+    log_state.lock.create();
 }
 
 void log_free_lock() {
-    if (!log_state.lock_initialised) return;
-    log_state.lock_initialised = false;
-    DeleteCriticalSection(&log_state.lock);
+    log_state.lock.destroy();
 }
 
 void log_set_path(const char* path) {
@@ -318,23 +302,43 @@ bool move_log(const char* from, const char* to) {
     return false;
 }
 
-// Deletes the oldest numbered file and moves the others up by one; false when any of that failed.
-bool move_numbered_files_up(uint32_t number) {
+// Deletes a numbered file that is the oldest one to be kept, or moves it up by one.
+bool move_up(uint32_t number, uint32_t oldest) {
     char from[kPathSize];
     char to[kPathSize];
-    bool done = true;
-    numbered_path(to, number);
-    if (os_file_exists(to)) {
-        log_dev(LOG_HERE, "Log rotation: unlink \"%s\"", to);
-        if (!os_file_delete(to)) {
-            log_debug_last_error(LOG_HERE, "Unable to delete old rotated log of \"%s\"", to);
-            done = false;
-        }
+    numbered_path(from, number);
+    if (number < oldest) {
+        numbered_path(to, number + 1);
+        return move_log(from, to);
     }
-    for (uint32_t i = number; i >= 2; --i) {
-        numbered_path(from, i - 1);
-        numbered_path(to, i);
-        if (os_file_exists(from) && !move_log(from, to)) done = false;
+    log_dev(LOG_HERE, "Log rotation: unlink \"%s\"", from);
+    if (os_file_delete(from)) return true;
+    log_debug_last_error(LOG_HERE, "Unable to delete old rotated log of \"%s\"", log_state.path);
+    return false;
+}
+
+// The last number of the files that follow one another from 1 on.
+uint32_t last_in_row(uint32_t oldest) {
+    char path[kPathSize];
+    uint32_t number = 0;
+    while (number < oldest && numbered_path(path, number + 1) && os_file_exists(path)) ++number;
+    return number;
+}
+
+// All numbered files that are there, the highest number first; false when any of them could not be moved.
+bool move_numbered_files_up(uint32_t oldest) {
+    bool done = true;
+    OsNumbers there;
+    if (os_list_numbers(log_state.path, &there)) {
+        for (size_t i = 0; i < there.count; ++i) {
+            if (there.numbers[i] <= oldest && !move_up(there.numbers[i], oldest)) done = false;
+        }
+        free(there.numbers);
+        return done;
+    }
+    // Who may not list the directory finds all but those behind a gap.
+    for (uint32_t number = last_in_row(oldest); number > 0; --number) {
+        if (!move_up(number, oldest)) done = false;
     }
     return done;
 }
@@ -370,7 +374,7 @@ int log_rotate(uint32_t number, uint32_t limit) {
     const LogLock lock;
     if (log_state.rotating) return 1;  // one of the rotation's own lines asks again
     log_state.rotating = true;
-    const int result = rotate_under_lock(number < kMostNumbered ? number : kMostNumbered, limit);
+    const int result = rotate_under_lock(number, limit);
     log_state.rotating = false;
     return result;
 }

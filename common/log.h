@@ -18,21 +18,23 @@ enum LogLevel : int32_t { LOG_DEV = 1, LOG_DEBUG = 2, LOG_INFO = 3, LOG_ERROR = 
 
 // -- The log itself --------------------------------------------------------------------------------------------------
 
-// Prepares the log lock, once; later calls do nothing. Until then the log runs without a lock. False when there is
-// none.
-bool log_init_lock();
-// Gives the lock back when the library is unloaded. No other thread may be logging.
+// Creates the log lock, once; later calls do nothing. Until then, and where it cannot be created, the log runs without.
+void log_init_lock();
+// Deletes the lock when the library is unloaded. No other thread may be logging.
 void log_free_lock();
 
 // The file written from the next line on, copied (at most 1023 bytes); empty: none. "STDOUT" and "STDERR" name the
 // process's standard streams. Closes the file that was open.
 void log_set_path(const char* path);
+// Opens the log file, anew when it is open; the next line does so too when it has to. A file that cannot be opened
+// costs each line its place in it, not the debugger output.
 void log_open();
 void log_close();
 
 // Moves the log file to number 1, and each numbered file up by one, when it is larger than `limit` bytes. `number` is
-// how many numbered files are kept, 1000 at most; 0 and 1 never rotate. Returns 1 when nothing had to be done or all of
-// it was done, else 0. Takes the log lock; does nothing when called from inside a rotation.
+// how many numbered files are kept; 0 and 1 never rotate. Returns 1 when nothing had to be done or all of it was done,
+// else 0. Takes the log lock; does nothing when called from inside a rotation. Takes time by the files that are there,
+// not by `number`.
 int log_rotate(uint32_t number, uint32_t limit);
 // The setting LogRotateSizeKBytes in bytes; what does not fit in 32 bits is the largest number that does.
 uint32_t log_rotate_limit();

@@ -1,9 +1,11 @@
 #include "common/os.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 
 #include "common/enc.h"
 #include "common/log.h"
@@ -49,15 +51,18 @@ bool ends_in(const char* text, const char* characters) {
     return length > 0 && strchr(characters, text[length - 1]) != nullptr;
 }
 
-}  // namespace
-
-namespace {
-
-// The runtime opens inheritable files. A helper that is started meanwhile would keep this one open: the log could not
-// be rotated, nor a record be deleted, until it ends.
-void keep_from_children(FILE* stream) {
-    const auto handle = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream)));  // NOLINT(performance-no-int-to-ptr)
-    SetHandleInformation(handle, HANDLE_FLAG_INHERIT, 0);
+// The flags of an open for a stream's mode. Never inherited: a helper that is started meanwhile would keep the file
+// open, and until it ends the log could not be rotated, nor a record be deleted.
+int open_flags(const char* mode) {
+    const int kind = (mode[1] == 'b' ? _O_BINARY : _O_TEXT) | _O_NOINHERIT;
+    switch (mode[0]) {
+        case 'w':
+            return kind | _O_WRONLY | _O_CREAT | _O_TRUNC;
+        case 'a':
+            return kind | _O_WRONLY | _O_CREAT | _O_APPEND;
+        default:
+            return kind | _O_RDONLY;
+    }
 }
 
 }  // namespace
@@ -86,8 +91,14 @@ FILE* os_fopen(const char* path, const char* mode) {
     const WideText wide_mode(mode);
     const WideText wide_path(path);
     if (wide_mode.get() == nullptr || wide_path.get() == nullptr) return nullptr;
-    FILE* const stream = _wfopen(wide_path.get(), wide_mode.get());
-    if (stream != nullptr) keep_from_children(stream);
+    const int descriptor = _wopen(wide_path.get(), open_flags(mode), _S_IREAD | _S_IWRITE);
+    if (descriptor < 0) return nullptr;
+    FILE* const stream = _wfdopen(descriptor, wide_mode.get());
+    if (stream == nullptr) {
+        const DWORD error = GetLastError();
+        _close(descriptor);
+        SetLastError(error);
+    }
     return stream;
 }
 
@@ -262,6 +273,69 @@ int os_dir_forall(const char* directory, DirEntryCallback callback) {
     FindClose(opened->find);
     free(opened);
     return 1;
+}
+
+// -- Numbered files --------------------------------------------------------------------------------------------------
+
+namespace {
+
+// The number in "<name>.<number>", written as the numbers of a rotation are; 0 for any other file.
+uint32_t number_of(char* file, const char* name) {
+    const size_t length = strlen(name);
+    if (strlen(file) < length + 2 || file[length] != '.') return 0;
+    file[length] = '\0';
+    const char* const digits = file + length + 1;
+    if (!util_strieq(file, name) || digits[0] == '0' || strlen(digits) > 10) return 0;
+    uint64_t number = 0;
+    for (const char* digit = digits; *digit != '\0'; ++digit) {
+        if (*digit < '0' || *digit > '9') return 0;
+        number = number * 10 + static_cast<uint64_t>(*digit - '0');
+    }
+    return number <= UINT32_MAX ? static_cast<uint32_t>(number) : 0;
+}
+
+bool add_number(OsNumbers* found, uint32_t number) {
+    constexpr size_t kStep = 64;
+    if (number == 0) return true;
+    if (found->count % kStep == 0) {
+        void* const grown = realloc(found->numbers, (found->count + kStep) * sizeof *found->numbers);
+        if (grown == nullptr) return false;
+        found->numbers = static_cast<uint32_t*>(grown);
+    }
+    found->numbers[found->count++] = number;
+    return true;
+}
+
+}  // namespace
+
+int os_list_numbers(const char* path, OsNumbers* found) {
+    *found = OsNumbers{};
+    const char* name = path + strlen(path);
+    while (name != path && strchr("\\/:", name[-1]) == nullptr) --name;
+    const auto directory_length = static_cast<size_t>(name - path);
+    char pattern[kPathSize] = "*";
+    if (directory_length + 2 > sizeof pattern) return 0;
+    memcpy(pattern, path, directory_length);
+    memcpy(pattern + directory_length, "*", 2);
+    const WideText wide_pattern(pattern);
+    WIN32_FIND_DATAW entry;
+    const HANDLE find =
+        wide_pattern.get() == nullptr ? INVALID_HANDLE_VALUE : FindFirstFileW(wide_pattern.get(), &entry);
+    if (find == INVALID_HANDLE_VALUE) return 0;
+    char file[kEntryNameSize];
+    bool whole = true;
+    do {
+        whole = enc_wide_to_utf8(file, sizeof file, entry.cFileName) == 0 || add_number(found, number_of(file, name));
+    } while (whole && FindNextFileW(find, &entry));
+    whole = whole && GetLastError() == ERROR_NO_MORE_FILES;
+    FindClose(find);
+    if (whole) {
+        std::sort(found->numbers, found->numbers + found->count, std::greater<>());
+        return 1;
+    }
+    free(found->numbers);
+    *found = OsNumbers{};
+    return 0;
 }
 
 int os_get_computer_name(char* out) {

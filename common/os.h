@@ -13,7 +13,8 @@
 // arguments.
 int os_cat_path(char* out, size_t size, const char* directory, const char* name);
 
-// A standard stream, or null. Modes as of fopen; without "b" the stream translates line ends.
+// A standard stream, or null. Modes "r", "w" and "a", each with "b" too; without "b" the stream translates line ends.
+// No child process inherits it.
 FILE* os_fopen(const char* path, const char* mode);
 
 // 1 when the path names a file or a directory; one separator at its end does not matter.
@@ -49,6 +50,15 @@ int os_file_mtime(const char* path, int64_t* modified);
 using DirEntryCallback = int (*)(const char* path, int64_t modified);
 // Calls back for every entry but sub-directories, in the system's order. 1 when the directory could be opened.
 int os_dir_forall(const char* directory, DirEntryCallback callback);
+
+// Which of the files "<path>.1", "<path>.2" and so on are there, the highest number first. The caller frees the
+// numbers.
+struct OsNumbers {
+    uint32_t* numbers;
+    size_t count;
+};
+// 1; or 0, with nothing to free and not logged, when the directory cannot be listed or memory runs out.
+int os_list_numbers(const char* path, OsNumbers* found);
 
 // The computer's name, lower case, into a buffer of 1024 bytes. A failure is logged.
 int os_get_computer_name(char* out);

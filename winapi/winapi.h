@@ -23,6 +23,7 @@
 // clang-format on
 
 #include <direct.h>
+#include <fcntl.h>
 #include <io.h>
 #include <sys/stat.h>
 #include <wchar.h>

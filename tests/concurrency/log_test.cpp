@@ -27,7 +27,7 @@ struct Case {
 class LogUnderLoad : public testing::TestWithParam<Case> {};
 
 void read_lines(const std::string& path, std::vector<std::string>& lines) {
-    FILE* const file = _wfopen(host::to_text(path).c_str(), W("r"));
+    FILE* const file = open_stream(host::to_text(path), W("r"));
     if (file == nullptr) return;
     char line[1024];
     while (fgets(line, sizeof line, file) != nullptr) lines.emplace_back(line);

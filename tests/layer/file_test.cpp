@@ -13,7 +13,7 @@ namespace {
 using WString = std::basic_string<WCHAR>;
 
 std::string read_stream(const WString& path, const WCHAR* mode) {
-    FILE* const file = _wfopen(path.c_str(), mode);
+    FILE* const file = open_stream(path, mode);
     if (file == nullptr) return "cannot be opened";
     std::string content;
     char buffer[1000];
@@ -23,7 +23,7 @@ std::string read_stream(const WString& path, const WCHAR* mode) {
 }
 
 void write_stream(const WString& path, const WCHAR* mode, const std::string& content) {
-    FILE* const file = _wfopen(path.c_str(), mode);
+    FILE* const file = open_stream(path, mode);
     ASSERT_NE(file, nullptr);
     EXPECT_EQ(fwrite(content.data(), 1, content.size(), file), content.size());
     EXPECT_EQ(fclose(file), 0);
@@ -72,7 +72,7 @@ TEST_F(Files, TextStreamsWriteCrLfAndReadLfWhereverThePairFalls) {
 }
 
 TEST_F(Files, AnOpenStreamCanBeReadButNotDeletedOrRenamed) {
-    FILE* const file = _wfopen(path.c_str(), W("wb"));
+    FILE* const file = open_stream(path, W("wb"));
     ASSERT_NE(file, nullptr);
     for (const WString& name : {path, dir.path() + W("/sub/../file")}) {
         EXPECT_FALSE(DeleteFileW(name.c_str()));
@@ -97,7 +97,7 @@ TEST_F(Files, ARefusedOpenLeavesTheContentAlone) {
     write_stream(path, W("wb"), "content");
     const HANDLE reader = open_handle(path, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
     EXPECT_EQ(open_handle(path, GENERIC_WRITE, share_all, CREATE_ALWAYS), INVALID_HANDLE_VALUE);
-    EXPECT_EQ(_wfopen(path.c_str(), W("wb")), nullptr);
+    EXPECT_EQ(open_stream(path, W("wb")), nullptr);
     EXPECT_EQ(GetLastError(), DWORD{ERROR_SHARING_VIOLATION});
     CloseHandle(reader);
     EXPECT_EQ(read_stream(path, W("rb")), "content");
@@ -167,7 +167,7 @@ TEST_F(Files, RefusalsTellWhatIsMissing) {
         EXPECT_EQ(open_handle(name, GENERIC_READ, share_all, OPEN_EXISTING), INVALID_HANDLE_VALUE);
         EXPECT_EQ(GetLastError(), error);
         errno = 0;
-        EXPECT_EQ(_wfopen(name.c_str(), W("r")), nullptr);
+        EXPECT_EQ(open_stream(name, W("r")), nullptr);
         EXPECT_NE(errno, 0);
     }
     struct _stat64 status {};

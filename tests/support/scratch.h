@@ -3,7 +3,18 @@
 
 #include "winapi/winapi.h"
 
+#include <cstdio>
 #include <string>
+
+// A stream as the product opens one ("r", "w" or "a", each with "b" too), or null.
+inline FILE* open_stream(const std::basic_string<WCHAR>& path, LPCWSTR mode) {
+    const int access = mode[0] == W('r')   ? _O_RDONLY
+                       : mode[0] == W('w') ? _O_WRONLY | _O_CREAT | _O_TRUNC
+                                           : _O_WRONLY | _O_CREAT | _O_APPEND;
+    const int kind = mode[1] == W('b') ? _O_BINARY : _O_TEXT;
+    const int descriptor = _wopen(path.c_str(), access | kind | _O_NOINHERIT, _S_IREAD | _S_IWRITE);
+    return descriptor >= 0 ? _wfdopen(descriptor, mode) : nullptr;
+}
 
 class ScratchDir {
   public:

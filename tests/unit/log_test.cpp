@@ -1,6 +1,9 @@
 // The log's lines and the rotation of its file.
 #include <algorithm>
+#include <chrono>
+#include <ctime>
 
+#include "tests/support/platform.h"
 #include "tests/unit/log_fixture.h"
 
 namespace {
@@ -156,6 +159,58 @@ TEST_F(Log, LosesNothingWhenItCannotRotate) {
                                         {INT32_MAX, UINT32_MAX}}) {
         session_context.log_rotate_size_kbytes = kbytes;
         EXPECT_EQ(log_rotate_limit(), limit) << kbytes;
+    }
+}
+
+// Files are moved by what is there, however many may be kept and wherever there are gaps.
+TEST_F(Log, KeepsAsManyFilesAsItIsTold) {
+    const Strings others = {".02", ".2x", ".+2", ".99999999999", ".0"};
+    for (const std::string& end : others) write_bytes(log_path + end, "other");
+    for (const char* const end : {".1", ".2", ".7", ".1500", ".2147483646"}) write_bytes(log_path + end, end);
+    write_bytes(log_path, "live");
+    EXPECT_EQ(log_rotate(INT32_MAX, 0), 1);
+    write_bytes(log_path, "next");
+    EXPECT_EQ(log_rotate(INT32_MAX, 0), 1);
+    log_close();
+    const std::pair<const char*, const char*> after[] = {
+        {".1", "next"},    {".2", "live"}, {".3", ".1"},       {".4", ".2"},
+        {".7", "missing"}, {".9", ".7"},   {".1502", ".1500"}, {".2147483647", "missing"}};
+    for (const auto& [end, content] : after) EXPECT_EQ(read_bytes(log_path + end), content) << end;
+    for (const std::string& end : others) EXPECT_EQ(read_bytes(log_path + end), "other") << end;
+}
+
+TEST_F(Log, TellsTheLocalTime) {
+    test::set_time_zone("XXX-5:30");
+    char text[64];
+    os_get_second_string(text, sizeof text, 1615298822 - (5 * 60 + 30) * 60);
+    EXPECT_STREQ(text, "2021-03-09 14:07:02");
+    test::set_time_zone(nullptr);
+
+    const auto now = [] {
+        using namespace std::chrono;
+        return int64_t{duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count()};
+    };
+    for (int i = 0; i < 3; ++i) {
+        constexpr int64_t kTickMs = 20;  // the time may be that of the system's last tick
+        const int64_t before = now() - kTickMs;
+        log_info(LOG_HERE, "x");
+        os_get_time_string(text, sizeof text);
+        const int64_t after = now();
+        for (const std::string& line : {logged_bytes().substr(0, 23), std::string(text)}) {
+            std::tm parts = {};
+            int ms = 0;
+            ASSERT_EQ(sscanf(line.c_str(), "%d-%d-%d %d:%d:%d,%d", &parts.tm_year, &parts.tm_mon, &parts.tm_mday,
+                             &parts.tm_hour, &parts.tm_min, &parts.tm_sec, &ms),
+                      7)
+                << line;
+            parts.tm_year -= 1900;
+            parts.tm_mon -= 1;
+            parts.tm_isdst = -1;
+            const int64_t told = int64_t{mktime(&parts)} * 1000 + ms;
+            EXPECT_GE(told, before) << line;
+            EXPECT_LE(told, after) << line;
+        }
+        Sleep(7);
     }
 }
 

@@ -51,12 +51,24 @@ BOOL FindClose(HANDLE find);
 
 // Of the C runtime. A failing one sets errno and leaves the system's reason as last error.
 //
-// _wfopen knows the modes "r", "w", "a" and each with "b"; without "b" the stream writes CR LF for LF, and reads
-// CR LF as LF. Another open of the file is not refused; its deletion and renaming are (32) until it is closed.
-FILE* _wfopen(LPCWSTR path, LPCWSTR mode);
-// The descriptor of a stream, and the handle of a descriptor; -1 for any other stream. A stream is inheritable.
-int _fileno(FILE* stream);
-std::intptr_t _get_osfhandle(int descriptor);
+// _wopen knows the three ways to open that make the stream modes "r", "w" and "a", each as text or binary. Another open
+// of the file is not refused; its deletion and renaming are (32) until it is closed. Child processes inherit it unless
+// the flags say otherwise.
+#define _O_RDONLY 0x0
+#define _O_WRONLY 0x1
+#define _O_APPEND 0x8
+#define _O_NOINHERIT 0x80
+#define _O_CREAT 0x100
+#define _O_TRUNC 0x200
+#define _O_TEXT 0x4000
+#define _O_BINARY 0x8000
+#define _S_IREAD 0x100
+#define _S_IWRITE 0x80
+int _wopen(LPCWSTR path, int flags, int permissions);
+int _close(int descriptor);
+// The stream takes the descriptor over, and closes it; a failure leaves it open. The mode is that of the open. Without
+// "b" the stream writes CR LF for LF, and reads CR LF as LF.
+FILE* _wfdopen(int descriptor, LPCWSTR mode);
 int _waccess(LPCWSTR path, int mode);  // mode 0: existence
 int _wrename(LPCWSTR from, LPCWSTR to);
 int _mkdir(const char* path);

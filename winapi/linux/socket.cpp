@@ -39,6 +39,7 @@ Point create_event_point("WSACreateEvent");
 Point close_event_point("WSACloseEvent");
 Point event_select_point("WSAEventSelect");
 Point wait_point("WSAWaitForMultipleEvents");
+Point enum_events_point("WSAEnumNetworkEvents");
 
 std::atomic<int> starts{0};
 
@@ -58,13 +59,14 @@ struct Socket final : winapi::Object {
     std::atomic<bool> sending_ended{false};
 };
 
-// Set once and for all, as far as the product can tell: nothing resets an event.
+// Nothing waits for an event once more after it was set.
 struct Event final : winapi::Object {
     const char* kind() const override { return "event"; }
 
     std::mutex mutex;
     std::weak_ptr<Socket> watched;
     std::atomic<bool> set{false};
+    std::atomic<int> close_error{0};  // of the close that set it, as an errno
 };
 
 int socket_error(int code) {
@@ -428,8 +430,7 @@ int closesocket(SOCKET socket) {
     return starts > 0 ? 0 : socket_error(WSANOTINITIALISED);
 }
 
-// --- select
-// -----------------------------------------------------------------------------------------------------
+// --- select -----------------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -486,8 +487,7 @@ int select(int /*ignored*/, fd_set* read_set, fd_set* write_set, fd_set* except_
     return ready;
 }
 
-// --- events
-// -----------------------------------------------------------------------------------------------------
+// --- events -----------------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -501,6 +501,13 @@ std::shared_ptr<Socket> watched_by(Event& event) {
 bool has_unread_data(int fd) {
     int bytes = 0;
     return ioctl(fd, FIONREAD, &bytes) == 0 && bytes > 0;
+}
+
+// Why a connection ended, which it tells once: 0 for a graceful close.
+int pending_error(int fd) {
+    int error = 0;
+    socklen_t size = sizeof error;
+    return ::getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &size) == 0 ? error : errno;
 }
 
 // A graceful close counts once all that was received has been read, as Windows documents it.
@@ -525,6 +532,7 @@ bool wait_for_close(Event& event, std::int64_t real_ms) {
         if (left == 0) return false;
         std::this_thread::sleep_for(std::chrono::milliseconds(look_again_ms));
     }
+    if ((polled.revents & POLLERR) != 0) event.close_error = pending_error(polled.fd);
     event.set = true;
     return true;
 }
@@ -566,4 +574,17 @@ DWORD WSAWaitForMultipleEvents(DWORD count, const WSAEVENT* events, BOOL /*wait_
     const auto event = winapi::find_handle_as<Event>(events[0]);
     if (event == nullptr) return wait_failed(ERROR_INVALID_HANDLE);
     return wait_for_close(*event, winapi::real_timeout(timeout_ms)) ? WSA_WAIT_EVENT_0 : WSA_WAIT_TIMEOUT;
+}
+
+int WSAEnumNetworkEvents(SOCKET socket, WSAEVENT event, WSANETWORKEVENTS* happened) {
+    if (enum_events_point.fails()) return socket_error(WSAEINVAL);
+    if (socket_of(socket) == nullptr) return SOCKET_ERROR;
+    const auto watcher = winapi::find_handle_as<Event>(event);
+    if (watcher == nullptr || happened == nullptr) return socket_error(WSAEINVAL);
+    *happened = {};
+    if (!watcher->set) return 0;
+    happened->lNetworkEvents = FD_CLOSE;
+    const int error = watcher->close_error;
+    happened->iErrorCode[FD_CLOSE_BIT] = error == 0 ? 0 : winapi::wsa_error_from_errno(error);
+    return 0;
 }

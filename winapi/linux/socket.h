@@ -17,6 +17,7 @@ using GROUP = unsigned int;
 #define SD_SEND 1
 #define SD_BOTH 2
 #define FD_CLOSE 0x20L
+#define FD_CLOSE_BIT 5
 #define WSA_FLAG_OVERLAPPED 0x01u
 #define WSA_FLAG_NO_HANDLE_INHERIT 0x80u
 #define WSA_INVALID_EVENT (static_cast<WSAEVENT>(nullptr))
@@ -72,6 +73,11 @@ struct ADDRINFOW {
     ADDRINFOW* ai_next;
 };
 
+struct WSANETWORKEVENTS {
+    long lNetworkEvents;
+    int iErrorCode[10];  // by FD_..._BIT
+};
+
 // Winsock's set of sockets is a counted array, not a bit set.
 #define fd_set winsock_fd_set
 struct winsock_fd_set {
@@ -102,4 +108,6 @@ BOOL WSACloseEvent(WSAEVENT event);
 // Only FD_CLOSE. The event is set when the peer has closed its side and all it had sent has been read, or when the
 // connection is lost; the socket no longer blocks from here on.
 int WSAEventSelect(SOCKET socket, WSAEVENT event, long events);
+// What has happened since the last call, and with which error: 0 for a graceful close.
+int WSAEnumNetworkEvents(SOCKET socket, WSAEVENT event, WSANETWORKEVENTS* happened);
 DWORD WSAWaitForMultipleEvents(DWORD count, const WSAEVENT* events, BOOL wait_all, DWORD timeout_ms, BOOL alertable);

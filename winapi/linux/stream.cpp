@@ -21,7 +21,8 @@
 
 namespace {
 
-winapi::fault::Point open_point("_wfopen");
+winapi::fault::Point open_point("_wopen");
+winapi::fault::Point stream_open_point("_wfdopen");
 winapi::fault::Point stream_read_point("fread");
 winapi::fault::Point stream_write_point("fwrite");
 winapi::fault::Point stream_close_point("fclose");
@@ -78,14 +79,21 @@ int fail_with(DWORD error) {
 
 // --- streams
 
-// The open streams, so that a handle is found from its stream.
-struct OpenStreams {
-    std::mutex mutex;
-    std::map<FILE*, HANDLE> handles;
+// What was opened by its descriptor and is no stream yet. Its handle shows up as open until it is closed.
+struct Descriptor {
+    std::shared_ptr<winapi::OpenFile> file;
+    HANDLE handle;
+    bool reads;
+    bool text;
 };
 
-OpenStreams& open_streams() {
-    static OpenStreams* const instance = new OpenStreams;  // outlives every static of the process
+struct Descriptors {
+    std::mutex mutex;
+    std::map<int, Descriptor> open;
+};
+
+Descriptors& descriptors() {
+    static Descriptors* const instance = new Descriptors;  // outlives every static of the process
     return *instance;
 }
 
@@ -94,7 +102,6 @@ struct Stream {
     // Binary streams: stdio's buffer, large, for it decides how large the pieces are. Text: what is to be written.
     std::array<char, 65536> buffer;
     std::shared_ptr<winapi::OpenFile> file;
-    FILE* stdio = nullptr;
     HANDLE handle = nullptr;  // makes a stream that was not closed show up as an open handle
     // Text reading: bytes of the file that have not been looked at.
     std::array<char, 8192> raw;
@@ -211,70 +218,59 @@ int refuse_seek(void*, off64_t*, int) {
 int close_stream(void* cookie) {
     const bool fails = stream_close_point.fails();
     const std::unique_ptr<Stream> stream(static_cast<Stream*>(cookie));
-    {
-        const std::lock_guard lock(open_streams().mutex);
-        open_streams().handles.erase(stream->stdio);
-    }
     const DWORD error = winapi::close_handle(stream->handle);
     if (fails) return fail_with(ERROR_DISK_FULL);
     return error == ERROR_SUCCESS ? 0 : fail_with(error);
 }
 
-struct OpenMode {
-    winapi::OpenRequest request;
-    bool text;
-};
-
-bool parse_mode(LPCWSTR mode, OpenMode& result) {
+// The three ways that _wopen knows; false for any other.
+bool parse_flags(int flags, winapi::OpenRequest& request) {
     constexpr DWORD share = FILE_SHARE_READ | FILE_SHARE_WRITE;
-    if (mode == nullptr) return false;
-    switch (mode[0]) {
-        case u'r':
-            result.request = {GENERIC_READ, share, OPEN_EXISTING, false, "stream"};
+    switch (flags & ~(_O_TEXT | _O_BINARY | _O_NOINHERIT)) {
+        case _O_RDONLY:
+            request = {GENERIC_READ, share, OPEN_EXISTING, false, "stream"};
             break;
-        case u'w':
-            result.request = {GENERIC_WRITE, share, CREATE_ALWAYS, false, "stream"};
+        case _O_WRONLY | _O_CREAT | _O_TRUNC:
+            request = {GENERIC_WRITE, share, CREATE_ALWAYS, false, "stream"};
             break;
-        case u'a':
-            result.request = {GENERIC_WRITE, share, OPEN_ALWAYS, true, "stream"};
+        case _O_WRONLY | _O_CREAT | _O_APPEND:
+            request = {GENERIC_WRITE, share, OPEN_ALWAYS, true, "stream"};
             break;
         default:
             return false;
     }
-    const std::u16string_view rest(mode + 1);
-    result.text = rest.empty();
-    return result.text || rest == u"b";
+    return ((flags & _O_TEXT) != 0) != ((flags & _O_BINARY) != 0);
 }
 
-FILE* make_stream(std::unique_ptr<Stream> stream, bool reads, bool text) {
+DWORD open_descriptor(LPCWSTR path, const winapi::OpenRequest& request, std::shared_ptr<winapi::OpenFile>& file) {
+    std::string native;
+    if (const DWORD error = winapi::resolve_path(path, native)) return error;
+    bool existed = false;
+    return winapi::open_file(native, request, file, existed);
+}
+
+FILE* make_stream(const Descriptor& descriptor) {
+    auto stream = std::make_unique_for_overwrite<Stream>();
+    stream->file = descriptor.file;
+    stream->handle = descriptor.handle;
+    const bool text = descriptor.text;
     cookie_io_functions_t functions{};
     functions.read = text ? stream_read<true> : stream_read<false>;
     functions.write = text ? stream_write<true> : stream_write<false>;
-    functions.seek = reads && text ? refuse_seek : seek_stream;
+    functions.seek = descriptor.reads && text ? refuse_seek : seek_stream;
     functions.close = close_stream;
     // O_APPEND does the appending; to stdio it is one more stream that is written.
-    FILE* const file = ::fopencookie(stream.get(), reads ? "r" : "w", functions);
-    if (file == nullptr) {
-        fail_with(ERROR_NOT_ENOUGH_MEMORY);
-        return nullptr;
-    }
-    stream->stdio = file;
-    stream->file->inheritable = true;
-    stream->handle = winapi::insert_handle(stream->file);
-    {
-        const std::lock_guard lock(open_streams().mutex);
-        open_streams().handles[file] = stream->handle;
-    }
+    FILE* const file = ::fopencookie(stream.get(), descriptor.reads ? "r" : "w", functions);
+    if (file == nullptr) return nullptr;
     if (!text) ::setvbuf(file, stream->buffer.data(), _IOFBF, stream->buffer.size());
     static_cast<void>(stream.release());  // close_stream's now
     return file;
 }
 
-DWORD open_stream_file(LPCWSTR path, const OpenMode& mode, std::shared_ptr<winapi::OpenFile>& file) {
-    std::string native;
-    if (const DWORD error = winapi::resolve_path(path, native)) return error;
-    bool existed = false;
-    return winapi::open_file(native, mode.request, file, existed);
+// The mode that a descriptor was opened for; appending is writing here.
+bool fits(LPCWSTR mode, const Descriptor& descriptor) {
+    if (mode == nullptr || (mode[0] == u'r') != descriptor.reads) return false;
+    return std::u16string_view(mode + 1) == (descriptor.text ? u"" : u"b");
 }
 
 unsigned short runtime_mode(const struct stat& status) {
@@ -302,28 +298,40 @@ DWORD make_folder(LPCWSTR path) {
 
 }  // namespace
 
-FILE* _wfopen(LPCWSTR path, LPCWSTR mode) {
-    if (open_point.fails()) return fail_with(ERROR_ACCESS_DENIED), nullptr;
-    OpenMode parsed{};
-    if (!parse_mode(mode, parsed)) return fail_with(ERROR_INVALID_PARAMETER), nullptr;
-    auto stream = std::make_unique_for_overwrite<Stream>();
-    if (const DWORD error = open_stream_file(path, parsed, stream->file)) return fail_with(error), nullptr;
-    return make_stream(std::move(stream), parsed.request.access == GENERIC_READ, parsed.text);
+int _wopen(LPCWSTR path, int flags, int /*permissions*/) {
+    if (open_point.fails()) return fail_with(ERROR_ACCESS_DENIED);
+    winapi::OpenRequest request{};
+    if (!parse_flags(flags, request)) return fail_with(ERROR_INVALID_PARAMETER);
+    std::shared_ptr<winapi::OpenFile> file;
+    if (const DWORD error = open_descriptor(path, request, file)) return fail_with(error);
+    file->inheritable = (flags & _O_NOINHERIT) == 0;
+    const int number = file->descriptor();
+    const HANDLE handle = winapi::insert_handle(file);
+    const std::lock_guard lock(descriptors().mutex);
+    descriptors().open[number] =
+        Descriptor{std::move(file), handle, request.access == GENERIC_READ, (flags & _O_TEXT) != 0};
+    return number;
 }
 
-int _fileno(FILE* stream) {
-    const std::lock_guard lock(open_streams().mutex);
-    const auto found = open_streams().handles.find(stream);
-    if (found == open_streams().handles.end()) return -1;
-    return winapi::find_handle(found->second)->descriptor();
+int _close(int descriptor) {
+    std::unique_lock lock(descriptors().mutex);
+    const auto found = descriptors().open.extract(descriptor);
+    lock.unlock();
+    if (found.empty()) return fail_with(ERROR_INVALID_HANDLE);
+    const DWORD error = winapi::close_handle(found.mapped().handle);
+    return error == ERROR_SUCCESS ? 0 : fail_with(error);
 }
 
-std::intptr_t _get_osfhandle(int descriptor) {
-    const std::lock_guard lock(open_streams().mutex);
-    for (const auto& [stream, handle] : open_streams().handles) {
-        if (winapi::find_handle(handle)->descriptor() == descriptor) return reinterpret_cast<std::intptr_t>(handle);
-    }
-    return -1;
+FILE* _wfdopen(int descriptor, LPCWSTR mode) {
+    if (stream_open_point.fails()) return fail_with(ERROR_TOO_MANY_OPEN_FILES), nullptr;
+    const std::lock_guard lock(descriptors().mutex);
+    const auto found = descriptors().open.find(descriptor);
+    if (found == descriptors().open.end()) return fail_with(ERROR_INVALID_HANDLE), nullptr;
+    if (!fits(mode, found->second)) return fail_with(ERROR_INVALID_PARAMETER), nullptr;
+    FILE* const stream = make_stream(found->second);
+    if (stream == nullptr) return fail_with(ERROR_NOT_ENOUGH_MEMORY), nullptr;
+    descriptors().open.erase(found);
+    return stream;
 }
 
 int _waccess(LPCWSTR path, int mode) {

@@ -36,10 +36,10 @@ TEST(PathLimit, Is259CharactersForFilesAnd247ForFolders) {
     const auto name_of_length = [&dir](size_t length) {
         return dir.file(std::u16string(length - dir.path().size() - 1, u'n'));
     };
-    FILE* const file = _wfopen(name_of_length(259).c_str(), u"w");
+    FILE* const file = open_stream(name_of_length(259), u"w");
     ASSERT_NE(file, nullptr);
     fclose(file);
-    EXPECT_EQ(_wfopen(name_of_length(260).c_str(), u"w"), nullptr);
+    EXPECT_EQ(open_stream(name_of_length(260), u"w"), nullptr);
     EXPECT_EQ(errno, ENOENT);
     EXPECT_EQ(GetLastError(), DWORD{ERROR_PATH_NOT_FOUND});
     EXPECT_EQ(_mkdir(winapi::to_utf8(name_of_length(247).c_str()).c_str()), 0);
@@ -50,7 +50,7 @@ TEST(PathLimit, Is259CharactersForFilesAnd247ForFolders) {
 TEST(Streams, AFullDiskAndAShortWriteAreReportedByTheFlush) {
     const ScratchDir dir;
     for (const std::u16string& path : {std::u16string(u"Z:\\dev\\full"), dir.file(u"file")}) {
-        FILE* const file = _wfopen(path.c_str(), u"wb");
+        FILE* const file = open_stream(path, u"wb");
         ASSERT_NE(file, nullptr);
         winapi::fault::arm(path[0] == u'Z' ? 0 : 1, winapi::fault::Mode::short_count);
         fputs("12345678", file);
@@ -69,7 +69,7 @@ TEST(Handles, OfASearchOrAnOpenStreamAreCounted) {
     const std::uint64_t misuses = winapi::misuses();
     WIN32_FIND_DATAW data;
     const HANDLE find = FindFirstFileW((dir.path() + u"\\*").c_str(), &data);
-    FILE* const stream = _wfopen(dir.file(u"file").c_str(), u"w");
+    FILE* const stream = open_stream(dir.file(u"file"), u"w");
     EXPECT_EQ(winapi::open_handles(), handles + 2);
     EXPECT_FALSE(CloseHandle(find)) << "a search is closed by FindClose";
     EXPECT_EQ(winapi::misuses(), misuses + 1);

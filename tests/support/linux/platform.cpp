@@ -1,6 +1,8 @@
 #include "tests/support/platform.h"
 
+#include <stdlib.h>
 #include <sys/resource.h>
+#include <time.h>
 
 #include "winapi/linux/control.h"
 
@@ -18,6 +20,15 @@ size_t peak_memory() {
     rusage usage = {};
     getrusage(RUSAGE_SELF, &usage);
     return static_cast<size_t>(usage.ru_maxrss) * 1024;
+}
+
+void set_time_zone(const char* zone) {
+    if (zone != nullptr) {
+        setenv("TZ", zone, 1);
+    } else {
+        unsetenv("TZ");
+    }
+    tzset();
 }
 
 FastClock::FastClock(double factor) {

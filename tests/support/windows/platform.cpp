@@ -5,6 +5,8 @@
 #include <psapi.h>
 #include <winternl.h>
 
+#include <cstdlib>
+#include <ctime>
 #include <string>
 
 namespace test {
@@ -51,6 +53,11 @@ size_t peak_memory() {
     PROCESS_MEMORY_COUNTERS counters{};
     GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters);
     return counters.PeakWorkingSetSize;
+}
+
+void set_time_zone(const char* zone) {
+    _putenv_s("TZ", zone != nullptr ? zone : "");
+    _tzset();
 }
 
 // Windows' clock cannot be hurried: what waits here really waits.

@@ -1,7 +1,9 @@
 // What takes the layer: a file that is released on the way, the debugger, a fresh process, failing calls.
+#include "common/config.h"
 #include "tests/unit/log_fixture.h"
 #include "winapi/linux/control.h"
 #include "winapi/linux/fault.h"
+#include "winapi/linux/handle.h"
 
 namespace {
 
@@ -66,6 +68,39 @@ TEST_F(Layer, SendsEveryWrittenMessageToTheDebugger) {
     char name[1024];
     EXPECT_EQ(os_get_computer_name(name), 1);
     EXPECT_STREQ(name, "printsrv01");
+}
+
+// Without memory for their locks, log and configuration work all the same. The first line of the log, which tells that
+// nothing else could be done either, ends the want.
+TEST_F(Layer, NeedsNoLocks) {
+    log_free_lock();
+    config_free_lock();
+    winapi::set_debugger([](const char*) { winapi::fault::disarm(); });
+    winapi::fault::arm(1, winapi::fault::Mode::from_then_on);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(config_init(base().c_str()), 0);
+    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(winapi::fault::failed_function(), "InitializeCriticalSectionAndSpinCount");
+    EXPECT_EQ(session_context.log_rotate_number, 10) << "the defaults are there";
+    EXPECT_EQ(logged(), Strings{"ERROR: Error parsing config file: " + path("print-provider.conf") + "."});
+    log_init_lock();
+}
+
+// A stream is closed to child processes from the moment it is open.
+TEST_F(Layer, OpensFilesForItselfAlone) {
+    const auto calls_of = [](const std::string& function) {
+        for (const winapi::fault::Point* const point : winapi::fault::points()) {
+            if (point->function() == function) return point->calls();
+        }
+        return std::uint64_t{0};
+    };
+    winapi::fault::arm(0, winapi::fault::Mode::once);
+    const std::uint64_t before = calls_of("SetHandleInformation");
+    FILE* const stream = os_fopen(path("file").c_str(), "w");
+    winapi::fault::disarm();
+    EXPECT_TRUE(winapi::inheritable_descriptors().descriptors.empty());
+    EXPECT_EQ(calls_of("SetHandleInformation"), before) << "taken out of inheritance later is too late";
+    fclose(stream);
 }
 
 // In a process of its own: lines are counted from its start.
