@@ -20,6 +20,18 @@ std::string without_numbers(const std::string& message) {
     return text;
 }
 
+TEST_F(Course, ANamelessPrinterIsAnInvalidParameter) {
+    start();
+    HANDLE port = nullptr;
+    ASSERT_TRUE(monitor.open_port(W("Office"), port));
+    SetLastError(ERROR_DISK_FULL);
+    EXPECT_FALSE(monitor.table()->pfnStartDocPort(port, nullptr, 5, 1, nullptr));
+    const Lines lines = messages("TSM Start Doc error in extracting printer fields");
+    ASSERT_FALSE(lines.empty());
+    EXPECT_TRUE(lines[0].ends_with("(Error: 87)")) << lines[0];
+    EXPECT_TRUE(monitor.close_port(port));
+}
+
 TEST_F(Course, APrintedDocumentLeavesTheseLines) {
     start({"Debug=on", "LogRotateCheckCount=0"});
     EXPECT_EQ(print(W("Office"), pattern(5000), 4096).result, host::Result::printed);

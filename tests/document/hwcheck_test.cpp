@@ -1,6 +1,7 @@
 // Documents on a printer whose hardware is checked: each course as the helper hears it, as the printer gets it, and as
 // the spooler shows it.
 #include "tests/support/helper_script.h"
+#include "tests/support/port_admin.h"
 
 namespace test {
 namespace {
@@ -98,6 +99,56 @@ TEST_F(HardwareCheck, EveryCourse) {
         const Lines expected[] = {{page}, {""}, {}};
         EXPECT_TRUE(arrived() == expected[course.arrival]);
         EXPECT_TRUE(course.line.empty() || logged(course.line) > logged_before);
+        expect_clean();
+    }
+}
+
+// A new address counts from the next document on, not for one that is held, nor for its reconnection.
+TEST_F(HardwareCheck, AHeldDocumentKeepsItsAddress) {
+    start();
+    check_hardware();
+    peer::TcpPrinter::Options options;
+    options.address = "127.0.0.2";
+    peer::TcpPrinter elsewhere(options);
+    peer::Behaviour broken;
+    broken.reset_after = 100000;
+    office->behave_once(broken);
+    answer_by("on printername WAIT \"Door Open\" until changed then OK");
+    auto printing = print_job_meanwhile(pattern(8 << 20));
+    ASSERT_TRUE(wait_until([] { return spooler_sim::printer_status(W("Office")) == PRINTER_STATUS_DOOR_OPEN; }));
+    ASSERT_EQ(send_config(monitor, W("TSConfigPort"), port_config(W("Office"), W("127.0.0.2"), elsewhere.port())), 0u);
+    release("changed");
+    const host::Outcome outcome = printing.get();
+    EXPECT_EQ(outcome.result, host::Result::printed) << outcome.words;
+    EXPECT_EQ(outcome.restarts, 1u);
+    ASSERT_TRUE(office->wait_for_ends(3) && elsewhere.wait_for_ends(1))
+        << "first page, loss, reconnection; the job again";
+    EXPECT_EQ(office->connection(2).bytes, 0u);
+    EXPECT_EQ(elsewhere.connection(0).bytes, std::uint64_t{8 << 20});
+    const std::string all = heard();
+    EXPECT_EQ(all.substr(0, all.find("jobid")), "printername=Office\nOK\nprinteraddress=127.0.0.1\n");
+    EXPECT_NE(all.find("printeraddress=127.0.0.2\n"), std::string::npos) << "the restarted job";
+    arrived();
+    ASSERT_EQ(send_config(monitor, W("TSConfigPort"), port_config(W("Office"), W("127.0.0.1"), office->port())), 0u);
+    expect_clean();
+}
+
+// The spooler may close a port that was deleted under a document without ending it first.
+TEST_F(HardwareCheck, ADeletedPortLetsGoOfTheDocumentItWasPrinting) {
+    start();
+    check_hardware();
+    for (const bool forced : {false, true}) {
+        if (forced) force_attributes();
+        const HANDLE port = begin_document(kJob);
+        ASSERT_TRUE(write(port, "half a page"));
+        ASSERT_EQ(send_name(monitor, W("TSDeletePort"), W("Office")), 0u);
+        EXPECT_TRUE(monitor.close_port(port));
+        EXPECT_EQ(arrived(), Lines{forced ? "" : "half a page"});
+        EXPECT_EQ(heard(), kStart + kClosed);
+        const Lines records = {"job-Office-7.dat", "msf-Office-7.dat"};
+        EXPECT_EQ(work_files(), forced ? records : Lines{}) << "the job may be printed on another port";
+        spooler_sim::remove_job(W("Office"), kJob);
+        ASSERT_EQ(send_config(monitor, W("TSAddPort"), port_config(W("Office"), W("127.0.0.1"), office->port())), 0u);
         expect_clean();
     }
 }

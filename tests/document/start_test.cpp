@@ -81,24 +81,26 @@ TEST_F(Start, EnumPortsLaysRecordsForwardAndTextsBackward) {
     EXPECT_EQ(shorter.returned, 77u);
     EXPECT_EQ(shorter.buffer, std::vector<char>(needed - 1, '?'));
 
-    const Listed exact = enumerate(2, needed);
-    ASSERT_TRUE(exact.result);
-    ASSERT_EQ(exact.returned, 2u);
-    const auto* const info = reinterpret_cast<const PORT_INFO_2W*>(exact.buffer.data());
-    const char* mark = exact.buffer.data() + exact.buffer.size();
-    const Text names[] = {W("A"), W("Beta")};
-    for (int i = 0; i < 2; ++i) {
-        EXPECT_EQ(Text(info[i].pPortName), names[i]);
-        EXPECT_EQ(Text(info[i].pMonitorName), W("Tessaron TCP/IP Port"));
-        EXPECT_EQ(Text(info[i].pDescription), W("Tessaron TCP/IP Port"));
-        EXPECT_EQ(info[i].fPortType, 3u);
-        EXPECT_EQ(info[i].Reserved, 0u);
-        mark -= (names[i].size() + 1) * sizeof(WCHAR);
-        EXPECT_EQ(reinterpret_cast<const char*>(info[i].pPortName), mark);
-        mark -= 21 * sizeof(WCHAR);
-        EXPECT_EQ(reinterpret_cast<const char*>(info[i].pMonitorName), mark);
-        mark -= 21 * sizeof(WCHAR);
-        EXPECT_EQ(reinterpret_cast<const char*>(info[i].pDescription), mark);
+    for (const DWORD room : {needed, needed + 1, needed + 10}) {
+        const Listed listed = enumerate(2, room);
+        ASSERT_TRUE(listed.result);
+        ASSERT_EQ(listed.returned, 2u);
+        const auto* const info = reinterpret_cast<const PORT_INFO_2W*>(listed.buffer.data());
+        const char* mark = listed.buffer.data() + room;
+        // The texts lie one below the other from the very end of the buffer, wherever that is.
+        const auto expect_text = [&mark](const WCHAR* text, const Text& expected) {
+            mark -= (expected.size() + 1) * sizeof(WCHAR);
+            EXPECT_EQ(reinterpret_cast<const char*>(text), mark);
+            EXPECT_EQ(memcmp(mark, expected.c_str(), (expected.size() + 1) * sizeof(WCHAR)), 0);
+        };
+        const Text names[] = {W("A"), W("Beta")};
+        for (int i = 0; i < 2; ++i) {
+            expect_text(info[i].pPortName, names[i]);
+            expect_text(info[i].pMonitorName, W("Tessaron TCP/IP Port"));
+            expect_text(info[i].pDescription, W("Tessaron TCP/IP Port"));
+            EXPECT_EQ(info[i].fPortType, 3u);
+            EXPECT_EQ(info[i].Reserved, 0u);
+        }
     }
     const Listed level3 = enumerate(3, 1000);
     EXPECT_FALSE(level3.result);
@@ -228,6 +230,45 @@ TEST_F(Start, LeftOverWorkFilesAreSwept) {
     configure({"ForceAttributesDebug=on"});
     load();
     EXPECT_EQ(count(), 4);
+}
+
+// The first line may have to be written by a user who may not create the file.
+TEST_F(Start, TheLogIsOpenedByTheStart) {
+    configure({});
+    write_file(folder.base + "/env-version", "EnvVersion=15");
+    write_file(folder.base + "/ts-print-monitor.exe", "");
+    const size_t handles = open_handles();
+    load();
+    EXPECT_TRUE(fs::exists(path_of(folder.log())));
+    EXPECT_EQ(log(), "");
+    monitor.unload();
+    EXPECT_EQ(open_handles(), handles);
+}
+
+// The spooler of a cluster starts the monitor again while it runs.
+TEST_F(Start, AnotherInstanceLeavesWhatTheFirstHasSetUp) {
+    start();
+    const std::string work_file = folder.spool("forceattr") + "/input-Office-9.dat";
+    write_file(work_file, "of a document under way");
+    configure({"Debug=off"});
+    const size_t handles = open_handles();
+    {
+        host::MonitorHost second;
+        std::string why;
+        ASSERT_TRUE(load_into(second, why)) << why;
+        EXPECT_EQ(second.print_document(document(W("Office"), host::memory_source("second"))).result,
+                  host::Result::printed);
+    }
+    EXPECT_EQ(open_handles(), handles) << "the log is still open";
+    EXPECT_TRUE(fs::exists(path_of(work_file)));
+    EXPECT_EQ(print(W("Office"), "first").result, host::Result::printed);
+    EXPECT_EQ(arrived(), (Lines{"second", "first"}));
+    EXPECT_EQ(logged("TSM init complete"), 2);
+    EXPECT_EQ(logged("TSM Shutdown"), 1);
+    EXPECT_EQ(logged("TSM End Doc Port completed - return 1"), 2) << "with the settings of the first start";
+    restart();
+    EXPECT_FALSE(fs::exists(path_of(work_file))) << "a start with nothing left running sets up anew";
+    EXPECT_EQ(logged("TSM init complete"), 2);
 }
 
 TEST_F(Start, LoadingAHundredTimesLeavesNothingBehind) {

@@ -1,5 +1,10 @@
 // Ports added, changed, read, checked and deleted through the configuration channel.
+#include <chrono>
+#include <future>
+#include <utility>
+
 #include "tests/support/port_admin.h"
+#include "tools/host/monitor_registry.h"
 
 namespace test {
 namespace {
@@ -178,11 +183,10 @@ TEST_F(Xcv, NothingIsReadPastTheInput) {
     const Lines before = listed();
     for (const DWORD size : {0u, 1u, 2u, 257u, 258u, 259u, 260u, 387u, 391u, 393u, 600u}) {
         const auto block = letters(size);
-        const bool has_name = size >= sizeof(WCHAR) && size <= MAX_PATH * sizeof(WCHAR);
         EXPECT_EQ(send_raw(W("TSAddPort"), block.get(), size), 87u) << size;
         EXPECT_EQ(send_raw(W("TSConfigPort"), block.get(), size), 87u) << size;
-        EXPECT_EQ(send_raw(W("TSDeletePort"), block.get(), size), has_name ? kNotFound : 87u) << size;
-        EXPECT_EQ(send_raw(W("TSPortExists"), block.get(), size), has_name ? 0u : 87u) << size;
+        EXPECT_EQ(send_raw(W("TSDeletePort"), block.get(), size), kNotFound) << size;
+        EXPECT_EQ(send_raw(W("TSPortExists"), block.get(), size), 0u) << size;
         if (size < sizeof(PortConfig)) {
             EXPECT_EQ(send_raw(W("TSPortIsValid"), block.get(), size), 87u) << size;
         }
@@ -198,10 +202,12 @@ TEST_F(Xcv, NothingIsReadPastTheInput) {
 
     for (const LPCWSTR command : {W("TSAddPort"), W("TSConfigPort"), W("TSDeletePort"), W("TSPortExists"),
                                   W("TSPortIsValid"), W("TSGetConfigInfo")}) {
-        for (const DWORD size : {DWORD{0}, DWORD{392}, kMost}) {
+        for (const DWORD size : {DWORD{392}, kMost}) {
             EXPECT_EQ(send_raw(command, nullptr, size, nullptr, size), 87u) << host::to_utf8(command) << " " << size;
         }
     }
+    EXPECT_EQ(send_raw(W("TSDeletePort"), nullptr, 0), kNotFound) << "an empty name";
+    EXPECT_EQ(send_raw(W("TSPortExists"), nullptr, 0), 0u);
     EXPECT_NE(send_raw(W("MonitorUI"), nullptr, kMost, nullptr, kMost), 0u);
     EXPECT_EQ(listed(), before);
     expect_agreement();
@@ -209,7 +215,27 @@ TEST_F(Xcv, NothingIsReadPastTheInput) {
     expect_agreement();
 }
 
-// What has been added comes back as it was with the next start, and what cannot come back is not added.
+// Names are taken as they are, also those that a start will not find again. A name of any length can be asked for.
+TEST_F(Xcv, NamesAreNotJudged) {
+    configure({"Debug=on"});
+    load();
+    const Text names[] = {W(""), W("Room\\12"), Text(65, W('u'))};
+    for (const Text& name : names) {
+        EXPECT_EQ(send(W("TSAddPort"), config(name, W("printer"))), 0u) << host::to_utf8(name);
+        EXPECT_EQ(send(W("TSPortExists"), name), 183u) << host::to_utf8(name);
+        EXPECT_EQ(send(W("TSAddPort"), config(name, W("printer"))), 183u) << host::to_utf8(name);
+    }
+    for (const Text& name : names) EXPECT_EQ(send(W("TSDeletePort"), name), 0u) << host::to_utf8(name);
+    const Text longer(5000, W('l'));
+    EXPECT_EQ(send(W("TSPortExists"), longer), 0u);
+    for (const Text& name : {longer, Text()}) {
+        EXPECT_EQ(send(W("TSDeletePort"), name), kNotFound);
+        EXPECT_EQ(logged("TSM Xcv DoDeletePort: \"" + host::to_utf8(name) + "\" - name not found", "ERROR"), 1);
+    }
+    EXPECT_EQ(listed(), Lines());
+}
+
+// What has been added comes back as it was with the next start.
 TEST_F(Xcv, WhatIsAddedLasts) {
     configure({});
     load();
@@ -225,9 +251,6 @@ TEST_F(Xcv, WhatIsAddedLasts) {
         {W("B\u00FCro \u0416 \u65E5\u672C"), W("dr\u00FCcker"), true},
         {W("b\u00DCRO \u0436 \u65E5\u672C"), W("the same in other letters"), false},
         {W(" \t\"%,#"), W("printer"), true},
-        {W(""), W("no name"), false},
-        {W("Room\\12"), W("two keys"), false},
-        {Text(65, W('u')), W("no terminator"), false},
     };
     for (const auto& row : rows) {
         const PortConfig asked = config(row.name, row.address);
@@ -249,6 +272,12 @@ TEST_F(Xcv, WhatIsAddedLasts) {
 
 TEST_F(Xcv, ADocumentOutlivesItsPort) {
     start({});
+    const auto print_on = [this](HANDLE port, DWORD id, const std::string& data) {
+        spooler_sim::add_job(W("Office"), id, W("doc"), W("ann"));
+        EXPECT_TRUE(monitor.start_document(port, W("Office"), id, W("doc")));
+        EXPECT_TRUE(write(port, data));
+        EXPECT_TRUE(monitor.end_document(port));
+    };
     peer::TcpPrinter other;
     const PortConfig elsewhere = config(W("Office"), W("127.0.0.1"), other.port());
     const HANDLE port = begin_document(7);
@@ -259,11 +288,87 @@ TEST_F(Xcv, ADocumentOutlivesItsPort) {
     ASSERT_EQ(send(W("TSAddPort"), elsewhere), 0u);
     ASSERT_TRUE(write(port, "three"));
     EXPECT_TRUE(monitor.end_document(port));
-    EXPECT_TRUE(monitor.close_port(port));
     EXPECT_EQ(arrived(), Lines{"one two three"});
-    EXPECT_EQ(print(W("Office"), "page").result, host::Result::printed);
+    // The handle leads to the port as it is now.
+    print_on(port, 8, "same handle");
     ASSERT_TRUE(other.wait_for_ends(1));
-    EXPECT_EQ(other.connection(0).data, "page");
+    EXPECT_EQ(other.connection(0).data, "same handle");
+    ASSERT_EQ(send(W("TSDeletePort"), Text(W("Office"))), 0u);
+    print_on(port, 9, "still open");
+    ASSERT_TRUE(other.wait_for_ends(2));
+    EXPECT_EQ(other.connection(1).data, "still open");
+    EXPECT_EQ(listed(), Lines());
+    // Deleted, and never closed: the shut-down frees it.
+}
+
+// Handles are known by the library: one that is closed, or whose monitor has ended, is not looked into.
+TEST_F(Xcv, APortIsClosedOnce) {
+    start({});
+    const HMODULE kept =
+        LoadLibraryW(host::windows_path(host::executable_folder() + "/" + host::monitor_file_name()).c_str());
+    ASSERT_NE(kept, nullptr);
+    const auto close = monitor.table()->pfnClosePort;
+    HANDLE first = nullptr;
+    HANDLE second = nullptr;
+    ASSERT_TRUE(monitor.open_port(W("Office"), first) && monitor.open_port(W("Office"), second));
+    ASSERT_EQ(send(W("TSDeletePort"), Text(W("Office"))), 0u);
+    for (int i = 0; i < 4; ++i) EXPECT_TRUE(close(first)) << i;
+    ASSERT_EQ(send(W("TSAddPort"), config(W("Office"), W("127.0.0.1"), office->port())), 0u);
+    ASSERT_TRUE(monitor.open_port(W("Office"), first));
+    EXPECT_EQ(print(W("Office"), "page").result, host::Result::printed);
+    monitor.unload();
+    EXPECT_TRUE(close(first));
+    EXPECT_TRUE(close(nullptr));
+    FreeLibrary(kept);
+}
+
+// A registry that takes nothing more is asked once, and told in one line of the store and one of the command. All that
+// is put back is an address that had been stored already.
+TEST_F(Xcv, AChangeThatIsNotWrittenIsNotWrittenAgain) {
+    static Lines values;
+    static size_t room;
+    start({});
+    const Lines before = listed();
+    MONITORREG& registry = *host::monitor_registry();
+    static const auto set_value = registry.fpSetValue;
+    registry.fpSetValue = [](HANDLE key, LPCWSTR value, DWORD type, const BYTE* data, DWORD size, HANDLE spooler) {
+        values.push_back(host::to_utf8(value));
+        return values.size() == room ? LONG{ERROR_DISK_FULL} : set_value(key, value, type, data, size, spooler);
+    };
+    for (const Lines& expected : {Lines{"HostName"}, Lines{"HostName", "PortNumber", "HostName"}}) {
+        const int lines = logged(" ", "ERROR");
+        room = expected.size() == 1 ? 1 : 2;
+        values.clear();
+        EXPECT_EQ(send(W("TSConfigPort"), config(W("Office"), W("elsewhere"), 1)), 87u);
+        EXPECT_EQ(values, expected);
+        EXPECT_EQ(logged(" ", "ERROR"), lines + 2);
+    }
+    registry.fpSetValue = set_value;
+    EXPECT_EQ(logged("TSM: UpdatePortInRegistry failed to create ports/port-name/", "ERROR"), 2);
+    EXPECT_EQ(logged("TSM: Xcv DoConfigPort: failed to update registry", "ERROR"), 2);
+    EXPECT_EQ(listed(), before);
+    expect_agreement();
+}
+
+// A port's configuration can take long to store; closing a port, which every document ends with, does not wait for it.
+TEST_F(Xcv, APortIsClosedWhileTheRegistryIsWritten) {
+    start({});
+    static BOOL(WINAPI * close)(HANDLE);
+    static HANDLE port;
+    static std::future<BOOL> closing;
+    close = monitor.table()->pfnClosePort;
+    ASSERT_TRUE(monitor.open_port(W("Office"), port));
+    MONITORREG& registry = *host::monitor_registry();
+    const auto set_value =
+        std::exchange(registry.fpSetValue, [](HANDLE, LPCWSTR, DWORD, const BYTE*, DWORD, HANDLE) -> LONG {
+            closing = std::async(std::launch::async, [] { return close(port); });
+            return closing.wait_for(std::chrono::seconds(20)) == std::future_status::ready ? ERROR_DISK_FULL : 1;
+        });
+    EXPECT_EQ(send(W("TSConfigPort"), config(W("Office"), W("printer"))), 87u);
+    registry.fpSetValue = set_value;
+    EXPECT_EQ(logged("PrinterAddress key: \"printer\". - "), 1);
+    EXPECT_EQ(logged("(Error: 112)", "ERROR"), 1) << "closed meanwhile";
+    EXPECT_TRUE(closing.get());
 }
 
 }  // namespace

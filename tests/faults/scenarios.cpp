@@ -102,8 +102,18 @@ void prepare_forceattr(World& world) {
     world.force_attributes();
 }
 
+std::uint64_t failed_calls(const std::string& function) {
+    for (const winapi::fault::Point* const point : winapi::fault::points()) {
+        if (point->function() == function) return point->failures();
+    }
+    return 0;
+}
+
+// A restart counts as requested, and the document as ended, also when the spooler refuses it.
 std::string run_forceattr(World& world) {
-    return check_document(world, world.print(page()), {page(), rewritten()}, false);
+    const std::uint64_t refused = failed_calls("SetJobW");
+    const host::Outcome outcome = world.print(page());
+    return check_document(world, outcome, {page(), rewritten()}, failed_calls("SetJobW") > refused);
 }
 
 void prepare_forceattr_debug(World& world) {

@@ -12,24 +12,36 @@ namespace test {
 
 using tsmon::PortConfig;
 
+// Commands of the configuration channel to the monitor of any print server.
+inline PortConfig port_config(const Text& name, const Text& address, DWORD number = 9100) {
+    PortConfig made = {};
+    std::copy_n(address.begin(), std::min(address.size(), tsmon::kPrinterAddressSize), made.printer_address);
+    std::copy_n(name.begin(), std::min(name.size(), tsmon::kPortNameSize), made.port_name);
+    made.port_number = number;
+    return made;
+}
+inline DWORD send_config(const host::MonitorHost& monitor, LPCWSTR command, const PortConfig& config,
+                         ACCESS_MASK access = SERVER_ACCESS_ADMINISTER) {
+    return host::Xcv(monitor, W(""), access).send(command, &config, sizeof config);
+}
+inline DWORD send_name(const host::MonitorHost& monitor, LPCWSTR command, const Text& name,
+                       ACCESS_MASK access = SERVER_ACCESS_ADMINISTER) {
+    return host::Xcv(monitor, W(""), access)
+        .send(command, name.c_str(), static_cast<DWORD>((name.size() + 1) * sizeof(WCHAR)));
+}
+
 class PortAdmin : public PrintServer {
   protected:
     static constexpr ACCESS_MASK kAdministrator = SERVER_ACCESS_ADMINISTER;
 
     static PortConfig config(const Text& name, const Text& address, DWORD number = 9100) {
-        PortConfig made = {};
-        std::copy_n(address.begin(), std::min(address.size(), tsmon::kPrinterAddressSize), made.printer_address);
-        std::copy_n(name.begin(), std::min(name.size(), tsmon::kPortNameSize), made.port_name);
-        made.port_number = number;
-        return made;
+        return port_config(name, address, number);
     }
-
     DWORD send(LPCWSTR command, const PortConfig& config, ACCESS_MASK access = kAdministrator) {
-        return host::Xcv(monitor, W(""), access).send(command, &config, sizeof config);
+        return send_config(monitor, command, config, access);
     }
     DWORD send(LPCWSTR command, const Text& name, ACCESS_MASK access = kAdministrator) {
-        return host::Xcv(monitor, W(""), access)
-            .send(command, name.c_str(), static_cast<DWORD>((name.size() + 1) * sizeof(WCHAR)));
+        return send_name(monitor, command, name, access);
     }
     DWORD get(const Text& name, PortConfig& config) {
         return host::Xcv(monitor, name, kAdministrator).send(W("TSGetConfigInfo"), nullptr, 0, &config, sizeof config);

@@ -48,11 +48,12 @@ class PrintServer : public testing::Test {
         add_printer(W("Office"));
         load();
     }
-    bool try_load(std::string& why) {
+    bool try_load(std::string& why) { return load_into(monitor, why); }
+    bool load_into(host::MonitorHost& host, std::string& why) const {
         host::MonitorHost::Options options;
         options.library = host::executable_folder() + "/" + host::monitor_file_name();
         options.folder = folder;
-        return monitor.load(options, why);
+        return host.load(options, why);
     }
     void load() {
         std::string why;

@@ -11,17 +11,15 @@ constexpr DWORD kSpinCount = 0x80000000;
 void Attach(HINSTANCE instance) {
     OutputDebugStringA("TSM Attaching of DLL");
     tsmon::module_instance = instance;
-    tsmon::MonitorLock.initialised =
-        InitializeCriticalSectionAndSpinCount(&tsmon::MonitorLock.section, kSpinCount) != FALSE;
+    tsmon::MonitorLock.create(kSpinCount);
+    tsmon::PortHandleLock.create(kSpinCount);
     DisableThreadLibraryCalls(instance);
 }
 
 void Detach() {
     OutputDebugStringA("TSM Detaching of DLL");
-    if (tsmon::MonitorLock.initialised) {
-        tsmon::MonitorLock.initialised = false;
-        DeleteCriticalSection(&tsmon::MonitorLock.section);
-    }
+    tsmon::MonitorLock.destroy();
+    tsmon::PortHandleLock.destroy();
     OutputDebugStringA("TSM Closing log file");
     log_close();
     log_free_lock();

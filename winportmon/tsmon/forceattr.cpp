@@ -135,6 +135,28 @@ BOOL DeleteForceAttrFiles(PortEntry* port) {
     return result;
 }
 
+namespace {
+
+void AbandonFile(const char* kind, char** name, FILE** file) {
+    if (*name == nullptr) return;
+    char path[kFileNameSize];
+    util_strncpy(path, *name, sizeof path);
+    CloseForceAttrFile(kind, name, file);
+    if (!KeepsFiles() && !os_file_delete(path)) {
+        log_error_last_error(LOG_HERE, "TSM: Unable to delete force attr spool path: %s", path);
+    }
+}
+
+}  // namespace
+
+void AbandonForceAttrFiles(PortEntry* port) {
+    ForceAttrState& state = port->force_attr;
+    if (state.input_name == nullptr && state.output_name == nullptr) return;
+    const SpoolerIdentity as_spooler;
+    AbandonFile(kInput, &state.input_name, &state.input);
+    AbandonFile(kOutput, &state.output_name, &state.output);
+}
+
 void CloseForceAttrFile(const char* kind, char** name, FILE** file) {
     if (*file != nullptr && fclose(*file) != 0) {
         log_error_last_error(LOG_HERE, "TSM: Unable to close force attr %s file", kind);

@@ -31,6 +31,10 @@ BOOL RedirectDataToPrinter(PortEntry* port, HANDLE read_end, DWORD size);
 // them could not be deleted. Names and streams stay.
 BOOL DeleteForceAttrFiles(PortEntry* port);
 
+// Closes and, unless they are to be kept, deletes the work files of a document that will not be ended. The records of
+// the job stay: it may be printed on another port.
+void AbandonForceAttrFiles(PortEntry* port);
+
 // Closes the streams and frees the names; harmless when there are none.
 void CloseForceAttrFiles(PortEntry* port);
 void CloseForceAttrFile(const char* kind, char** name, FILE** file);

@@ -4,7 +4,6 @@
 #include "common/serialize_settings.h"
 #include "winportmon/tsmon/helper.h"
 #include "winportmon/tsmon/helper_protocol.h"
-#include "winportmon/tsmon/tsmon_ports.h"
 #include "winportmon/tsmon/utf8_text.h"
 
 namespace tsmon {
@@ -38,10 +37,9 @@ bool Send(PortEntry* port, const char* name, const char* value, const char* fail
 
 // True when the helper took all of it, whatever it ordered.
 bool TellAboutDocument(PortEntry* port, uint32_t* helper_failed) {
-    const PortConfig config = CopyPortConfig(port);
     const Utf8Text printer_name(port->printer_name);
     const Utf8Text server_name(port->server_name);
-    const Utf8Text address(FieldText(config.printer_address).text);
+    const Utf8Text address(FieldText(port->document_config.printer_address).text);
     char job_id[20];
     util_snprintf(job_id, sizeof job_id, "%d", port->job_id);
 

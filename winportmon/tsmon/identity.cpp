@@ -5,8 +5,9 @@
 namespace tsmon {
 namespace {
 
-HANDLE Revert(const char* failure_line) {
+HANDLE Revert(const char* failure_line, const char* announcement = nullptr) {
     const HANDLE token = RevertToPrinterSelf();
+    if (announcement != nullptr) log_dev(LOG_HERE, "%s", announcement);
     if (token == nullptr && failure_line != nullptr) log_error_last_error(LOG_HERE, "%s", failure_line);
     return token;
 }
@@ -42,8 +43,8 @@ void ImpersonateForLogging(HANDLE token) {
     if (SwitchesForLogging()) Impersonate(token, "TSM: Unable to ImpersonatePrinterClient for logging");
 }
 
-SpoolerIdentity::SpoolerIdentity(const char* revert_failed, const char* impersonate_failed)
-    : impersonate_failed_(impersonate_failed), token_(Revert(revert_failed)) {}
+SpoolerIdentity::SpoolerIdentity(const char* revert_failed, const char* impersonate_failed, const char* announcement)
+    : impersonate_failed_(impersonate_failed), token_(Revert(revert_failed, announcement)) {}
 
 SpoolerIdentity::~SpoolerIdentity() {
     Impersonate(token_, impersonate_failed_);

@@ -19,7 +19,9 @@ void ImpersonateForLogging(HANDLE token);
 // what the scope is for goes on under the identity in effect.
 class SpoolerIdentity {
   public:
-    explicit SpoolerIdentity(const char* revert_failed = nullptr, const char* impersonate_failed = nullptr);
+    // `announcement` is a development line between the attempt and the line about its failure.
+    explicit SpoolerIdentity(const char* revert_failed = nullptr, const char* impersonate_failed = nullptr,
+                             const char* announcement = nullptr);
     ~SpoolerIdentity();
     SpoolerIdentity(const SpoolerIdentity&) = delete;
     SpoolerIdentity& operator=(const SpoolerIdentity&) = delete;

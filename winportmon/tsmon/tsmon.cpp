@@ -1,5 +1,6 @@
 #include "winportmon/tsmon/tsmon.h"
 
+#include <atomic>
 #include <cstring>
 
 #include "common/global.h"
@@ -15,19 +16,23 @@
 
 namespace tsmon {
 
-Lock MonitorLock;
+OptionalLock MonitorLock;
 HINSTANCE module_instance;
 
 namespace {
 
 // -- Start -----------------------------------------------------------------------------------------------------------
 
+// Instances that were started and not shut down; the spooler of a cluster has several. Configuration, log and the
+// force-attributes directory are one a process: the first start sets them up, the last shutdown closes the log.
+std::atomic<int> instances{0};
+
 // Logging, configuration and the helper's path. Without an install directory there is no configuration and no log file.
-void InitGlobals(MonitorContext* context) {
-    session_context.debug_logging = 1;
+void InitGlobals(MonitorContext* context, bool is_first) {
+    if (is_first) session_context.debug_logging = 1;
     char install_path[MAX_PATH];
     if (!GetInstallPath(install_path, sizeof install_path)) return;
-    config_init(install_path);
+    if (is_first) config_init(install_path);
     log_debug(LOG_HERE, "TSM: Starting port monitor version: %s (%s)", TSM_VERSION, PRODUCT_NAME);
     BuildHelperCommandPath(context, install_path);
     CheckHelperCommandPath(context, TRUE);
@@ -60,23 +65,14 @@ void LoadPortEntryCallback(MonitorContext* context, const PortConfig* config) {
               FieldText(config->port_name).text);
 }
 
-void LoadPorts(MonitorContext* context) {
-    const MonitorLockGuard lock;
-    ForAllPortRegEntries(context, LoadPortEntryCallback);
-}
-
 // -- Stop ------------------------------------------------------------------------------------------------------------
 
 void WINAPI Shutdown(HANDLE monitor) {
     auto* const context = static_cast<MonitorContext*>(monitor);
     log_debug(LOG_HERE, "TSM Shutdown");
-    log_close();
+    if (--instances == 0) log_close();
     WSACleanup();
-    for (PortEntry* port = context->ports; port != nullptr;) {
-        PortEntry* const next = port->next;
-        GlobalFree(port);
-        port = next;
-    }
+    FreePorts(context);
     GlobalFree(context);
 }
 
@@ -112,6 +108,7 @@ extern "C" LPMONITOR2 WINAPI InitializePrintMonitor2(MONITORINIT* init, HANDLE* 
     constexpr WORD kWinsockVersion = 0x0202;
 
     log_debug(LOG_HERE, "TSM: Initialize Monitor2");
+    const MonitorLockGuard lock;
     auto* const context = static_cast<MonitorContext*>(GlobalAlloc(GPTR, sizeof(MonitorContext)));
     if (context == nullptr) {
         log_error(LOG_HERE, "TSM: Failed to allocate for init");
@@ -119,19 +116,23 @@ extern "C" LPMONITOR2 WINAPI InitializePrintMonitor2(MONITORINIT* init, HANDLE* 
     }
     memcpy(context->signature, "TSM", sizeof context->signature);
     context->init = init;
-    InitGlobals(context);
+    const bool is_first = instances++ == 0;
+    InitGlobals(context, is_first);
     log_debug(LOG_HERE, "TSM: Initialize on server \"%S\" for %s spooler", init->pszServerName,
               init->bLocal ? "local" : "clustered");
     LogUserName();
-    SweepForceAttrFiles();
+    if (is_first) SweepForceAttrFiles();
     WSADATA sockets;
     const int error = WSAStartup(kWinsockVersion, &sockets);
     if (error != 0) {
         log_error(LOG_HERE, "TSM: WSAStartup failed with error: %d", error);
+        --instances;
         GlobalFree(context);
         return nullptr;
     }
-    LoadPorts(context);
+    ForAllPortRegEntries(context, LoadPortEntryCallback);
+    // By the spooler, which may: a user whose document has the first line to write need not be allowed to.
+    if (is_first) log_open();
     *monitor = context;
     log_debug(LOG_HERE, "TSM init complete");
     return &operation_table;

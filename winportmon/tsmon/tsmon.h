@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "common/lock.h"
 #include "common/serialize_hpc_job.h"
 #include "common/util.h"
 #include "winapi/winapi.h"
@@ -30,32 +31,23 @@ struct MonitorContext {
     PortEntry* ports;        // in the order of loading and creation; guarded by MonitorLock
     XcvHandle* xcv_handles;  // open configuration handles; guarded by MonitorLock
     PortEntry* last_port;    // of the list, so that a start with many ports does not walk it for each; same lock
+    PortEntry* retired;      // ports that were deleted while the spooler held them open; guarded by PortHandleLock
 };
 
 // The library's lock. Guards the port list and the ports' configurations, the in-document flag as StartDocPort changes
-// it, the open configuration handles, and the helper's path and launch. A thread that holds it can enter it again.
-// Created when the library is loaded, deleted when it is unloaded; without it (it could not be created) entering does
-// nothing.
-struct Lock {
-    CRITICAL_SECTION section;
-    bool initialised;
-};
-extern Lock MonitorLock;
+// it, the open configuration handles, and the helper's path and launch. A start of the monitor holds it throughout.
+// Created when the library is loaded, deleted when it is unloaded.
+extern OptionalLock MonitorLock;
 
-class MonitorLockGuard {
+class MonitorLockGuard : LockGuard {
   public:
-    MonitorLockGuard() : held_(MonitorLock.initialised) {
-        if (held_) EnterCriticalSection(&MonitorLock.section);
-    }
-    ~MonitorLockGuard() {
-        if (held_) LeaveCriticalSection(&MonitorLock.section);
-    }
-    MonitorLockGuard(const MonitorLockGuard&) = delete;
-    MonitorLockGuard& operator=(const MonitorLockGuard&) = delete;
-
-  private:
-    bool held_;
+    MonitorLockGuard() : LockGuard(MonitorLock) {}
 };
+
+// Guards which port records are alive, how often the spooler holds each open, and the retired ones. Held for a few
+// instructions, and no other lock is taken under it: closing a port never waits for a helper's launch or the registry.
+// Lives as long as MonitorLock.
+extern OptionalLock PortHandleLock;
 
 // The library's instance handle, for its string resources.
 extern HINSTANCE module_instance;
@@ -130,7 +122,7 @@ constexpr uint32_t kPortInDocument = 1;  // of PortEntry::flags: between StartDo
 struct PortEntry {
     char signature[4];  // "TSPT"
     PortEntry* next;
-    PortConfig config;  // guarded by MonitorLock; copy it with CopyPortConfig
+    PortConfig config;  // guarded by MonitorLock; a document uses its own copy
     uint32_t flags;
     WCHAR* printer_name;    // heap text; null outside a document
     WCHAR* server_name;     // heap text; null unless the printer was named with its server
@@ -146,8 +138,11 @@ struct PortEntry {
     uint32_t initial_write_size;  // of the document's first buffer that is not empty and goes to the printer or a file
     WriteStats write_stats;
     MonitorContext* monitor;
-    uint32_t open_handles;  // that the spooler holds; guarded by MonitorLock
-    uint32_t deleted;       // no longer in the list, freed with its last handle; guarded by MonitorLock
+    PortConfig document_config;    // the configuration as it was when the document started
+    uint32_t refused_restart_job;  // the job whose refused restart was last logged at error level
+    uint32_t open_handles;         // that the spooler holds; guarded by PortHandleLock, as are the following
+    uint32_t retired;              // no longer in the list; freed with its last handle
+    PortEntry* next_alive;         // of the same place in the table of records that are alive
 };
 
 // Whether a failure of the document's job is its first one, which goes to the log at error level; the others, however

@@ -10,7 +10,6 @@
 #include "winportmon/tsmon/forceattr.h"
 #include "winportmon/tsmon/hwcheck.h"
 #include "winportmon/tsmon/identity.h"
-#include "winportmon/tsmon/tsmon_ports.h"
 #include "winportmon/tsmon/util_connection.h"
 #include "winportmon/tsmon/util_writer.h"
 
@@ -45,6 +44,8 @@ void ResetDocument(PortEntry* port, const WCHAR* full_name, DWORD job_id, DWORD 
     port->write_stats = WriteStats{};
     port->write_stats.start_tick = start_tick;
     port->job_id = job_id;
+    const MonitorLockGuard lock;
+    port->document_config = port->config;
 }
 
 void LogStart(const WCHAR* full_name, DWORD job_id) {
@@ -85,8 +86,7 @@ bool OpenDocumentPrinter(PortEntry* port, LPWSTR full_name) {
     std::optional<SpoolerIdentity> as_spooler;
     if (!RunsAsSystem()) {
         as_spooler.emplace("TSM: Unable to RevertToPrinterSelf. Try OpenPrinter without impersonation.",
-                           "TSM: Unable to ImpersonatePrinterClient");
-        log_dev(LOG_HERE, "TSM: reverting to printer self");
+                           "TSM: Unable to ImpersonatePrinterClient", "TSM: reverting to printer self");
     }
     if (!OpenPrinterOf(port, full_name)) return false;
     as_spooler.reset();
@@ -112,9 +112,8 @@ bool IsNotApproved(const WCHAR* full_name, DWORD job_id) {
 }
 
 bool ConnectDocument(PortEntry* port) {
-    const PortConfig config = CopyPortConfig(port);
-    if (ConnectToPrinter(&config, &port->socket, session_context.debug_logging)) return true;
-    const FieldText address(config.printer_address);
+    if (ConnectToPrinter(&port->document_config, &port->socket, session_context.debug_logging)) return true;
+    const FieldText address(port->document_config.printer_address);
     if (IsFirstFailure(port)) {
         log_error(LOG_HERE, "TSM Start Doc Port failed to connect to printer address: %S", address.text);
     } else {
@@ -244,7 +243,10 @@ bool CopyClusterNames(PortEntry* port, const WCHAR* full_name, const WCHAR* serv
 
 BOOL ExtractPrinterFields(PortEntry* port, const WCHAR* full_name) {
     FreeNames(port);
-    if (full_name == nullptr) return FALSE;
+    if (full_name == nullptr) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return FALSE;
+    }
     if (full_name[0] == W('\\') && full_name[1] == W('\\')) {
         const WCHAR* const server = full_name + 2;
         const WCHAR* const separator = FindSeparator(server);
@@ -427,6 +429,14 @@ BOOL WINAPI EndDocPort(HANDLE handle) {
     ClosePrinterHandle(port);
     ImpersonateAsConfigured(token);
     return result;
+}
+
+void AbandonDocument(PortEntry* port) {
+    if (port->socket != INVALID_SOCKET) CleanupSocket(&port->socket);
+    HwCheckCloseHandles(port);
+    AbandonForceAttrFiles(port);
+    FreeNames(port);
+    ClosePrinterHandle(port);
 }
 
 }  // namespace tsmon

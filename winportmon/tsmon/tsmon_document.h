@@ -22,8 +22,13 @@ BOOL WINAPI ReadPort(HANDLE port, LPBYTE buffer, DWORD size, LPDWORD read);
 // Ends the document and leaves the port idle, whatever it returns. FALSE: the rewritten data could not be sent.
 BOOL WINAPI EndDocPort(HANDLE port);
 
+// Gives back what a document holds that was started and will not be ended, since its port is gone: connection, helper,
+// work files, names and printer handle. Waits for the printer's close like EndDocPort, and for nobody else; the Print
+// Provider's records stay.
+void AbandonDocument(PortEntry* port);
+
 // Splits "\\server\printer" into the port's server and printer names; any other name is a printer's. FALSE, with
-// neither set, for a null name and when memory runs out.
+// neither set, for a null name (last error 87) and when memory runs out.
 BOOL ExtractPrinterFields(PortEntry* port, const WCHAR* full_name);
 
 }  // namespace tsmon

@@ -4,8 +4,61 @@
 #include <cstring>
 
 #include "common/log.h"
+#include "winportmon/tsmon/tsmon_document.h"
 
 namespace tsmon {
+
+OptionalLock PortHandleLock;
+
+// -- Records that are alive ------------------------------------------------------------------------------------------
+
+namespace {
+
+// The port records that are not freed yet, by their address, so that a handle is known before it is looked into.
+constexpr size_t kAlivePlaces = 1024;
+PortEntry* alive[kAlivePlaces];
+
+// The caller holds PortHandleLock, here and below. The link to the record, or the null one where it would stand.
+PortEntry** FindAlive(const void* handle) {
+    const auto address = reinterpret_cast<uintptr_t>(handle);
+    PortEntry** link = &alive[address / sizeof(PortEntry) % kAlivePlaces];
+    while (*link != nullptr && *link != handle) link = &(*link)->next_alive;
+    return link;
+}
+
+void AddAlive(PortEntry* port) {
+    port->next_alive = nullptr;
+    *FindAlive(port) = port;
+}
+
+void Free(PortEntry* port) {
+    PortEntry** const link = FindAlive(port);
+    *link = port->next_alive;
+    GlobalFree(port);
+}
+
+void Retire(PortEntry* port) {
+    port->retired = 1;
+    port->next = port->monitor->retired;
+    port->monitor->retired = port;
+}
+
+void TakeFromRetired(PortEntry* port) {
+    PortEntry** link = &port->monitor->retired;
+    while (*link != port) link = &(*link)->next;
+    *link = port->next;
+    port->retired = 0;
+}
+
+void FreeAll(PortEntry* port) {
+    while (port != nullptr) {
+        PortEntry* const next = port->next;
+        Free(port);
+        port = next;
+    }
+}
+
+}  // namespace
 
 // -- The list --------------------------------------------------------------------------------------------------------
 
@@ -15,22 +68,36 @@ bool HasName(const PortEntry* port, const WCHAR* name) {
     return lstrcmpiW(FieldText(port->config.port_name).text, name) == 0;
 }
 
-// A deleted port whose document is under way lives on until the spooler lets go of it. The caller holds MonitorLock.
-void FreeIfUnused(PortEntry* port) {
-    if (port->deleted != 0 && port->open_handles == 0) GlobalFree(port);
+PortEntry* FindByName(PortEntry* port, const WCHAR* name) {
+    while (port != nullptr && !HasName(port, name)) port = port->next;
+    return port;
+}
+
+// A record for a port of that name: the one that the spooler still holds open, or a new one.
+PortEntry* ReviveOrAllocate(MonitorContext* context, const WCHAR* name) {
+    const LockGuard handles(PortHandleLock);
+    PortEntry* port = FindByName(context->retired, name);
+    if (port != nullptr) {
+        TakeFromRetired(port);
+        return port;
+    }
+    port = static_cast<PortEntry*>(GlobalAlloc(GPTR, sizeof(PortEntry)));
+    if (port == nullptr) return nullptr;
+    memcpy(port->signature, "TSPT", sizeof port->signature);
+    port->socket = INVALID_SOCKET;
+    port->monitor = context;
+    AddAlive(port);
+    return port;
 }
 
 }  // namespace
 
 PortEntry* CreatePortEntry(MonitorContext* context, const PortConfig* config) {
-    auto* const port = static_cast<PortEntry*>(GlobalAlloc(GPTR, sizeof(PortEntry)));
-    if (port == nullptr) return nullptr;
-    memcpy(port->signature, "TSPT", sizeof port->signature);
-    port->config = *config;
-    port->socket = INVALID_SOCKET;
-    port->monitor = context;
-
     const MonitorLockGuard lock;
+    PortEntry* const port = ReviveOrAllocate(context, FieldText(config->port_name).text);
+    if (port == nullptr) return nullptr;
+    port->config = *config;
+    port->next = nullptr;
     PortEntry** const tail = context->last_port != nullptr ? &context->last_port->next : &context->ports;
     *tail = port;
     context->last_port = port;
@@ -38,10 +105,7 @@ PortEntry* CreatePortEntry(MonitorContext* context, const PortConfig* config) {
 }
 
 PortEntry* FindPortEntry(MonitorContext* context, const WCHAR* name) {
-    if (name == nullptr) return nullptr;
-    PortEntry* port = context->ports;
-    while (port != nullptr && !HasName(port, name)) port = port->next;
-    return port;
+    return name != nullptr ? FindByName(context->ports, name) : nullptr;
 }
 
 BOOL DeletePortEntry(MonitorContext* context, const WCHAR* name) {
@@ -54,14 +118,19 @@ BOOL DeletePortEntry(MonitorContext* context, const WCHAR* name) {
     if (port == nullptr) return FALSE;
     (previous != nullptr ? previous->next : context->ports) = port->next;
     if (context->last_port == port) context->last_port = previous;
-    port->deleted = 1;
-    FreeIfUnused(port);
+    const LockGuard handles(PortHandleLock);
+    if (port->open_handles == 0) {
+        Free(port);
+    } else {
+        Retire(port);
+    }
     return TRUE;
 }
 
-PortConfig CopyPortConfig(const PortEntry* port) {
-    const MonitorLockGuard lock;
-    return port->config;
+void FreePorts(MonitorContext* context) {
+    const LockGuard handles(PortHandleLock);
+    FreeAll(context->ports);
+    FreeAll(context->retired);
 }
 
 // -- EnumPorts -------------------------------------------------------------------------------------------------------
@@ -180,7 +249,7 @@ DWORD EnumPortsInto(const MonitorContext* context, DWORD level, BYTE* buffer, DW
     *needed = total;
     if (total > size) return ERROR_INSUFFICIENT_BUFFER;
     *returned = 0;
-    PortBuffer ports{buffer, buffer + size / sizeof(WCHAR) * sizeof(WCHAR)};  // texts stay aligned
+    PortBuffer ports{buffer, buffer + size};
     for (const PortEntry* port = context->ports; port != nullptr; port = port->next) {
         const DWORD error = AddPort(&ports, port, level);
         if (error != ERROR_SUCCESS) return error;
@@ -215,17 +284,35 @@ BOOL WINAPI OpenPort(HANDLE monitor, LPWSTR name, HANDLE* port) {
         log_error(LOG_HERE, "TSM: Unable to find the port: %S", name);
         return FALSE;
     }
+    const LockGuard handles(PortHandleLock);
     ++found->open_handles;
     *port = found;
     return TRUE;
 }
 
+namespace {
+
+// Counts a handle as closed. The port, when that was the last handle of a deleted one; it is the caller's then.
+PortEntry* CloseHandleOf(HANDLE handle) {
+    const LockGuard handles(PortHandleLock);
+    PortEntry* const port = *FindAlive(handle);
+    if (port == nullptr) return nullptr;
+    if (port->open_handles > 0) --port->open_handles;
+    if (port->retired == 0 || port->open_handles > 0) return nullptr;
+    TakeFromRetired(port);
+    *FindAlive(port) = port->next_alive;
+    return port;
+}
+
+}  // namespace
+
 BOOL WINAPI ClosePort(HANDLE handle) {
     log_debug(LOG_HERE, "TSM ClosePort");
-    auto* const port = static_cast<PortEntry*>(handle);
-    const MonitorLockGuard lock;
-    if (port->open_handles > 0) --port->open_handles;
-    FreeIfUnused(port);
+    PortEntry* const port = CloseHandleOf(handle);
+    if (port != nullptr) {
+        AbandonDocument(port);
+        GlobalFree(port);
+    }
     return TRUE;
 }
 

@@ -5,7 +5,8 @@
 
 namespace tsmon {
 
-// Appends a port with a copy of the configuration; null when memory runs out. Takes MonitorLock.
+// Appends a port with a copy of the configuration; null when memory runs out. A deleted port of that name that the
+// spooler still holds open becomes the new port, so that its handles lead to it. Takes MonitorLock.
 PortEntry* CreatePortEntry(MonitorContext* context, const PortConfig* config);
 
 // The first port of that name, letter case ignored; null when there is none, and for a null name. The caller holds
@@ -17,11 +18,13 @@ PortEntry* FindPortEntry(MonitorContext* context, const WCHAR* name);
 // MonitorLock.
 BOOL DeletePortEntry(MonitorContext* context, const WCHAR* name);
 
-// The port's configuration as it is now. Takes MonitorLock.
-PortConfig CopyPortConfig(const PortEntry* port);
+// Frees all ports of an instance that ends, those that were deleted but are still open too. What a document of theirs
+// holds is not released.
+void FreePorts(MonitorContext* context);
 
 // Slots of the operation table. EnumPorts fails with 122 (and the size needed) for a short buffer and with 124 for a
-// level other than 1 and 2; OpenPort with 87 for a null name, and without a code for an unknown one.
+// level other than 1 and 2; OpenPort with 87 for a null name, and without a code for an unknown one. ClosePort takes
+// any handle, also one that is closed already or whose port is gone.
 BOOL WINAPI EnumPorts(HANDLE monitor, LPWSTR server, DWORD level, LPBYTE buffer, DWORD size, LPDWORD needed,
                       LPDWORD returned);
 BOOL WINAPI OpenPort(HANDLE monitor, LPWSTR name, HANDLE* port);

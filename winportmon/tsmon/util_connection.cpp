@@ -103,13 +103,21 @@ WSAEVENT SelectCloseEvent(SOCKET socket) {
     return WSA_INVALID_EVENT;
 }
 
-void WaitForClose(WSAEVENT event) {
+// 0 when the printer closed its side in order; else why the connection ended, which may have cost the document its end.
+int CloseError(SOCKET socket, WSAEVENT event) {
+    WSANETWORKEVENTS happened = {};
+    if (WSAEnumNetworkEvents(socket, event, &happened) == SOCKET_ERROR) return WSAGetLastError();
+    return happened.iErrorCode[FD_CLOSE_BIT];
+}
+
+void WaitForClose(SOCKET socket, WSAEVENT event) {
     log_debug(LOG_HERE, "TSM: waiting for FD_CLOSE on socket");
     const DWORD waited = WSAWaitForMultipleEvents(1, &event, FALSE, kCloseWaitMs, FALSE);
     if (waited == WSA_WAIT_TIMEOUT) {
         log_error(LOG_HERE, "TSM: timed out waiting to get the FD_CLOSE event on the socket");
-    } else if (waited != WSA_WAIT_EVENT_0) {
-        log_error(LOG_HERE, "TSM: an error occured while waiting for FD_CLOSE event: %d", WSAGetLastError());
+    } else {
+        const int error = waited == WSA_WAIT_EVENT_0 ? CloseError(socket, event) : WSAGetLastError();
+        if (error != 0) log_error(LOG_HERE, "TSM: an error occured while waiting for FD_CLOSE event: %d", error);
     }
     WSACloseEvent(event);
 }
@@ -173,7 +181,7 @@ BOOL CleanupSocket(SOCKET* socket) {
     if (shutdown(*socket, SD_SEND) == SOCKET_ERROR) {
         log_error(LOG_HERE, "TSM: failed to shutdown socket with error: %d", WSAGetLastError());
     }
-    if (closed != WSA_INVALID_EVENT) WaitForClose(closed);
+    if (closed != WSA_INVALID_EVENT) WaitForClose(*socket, closed);
     log_debug(LOG_HERE, "TSM: closesocket");
     closesocket(*socket);
     *socket = INVALID_SOCKET;

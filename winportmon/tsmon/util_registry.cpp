@@ -77,7 +77,7 @@ BOOL Succeeded(LONG status) {
     return FALSE;
 }
 
-// Opened means a handle came back, too.
+// Success also requires a handle.
 LONG OpenKey(const Registry& registry, HANDLE parent, const WCHAR* name, REGSAM access, Key* key) {
     const LONG status = registry.OpenKey(parent, name, access, key->out());
     return status == ERROR_SUCCESS && key->get() == nullptr ? static_cast<LONG>(ERROR_INVALID_HANDLE) : status;
@@ -113,7 +113,7 @@ LONG StorePort(const Registry& registry, const PortConfig* config) {
     return status;
 }
 
-LONG UpdateStoredPort(const Registry& registry, const PortConfig* config) {
+LONG UpdateStoredPort(const Registry& registry, const PortConfig* config, const PortConfig* before) {
     const FieldText name(config->port_name);
     const FieldText address(config->printer_address);
     Key ports;
@@ -141,6 +141,7 @@ LONG UpdateStoredPort(const Registry& registry, const PortConfig* config) {
         log_error_code(LOG_HERE, static_cast<uint32_t>(status),
                        "TSM: UpdatePortInRegistry failed to create ports/port-name/PortNumber key: %u",
                        config->port_number);
+        WriteHostName(registry, port, before);  // the next start must not find half of each
     }
     return status;
 }
@@ -251,11 +252,11 @@ BOOL AddPortInRegistry(MONITORINIT* init, const PortConfig* config) {
     return Succeeded(status);
 }
 
-BOOL UpdatePortInRegistry(MONITORINIT* init, const PortConfig* config) {
+BOOL UpdatePortInRegistry(MONITORINIT* init, const PortConfig* config, const PortConfig* before) {
     LONG status = ERROR_SUCCESS;
     {
         const SpoolerIdentity identity;
-        status = UpdateStoredPort(Registry(init), config);
+        status = UpdateStoredPort(Registry(init), config, before);
     }
     return Succeeded(status);
 }

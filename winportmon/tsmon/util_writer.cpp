@@ -5,17 +5,20 @@
 #include "common/log.h"
 #include "common/serialize_names.h"
 #include "winportmon/tsmon/identity.h"
-#include "winportmon/tsmon/tsmon_ports.h"
 #include "winportmon/tsmon/util_connection.h"
 
 namespace tsmon {
 namespace {
 
-// A restart that the spooler refuses counts as not requested: nobody would send the job again.
+// The restart counts as requested whatever the spooler answers; a refusal is an error once for each job.
 void RequestRestart(PortEntry* port, const char* caller, BOOL* restart_requested) {
-    *restart_requested = SetJobW(port->printer_handle, port->job_id, 0, nullptr, JOB_CONTROL_RESTART);
-    if (!*restart_requested) {
-        log_error_last_error(LOG_HERE, "TSM %s: unable to request restart of job %d", caller, port->job_id);
+    *restart_requested = TRUE;
+    if (SetJobW(port->printer_handle, port->job_id, 0, nullptr, JOB_CONTROL_RESTART)) return;
+    if (port->refused_restart_job != port->job_id) {
+        port->refused_restart_job = port->job_id;
+        log_error_last_error(LOG_HERE, "TSM %s: the spooler refused to restart job %d", caller, port->job_id);
+    } else {
+        log_debug_last_error(LOG_HERE, "TSM %s: the spooler refused to restart job %d", caller, port->job_id);
     }
 }
 
@@ -53,8 +56,7 @@ BOOL WriteOverConnection(PortEntry* port, const char* caller, const void* data, 
 
 // After the connection was lost: is the printer back? Then the job starts over, with a connection of its own.
 void ProbePrinter(PortEntry* port, const char* caller, BOOL* restart_requested) {
-    const PortConfig config = CopyPortConfig(port);
-    if (!ConnectToPrinter(&config, &port->socket, session_context.debug_logging)) {
+    if (!ConnectToPrinter(&port->document_config, &port->socket, session_context.debug_logging)) {
         log_debug(LOG_HERE, "TSM: %s: failed to reconnect", caller);
         return;
     }

@@ -63,52 +63,48 @@ struct Request {
     MonitorContext* monitor() const { return handle->monitor; }
 };
 
-// A text in the input, from an offset to its terminator, the end of its field or the end of the input.
-class InputText {
+// An input that is, or should be, a PortConfig: as much of it as there is, zeros behind.
+class ConfigInput {
   public:
-    InputText(const Request& request, size_t offset, size_t field_length) {
-        const size_t end = request.input != nullptr ? request.input_size : 0;
-        const size_t most = std::min(field_length, end > offset ? (end - offset) / sizeof(WCHAR) : 0);
-        size_t length = 0;
-        for (; length < most && length < kLength; ++length) {
-            memcpy(&text_[length], request.input + offset + length * sizeof(WCHAR), sizeof(WCHAR));
-            if (text_[length] == 0) break;
-        }
-        whole_ = length < kLength || most == kLength;
-        text_[length] = 0;
+    explicit ConfigInput(const Request& request) : size_(request.input != nullptr ? request.input_size : 0) {
+        if (size_ != 0) memcpy(&config_, request.input, std::min<size_t>(size_, sizeof config_));
     }
-    const WCHAR* get() const { return text_; }
-    // A name of its own, alone in the input: there, and no longer than any port's.
-    bool IsName() const { return whole_ && text_[0] != 0; }
+    FieldText<kPortNameSize> name() const { return FieldText(config_.port_name); }
+    const PortConfig* get() const { return &config_; }
+    bool IsPortConfig() const { return size_ == sizeof config_; }
+    bool HoldsPortConfig() const { return size_ >= sizeof config_; }
 
   private:
-    static constexpr size_t kLength = MAX_PATH;
-    WCHAR text_[kLength + 1];
-    bool whole_;
+    PortConfig config_ = {};
+    DWORD size_;
 };
 
-// The port's name in an input that is, or should be, a PortConfig.
-InputText NameInConfig(const Request& request) {
-    return InputText(request, offsetof(PortConfig, port_name), kPortNameSize);
-}
+// A port name alone in the input, up to its terminator or the end of the input; none is an empty one.
+class NameInput {
+  public:
+    explicit NameInput(const Request& request) {
+        if (request.input == nullptr && request.input_size != 0) return;
+        size_t size = 0;
+        while (request.input_size - size >= sizeof(WCHAR) && (request.input[size] | request.input[size + 1]) != 0) {
+            size += sizeof(WCHAR);
+        }
+        text_ = static_cast<WCHAR*>(GlobalAlloc(GPTR, size + sizeof(WCHAR)));
+        if (text_ == nullptr) error_ = ERROR_NOT_ENOUGH_MEMORY;
+        if (text_ != nullptr && size != 0) memcpy(text_, request.input, size);
+    }
+    ~NameInput() {
+        if (text_ != nullptr) GlobalFree(text_);
+    }
+    NameInput(const NameInput&) = delete;
+    NameInput& operator=(const NameInput&) = delete;
+    // Null, with the reason, when there is no input where one is announced, and when memory runs out.
+    const WCHAR* get() const { return text_; }
+    DWORD error() const { return error_; }
 
-InputText NameAlone(const Request& request) {
-    return InputText(request, 0, request.input_size);
-}
-
-bool ReadConfig(const Request& request, PortConfig* config) {
-    if (request.input == nullptr || request.input_size < sizeof *config) return false;
-    memcpy(config, request.input, sizeof *config);
-    return true;
-}
-
-// Whether the registry can hold a port of that name and give it back: the name becomes one key, and is read back with a
-// terminator.
-bool IsStorable(const WCHAR* name) {
-    size_t length = 0;
-    while (name[length] != 0 && name[length] != W('\\')) ++length;
-    return name[length] == 0 && length > 0 && length < kPortNameSize;
-}
+  private:
+    WCHAR* text_ = nullptr;
+    DWORD error_ = ERROR_INVALID_PARAMETER;
+};
 
 // A code that must not be success, from a call that may not have left one.
 DWORD LastErrorOr(DWORD otherwise) {
@@ -142,40 +138,38 @@ DWORD AddPortEverywhere(MonitorContext* monitor, const PortConfig* config, const
 }
 
 DWORD DoAddPort(const Request& request) {
-    const InputText name = NameInConfig(request);
-    log_debug(LOG_HERE, "TSM Xcv DoAddPort: \"%S\"", name.get());
+    const ConfigInput input(request);
+    const FieldText name = input.name();
+    log_debug(LOG_HERE, "TSM Xcv DoAddPort: \"%S\"", name.text);
     if (!request.IsFromAdministrator()) return ERROR_ACCESS_DENIED;
-    PortConfig config;
-    if (request.input_size != sizeof config || !ReadConfig(request, &config)) return ERROR_INVALID_PARAMETER;
-    if (!IsStorable(name.get())) return ERROR_INVALID_PARAMETER;
+    if (!input.IsPortConfig()) return ERROR_INVALID_PARAMETER;
     DWORD error = ERROR_SUCCESS;
-    const BOOL exists = SpoolerPortExists(name.get(), &error);
+    const BOOL exists = SpoolerPortExists(name.text, &error);
     if (error != ERROR_SUCCESS) return LastErrorOr(error);
     if (exists) {
         SetLastError(ERROR_ALREADY_EXISTS);
         return ERROR_ALREADY_EXISTS;
     }
-    return AddPortEverywhere(request.monitor(), &config, name.get());
+    return AddPortEverywhere(request.monitor(), input.get(), name.text);
 }
 
 DWORD DoConfigPort(const Request& request) {
-    const InputText name = NameInConfig(request);
-    log_debug(LOG_HERE, "TSM Xcv DoConfigPort: \"%S\"", name.get());
+    const ConfigInput input(request);
+    const FieldText name = input.name();
+    log_debug(LOG_HERE, "TSM Xcv DoConfigPort: \"%S\"", name.text);
     if (!request.IsFromAdministrator()) return ERROR_ACCESS_DENIED;
-    PortConfig config;
-    if (request.input_size != sizeof config || !ReadConfig(request, &config)) return ERROR_INVALID_PARAMETER;
+    if (!input.IsPortConfig()) return ERROR_INVALID_PARAMETER;
     const MonitorLockGuard lock;
-    PortEntry* const port = FindPortEntry(request.monitor(), name.get());
+    PortEntry* const port = FindPortEntry(request.monitor(), name.text);
     if (port == nullptr) {
-        log_error(LOG_HERE, "TSM: Unable to find the port: %S", name.get());
+        log_error(LOG_HERE, "TSM: Unable to find the port: %S", name.text);
         return ERROR_INVALID_PARAMETER;
     }
-    if (!UpdatePortInRegistry(request.monitor()->init, &config)) {
+    if (!UpdatePortInRegistry(request.monitor()->init, input.get(), &port->config)) {
         log_error(LOG_HERE, "TSM: Xcv DoConfigPort: failed to update registry");
-        UpdatePortInRegistry(request.monitor()->init, &port->config);  // it may have taken the half of it
         return ERROR_INVALID_PARAMETER;
     }
-    port->config = config;
+    port->config = *input.get();
     return ERROR_SUCCESS;
 }
 
@@ -200,27 +194,23 @@ DWORD DoGetConfigInfo(const Request& request) {
 }
 
 DWORD DoDeletePort(const Request& request) {
-    const InputText name = NameAlone(request);
+    const NameInput name(request);
     log_debug(LOG_HERE, "TSM Xcv DoDeletePort: \"%S\"", name.get());
     if (!request.IsFromAdministrator()) return ERROR_ACCESS_DENIED;
-    if (!name.IsName()) return ERROR_INVALID_PARAMETER;
+    if (name.get() == nullptr) return name.error();
     const MonitorLockGuard lock;
-    const PortEntry* const port = FindPortEntry(request.monitor(), name.get());
-    if (port == nullptr) {
+    if (!DeletePortEntry(request.monitor(), name.get())) {
         log_error(LOG_HERE, "TSM Xcv DoDeletePort: \"%S\" - name not found", name.get());
         return ERROR_FILE_NOT_FOUND;
     }
-    // Names that compare as equal need not be one key: the port's own is the one that was stored.
-    const FieldText stored_name(port->config.port_name);
-    DeletePortEntry(request.monitor(), stored_name.text);
-    DeletePortFromRegistry(request.monitor()->init, stored_name.text);
+    DeletePortFromRegistry(request.monitor()->init, name.get());
     return ERROR_SUCCESS;
 }
 
 DWORD DoPortExists(const Request& request) {
     log_debug(LOG_HERE, "TSM Xcv DoPortExists");
-    const InputText name = NameAlone(request);
-    if (!name.IsName()) return ERROR_INVALID_PARAMETER;
+    const NameInput name(request);
+    if (name.get() == nullptr) return name.error();
     DWORD error = ERROR_SUCCESS;
     const BOOL exists = SpoolerPortExists(name.get(), &error);
     if (error != ERROR_SUCCESS) {
@@ -233,10 +223,10 @@ DWORD DoPortExists(const Request& request) {
 
 DWORD DoPortIsValid(const Request& request) {
     log_debug(LOG_HERE, "TSM Xcv DoPortIsValid");
-    PortConfig config;
-    if (!ReadConfig(request, &config)) return ERROR_INVALID_PARAMETER;
+    const ConfigInput input(request);
+    if (!input.HoldsPortConfig()) return ERROR_INVALID_PARAMETER;
     SOCKET socket = INVALID_SOCKET;
-    const BOOL connected = ConnectToPrinter(&config, &socket, TRUE);
+    const BOOL connected = ConnectToPrinter(input.get(), &socket, TRUE);
     if (connected) CleanupSocket(&socket);
     log_debug(LOG_HERE, "TSM Xcv DoPortIsValid: %s", connected ? "success" : "failure");
     return connected ? ERROR_SUCCESS : ERROR_INVALID_FUNCTION;

@@ -53,6 +53,22 @@ TEST_F(Faults, ASocketsFailureStopsTheStart) {
     EXPECT_EQ(print(W("Office"), "page").result, host::Result::printed);
 }
 
+TEST_F(Faults, ARefusedRevertIsToldAfterItsAttempt) {
+    start({"Debug=dev", "LogRotateCheckCount=0"});
+    const std::string failure = "TSM: Unable to RevertToPrinterSelf. Try OpenPrinter without impersonation.";
+    for (std::uint64_t call = 1; call < 400 && logged(failure) == 0; ++call) {
+        winapi::fault::arm(call, winapi::fault::Mode::once);
+        EXPECT_NE(print(W("Office"), "page").result, host::Result::failed);
+        winapi::fault::disarm();
+    }
+    Lines last;
+    for (const std::string& line : messages("")) {
+        if (line.starts_with(failure)) break;
+        last = {line};
+    }
+    EXPECT_EQ(last, Lines{"TSM: reverting to printer self"});
+}
+
 TEST_F(Faults, ARefusedFirstAddressIsFollowedByTheNext) {
     configure({"Debug=on"});
     winapi::set_host(u"printer.example", {"127.0.0.9", "127.0.0.1"});
