@@ -48,8 +48,7 @@ std::string write_document(const PrintServer& server, std::uint64_t size) {
 
 void against_peer(Bench& bench, const PrintServer& server, const std::string& name, std::uint64_t size, unsigned count,
                   std::optional<double> bar, Series* level) {
-    if (!has_cups_backend())
-        return bench.report.add(skipped_row(name, "skipped: package cups-daemon is not installed"));
+    if (!has_cups_backend()) return bench.report.add(skipped_row(name, "skipped: package cups is not installed"));
     const std::string file = write_document(server, size);
     const std::uint16_t port = bench.receiver.port();
     std::vector<char> buffer(kUsualWrite);

@@ -239,7 +239,7 @@ void lose_printer(Scene& scene, peer::TcpPrinter& printer) {
     };
     write();
     printer.wait_for_ends(1);
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));  // the reset is on its way
+    std::this_thread::sleep_for(std::chrono::seconds(1));  // the reset is on its way
     write();
     printer.refuse();
     write();

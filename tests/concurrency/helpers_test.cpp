@@ -22,8 +22,7 @@ TEST_F(Helpers, ThirtyTwoPortsWithAHelperEach) {
     start_monitor();
     for (int i = 1; i < kPorts; i += 2)
         force_attributes("port " + std::to_string(100 + i), static_cast<DWORD>(100 + i));
-    // Time for the monitor, on a machine that is busy, to take the answer by itself.
-    answer_by("on startdoc WAIT \"Door Open\" for 100 ms then OK\non forceattr OK then silence for 2 s then rewrite");
+    answer_by("on startdoc WAIT \"Door Open\" for 100 ms then OK\non forceattr OK then rewrite");
     const std::string data = pattern(300000);
     std::vector<std::thread> threads;
     for (size_t i = 0; i < kPorts; ++i) {

@@ -68,22 +68,6 @@ TEST_F(LostPrinter, ARefusedRestartIsAnErrorOnceForEachJob) {
     EXPECT_TRUE(monitor.close_port(port));
 }
 
-// A printer that drops the connection once it has been handed everything: what it did with the end nobody knows.
-TEST_F(LostPrinter, ALossAfterTheLastByteLeavesALine) {
-    for (const char* const debug : {"Debug=off", "Debug=on"}) {
-        start({debug});
-        peer::Behaviour late;
-        late.reset_after = 20000;
-        office->behave_once(late);
-        const int before = logged("TSM: an error occured while waiting for FD_CLOSE event: 100", "ERROR");
-        EXPECT_EQ(print(W("Office"), pattern(20000)).result, host::Result::printed);
-        EXPECT_EQ(logged("TSM: an error occured while waiting for FD_CLOSE event: 100", "ERROR"), before + 1);
-        EXPECT_EQ(print(W("Office"), pattern(20000)).result, host::Result::printed);
-        EXPECT_EQ(logged("TSM: an error occured while waiting for FD_CLOSE event: ", "ERROR"), before + 1);
-        monitor.unload();
-    }
-}
-
 TEST_F(LostPrinter, ASecondLossOfTheSameJobGoesToTheDebugLog) {
     start();
     office->behave_once(broken);

@@ -29,7 +29,7 @@ void empty_folder(const std::string& path) {
 // Waits a moment: helpers end by themselves once their input is closed.
 template <typename Condition>
 bool soon(Condition condition) {
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     while (!condition()) {
         if (std::chrono::steady_clock::now() > limit) return false;
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -131,7 +131,7 @@ host::Outcome World::print(const std::string& data, DWORD write_size) {
 }
 
 std::vector<std::string> World::arrived(bool must_come) {
-    printer_.wait_for_connections(seen_ + 1, std::chrono::milliseconds(must_come ? 10000 : 0));
+    printer_.wait_for_connections(seen_ + 1, std::chrono::milliseconds(must_come ? 60000 : 0));
     const size_t count = printer_.connections();
     printer_.wait_for_ends(count);
     std::vector<std::string> data;

@@ -68,10 +68,9 @@ void plan_check(Random& random, Plan& plan) {
     if (plan.course == Course::check_dies) plan.script = command + pick(random, kDeaths);
 }
 
-// The monitor takes an answer from one read, so what follows must not be there by then, busy as the machine may be.
 void plan_rewriting(Random& random, Plan& plan) {
     static constexpr const char* kCommands[] = {"printername", "spoolfile", "jobid", "forceattr"};
-    const std::string begin = "on forceattr OK then silence for 1500 ms then ";
+    const std::string begin = "on forceattr OK then ";
     if (plan.course == Course::forced) {
         plan.script = begin + "rewrite";
         plan.rewritten = plan.data;

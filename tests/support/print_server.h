@@ -4,9 +4,11 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <list>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tests/support/files.h"
@@ -20,6 +22,22 @@ namespace test {
 
 using host::Text;
 using Lines = std::vector<std::string>;
+
+// Whether something comes true, however busy the machine is.
+template <typename Condition>
+bool wait_until(Condition condition) {
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > limit) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return true;
+}
+
+// Whether no more handles are open than before, once what others still hold, a printer's connection say, is closed too.
+inline bool handles_fall_to(size_t count) {
+    return wait_until([count] { return open_handles() <= count; });
+}
 
 class PrintServer : public testing::Test {
   protected:

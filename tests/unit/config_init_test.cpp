@@ -124,6 +124,54 @@ TEST_F(ConfigInit, DumpsEverySettingOfTheFile) {
               (Strings{values["SavedSpoolDir"], values["HPCSpoolDir"], values["HeldJobsSpoolDir"]}));
 }
 
+// Some lines are there only when their setting says something.
+TEST_F(ConfigInit, LeavesOutOfTheDumpWhatIsNotSet) {
+    const std::map<std::string, std::string> conditional = {
+        {"ignore_document_names", "IgnoreDocumentNames=x"},
+        {"ignore_os_document_names", "IgnoreOSDocumentNames=x"},
+        {"check_held_job_delete_on_unpause", "CheckHeldDeleteOnUnpause=off"},
+        {"app_server_api_key", "ApplicationServerApiKey=x"},
+        {"hwcheck_model1", "HWCheckModel1=x"},
+        {"hwcheck_model2", "HWCheckModel2=x"},
+        {"hwcheck_model3", "HWCheckModel3=x"},
+        {"hwcheck_model4", "HWCheckModel4=x"},
+        {"hwcheck_model5", "HWCheckModel5=x"},
+        {"username_override_prefix", "UsernameOverridePrefix=x"},
+        {"username_override_suffix", "UsernameOverrideSuffix=x"},
+        {"username_override_regex1", "UsernameOverrideRegex1=x"},
+        {"username_override_regex2", "UsernameOverrideRegex2=x"},
+        {"username_override_regex3", "UsernameOverrideRegex3=x"},
+        {"username_override_regex4", "UsernameOverrideRegex4=x"},
+        {"username_override_regex5", "UsernameOverrideRegex5=x"},
+    };
+    const auto labels = [this](const std::string& conf) {
+        EXPECT_EQ(init("Debug=on\n" + conf), 1);
+        Strings ignored;
+        Strings found;
+        for (const std::string& line : dump(&ignored)) found.push_back(line.substr(7, line.find(": ", 7) - 7));
+        return found;
+    };
+    const auto all_but = [&](const auto& left_out) {
+        Strings found;
+        for (const auto& [format, source] : table_entries("dump.txt", '=')) {
+            const std::string label = format.substr(0, format.find(": "));
+            if (!left_out(label)) found.push_back(label);
+        }
+        return found;
+    };
+    EXPECT_EQ(labels(""), all_but([&](const std::string& label) { return conditional.count(label) != 0; }));
+    for (const auto& [set, entry] : conditional) {
+        EXPECT_EQ(labels(entry),
+                  all_but([&](const std::string& label) { return label != set && conditional.count(label) != 0; }));
+    }
+    for (const auto& [method, word] :
+         {std::pair{"snmp", "snmp"}, {"snmpdontsetos", "snmp (no os update)"}, {"os", "os"}, {"both", "os and snmp"}}) {
+        init(std::string("Debug=on\nErrorPollMethod=") + method);
+        const Strings lines = logged();
+        EXPECT_EQ(std::count(lines.begin(), lines.end(), std::string("DEBUG: error_poll_method: ") + word), 1);
+    }
+}
+
 TEST_F(ConfigInit, DerivesFromWhatTheFileNames) {
     EXPECT_EQ(init("SpoolDir=D:\\sp\nLocksSpoolDir=L\nTransformsDir=T\nTLS=on\n"), 1);
     EXPECT_EQ((Strings{c.hpc_spool_dir_path, c.locks_spool_dir_path, c.xvp_logs_dir_path, c.saved_spool_dir_path}),

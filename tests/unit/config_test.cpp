@@ -86,6 +86,9 @@ TEST_F(Config, StoresNumbersAndSwitches) {
         {"ErrorPollMethod=snmpdontsetos", &C::error_poll_method, 1, snmp + "_not_ setting OS based on it"},
         {"ErrorPollMethod=snmp\nErrorPollMethod=Windows", &C::error_poll_method, 2,
          "DEBUG: Using error polling method from OS"},
+        {"ErrorPollMethod=snmp\nErrorPollMethod=os", &C::error_poll_method, 2,
+         "DEBUG: Using error polling method from OS"},
+        {"ErrorPollMethod=both", &C::error_poll_method, 3, "DEBUG: Using error polling method from OS and SNMP"},
         {"ErrorPollMethod=osandsnmp", &C::error_poll_method, 3, "DEBUG: Using error polling method from OS and SNMP"},
         {"ErrorPollMethod=snmpx", &C::error_poll_method, 2, ""},
         {"CheckHeldJobMillis=50", &C::check_held_job_ms, 100, set + "CheckHeldJobMillis set to: 100"},
@@ -105,9 +108,19 @@ TEST_F(Config, StoresNumbersAndSwitches) {
 }
 
 TEST_F(Config, StoresTextsAndVersions) {
-    parse("TLSMinProtocolVersion=tlsV1.3\nTLSMaxProtocolVersion=TLSv1.0\n");
-    EXPECT_STREQ(c.tls_min_protocol_version, "TLSv1.3");
-    EXPECT_STREQ(c.tls_max_protocol_version, "TLSv1.0");
+    const std::string unsupported = "' is not supported by Print Provider, use TLSv1.2";
+    for (const auto& [asked, stored, line] : {std::tuple{"tlsV1.3", "TLSv1.3", std::string()},
+                                              {"TLSv1.2", "TLSv1.2", ""},
+                                              {"tlsv1.1", "TLSv1.1", ""},
+                                              {"TLSV1.0", "TLSv1.0", ""},
+                                              {"sslV3", "TLSv1.2", "ERROR: TLS version 'sslV3" + unsupported},
+                                              {"SSLv2", "TLSv1.2", "ERROR: TLS version 'SSLv2" + unsupported}}) {
+        for (const bool minimum : {true, false}) {
+            parse(std::string(minimum ? "TLSMinProtocolVersion=" : "TLSMaxProtocolVersion=") + asked);
+            EXPECT_STREQ(minimum ? c.tls_min_protocol_version : c.tls_max_protocol_version, stored);
+            EXPECT_EQ(logged(), line.empty() ? Strings{} : Strings{line});
+        }
+    }
     parse(
         "TLSMaxProtocolVersion=sslv3\nTLSMinProtocolVersion=TLSv1\nTLSCABundlePath=C:\\ca\nServerName=Srv\n"
         "ProcessJobPriority=" +

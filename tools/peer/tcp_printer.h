@@ -91,10 +91,10 @@ class TcpPrinter {
     // A copy of what is known of the n-th connection (from 0); an empty record when there is none.
     Connection connection(size_t index) const;
     // Until that many connections have come, or have ended; false when the time is over first.
-    bool wait_for_connections(size_t count, std::chrono::milliseconds limit = std::chrono::seconds(20));
-    bool wait_for_ends(size_t count, std::chrono::milliseconds limit = std::chrono::seconds(20));
+    bool wait_for_connections(size_t count, std::chrono::milliseconds limit = std::chrono::seconds(60));
+    bool wait_for_ends(size_t count, std::chrono::milliseconds limit = std::chrono::seconds(60));
     // Until the n-th connection (from 0) has come and ended.
-    bool wait_for_end_of(size_t index, std::chrono::milliseconds limit = std::chrono::seconds(20));
+    bool wait_for_end_of(size_t index, std::chrono::milliseconds limit = std::chrono::seconds(60));
     // Drops the records of connections that are over; they still count, and later ones keep their numbers.
     void forget_ended();
 

@@ -17,10 +17,6 @@ using std::chrono::milliseconds;
 constexpr size_t kBlockSize = 65536;
 constexpr char kRequest[] = "<< /Duplex true /Tumble false /NumCopies 2 >> setpagedevice\n";
 
-// The monitor takes an answer from one read. Job data that has come by then would be taken for a part of the answer, so
-// it has to come later.
-constexpr milliseconds kBetweenAnswerAndJob{200};
-
 // Where a PostScript job's page begins: at its first page comment, or else behind its first line.
 size_t page_begin(const std::string& head) {
     const size_t page = head.find("\n%%Page:");
@@ -96,13 +92,17 @@ void Conversation::take(const Step& step) {
     switch (step.kind) {
         case Step::Kind::answer:
             write_text(step.text + "\n");
-            if (command_ == "forceattr") std::this_thread::sleep_for(kBetweenAnswerAndJob);
+            // The monitor takes an answer from one read: job data that has come by then would be a part of it.
+            if (command_ == "forceattr") wait_until_output_is_read();
             break;
         case Step::Kind::wait:
             wait(step);
             break;
         case Step::Kind::silence:
             pause(step);
+            break;
+        case Step::Kind::taken:
+            wait_until_output_is_read();
             break;
         case Step::Kind::say:
             write_text(step.text);

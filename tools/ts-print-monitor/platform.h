@@ -12,5 +12,7 @@ std::filesystem::path own_path();
 std::filesystem::path path_from_monitor(const std::string& path);
 // Standard input and output carry bytes as they are, and a reader that has gone shows as a failed write.
 void prepare_streams();
+// Returns once the reader of standard output has taken all that was written to it, or has gone.
+void wait_until_output_is_read();
 
 }  // namespace helper

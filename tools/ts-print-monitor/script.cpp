@@ -108,6 +108,10 @@ bool read_step(LineReader& line, Step& step) {
         step.kind = Step::Kind::silence;
         return read_duration(line, step);
     }
+    if (line.take("taken")) {
+        step.kind = Step::Kind::taken;
+        return true;
+    }
     if (line.take("say")) {
         step.kind = Step::Kind::say;
         return line.take_text(step.text);

@@ -12,6 +12,7 @@
 //   WAIT "text"         holds the job because of that problem, or of none without a text. The monitor's reply is read;
 //                       when it is STOP, the rest of the line is left out.
 //   silence             writes nothing
+//   taken               writes nothing until the monitor has read what was written so far
 //   say "text"          writes just this; \n is a line feed
 //   write 200 MiB       writes as many bytes (B, KiB, MiB), different at every place
 //   rewrite             writes the spool file: a PostScript job with a request for duplex and two copies in front of
@@ -35,7 +36,7 @@
 namespace helper {
 
 struct Step {
-    enum class Kind { answer, wait, silence, say, write, rewrite, close_output, exit };
+    enum class Kind { answer, wait, silence, taken, say, write, rewrite, close_output, exit };
     Kind kind = Kind::answer;
     std::string text;  // of the answer; what to say; the problem
     std::uint64_t bytes = 0;

@@ -12,7 +12,7 @@ namespace {
 class Faults : public PrintServer {};
 
 TEST_F(Faults, APartialSendIsReportedAndTheRestFollows) {
-    start({"Debug=on", "LogRotateCheckCount=0"});  // every document makes the same calls
+    start({});  // every document makes the same calls: with debug lines, one more in each new second
     const std::string data = pattern(200000);
     // Every call of the document in turn: those that are sends fall short.
     unsigned partial = 0;

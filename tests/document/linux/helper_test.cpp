@@ -20,7 +20,7 @@ const std::string kAsked = "printername=Office\nprinteraddress=127.0.0.1\njobid=
 TEST_F(HelperLimits, TheThirteenthUnreadablePieceIsTheLast) {
     start();
     check_hardware();
-    const std::string piece = " then say \".\" then silence for 100 ms";
+    const std::string piece = " then say \".\" then taken";
     for (const int pieces : {12, 13}) {
         std::string script = "on jobid silence for 1 ms";
         for (int i = 0; i < pieces; ++i) script += piece;
@@ -138,7 +138,7 @@ TEST_F(HelperLimits, PartialSendsWhileForwardingLoseNothing) {
     int partial = 0;
     const auto print_with_fault = [&](std::uint64_t call) {
         force_attributes();
-        answer_by("on forceattr say \"OK\\n\" then silence for 50 ms then write 300 KiB");
+        answer_by("on forceattr say \"OK\\n\" then taken then write 300 KiB");
         winapi::fault::arm(call, winapi::fault::Mode::short_count);
         const host::Outcome outcome = print_job("page");
         const std::uint64_t calls = winapi::fault::disarm();

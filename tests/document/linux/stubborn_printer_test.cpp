@@ -37,5 +37,22 @@ TEST_F(StubbornPrinter, OneThatSendsAStatusBeforeItCloses) {
     expect_thirty_seconds(behaviour);
 }
 
+// It drops the connection once it has been handed everything: what it did with the end nobody knows. Wine reports such
+// a close without its error.
+TEST_F(StubbornPrinter, ALossAfterTheLastByteLeavesALine) {
+    for (const char* const debug : {"Debug=off", "Debug=on"}) {
+        start({debug});
+        peer::Behaviour late;
+        late.reset_after = 20000;
+        office->behave_once(late);
+        const int before = logged("TSM: an error occured while waiting for FD_CLOSE event: 100", "ERROR");
+        EXPECT_EQ(print(W("Office"), pattern(20000)).result, host::Result::printed);
+        EXPECT_EQ(logged("TSM: an error occured while waiting for FD_CLOSE event: 100", "ERROR"), before + 1);
+        EXPECT_EQ(print(W("Office"), pattern(20000)).result, host::Result::printed);
+        EXPECT_EQ(logged("TSM: an error occured while waiting for FD_CLOSE event: ", "ERROR"), before + 1);
+        monitor.unload();
+    }
+}
+
 }  // namespace
 }  // namespace test

@@ -90,7 +90,7 @@ TEST(Clock, RunsFastAndNeverBack) {
         }
         last = GetTickCount();
     }
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30)) << "two sleeps of 30 seconds";
 }
 
 }  // namespace

@@ -1,8 +1,11 @@
 #include "tools/ts-print-monitor/platform.h"
 
-#include <csignal>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 
 namespace helper {
 
@@ -20,6 +23,14 @@ std::filesystem::path path_from_monitor(const std::string& path) {
 
 void prepare_streams() {
     std::signal(SIGPIPE, SIG_IGN);
+}
+
+void wait_until_output_is_read() {
+    int unread = 0;
+    while (ioctl(STDOUT_FILENO, FIONREAD, &unread) == 0 && unread > 0) {
+        pollfd output{STDOUT_FILENO, 0, 0};
+        if (poll(&output, 1, 1) != 0) return;  // an error is all there can be: nobody reads
+    }
 }
 
 }  // namespace helper

@@ -25,4 +25,8 @@ void prepare_streams() {
     _setmode(_fileno(stdout), _O_BINARY);
 }
 
+void wait_until_output_is_read() {
+    FlushFileBuffers(GetStdHandle(STD_OUTPUT_HANDLE));
+}
+
 }  // namespace helper
