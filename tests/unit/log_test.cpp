@@ -145,6 +145,16 @@ TEST_F(Log, LosesNothingWhenItCannotRotate) {
     EXPECT_EQ(read_bytes(other + ".1") + read_bytes(other + ".2") + read_bytes(other + ".tmp"), "live.1live.2live");
     EXPECT_EQ(parse_log(read_bytes(other)), Strings{"INFO : next"});
 
+    // A numbered file that somebody has open stays where it is; what does not need its place is moved.
+    const std::string held = path("held");
+    log_set_path(held.c_str());
+    write_bytes(held, "live");
+    write_bytes(held + ".2", "held");
+    FILE* const reader = os_fopen((held + ".2").c_str(), "r");
+    EXPECT_EQ(log_rotate(4, 0), 0);
+    fclose(reader);
+    EXPECT_EQ(read_bytes(held + ".1") + read_bytes(held + ".2"), "liveheld");
+
     for (const size_t length : {255u, 256u, 259u}) {  // too long to number
         const std::string file = path(std::string(length - path("").size(), 'l'));
         log_set_path(file.c_str());
