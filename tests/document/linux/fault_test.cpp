@@ -1,6 +1,7 @@
 // Single calls that fail or fall short under a document; only the layer can make them.
 #include "winapi/linux/fault.h"
 
+#include <atomic>
 #include <set>
 
 #include "tests/support/print_server.h"
@@ -51,6 +52,18 @@ TEST_F(Faults, ASocketsFailureStopsTheStart) {
     EXPECT_EQ(winapi::misuses(), 0u);
     load();
     EXPECT_EQ(print(W("Office"), "page").result, host::Result::printed);
+}
+
+// Until the settings have been read a start tells the debugger everything.
+TEST_F(Faults, AStartThatFindsNoSettingsYetIsTold) {
+    static std::atomic<int> looked_up;
+    looked_up = 0;
+    winapi::set_debugger([](const char* text) {
+        if (std::string(text).starts_with("TSM: looking up registry path: ")) ++looked_up;
+    });
+    start({});
+    winapi::set_debugger(nullptr);
+    EXPECT_EQ(looked_up, 1);
 }
 
 TEST_F(Faults, ARefusedRevertIsToldAfterItsAttempt) {
