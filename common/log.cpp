@@ -317,14 +317,6 @@ bool move_up(uint32_t number, uint32_t oldest) {
     return false;
 }
 
-// The last number of the files that follow one another from 1 on.
-uint32_t last_in_row(uint32_t oldest) {
-    char path[kPathSize];
-    uint32_t number = 0;
-    while (number < oldest && numbered_path(path, number + 1) && os_file_exists(path)) ++number;
-    return number;
-}
-
 // All numbered files that are there, the highest number first; false when any of them could not be moved.
 bool move_numbered_files_up(uint32_t oldest) {
     bool done = true;
@@ -336,9 +328,12 @@ bool move_numbered_files_up(uint32_t oldest) {
         free(there.numbers);
         return done;
     }
-    // Who may not list the directory finds all but those behind a gap.
-    for (uint32_t number = last_in_row(oldest); number > 0; --number) {
-        if (!move_up(number, oldest)) done = false;
+    // Who may not list the directory asks for each; for so many, as all other threads wait meanwhile.
+    constexpr uint32_t kMostAsked = 1000;
+    char path[kPathSize];
+    for (uint32_t number = oldest < kMostAsked ? oldest : kMostAsked; number > 0; --number) {
+        numbered_path(path, number);
+        if (os_file_exists(path) && !move_up(number, oldest)) done = false;
     }
     return done;
 }

@@ -325,7 +325,7 @@ int os_list_numbers(const char* path, OsNumbers* found) {
     char file[kEntryNameSize];
     bool whole = true;
     do {
-        whole = enc_wide_to_utf8(file, sizeof file, entry.cFileName) == 0 || add_number(found, number_of(file, name));
+        whole = enc_wide_to_utf8(file, sizeof file, entry.cFileName) != 0 && add_number(found, number_of(file, name));
     } while (whole && FindNextFileW(find, &entry));
     whole = whole && GetLastError() == ERROR_NO_MORE_FILES;
     FindClose(find);

@@ -244,10 +244,10 @@ TEST_F(Start, TheLogIsOpenedByTheStart) {
 
 // The spooler of a cluster starts the monitor again while it runs.
 TEST_F(Start, AnotherInstanceLeavesWhatTheFirstHasSetUp) {
-    start();
+    start({"Debug=off"});
     const std::string work_file = folder.spool("forceattr") + "/input-Office-9.dat";
     write_file(work_file, "of a document under way");
-    configure({"Debug=off"});
+    configure({"Debug=on"});
     const size_t handles = open_handles();
     {
         host::MonitorHost second;
@@ -260,12 +260,10 @@ TEST_F(Start, AnotherInstanceLeavesWhatTheFirstHasSetUp) {
     EXPECT_TRUE(fs::exists(path_of(work_file)));
     EXPECT_EQ(print(W("Office"), "first").result, host::Result::printed);
     EXPECT_EQ(arrived(), (Lines{"second", "first"}));
-    EXPECT_EQ(logged("TSM init complete"), 2);
-    EXPECT_EQ(logged("TSM Shutdown"), 1);
-    EXPECT_EQ(logged("TSM End Doc Port completed - return 1"), 2) << "with the settings of the first start";
+    EXPECT_EQ(logged("TSM init complete") + logged("TSM End Doc Port"), 0) << "with the settings of the first start";
     restart();
     EXPECT_FALSE(fs::exists(path_of(work_file))) << "a start with nothing left running sets up anew";
-    EXPECT_EQ(logged("TSM init complete"), 2);
+    EXPECT_EQ(logged("TSM init complete"), 1);
 }
 
 TEST_F(Start, LoadingAHundredTimesLeavesNothingBehind) {

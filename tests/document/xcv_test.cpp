@@ -285,18 +285,22 @@ TEST_F(Xcv, ADocumentOutlivesItsPort) {
     ASSERT_EQ(send(W("TSConfigPort"), elsewhere), 0u);
     ASSERT_TRUE(write(port, "two "));
     ASSERT_EQ(send(W("TSDeletePort"), Text(W("Office"))), 0u);
-    ASSERT_EQ(send(W("TSAddPort"), elsewhere), 0u);
+    peer::TcpPrinter third;
+    ASSERT_EQ(send(W("TSAddPort"), config(W("OFFICE"), W("127.0.0.1"), third.port())), 0u);
     ASSERT_TRUE(write(port, "three"));
+    // Meanwhile the new port prints for itself.
+    EXPECT_EQ(print(W("Office"), "page").result, host::Result::printed);
     EXPECT_TRUE(monitor.end_document(port));
     EXPECT_EQ(arrived(), Lines{"one two three"});
-    // The handle leads to the port as it is now.
+    // The old handle leads to the port as it is now.
     print_on(port, 8, "same handle");
-    ASSERT_TRUE(other.wait_for_ends(1));
-    EXPECT_EQ(other.connection(0).data, "same handle");
     ASSERT_EQ(send(W("TSDeletePort"), Text(W("Office"))), 0u);
     print_on(port, 9, "still open");
-    ASSERT_TRUE(other.wait_for_ends(2));
-    EXPECT_EQ(other.connection(1).data, "still open");
+    ASSERT_TRUE(third.wait_for_ends(3));
+    EXPECT_EQ(third.connection(0).data, "page");
+    EXPECT_EQ(third.connection(1).data, "same handle");
+    EXPECT_EQ(third.connection(2).data, "still open");
+    EXPECT_EQ(other.connections(), 0u);
     EXPECT_EQ(listed(), Lines());
     // Deleted, and never closed: the shut-down frees it.
 }

@@ -141,8 +141,8 @@ struct PortEntry {
     PortConfig document_config;    // the configuration as it was when the document started
     uint32_t refused_restart_job;  // the job whose refused restart was last logged at error level
     uint32_t open_handles;         // that the spooler holds; guarded by PortHandleLock, as are the following
-    uint32_t retired;              // no longer in the list; freed with its last handle
-    PortEntry* next_alive;         // of the same place in the table of records that are alive
+    uint32_t retired;       // no longer in the list, for good; freed with its last handle; set under MonitorLock too
+    PortEntry* next_alive;  // of the same place in the table of records that are alive
 };
 
 // Whether a failure of the document's job is its first one, which goes to the log at error level; the others, however

@@ -10,6 +10,7 @@
 #include "winportmon/tsmon/forceattr.h"
 #include "winportmon/tsmon/hwcheck.h"
 #include "winportmon/tsmon/identity.h"
+#include "winportmon/tsmon/tsmon_ports.h"
 #include "winportmon/tsmon/util_connection.h"
 #include "winportmon/tsmon/util_writer.h"
 
@@ -44,8 +45,7 @@ void ResetDocument(PortEntry* port, const WCHAR* full_name, DWORD job_id, DWORD 
     port->write_stats = WriteStats{};
     port->write_stats.start_tick = start_tick;
     port->job_id = job_id;
-    const MonitorLockGuard lock;
-    port->document_config = port->config;
+    CopyConfigForDocument(port);
 }
 
 void LogStart(const WCHAR* full_name, DWORD job_id) {

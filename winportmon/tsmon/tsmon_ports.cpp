@@ -18,7 +18,7 @@ namespace {
 constexpr size_t kAlivePlaces = 1024;
 PortEntry* alive[kAlivePlaces];
 
-// The caller holds PortHandleLock, here and below. The link to the record, or the null one where it would stand.
+// The link to the record, or the null one where it would stand. The caller holds PortHandleLock, as below.
 PortEntry** FindAlive(const void* handle) {
     const auto address = reinterpret_cast<uintptr_t>(handle);
     PortEntry** link = &alive[address / sizeof(PortEntry) % kAlivePlaces];
@@ -27,7 +27,7 @@ PortEntry** FindAlive(const void* handle) {
 }
 
 void AddAlive(PortEntry* port) {
-    port->next_alive = nullptr;
+    const LockGuard handles(PortHandleLock);
     *FindAlive(port) = port;
 }
 
@@ -43,11 +43,10 @@ void Retire(PortEntry* port) {
     port->monitor->retired = port;
 }
 
-void TakeFromRetired(PortEntry* port) {
+void TakeFromRetired(const PortEntry* port) {
     PortEntry** link = &port->monitor->retired;
     while (*link != port) link = &(*link)->next;
     *link = port->next;
-    port->retired = 0;
 }
 
 void FreeAll(PortEntry* port) {
@@ -68,36 +67,18 @@ bool HasName(const PortEntry* port, const WCHAR* name) {
     return lstrcmpiW(FieldText(port->config.port_name).text, name) == 0;
 }
 
-PortEntry* FindByName(PortEntry* port, const WCHAR* name) {
-    while (port != nullptr && !HasName(port, name)) port = port->next;
-    return port;
-}
-
-// A record for a port of that name: the one that the spooler still holds open, or a new one.
-PortEntry* ReviveOrAllocate(MonitorContext* context, const WCHAR* name) {
-    const LockGuard handles(PortHandleLock);
-    PortEntry* port = FindByName(context->retired, name);
-    if (port != nullptr) {
-        TakeFromRetired(port);
-        return port;
-    }
-    port = static_cast<PortEntry*>(GlobalAlloc(GPTR, sizeof(PortEntry)));
-    if (port == nullptr) return nullptr;
-    memcpy(port->signature, "TSPT", sizeof port->signature);
-    port->socket = INVALID_SOCKET;
-    port->monitor = context;
-    AddAlive(port);
-    return port;
-}
-
 }  // namespace
 
 PortEntry* CreatePortEntry(MonitorContext* context, const PortConfig* config) {
-    const MonitorLockGuard lock;
-    PortEntry* const port = ReviveOrAllocate(context, FieldText(config->port_name).text);
+    auto* const port = static_cast<PortEntry*>(GlobalAlloc(GPTR, sizeof(PortEntry)));
     if (port == nullptr) return nullptr;
+    memcpy(port->signature, "TSPT", sizeof port->signature);
     port->config = *config;
-    port->next = nullptr;
+    port->socket = INVALID_SOCKET;
+    port->monitor = context;
+    AddAlive(port);
+
+    const MonitorLockGuard lock;
     PortEntry** const tail = context->last_port != nullptr ? &context->last_port->next : &context->ports;
     *tail = port;
     context->last_port = port;
@@ -105,7 +86,19 @@ PortEntry* CreatePortEntry(MonitorContext* context, const PortConfig* config) {
 }
 
 PortEntry* FindPortEntry(MonitorContext* context, const WCHAR* name) {
-    return name != nullptr ? FindByName(context->ports, name) : nullptr;
+    if (name == nullptr) return nullptr;
+    PortEntry* port = context->ports;
+    while (port != nullptr && !HasName(port, name)) port = port->next;
+    return port;
+}
+
+void CopyConfigForDocument(PortEntry* port) {
+    const MonitorLockGuard lock;
+    if (port->retired != 0) {
+        const PortEntry* const again = FindPortEntry(port->monitor, FieldText(port->config.port_name).text);
+        if (again != nullptr) port->config = again->config;
+    }
+    port->document_config = port->config;
 }
 
 BOOL DeletePortEntry(MonitorContext* context, const WCHAR* name) {

@@ -5,8 +5,7 @@
 
 namespace tsmon {
 
-// Appends a port with a copy of the configuration; null when memory runs out. A deleted port of that name that the
-// spooler still holds open becomes the new port, so that its handles lead to it. Takes MonitorLock.
+// Appends a port with a copy of the configuration; null when memory runs out. Takes MonitorLock.
 PortEntry* CreatePortEntry(MonitorContext* context, const PortConfig* config);
 
 // The first port of that name, letter case ignored; null when there is none, and for a null name. The caller holds
@@ -17,6 +16,10 @@ PortEntry* FindPortEntry(MonitorContext* context, const WCHAR* name);
 // handles of it, with the last of them; its connection and its printer handle are not touched. The caller holds
 // MonitorLock.
 BOOL DeletePortEntry(MonitorContext* context, const WCHAR* name);
+
+// Takes the port's configuration over for the document that starts. A port that was deleted while the spooler held it
+// open takes that of the port of its name, if there is one again. Takes MonitorLock.
+void CopyConfigForDocument(PortEntry* port);
 
 // Frees all ports of an instance that ends, those that were deleted but are still open too. What a document of theirs
 // holds is not released.

@@ -116,8 +116,11 @@ void WaitForClose(SOCKET socket, WSAEVENT event) {
     if (waited == WSA_WAIT_TIMEOUT) {
         log_error(LOG_HERE, "TSM: timed out waiting to get the FD_CLOSE event on the socket");
     } else {
-        const int error = waited == WSA_WAIT_EVENT_0 ? CloseError(socket, event) : WSAGetLastError();
-        if (error != 0) log_error(LOG_HERE, "TSM: an error occured while waiting for FD_CLOSE event: %d", error);
+        const bool closed = waited == WSA_WAIT_EVENT_0;
+        const int error = closed ? CloseError(socket, event) : WSAGetLastError();
+        if (!closed || error != 0) {
+            log_error(LOG_HERE, "TSM: an error occured while waiting for FD_CLOSE event: %d", error);
+        }
     }
     WSACloseEvent(event);
 }

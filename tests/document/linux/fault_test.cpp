@@ -4,7 +4,7 @@
 #include <atomic>
 #include <set>
 
-#include "tests/support/print_server.h"
+#include "tests/support/port_admin.h"
 #include "winapi/linux/control.h"
 
 namespace test {
@@ -36,6 +36,9 @@ TEST_F(Faults, APartialSendIsReportedAndTheRestFollows) {
 TEST_F(Faults, ASocketsFailureStopsTheStart) {
     configure({});
     add_printer(W("Office"));
+    // The library stays, and what it knows of earlier starts.
+    const std::string library = host::executable_folder() + "/" + host::monitor_file_name();
+    const HMODULE kept = LoadLibraryW(host::windows_path(library).c_str());
     for (std::uint64_t call = 1;; ++call) {
         winapi::fault::arm(call, winapi::fault::Mode::once);
         std::string why;
@@ -50,8 +53,22 @@ TEST_F(Faults, ASocketsFailureStopsTheStart) {
         }
     }
     EXPECT_EQ(winapi::misuses(), 0u);
+    const int before = logged("TSM init complete");
+    configure({"Debug=on"});
     load();
     EXPECT_EQ(print(W("Office"), "page").result, host::Result::printed);
+    EXPECT_EQ(logged("TSM init complete"), before + 1) << "with the settings of this start";
+    FreeLibrary(kept);
+}
+
+TEST_F(Faults, AShutdownFreesThePortsThatAreStillOpen) {
+    start({});
+    HANDLE port = nullptr;
+    ASSERT_TRUE(monitor.open_port(W("Office"), port));
+    ASSERT_EQ(send_name(monitor, W("TSDeletePort"), W("Office")), 0u);
+    EXPECT_GT(winapi::open_allocations(), 0u);
+    monitor.unload();
+    EXPECT_EQ(winapi::open_allocations(), 0u);
 }
 
 // Until the settings have been read a start tells the debugger everything.
