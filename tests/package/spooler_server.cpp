@@ -4,7 +4,6 @@
 #include <cwchar>
 
 #include "tests/package/thin_monitor.h"
-#include "tests/support/child_process.h"
 #include "tools/host/platform.h"
 #include "tools/host/records.h"
 
@@ -106,9 +105,8 @@ SpoolerServer::~SpoolerServer() {
 
 void SpoolerServer::start(const Lines& settings) {
     std::string why;
-    std::error_code error;
-    const fs::path install = test_folder / "install";
-    fs::remove_all(install, error);
+    static int installs = 0;  // a helper may still lie in the folder before
+    const fs::path install = test_folder / ("install-" + std::to_string(++installs));
     ASSERT_TRUE(host::set_up_base(utf8_of(install), settings, folder, why)) << why;
     ASSERT_TRUE(copy_over(bin() / host::helper_file_name, base() / host::helper_file_name));
     ASSERT_TRUE(install_in_system_folder());
@@ -116,6 +114,13 @@ void SpoolerServer::start(const Lines& settings) {
     store_ports();
     add_monitor();
     for (const Place& place : places()) add_queue(place.queue, place.port);
+}
+
+std::vector<Text> SpoolerServer::all_ports() {
+    std::vector<Text> names;
+    for (const Place& place : places()) names.emplace_back(place.port);
+    std::sort(names.begin(), names.end());
+    return names;
 }
 
 void SpoolerServer::store_ports() {
@@ -232,35 +237,67 @@ bool SpoolerServer::is_monitor_listed() {
                        [](const MONITOR_INFO_2W& one) { return std::wcscmp(one.pName, monitor_name) == 0; });
 }
 
-Text SpoolerServer::command_of(const char* program, const Text& arguments) {
-    return L"\"" + (bin() / program).wstring() + L"\" " + arguments;
+SpoolerServer::Program::Program(const Text& command) : child_(start_child(command)) {
+    EXPECT_EQ(child_.error, 0u);
 }
 
-SpoolerServer::Answer SpoolerServer::run(const Text& command) {
-    Answer answer;
-    Child child = start_child(command);
-    if (child.error != 0) return answer;
+SpoolerServer::Program::~Program() {
+    close_child(child_);
+}
+
+std::string SpoolerServer::Program::output() {
     DWORD error = 0;
-    answer.out = read_to_end(child.output, error);
-    WaitForSingleObject(child.process, INFINITE);
-    GetExitCodeProcess(child.process, &answer.status);
-    close_child(child);
-    return answer;
+    return read_to_end(child_.output, error);
 }
 
-// "TIME LEVEL: FILE:LINE - MESSAGE [THREAD]"
-Lines SpoolerServer::messages(const Lines& beginnings) const {
-    std::istringstream text(log());
+DWORD SpoolerServer::Program::status() {
+    DWORD status = ~0u;
+    WaitForSingleObject(child_.process, INFINITE);
+    GetExitCodeProcess(child_.process, &status);
+    return status;
+}
+
+std::string SpoolerServer::tsport(const Text& arguments) {
+    Program program(L"\"" + (bin() / "tsport.exe").wstring() + L"\" " + arguments);
+    std::string output = program.output();
+    std::erase(output, '\r');
+    return std::to_string(program.status()) + " " + output;
+}
+
+namespace {
+
+// Of "TIME LEVEL: FILE:LINE - MESSAGE [THREAD]" the message; empty for another kind of line.
+std::string message_of(const std::string& line) {
+    const size_t start = line.find(" - ");
+    const size_t end = line.rfind(" [");
+    return start == std::string::npos || end == std::string::npos || end < start
+               ? std::string()
+               : line.substr(start + 3, end - start - 3);
+}
+
+template <typename Wanted>
+Lines messages_of(const std::string& log, Wanted wanted) {
+    std::istringstream text(log);
     Lines found;
     for (std::string line; std::getline(text, line);) {
-        const size_t start = line.find(" - ");
-        const size_t end = line.rfind(" [");
-        if (start == std::string::npos || end == std::string::npos || end < start) continue;
-        const std::string message = line.substr(start + 3, end - start - 3);
-        const auto begins = [&](const std::string& beginning) { return message.starts_with(beginning); };
-        if (std::any_of(beginnings.begin(), beginnings.end(), begins)) found.push_back(message);
+        const std::string message = message_of(line);
+        if (wanted(line, message)) found.push_back(message);
     }
     return found;
+}
+
+}  // namespace
+
+Lines SpoolerServer::messages(const Lines& beginnings) const {
+    return messages_of(log(), [&](const std::string&, const std::string& message) {
+        return std::any_of(beginnings.begin(), beginnings.end(),
+                           [&](const std::string& beginning) { return message.starts_with(beginning); });
+    });
+}
+
+Lines SpoolerServer::errors() const {
+    return messages_of(
+        log(), [](const std::string& line, const std::string&) { return line.find(" ERROR: ") != std::string::npos; });
 }
 
 int SpoolerServer::logged(const std::string& text) const {

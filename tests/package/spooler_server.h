@@ -9,6 +9,7 @@
 
 #include "tests/package/outside_printer.h"
 #include "tests/package/printing.h"
+#include "tests/support/child_process.h"
 #include "tests/support/files.h"
 #include "tools/host/setup.h"
 #include "winportmon/tsmon/tsmon.h"
@@ -36,7 +37,8 @@ class SpoolerServer : public testing::Test {
     static Place& third();
     static Place& fourth();
     static Place& losing();    // its printer resets each connection after 100000 bytes
-    static Place& refusing();  // ... refuses connections
+    static Place& refusing();  // its printer refuses connections
+    static std::vector<Text> all_ports();  // sorted
 
     SpoolerServer();
     ~SpoolerServer() override;
@@ -62,31 +64,41 @@ class SpoolerServer : public testing::Test {
                       void* output = nullptr, DWORD output_size = 0);
     static DWORD send(LPCWSTR command, const tsmon::PortConfig& input);
     static DWORD send(LPCWSTR command, const Text& port);
-    // The names of this monitor's ports, sorted; checked are the rest of each record.
+    // The names of this monitor's ports, sorted. The rest of each record is checked.
     static std::vector<Text> listed_ports();
     static bool is_monitor_listed();
 
     // -- Programs
 
-    // A program beside the library, to its end.
-    struct Answer {
-        DWORD status = ~0u;
-        std::string out;
+    class Program {
+      public:
+        explicit Program(const Text& command);
+        ~Program();
+        Program(const Program&) = delete;
+        Program& operator=(const Program&) = delete;
+        // All of it, and its exit status once it is over.
+        std::string output();
+        DWORD status();
+
+      private:
+        Child child_;
     };
-    static Text command_of(const char* program, const Text& arguments);
-    static Answer run(const Text& command);
+    // tsport.exe's exit status and what it has said.
+    static std::string tsport(const Text& arguments);
 
     // -- Files
 
     std::string log() const { return read_file(path_of(folder.log())); }
     int logged(const std::string& text) const;
-    // The messages that begin with one of these.
+    // The messages of the debug log that begin with one of these ...
     Lines messages(const Lines& beginnings) const;
+    // ... and those that are errors.
+    Lines errors() const;
     // The names in one of the base folder's spool folders, sorted.
     Lines files_in(const std::string& name) const;
     fs::path base() const { return path_of(folder.base); }
     void answer_by(const std::string& script) { write_file(base() / "ts-print-monitor.script", script); }
-    // What the helper's run has heard, once it is over.
+    // What the helper's run (from 1) has heard, once it is over.
     std::string heard(int run) const;
     // The printer's hardware is checked; attributes are forced on a job.
     void check_hardware(const Place& place);
