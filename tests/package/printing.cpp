@@ -26,7 +26,8 @@ bool is_forgotten(HANDLE printer, DWORD job) {
     BYTE record[4096];
     DWORD needed = 0;
     std::error_code error;
-    return !GetJobW(printer, job, 2, record, sizeof record, &needed) && !std::filesystem::exists(spool_file(job), error);
+    return !GetJobW(printer, job, 2, record, sizeof record, &needed) &&
+           !std::filesystem::exists(spool_file(job), error);
 }
 
 bool spool(HANDLE printer, const std::string& data) {

@@ -6,6 +6,7 @@
 #include <cwchar>
 #include <future>
 
+#include "tests/package/outside_printer.h"
 #include "tests/package/printing.h"
 #include "tests/support/platform.h"
 #include "tools/peer/pattern.h"
@@ -66,22 +67,10 @@ int print_as_child(const ChildTask& task) {
     bool printed = printing::begin_jobs_at(task.queues.front(), task.first) && print_rounds(task, 0, 1);
     const size_t before = open_handles();
     printed = print_rounds(task, 1, task.rounds) && printed;
-    const size_t after = open_handles();
+    const bool clean = wait_until([before] { return open_handles() <= before; });
     if (!printed) std::printf("not every document was printed\n");
-    if (after > before) std::printf("%zu handles, not %zu\n", after, before);
-    return printed && after <= before ? 0 : 1;
-}
-
-size_t all_open_handles() {
-    constexpr ULONG_PTR gap = 4 * 512;
-    size_t count = 0;
-    for (ULONG_PTR value = 4, last = 0; value < last + gap; value += 4) {
-        DWORD flags = 0;
-        if (!GetHandleInformation(reinterpret_cast<HANDLE>(value), &flags)) continue;
-        last = value;
-        ++count;
-    }
-    return count;
+    if (!clean) std::printf("%zu handles, not %zu\n", open_handles(), before);
+    return printed && clean ? 0 : 1;
 }
 
 }  // namespace test

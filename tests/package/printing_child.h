@@ -24,7 +24,4 @@ int print_as_child(const ChildTask& task);
 // False when these are not the arguments of a child.
 bool parse_child_arguments(ChildTask& task);
 
-// Handles of any kind that this process has.
-size_t all_open_handles();
-
 }  // namespace test

@@ -2,9 +2,9 @@
 //
 //     wine spooler_tests.exe FOLDER [GoogleTest's options]
 //
-// FOLDER holds the printers outside Wine as tools/windows.sh has started them; files of the tests go there too. Wine runs
-// its spooler inside the process that asks it. What is written below HKEY_LOCAL_MACHINE and into system32 is meant for a
-// prefix of its own; anything but Wine is refused.
+// FOLDER holds what the printers outside Wine write, as tools/windows.sh has started them; files of the tests go there
+// too. What is written below HKEY_LOCAL_MACHINE and into system32 is meant for a Wine prefix of its own; anything but
+// Wine is refused.
 #include <cstdio>
 
 #include "tests/package/printing_child.h"

@@ -138,7 +138,8 @@ TEST_F(Ports, TheCommandLineWorksWhileDocumentsPrint) {
     EXPECT_EQ(tsport(L"show TS_TOOL"),
               "0 name     ts_tool\naddress  127.0.0.1\nport     " + std::to_string(third().printer.port()) + "\n");
     const std::string list = tsport(L"list");
-    for (const Text& port : all_ports_and(L"ts_tool")) EXPECT_NE(list.find(host::to_utf8(port) + " "), std::string::npos);
+    for (const Text& port : all_ports_and(L"ts_tool"))
+        EXPECT_NE(list.find(host::to_utf8(port) + " "), std::string::npos);
     EXPECT_EQ(tsport(L"exists ts_tool"), "0 \"ts_tool\" exists\n");
     EXPECT_EQ(tsport(L"test ts_tool"), "0 " + to_third + " takes connections\n");
     EXPECT_TRUE((third().printer.next() == Arrival{"", "finished"}));

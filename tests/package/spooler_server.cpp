@@ -44,7 +44,7 @@ bool install_in_system_folder() {
     GetSystemDirectoryW(system, MAX_PATH);
     return copy_over(bin() / library_name, fs::path(system) / library_name) &&
            copy_over(path_of(host::executable_folder()) / thin_monitor::file_name,
-                fs::path(system) / thin_monitor::file_name);
+                     fs::path(system) / thin_monitor::file_name);
 }
 
 // A queue has to have a driver, even where nothing uses it.
@@ -84,12 +84,24 @@ void set_test_folder(const std::string& path) {
     test_folder = path_of(path);
 }
 
-Place& SpoolerServer::first() { return places()[0]; }
-Place& SpoolerServer::second() { return places()[1]; }
-Place& SpoolerServer::third() { return places()[2]; }
-Place& SpoolerServer::fourth() { return places()[3]; }
-Place& SpoolerServer::losing() { return places()[4]; }
-Place& SpoolerServer::refusing() { return places()[5]; }
+Place& SpoolerServer::first() {
+    return places()[0];
+}
+Place& SpoolerServer::second() {
+    return places()[1];
+}
+Place& SpoolerServer::third() {
+    return places()[2];
+}
+Place& SpoolerServer::fourth() {
+    return places()[3];
+}
+Place& SpoolerServer::losing() {
+    return places()[4];
+}
+Place& SpoolerServer::refusing() {
+    return places()[5];
+}
 
 // A run that was broken off may have left something.
 SpoolerServer::SpoolerServer() {

@@ -36,8 +36,8 @@ class SpoolerServer : public testing::Test {
     static Place& second();
     static Place& third();
     static Place& fourth();
-    static Place& losing();    // its printer resets each connection after 100000 bytes
-    static Place& refusing();  // its printer refuses connections
+    static Place& losing();                // its printer resets each connection after 100000 bytes
+    static Place& refusing();              // its printer refuses connections
     static std::vector<Text> all_ports();  // sorted
 
     SpoolerServer();

@@ -31,7 +31,7 @@ Function* function_of_program(const char* name) {
 }
 
 BOOL WINAPI start_document(HANDLE port, LPWSTR printer, DWORD id, DWORD level, BYTE* info) {
-    auto* const announced = function_of_program<AnnouncedJob>(announced_job);
+    auto* const announced = function_of_program<AnnouncedJob>("announced_job");
     const Job* const job = announced != nullptr ? announced() : nullptr;
     if (job == nullptr) return instance.monitor->pfnStartDocPort(port, printer, id, level, info);
     return instance.monitor->pfnStartDocPort(port, const_cast<LPWSTR>(job->printer), job->id, level, info);
@@ -40,7 +40,7 @@ BOOL WINAPI start_document(HANDLE port, LPWSTR printer, DWORD id, DWORD level, B
 BOOL WINAPI set_job(HANDLE printer, DWORD id, DWORD level, BYTE* record, DWORD command) {
     const BOOL answer = SetJobW(printer, id, level, record, command);
     const DWORD error = GetLastError();
-    if (auto* const tell = function_of_program<JobWasSet>(job_was_set)) tell(id, level, command, answer);
+    if (auto* const tell = function_of_program<JobWasSet>("job_was_set")) tell(id, level, command, answer);
     SetLastError(error);
     return answer;
 }

@@ -13,13 +13,11 @@ struct Job {
     DWORD id;
 };
 
-// Exported by a program that wants to take part, under these names. Both are called on the thread that the spooler calls
+// Two functions that a program exports when it wants to take part. Both are called on the thread that the spooler calls
 // the monitor on.
-// The job that this thread prints; null when there is none.
+// "announced_job": the job that this thread prints; null when there is none.
 using AnnouncedJob = const Job*();
-constexpr char announced_job[] = "announced_job";
-// The library has called SetJobW, and the spooler has answered.
+// "job_was_set": the library has called SetJobW, and this is what the spooler has answered.
 using JobWasSet = void(DWORD id, DWORD level, DWORD command, BOOL answer);
-constexpr char job_was_set[] = "job_was_set";
 
 }  // namespace thin_monitor
