@@ -77,8 +77,8 @@ TEST_F(Start, TheLogSaysWhichSpoolerItIs) {
                     {W(""), true, "\"(null)\" for local"},
                     {W("CLUSTER"), false, "\"CLUSTER\" for clustered"}};
     for (const auto& spooler : spoolers) {
-        options.server_name = spooler.server;
-        options.local = spooler.local;
+        load_options.server_name = spooler.server;
+        load_options.local = spooler.local;
         load();
         EXPECT_EQ(logged("TSM: Initialize on server " + spooler.words + " spooler", "DEBUG"), 1) << spooler.words;
     }
