@@ -19,9 +19,23 @@ windows_count() {
 # A program under Wine, as the tests run it.
 windows_wine() { cmake/wine.sh "$windows_folder/wine" "$@"; }
 
-# Every ctest entry, its cases counted: those of GoogleTest, and those of programs that end with "N passed, N failed".
+# windows_count_cases OUTPUT STATUS: the cases in the output of a program that GoogleTest drives, or that ends with
+# "N passed, N failed".
+windows_count_cases() {
+    local output=$1 result=$2 cases bad
+    cases=$(sed -nE 's/^.*\[  PASSED  \] ([0-9]+) tests?\..*/\1/p; s/^.* ([0-9]+) passed, [0-9]+ failed$/\1/p' "$output" | tail -1)
+    bad=$(sed -nE 's/^.*\[  FAILED  \] ([0-9]+) tests?, listed below:.*/\1/p; s/^.* [0-9]+ passed, ([0-9]+) failed$/\1/p' \
+        "$output" | tail -1)
+    # A program that crashed or ran out of time has said nothing, and counts as one that failed.
+    [[ $result -eq 0 || ${bad:-0} -ne 0 ]] || bad=1
+    windows_passed=$((windows_passed + ${cases:-0}))
+    windows_failed=$((windows_failed + ${bad:-0}))
+    [[ $result -eq 0 ]] || grep -vE '\[ +(OK|RUN) +' "$output" | tail -n 100 >&2
+}
+
+# Every ctest entry.
 windows_test() {
-    local names name output result cases bad
+    local names name output result
     mkdir -p "$windows_folder/reports"
     mapfile -t names < <(ctest --test-dir "$windows_folder" -N | sed -nE 's/^ *Test *#[0-9]+: //p')
     for name in "${names[@]}"; do
@@ -29,14 +43,7 @@ windows_test() {
         output=$windows_folder/reports/$name.log
         result=0
         ctest --test-dir "$windows_folder" -R "^$name\$" --verbose </dev/null >"$output" 2>&1 || result=$?
-        cases=$(sed -nE 's/^.*\[  PASSED  \] ([0-9]+) tests?\..*/\1/p; s/^.* ([0-9]+) passed, [0-9]+ failed$/\1/p' "$output" | tail -1)
-        bad=$(sed -nE 's/^.*\[  FAILED  \] ([0-9]+) tests?, listed below:.*/\1/p; s/^.* [0-9]+ passed, ([0-9]+) failed$/\1/p' \
-            "$output" | tail -1)
-        # A program that crashed or ran out of time has said nothing, and counts as one that failed.
-        [[ $result -eq 0 || ${bad:-0} -ne 0 ]] || bad=1
-        windows_passed=$((windows_passed + ${cases:-0}))
-        windows_failed=$((windows_failed + ${bad:-0}))
-        [[ $result -eq 0 ]] || grep -vE '\[ +(OK|RUN) +' "$output" | tail -n 100 >&2
+        windows_count_cases "$output" $result
     done
 }
 
@@ -47,28 +54,53 @@ windows_compare() {
     windows_count $result "the builds differ"
 }
 
+# A TCP printer outside Wine, on a port of its own choice: windows_printer FOLDER [OPTION...] stores what arrives in
+# FOLDER, says everything else in FOLDER.log, and is one of the processes in `windows_printers`.
+windows_printers=()
+windows_printer() {
+    local folder=$1
+    shift
+    timeout 900 "$windows_native/bin/fakeprinter" --port 0 --store "$folder" "$@" >"$folder.log" 2>&1 </dev/null &
+    windows_printers+=($!)
+}
+
 # A file from spoolhost.exe under Wine, through the library, to a TCP printer that is a program of this machine.
 windows_print() {
-    local folder port='' result=0 printer i
+    local folder port='' result=0 i
     say "Printing from Wine to a printer outside ..."
     folder=$(mktemp -d /tmp/windows-print-XXXXXX)
     head -c 3000001 /dev/urandom >"$folder/document.prn"
-    : >"$folder/printer.log"
-    timeout 120 "$windows_native/bin/fakeprinter" --port 0 --connections 4 --store "$folder/received" \
-        >"$folder/printer.log" 2>&1 </dev/null &
-    printer=$!
+    windows_printer "$folder/received" --connections 4
     for ((i = 0; i < 100; ++i)); do
-        port=$(sed -nE 's/^listening on .*:([0-9]+)$/\1/p' "$folder/printer.log")
+        port=$(sed -nE 's/^listening on .*:([0-9]+)$/\1/p' "$folder/received.log")
         [[ -z $port ]] || break
         sleep 0.1
     done
     windows_wine build/windows/bin/spoolhost.exe --printer "127.0.0.1:$port" --conf Debug=on --jobs 4 --ports 2 \
         --base "Z:$folder/install" "Z:$folder/document.prn" >&2 </dev/null || result=1
-    wait "$printer" || result=1
+    wait "${windows_printers[-1]}" || result=1
     for i in 1 2 3 4; do
         cmp "$folder/received/connection-$i.bin" "$folder/document.prn" >&2 || result=1
     done
     windows_count $result "what arrived outside Wine is not the document"
+    rm -rf "$folder"
+}
+
+# Documents through Wine's own spooler and the finished library to TCP printers outside Wine.
+windows_spooler() {
+    local folder name output=$windows_folder/reports/spooler.log result=0
+    say "Printing through Wine's spooler ..."
+    folder=$(mktemp -d /tmp/windows-spooler-XXXXXX)
+    mkdir -p "$windows_folder/reports"
+    windows_printers=()
+    for name in first second third fourth; do windows_printer "$folder/$name"; done
+    windows_printer "$folder/losing" --reset-after 100000 --buffer 65536
+    windows_printer "$folder/refusing" --refuse
+    timeout 600 cmake/wine.sh "$windows_folder/wine-spooler" build/windows/spooler/spooler_tests.exe "Z:$folder" \
+        >"$output" 2>&1 </dev/null || result=$?
+    kill "${windows_printers[@]}" 2>/dev/null || true
+    wait "${windows_printers[@]}" 2>/dev/null || true
+    windows_count_cases "$output" $result
     rm -rf "$folder"
 }
 

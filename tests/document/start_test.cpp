@@ -67,6 +67,23 @@ TEST_F(Start, WithoutPortsNothingIsListed) {
     EXPECT_EQ(logged("TSM init complete"), 1);
 }
 
+TEST_F(Start, TheLogSaysWhichSpoolerItIs) {
+    configure({"Debug=on"});
+    const struct {
+        Text server;
+        bool local;
+        std::string words;
+    } spoolers[] = {{W("PRINTSERVER"), true, "\"PRINTSERVER\" for local"},
+                    {W(""), true, "\"(null)\" for local"},
+                    {W("CLUSTER"), false, "\"CLUSTER\" for clustered"}};
+    for (const auto& spooler : spoolers) {
+        load_options.server_name = spooler.server;
+        load_options.local = spooler.local;
+        load();
+        EXPECT_EQ(logged("TSM: Initialize on server " + spooler.words + " spooler", "DEBUG"), 1) << spooler.words;
+    }
+}
+
 TEST_F(Start, EnumPortsLaysRecordsForwardAndTextsBackward) {
     configure({});
     add_printer(W("A"));

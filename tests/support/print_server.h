@@ -68,10 +68,10 @@ class PrintServer : public testing::Test {
     }
     bool try_load(std::string& why) { return load_into(monitor, why); }
     bool load_into(host::MonitorHost& host, std::string& why) const {
-        host::MonitorHost::Options options;
-        options.library = host::executable_folder() + "/" + host::monitor_file_name();
-        options.folder = folder;
-        return host.load(options, why);
+        host::MonitorHost::Options chosen = load_options;
+        chosen.library = host::executable_folder() + "/" + host::monitor_file_name();
+        chosen.folder = folder;
+        return host.load(chosen, why);
     }
     void load() {
         std::string why;
@@ -172,6 +172,7 @@ class PrintServer : public testing::Test {
     }
 
     host::BaseFolder folder;
+    host::MonitorHost::Options load_options;  // all but the paths
     host::MonitorHost monitor;
     peer::TcpPrinter* office = nullptr;
     DWORD written = 0;  // by the last write

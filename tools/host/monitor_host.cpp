@@ -69,7 +69,7 @@ bool MonitorHost::start_monitor(const Options& options, std::string& why) {
              root,
              monitor_registry(),
              options.local ? TRUE : FALSE,
-             options.server_name.c_str()};
+             options.server_name.empty() ? nullptr : options.server_name.c_str()};
     const auto initialize = reinterpret_cast<InitializeFunction>(reinterpret_cast<void (*)()>(address));
     table_ = initialize(&init_, &monitor_);
     if (table_ == nullptr) {
@@ -98,7 +98,8 @@ bool MonitorHost::open_port(const Text& name, HANDLE& port) const {
 }
 
 bool MonitorHost::start_document(HANDLE port, const Text& printer, DWORD job_id, const Text& name) const {
-    LPWSTR information[3] = {writable(name), nullptr, nullptr};  // DOC_INFO_1: name, output file, data type
+    WCHAR type[] = W("RAW");
+    LPWSTR information[3] = {writable(name), nullptr, type};  // DOC_INFO_1: name, output file, data type
     return table_->pfnStartDocPort(port, writable(printer), job_id, 1, reinterpret_cast<BYTE*>(information)) != FALSE;
 }
 

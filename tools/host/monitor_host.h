@@ -60,9 +60,9 @@ class MonitorHost {
     MonitorHost& operator=(const MonitorHost&) = delete;
 
     struct Options {
-        std::string library;  // a path of this machine
-        BaseFolder folder;    // where documents' markers go
-        Text server_name = W("PRINTSERVER");
+        std::string library;                  // a path of this machine
+        BaseFolder folder;                    // where documents' markers go
+        Text server_name = W("PRINTSERVER");  // empty: the spooler names none
         bool local = true;
         // Where the monitor's registry is.
         HKEY hive = HKEY_LOCAL_MACHINE;

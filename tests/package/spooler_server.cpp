@@ -1,0 +1,349 @@
+#include "tests/package/spooler_server.h"
+
+#include <algorithm>
+#include <cwchar>
+
+#include "tests/package/thin_monitor.h"
+#include "tools/host/platform.h"
+#include "tools/host/records.h"
+
+namespace test {
+namespace {
+
+WCHAR monitor_name[] = L"Tessaron TCP/IP Port";
+WCHAR environment[] = L"Windows x64";
+WCHAR driver_name[] = L"Wine PostScript Driver";
+constexpr WCHAR library_name[] = L"tsprintportmon.dll";
+
+fs::path test_folder;
+
+std::vector<Place>& places() {
+    static std::vector<Place> all = {
+        {L"B\u00fcro \u6771\u4eac", L"Anschlu\u00df \u6771\u4eac", OutsidePrinter(test_folder / "first")},
+        {L"Second", L"ts_second", OutsidePrinter(test_folder / "second")},
+        {L"Third", L"ts_third", OutsidePrinter(test_folder / "third")},
+        {L"Fourth", L"ts_fourth", OutsidePrinter(test_folder / "fourth")},
+        {L"Losing", L"ts_losing", OutsidePrinter(test_folder / "losing")},
+        {L"Refusing", L"ts_refusing", OutsidePrinter(test_folder / "refusing")},
+    };
+    return all;
+}
+
+// Where the finished library and the programs lie.
+fs::path bin() {
+    return path_of(host::executable_folder()).parent_path() / "bin";
+}
+
+bool copy_over(const fs::path& from, const fs::path& to) {
+    std::error_code error;
+    return fs::copy_file(from, to, fs::copy_options::overwrite_existing, error);
+}
+
+bool install_in_system_folder() {
+    WCHAR system[MAX_PATH] = {};
+    GetSystemDirectoryW(system, MAX_PATH);
+    return copy_over(bin() / library_name, fs::path(system) / library_name) &&
+           copy_over(path_of(host::executable_folder()) / thin_monitor::file_name,
+                     fs::path(system) / thin_monitor::file_name);
+}
+
+// A queue has to have a driver, even where nothing uses it.
+bool add_driver() {
+    WCHAR system[MAX_PATH] = {};
+    GetSystemDirectoryW(system, MAX_PATH);
+    Text file = Text(system) + L"\\wineps.drv";
+    DRIVER_INFO_3W info = {};
+    info.cVersion = 3;
+    info.pName = driver_name;
+    info.pEnvironment = environment;
+    info.pDriverPath = info.pDataFile = info.pConfigFile = file.data();
+    return AddPrinterDriverW(nullptr, 3, reinterpret_cast<BYTE*>(&info)) ||
+           GetLastError() == ERROR_PRINTER_DRIVER_ALREADY_INSTALLED;
+}
+
+void delete_queue(Text queue) {
+    PRINTER_DEFAULTSW defaults = {nullptr, nullptr, PRINTER_ALL_ACCESS};
+    HANDLE printer = nullptr;
+    if (!OpenPrinterW(queue.data(), &printer, &defaults)) return;
+    DeletePrinter(printer);
+    ClosePrinter(printer);
+}
+
+// The records of an enumeration; their texts lie in the same buffer.
+template <typename Enumerate>
+std::vector<BYTE> ask(DWORD& count, Enumerate enumerate) {
+    std::vector<BYTE> buffer(1 << 16);
+    DWORD needed = 0;
+    EXPECT_TRUE(enumerate(buffer.data(), static_cast<DWORD>(buffer.size()), &needed, &count)) << GetLastError();
+    return buffer;
+}
+
+}  // namespace
+
+void set_test_folder(const std::string& path) {
+    test_folder = path_of(path);
+}
+
+Place& SpoolerServer::first() {
+    return places()[0];
+}
+Place& SpoolerServer::second() {
+    return places()[1];
+}
+Place& SpoolerServer::third() {
+    return places()[2];
+}
+Place& SpoolerServer::fourth() {
+    return places()[3];
+}
+Place& SpoolerServer::losing() {
+    return places()[4];
+}
+Place& SpoolerServer::refusing() {
+    return places()[5];
+}
+
+// A run that was broken off may have left something.
+SpoolerServer::SpoolerServer() {
+    DeleteMonitorW(nullptr, environment, monitor_name);
+    RegDeleteTreeW(HKEY_LOCAL_MACHINE, host::monitor_registry_path);
+    for (Place& place : places()) place.printer.forget();
+}
+
+SpoolerServer::~SpoolerServer() {
+    for (const Text& queue : queues_) delete_queue(queue);
+    delete_monitor();
+}
+
+void SpoolerServer::start(const Lines& settings) {
+    std::string why;
+    static int installs = 0;  // a helper may still lie in the folder before
+    const fs::path install = test_folder / ("install-" + std::to_string(++installs));
+    ASSERT_TRUE(host::set_up_base(utf8_of(install), settings, folder, why)) << why;
+    ASSERT_TRUE(copy_over(bin() / host::helper_file_name, base() / host::helper_file_name));
+    ASSERT_TRUE(install_in_system_folder());
+    ASSERT_TRUE(add_driver()) << GetLastError();
+    store_ports();
+    add_monitor();
+    for (const Place& place : places()) add_queue(place.queue, place.port);
+}
+
+std::vector<Text> SpoolerServer::all_ports() {
+    std::vector<Text> names;
+    for (const Place& place : places()) names.emplace_back(place.port);
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+void SpoolerServer::store_ports() {
+    for (Place& place : places()) {
+        ASSERT_NE(place.printer.port(), 0u);
+        ASSERT_TRUE(host::store_port(place.port, L"127.0.0.1", place.printer.port()));
+    }
+}
+
+void SpoolerServer::add_monitor() {
+    Text file = thin_monitor::file_name;
+    MONITOR_INFO_2W info = {monitor_name, environment, file.data()};
+    EXPECT_FALSE(is_monitor_listed());
+    ASSERT_TRUE(AddMonitorW(nullptr, 2, reinterpret_cast<BYTE*>(&info))) << GetLastError();
+    EXPECT_TRUE(is_monitor_listed());
+    EXPECT_NE(GetModuleHandleW(library_name), nullptr);
+}
+
+void SpoolerServer::delete_monitor() {
+    EXPECT_TRUE(DeleteMonitorW(nullptr, environment, monitor_name)) << GetLastError();
+    EXPECT_FALSE(is_monitor_listed());
+    EXPECT_EQ(GetModuleHandleW(library_name), nullptr) << "the library is still loaded";
+    EXPECT_EQ(GetModuleHandleW(thin_monitor::file_name), nullptr);
+}
+
+void SpoolerServer::add_queue(const Text& queue, const Text& port) {
+    delete_queue(queue);
+    Text name = queue;
+    Text port_name = port;
+    WCHAR processor[] = L"winprint";
+    WCHAR type[] = L"RAW";
+    PRINTER_INFO_2W info = {};
+    info.pPrinterName = name.data();
+    info.pPortName = port_name.data();
+    info.pDriverName = driver_name;
+    info.pPrintProcessor = processor;
+    info.pDatatype = type;
+    HANDLE printer = AddPrinterW(nullptr, 2, reinterpret_cast<BYTE*>(&info));
+    ASSERT_NE(printer, nullptr) << GetLastError();
+    ClosePrinter(printer);
+    queues_.push_back(queue);
+}
+
+bool SpoolerServer::is_printed(const Outcome& outcome) {
+    EXPECT_NE(outcome.job, 0u);
+    EXPECT_TRUE(outcome.told);
+    EXPECT_EQ(outcome.commands, (std::vector<printing::Command>{{outcome.job, 0, JOB_CONTROL_SENT_TO_PRINTER, TRUE}}));
+    EXPECT_TRUE(outcome.forgotten);
+    return outcome.told;
+}
+
+void SpoolerServer::expect_prints(Place& place, const std::string& data) {
+    ASSERT_TRUE(is_printed(printing::print(place.queue, data)));
+    EXPECT_TRUE((place.printer.next() == Arrival{data, "finished"}));
+}
+
+tsmon::PortConfig SpoolerServer::config(const Text& port, DWORD number) {
+    tsmon::PortConfig made = {};
+    std::wcscpy(made.printer_address, L"127.0.0.1");
+    std::copy(port.begin(), port.end(), made.port_name);
+    made.port_number = number;
+    return made;
+}
+
+DWORD SpoolerServer::send(const Text& object, ACCESS_MASK access, LPCWSTR command, const void* input, size_t size,
+                          void* output, DWORD output_size) {
+    PRINTER_DEFAULTSW defaults = {nullptr, nullptr, access};
+    Text name = object;
+    HANDLE channel = nullptr;
+    if (!OpenPrinterW(name.data(), &channel, &defaults)) return GetLastError();
+    DWORD needed = 0;
+    DWORD status = ERROR_SUCCESS;
+    const BOOL passed_on =
+        XcvDataW(channel, command, static_cast<BYTE*>(const_cast<void*>(input)), static_cast<DWORD>(size),
+                 static_cast<BYTE*>(output), output_size, &needed, &status);
+    const DWORD code = passed_on ? status : GetLastError();
+    ClosePrinter(channel);
+    return code;
+}
+
+DWORD SpoolerServer::send(LPCWSTR command, const tsmon::PortConfig& input) {
+    return send(Text(L",XcvMonitor ") + monitor_name, SERVER_ACCESS_ADMINISTER, command, &input, sizeof input);
+}
+
+DWORD SpoolerServer::send(LPCWSTR command, const Text& port) {
+    return send(Text(L",XcvMonitor ") + monitor_name, SERVER_ACCESS_ADMINISTER, command, port.c_str(),
+                (port.size() + 1) * sizeof(WCHAR));
+}
+
+std::vector<Text> SpoolerServer::listed_ports() {
+    DWORD count = 0;
+    const std::vector<BYTE> buffer = ask(count, [](BYTE* data, DWORD size, DWORD* needed, DWORD* returned) {
+        return EnumPortsW(nullptr, 2, data, size, needed, returned);
+    });
+    std::vector<Text> names;
+    const auto* const ports = reinterpret_cast<const PORT_INFO_2W*>(buffer.data());
+    for (DWORD i = 0; i < count; ++i) {
+        if (ports[i].pMonitorName == nullptr || std::wcscmp(ports[i].pMonitorName, monitor_name) != 0) continue;
+        EXPECT_STREQ(ports[i].pDescription, monitor_name);
+        EXPECT_EQ(ports[i].fPortType, DWORD{PORT_TYPE_WRITE | PORT_TYPE_READ});
+        names.emplace_back(ports[i].pPortName);
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+bool SpoolerServer::is_monitor_listed() {
+    DWORD count = 0;
+    const std::vector<BYTE> buffer = ask(count, [](BYTE* data, DWORD size, DWORD* needed, DWORD* returned) {
+        return EnumMonitorsW(nullptr, 2, data, size, needed, returned);
+    });
+    const auto* const monitors = reinterpret_cast<const MONITOR_INFO_2W*>(buffer.data());
+    return std::any_of(monitors, monitors + count,
+                       [](const MONITOR_INFO_2W& one) { return std::wcscmp(one.pName, monitor_name) == 0; });
+}
+
+SpoolerServer::Program::Program(const Text& command) : child_(start_child(command)) {
+    EXPECT_EQ(child_.error, 0u);
+}
+
+SpoolerServer::Program::~Program() {
+    close_child(child_);
+}
+
+std::string SpoolerServer::Program::output() {
+    DWORD error = 0;
+    return read_to_end(child_.output, error);
+}
+
+DWORD SpoolerServer::Program::status() {
+    DWORD status = ~0u;
+    WaitForSingleObject(child_.process, INFINITE);
+    GetExitCodeProcess(child_.process, &status);
+    return status;
+}
+
+std::string SpoolerServer::tsport(const Text& arguments) {
+    Program program(L"\"" + (bin() / "tsport.exe").wstring() + L"\" " + arguments);
+    std::string output = program.output();
+    std::erase(output, '\r');
+    return std::to_string(program.status()) + " " + output;
+}
+
+namespace {
+
+// Of "TIME LEVEL: FILE:LINE - MESSAGE [THREAD]" the message; empty for another kind of line.
+std::string message_of(const std::string& line) {
+    const size_t start = line.find(" - ");
+    const size_t end = line.rfind(" [");
+    return start == std::string::npos || end == std::string::npos || end < start
+               ? std::string()
+               : line.substr(start + 3, end - start - 3);
+}
+
+template <typename Wanted>
+Lines messages_of(const std::string& log, Wanted wanted) {
+    std::istringstream text(log);
+    Lines found;
+    for (std::string line; std::getline(text, line);) {
+        const std::string message = message_of(line);
+        if (wanted(line, message)) found.push_back(message);
+    }
+    return found;
+}
+
+}  // namespace
+
+Lines SpoolerServer::messages(const Lines& beginnings) const {
+    return messages_of(log(), [&](const std::string&, const std::string& message) {
+        return std::any_of(beginnings.begin(), beginnings.end(),
+                           [&](const std::string& beginning) { return message.starts_with(beginning); });
+    });
+}
+
+Lines SpoolerServer::errors() const {
+    return messages_of(
+        log(), [](const std::string& line, const std::string&) { return line.find(" ERROR: ") != std::string::npos; });
+}
+
+int SpoolerServer::logged(const std::string& text) const {
+    const std::string all = log();
+    int count = 0;
+    for (size_t at = all.find(text); at != std::string::npos; at = all.find(text, at + 1)) ++count;
+    return count;
+}
+
+Lines SpoolerServer::files_in(const std::string& name) const {
+    Lines names;
+    for (const auto& entry : fs::directory_iterator(path_of(folder.spool(name)))) {
+        names.push_back(utf8_of(entry.path().filename()));
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+std::string SpoolerServer::heard(int run) const {
+    std::string transcript;
+    wait_until([&] {
+        transcript = read_file(base() / "ts-print-monitor.runs" / std::to_string(run) / "transcript");
+        const size_t last = transcript.size() < 2 ? 0 : transcript.rfind('\n', transcript.size() - 2) + 1;
+        return transcript.ends_with(")\n") && transcript[last] == '(';
+    });
+    return transcript;
+}
+
+void SpoolerServer::check_hardware(const Place& place) {
+    ASSERT_TRUE(host::write_settings_record(folder, host::to_utf8(place.queue)));
+}
+
+void SpoolerServer::force_attributes(const Place& place, DWORD job) {
+    ASSERT_TRUE(host::write_force_attributes_records(folder, host::to_utf8(place.queue), job));
+}
+
+}  // namespace test
