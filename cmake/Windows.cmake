@@ -14,27 +14,11 @@ target_include_directories(winapi INTERFACE ${CMAKE_SOURCE_DIR})
 # What the platform's part of tests/support needs.
 set(test_support_libraries ntdll)
 
-# The spooler that hosts and tests put around the monitor: the simulation is one library, and stand-ins for the system's
-# two take its place for programs of this folder. Their functions lead to it.
-file(GLOB simulation_sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/winapi/spooler_sim/*.cpp)
-add_library(spooler_sim SHARED ${simulation_sources})
-set_target_properties(spooler_sim PROPERTIES PREFIX "")
-target_link_options(spooler_sim PRIVATE -s -Wl,--export-all-symbols,--exclude-libs,ALL)
-target_include_directories(spooler_sim PUBLIC ${CMAKE_SOURCE_DIR})
-
-function(spooler_stand_in target file)
-  set(folder ${CMAKE_SOURCE_DIR}/winapi/spooler_sim/windows)
-  add_library(${target} MODULE ${folder}/${target}.cpp ${folder}/${target}.def)
-  get_filename_component(name ${file} NAME_WLE)
-  get_filename_component(suffix ${file} LAST_EXT)
-  set_target_properties(${target} PROPERTIES PREFIX "" OUTPUT_NAME ${name} SUFFIX ${suffix})
-  target_link_options(${target} PRIVATE -s)
-  target_link_libraries(${target} PRIVATE spooler_sim)
-  add_dependencies(spooler_sim_users ${target})
-endfunction()
-add_custom_target(spooler_sim_users ALL)
-spooler_stand_in(winspool_stand_in winspool.drv)
-spooler_stand_in(spoolss_stand_in spoolss.dll)
+# The spooler's simulation is part of the programs that host the monitor; what they load is redirected to it.
+file(GLOB simulation_sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/winapi/spooler_sim/*.cpp
+                                               ${CMAKE_SOURCE_DIR}/winapi/spooler_sim/windows/*.cpp)
+add_library(spooler_sim STATIC ${simulation_sources})
+target_link_libraries(spooler_sim PUBLIC winapi)
 
 enable_language(RC)
 

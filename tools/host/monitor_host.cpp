@@ -46,7 +46,11 @@ bool MonitorHost::load(const Options& options, std::string& why) {
         why = options.library + " cannot be loaded (" + error_in_words(GetLastError()) + ")";
         return false;
     }
-    if (start_monitor(options_, why)) return true;
+    if (!use_simulated_spooler(library_)) {
+        why = options.library + " cannot be led to the simulated spooler (" + error_in_words(GetLastError()) + ")";
+    } else if (start_monitor(options_, why)) {
+        return true;
+    }
     unload();
     return false;
 }
@@ -76,7 +80,7 @@ bool MonitorHost::start_monitor(const Options& options, std::string& why) {
         why = "the monitor could not start (see " + options.folder.log() + ")";
         return false;
     }
-    spooler_sim::add_monitor(table_, monitor_);
+    spooler_sim::add_monitor(table_, monitor_, options.simulated_server);
     return true;
 }
 

@@ -64,6 +64,7 @@ class MonitorHost {
         BaseFolder folder;                    // where documents' markers go
         Text server_name = W("PRINTSERVER");  // empty: the spooler names none
         bool local = true;
+        Text simulated_server;  // of the simulation's servers the one it works for; empty: this machine's
         // Where the monitor's registry is.
         HKEY hive = HKEY_LOCAL_MACHINE;
         Text registry_path = monitor_registry_path;

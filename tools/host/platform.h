@@ -14,5 +14,8 @@ std::string executable_folder();
 // The monitor's file name in this build.
 const char* monitor_file_name();
 bool stdout_is_terminal();
+// Lets the library's calls of the spooler's functions lead to the simulation; null: this program's own. False, with the
+// last error, when that is not possible.
+bool use_simulated_spooler(HMODULE library);
 
 }  // namespace host

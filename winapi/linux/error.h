@@ -60,6 +60,7 @@
 #define ERROR_RESOURCE_NAME_NOT_FOUND 1814u
 #define ERROR_RESOURCE_LANG_NOT_FOUND 1815u
 #define ERROR_UNKNOWN_PORT 1796u
+#define RPC_S_SERVER_UNAVAILABLE 1722
 
 // Per thread; a failing function of the layer sets it, a succeeding one leaves it as it was.
 DWORD GetLastError();

@@ -28,9 +28,9 @@ BOOL finish(DWORD error) {
 
 }  // namespace
 
-BOOL OpenPrinterW(LPWSTR name, HANDLE* printer, PRINTER_DEFAULTSW* /*defaults*/) {
+BOOL OpenPrinterW(LPWSTR name, HANDLE* printer, PRINTER_DEFAULTSW* defaults) {
     if (open_printer_point.fails()) return fail(ERROR_ACCESS_DENIED);
-    return finish(spooler_sim::open_printer(name, printer));
+    return finish(spooler_sim::open_printer(name, printer, defaults != nullptr ? defaults->DesiredAccess : 0));
 }
 
 BOOL ClosePrinter(HANDLE printer) {
@@ -62,6 +62,20 @@ BOOL SetPrinterW(HANDLE printer, DWORD level, BYTE* data, DWORD command) {
 BOOL EnumPortsW(LPWSTR server, DWORD level, BYTE* buffer, DWORD size, DWORD* needed, DWORD* returned) {
     if (enum_ports_point.fails()) return fail(ERROR_NOT_ENOUGH_MEMORY);
     return finish(spooler_sim::enum_ports(server, level, buffer, size, needed, returned));
+}
+
+BOOL EnumPrintersW(DWORD flags, LPWSTR name, DWORD level, BYTE* buffer, DWORD size, DWORD* needed, DWORD* returned) {
+    return finish(spooler_sim::enum_printers(flags, name, level, buffer, size, needed, returned));
+}
+
+BOOL EnumMonitorsW(LPWSTR server, DWORD level, BYTE* buffer, DWORD size, DWORD* needed, DWORD* returned) {
+    return finish(spooler_sim::enum_monitors(server, level, buffer, size, needed, returned));
+}
+
+BOOL XcvDataW(HANDLE channel, LPCWSTR command, BYTE* input, DWORD input_size, BYTE* output, DWORD output_size,
+              DWORD* needed, DWORD* status) {
+    return finish(
+        spooler_sim::xcv_data(channel, command, input, input_size, output, output_size, needed, status));
 }
 
 HANDLE RevertToPrinterSelf() {

@@ -109,6 +109,10 @@ struct PRINTER_INFO_6 {
     DWORD dwStatus;
 };
 
+struct MONITOR_INFO_1W {
+    LPWSTR pName;
+};
+
 struct PORT_INFO_1W {
     LPWSTR pName;
 };
@@ -128,6 +132,14 @@ BOOL SetJobW(HANDLE printer, DWORD job_id, DWORD level, BYTE* job, DWORD command
 BOOL GetPrinterW(HANDLE printer, DWORD level, BYTE* buffer, DWORD size, DWORD* needed);
 BOOL SetPrinterW(HANDLE printer, DWORD level, BYTE* data, DWORD command);
 BOOL EnumPortsW(LPWSTR server, DWORD level, BYTE* buffer, DWORD size, DWORD* needed, DWORD* returned);
+// What only tools ask: printers (level 2), monitors (level 1), and the configuration channel.
+#define SERVER_ACCESS_ENUMERATE 0x00000002u
+#define PRINTER_ENUM_LOCAL 0x2u
+#define PRINTER_ENUM_NAME 0x8u
+BOOL EnumPrintersW(DWORD flags, LPWSTR name, DWORD level, BYTE* buffer, DWORD size, DWORD* needed, DWORD* returned);
+BOOL EnumMonitorsW(LPWSTR server, DWORD level, BYTE* buffer, DWORD size, DWORD* needed, DWORD* returned);
+BOOL XcvDataW(HANDLE channel, LPCWSTR command, BYTE* input, DWORD input_size, BYTE* output, DWORD output_size,
+              DWORD* needed, DWORD* status);
 HANDLE RevertToPrinterSelf();
 BOOL ImpersonatePrinterClient(HANDLE token);
 

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "winapi/spooler_sim/channel.h"
 #include "winapi/spooler_sim/state.h"
 
 namespace spooler_sim {
@@ -65,9 +66,10 @@ bool status_after(DWORD command, DWORD& status) {
 
 }  // namespace
 
-DWORD open_printer(LPCWSTR name, HANDLE* printer) {
+DWORD open_printer(LPCWSTR name, HANDLE* printer, ACCESS_MASK access) {
     if (printer == nullptr) return ERROR_INVALID_PARAMETER;
     if (name == nullptr) return ERROR_INVALID_PRINTER_NAME;
+    if (Text(name).find(W(",Xcv")) != Text::npos) return open_channel(name, access, printer);
     const std::lock_guard lock(state().mutex);
     const PrinterRecord* const registered = find_registered(name);
     if (registered == nullptr) return ERROR_INVALID_PRINTER_NAME;
@@ -77,6 +79,7 @@ DWORD open_printer(LPCWSTR name, HANDLE* printer) {
 }
 
 DWORD close_printer(HANDLE printer) {
+    if (close_channel(printer)) return 0;
     const std::lock_guard lock(state().mutex);
     return state().open_printers.erase(printer) == 1 ? 0 : ERROR_INVALID_HANDLE;
 }

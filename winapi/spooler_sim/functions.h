@@ -7,8 +7,9 @@
 namespace spooler_sim {
 
 // Knows printers by their registered name; "\\SERVER\Printer" also finds what is registered as "Printer".
-// Names of other things than printers (",XcvMonitor ...", ", Job 1") are unknown here.
-DWORD open_printer(LPCWSTR name, HANDLE* printer);
+// ",XcvMonitor NAME" and ",XcvPort NAME", a server's name before them or not, open the configuration channel of that
+// server's monitor. Names of other things (", Job 1") are unknown here.
+DWORD open_printer(LPCWSTR name, HANDLE* printer, ACCESS_MASK access = 0);
 DWORD close_printer(HANDLE printer);
 // Level 2. With too small a buffer: ERROR_INSUFFICIENT_BUFFER and the size in `needed`.
 DWORD get_job(HANDLE printer, DWORD id, DWORD level, BYTE* buffer, DWORD size, DWORD* needed);
@@ -16,8 +17,19 @@ DWORD get_job(HANDLE printer, DWORD id, DWORD level, BYTE* buffer, DWORD size, D
 DWORD set_job(HANDLE printer, DWORD id, DWORD level, const BYTE* record, DWORD command);
 DWORD get_printer(HANDLE printer, DWORD level, BYTE* buffer, DWORD size, DWORD* needed);  // level 2
 DWORD set_printer(HANDLE printer, DWORD level, const BYTE* record, DWORD command);        // level 6
-// Levels 1 and 2: the ports of all monitors in the order of their loading, then those of others.
+// The functions below take a server's name, null or empty for this machine's; RPC_S_SERVER_UNAVAILABLE when that one does
+// not answer. Within a monitor's command a null name means the server of that monitor.
+// Levels 1 and 2: the ports of the server's monitor, then those of others, which only this machine has.
 DWORD enum_ports(LPCWSTR server, DWORD level, BYTE* buffer, DWORD size, DWORD* needed, DWORD* returned);
+
+// Level 2; of the flags, PRINTER_ENUM_LOCAL is this machine and PRINTER_ENUM_NAME the server that is named.
+DWORD enum_printers(DWORD flags, LPCWSTR server, DWORD level, BYTE* buffer, DWORD size, DWORD* needed,
+                    DWORD* returned);
+// Level 1.
+DWORD enum_monitors(LPCWSTR server, DWORD level, BYTE* buffer, DWORD size, DWORD* needed, DWORD* returned);
+// A command through a configuration channel; its own code comes back in `status`.
+DWORD xcv_data(HANDLE channel, LPCWSTR command, BYTE* input, DWORD input_size, BYTE* output, DWORD output_size,
+               DWORD* needed, DWORD* status);
 
 // ERROR_NO_TOKEN and a null token when the thread acts for no client.
 DWORD revert_to_self(HANDLE* token);

@@ -1,6 +1,6 @@
 // The ports that the spooler lists.
-#include <algorithm>
 #include <cstring>
+#include <optional>
 
 #include "winapi/spooler_sim/functions.h"
 #include "winapi/spooler_sim/state.h"
@@ -17,35 +17,42 @@ struct Port {
 
 // A monitor that cannot answer is left out, as the spooler does. It may take its own lock, so ours is not
 // held here.
-void append_ports_of(const MonitorRecord& monitor, std::vector<Port>& ports) {
+void append_ports_of(const MonitorRecord& monitor, DWORD level, std::vector<Port>& ports) {
     DWORD needed = 0;
     DWORD count = 0;
     std::vector<std::uint64_t> buffer;  // aligned for the records
-    while (!monitor.table->pfnEnumPorts(monitor.handle, nullptr, 2, reinterpret_cast<BYTE*>(buffer.data()),
+    while (!monitor.table->pfnEnumPorts(monitor.handle, nullptr, level, reinterpret_cast<BYTE*>(buffer.data()),
                                         static_cast<DWORD>(buffer.size() * sizeof buffer[0]), &needed, &count)) {
         if (GetLastError() != ERROR_INSUFFICIENT_BUFFER) return;
         buffer.resize(needed / sizeof buffer[0] + 1);
     }
+    const auto* const names = reinterpret_cast<const PORT_INFO_1W*>(buffer.data());
     const auto* const records = reinterpret_cast<const PORT_INFO_2W*>(buffer.data());
     for (DWORD i = 0; i < count; ++i) {
+        if (level == 1) {
+            ports.push_back({names[i].pName, {}, {}, 0});
+            continue;
+        }
         ports.push_back({records[i].pPortName, records[i].pMonitorName, records[i].pDescription, records[i].fPortType});
     }
 }
 
-std::vector<Port> all_ports() {
-    std::vector<MonitorRecord> monitors;
+// False when the server does not answer.
+bool ports_of(LPCWSTR server, DWORD level, std::vector<Port>& ports) {
+    std::optional<MonitorRecord> monitor;
     std::vector<Text> foreign;
     {
         const std::lock_guard lock(state().mutex);
-        monitors = state().monitors;
-        foreign = state().foreign_ports;
+        Text name;
+        if (!find_server(server, name)) return false;
+        if (const MonitorRecord* const found = monitor_of(name)) monitor = *found;
+        if (name.empty()) foreign = state().foreign_ports;
     }
-    std::vector<Port> ports;
-    for (const MonitorRecord& monitor : monitors) append_ports_of(monitor, ports);
+    if (monitor) append_ports_of(*monitor, level, ports);
     for (const Text& name : foreign) {
         ports.push_back({name, W("Local Port"), W("Local Port"), PORT_TYPE_READ | PORT_TYPE_WRITE});
     }
-    return ports;
+    return true;
 }
 
 DWORD size_of(const Port& port, DWORD level) {
@@ -72,16 +79,6 @@ void fill_ports(const std::vector<Port>& ports, DWORD level, BYTE* buffer, DWORD
 
 }  // namespace
 
-void add_monitor(MONITOR2* monitor, HANDLE handle) {
-    const std::lock_guard lock(state().mutex);
-    state().monitors.push_back({monitor, handle});
-}
-
-void remove_monitor(HANDLE handle) {
-    const std::lock_guard lock(state().mutex);
-    std::erase_if(state().monitors, [&](const MonitorRecord& record) { return record.handle == handle; });
-}
-
 void add_foreign_port(const Text& name) {
     const std::lock_guard lock(state().mutex);
     state().foreign_ports.push_back(name);
@@ -90,8 +87,8 @@ void add_foreign_port(const Text& name) {
 DWORD enum_ports(LPCWSTR server, DWORD level, BYTE* buffer, DWORD size, DWORD* needed, DWORD* returned) {
     if (needed == nullptr || returned == nullptr) return ERROR_INVALID_PARAMETER;
     if (level != 1 && level != 2) return ERROR_INVALID_LEVEL;
-    if (server != nullptr && *server != 0) return ERROR_NOT_SUPPORTED;
-    const std::vector<Port> ports = all_ports();
+    std::vector<Port> ports;
+    if (!ports_of(server, level, ports)) return RPC_S_SERVER_UNAVAILABLE;
     *needed = 0;
     *returned = 0;
     for (const Port& port : ports) *needed += size_of(port, level);

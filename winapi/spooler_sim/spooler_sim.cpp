@@ -80,12 +80,14 @@ void reset() {
     s.jobs.clear();
     s.monitors.clear();
     s.foreign_ports.clear();
+    s.servers.clear();
+    s.administrator = true;
 }
 
-void add_printer(const Text& name) {
+void add_printer(const Text& name, const Text& port) {
     State& s = state();
     const std::lock_guard lock(s.mutex);
-    s.printers.try_emplace(name, PrinterRecord{name, 0, {}});
+    s.printers.try_emplace(name, PrinterRecord{name, port, 0, {}});
 }
 
 void remove_printer(const Text& name) {

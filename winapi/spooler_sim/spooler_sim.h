@@ -22,10 +22,19 @@ struct Job {
     std::vector<DWORD> status_seen;  // its status after every change, in order
 };
 
-// Removes all printers, jobs, foreign ports and monitors. Open handles stay open.
+// Removes all printers, jobs, foreign ports, monitors and further servers. Open handles stay open.
 void reset();
 
-void add_printer(const Text& name);
+// Other print servers, by names like "\\\\BACK". "" is this machine's, which always answers.
+void add_server(const Text& name);
+// From now on it gives no answer, as one that is switched off.
+void stop_server(const Text& name);
+// Whether who asks is an administrator; only one may open the configuration channel for administration.
+void set_administrator(bool administrator);
+
+// `port`: what the queue prints to; several are separated by commas. A name "\\\\BACK\\Printer" is a printer of that
+// server.
+void add_printer(const Text& name, const Text& port = Text());
 void remove_printer(const Text& name);
 DWORD printer_status(const Text& name);  // PRINTER_STATUS_ bits
 void set_printer_status(const Text& name, DWORD status);
@@ -55,8 +64,9 @@ class ClientScope {
 // The user the calling thread runs as now: the client's name, or empty while it runs as the spooler itself.
 Text current_client();
 
-// Ports that EnumPortsW lists: those of a loaded monitor, and those of others.
-void add_monitor(MONITOR2* monitor, HANDLE handle);
+// Ports that EnumPortsW lists: those of a server's monitor, of which a server has at most one, and those of others.
+extern const WCHAR monitor_name[];
+void add_monitor(MONITOR2* monitor, HANDLE handle, const Text& server = Text());
 void remove_monitor(HANDLE handle);
 void add_foreign_port(const Text& name);
 

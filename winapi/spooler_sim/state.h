@@ -11,6 +11,7 @@ namespace spooler_sim {
 
 struct PrinterRecord {
     Text name;
+    Text port;
     DWORD status = 0;
     std::vector<DWORD> status_seen;
 };
@@ -23,6 +24,13 @@ struct JobRecord {
 struct MonitorRecord {
     MONITOR2* table;
     HANDLE handle;
+    Text server;
+};
+
+// An open configuration channel.
+struct Channel {
+    MonitorRecord monitor;
+    HANDLE handle;  // the monitor's
 };
 
 struct NameOrder {
@@ -35,6 +43,9 @@ struct State {
     std::vector<JobRecord> jobs;
     std::vector<MonitorRecord> monitors;
     std::vector<Text> foreign_ports;
+    std::map<Text, bool, NameOrder> servers;  // and whether they answer
+    bool administrator = true;
+    std::map<HANDLE, Channel> channels;
     std::map<HANDLE, Text> open_printers;  // the name each was opened for
     std::map<HANDLE, Text> tokens;         // the client each stands for
     std::uint64_t handles_given = 0;
@@ -51,6 +62,9 @@ PrinterRecord* find_registered(const Text& name);
 JobRecord* find_job(const Text& printer, DWORD id);
 void change_job_status(JobRecord& record, DWORD status);
 void change_printer_status(PrinterRecord& record, DWORD status);
+// The server's name in its usual form, "" for this machine's; false when it does not answer.
+bool find_server(LPCWSTR name, Text& server);
+const MonitorRecord* monitor_of(const Text& server);
 // A value that was never given out before, and never is again.
 HANDLE new_handle();
 

@@ -21,6 +21,11 @@ const char* monitor_file_name() {
     return "tsprintportmon.so";
 }
 
+// Nothing else is there.
+bool use_simulated_spooler(HMODULE) {
+    return true;
+}
+
 bool stdout_is_terminal() {
     return isatty(STDOUT_FILENO) == 1;
 }

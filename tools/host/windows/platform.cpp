@@ -4,6 +4,8 @@
 
 #include <filesystem>
 
+#include "winapi/spooler_sim/windows/redirect.h"
+
 namespace host {
 namespace fs = std::filesystem;
 
@@ -20,6 +22,10 @@ std::string executable_folder() {
 
 const char* monitor_file_name() {
     return "tsprintportmon.dll";
+}
+
+bool use_simulated_spooler(HMODULE library) {
+    return spooler_sim::redirect_calls_of(library != nullptr ? library : GetModuleHandleW(nullptr));
 }
 
 bool stdout_is_terminal() {

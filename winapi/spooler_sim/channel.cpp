@@ -1,0 +1,83 @@
+#include "winapi/spooler_sim/channel.h"
+
+#include "winapi/spooler_sim/functions.h"
+#include "winapi/spooler_sim/state.h"
+
+namespace spooler_sim {
+namespace {
+
+thread_local Text server_of_thread;
+
+// What follows the marker, a blank and the end of the text.
+bool ends_with_object(const Text& name, const Text& marker, Text& object) {
+    const size_t place = name.find(marker);
+    if (place == Text::npos) return false;
+    object = name.substr(place + marker.size());
+    return true;
+}
+
+// The monitor that the name leads to, and what it is told about.
+DWORD find_object(const Text& name, ACCESS_MASK access, MonitorRecord& monitor, Text& object) {
+    const std::lock_guard lock(state().mutex);
+    const size_t comma = name.find(W(','));
+    Text server;
+    if (!find_server(name.substr(0, comma == 0 ? 0 : comma - 1).c_str(), server)) return RPC_S_SERVER_UNAVAILABLE;
+    const MonitorRecord* const found = monitor_of(server);
+    const bool of_monitor = ends_with_object(name, W(",XcvMonitor "), object);
+    if (!of_monitor && !ends_with_object(name, W(",XcvPort "), object)) return ERROR_INVALID_PRINTER_NAME;
+    if (found == nullptr || (of_monitor && !same_name(object, monitor_name))) return ERROR_INVALID_PRINTER_NAME;
+    if ((access & SERVER_ACCESS_ADMINISTER) != 0 && !state().administrator) return ERROR_ACCESS_DENIED;
+    monitor = *found;
+    return 0;
+}
+
+}  // namespace
+
+DWORD open_channel(const Text& name, ACCESS_MASK access, HANDLE* channel) {
+    Channel opened{};
+    Text object;
+    if (const DWORD error = find_object(name, access, opened.monitor, object)) return error;
+    const MonitorRecord& monitor = opened.monitor;
+    if (!monitor.table->pfnXcvOpenPort(monitor.handle, object.c_str(), access, &opened.handle)) {
+        return ERROR_NOT_ENOUGH_MEMORY;
+    }
+    const std::lock_guard lock(state().mutex);
+    *channel = new_handle();
+    state().channels[*channel] = opened;
+    return 0;
+}
+
+bool close_channel(HANDLE channel) {
+    Channel closed{};
+    {
+        const std::lock_guard lock(state().mutex);
+        const auto found = state().channels.find(channel);
+        if (found == state().channels.end()) return false;
+        closed = found->second;
+        state().channels.erase(found);
+    }
+    closed.monitor.table->pfnXcvClosePort(closed.handle);
+    return true;
+}
+
+Text calling_server() {
+    return server_of_thread;
+}
+
+DWORD xcv_data(HANDLE channel, LPCWSTR command, BYTE* input, DWORD input_size, BYTE* output, DWORD output_size,
+               DWORD* needed, DWORD* status) {
+    if (needed == nullptr || status == nullptr) return ERROR_INVALID_PARAMETER;
+    Channel open{};
+    {
+        const std::lock_guard lock(state().mutex);
+        const auto found = state().channels.find(channel);
+        if (found == state().channels.end()) return ERROR_INVALID_HANDLE;
+        open = found->second;
+    }
+    server_of_thread = open.monitor.server;
+    *status = open.monitor.table->pfnXcvDataPort(open.handle, command, input, input_size, output, output_size, needed);
+    server_of_thread.clear();
+    return 0;
+}
+
+}  // namespace spooler_sim
