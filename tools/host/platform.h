@@ -1,7 +1,9 @@
-// What a host asks of the machine it runs on; each platform has its own body (linux/).
+// What programs of tools/ ask of the machine they run on; each platform has its own body.
 #pragma once
 
+#include <cstdio>
 #include <string>
+#include <vector>
 
 #include "tools/host/text.h"
 
@@ -13,7 +15,23 @@ Text windows_path(const std::string& native);
 std::string executable_folder();
 // The monitor's file name in this build.
 const char* monitor_file_name();
-bool stdout_is_terminal();
+
+// The program's arguments, its own name not among them, as UTF-8.
+std::vector<std::string> program_arguments(int count, char** arguments);
+bool is_terminal(std::FILE* stream);
+
+// Standard input comes as it is, and the console shows UTF-8 until the scope ends.
+class Utf8Console {
+  public:
+    Utf8Console();
+    ~Utf8Console();
+    Utf8Console(const Utf8Console&) = delete;
+    Utf8Console& operator=(const Utf8Console&) = delete;
+
+  private:
+    unsigned before_;
+};
+
 // Lets the library's calls of the spooler's functions lead to the simulation; null: this program's own. False, with the
 // last error, when that is not possible.
 bool use_simulated_spooler(HMODULE library);

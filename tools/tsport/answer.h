@@ -1,32 +1,81 @@
 // What a verb gets and how it answers.
 #pragma once
 
-#include "tools/tsport/arguments.h"
-#include "tools/tsport/channel.h"
-#include "tools/tsport/verbs.h"
+#include <iosfwd>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tools/host/progress.h"
+#include "tools/tsport/hosted.h"
+#include "tools/tsport/output.h"
+#include "tools/tsport/run.h"
+#include "tools/tsport/spooler.h"
+#include "tools/tsport/verb.h"
 
 namespace tsport {
 
-struct Task {
-    const Command& command;
-    Channel& channel;
-    Answer& answer;
-
-    // For people, or for scripts when these were asked for; a line end is added.
-    void say(const std::string& words, const std::string& json) const {
-        answer.out += (command.json ? json : words) + "\n";
-    }
-    // Ends the verb with this status; `code` is the Win32 code behind it, if there is one.
-    void fail(Status status, const std::string& words, DWORD code = 0) const;
-    // The same when `code` is an error: the spooler would not `deed` ("add the port ...").
-    bool failed(DWORD code, const std::string& deed) const;
-    // After a change; false when it will not last.
-    bool kept() const;
+// Why a verb did not do what it was asked for. `cause` is a word for scripts, one of those that `tsport --help` lists;
+// `code` the Win32 code behind it, if there is one.
+struct Error {
+    std::string words;
+    std::string cause;
+    DWORD code = 0;
 };
 
-// export, import and diff.
+// What a verb has to say, on one server; run.cpp makes one text of it for people, or JSON.
+struct Reply {
+    int status = done;
+    std::vector<std::string> heads;  // of a table; none: lines without heads
+    Rows rows;
+    std::string summary;               // a line below
+    std::vector<std::string> objects;  // the same as JSON objects
+    bool array = false;                // JSON is an array of them, not the only one
+    std::string data;                  // for standard output alone; all else then goes to standard error
+    bool has_data = false;
+    Error error;
+};
+
+struct Task {
+    const Command& command;
+    const Spooler& spooler;
+    Hosted* hosted;  // null: the monitor is an installed one
+    Reply& reply;
+    const Console& console;
+
+    // A line, and the same as a JSON object.
+    void say(const std::string& words, const std::string& object) const {
+        reply.rows.push_back({words});
+        reply.objects.push_back(object);
+    }
+    void fail(Status status, const std::string& words, const char* cause, DWORD code = 0) const {
+        reply.status = status;
+        reply.error = {words, cause, code};
+    }
+    // The same when `code` is an error: the spooler would not `deed` ("add the port ...").
+    bool failed(DWORD code, const std::string& deed) const;
+    // The ports of these names; false when it has failed.
+    bool read(const std::vector<Text>& names, std::vector<Port>& ports) const;
+    // After a change; false when it will not last.
+    bool kept() const;
+    // For work of so many steps: shown on a terminal, once it takes a while.
+    std::unique_ptr<host::Progress> progress(size_t steps, const char* deed) const;
+};
+
+// A name as messages show it, and a printer.
+std::string named(const Text& name);
+std::string printer_of(const Port& port);
+
+void list(const Task& task);
+void show(const Task& task);
+void add(const Task& task);
+void set(const Task& task);
+void remove(const Task& task);
+void test(const Task& task);
+void exists(const Task& task);
 void export_ports(const Task& task);
 void import_ports(const Task& task);
 void diff_ports(const Task& task);
+void completion(const Task& task);
 
 }  // namespace tsport

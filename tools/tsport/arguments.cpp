@@ -2,145 +2,149 @@
 
 #include <algorithm>
 
+#include "tools/tsport/file.h"
+#include "tools/tsport/encoding.h"
 #include "tools/tsport/help.h"
 
 namespace tsport {
 namespace {
 
-// A verb with its operands: N a name, H a host, P a TCP port, F a file.
-struct Form {
-    const char* word;
-    Verb verb;
-    const char* operands;
-    size_t least;
-    const char* help;
-};
-constexpr Form forms[] = {
-    {"list", Verb::list, "", 0, list_help},
-    {"show", Verb::show, "N", 1, show_help},
-    {"add", Verb::add, "NHP", 2, add_help},
-    {"set", Verb::set, "NHP", 2, set_help},
-    {"delete", Verb::remove, "N", 1, delete_help},
-    {"test", Verb::test, "N", 1, test_help},
-    {"test", Verb::test, "HP", 2, test_help},
-    {"exists", Verb::exists, "N", 1, exists_help},
-    {"export", Verb::export_ports, "F", 1, export_help},
-    {"import", Verb::import_ports, "F", 1, import_help},
-    {"diff", Verb::diff, "F", 1, diff_help},
-};
+using command_line::Line;
+using command_line::Option;
+using command_line::Options;
+using command_line::Words;
 
-struct Flag {
-    const char* name;
-    bool Command::*value;
-};
-constexpr Flag flags[] = {{"--json", &Command::json}, {"--dry-run", &Command::dry_run}};
+// -- Servers ---------------------------------------------------------------------------------------------------------
 
-struct Setting {
-    const char* name;
-    std::string Command::*value;
-};
-constexpr Setting settings[] = {{"--library", &Command::library}, {"--store", &Command::store}};
-
-template <typename Row, size_t N>
-const Row* find_row(const Row (&rows)[N], const std::string& name) {
-    const Row* const found = std::find_if(rows, rows + N, [&](const Row& row) { return row.name == name; });
-    return found != rows + N ? found : nullptr;
+// "NAME" or "\\NAME"; returns what is wrong.
+std::string add_server(const std::string& given, std::vector<Text>& servers) {
+    Text name = host::to_text(given);
+    name.erase(0, name.find_first_not_of(W("\\")));
+    if (name.empty() || name.find_first_of(W("\\/,: \t")) != Text::npos) {
+        return "\"" + given + "\" is no name of a server; it looks like \\\\NAME";
+    }
+    name = W("\\\\") + name;
+    const bool known =
+        std::any_of(servers.begin(), servers.end(), [&](const Text& server) { return same_name(server, name); });
+    if (!known) servers.push_back(name);
+    return std::string();
 }
 
-// Takes the options out of the line; what is left are the verb and its operands.
-bool take_options(const std::vector<std::string>& arguments, Command& command, std::vector<std::string>& words,
-                  bool& help, std::string& why) {
-    bool options = true;
-    for (size_t i = 0; i < arguments.size(); ++i) {
-        const std::string& argument = arguments[i];
-        if (!options || argument.rfind("--", 0) != 0) {
-            words.push_back(argument);
-        } else if (argument == "--") {
-            options = false;
-        } else if (argument == "--help") {
-            help = true;
-        } else if (const Flag* const flag = find_row(flags, argument)) {
-            command.*flag->value = true;
-        } else if (const Setting* const setting = find_row(settings, argument)) {
-            why = argument + " takes a path";
-            if (i + 1 == arguments.size() || arguments[i + 1].empty()) return false;
-            command.*setting->value = arguments[++i];
-        } else {
-            why = "unknown option " + argument;
-            return false;
+// A file with one name in each line; what follows a "#" is a comment.
+std::string add_servers_of(const std::string& path, std::vector<Text>& servers) {
+    std::string bytes;
+    std::string why;
+    Encoding encoding;
+    Text text;
+    Fault fault;
+    if (!read_file(path, bytes, why)) return why;
+    if (!decode(bytes, encoding, text, fault)) return path + ":" + std::to_string(fault.line) + ": " + fault.why;
+    size_t number = 0;
+    for (Text line : lines_of(text)) {
+        ++number;
+        line.resize(std::min(line.size(), line.find(W('#'))));
+        line.erase(0, line.find_first_not_of(W(" \t")));
+        line.resize(line.find_last_not_of(W(" \t")) + 1);
+        if (line.empty()) continue;
+        why = add_server(host::to_utf8(line), servers);
+        if (!why.empty()) return path + ":" + std::to_string(number) + ": " + why;
+    }
+    return servers.empty() ? path + " names no server" : std::string();
+}
+
+// -- The line --------------------------------------------------------------------------------------------------------
+
+// The options of all verbs, so that one may stand before its verb. What they take goes nowhere yet.
+Options all_options(Command& nowhere) {
+    Options options = common_options(nowhere);
+    for (const Verb& verb : verbs()) {
+        for (Option& option : verb.options(nowhere)) options.push_back(std::move(option));
+    }
+    return options;
+}
+
+std::string owners_of(const std::string& option, Command& nowhere) {
+    std::string owners;
+    for (const Verb& verb : verbs()) {
+        for (const Option& own : verb.options(nowhere)) {
+            if (own.name == option) owners += (owners.empty() ? "" : ", ") + std::string(verb.name);
         }
     }
-    return true;
+    return owners;
 }
 
-bool take_operand(char kind, const std::string& operand, Command& command, std::string& why) {
-    if (kind == 'F') {
-        command.file = operand;
-        why = "the file's name is empty";
-        return !operand.empty();
+// The line once more, with the verb's own options in place of those of all.
+bool take_options(const Line& line, Command& command, std::string& why) {
+    Options options = common_options(command);
+    for (Option& option : command.verb->options(command)) options.push_back(std::move(option));
+    Line taken;
+    for (const auto& [given, value] : line.given) {
+        const auto known = std::find_if(options.begin(), options.end(),
+                                        [name = given->name](const Option& option) { return option.name == name; });
+        why = given->name + " does not go with " + command.verb->name + "; it belongs to " +
+              owners_of(given->name, command);
+        if (known == options.end()) return false;
+        taken.given.emplace_back(&*known, value);
     }
-    if (kind == 'P') {
-        std::uint64_t number = 0;
-        why = "the port number is not 1 to 65535: " + operand;
-        if (!host::parse_number(operand, 1, largest_number, number)) return false;
-        command.port.number = static_cast<DWORD>(number);
-        command.number_given = true;
-        return true;
-    }
-    const Text text = host::to_text(operand);
-    why = "not UTF-8 text: " + operand;
-    if (host::to_utf8(text) != operand) return false;
-    (kind == 'N' ? command.port.name : command.port.address) = text;
-    why = kind == 'N' ? name_fault(text) : address_fault(text);
-    return why.empty();
+    return command_line::take(taken, why);
 }
 
-// The form of the verb that takes that many operands, or its first one.
-const Form* find_form(const std::string& word, size_t operands) {
-    const Form* first = nullptr;
-    for (const Form& form : forms) {
-        if (word != form.word) continue;
-        if (operands >= form.least && operands <= std::char_traits<char>::length(form.operands)) return &form;
-        if (first == nullptr) first = &form;
-    }
-    return first;
+bool take_verb(const std::string& word, Command& command, std::string& why) {
+    command.verb = find_verb(word);
+    why = "unknown verb " + word + command_line::did_you_mean(word, verb_names());
+    return command.verb != nullptr;
 }
 
-bool take_words(const std::vector<std::string>& words, Command& command, bool help, std::string& why) {
-    why = "no verb given";
-    if (words.empty()) return false;
-    const size_t operands = words.size() - 1;
-    const Form* const form = find_form(words[0], operands);
-    why = "unknown verb " + words[0];
-    if (form == nullptr) return false;
-    if (help) {
-        command.help = form->help;
-        return true;
-    }
-    command.verb = form->verb;
-    why = words[0] + " takes other operands, see tsport " + words[0] + " --help";
-    if (operands < form->least || operands > std::char_traits<char>::length(form->operands)) return false;
-    for (size_t i = 0; i < operands; ++i) {
-        if (!take_operand(form->operands[i], words[i + 1], command, why)) return false;
-    }
-    return true;
+bool fits_together(const Command& command, std::string& why) {
+    why = "--library goes with --store";
+    if (!command.library.empty() && command.store.empty()) return false;
+    why = "--store and --server exclude each other";
+    return command.store.empty() || command.servers.empty();
 }
 
 }  // namespace
 
-bool parse_arguments(const std::vector<std::string>& arguments, Command& command, std::string& why) {
-    std::vector<std::string> words;
-    bool help = false;
-    if (!take_options(arguments, command, words, help, why)) return false;
-    if (help && words.empty()) {
-        command.help = general_help;
+Options common_options(Command& command) {
+    return {
+        command_line::flag("--json", command.json),
+        command_line::text("--store", "FILE", command.store),
+        command_line::text("--library", "PATH", command.library),
+        command_line::number("--wait", 0, 3600, command.wait_seconds),
+        {"--server", "NAME", [&command](const std::string& name) { return add_server(name, command.servers); }},
+        {"--servers", "FILE", [&command](const std::string& path) { return add_servers_of(path, command.servers); }},
+    };
+}
+
+bool parse_arguments(const Words& words, Arguments& arguments, std::string& why) {
+    Command& command = arguments.command;
+    command.json = std::find(words.begin(), words.end(), "--json") != words.end();
+    Command nowhere;
+    const Options options = all_options(nowhere);
+    Line line;
+    if (!command_line::split(words, options, line, why)) return false;
+    const bool topic = line.words.size() > 1 && line.words[0] == "help";
+    if (line.version) {
+        arguments.text = std::string("tsport ") + command_line::version() + "\n";
         return true;
     }
-    if (!take_words(words, command, help, why)) return false;
-    why = "--dry-run belongs to import";
-    if (command.dry_run && command.verb != Verb::import_ports) return false;
-    why = "--library goes with --store";
-    return command.library.empty() || !command.store.empty();
+    if (line.words == Words{"help"} || (line.help && line.words.empty())) {
+        arguments.text = general_help();
+        return true;
+    }
+    why = "no verb given";
+    if (line.words.empty() || !take_verb(line.words[topic ? 1 : 0], command, why)) return false;
+    if (line.help || topic) {
+        arguments.text = command.verb->help;
+        return true;
+    }
+    if (!take_options(line, command, why)) return false;
+    why = command.verb->take(Words(line.words.begin() + 1, line.words.end()), command);
+    if (why == "operands") {
+        why = std::string(command.verb->name) + " takes " +
+              (*command.verb->operands != 0 ? command.verb->operands : "no operands") + "; see tsport " +
+              command.verb->name + " --help";
+    }
+    return why.empty() && fits_together(command, why);
 }
 
 }  // namespace tsport

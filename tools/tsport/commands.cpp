@@ -5,21 +5,21 @@
 namespace tsport {
 namespace {
 
-DWORD send_config(Channel& channel, LPCWSTR command, const Port& port, bool administrator) {
+DWORD send_config(const Spooler& spooler, LPCWSTR command, const Port& port, bool administrator) {
     const tsmon::PortConfig config = to_config(port);
-    Channel::Message message{command, Text()};
+    Spooler::Message message{command, Text()};
     message.administrator = administrator;
     message.input = &config;
     message.input_size = sizeof config;
-    return channel.send(message);
+    return spooler.send(message);
 }
 
-DWORD send_name(Channel& channel, LPCWSTR command, const Text& name, bool administrator) {
-    Channel::Message message{command, Text()};
+DWORD send_name(const Spooler& spooler, LPCWSTR command, const Text& name, bool administrator) {
+    Spooler::Message message{command, Text()};
     message.administrator = administrator;
     message.input = name.c_str();
     message.input_size = static_cast<DWORD>((name.size() + 1) * sizeof(WCHAR));
-    return channel.send(message);
+    return spooler.send(message);
 }
 
 // A command whose answer "no" is a code of its own.
@@ -30,53 +30,60 @@ DWORD answer_of(DWORD code, DWORD yes, DWORD no, bool& answer) {
 
 }  // namespace
 
-DWORD read_port(Channel& channel, const Text& name, Port& port) {
-    tsmon::PortConfig config = {};
-    Channel::Message message{W("TSGetConfigInfo"), name};
-    message.output = &config;
-    message.output_size = sizeof config;
-    const DWORD code = channel.send(message);
-    if (code == ERROR_SUCCESS) port = from_config(config);
-    return code;
-}
-
-DWORD read_ports(Channel& channel, std::vector<Port>& ports) {
-    std::vector<Text> names;
-    DWORD code = channel.list(names);
-    for (size_t i = 0; i < names.size() && code == ERROR_SUCCESS; ++i) {
-        Port port;
-        code = read_port(channel, names[i], port);
-        if (code == ERROR_SUCCESS) {
-            ports.push_back(port);
-        } else {
-            std::vector<Text> now;
-            const DWORD listed = channel.list(now);
-            const bool gone = listed == ERROR_SUCCESS && std::find(now.begin(), now.end(), names[i]) == now.end();
-            if (gone) code = ERROR_SUCCESS;
-        }
+DWORD list_names(const Spooler& spooler, std::vector<Text>& names) {
+    std::vector<SpoolerPort> ports;
+    const DWORD code = spooler.ports(ports);
+    for (const SpoolerPort& port : ports) {
+        if (same_name(port.monitor, monitor_name)) names.push_back(port.name);
     }
     return code;
 }
 
-DWORD add_port(Channel& channel, const Port& port) {
-    return send_config(channel, W("TSAddPort"), port, true);
+DWORD read_port(const Spooler& spooler, const Text& name, Port& port) {
+    tsmon::PortConfig config = {};
+    Spooler::Message message{W("TSGetConfigInfo"), name};
+    message.output = &config;
+    message.output_size = sizeof config;
+    const DWORD code = spooler.send(message);
+    if (code == ERROR_SUCCESS) port = from_config(config);
+    return code;
 }
 
-DWORD set_port(Channel& channel, const Port& port) {
-    return send_config(channel, W("TSConfigPort"), port, true);
+DWORD read_ports(const Spooler& spooler, const std::vector<Text>& names, std::vector<Port>& ports) {
+    for (const Text& name : names) {
+        Port port;
+        const DWORD code = read_port(spooler, name, port);
+        if (code == ERROR_SUCCESS) {
+            ports.push_back(port);
+            continue;
+        }
+        std::vector<Text> now;
+        const DWORD listed = list_names(spooler, now);
+        const bool gone = listed == ERROR_SUCCESS && std::find(now.begin(), now.end(), name) == now.end();
+        if (!gone) return code;
+    }
+    return ERROR_SUCCESS;
 }
 
-DWORD delete_port(Channel& channel, const Text& name) {
-    return send_name(channel, W("TSDeletePort"), name, true);
+DWORD add_port(const Spooler& spooler, const Port& port) {
+    return send_config(spooler, W("TSAddPort"), port, true);
 }
 
-DWORD ask_whether_exists(Channel& channel, const Text& name, bool& exists) {
-    const DWORD code = send_name(channel, W("TSPortExists"), name, false);
+DWORD set_port(const Spooler& spooler, const Port& port) {
+    return send_config(spooler, W("TSConfigPort"), port, true);
+}
+
+DWORD delete_port(const Spooler& spooler, const Text& name) {
+    return send_name(spooler, W("TSDeletePort"), name, true);
+}
+
+DWORD ask_whether_exists(const Spooler& spooler, const Text& name, bool& exists) {
+    const DWORD code = send_name(spooler, W("TSPortExists"), name, false);
     return answer_of(code, ERROR_ALREADY_EXISTS, ERROR_SUCCESS, exists);
 }
 
-DWORD ask_whether_reachable(Channel& channel, const Port& port, bool& reachable) {
-    const DWORD code = send_config(channel, W("TSPortIsValid"), port, false);
+DWORD ask_whether_reachable(const Spooler& spooler, const Port& port, bool& reachable) {
+    const DWORD code = send_config(spooler, W("TSPortIsValid"), port, false);
     return answer_of(code, ERROR_SUCCESS, ERROR_INVALID_FUNCTION, reachable);
 }
 

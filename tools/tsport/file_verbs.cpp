@@ -1,8 +1,10 @@
 // export, import and diff: the monitor's ports against those of a file.
+#include <filesystem>
+#include <iterator>
+#include <set>
+
 #include "tools/tsport/answer.h"
 #include "tools/tsport/commands.h"
-#include "tools/tsport/output.h"
-#include "tools/tsport/ports_file.h"
 
 namespace tsport {
 namespace {
@@ -24,32 +26,45 @@ struct Differences {
 
 Differences compare(const std::vector<Port>& here, const std::vector<Port>& file) {
     Differences differences;
+    const PortIndex known = index_of(here);
+    const PortIndex wanted = index_of(file);
     for (const Port& port : file) {
-        const Port* const known = find_port(here, port.name);
-        if (known == nullptr) {
+        const auto found = known.find(port.name);
+        if (found == known.end()) {
             differences.only_in_file.push_back(port);
-        } else if (same_printer(*known, port)) {
+        } else if (same_printer(*found->second, port)) {
             ++differences.same;
         } else {
             Port after = port;
-            after.name = known->name;
-            differences.changed.push_back({*known, after});
+            after.name = found->second->name;
+            differences.changed.push_back({*found->second, after});
         }
     }
     for (const Port& port : here) {
-        if (find_port(file, port.name) == nullptr) differences.only_here.push_back(port);
+        if (wanted.count(port.name) == 0) differences.only_here.push_back(port);
     }
     return differences;
 }
 
-// False when the verb has been answered.
-bool read_both(const Task& task, std::vector<Port>& here, std::vector<Port>& file) {
+// The port file that the command names, "-" for standard input; false when the verb has been answered.
+bool read_file_of(const Task& task, PortsFile& file) {
+    const Command& command = task.command;
     std::string why;
-    if (!read_ports_file(task.command.file, file, why)) {
-        task.fail(bad_usage, why);
-        return false;
+    bool good = false;
+    if (command.file == "-") {
+        const std::string bytes(std::istreambuf_iterator<char>(task.console.input), {});
+        file.csv = command.csv;
+        good = parse_ports(bytes, "standard input", file, why);
+    } else {
+        good = read_ports_file(command.file, command.csv || has_csv_name(command.file), file, why);
     }
-    return !task.failed(read_ports(task.channel, here), "show the ports");
+    if (!good) task.fail(bad_usage, why, "file");
+    return good;
+}
+
+bool read_here(const Task& task, std::vector<Port>& ports) {
+    std::vector<Text> names;
+    return !task.failed(list_names(task.spooler, names), "list the ports") && task.read(names, ports);
 }
 
 void add_row(Rows& rows, const char* what, const Port& port, const std::string& more = std::string()) {
@@ -76,86 +91,150 @@ std::string in_json(const std::vector<Change>& changes) {
 
 // Nothing is begun that the spooler would refuse half-way. False when the verb has been answered.
 bool names_are_free(const Task& task, const Differences& plan) {
+    std::vector<SpoolerPort> ports;
+    if (task.failed(task.spooler.ports(ports), "list the ports")) return false;
+    std::set<Text, NameOrder> taken;
+    for (const SpoolerPort& port : ports) taken.insert(port.name);
     for (const Port& port : plan.only_in_file) {
-        bool taken = false;
-        const DWORD code = ask_whether_exists(task.channel, port.name, taken);
-        if (task.failed(code, "look for the port \"" + shown(port.name) + "\"")) return false;
-        if (!taken) continue;
-        task.fail(refused, "nothing was done: another monitor has a port \"" + shown(port.name) + "\"",
+        if (taken.count(port.name) == 0) continue;
+        task.fail(refused, "nothing was done: another monitor has a port " + named(port.name), "exists",
                   ERROR_ALREADY_EXISTS);
         return false;
     }
     return true;
 }
 
-bool apply(const Task& task, const Differences& plan) {
-    size_t finished = 0;
-    const auto succeeded = [&](DWORD code, const Port& port) {
-        const std::string count = " (" + std::to_string(finished++) + " of " + std::to_string(plan.to_do()) + " done)";
-        return !task.failed(code, "take the port \"" + shown(port.name) + "\"" + count);
-    };
-    bool good = true;
-    for (const Port& port : plan.only_in_file) good = good && succeeded(add_port(task.channel, port), port);
-    for (const Change& change : plan.changed) {
-        good = good && succeeded(set_port(task.channel, change.after), change.after);
+// What a new port or a new printer of one should not have, with its line.
+bool plan_is_sound(const Task& task, const Differences& plan, const PortsFile& file) {
+    std::map<Text, size_t, NameOrder> lines;
+    for (const Entry& entry : file.entries) {
+        if (entry.is_port) lines.emplace(entry.port.name, entry.line);
     }
-    return task.kept() && good;
+    std::string words;
+    const auto note = [&](const Port& port, const std::string& why) {
+        if (why.empty()) return;
+        words += (words.empty() ? "" : "\n") + task.command.file + ":" + std::to_string(lines[port.name]) + ": " + why;
+    };
+    for (const Port& port : plan.only_in_file) {
+        note(port, new_name_fault(port.name));
+        note(port, new_address_fault(port.address));
+    }
+    for (const Change& change : plan.changed) note(change.after, new_address_fault(change.after.address));
+    if (!words.empty()) task.fail(bad_usage, words, "file");
+    return words.empty();
 }
 
-std::string plan_in_words(const Differences& plan, bool dry_run) {
-    Rows rows;
-    for (const Port& port : plan.only_in_file) add_row(rows, dry_run ? "would add" : "added", port);
+// All at once.
+bool put_into_store(const Task& task, const Differences& plan) {
+    std::vector<Port> ports = plan.only_in_file;
+    for (const Change& change : plan.changed) ports.push_back(change.after);
+    std::string why;
+    if (task.hosted->put(ports, why)) return task.kept();
+    task.fail(refused, why, "store");
+    return false;
+}
+
+bool apply(const Task& task, const Differences& plan) {
+    if (task.hosted != nullptr) return put_into_store(task, plan);
+    const auto progress = task.progress(plan.to_do(), "done");
+    size_t finished = 0;
+    const auto succeeded = [&](DWORD code, const Port& port) {
+        const std::string count = " (" + std::to_string(finished) + " of " + std::to_string(plan.to_do()) + " done)";
+        progress->show(++finished);
+        return !task.failed(code, "take the port " + named(port.name) + count);
+    };
+    bool good = true;
+    for (const Port& port : plan.only_in_file) good = good && succeeded(add_port(task.spooler, port), port);
     for (const Change& change : plan.changed) {
-        add_row(rows, dry_run ? "would change" : "changed", change.after, printer_before(change));
+        good = good && succeeded(set_port(task.spooler, change.after), change.after);
     }
-    return in_columns(rows) + std::to_string(plan.only_in_file.size()) + (dry_run ? " to add, " : " added, ") +
-           std::to_string(plan.changed.size()) + (dry_run ? " to change, " : " changed, ") + std::to_string(plan.same) +
-           " left alone";
+    return good;
+}
+
+void show_plan(const Task& task, const Differences& plan) {
+    const bool dry_run = task.command.dry_run;
+    Reply& reply = task.reply;
+    for (const Port& port : plan.only_in_file) add_row(reply.rows, dry_run ? "would add" : "added", port);
+    for (const Change& change : plan.changed) {
+        add_row(reply.rows, dry_run ? "would change" : "changed", change.after, printer_before(change));
+    }
+    reply.summary = std::to_string(plan.only_in_file.size()) + (dry_run ? " to add, " : " added, ") +
+                    std::to_string(plan.changed.size()) + (dry_run ? " to change, " : " changed, ") +
+                    std::to_string(plan.same) + " left alone";
+    reply.objects = {std::string("{\"dry_run\": ") + (dry_run ? "true" : "false") +
+                     ", \"added\": " + tsport::in_json(plan.only_in_file) + ", \"changed\": " + in_json(plan.changed) +
+                     ", \"left_alone\": " + std::to_string(plan.same) + "}"};
+}
+
+// What the file holds now, so that its comments, order and encoding stay; false when the verb has been answered.
+bool read_former_export(const Task& task, PortsFile& file) {
+    std::error_code error;
+    const std::string& path = task.command.file;
+    if (task.command.force || path == "-" || !is_file(path) ||
+        !std::filesystem::exists(host::path_of(path), error)) {
+        return true;
+    }
+    std::string why;
+    if (read_ports_file(path, file.csv, file, why)) return true;
+    task.fail(bad_usage, "nothing was written: " + path + " is there and holds no ports, or not only ports:\n" + why +
+                             "\nName another file, or replace this one with --force", "file");
+    return false;
 }
 
 }  // namespace
 
 void export_ports(const Task& task) {
+    const std::string& path = task.command.file;
+    PortsFile file;
+    file.csv = task.command.csv || has_csv_name(path);
+    std::vector<Text> names;
+    std::vector<Text> missing;
     std::vector<Port> ports;
     std::string why;
-    if (task.failed(read_ports(task.channel, ports), "show the ports")) return;
-    if (!write_ports_file(task.command.file, ports, why)) {
-        task.fail(bad_usage, why);
-        return;
+    if (task.failed(list_names(task.spooler, names), "list the ports")) return;
+    names = select_names(names, task.command.names, missing);
+    if (!missing.empty()) return task.fail(not_there, "there is no port " + named(missing[0]), "no-port");
+    if (!task.read(names, ports)) return;
+    if (!read_former_export(task, file)) return;
+    const std::string text = format_ports(file, ports);
+    // What else there is to say stays out of the data's way.
+    task.reply.has_data = path == "-" || !is_file(path);
+    if (path == "-") {
+        task.reply.data = text;
+    } else if (!write_file(path, text, why)) {
+        return task.fail(bad_usage, why, "file");
     }
     const std::string count = std::to_string(ports.size());
-    task.say(count + (ports.size() == 1 ? " port" : " ports") + " written to " + task.command.file,
+    task.say(count + (ports.size() == 1 ? " port" : " ports") + " written to " +
+                 (path == "-" ? "standard output" : path),
              "{\"exported\": " + count + "}");
 }
 
 void import_ports(const Task& task) {
     std::vector<Port> here;
-    std::vector<Port> file;
-    if (!read_both(task, here, file)) return;
-    const Differences plan = compare(here, file);
-    if (!names_are_free(task, plan)) return;
-    const bool dry_run = task.command.dry_run;
-    if (!dry_run && plan.to_do() != 0 && !apply(task, plan)) return;
-    task.say(plan_in_words(plan, dry_run), std::string("{\"dry_run\": ") + (dry_run ? "true" : "false") +
-                                               ", \"added\": " + tsport::in_json(plan.only_in_file) +
-                                               ", \"changed\": " + in_json(plan.changed) +
-                                               ", \"left_alone\": " + std::to_string(plan.same) + "}");
+    PortsFile file;
+    if (!read_file_of(task, file) || !read_here(task, here)) return;
+    const Differences plan = compare(here, file.ports());
+    if (!plan_is_sound(task, plan, file) || !names_are_free(task, plan)) return;
+    if (task.command.dry_run || plan.to_do() == 0 || apply(task, plan)) show_plan(task, plan);
 }
 
 void diff_ports(const Task& task) {
     std::vector<Port> here;
-    std::vector<Port> file;
-    if (!read_both(task, here, file)) return;
-    const Differences found = compare(here, file);
-    Rows rows;
-    for (const Port& port : found.only_in_file) add_row(rows, "only in file", port);
-    for (const Port& port : found.only_here) add_row(rows, "only here", port);
-    for (const Change& change : found.changed) add_row(rows, "differs", change.after, printer_before(change));
-    std::string words = found.any() ? in_columns(rows) : "no differences\n";
-    words.pop_back();
-    task.answer.status = found.any() ? not_there : done;
-    task.say(words, "{\"only_in_file\": " + tsport::in_json(found.only_in_file) + ", \"only_here\": " +
-                        tsport::in_json(found.only_here) + ", \"differ\": " + in_json(found.changed) + "}");
+    PortsFile file;
+    if (!read_file_of(task, file) || !read_here(task, here)) return;
+    const Differences found = compare(here, file.ports());
+    Reply& reply = task.reply;
+    for (const Port& port : found.only_in_file) add_row(reply.rows, "only in file", port);
+    for (const Port& port : found.only_here) add_row(reply.rows, "only here", port);
+    for (const Change& change : found.changed) {
+        add_row(reply.rows, "differs", change.after, printer_before(change));
+    }
+    if (!found.any()) reply.summary = "no differences";
+    reply.status = found.any() ? not_there : done;
+    reply.objects = {"{\"only_in_file\": " + tsport::in_json(found.only_in_file) +
+                     ", \"only_here\": " + tsport::in_json(found.only_here) +
+                     ", \"differ\": " + in_json(found.changed) + "}"};
 }
 
 }  // namespace tsport

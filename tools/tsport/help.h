@@ -1,9 +1,13 @@
 // What --help prints.
 #pragma once
 
+#include <string>
+
 namespace tsport {
 
-extern const char general_help[];
+std::string general_help();
+
+// Of each verb.
 extern const char list_help[];
 extern const char show_help[];
 extern const char add_help[];
@@ -14,5 +18,6 @@ extern const char exists_help[];
 extern const char export_help[];
 extern const char import_help[];
 extern const char diff_help[];
+extern const char completion_help[];
 
 }  // namespace tsport

@@ -1,12 +1,13 @@
 // Manages the monitor's ports from the command line.
 #include <cstdio>
 
-#include "tools/tsport/platform.h"
-#include "tools/tsport/verbs.h"
+#include "tools/host/platform.h"
+#include "tools/tsport/run.h"
 
 int main(int count, char** arguments) {
-    const tsport::Utf8Console console;
-    const tsport::Answer answer = tsport::run(tsport::program_arguments(count, arguments));
+    const host::Utf8Console utf8;
+    const tsport::Console console{std::cin, host::is_terminal(stderr) ? stderr : nullptr};
+    const tsport::Answer answer = tsport::run(host::program_arguments(count, arguments), console);
     std::fputs(answer.out.c_str(), stdout);
     std::fputs(answer.err.c_str(), stderr);
     return std::fflush(stdout) == 0 ? answer.status : static_cast<int>(tsport::refused);

@@ -79,7 +79,7 @@ std::string in_columns(const Rows& rows) {
     std::vector<size_t> widths;
     for (const auto& row : rows) {
         widths.resize(std::max(widths.size(), row.size()));
-        for (size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], width_of(row[i]));
+        for (size_t i = 0; i + 1 < row.size(); ++i) widths[i] = std::max(widths[i], width_of(row[i]));
     }
     std::string text;
     for (const auto& row : rows) {

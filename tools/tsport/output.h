@@ -13,7 +13,7 @@ std::string quoted(const Text& text);
 // For people: as it is, but for characters that a terminal would obey.
 std::string shown(const Text& text);
 
-// Lines of cells, each column as wide as its widest cell.
+// Lines of cells, each column as wide as its widest cell that another one follows.
 using Rows = std::vector<std::vector<std::string>>;
 std::string in_columns(const Rows& rows);
 

@@ -1,6 +1,7 @@
 // A port as administrators know it.
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -20,16 +21,33 @@ struct Port {
 constexpr DWORD default_number = 9100;
 constexpr DWORD largest_number = 65535;
 
-// What is wrong with it; empty when a port can have it.
+// What is wrong with it, and what to type instead; empty when nothing is.
+// What no port can have ...
 std::string name_fault(const Text& name);
 std::string address_fault(const Text& address);
+// ... and what a port should not be given, although one that is there may have it.
+std::string new_name_fault(const Text& name);
+std::string new_address_fault(const Text& address);
 
 // Letter case ignored, as the monitor does.
 bool same_name(const Text& left, const Text& right);
+struct NameOrder {
+    bool operator()(const Text& left, const Text& right) const;
+};
+// Ports by their names. The ports have to outlive it and stay in their places.
+using PortIndex = std::map<Text, const Port*, NameOrder>;
+PortIndex index_of(const std::vector<Port>& ports);
+
+// "*" stands for any characters, "?" for one.
+bool is_pattern(const Text& text);
+bool matches(const Text& pattern, const Text& name);
+// The names that are asked for, in the order of `names`: each pattern names a port itself or, with wildcards, several.
+// Those that name none are added to `missing`. No pattern means all.
+std::vector<Text> select_names(const std::vector<Text>& names, const std::vector<Text>& patterns,
+                               std::vector<Text>& missing);
+
 // The same printer; names do not count.
 bool same_printer(const Port& left, const Port& right);
-// Null when there is none.
-const Port* find_port(const std::vector<Port>& ports, const Text& name);
 
 // The record that the monitor exchanges. The port has no fault.
 tsmon::PortConfig to_config(const Port& port);

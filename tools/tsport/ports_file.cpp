@@ -1,16 +1,14 @@
 #include "tools/tsport/ports_file.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
+#include <set>
 
+#include "tools/tsport/csv.h"
+#include "tools/tsport/file.h"
 #include "tools/tsport/output.h"
 
 namespace tsport {
 namespace {
-
-namespace fs = std::filesystem;
 
 // -- Writing ---------------------------------------------------------------------------------------------------------
 
@@ -24,12 +22,58 @@ std::string written(const Text& address) {
     return plain ? host::to_utf8(address) : quoted(address);
 }
 
-std::string text_of(const std::vector<Port>& ports) {
-    Rows rows = {{"# name", "address", "port"}};
-    for (const Port& port : ports) {
-        rows.push_back({quoted(port.name), written(port.address), std::to_string(port.number)});
+const std::vector<std::string> head = {"# name", "address", "port"};
+
+// The line above the columns as this program writes it, however wide they were.
+bool is_head(const Entry& entry) {
+    std::string words;
+    for (const char c : host::to_utf8(entry.text)) {
+        if (c != ' ' || (!words.empty() && words.back() != ' ')) words += c;
     }
-    return in_columns(rows);
+    return words == "# name address port";
+}
+
+// The file's entries with these ports in place of its own.
+std::vector<Entry> updated(const std::vector<Entry>& entries, const std::vector<Port>& ports) {
+    const PortIndex wanted = index_of(ports);
+    std::set<const Port*> placed;
+    std::vector<Entry> result;
+    for (Entry entry : entries) {
+        if (entry.is_port) {
+            const auto found = wanted.find(entry.port.name);
+            if (found == wanted.end()) continue;
+            entry.port = *found->second;
+            placed.insert(found->second);
+        }
+        result.push_back(entry);
+    }
+    for (const Port& port : ports) {
+        Entry entry;
+        entry.is_port = true;
+        entry.port = port;
+        if (placed.count(&port) == 0) result.push_back(entry);
+    }
+    return result;
+}
+
+std::string format_lines(const std::vector<Entry>& entries) {
+    Rows rows;
+    for (const Entry& entry : entries) {
+        if (!entry.is_port) {
+            if (is_head(entry)) rows.push_back(head);
+            continue;
+        }
+        rows.push_back({quoted(entry.port.name), written(entry.port.address), std::to_string(entry.port.number)});
+        if (!entry.comment.empty()) rows.back().push_back(host::to_utf8(entry.comment));
+    }
+    const std::vector<Text> aligned = lines_of(host::to_text(in_columns(rows)));
+    std::string text;
+    size_t next = 0;
+    for (const Entry& entry : entries) {
+        const bool is_row = entry.is_port || is_head(entry);
+        text += host::to_utf8(is_row ? aligned[next++] : entry.text) + "\n";
+    }
+    return text;
 }
 
 // -- Reading ---------------------------------------------------------------------------------------------------------
@@ -47,22 +91,40 @@ class Line {
         while (at_ < text_.size() && is_blank(text_[at_])) ++at_;
         return at_ == text_.size() || text_[at_] == W('#');
     }
+    Text rest() const { return text_.substr(at_); }
+    // Where the last text began, or where it is wrong.
+    size_t column() const { return fault_ + 1; }
+
     // The next text; false with the reason when it is not well-formed.
     bool take(Text& value, std::string& why) {
         value.clear();
+        fault_ = at_;
         if (text_[at_] == W('"')) return take_quoted(value, why);
-        for (; at_ < text_.size() && !is_blank(text_[at_]); ++at_) value += text_[at_];
-        why = "a quote inside a text that does not begin with one";
-        return value.find(W('"')) == Text::npos;
+        const size_t begin = at_;
+        for (; at_ < text_.size() && !is_blank(text_[at_]); ++at_) {
+            fault_ = at_;
+            why = "a typographic quote; write \" instead";
+            if (is_typographic_quote(text_[at_])) return false;
+            why = "a quote inside a text that does not begin with one";
+            if (text_[at_] == W('"')) return false;
+            value += text_[at_];
+        }
+        fault_ = begin;
+        return true;
     }
 
   private:
     bool take_quoted(Text& value, std::string& why) {
+        const size_t begin = at_;
         for (++at_; at_ < text_.size(); ++at_) {
             if (text_[at_] == W('"')) {
+                fault_ = ++at_;
                 why = "no blank after a closing quote";
-                return ++at_ == text_.size() || is_blank(text_[at_]);
+                if (at_ < text_.size() && !is_blank(text_[at_])) return false;
+                fault_ = begin;
+                return true;
             }
+            fault_ = at_;
             if (text_[at_] != W('\\')) {
                 value += text_[at_];
             } else if (!take_escape(value)) {
@@ -70,6 +132,7 @@ class Line {
                 return false;
             }
         }
+        fault_ = begin;
         why = "the closing quote is missing";
         return false;
     }
@@ -99,83 +162,114 @@ class Line {
 
     const Text& text_;
     size_t at_ = 0;
+    size_t fault_ = 0;
 };
 
-// What is wrong with the line; empty when nothing is. `found` tells whether it holds a port.
-std::string parse_line(const std::string& utf8, Port& port, bool& found) {
-    const Text text = host::to_text(utf8);
-    if (host::to_utf8(text) != utf8) return "not UTF-8 text";
-    Line line(text);
-    found = !line.at_end();
-    if (!found) return std::string();
+// What is wrong with the line; empty when nothing is.
+std::string parse_line(Line& line, Entry& entry) {
     std::string why;
-    if (!line.take(port.name, why)) return why;
-    if (line.at_end()) return "the printer's address is missing";
-    if (!line.take(port.address, why)) return why;
-    if (line.at_end()) return "the port number is missing";
     Text number;
+    if (!line.take(entry.port.name, why)) return why;
+    if (!(why = name_fault(entry.port.name)).empty()) return why;
+    if (line.at_end()) return "the printer's address is missing";
+    if (!line.take(entry.port.address, why)) return why;
+    if (!(why = address_fault(entry.port.address)).empty()) return why;
+    if (line.at_end()) return "the port number is missing";
     if (!line.take(number, why)) return why;
+    if (!(why = parse_port_number(number, entry.port.number)).empty()) return why;
     if (!line.at_end()) return "more than name, address and port number";
-    if (!(why = name_fault(port.name)).empty()) return why;
-    if (!(why = address_fault(port.address)).empty()) return why;
-    std::uint64_t value = 0;
-    if (!host::parse_number(host::to_utf8(number), 1, largest_number, value)) {
-        return "the port number is not 1 to 65535: " + shown(number);
-    }
-    port.number = static_cast<DWORD>(value);
+    entry.comment = line.rest();
     return std::string();
 }
 
-void parse_ports(std::istream& in, const std::string& path, std::vector<Port>& ports, std::string& why) {
-    size_t count = 0;
-    for (std::string line; std::getline(in, line);) {
-        if (++count == 1 && line.rfind("\xEF\xBB\xBF", 0) == 0) line.erase(0, 3);
-        if (!line.empty() && line.back() == '\r') line.pop_back();
-        Port port;
-        bool found = false;
-        std::string fault = parse_line(line, port, found);
-        if (fault.empty() && found && find_port(ports, port.name) != nullptr) {
-            fault = "the port \"" + shown(port.name) + "\" is there already";
+void parse_lines(const Text& text, std::vector<Entry>& entries, std::vector<Fault>& faults) {
+    size_t number = 0;
+    for (const Text& content : lines_of(text)) {
+        Entry entry;
+        entry.line = ++number;
+        Line line(content);
+        if (line.at_end()) {
+            entry.text = content;
+        } else {
+            entry.is_port = true;
+            const std::string why = parse_line(line, entry);
+            if (!why.empty()) faults.push_back({number, line.column(), why});
         }
-        if (!fault.empty()) {
-            why += (why.empty() ? "" : "\n") + path + ":" + std::to_string(count) + ": " + fault;
-        } else if (found) {
-            ports.push_back(port);
-        }
+        entries.push_back(entry);
+    }
+}
+
+void find_doubles(const std::vector<Entry>& entries, std::vector<Fault>& faults) {
+    std::map<Text, size_t, NameOrder> seen;
+    for (const Entry& entry : entries) {
+        if (!entry.is_port || entry.port.name.empty()) continue;
+        const auto [place, is_new] = seen.emplace(entry.port.name, entry.line);
+        if (is_new) continue;
+        faults.push_back({entry.line, 1, "the port \"" + shown(entry.port.name) + "\" stands in line " +
+                                             std::to_string(place->second) + " already"});
     }
 }
 
 }  // namespace
 
-bool read_ports_file(const std::string& path, std::vector<Port>& ports, std::string& why) {
-    std::error_code error;
-    std::ifstream in(host::path_of(path), std::ios::binary);
-    if (!in || fs::is_directory(host::path_of(path), error)) {
-        why = path + " cannot be read";
-        return false;
+std::string parse_port_number(const Text& text, DWORD& number) {
+    std::uint64_t value = 0;
+    if (!host::parse_number(host::to_utf8(text), 1, largest_number, value)) {
+        return "the port number is not 1 to 65535: " + shown(text);
     }
-    why.clear();
-    std::vector<Port> read;
-    parse_ports(in, path, read, why);
-    if (in.bad()) why = path + " cannot be read to its end";
-    if (!why.empty()) return false;
-    ports = std::move(read);
-    return true;
+    number = static_cast<DWORD>(value);
+    return std::string();
 }
 
-bool write_ports_file(const std::string& path, const std::vector<Port>& ports, std::string& why) {
-    const std::string unfinished = path + ".new";
-    std::ofstream out(host::path_of(unfinished), std::ios::binary | std::ios::trunc);
-    out << text_of(ports);
-    out.close();
-    std::error_code error;
-    if (out) {
-        fs::rename(host::path_of(unfinished), host::path_of(path), error);
-        if (!error) return true;
+std::vector<Port> PortsFile::ports() const {
+    std::vector<Port> found;
+    for (const Entry& entry : entries) {
+        if (entry.is_port) found.push_back(entry.port);
     }
-    why = path + " cannot be written";
-    fs::remove(host::path_of(unfinished), error);
-    return false;
+    return found;
+}
+
+bool has_csv_name(const std::string& path) {
+    const size_t dot = path.rfind('.');
+    return dot != std::string::npos && same_name(host::to_text(path.substr(dot)), W(".csv"));
+}
+
+bool parse_ports(const std::string& bytes, const std::string& name, PortsFile& file, std::string& why) {
+    std::vector<Fault> faults(1);
+    Text text;
+    if (decode(bytes, file.encoding, text, faults[0])) {
+        faults.clear();
+        if (file.csv) {
+            parse_csv(text, file, faults);
+        } else {
+            parse_lines(text, file.entries, faults);
+        }
+        find_doubles(file.entries, faults);
+    }
+    std::stable_sort(faults.begin(), faults.end(),
+                     [](const Fault& left, const Fault& right) { return left.line < right.line; });
+    why.clear();
+    for (const Fault& fault : faults) {
+        why += (why.empty() ? "" : "\n") + name + ":" + std::to_string(fault.line) + ":" +
+               std::to_string(fault.column) + ": " + fault.why;
+    }
+    return faults.empty();
+}
+
+bool read_ports_file(const std::string& path, bool csv, PortsFile& file, std::string& why) {
+    std::string bytes;
+    file.csv = csv;
+    return read_file(path, bytes, why) && parse_ports(bytes, path, file, why);
+}
+
+std::string format_ports(const PortsFile& file, const std::vector<Port>& ports) {
+    std::vector<Entry> entries = file.entries;
+    if (file.csv) return encode(format_csv(updated(entries, ports), file.separator), file.encoding);
+    if (entries.empty()) {
+        entries.emplace_back();
+        entries.back().text = W("# name address port");
+    }
+    return encode(host::to_text(format_lines(updated(entries, ports))), file.encoding);
 }
 
 }  // namespace tsport

@@ -1,201 +1,151 @@
-#include "tools/tsport/verbs.h"
+// The table of verbs.
+#include <algorithm>
 
 #include "tools/tsport/answer.h"
-#include "tools/tsport/commands.h"
-#include "tools/tsport/output.h"
+#include "tools/tsport/help.h"
 
 namespace tsport {
-
-// -- Answers ---------------------------------------------------------------------------------------------------------
-
 namespace {
 
-void put_error(Answer& answer, bool json, Status status, const std::string& words, DWORD code) {
-    answer.status = status;
-    if (json) {
-        answer.err += "{\"error\": " + quoted(host::to_text(words)) + ", \"code\": " + std::to_string(code) + "}\n";
-    } else {
-        answer.err += "tsport: " + words + "\n";
+using command_line::flag;
+using command_line::number;
+using command_line::Options;
+using command_line::Words;
+
+const char wrong_operands[] = "operands";
+
+// -- Operands --------------------------------------------------------------------------------------------------------
+// Each returns what is wrong, or nothing.
+
+std::string take_text(const std::string& word, Text& text) {
+    text = host::to_text(word);
+    return host::to_utf8(text) == word ? std::string() : "not UTF-8 text: " + word;
+}
+
+std::string take_name(const std::string& word, Text& name) {
+    const std::string why = take_text(word, name);
+    return why.empty() ? name_fault(name) : why;
+}
+
+std::string take_names(const Words& words, size_t first, Command& command) {
+    std::string why;
+    for (size_t i = first; i < words.size() && why.empty(); ++i) {
+        command.names.emplace_back();
+        why = take_name(words[i], command.names.back());
     }
+    return why;
+}
+
+std::string take_printer(const std::string& host, const std::string* port, Command& command) {
+    std::string why = take_text(host, command.port.address);
+    if (why.empty()) why = address_fault(command.port.address);
+    if (why.empty()) why = new_address_fault(command.port.address);
+    if (!why.empty() || port == nullptr) return why;
+    std::uint64_t number = 0;
+    if (!host::parse_number(*port, 1, largest_number, number)) return "the port number is not 1 to 65535: " + *port;
+    command.port.number = static_cast<DWORD>(number);
+    command.number_given = true;
+    return std::string();
+}
+
+std::string no_operands(const Words& words, Command&) {
+    return words.empty() ? "" : wrong_operands;
+}
+
+std::string one_name(const Words& words, Command& command) {
+    return words.size() == 1 ? take_name(words[0], command.port.name) : wrong_operands;
+}
+
+std::string any_names(const Words& words, Command& command) {
+    return take_names(words, 0, command);
+}
+
+std::string some_names(const Words& words, Command& command) {
+    return words.empty() ? wrong_operands : take_names(words, 0, command);
+}
+
+std::string port_and_printer(const Words& words, Command& command) {
+    if (words.size() < 2 || words.size() > 3) return wrong_operands;
+    const std::string why = take_name(words[0], command.port.name);
+    return why.empty() ? take_printer(words[1], words.size() == 3 ? &words[2] : nullptr, command) : why;
+}
+
+std::string new_port(const Words& words, Command& command) {
+    const std::string why = port_and_printer(words, command);
+    return why.empty() ? new_name_fault(command.port.name) : why;
+}
+
+// Names of ports, or a host and a number.
+std::string names_or_printer(const Words& words, Command& command) {
+    if (command.all) return no_operands(words, command);
+    const bool is_number = words.size() == 2 && words[1].find_first_not_of("-0123456789") == std::string::npos;
+    if (is_number) return take_printer(words[0], &words[1], command);
+    return some_names(words, command);
+}
+
+std::string one_file(const Words& words, Command& command) {
+    if (words.size() != 1) return wrong_operands;
+    command.file = words[0];
+    return words[0].empty() ? "the file's name is empty" : "";
+}
+
+std::string file_and_names(const Words& words, Command& command) {
+    if (words.empty()) return wrong_operands;
+    command.file = words[0];
+    return words[0].empty() ? "the file's name is empty" : take_names(words, 1, command);
+}
+
+std::string one_shell(const Words& words, Command& command) {
+    if (words.size() != 1) return wrong_operands;
+    command.topic = words[0];
+    return words[0] == "bash" || words[0] == "powershell" ? "" : "there is completion for bash and for powershell";
+}
+
+Options no_options(Command&) {
+    return {};
 }
 
 }  // namespace
 
-void Task::fail(Status status, const std::string& words, DWORD code) const {
-    put_error(answer, command.json, status, words, code);
+const std::vector<Verb>& verbs() {
+    static const std::vector<Verb> table = {
+        {"list", "[NAME...]", "all ports, or these", list_help, Needs::reading, any_names,
+         [](Command& c) { return Options{flag("--names", c.names_only), flag("--csv", c.csv)}; }, list},
+        {"show", "NAME", "one port", show_help, Needs::reading, one_name, no_options, show},
+        {"add", "NAME HOST [PORT]", "a new port; PORT is 9100 when left out", add_help, Needs::changing, new_port,
+         no_options, add},
+        {"set", "NAME HOST [PORT]", "another printer for a port; PORT stays as it is when left out", set_help,
+         Needs::changing, port_and_printer, no_options, set},
+        {"delete", "NAME...", "removes ports", delete_help, Needs::changing, some_names,
+         [](Command& c) { return Options{flag("--force", c.force), flag("--dry-run", c.dry_run)}; }, remove},
+        {"test", "NAME... | HOST PORT | --all", "whether printers take a connection", test_help, Needs::reading,
+         names_or_printer,
+         [](Command& c) { return Options{flag("--all", c.all), number("--timeout", 1, 600, c.timeout_seconds)}; },
+         test},
+        {"exists", "NAME", "whether the spooler has a port of that name, of whatever kind", exists_help,
+         Needs::reading, one_name, no_options, exists},
+        {"export", "FILE [NAME...]", "writes ports into a file", export_help, Needs::reading, file_and_names,
+         [](Command& c) { return Options{flag("--csv", c.csv), flag("--force", c.force)}; }, export_ports},
+        {"import", "FILE", "adds and changes ports as the file says", import_help, Needs::changing, one_file,
+         [](Command& c) { return Options{flag("--csv", c.csv), flag("--dry-run", c.dry_run)}; }, import_ports},
+        {"diff", "FILE", "how the ports differ from the file", diff_help, Needs::reading, one_file,
+         [](Command& c) { return Options{flag("--csv", c.csv)}; }, diff_ports},
+        {"completion", "bash | powershell", "a script that completes command lines", completion_help, Needs::nothing,
+         one_shell, no_options, completion},
+    };
+    return table;
 }
 
-bool Task::failed(DWORD code, const std::string& deed) const {
-    if (code == ERROR_SUCCESS) return false;
-    std::string words = "the spooler refused to " + deed + ": " + host::error_in_words(code);
-    if (code == ERROR_ACCESS_DENIED) words += " (this takes an administrator)";
-    if (code == ERROR_ALREADY_EXISTS) words += " (the spooler has a port of that name)";
-    fail(refused, words, code);
-    return true;
+const Verb* find_verb(const std::string& name) {
+    const auto found =
+        std::find_if(verbs().begin(), verbs().end(), [&](const Verb& verb) { return verb.name == name; });
+    return found != verbs().end() ? &*found : nullptr;
 }
 
-bool Task::kept() const {
-    std::string why;
-    if (channel.keep(why)) return true;
-    fail(refused, why);
-    return false;
-}
-
-// -- Verbs -----------------------------------------------------------------------------------------------------------
-
-namespace {
-
-std::string named(const Text& name) {
-    return "\"" + shown(name) + "\"";
-}
-
-std::string printer_of(const Port& port) {
-    return shown(port.address) + " port " + std::to_string(port.number);
-}
-
-void no_such_port(const Task& task) {
-    task.fail(not_there, "there is no port " + named(task.command.port.name));
-}
-
-// The port that the command names, as the monitor has it; false when that has been answered.
-bool find_named(const Task& task, Port& port) {
-    std::vector<Text> names;
-    if (task.failed(task.channel.list(names), "list the ports")) return false;
-    for (const Text& name : names) {
-        if (!same_name(name, task.command.port.name)) continue;
-        return !task.failed(read_port(task.channel, name, port), "show the port " + named(name));
-    }
-    no_such_port(task);
-    return false;
-}
-
-void list(const Task& task) {
-    std::vector<Port> ports;
-    if (task.failed(read_ports(task.channel, ports), "show the ports")) return;
-    if (task.command.json) {
-        task.answer.out = in_json(ports) + "\n";
-        return;
-    }
-    Rows rows = {{"NAME", "ADDRESS", "PORT"}};
-    for (const Port& port : ports) rows.push_back(cells_of(port));
-    task.answer.out = ports.empty() ? "no ports\n" : in_columns(rows);
-}
-
-void show(const Task& task) {
-    Port port;
-    if (!find_named(task, port)) return;
-    const std::vector<std::string> cells = cells_of(port);
-    std::string words = in_columns({{"name", cells[0]}, {"address", cells[1]}, {"port", cells[2]}});
-    words.pop_back();
-    task.say(words, in_json(port));
-}
-
-void add(const Task& task) {
-    Port port = task.command.port;
-    if (!task.command.number_given) port.number = default_number;
-    if (task.failed(add_port(task.channel, port), "add the port " + named(port.name)) || !task.kept()) return;
-    task.say("added " + named(port.name) + ": " + printer_of(port), "{\"added\": " + in_json(port) + "}");
-}
-
-void set(const Task& task) {
-    Port before;
-    if (!find_named(task, before)) return;
-    Port port = before;
-    port.address = task.command.port.address;
-    if (task.command.number_given) port.number = task.command.port.number;
-    if (port.number == 0 || port.number > largest_number) {
-        task.fail(bad_usage,
-                  "the port's number, " + std::to_string(port.number) + ", is not 1 to 65535: give PORT too");
-        return;
-    }
-    if (task.failed(set_port(task.channel, port), "change the port " + named(port.name)) || !task.kept()) return;
-    task.say("changed " + named(port.name) + ": " + printer_of(port) + " (was " + printer_of(before) + ")",
-             "{\"changed\": " + in_json(port) + ", \"was\": " + in_json(before) + "}");
-}
-
-void remove(const Task& task) {
-    const Text& name = task.command.port.name;
-    const DWORD code = delete_port(task.channel, name);
-    if (code == ERROR_FILE_NOT_FOUND) {
-        no_such_port(task);
-        return;
-    }
-    if (task.failed(code, "delete the port " + named(name)) || !task.kept()) return;
-    task.say("deleted " + named(name), "{\"deleted\": " + quoted(name) + "}");
-}
-
-void test(const Task& task) {
-    Port port = task.command.port;
-    if (!task.command.number_given && !find_named(task, port)) return;
-    bool reachable = false;
-    if (task.failed(ask_whether_reachable(task.channel, port, reachable), "test " + printer_of(port))) return;
-    task.answer.status = reachable ? done : not_there;
-    task.say(printer_of(port) + (reachable ? " takes connections" : " cannot be reached"),
-             "{\"address\": " + tsport::quoted(port.address) + ", \"port\": " + std::to_string(port.number) +
-                 ", \"reachable\": " + (reachable ? "true" : "false") + "}");
-}
-
-void exists(const Task& task) {
-    const Text& name = task.command.port.name;
-    bool there = false;
-    if (task.failed(ask_whether_exists(task.channel, name, there), "look for the port " + named(name))) return;
-    task.answer.status = there ? done : not_there;
-    task.say(named(name) + (there ? " exists" : " does not exist"),
-             "{\"name\": " + quoted(name) + ", \"exists\": " + (there ? "true" : "false") + "}");
-}
-
-void do_verb(const Task& task) {
-    switch (task.command.verb) {
-        case Verb::list:
-            return list(task);
-        case Verb::show:
-            return show(task);
-        case Verb::add:
-            return add(task);
-        case Verb::set:
-            return set(task);
-        case Verb::remove:
-            return remove(task);
-        case Verb::test:
-            return test(task);
-        case Verb::exists:
-            return exists(task);
-        case Verb::export_ports:
-            return export_ports(task);
-        case Verb::import_ports:
-            return import_ports(task);
-        case Verb::diff:
-            return diff_ports(task);
-    }
-}
-
-std::unique_ptr<Channel> open_channel(const Command& command, std::string& why) {
-    if (command.store.empty()) return open_installed(why);
-    return open_hosted(command.library, command.store, why);
-}
-
-}  // namespace
-
-Answer run(const std::vector<std::string>& arguments) {
-    Command command;
-    Answer answer;
-    std::string why;
-    if (!parse_arguments(arguments, command, why)) {
-        put_error(answer, command.json, bad_usage, why, 0);
-        if (!command.json) answer.err += "Try tsport --help.\n";
-        return answer;
-    }
-    if (!command.help.empty()) {
-        answer.out = command.help;
-        return answer;
-    }
-    const std::unique_ptr<Channel> channel = open_channel(command, why);
-    if (channel == nullptr) {
-        put_error(answer, command.json, refused, why, 0);
-    } else {
-        do_verb({command, *channel, answer});
-    }
-    return answer;
+Words verb_names() {
+    Words names = {"help"};
+    for (const Verb& verb : verbs()) names.emplace_back(verb.name);
+    return names;
 }
 
 }  // namespace tsport

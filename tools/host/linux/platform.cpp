@@ -26,8 +26,15 @@ bool use_simulated_spooler(HMODULE) {
     return true;
 }
 
-bool stdout_is_terminal() {
-    return isatty(STDOUT_FILENO) == 1;
+std::vector<std::string> program_arguments(int count, char** arguments) {
+    return std::vector<std::string>(arguments + 1, arguments + count);
 }
+
+bool is_terminal(std::FILE* stream) {
+    return isatty(fileno(stream)) == 1;
+}
+
+Utf8Console::Utf8Console() : before_(0) {}
+Utf8Console::~Utf8Console() = default;
 
 }  // namespace host

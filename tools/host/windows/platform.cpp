@@ -1,6 +1,8 @@
 #include "tools/host/platform.h"
 
+#include <fcntl.h>
 #include <io.h>
+#include <shellapi.h>
 
 #include <filesystem>
 
@@ -28,8 +30,26 @@ bool use_simulated_spooler(HMODULE library) {
     return spooler_sim::redirect_calls_of(library != nullptr ? library : GetModuleHandleW(nullptr));
 }
 
-bool stdout_is_terminal() {
-    return _isatty(_fileno(stdout)) != 0;
+// The runtime's own arguments are in the machine's code page, which not every name can be written in.
+std::vector<std::string> program_arguments(int, char**) {
+    std::vector<std::string> texts;
+    int count = 0;
+    LPWSTR* const arguments = CommandLineToArgvW(GetCommandLineW(), &count);
+    for (int i = 1; arguments != nullptr && i < count; ++i) texts.push_back(to_utf8(arguments[i]));
+    LocalFree(arguments);
+    return texts;
+}
+
+bool is_terminal(std::FILE* stream) {
+    return _isatty(_fileno(stream)) != 0;
+}
+
+Utf8Console::Utf8Console() : before_(GetConsoleOutputCP()) {
+    SetConsoleOutputCP(CP_UTF8);
+    _setmode(_fileno(stdin), _O_BINARY);  // what is piped in may be UTF-16
+}
+Utf8Console::~Utf8Console() {
+    if (before_ != 0) SetConsoleOutputCP(before_);
 }
 
 }  // namespace host

@@ -1,6 +1,8 @@
 // The program, but for its surroundings.
 #pragma once
 
+#include <cstdio>
+#include <iostream>
 #include <string>
 #include <vector>
 
@@ -19,7 +21,13 @@ struct Answer {
     std::string err;  // ... and standard error
 };
 
+// What stands around the program.
+struct Console {
+    std::istream& input;                // read for the file "-"
+    std::FILE* progress = nullptr;      // a terminal; null: progress is not shown
+};
+
 // Runs the tool with these arguments, the program's name not among them.
-Answer run(const std::vector<std::string>& arguments);
+Answer run(const std::vector<std::string>& arguments, const Console& console = {std::cin});
 
 }  // namespace tsport

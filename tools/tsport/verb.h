@@ -1,0 +1,63 @@
+// The command line: a verb with its operands and options.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tools/command_line/options.h"
+#include "tools/tsport/port.h"
+
+namespace tsport {
+
+struct Task;
+struct Verb;
+
+// What was asked for. A verb looks at what its own operands and options fill.
+struct Command {
+    const Verb* verb = nullptr;
+    bool json = false;
+
+    // Where the ports are.
+    std::string store;
+    std::string library;
+    std::uint64_t wait_seconds = 10;
+    std::vector<Text> servers;  // none: this machine's
+
+    std::vector<Text> names;  // of ports, or patterns
+    Port port;
+    bool number_given = false;
+    std::string file;
+    std::string topic;  // of help, of completion
+
+    bool all = false;
+    bool csv = false;
+    bool dry_run = false;
+    bool force = false;
+    bool names_only = false;
+    std::uint64_t timeout_seconds = 5;
+};
+
+// What a verb needs of the monitor: nothing, or that it is installed (or hosted, over --store).
+enum class Needs { nothing, reading, changing };
+
+// One row of the table in verbs.cpp; help, completion and the nearest known word follow from it.
+struct Verb {
+    const char* name;
+    const char* operands;  // as the list of verbs shows them
+    const char* summary;
+    const char* help;  // the whole text of its --help
+    Needs needs;
+    // Takes the operands; what is wrong with them, or nothing. "operands" stands for their number or kind.
+    std::string (*take)(const command_line::Words& operands, Command& command);
+    command_line::Options (*options)(Command& command);  // its own, beside those of all verbs
+    void (*run)(const Task& task);
+};
+
+const std::vector<Verb>& verbs();
+const Verb* find_verb(const std::string& name);
+// Of all verbs: --json, --store, --server ...
+command_line::Options common_options(Command& command);
+// "export" and its like, whatever it takes.
+command_line::Words verb_names();
+
+}  // namespace tsport
