@@ -157,7 +157,7 @@ class Scene {
     void note_outcome(const host::Outcome& outcome) {
         // On Windows the host finds no marker in a folder whose name its code page does not hold; the log shows them
         // all.
-        const bool ended = outcome.result == host::Result::printed || outcome.result == host::Result::refused;
+        const bool ended = outcome.result != host::Result::failed && outcome.result != host::Result::not_started;
         transcript << "job " << outcome.job_id << ": " << (ended ? "ended" : outcome.words) << ", " << outcome.bytes
                    << " bytes, " << outcome.restarts << " restarts, error " << outcome.error << ", identity "
                    << (outcome.identity_kept ? "kept" : "lost") << ", commands" << numbers(outcome.job.commands)

@@ -30,7 +30,7 @@ void prepare_monitor(World& world) {
 // A document that ended well has brought one of these to the printer, whole; or nothing, if it may be thrown away.
 std::string check_document(World& world, const host::Outcome& outcome, const std::vector<std::string>& may_arrive,
                            bool may_be_dropped) {
-    const bool ended_well = outcome.result == host::Result::printed || outcome.result == host::Result::refused;
+    const bool ended_well = outcome.result != host::Result::failed && outcome.result != host::Result::not_started;
     const std::vector<std::string> arrived = world.arrived(ended_well && !may_be_dropped);
     if (!ended_well) return "";
     if (arrived.empty()) return may_be_dropped ? "" : "reported as printed, and nothing has arrived";

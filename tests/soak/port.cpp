@@ -170,14 +170,10 @@ Fate Port::judge(const Plan& plan, const host::Outcome& outcome, const Connectio
         const bool ended_well = arrived[i].end == peer::End::finished && arrived[i].bytes != 0;
         if (i + 1 < arrived.size() && ended_well) wrong = "restarted although the printer has lost nothing";
     }
-    if (outcome.result == Result::printed && plan.course != Course::not_approved &&
-        plan.course != Course::check_delete) {
-        return judge_printed(plan, outcome, arrived, wrong);
-    }
-    if (outcome.result == Result::printed || outcome.result == Result::refused) {
-        const bool as_planned = (outcome.result == Result::refused) == (plan.course == Course::not_approved) &&
-                                (plan.course == Course::not_approved || plan.course == Course::check_delete);
-        if (!as_planned) wrong = "its outcome is " + outcome.words;
+    if (outcome.result == Result::printed) return judge_printed(plan, outcome, arrived, wrong);
+    if (outcome.result == Result::refused || outcome.result == Result::dropped) {
+        const Course expected = outcome.result == Result::refused ? Course::not_approved : Course::check_delete;
+        if (plan.course != expected) wrong = "its outcome is " + outcome.words;
         if (!arrived.empty()) wrong = "refused, and yet connected";
         return Fate::refused;
     }

@@ -197,10 +197,9 @@ bool show_dropped(Stage& stage, const File& file) {
     const CheckedHardware checked(stage, "on startdoc DELETE");
     const host::Document document = stage.document(file.name, file.source);
     course.show_document(document);
-    host::Outcome outcome = stage.print(document);
+    const host::Outcome outcome = stage.print(document);
     course.show_nothing_arrived(stage.arrivals(false));
-    outcome.words = "dropped, although the spooler shows it as printed,";
-    course.show_outcome(outcome, host::Result::printed, sent_to_printer);
+    course.show_outcome(outcome, host::Result::dropped, sent_to_printer);
     return course.end();
 }
 

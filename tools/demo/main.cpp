@@ -5,7 +5,9 @@
 #include <functional>
 #include <vector>
 
+#include "tools/command_line/options.h"
 #include "tools/demo/courses.h"
+#include "tools/host/platform.h"
 
 namespace {
 
@@ -17,34 +19,17 @@ Without files all courses of a document are shown, one after the other: printed 
 of an open door, dropped by the helper program, with forced attributes, and with a printer that is lost in the middle.
 With files each of them is printed directly, and then the first one as a job that is not approved, which the monitor
 has to keep from the printer. Without a printer one inside this program, on loopback, takes them, and its bytes are
-compared with the document's; a real one cannot be lost at will, and what it got is for you to see. Exit status 0 only
-when everything is as it should be.
+compared with the document's; a real one cannot be lost at will, and what it got is for you to see.
+
+  --printer HOST:PORT  a real printer
+  --version            the version
+  -h, --help, /?       this text
+
+Exit status: 0 everything is as it should be, 1 something is not, 2 the line or a file is wrong, 3 the monitor cannot be
+started.
 )";
 
 constexpr std::uint64_t binary_size = 64 << 20;
-
-struct Options {
-    std::vector<std::string> files;
-    std::string printer;
-    bool help = false;
-};
-
-bool parse_options(int count, char** arguments, Options& options, std::string& why) {
-    for (int i = 1; i < count; ++i) {
-        const std::string argument = arguments[i];
-        if (argument == "--help") {
-            options.help = true;
-        } else if (argument == "--printer" && i + 1 < count) {
-            options.printer = arguments[++i];
-        } else if (argument.rfind("--", 0) == 0) {
-            why = "not understood: " + argument;
-            return false;
-        } else {
-            options.files.push_back(argument);
-        }
-    }
-    return true;
-}
 
 bool open_file(const std::string& path, demo::File& file, std::string& why) {
     file.name = host::utf8_of(host::path_of(path).filename());
@@ -70,17 +55,22 @@ bool show_all_courses(demo::Stage& stage, const demo::File& page) {
     return good;
 }
 
+struct Options {
+    command_line::Words files;
+    std::string printer;
+};
+
 int run(const Options& options, const std::string& install) {
     std::vector<demo::File> files(options.files.empty() ? 1 : options.files.size());
     demo::Stage stage;
     std::string why;
-    bool ready = true;
-    for (size_t i = 0; ready && i < files.size(); ++i) {
-        ready = open_file(options.files.empty() ? DEMO_PAGE : options.files[i], files[i], why);
+    bool readable = true;
+    for (size_t i = 0; readable && i < files.size(); ++i) {
+        readable = open_file(options.files.empty() ? DEMO_PAGE : options.files[i], files[i], why);
     }
-    if (!ready || !stage.open(install, options.printer, why)) {
+    if (!readable || !stage.open(install, options.printer, why)) {
         std::fprintf(stderr, "demo: %s\n", why.c_str());
-        return 1;
+        return readable ? 3 : 2;
     }
     std::printf("library  %s\nprinter  \"%s\" at %s%s\n", stage.library().c_str(), demo::printer_name,
                 stage.address().c_str(), stage.printer() != nullptr ? ", inside this program" : "");
@@ -93,18 +83,21 @@ int run(const Options& options, const std::string& install) {
 }  // namespace
 
 int main(int count, char** arguments) {
+    const host::Utf8Console utf8;
     Options options;
-    std::string why;
-    if (!parse_options(count, arguments, options, why)) {
-        std::fprintf(stderr, "demo: %s\n%s", why.c_str(), usage);
-        return 2;
-    }
-    if (options.help) {
-        std::fputs(usage, stdout);
-        return 0;
+    const command_line::Program program = {
+        "demo", usage, {command_line::text("--printer", "HOST:PORT", options.printer)}};
+    int status = 0;
+    const auto files = command_line::operands_of(program, host::program_arguments(count, arguments), status);
+    if (!files) return status;
+    options.files = *files;
+    std::string name;
+    DWORD port = 0;
+    if (!options.printer.empty() && !host::parse_host_port(options.printer, name, port)) {
+        return command_line::wrong_line(program, "--printer takes HOST:PORT, not \"" + options.printer + "\"");
     }
     const std::string install = host::make_temporary_folder();
-    const int status = run(options, install);
+    status = run(options, install);
     std::error_code error;
     if (!install.empty()) std::filesystem::remove_all(host::path_of(install), error);
     return status;

@@ -4,8 +4,8 @@
 #include <fstream>
 #include <iterator>
 
-#include "tools/demo/progress.h"
 #include "tools/host/platform.h"
+#include "tools/host/progress.h"
 #include "tools/host/records.h"
 
 namespace demo {
@@ -22,6 +22,15 @@ constexpr const char* telling_parts[] = {
 bool tells(const std::string& line) {
     return std::any_of(std::begin(telling_parts), std::end(telling_parts),
                        [&](const char* part) { return line.find(part) != std::string::npos; });
+}
+
+// "[####....]  50 %  1.0 MiB of 2.0 MiB  512.0 KiB/s"
+std::string bar_of(std::uint64_t done, std::uint64_t total, double seconds) {
+    constexpr std::uint64_t width = 40;
+    const auto filled = static_cast<size_t>(width * done / total);
+    return "  [" + std::string(filled, '#') + std::string(width - filled, '.') + "] " +
+           std::to_string(100 * done / total) + " %  " + host::size_in_words(done) + " of " +
+           host::size_in_words(total) + "  " + host::rate_in_words(done, seconds);
 }
 
 }  // namespace
@@ -68,7 +77,12 @@ host::Document Stage::document(const std::string& name, const host::Source& sour
 }
 
 host::Outcome Stage::print(host::Document document) {
-    Progress progress(document.source.size);
+    host::Progress::Options bar;
+    if (host::is_terminal(stdout)) bar.stream = stdout;
+    bar.total = document.source.size;
+    bar.line = [&](std::uint64_t done, double seconds) { return bar_of(done, document.source.size, seconds); };
+    bar.standstill = "the printer has taken nothing";
+    host::Progress progress(bar);
     document.progress = [&](std::uint64_t bytes) { progress.show(bytes); };
     return monitor_.print_document(document);
 }

@@ -5,6 +5,8 @@
 #include <map>
 #include <mutex>
 
+#include "tools/command_line/options.h"
+#include "tools/host/platform.h"
 #include "tools/host/text.h"
 #include "tools/peer/tcp_printer.h"
 
@@ -28,7 +30,8 @@ usage: fakeprinter [options]
   --close-delay MS   closes its side that much later
   --answer TEXT      sends TEXT back at the end of a document
   --refuse           holds the port and refuses every connection
-  --help             this text
+  --version          the version
+  -h, --help, /?     this text
 
 examples:
   fakeprinter --port 9100 --store /tmp/printed
@@ -36,6 +39,8 @@ examples:
   fakeprinter --port 9100 --slow 500000 --buffer 65536
 
 For every connection it prints how it ended, the bytes and their SHA-256.
+
+Exit status: 0 all connections that were asked for have come, 2 the line is wrong, 3 the address cannot be used.
 )";
 
 struct Options {
@@ -47,50 +52,27 @@ struct Options {
     std::uint64_t buffer = 0;
     std::uint64_t close_delay = 0;
     bool refuse = false;
-    bool help = false;
     peer::Behaviour behaviour;
 };
 
-bool take_switch(const std::string& name, Options& options) {
-    const std::map<std::string, bool*> switches = {
-        {"--never-close", &options.behaviour.never_close}, {"--refuse", &options.refuse}, {"--help", &options.help}};
-    const auto found = switches.find(name);
-    if (found != switches.end()) *found->second = true;
-    return found != switches.end();
-}
-
-bool take_value(const std::string& name, const std::string& value, Options& options) {
-    const std::map<std::string, std::string*> texts = {
-        {"--address", &options.address}, {"--store", &options.store}, {"--answer", &options.behaviour.answer}};
-    const std::map<std::string, std::uint64_t*> numbers = {{"--port", &options.port},
-                                                           {"--connections", &options.connections},
-                                                           {"--first", &options.first},
-                                                           {"--buffer", &options.buffer},
-                                                           {"--close-delay", &options.close_delay},
-                                                           {"--slow", &options.behaviour.bytes_per_second},
-                                                           {"--reset-after", &options.behaviour.reset_after},
-                                                           {"--close-after", &options.behaviour.close_after},
-                                                           {"--stall-after", &options.behaviour.stall_after}};
-    if (const auto text = texts.find(name); text != texts.end()) {
-        *text->second = value;
-        return true;
-    }
-    const auto number = numbers.find(name);
-    const std::uint64_t most = name == "--port" ? 65535 : 1ULL << 40;
-    return number != numbers.end() && host::parse_number(value, 0, most, *number->second);
-}
-
-bool parse_options(int count, char** arguments, Options& options, std::string& why) {
-    for (int i = 1; i < count; ++i) {
-        const std::string name = arguments[i];
-        if (take_switch(name, options)) continue;
-        why = "not understood: " + name + (i + 1 < count ? std::string(" ") + arguments[i + 1] : std::string());
-        if (i + 1 == count || !take_value(name, arguments[++i], options)) return false;
-    }
-    options.behaviour.keep_bytes = 0;
-    options.behaviour.receive_buffer = static_cast<int>(std::min<std::uint64_t>(options.buffer, 1 << 30));
-    options.behaviour.close_delay = std::chrono::milliseconds(options.close_delay);
-    return true;
+command_line::Options options_of(Options& options) {
+    using namespace command_line;
+    constexpr std::uint64_t most = 1ULL << 40;
+    peer::Behaviour& behaviour = options.behaviour;
+    return {number("--port", 0, 65535, options.port),
+            text("--address", "A", options.address),
+            text("--store", "DIR", options.store),
+            number("--connections", 0, most, options.connections),
+            number("--slow", 0, most, behaviour.bytes_per_second),
+            number("--buffer", 0, 1 << 30, options.buffer),
+            number("--reset-after", 0, most, behaviour.reset_after),
+            number("--close-after", 0, most, behaviour.close_after),
+            number("--stall-after", 0, most, behaviour.stall_after),
+            number("--first", 0, most, options.first),
+            flag("--never-close", behaviour.never_close),
+            number("--close-delay", 0, most, options.close_delay),
+            text("--answer", "TEXT", behaviour.answer),
+            flag("--refuse", options.refuse)};
 }
 
 // The files of connections that are under way.
@@ -102,7 +84,7 @@ struct Store {
     void open(size_t connection) {
         if (folder.empty() || files.count(connection) != 0) return;
         const std::string name = "connection-" + std::to_string(connection + 1) + ".bin";
-        files[connection].open(std::filesystem::path(folder) / name, std::ios::binary);
+        files[connection].open(host::path_of(folder) / name, std::ios::binary);
     }
     void append(size_t connection, const char* data, size_t size) {
         if (folder.empty()) return;
@@ -126,7 +108,7 @@ int run(const Options& options) {
     Store store;
     store.folder = options.store;
     std::error_code error;
-    if (!options.store.empty()) std::filesystem::create_directories(options.store, error);
+    if (!options.store.empty()) std::filesystem::create_directories(host::path_of(options.store), error);
     peer::TcpPrinter::Options setup;
     setup.address = options.address;
     setup.port = static_cast<std::uint16_t>(options.port);
@@ -136,7 +118,7 @@ int run(const Options& options) {
     peer::TcpPrinter printer(setup);
     if (error || !printer.error().empty()) {
         std::fprintf(stderr, "fakeprinter: %s\n", error ? error.message().c_str() : printer.error().c_str());
-        return 1;
+        return 3;
     }
     peer::Behaviour ordinary;
     ordinary.keep_bytes = 0;
@@ -155,15 +137,15 @@ int run(const Options& options) {
 }  // namespace
 
 int main(int count, char** arguments) {
+    const host::Utf8Console utf8;
     Options options;
-    std::string why;
-    if (!parse_options(count, arguments, options, why)) {
-        std::fprintf(stderr, "fakeprinter: %s\nTry fakeprinter --help.\n", why.c_str());
-        return 2;
-    }
-    if (options.help) {
-        std::fputs(usage, stdout);
-        return 0;
-    }
+    const command_line::Program program = {"fakeprinter", usage, options_of(options)};
+    int status = 0;
+    const auto operands = command_line::operands_of(program, host::program_arguments(count, arguments), status);
+    if (!operands) return status;
+    if (!operands->empty()) return command_line::wrong_line(program, "it takes no operands, but " + operands->front());
+    options.behaviour.keep_bytes = 0;
+    options.behaviour.receive_buffer = static_cast<int>(options.buffer);
+    options.behaviour.close_delay = std::chrono::milliseconds(options.close_delay);
     return run(options);
 }

@@ -7,6 +7,7 @@
 
 #include "tools/host/monitor_registry.h"
 #include "tools/host/platform.h"
+#include "winportmon/tsmon/tsmon.h"
 
 namespace host {
 namespace {
@@ -15,6 +16,12 @@ using InitializeFunction = MONITOR2*(WINAPI*)(PMONITORINIT, PHANDLE);
 
 LPWSTR writable(const Text& text) {
     return const_cast<LPWSTR>(text.c_str());
+}
+
+// Whether the helper program has ordered the document's job deleted. To the spooler such a job ends as if it had been
+// printed; only the port's own record tells.
+bool is_dropped(HANDLE port) {
+    return static_cast<const tsmon::PortEntry*>(port)->marked_for_deletion != 0;
 }
 
 // Takes all restarts that a job has been given so far.
@@ -35,6 +42,7 @@ std::string restarts_in_words(unsigned restarts) {
 struct MonitorHost::Course {
     std::string words;
     bool started = true;
+    bool dropped = false;
     bool ended() const { return words.empty(); }
 };
 
@@ -154,8 +162,9 @@ void MonitorHost::run_courses(const Document& document, Outcome& outcome) const 
         const Course course = run_course(document, outcome);
         const bool restart = restart_asked(document);
         if (course.ended() && !restart) {
-            outcome.result = Result::printed;
-            outcome.words = "printed" + restarts_in_words(outcome.restarts);
+            outcome.result = course.dropped ? Result::dropped : Result::printed;
+            outcome.words = (course.dropped ? "dropped" : "printed") + restarts_in_words(outcome.restarts);
+            if (course.dropped) outcome.words += ": the helper program ordered the job deleted";
             return;
         }
         if (!restart || outcome.restarts == document.most_restarts) {
@@ -178,6 +187,7 @@ MonitorHost::Course MonitorHost::run_course(const Document& document, Outcome& o
     Course course;
     if (start_document(port, document.printer, document.job_id, document.name)) {
         course = write_all(document, port, outcome);
+        course.dropped = is_dropped(port);
         if (!end_document(port) && course.ended()) {
             outcome.error = GetLastError();
             course.words = "the monitor could not end the document";

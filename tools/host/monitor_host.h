@@ -33,6 +33,7 @@ struct Document {
 enum class Result {
     printed,
     refused,      // taken and thrown away by the monitor, because the job was not approved
+    dropped,      // taken and thrown away by the monitor, because the helper program ordered the job deleted
     not_started,  // OpenPort or StartDocPort failed
     failed,       // the document was begun and did not come to its end
 };

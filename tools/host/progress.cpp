@@ -24,9 +24,19 @@ Progress::~Progress() {
 
 void Progress::show(std::uint64_t done) {
     const std::lock_guard lock(mutex_);
-    if (done <= done_) return;
+    if (done == done_) return;
     done_ = done;
     moved_ = Clock::now();
+}
+
+void Progress::print(const std::string& line, std::FILE* stream) {
+    const std::lock_guard lock(mutex_);
+    if (shown_) {
+        std::fputs("\r\033[K", options_.stream);
+        std::fflush(options_.stream);
+    }
+    std::fprintf(stream, "%s\n", line.c_str());
+    std::fflush(stream);
 }
 
 void Progress::run() {

@@ -33,6 +33,8 @@ class Progress {
     Progress& operator=(const Progress&) = delete;
 
     void show(std::uint64_t done);
+    // A line that stays, on a stream that may be the same terminal.
+    void print(const std::string& line, std::FILE* stream);
 
   private:
     void run();

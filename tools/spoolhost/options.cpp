@@ -1,8 +1,6 @@
 #include "tools/spoolhost/options.h"
-
-#include <cstring>
-
 namespace spoolhost {
+namespace {
 
 const char usage[] = R"(spoolhost - prints files through the port monitor, as the print spooler would
 
@@ -18,91 +16,51 @@ usage: spoolhost --printer HOST:PORT [options] FILE...
   --base DIR            the install folder to use and to keep (default: a temporary one)
   --not-approved        marks every job as not approved; none may reach the printer
   --show-log            prints print-monitor.log at the end
-  --help                this text
+  --version             the version
+  -h, --help, /?        this text
 
 examples:
   spoolhost --printer 192.168.1.20:9100 invoice.ps
   spoolhost --printer localhost:9100 --ports 16 --jobs 100 --write-size 4096 label.prn
   spoolhost --printer localhost:9100 --conf Debug=on --base /tmp/monitor --show-log page.pcl
 
-Exit status: 0 when every job came to a good end, 1 when one did not, 2 when the line was not understood.
+On a terminal it shows how far the jobs have come, and which printer has taken nothing and since when. A job whose data
+the monitor has thrown away is "refused" when it was not approved, "dropped" when the helper program ordered it deleted.
+
+Exit status: 0 every job was printed (with --not-approved: refused), 1 one was not, 2 the line or a file is wrong, 3 the
+monitor cannot be started.
 )";
 
-namespace {
-
-struct Switch {
-    const char* name;
-    bool Options::*value;
-};
-constexpr Switch switches[] = {
-    {"--not-approved", &Options::not_approved}, {"--show-log", &Options::show_log}, {"--help", &Options::help}};
-
-struct Number {
-    const char* name;
-    std::uint64_t Options::*value;
-    std::uint64_t least;
-    std::uint64_t most;
-};
-constexpr Number numbers[] = {{"--ports", &Options::ports, 1, 1024},
-                              {"--jobs", &Options::jobs, 1, 1000000},
-                              {"--write-size", &Options::write_size, 1, 1 << 30},
-                              {"--restarts", &Options::restarts, 0, 1000}};
-
-bool take_value(const std::string& name, const std::string& value, Options& options, std::string& why) {
-    for (const Number& number : numbers) {
-        if (name != number.name) continue;
-        if (host::parse_number(value, number.least, number.most, options.*number.value)) return true;
-        why = name + " takes a number from " + std::to_string(number.least) + " to " + std::to_string(number.most);
-        return false;
+std::string add_printer(const std::string& value, Options& options) {
+    Printer printer;
+    if (!host::parse_host_port(value, printer.host, printer.port)) {
+        return "--printer takes HOST:PORT, not \"" + value + "\"";
     }
-    if (name == "--printer") {
-        Printer printer;
-        why = "--printer takes HOST:PORT, not \"" + value + "\"";
-        if (!host::parse_host_port(value, printer.host, printer.port)) return false;
-        options.printers.push_back(printer);
-    } else if (name == "--conf") {
-        why = "--conf takes KEY=VALUE";
-        if (value.find('=') == std::string::npos) return false;
-        options.conf.push_back(value);
-    } else if (name == "--library") {
-        options.library = value;
-    } else if (name == "--base") {
-        options.base = value;
-    } else {
-        why = "unknown option " + name;
-        return false;
-    }
-    return true;
+    options.printers.push_back(printer);
+    return std::string();
 }
 
-bool take_switch(const std::string& name, Options& options) {
-    for (const Switch& entry : switches) {
-        if (name != entry.name) continue;
-        options.*entry.value = true;
-        return true;
-    }
-    return false;
+std::string add_setting(const std::string& value, Options& options) {
+    options.conf.push_back(value);
+    return value.find('=') != std::string::npos ? "" : "--conf takes KEY=VALUE, not \"" + value + "\"";
 }
 
 }  // namespace
 
-bool parse_options(int count, char** arguments, Options& options, std::string& why) {
-    for (int i = 1; i < count; ++i) {
-        const std::string argument = arguments[i];
-        if (argument.rfind("--", 0) != 0) {
-            options.files.push_back(argument);
-            continue;
-        }
-        if (take_switch(argument, options)) continue;
-        if (i + 1 == count) {
-            why = "unknown option, or one without its value: " + argument;
-            return false;
-        }
-        if (!take_value(argument, arguments[++i], options, why)) return false;
-    }
-    if (options.help) return true;
-    why = options.printers.empty() ? "no --printer given" : "no file given";
-    return !options.printers.empty() && !options.files.empty();
+command_line::Program program_of(Options& options) {
+    using namespace command_line;
+    return {"spoolhost",
+            usage,
+            {{"--printer", "HOST:PORT", [&options](const std::string& value) { return add_printer(value, options); }},
+             text("--library", "PATH", options.library),
+             number("--ports", 1, 1024, options.ports),
+             number("--jobs", 1, 1000000, options.jobs),
+             number("--write-size", 1, 1 << 30, options.write_size),
+             number("--restarts", 0, 1000, options.restarts),
+             {"--conf", "KEY=VALUE", [&options](const std::string& value) { return add_setting(value, options); }},
+             text("--base", "DIR", options.base),
+             flag("--not-approved", options.not_approved),
+             flag("--show-log", options.show_log)}};
 }
 
 }  // namespace spoolhost

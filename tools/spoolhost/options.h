@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/command_line/options.h"
 #include "tools/host/text.h"
 
 namespace spoolhost {
@@ -25,13 +26,10 @@ struct Options {
     std::string base;
     bool not_approved = false;
     bool show_log = false;
-    bool help = false;
-    std::vector<std::string> files;
+    command_line::Words files;
 };
 
-extern const char usage[];
-
-// False with the reason when the line cannot be understood.
-bool parse_options(int count, char** arguments, Options& options, std::string& why);
+// Its options fill `options`, which has to outlive it; the operands are the files.
+command_line::Program program_of(Options& options);
 
 }  // namespace spoolhost
