@@ -1,147 +1,260 @@
-// The administrators' command line, with a library hosted over a ports file.
-#include <algorithm>
+// The administrators' command line: what it answers (tsport.txt, and the examples of README.md), and what a text cannot
+// show. Its library is a hosted one, over a file of ports or as the monitor of simulated servers.
+#include <ctime>
+#include <thread>
 
+#include "tests/support/child_process.h"
 #include "tests/support/print_server.h"
-#include "tools/tsport/verbs.h"
+#include "tools/tsport/file.h"
+#include "tools/tsport/run.h"
+#include "tools/tsport/store.h"
 
 namespace test {
 namespace {
 
+// -- Scripts ---------------------------------------------------------------------------------------------------------
+
+struct Step {
+    size_t line = 0;
+    Lines words;
+    std::string input;
+    Lines output;
+    int status = 0;
+};
+
+struct Part {
+    std::string title;
+    std::vector<Step> steps;
+};
+
+// A file of the sources, which lie on a drive of their own for programs that see Windows.
+std::string source_file(const std::string& name) {
+    std::string path = std::string(TEST_FOLDER) + "/" + name;
+    if (!fs::exists(path_of(path))) path.erase(0, 2);
+    return read_file(path_of(path));
+}
+
+std::string unescaped(const std::string& text) {
+    std::string result;
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != '\\' || i + 1 == text.size()) {
+            result += text[i];
+        } else if (text[++i] == 'x') {
+            result += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16));
+            i += 2;
+        } else {
+            const std::string names = "rt\\\"";
+            const size_t index = names.find(text[i]);
+            result += index != std::string::npos ? std::string("\r\t\\\"").substr(index, 1) : "\\" + text.substr(i, 1);
+        }
+    }
+    return result;
+}
+
+Lines words_of(const std::string& line) {
+    Lines words;
+    for (size_t i = 0; i < line.size();) {
+        const size_t begin = i;
+        if (line[i] == '"') {
+            for (++i; line[i] != '"'; ++i) i += line[i] == '\\' ? 1 : 0;
+            words.push_back(unescaped(line.substr(begin + 1, i - begin - 1)));
+            ++i;
+        } else {
+            i = std::min(line.find(' ', i), line.size());
+            words.push_back(line.substr(begin, i - begin));
+        }
+        i = std::min(line.find_first_not_of(' ', i), line.size());
+    }
+    return words;
+}
+
+void replace_all(std::string& text, const std::string& mark, const std::string& value) {
+    for (size_t at = 0; (at = text.find(mark, at)) != std::string::npos; at += value.size()) {
+        text.replace(at, mark.size(), value);
+    }
+}
+
+std::vector<Part> parse_script(const std::string& text) {
+    std::vector<Part> parts;
+    std::istringstream lines(text);
+    size_t number = 0;
+    for (std::string line; std::getline(lines, line);) {
+        ++number;
+        if (line.rfind("== ", 0) == 0) parts.push_back({line.substr(3), {}});
+        if (parts.empty() || line.empty() || line.rfind("== ", 0) == 0) continue;
+        auto& steps = parts.back().steps;
+        if (line.rfind("$ ", 0) == 0) {
+            steps.push_back({number, words_of(line.substr(2)), "", {}, 0});
+        } else if (line.rfind("| ", 0) == 0) {
+            const bool ended = line.size() < 2 || line.substr(line.size() - 2) != "\\c";
+            if (!ended) line.resize(line.size() - 2);
+            steps.back().input += unescaped(line.substr(2)) + (ended ? "\n" : "");
+        } else if (line.front() == '[' && line.back() == ']' && line.size() == 3) {
+            steps.back().status = line[1] - '0';
+        } else {
+            steps.back().output.push_back(line);
+        }
+    }
+    return parts;
+}
+
+// The lines of an answer, the last one ended or not.
+Lines split(const std::string& text) {
+    Lines lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) lines.push_back(line);
+    return lines;
+}
+
 class Tsport : public testing::Test {
   protected:
-    Tsport() {
+    Tsport() : home_(fs::current_path()), folder_(host::make_temporary_folder()) {
         spooler_sim::reset();
         clear_registry();
-        folder_ = host::make_temporary_folder();
-        store_ = folder_ + "/store.txt";
+        fs::current_path(path_of(folder_));
+        closed_.refuse();
     }
     ~Tsport() override {
         std::error_code ignored;
-        fs::remove_all(folder_, ignored);
+        servers_.clear();
+        fs::current_path(home_, ignored);
+        fs::remove_all(path_of(folder_), ignored);
     }
 
-    tsport::Answer run(Lines arguments) const {
-        arguments.insert(arguments.begin(), {"--store", store_});
-        return tsport::run(arguments);
+    tsport::Answer run(Lines arguments, const std::string& input = "", bool with_store = true) const {
+        if (with_store) arguments.insert(arguments.begin(), {"--store", "store"});
+        std::istringstream stream(input);
+        return tsport::run(arguments, {stream});
     }
-    std::string out(const Lines& arguments, int status = tsport::done) const {
-        const tsport::Answer answer = run(arguments);
-        EXPECT_EQ(answer.status, status) << testing::PrintToString(arguments) << answer.err;
-        return answer.out;
-    }
-    std::string file(const std::string& name) const { return folder_ + "/" + name; }
 
-    std::string folder_;
-    std::string store_;
+    // Every line of an answer against one that is expected.
+    void expect_lines(Lines expected, const Lines& lines) const {
+        for (std::string& line : expected) {
+            replace_all(line, "<printer>", std::to_string(printer_.port()));
+            replace_all(line, "<closed>", std::to_string(closed_.port()));
+        }
+        bool same = expected.size() == lines.size();
+        for (size_t i = 0; same && i < lines.size(); ++i) {
+            same = expected[i].rfind("~ ", 0) == 0 ? lines[i].find(expected[i].substr(2)) != std::string::npos
+                                                   : expected[i] == lines[i];
+        }
+        EXPECT_TRUE(same) << "expected " << testing::PrintToString(expected) << "\n   found "
+                          << testing::PrintToString(lines);
+    }
+
+    void take(const Step& step, bool with_store) const {
+        Lines words = step.words;
+        for (std::string& word : words) {
+            replace_all(word, "<printer>", std::to_string(printer_.port()));
+            replace_all(word, "<closed>", std::to_string(closed_.port()));
+        }
+        SCOPED_TRACE("line " + std::to_string(step.line) + ": " + testing::PrintToString(words));
+        if (words[0] == "write") {
+            ASSERT_TRUE(write_file(path_of(words[1]), step.input));
+        } else if (words[0] == "cat") {
+            Lines expected = step.output;
+            for (std::string& line : expected) line = unescaped(line);
+            expect_lines(expected, split(read_file(path_of(words[1]))));
+        } else {
+            ASSERT_EQ(words[0], "tsport");
+            const tsport::Answer answer = run({words.begin() + 1, words.end()}, step.input, with_store);
+            EXPECT_EQ(answer.status, step.status);
+            expect_lines(step.output, split(answer.out + answer.err));
+        }
+    }
+
+    // A monitor of its own, with these ports.
+    struct Server {
+        tsport::Store store;
+        host::MonitorHost monitor;
+    };
+    void add_server(const Text& name, const std::vector<tsport::Port>& ports) {
+        auto server = std::make_unique<Server>();
+        host::MonitorHost::Options options;
+        std::string why;
+        options.library = host::executable_folder() + "/" + host::monitor_file_name();
+        options.hive = server->store.hive();
+        options.registry_path = server->store.path();
+        options.simulated_server = name;
+        spooler_sim::add_server(name);
+        ASSERT_TRUE(server->store.write(ports) && server->monitor.load(options, why)) << why;
+        servers_.push_back(std::move(server));
+    }
+    void add_servers() {
+        add_server(W("\\\\FRONT"), {{W("Office"), W("10.0.0.1"), 9100}, {W("Hall"), W("10.0.0.2"), 9100}});
+        add_server(W("\\\\BACK"), {{W("Lab"), W("10.0.1.1"), 9100}});
+        spooler_sim::stop_server(W("\\\\DOWN"));
+        spooler_sim::add_printer(W("\\\\FRONT\\Hall queue"), W("LPT1:,Hall"));
+        spooler_sim::add_printer(W("\\\\FRONT\\Second floor"), W("office"));
+        spooler_sim::add_printer(W("\\\\FRONT\\Third floor"), W("Office"));
+        spooler_sim::add_printer(W("Local"), W("Lab"));
+    }
+
+    const fs::path home_;
+    const std::string folder_;
+    peer::TcpPrinter printer_;
+    peer::TcpPrinter closed_;
+    std::vector<std::unique_ptr<Server>> servers_;
 };
 
-TEST_F(Tsport, APortsLife) {
-    EXPECT_EQ(out({"list"}), "no ports\n");
-    EXPECT_EQ(out({"add", "Office", "192.168.1.20"}), "added \"Office\": 192.168.1.20 port 9100\n");
-    EXPECT_EQ(out({"add", "--", "--Room 12", "printer12.example", "9101"}),
-              "added \"--Room 12\": printer12.example port 9101\n");
-    EXPECT_EQ(out({"exists", "OFFICE"}), "\"OFFICE\" exists\n");
-    EXPECT_EQ(out({"show", "office"}), "name     Office\naddress  192.168.1.20\nport     9100\n");
-    EXPECT_EQ(out({"set", "office", "10.0.0.1", "515"}),
-              "changed \"Office\": 10.0.0.1 port 515 (was 192.168.1.20 port 9100)\n");
-    EXPECT_EQ(out({"set", "office", "10.0.0.2"}), "changed \"Office\": 10.0.0.2 port 515 (was 10.0.0.1 port 515)\n");
-    EXPECT_EQ(out({"list"}),
-              "NAME       ADDRESS            PORT\n"
-              "--Room 12  printer12.example  9101\n"
-              "Office     10.0.0.2           515\n");
-    EXPECT_EQ(out({"delete", "oFFICE"}), "deleted \"oFFICE\"\n");
-    for (const char* const verb : {"show", "delete", "test", "exists"}) out({verb, "Office"}, tsport::not_there);
-    EXPECT_EQ(run({"set", "Office", "10.0.0.1"}).err, "tsport: there is no port \"Office\"\n");
-
-    const tsport::Answer again = run({"add", "--", "--ROOM 12", "elsewhere"});
-    EXPECT_EQ(again.status, tsport::refused);
-    EXPECT_NE(again.err.find("error 183, "), std::string::npos) << again.err;
-    EXPECT_NE(out({"list"}).find("printer12.example  9101"), std::string::npos);
-}
-
-TEST_F(Tsport, WhatNoPortCanHaveIsRefusedBeforeAnythingIsSent) {
-    const std::string euro = "\xE2\x82\xAC";
-    std::string full;
-    for (int i = 0; i < 64; ++i) full += euro;
-    out({"add", full, std::string(128, 'h'), "65535"});
-    const std::string before = read_file(store_);
-    struct {
-        Lines arguments;
-        const char* why;
-    } const rows[] = {
-        {{"add", full + euro, "h"}, "the port's name has 65 characters, 64 are the most"},
-        {{"add", "A", std::string(129, 'h')}, "the printer's address has 129 characters, 128 are the most"},
-        {{"set", full, std::string(129, 'h')}, "the printer's address has 129 characters, 128 are the most"},
-        {{"add", "", "h"}, "the port's name is empty"},
-        {{"add", "A", ""}, "the printer's address is empty"},
-        {{"add", "A\\B", "h"}, "a port's name cannot have a backslash in it"},
-        {{"add", "A\xFF", "h"}, "not UTF-8 text"},
-        {{"add", "A", "h", "0"}, "the port number is not 1 to 65535: 0"},
-        {{"add", "A", "h", "65536"}, "the port number is not 1 to 65535: 65536"},
-        {{"add", "A", "h", "9100x"}, "the port number is not 1 to 65535: 9100x"},
-        {{"test", "h", "-1"}, "the port number is not 1 to 65535: -1"},
-        {{"add", "A"}, "add takes other operands, see tsport add --help"},
-        {{"list", "A"}, "list takes other operands"},
-        {{"exists", full + "x"}, "the port's name has 65 characters"},
-        {{"frobnicate"}, "unknown verb frobnicate"},
-        {{}, "no verb given"},
-        {{"list", "--frobnicate"}, "unknown option --frobnicate"},
-        {{"list", "--dry-run"}, "--dry-run belongs to import"},
-        {{"list", "--library"}, "--library takes a path"},
-        {{"import", file("none.txt")}, "none.txt cannot be read"},
-        {{"diff", folder_}, " cannot be read"},
-        {{"export", file("no/such/folder")}, " cannot be written"},
-    };
-    for (const auto& row : rows) {
-        const tsport::Answer answer = run(row.arguments);
-        EXPECT_EQ(answer.status, tsport::bad_usage) << row.why;
-        EXPECT_NE(answer.err.find(row.why), std::string::npos) << row.why << " / " << answer.err;
-        EXPECT_EQ(answer.out, "") << row.why;
+TEST_F(Tsport, AnswersAsWritten) {
+    const std::vector<Part> parts = parse_script(source_file("document/tsport.txt"));
+    ASSERT_GT(parts.size(), 10u);
+    for (const Part& part : parts) {
+        SCOPED_TRACE(part.title);
+        const bool with_servers = part.title.find("(servers)") != std::string::npos;
+        for (const fs::directory_entry& entry : fs::directory_iterator(".")) fs::remove_all(entry.path());
+        spooler_sim::reset();
+        if (with_servers) add_servers();
+        if (part.title.find("LPT1:") != std::string::npos) spooler_sim::add_foreign_port(W("LPT1:"));
+        spooler_sim::set_administrator(part.title.rfind("no administrator", 0) != 0);
+        for (const Step& step : part.steps) take(step, !with_servers);
+        servers_.clear();
     }
-    EXPECT_EQ(read_file(store_), before);
-    EXPECT_EQ(tsport::run({"--library", "x", "list"}).status, tsport::bad_usage);
-    EXPECT_EQ(tsport::run({"--library", file("x"), "--store", store_, "list"}).status, tsport::refused);
 }
 
-TEST_F(Tsport, AnswersForScripts) {
-    EXPECT_EQ(out({"list", "--json"}), "[]\n");
-    EXPECT_EQ(out({"add", "a \"b\"\t", "h", "--json"}),
-              "{\"added\": {\"name\": \"a \\\"b\\\"\\u0009\", \"address\": \"h\", \"port\": 9100}}\n");
-    EXPECT_EQ(out({"show", "a \"b\"\t", "--json"}),
-              "{\"name\": \"a \\\"b\\\"\\u0009\", \"address\": \"h\", \"port\": 9100}\n");
-    EXPECT_EQ(out({"exists", "x", "--json"}, tsport::not_there), "{\"name\": \"x\", \"exists\": false}\n");
-    EXPECT_EQ(run({"show", "x", "--json"}).err, "{\"error\": \"there is no port \\\"x\\\"\", \"code\": 0}\n");
-    EXPECT_NE(run({"add", "a \"b\"\t", "h", "--json"}).err.find("\"code\": 183}"), std::string::npos);
-    write_file(file("f"), "a h 1\n");
-    EXPECT_EQ(out({"import", file("f"), "--json"}),
-              "{\"dry_run\": false, \"added\": [{\"name\": \"a\", \"address\": \"h\", \"port\": 1}], \"changed\": [], "
-              "\"left_alone\": 0}\n");
-}
-
-// Letters of two places and of none count for what they take on a terminal; nothing steers it.
-TEST_F(Tsport, ColumnsStayAligned) {
-    for (const char* const name : {"Caf\xC3\xA9", "Cafe\xCC\x81 2", "\xE6\x97\xA5\xE6\x9C\xAC", "x\x1B[2J"}) {
-        out({"add", name, "h"});
+// The examples of README.md that begin with "$", one after the other in one folder.
+TEST_F(Tsport, AnswersAsTheReadmeShows) {
+    std::string script = "== README\n";
+    std::istringstream lines(source_file("../README.md"));
+    bool inside = false;
+    for (std::string line; std::getline(lines, line);) {
+        inside = line.rfind("    ", 0) == 0 && (inside || line.rfind("    $ ", 0) == 0);
+        if (inside) script += line.substr(4);
+        script += "\n";
     }
-    EXPECT_EQ(out({"list"}),
-              "NAME        ADDRESS  PORT\n"
-              "Cafe\xCC\x81 2      h        9100\n"
-              "Caf\xC3\xA9        h        9100\n"
-              "x\\u001b[2J  h        9100\n"
-              "\xE6\x97\xA5\xE6\x9C\xAC        h        9100\n");
+    const Part part = parse_script(script).at(0);
+    ASSERT_GT(part.steps.size(), 10u);
+    for (Step step : part.steps) {
+        Lines words = step.words;
+        const bool is_tsport = words[0] == "tsport";
+        SCOPED_TRACE("README.md: " + testing::PrintToString(words));
+        if (is_tsport) {
+            const tsport::Answer answer = run({words.begin() + 1, words.end()});
+            expect_lines(step.output, split(answer.out + answer.err));
+        } else {
+            take(step, true);
+        }
+    }
 }
 
-TEST_F(Tsport, ATestConnects) {
-    peer::TcpPrinter printer;
-    const std::string number = std::to_string(printer.port());
-    out({"add", "Office", "127.0.0.1", number});
-    EXPECT_EQ(out({"test", "office"}), "127.0.0.1 port " + number + " takes connections\n");
-    EXPECT_EQ(out({"test", "127.0.0.1", number, "--json"}),
-              "{\"address\": \"127.0.0.1\", \"port\": " + number + ", \"reachable\": true}\n");
-    EXPECT_TRUE(printer.wait_for_ends(2));
-    printer.refuse();
-    EXPECT_EQ(out({"test", "Office"}, tsport::not_there), "127.0.0.1 port " + number + " cannot be reached\n");
+TEST_F(Tsport, EveryVerbHasItsHelp) {
+    const std::string general = run({"--help"}).out;
+    for (const char* const verb : {"list", "show", "add", "set", "delete", "test", "exists", "export", "import",
+                                   "diff", "completion"}) {
+        const std::string help = run({verb, "--help"}).out;
+        EXPECT_EQ(help.rfind(std::string("usage: tsport ") + verb, 0), 0u) << verb;
+        EXPECT_NE(help.find(std::string("examples:\n  tsport ") + verb), std::string::npos) << verb;
+        EXPECT_NE(general.find(std::string("\n  ") + verb + " "), std::string::npos) << verb;
+        EXPECT_EQ(run({"help", verb}).out, help);
+        EXPECT_EQ(run({verb, "/?"}).out, help);
+    }
+    for (const char* const word : {"-h", "/?", "help"}) EXPECT_EQ(run({word}).out, general) << word;
+    EXPECT_EQ(run({"help", "frobnicate"}).status, tsport::bad_usage);
+    EXPECT_FALSE(fs::exists("store"));
 }
+
+// -- The store -------------------------------------------------------------------------------------------------------
 
 TEST_F(Tsport, ExportAndImportGiveBackTheSamePorts) {
     const Lines names = {"plain",
@@ -154,110 +267,83 @@ TEST_F(Tsport, ExportAndImportGiveBackTheSamePorts) {
                          "\xC3\xBC\xD0\x96\xE6\x97\xA5",
                          "\xF0\x9F\x96\xA8",
                          "\xC2\x85",
-                         std::string(64, 'n'),
-                         "line\nbreak\r"};
-    for (const std::string& name : names) out({"add", name, name.size() == 64 ? std::string(128, 'a') : "a\\ \"b"});
-    out({"set", "plain", "2001:db8::1%eth0", "1"});
-    const std::string list = out({"list", "--json"});
-    const std::string exported = file("r\xC3\xBCstung.txt");
-    EXPECT_EQ(out({"export", exported}), "12 ports written to " + exported + "\n");
-    EXPECT_EQ(out({"diff", exported}), "no differences\n");
-    for (const std::string& name : names) out({"delete", name});
-    EXPECT_EQ(out({"list"}), "no ports\n");
-
-    const std::string dry = out({"import", exported, "--dry-run"});
-    EXPECT_NE(dry.find("12 to add, 0 to change, 0 left alone\n"), std::string::npos) << dry;
-    EXPECT_EQ(out({"list"}), "no ports\n");
-    out({"import", exported});
-    EXPECT_EQ(out({"list", "--json"}), list);
-    EXPECT_EQ(out({"import", exported}), "0 added, 0 changed, 12 left alone\n");
-    EXPECT_EQ(read_file(store_), read_file(path_of(exported)));
-}
-
-TEST_F(Tsport, ImportAddsAndChangesAndLeavesTheRestAlone) {
-    out({"add", "Same", "h"});
-    out({"add", "Other", "h"});
-    out({"add", "Elsewhere", "h"});
-    write_file(file("f"),
-               "\xEF\xBB\xBF# by hand\r\n"
-               "\r\n"
-               "SAME\th 9100 # as it is\r\n"
-               "  \"\\u004eew\"   \"h\"  1\r\n"
-               "other h2 2");
-    EXPECT_EQ(out({"diff", file("f")}, tsport::not_there),
-              "only in file  New        h   1\n"
-              "only here     Elsewhere  h   9100\n"
-              "differs       Other      h2  2     was h 9100\n");
-    EXPECT_EQ(out({"import", file("f")}),
-              "added    New    h   1\n"
-              "changed  Other  h2  2  was h 9100\n"
-              "1 added, 1 changed, 1 left alone\n");
-    EXPECT_EQ(out({"import", file("f")}), "0 added, 0 changed, 3 left alone\n");
-    EXPECT_EQ(out({"list"}),
-              "NAME       ADDRESS  PORT\n"
-              "Elsewhere  h        9100\n"
-              "New        h        1\n"
-              "Other      h2       2\n"
-              "Same       h        9100\n");
-}
-
-TEST_F(Tsport, NothingIsDoneWhenAnyLineIsWrong) {
-    write_file(file("f"),
-               "good h 9100\n"
-               "no-address\n"
-               "no-number h\n"
-               "too much h 9100\n"
-               "\"open h 9100\n"
-               "\"joined\"h 9100\n"
-               "qu\"ote h 9100\n"
-               "\"\\x\" h 9100\n"
-               "\"\\u00g0\" h 9100\n"
-               "a h 0\n"
-               "b h 65536\n"
-               "\"\" h 1\n"
-               "c\\d h 1\n"
-               "\xFF h 1\n"
-               "GOOD h 1\n" +
-                   std::string(65, 'n') + " h 1\n" + "e " + std::string(129, 'a') + " 1\n");
-    const tsport::Answer answer = run({"import", file("f")});
-    EXPECT_EQ(answer.status, tsport::bad_usage);
-    for (int line = 2; line <= 17; ++line) {
-        EXPECT_NE(answer.err.find("/f:" + std::to_string(line) + ": "), std::string::npos) << line;
+                         "\xE2\x80\x9C curly",
+                         std::string(64, 'n')};
+    for (const std::string& name : names) {
+        ASSERT_EQ(run({"add", name, name.size() == 64 ? std::string(128, 'a') : "a\"b"}).status, tsport::done) << name;
     }
-    EXPECT_EQ(std::count(answer.err.begin(), answer.err.end(), '\n'), 16);
-    EXPECT_EQ(out({"list"}), "no ports\n");
-    EXPECT_FALSE(fs::exists(store_));
-}
-
-TEST_F(Tsport, AnotherMonitorsNameIsTaken) {
-    spooler_sim::add_foreign_port(W("LPT1:"));
-    write_file(file("f"), "A h 1\nlpt1: h 1\n");
-    EXPECT_EQ(run({"import", file("f")}).err, "tsport: nothing was done: another monitor has a port \"lpt1:\"\n");
-    out({"add", "LPT1:", "h"}, tsport::refused);
-    out({"exists", "lpt1:"});
-    out({"show", "LPT1:"}, tsport::not_there);
-    EXPECT_EQ(out({"list"}), "no ports\n");
+    const std::string list = run({"list", "--json"}).out;
+    for (const std::string file : {"r\xC3\xBCstung.txt", "r\xC3\xBCstung.csv"}) {
+        EXPECT_EQ(run({"export", file}).out, "12 ports written to " + file + "\n");
+        EXPECT_EQ(run({"diff", file}).out, "no differences\n");
+        EXPECT_EQ(run({"delete", "*"}).status, tsport::done);
+        EXPECT_EQ(run({"list"}).out, "no ports\n");
+        EXPECT_EQ(run({"import", file}).status, tsport::done);
+        EXPECT_EQ(run({"list", "--json"}).out, list);
+    }
 }
 
 TEST_F(Tsport, AHostedLibraryKeepsAwayFromAPrintServer) {
     ASSERT_TRUE(host::store_install_path(W("C:\\service")));
     EXPECT_EQ(run({"list"}).status, tsport::refused);
-    clear_registry();
-    write_file(store_, "broken\n");
-    EXPECT_EQ(run({"add", "A", "h"}).status, tsport::refused);
-    EXPECT_EQ(read_file(store_), "broken\n");
 }
 
-TEST_F(Tsport, EveryVerbHasItsHelp) {
-    const std::string general = out({"--help"});
-    for (const char* const verb :
-         {"list", "show", "add", "set", "delete", "test", "exists", "export", "import", "diff"}) {
-        const std::string help = out({verb, "--help"});
-        EXPECT_EQ(help.rfind(std::string("usage: tsport ") + verb, 0), 0u) << verb;
-        EXPECT_NE(help.find(std::string("examples:\n  tsport ") + verb), std::string::npos) << verb;
-        EXPECT_NE(general.find(std::string("\n  ") + verb + " "), std::string::npos) << verb;
+TEST_F(Tsport, OneProcessAtATimeChangesAStore) {
+    ASSERT_EQ(run({"add", "A", "h"}).status, tsport::done);
+    const std::string before = read_file("store");
+    tsport::FileLock lock;
+    std::string why;
+    ASSERT_EQ(lock.try_take("store", why), tsport::FileLock::Result::taken) << why;
+    for (const Lines& change : {Lines{"add", "B", "h"}, Lines{"delete", "A"}, Lines{"set", "A", "h2"}}) {
+        Lines arguments = change;
+        arguments.insert(arguments.end(), {"--wait", "0"});
+        const tsport::Answer answer = run(arguments);
+        EXPECT_EQ(answer.status, tsport::refused);
+        EXPECT_NE(answer.err.find("another process is changing store"), std::string::npos) << answer.err;
     }
-    EXPECT_FALSE(fs::exists(store_));
+    EXPECT_EQ(run({"delete", "A", "--dry-run"}).status, tsport::done) << "who only looks need not wait";
+    EXPECT_EQ(run({"list", "--names"}).out, "A\n");
+    EXPECT_EQ(read_file("store"), before);
+}
+
+TEST_F(Tsport, TwoProcessesLoseNoChange) {
+    constexpr int adds = 100;
+    const Text tool = host::to_text(host::executable_folder() + "/tsport");
+    std::vector<std::thread> processes;
+    for (const std::string name : {"a", "b"}) {
+        processes.emplace_back([&, name] {
+            for (int i = 0; i < adds; ++i) {
+                const std::string command = " --wait 300 --store store add " + name + std::to_string(i) + " h";
+                EXPECT_EQ(output_of(W("\"") + tool + W("\"") + host::to_text(command)).rfind("added", 0), 0u);
+            }
+        });
+    }
+    for (std::thread& process : processes) process.join();
+    EXPECT_EQ(split(run({"list", "--names"}).out).size(), 2u * adds);
+    EXPECT_FALSE(fs::exists("store.lock"));
+}
+
+// Ten times the ports take about ten times as long; work that grows with the square would take a hundred times.
+TEST_F(Tsport, ImportsManyPortsWithoutWorkThatGrowsWithTheSquare) {
+    const auto seconds_for = [&](int count) {
+        std::string file;
+        for (int i = 0; i < count; ++i) {
+            file += "\"Floor " + std::to_string(i / 40) + " printer " + std::to_string(i) + "\" 10.0.0.1 9100\n";
+        }
+        double best = 1e9;
+        for (int turn = 0; turn < 3; ++turn) {
+            fs::remove("store");
+            const std::clock_t start = std::clock();
+            const tsport::Answer answer = run({"import", "-"}, file);
+            best = std::min(best, static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC);
+            EXPECT_EQ(answer.status, tsport::done) << answer.err;
+        }
+        return best;
+    };
+    const double some = seconds_for(320);
+    const double many = seconds_for(3200);
+    EXPECT_LT(many, 5);
+    EXPECT_LT(many, 40 * std::max(some, 0.002)) << some;
 }
 
 }  // namespace

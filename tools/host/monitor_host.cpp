@@ -163,8 +163,8 @@ void MonitorHost::run_courses(const Document& document, Outcome& outcome) const 
         const bool restart = restart_asked(document);
         if (course.ended() && !restart) {
             outcome.result = course.dropped ? Result::dropped : Result::printed;
-            outcome.words = (course.dropped ? "dropped" : "printed") + restarts_in_words(outcome.restarts);
-            if (course.dropped) outcome.words += ": the helper program ordered the job deleted";
+            outcome.words = (course.dropped ? "dropped by order of the helper program" : "printed") +
+                            restarts_in_words(outcome.restarts);
             return;
         }
         if (!restart || outcome.restarts == document.most_restarts) {

@@ -55,7 +55,7 @@ void Progress::draw(Clock::time_point now) {
                                            options_.deed;
     if (now - moved_ >= options_.still_after) {
         line += "  " + standstill_in_words(options_.standstill,
-                                           std::chrono::duration_cast<std::chrono::seconds>(now - moved_),
+                                           std::chrono::duration_cast<std::chrono::milliseconds>(now - moved_),
                                            std::chrono::system_clock::now());
     }
     std::fprintf(options_.stream, "\r\033[K%s", line.c_str());
@@ -63,12 +63,12 @@ void Progress::draw(Clock::time_point now) {
     shown_ = true;
 }
 
-std::string standstill_in_words(const std::string& what, std::chrono::seconds duration,
+std::string standstill_in_words(const std::string& what, std::chrono::milliseconds duration,
                                 std::chrono::system_clock::time_point now) {
     const std::time_t since = std::chrono::system_clock::to_time_t(now - duration);
     char clock[16] = {};
     std::strftime(clock, sizeof clock, "%H:%M:%S", std::localtime(&since));
-    return what + " for " + std::to_string(duration.count()) + " s, since " + clock;
+    return what + " for " + std::to_string(duration.count() / 1000) + " s, since " + clock;
 }
 
 }  // namespace host

@@ -64,7 +64,7 @@ std::string progress_line(Work& work, std::uint64_t total) {
     std::string line = std::to_string(work.finished) + " of " + std::to_string(total) + " jobs";
     for (size_t i = 0; i < work.ports.size(); ++i) {
         const Activity& port = work.ports[i];
-        const auto silence = std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - port.moved);
+        const auto silence = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - port.moved);
         if (!port.printing || silence < still) continue;
         return line + ", " + host::to_utf8(port_name(i)) + " at " + host::size_in_words(port.bytes) + ": " +
                host::standstill_in_words("its printer has taken nothing", silence, std::chrono::system_clock::now());

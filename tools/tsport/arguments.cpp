@@ -117,7 +117,9 @@ Options common_options(Command& command) {
 
 bool parse_arguments(const Words& words, Arguments& arguments, std::string& why) {
     Command& command = arguments.command;
-    command.json = std::find(words.begin(), words.end(), "--json") != words.end();
+    command.json = std::any_of(words.begin(), words.end(), [](const std::string& word) {
+        return word.substr(0, word.find('=')) == "--json";
+    });
     Command nowhere;
     const Options options = all_options(nowhere);
     Line line;

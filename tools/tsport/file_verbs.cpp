@@ -46,6 +46,10 @@ Differences compare(const std::vector<Port>& here, const std::vector<Port>& file
     return differences;
 }
 
+std::string file_name(const Command& command) {
+    return command.file == "-" ? "standard input" : command.file;
+}
+
 // The port file that the command names, "-" for standard input; false when the verb has been answered.
 bool read_file_of(const Task& task, PortsFile& file) {
     const Command& command = task.command;
@@ -54,7 +58,7 @@ bool read_file_of(const Task& task, PortsFile& file) {
     if (command.file == "-") {
         const std::string bytes(std::istreambuf_iterator<char>(task.console.input), {});
         file.csv = command.csv;
-        good = parse_ports(bytes, "standard input", file, why);
+        good = parse_ports(bytes, file_name(command), file, why);
     } else {
         good = read_ports_file(command.file, command.csv || has_csv_name(command.file), file, why);
     }
@@ -113,7 +117,7 @@ bool plan_is_sound(const Task& task, const Differences& plan, const PortsFile& f
     std::string words;
     const auto note = [&](const Port& port, const std::string& why) {
         if (why.empty()) return;
-        words += (words.empty() ? "" : "\n") + task.command.file + ":" + std::to_string(lines[port.name]) + ": " + why;
+        words += (words.empty() ? "" : "\n") + file_name(task.command) + ":" + std::to_string(lines[port.name]) + ": " + why;
     };
     for (const Port& port : plan.only_in_file) {
         note(port, new_name_fault(port.name));

@@ -89,10 +89,11 @@ class Line {
 
     bool at_end() {
         while (at_ < text_.size() && is_blank(text_[at_])) ++at_;
+        fault_ = at_;
         return at_ == text_.size() || text_[at_] == W('#');
     }
     Text rest() const { return text_.substr(at_); }
-    // Where the last text began, or where it is wrong.
+    // Where the last text began or is wrong, or where the next one should have begun.
     size_t column() const { return fault_ + 1; }
 
     // The next text; false with the reason when it is not well-formed.

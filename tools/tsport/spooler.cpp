@@ -73,7 +73,11 @@ DWORD Spooler::queues(std::vector<Queue>& queues) const {
         return EnumPrintersW(flags, writable(server_), 2, buffer, size, needed, count);
     });
     for (const PRINTER_INFO_2W& record : records) {
-        queues.push_back({text_of(record.pPrinterName), split_at_commas(text_of(record.pPortName))});
+        Text name = text_of(record.pPrinterName);
+        // Another server's printers come with its name.
+        const Text prefix = server_ + W("\\");
+        if (!server_.empty() && same_name(name.substr(0, prefix.size()), prefix)) name.erase(0, prefix.size());
+        queues.push_back({name, split_at_commas(text_of(record.pPortName))});
     }
     return code;
 }
