@@ -16,8 +16,8 @@ class TsportFiles : public testing::Test {
     TsportFiles() : folder_(host::make_temporary_folder()) {
         spooler_sim::reset();
         clear_registry();
-        EXPECT_EQ(run({"add", "Room 12", "h"}).status, tsport::done);
         EXPECT_EQ(run({"add", "Office", "h"}).status, tsport::done);
+        EXPECT_EQ(run({"add", "Room 12", "h"}).status, tsport::done);
     }
     ~TsportFiles() override {
         std::error_code ignored;
@@ -44,18 +44,18 @@ TEST_F(TsportFiles, LinksAndRightsStayAsTheyAre) {
     fs::create_symlink("elsewhere/ports", file("middle"));
     fs::create_symlink("elsewhere/new", file("dangling"));
     ASSERT_EQ(chmod(file("elsewhere/ports").c_str(), 0640), 0);
-    EXPECT_EQ(run({"add", "Lab", "h"}).status, tsport::done);
+    EXPECT_EQ(run({"add", "Tower", "h"}).status, tsport::done);
     EXPECT_TRUE(fs::is_symlink(file("store")) && fs::is_symlink(file("middle")));
     EXPECT_EQ(mode_of(file("elsewhere/ports")), 0640u);
-    EXPECT_NE(read_file(file("elsewhere/ports")).find("Lab"), std::string::npos);
+    EXPECT_NE(read_file(file("elsewhere/ports")).find("Tower"), std::string::npos);
     EXPECT_EQ(run({"export", file("dangling")}).status, tsport::done);
     EXPECT_EQ(read_file(file("elsewhere/new")), read_file(file("elsewhere/ports")));
 
     // Both names of a file, the shorter contents included.
     fs::create_hard_link(file("elsewhere/new"), file("second name"));
-    EXPECT_EQ(run({"export", file("second name"), "Lab"}).status, tsport::done);
+    EXPECT_EQ(run({"export", file("second name"), "Tower"}).status, tsport::done);
     EXPECT_EQ(fs::hard_link_count(file("second name")), 2u);
-    EXPECT_EQ(read_file(file("elsewhere/new")), "# name  address  port\n\"Lab\"   h        9100\n");
+    EXPECT_EQ(read_file(file("elsewhere/new")), "# name   address  port\n\"Tower\"  h        9100\n");
     EXPECT_EQ(std::distance(fs::directory_iterator(file("elsewhere")), {}), 2) << "nothing unfinished is left";
 }
 
@@ -112,11 +112,11 @@ TEST_F(TsportFiles, BashCompletesVerbsOptionsAndNames) {
                 {where + " test '\"Room '", "Room 12"},
                 {where + " add Of", ""}};
     for (const auto& row : rows) {
-        const std::string command = "bash -c 'source \"$0\"; eval \"COMP_WORDS=($1)\"; COMP_CWORD=$((${#COMP_WORDS[@]} - 1));"
-                                    " compopt() { :; }; _tsport; IFS=\" \"; echo -n \"${COMPREPLY[*]}\"' '" +
-                                    file("script") + "' \"" + tool + " " + row.words + "\"";
-        write_file(file("command"), command);
-        const std::unique_ptr<FILE, int (*)(FILE*)> shell(popen(("sh '" + file("command") + "' 2>&1").c_str(), "r"), pclose);
+        write_file(file("line"), "source " + file("script") + "\nCOMP_WORDS=(" + tool + " " + row.words +
+                                     ")\nCOMP_CWORD=$((${#COMP_WORDS[@]} - 1))\ncompopt() { :; }\n_tsport\n"
+                                     "IFS=' '\necho -n \"${COMPREPLY[*]}\"\n");
+        const std::unique_ptr<FILE, int (*)(FILE*)> shell(popen(("bash " + file("line") + " 2>&1").c_str(), "r"),
+                                                          pclose);
         std::array<char, 1000> text{};
         EXPECT_EQ(std::string(text.data(), fread(text.data(), 1, text.size(), shell.get())), row.replies) << row.words;
     }

@@ -1,0 +1,127 @@
+// The programs of tools/ as their users start them: help, version, wrong lines, and what spoolhost tells of jobs.
+#include <ctime>
+#include <thread>
+
+#include "tests/support/child_process.h"
+#include "tests/support/print_server.h"
+#include "tools/command_line/options.h"
+#include "tools/host/progress.h"
+#include "tools/host/records.h"
+
+namespace test {
+namespace {
+
+struct Ended {
+    std::string output;  // both streams
+    DWORD status = 0;
+};
+
+Ended run_program(const std::string& name, const std::string& arguments) {
+    const Text path = host::windows_path(host::executable_folder() + "/" + name);
+    Child child = start_child(W("\"") + path + W("\" ") + host::to_text(arguments));
+    Ended ended{"error " + std::to_string(child.error), 999};
+    if (child.error != 0) return ended;
+    CloseHandle(child.input);
+    child.input = nullptr;
+    DWORD error = 0;
+    ended.output = read_to_end(child.output, error);
+    WaitForSingleObject(child.process, INFINITE);
+    GetExitCodeProcess(child.process, &ended.status);
+    close_child(child);
+    std::erase(ended.output, '\r');
+    return ended;
+}
+
+TEST(Programs, AnswerForHelpAndVersionAndRefuseWrongLines) {
+    for (const std::string name : {"tsport", "spoolhost", "fakeprinter", "demo", "ts-print-monitor"}) {
+        SCOPED_TRACE(name);
+        const std::string file = name == "ts-print-monitor" ? host::helper_file_name : name;
+        const Ended help = run_program(file, "--help");
+        EXPECT_EQ(help.status, 0u);
+        EXPECT_EQ(help.output.rfind(name + " - ", 0), 0u) << help.output;
+        for (const char* const word : {"-h", "/?", "help"}) EXPECT_EQ(run_program(file, word).output, help.output);
+        EXPECT_EQ(run_program(file, "--version").output, name + " " + command_line::version() + "\n");
+        const Ended wrong = run_program(file, "--verison");
+        EXPECT_EQ(wrong.status, 2u);
+        EXPECT_EQ(wrong.output, name + ": unknown option --verison; did you mean --version?\nTry " + name + " --help.\n");
+    }
+}
+
+class Spoolhost : public PrintServer {
+  protected:
+    Ended spoolhost(const std::string& options) {
+        const std::string file = utf8_of(fs::path(folder.base) / "page.prn");
+        write_file(path_of(file), pattern(5000));
+        return run_program("spoolhost", options + " \"" + file + "\"");
+    }
+    std::string printer_option() const { return "--printer 127.0.0.1:" + std::to_string(office->port()); }
+};
+
+TEST_F(Spoolhost, TellsWhatBecameOfEachJob) {
+    configure({});
+    add_printer(W("Office"));
+    const struct {
+        std::string options;
+        DWORD status;
+        const char* words;
+    } rows[] = {
+        {printer_option() + " --jobs 2", 0, "2 of 2 jobs were printed"},
+        {printer_option() + " --not-approved", 0, "refused: not approved\n1 of 1 jobs were refused"},
+        {printer_option() + "0 no-such-file", 2, "--printer takes HOST:PORT"},
+        {printer_option() + " no-such-file", 2, "no-such-file cannot be read"},
+        {"", 2, "no --printer given"},
+        {printer_option() + " --ports 0", 2, "--ports takes a number from 1 to 1024"},
+        {printer_option() + " --library no-such-library", 3, "cannot be loaded"},
+        {"--printer 127.0.0.1:1", 1, "not started"},
+    };
+    for (const auto& row : rows) {
+        const Ended ended = spoolhost(row.options);
+        EXPECT_EQ(ended.status, row.status) << row.options << ended.output;
+        EXPECT_NE(ended.output.find(row.words), std::string::npos) << row.words << " / " << ended.output;
+    }
+}
+
+// The spooler is told that such a job was printed.
+TEST_F(Spoolhost, TellsThatTheHelperDroppedAJob) {
+    configure({});
+    add_printer(W("Office"));
+    ASSERT_TRUE(host::install_helper(folder) && host::write_settings_record(folder, "Printer 1") &&
+                host::set_helper_script(folder, "on startdoc DELETE"));
+    const Ended ended = spoolhost(printer_option() + " --base \"" + folder.install + "\"");
+    EXPECT_EQ(ended.status, 1u);
+    EXPECT_NE(ended.output.find("dropped by order of the helper program\n0 of 1 jobs were printed"), std::string::npos)
+        << ended.output;
+}
+
+TEST(Progress, ShowsWhereWorkStandsStillAndSinceWhen) {
+    const std::string path = host::make_temporary_folder();
+    std::FILE* const file = std::fopen((path + "/shown").c_str(), "wb+");
+    host::Progress::Options options;
+    options.stream = file;
+    options.total = 10;
+    options.deed = "done";
+    options.standstill = "the printer has taken nothing";
+    options.first_after = options.interval = options.still_after = std::chrono::milliseconds(1);
+    {
+        host::Progress progress(options);
+        progress.show(4);
+        const auto shown = [&] { return read_file(path + "/shown").find("for 0 s, since ") != std::string::npos; };
+        for (int i = 0; i < 5000 && !shown(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        progress.print("a line that stays", file);
+    }
+    std::fclose(file);
+    const std::string shown = read_file(path + "/shown");
+    EXPECT_NE(shown.find("4 of 10 done  the printer has taken nothing for 0 s, since "), std::string::npos) << shown;
+    EXPECT_NE(shown.find("\r\033[Ka line that stays\n"), std::string::npos) << shown;
+    EXPECT_EQ(shown.substr(shown.size() - 4), "\r\033[K") << "nothing is left of it";
+    fs::remove_all(path);
+    const auto now = std::chrono::system_clock::from_time_t(1000000);
+    const std::time_t since = 1000000 - 62;
+    char clock[16];
+    std::strftime(clock, sizeof clock, "%H:%M:%S", std::localtime(&since));
+    EXPECT_EQ(host::standstill_in_words("nothing", std::chrono::milliseconds(61900), now),
+              std::string("nothing for 61 s, since ") + clock);
+}
+
+}  // namespace
+}  // namespace test
