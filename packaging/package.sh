@@ -36,8 +36,8 @@ def text(name):
         return file.read().replace("@VERSION@", version).replace("\n", "\r\n").encode()
 
 
-# The command line; the other three put a spooler of its own around it when it is to work without a print server.
-tsport = ["tsport.exe", "spooler_sim.dll", "spoolss.dll", "winspool.drv"]
+# The command line.
+tsport = ["tsport.exe"]
 
 files = {
     "README.txt": text("README.txt"),

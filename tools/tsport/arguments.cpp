@@ -58,7 +58,7 @@ std::string add_servers_of(const std::string& path, std::vector<Text>& servers) 
 Options all_options(Command& nowhere) {
     Options options = common_options(nowhere);
     for (const Verb& verb : verbs()) {
-        for (Option& option : verb.options(nowhere)) options.push_back(std::move(option));
+        for (Option& option : verb.own_options(nowhere)) options.push_back(std::move(option));
     }
     return options;
 }
@@ -66,7 +66,7 @@ Options all_options(Command& nowhere) {
 std::string owners_of(const std::string& option, Command& nowhere) {
     std::string owners;
     for (const Verb& verb : verbs()) {
-        for (const Option& own : verb.options(nowhere)) {
+        for (const Option& own : verb.own_options(nowhere)) {
             if (own.name == option) owners += (owners.empty() ? "" : ", ") + std::string(verb.name);
         }
     }
@@ -76,7 +76,7 @@ std::string owners_of(const std::string& option, Command& nowhere) {
 // The line once more, with the verb's own options in place of those of all.
 bool take_options(const Line& line, Command& command, std::string& why) {
     Options options = common_options(command);
-    for (Option& option : command.verb->options(command)) options.push_back(std::move(option));
+    for (Option& option : command.verb->own_options(command)) options.push_back(std::move(option));
     Line taken;
     for (const auto& [given, value] : line.given) {
         const auto known = std::find_if(options.begin(), options.end(),
@@ -140,6 +140,8 @@ bool parse_arguments(const Words& words, Arguments& arguments, std::string& why)
         return true;
     }
     if (!take_options(line, command, why)) return false;
+    why = std::string(command.verb->name) + " stands first in its line";
+    if (command.verb->run_alone != nullptr) return false;
     why = command.verb->take(Words(line.words.begin() + 1, line.words.end()), command);
     if (why == "operands") {
         why = std::string(command.verb->name) + " takes " +

@@ -9,6 +9,7 @@
 
 namespace tsport {
 
+struct Answer;
 struct Task;
 struct Verb;
 
@@ -51,6 +52,13 @@ struct Verb {
     std::string (*take)(const command_line::Words& operands, Command& command);
     command_line::Options (*options)(Command& command);  // its own, beside those of all verbs
     void (*run)(const Task& task);
+    // For a verb that has nothing to do with ports and takes the rest of the line itself, --help included; the three
+    // above are null then.
+    Answer (*run_alone)(const command_line::Words& arguments) = nullptr;
+
+    command_line::Options own_options(Command& command) const {
+        return options != nullptr ? options(command) : command_line::Options();
+    }
 };
 
 const std::vector<Verb>& verbs();
