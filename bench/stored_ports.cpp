@@ -1,8 +1,13 @@
-// A server with many ports: the start of the monitor, the list of its ports, and finding one of them.
+// A server with many ports: the start of the monitor, the list of its ports, finding one of them, and bringing them
+// there.
+#include <filesystem>
 #include <map>
+#include <sstream>
 
 #include "bench/bench.h"
 #include "bench/print_server.h"
+#include "tools/tsport/run.h"
+#include "winapi/linux/control.h"
 
 namespace bench {
 namespace {
@@ -60,6 +65,25 @@ Figures measure(Bench& bench, unsigned ports) {
     return {median(starts), median(enums), median(opens)};
 }
 
+// tsport import over an empty store, from the start of the program's work to its end.
+double import_ports(Bench& bench, unsigned ports) {
+    std::string file;
+    for (unsigned i = 0; i < ports; ++i) file += '"' + host::to_utf8(PrintServer::name_of(i)) + "\" 10.0.0.1 9100\n";
+    const std::string folder = host::make_temporary_folder();
+    const std::string store = folder + "/store";
+    winapi::clear_registry();  // no service is installed that a hosted monitor could disturb
+    std::vector<double> times;
+    for (int i = 0; i < (bench.quick ? 3 : 11); ++i) {
+        std::istringstream input(file);
+        std::filesystem::remove(store);
+        times.push_back(seconds_of([&] {
+            require(tsport::run({"--store", store, "import", "-"}, {input}).status == tsport::done, "import failed");
+        }));
+    }
+    std::filesystem::remove_all(folder);
+    return median(times);
+}
+
 }  // namespace
 
 void stored_ports(Bench& bench) {
@@ -73,6 +97,9 @@ void stored_ports(Bench& bench) {
                                 some.enum_ports * 1e6));
     bench.report.add(figure_row("OpenPort and ClosePort, 3,200 ports", "µs", many.open_port * 1e6, {}, "320 ports",
                                 some.open_port * 1e6));
+    const double imported = import_ports(bench, 3200);
+    bench.report.add(figure_row("tsport import of 3,200 ports", "µs", imported * 1e6, 12, "320 ports",
+                                import_ports(bench, 320) * 1e6));
     bench.report.add(figure_row("EnumPorts level 2, no ports", "µs", none.enum_ports * 1e6));
 }
 

@@ -43,7 +43,8 @@ TEST(Programs, AnswerForHelpAndVersionAndRefuseWrongLines) {
         EXPECT_EQ(run_program(file, "--version").output, name + " " + command_line::version() + "\n");
         const Ended wrong = run_program(file, "--verison");
         EXPECT_EQ(wrong.status, 2u);
-        EXPECT_EQ(wrong.output, name + ": unknown option --verison; did you mean --version?\nTry " + name + " --help.\n");
+        EXPECT_EQ(wrong.output,
+                  name + ": unknown option --verison; did you mean --version?\nTry " + name + " --help.\n");
     }
 }
 

@@ -249,8 +249,8 @@ TEST_F(Tsport, AnswersAsTheReadmeShows) {
 
 TEST_F(Tsport, EveryVerbHasItsHelp) {
     const std::string general = run({"--help"}).out;
-    for (const char* const verb : {"list", "show", "add", "set", "delete", "test", "exists", "export", "import",
-                                   "diff", "completion"}) {
+    for (const char* const verb :
+         {"list", "show", "add", "set", "delete", "test", "exists", "export", "import", "diff", "completion"}) {
         const std::string help = run({verb, "--help"}).out;
         EXPECT_EQ(help.rfind(std::string("usage: tsport ") + verb, 0), 0u) << verb;
         EXPECT_NE(help.find(std::string("examples:\n  tsport ") + verb), std::string::npos) << verb;
@@ -320,9 +320,10 @@ TEST_F(Tsport, TwoProcessesLoseNoChange) {
     std::vector<std::thread> processes;
     for (const std::string number : {"1", "2"}) {
         processes.emplace_back([&, number] {
-            const std::string output = output_of(
-                W("\"") + program + W("\" --gtest_also_run_disabled_tests --gtest_filter=*DISABLED_AddsAHundredPorts ") +
-                host::to_text("--gtest_output= --gtest_random_seed=" + number));
+            const std::string output =
+                output_of(W("\"") + program +
+                          W("\" --gtest_also_run_disabled_tests --gtest_filter=*DISABLED_AddsAHundredPorts ") +
+                          host::to_text("--gtest_output= --gtest_random_seed=" + number));
             EXPECT_NE(output.find("[  PASSED  ] 1 test."), std::string::npos) << output;
         });
     }

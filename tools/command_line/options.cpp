@@ -117,8 +117,8 @@ size_t distance(const std::string& from, const std::string& to) {
                 cost[i][j] = i + j;
                 continue;
             }
-            cost[i][j] = std::min({cost[i - 1][j] + 1, cost[i][j - 1] + 1,
-                                   cost[i - 1][j - 1] + (from[i - 1] == to[j - 1] ? 0u : 1u)});
+            cost[i][j] = std::min(
+                {cost[i - 1][j] + 1, cost[i][j - 1] + 1, cost[i - 1][j - 1] + (from[i - 1] == to[j - 1] ? 0u : 1u)});
             if (i > 1 && j > 1 && from[i - 1] == to[j - 2] && from[i - 2] == to[j - 1]) {
                 cost[i][j] = std::min(cost[i][j], cost[i - 2][j - 2] + 1);
             }

@@ -38,9 +38,9 @@ struct Line {
     bool version = false;  // --version
 };
 
-// Options may stand anywhere, as "--name value" or "--name=value"; "--" ends them, and "-" is an operand. Of two options
-// of one name the first counts. False with the reason when an option is unknown or its value is missing. `options` has
-// to outlive `line`.
+// Options may stand anywhere, as "--name value" or "--name=value"; "--" ends them, and "-" is an operand. Of two
+// options of one name the first counts. False with the reason when an option is unknown or its value is missing.
+// `options` has to outlive `line`.
 bool split(const Words& arguments, const Options& options, Line& line, std::string& why);
 // Hands each option its value, in order; false with the reason when one refuses it.
 bool take(const Line& line, std::string& why);

@@ -50,9 +50,9 @@ void Progress::run() {
 
 void Progress::draw(Clock::time_point now) {
     const double seconds = std::chrono::duration<double>(now - start_).count();
-    std::string line = options_.line ? options_.line(done_, seconds)
-                                     : std::to_string(done_) + " of " + std::to_string(options_.total) + " " +
-                                           options_.deed;
+    std::string line = options_.line
+                           ? options_.line(done_, seconds)
+                           : std::to_string(done_) + " of " + std::to_string(options_.total) + " " + options_.deed;
     if (now - moved_ >= options_.still_after) {
         line += "  " + standstill_in_words(options_.standstill,
                                            std::chrono::duration_cast<std::chrono::milliseconds>(now - moved_),

@@ -12,8 +12,8 @@
 
 namespace host {
 
-// One line that is written over, from the moment that the work takes longer than a blink; gone when destroyed. Work that
-// stands still is seen as such, since when included. Any thread may call show().
+// One line that is written over, from the moment that the work takes longer than a blink; gone when destroyed. Work
+// that stands still is seen as such, since when included. Any thread may call show().
 class Progress {
   public:
     struct Options {

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "tools/tsport/file.h"
 #include "tools/tsport/encoding.h"
+#include "tools/tsport/file.h"
 #include "tools/tsport/help.h"
 
 namespace tsport {
@@ -117,9 +117,8 @@ Options common_options(Command& command) {
 
 bool parse_arguments(const Words& words, Arguments& arguments, std::string& why) {
     Command& command = arguments.command;
-    command.json = std::any_of(words.begin(), words.end(), [](const std::string& word) {
-        return word.substr(0, word.find('=')) == "--json";
-    });
+    command.json = std::any_of(words.begin(), words.end(),
+                               [](const std::string& word) { return word.substr(0, word.find('=')) == "--json"; });
     Command nowhere;
     const Options options = all_options(nowhere);
     Line line;

@@ -91,8 +91,9 @@ bool find_columns(const Record& record, std::array<size_t, columns>& places, Fau
         const Text name = host::to_text(column_names[i]);
         const auto found =
             std::find_if(record.begin(), record.end(), [&](const Cell& cell) { return same_name(cell.text, name); });
-        fault = {1, 1, std::string("the first line names no column \"") + column_names[i] +
-                           "\"; it has to name the columns name, address and port"};
+        fault = {1, 1,
+                 std::string("the first line names no column \"") + column_names[i] +
+                     "\"; it has to name the columns name, address and port"};
         if (found == record.end()) return false;
         places[i] = static_cast<size_t>(found - record.begin());
     }

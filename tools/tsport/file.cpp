@@ -48,8 +48,10 @@ bool is_writable(const std::string& path) {
 // A file with several names keeps them: it is written where it lies, once its new contents are safe in `fresh`.
 bool overwrite(const std::string& target, const std::string& contents, std::string& why) {
     std::error_code error;
-    if (write_stream(target, "r+b", contents)) fs::resize_file(host::path_of(target), contents.size(), error);
-    else error = std::error_code(errno, std::generic_category());
+    if (write_stream(target, "r+b", contents))
+        fs::resize_file(host::path_of(target), contents.size(), error);
+    else
+        error = std::error_code(errno, std::generic_category());
     why = error.message();
     return !error;
 }
@@ -114,6 +116,7 @@ std::string behind_links(const std::string& path) {
 
 bool is_file(const std::string& path) {
     std::error_code error;
+    if (is_device_name(path)) return false;
     const fs::file_status status = fs::status(host::path_of(path), error);
     return !fs::exists(status) || fs::is_regular_file(status);
 }

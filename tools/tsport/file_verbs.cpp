@@ -117,7 +117,8 @@ bool plan_is_sound(const Task& task, const Differences& plan, const PortsFile& f
     std::string words;
     const auto note = [&](const Port& port, const std::string& why) {
         if (why.empty()) return;
-        words += (words.empty() ? "" : "\n") + file_name(task.command) + ":" + std::to_string(lines[port.name]) + ": " + why;
+        words +=
+            (words.empty() ? "" : "\n") + file_name(task.command) + ":" + std::to_string(lines[port.name]) + ": " + why;
     };
     for (const Port& port : plan.only_in_file) {
         note(port, new_name_fault(port.name));
@@ -174,14 +175,15 @@ void show_plan(const Task& task, const Differences& plan) {
 bool read_former_export(const Task& task, PortsFile& file) {
     std::error_code error;
     const std::string& path = task.command.file;
-    if (task.command.force || path == "-" || !is_file(path) ||
-        !std::filesystem::exists(host::path_of(path), error)) {
+    if (task.command.force || path == "-" || !is_file(path) || !std::filesystem::exists(host::path_of(path), error)) {
         return true;
     }
     std::string why;
     if (read_ports_file(path, file.csv, file, why)) return true;
-    task.fail(bad_usage, "nothing was written: " + path + " is there and holds no ports, or not only ports:\n" + why +
-                             "\nName another file, or replace this one with --force", "file");
+    task.fail(bad_usage,
+              "nothing was written: " + path + " is there and holds no ports, or not only ports:\n" + why +
+                  "\nName another file, or replace this one with --force",
+              "file");
     return false;
 }
 
@@ -209,9 +211,9 @@ void export_ports(const Task& task) {
         return task.fail(bad_usage, why, "file");
     }
     const std::string count = std::to_string(ports.size());
-    task.say(count + (ports.size() == 1 ? " port" : " ports") + " written to " +
-                 (path == "-" ? "standard output" : path),
-             "{\"exported\": " + count + "}");
+    task.say(
+        count + (ports.size() == 1 ? " port" : " ports") + " written to " + (path == "-" ? "standard output" : path),
+        "{\"exported\": " + count + "}");
 }
 
 void import_ports(const Task& task) {
@@ -236,9 +238,8 @@ void diff_ports(const Task& task) {
     }
     if (!found.any()) reply.summary = "no differences";
     reply.status = found.any() ? not_there : done;
-    reply.objects = {"{\"only_in_file\": " + tsport::in_json(found.only_in_file) +
-                     ", \"only_here\": " + tsport::in_json(found.only_here) +
-                     ", \"differ\": " + in_json(found.changed) + "}"};
+    reply.objects = {"{\"only_in_file\": " + tsport::in_json(found.only_in_file) + ", \"only_here\": " +
+                     tsport::in_json(found.only_here) + ", \"differ\": " + in_json(found.changed) + "}"};
 }
 
 }  // namespace tsport

@@ -37,7 +37,7 @@ bool Hosted::load(const Options& options, std::string& why) {
         return false;
     }
     path_ = options.store;
-    if (options.for_changes && !take_lock(lock_, path_, options.wait, why)) return false;
+    if (options.for_changes && is_file(path_) && !take_lock(lock_, path_, options.wait, why)) return false;
     std::error_code error;
     file_.csv = has_csv_name(path_);
     if (std::filesystem::exists(host::path_of(path_), error) && !read_ports_file(path_, file_.csv, file_, why)) {

@@ -15,17 +15,17 @@ namespace tsport {
 class Hosted {
   public:
     struct Options {
-        std::string library;  // empty: the one beside this program or in the folder above
-        std::string store;    // the file; one that does not exist holds no ports
+        std::string library;               // empty: the one beside this program or in the folder above
+        std::string store;                 // the file; one that does not exist holds no ports
         bool for_changes = false;          // nobody else may change the file meanwhile
         std::chrono::milliseconds wait{};  // for others who do
     };
     bool load(const Options& options, std::string& why);
-    // These ports as they are stored, in that order; for many at once, since the monitor looks through its whole list for
-    // each. False when they cannot be read.
+    // These ports as they are stored, in that order; for many at once, since the monitor looks through its whole list
+    // for each. False when they cannot be read.
     bool read(const std::vector<Text>& names, std::vector<Port>& ports) const;
-    // Stores ports, new ones and such that are there, and starts the monitor anew with them: adding them one by one would
-    // have it list all its ports for each. No channel to the monitor may be open. False with the reason.
+    // Stores ports, new ones and such that are there, and starts the monitor anew with them: adding them one by one
+    // would have it list all its ports for each. No channel to the monitor may be open. False with the reason.
     bool put(const std::vector<Port>& ports, std::string& why);
     // Writes the monitor's ports back into the file; false with the reason.
     bool keep(std::string& why);

@@ -15,6 +15,8 @@ HKEY private_hive();
 // What to do where no monitor is installed.
 const char* installing_hint();
 
+// Whether the path names a device by its name alone, as "NUL" does.
+bool is_device_name(const std::string& path);
 // As fopen, by a UTF-8 path; null with errno.
 std::FILE* open_stream(const std::string& path, const char* mode);
 // What was written to the stream is on the disk; false with errno.

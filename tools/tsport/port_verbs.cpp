@@ -156,8 +156,8 @@ void set(const Task& task) {
     port.address = task.command.port.address;
     if (task.command.number_given) port.number = task.command.port.number;
     if (port.number == 0 || port.number > largest_number) {
-        task.fail(bad_usage,
-                  "the port's number, " + std::to_string(port.number) + ", is not 1 to 65535: give PORT too", "usage");
+        task.fail(bad_usage, "the port's number, " + std::to_string(port.number) + ", is not 1 to 65535: give PORT too",
+                  "usage");
         return;
     }
     if (task.failed(set_port(task.spooler, port), "change the port " + named(port.name)) || !task.kept()) return;
@@ -178,8 +178,9 @@ bool may_delete(const Task& task, const std::vector<Text>& names) {
         used += (used.empty() ? "" : "; ") + named(name) + " by " + in_words(queues[name]);
     }
     if (used.empty()) return true;
-    task.fail(refused, "nothing was deleted: queues print to " + used +
-                           "; give them other ports first, or delete with --force", "in-use");
+    task.fail(refused,
+              "nothing was deleted: queues print to " + used + "; give them other ports first, or delete with --force",
+              "in-use");
     return false;
 }
 
@@ -244,8 +245,8 @@ DWORD test_one(const Task& task, const Port& port, Tested& result) {
 
 std::string test_in_json(const Port& port, const Tested& result) {
     const bool reachable = std::string(result.verdict) == "accepted";
-    return (port.name.empty() ? "{" : "{\"name\": " + quoted(port.name) + ", ") + "\"address\": " +
-           quoted(port.address) + ", \"port\": " + std::to_string(port.number) +
+    return (port.name.empty() ? "{" : "{\"name\": " + quoted(port.name) + ", ") +
+           "\"address\": " + quoted(port.address) + ", \"port\": " + std::to_string(port.number) +
            ", \"reachable\": " + (reachable ? "true" : "false") + ", \"verdict\": \"" + result.verdict + "\"}";
 }
 

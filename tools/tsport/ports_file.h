@@ -43,8 +43,8 @@ bool parse_ports(const std::string& bytes, const std::string& name, PortsFile& f
 // False with the reason also when the file cannot be read.
 bool read_ports_file(const std::string& path, bool csv, PortsFile& file, std::string& why);
 
-// The same file with these ports instead of its own: its comments, its order and its encoding stay, what is new comes at
-// the end.
+// The same file with these ports instead of its own: its comments, its order and its encoding stay, what is new comes
+// at the end.
 std::string format_ports(const PortsFile& file, const std::vector<Port>& ports);
 
 }  // namespace tsport

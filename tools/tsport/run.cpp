@@ -38,7 +38,8 @@ std::string hint_for(DWORD code) {
 
 bool Task::failed(DWORD code, const std::string& deed) const {
     if (code == ERROR_SUCCESS) return false;
-    const char* const who = code == RPC_S_SERVER_UNAVAILABLE ? "the spooler cannot be asked to " : "the spooler refused to ";
+    const char* const who =
+        code == RPC_S_SERVER_UNAVAILABLE ? "the spooler cannot be asked to " : "the spooler refused to ";
     fail(refused, who + deed + ": " + host::error_in_words(code) + hint_for(code), cause_of(code), code);
     return true;
 }
@@ -207,7 +208,8 @@ Answer run(const std::vector<std::string>& words, const Console& console) {
         answer.out = arguments.text;
         return answer;
     }
-    if (command.servers.size() > 1 && !command.file.empty() && (command.verb->run == export_ports || command.file == "-")) {
+    if (command.servers.size() > 1 && !command.file.empty() &&
+        (command.verb->run == export_ports || command.file == "-")) {
         return wrong_line(command, "one file cannot serve several servers here; name one server");
     }
     if (!command.servers.empty() && command.verb->needs != Needs::nothing) {

@@ -23,8 +23,8 @@ struct Answer {
 
 // What stands around the program.
 struct Console {
-    std::istream& input;                // read for the file "-"
-    std::FILE* progress = nullptr;      // a terminal; null: progress is not shown
+    std::istream& input;            // read for the file "-"
+    std::FILE* progress = nullptr;  // a terminal; null: progress is not shown
 };
 
 // Runs the tool with these arguments, the program's name not among them.

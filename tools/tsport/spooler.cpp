@@ -62,7 +62,8 @@ DWORD Spooler::ports(std::vector<SpoolerPort>& ports) const {
     const DWORD code = records.read([&](BYTE* buffer, DWORD size, DWORD* needed, DWORD* count) {
         return EnumPortsW(writable(server_), 2, buffer, size, needed, count);
     });
-    for (const PORT_INFO_2W& record : records) ports.push_back({text_of(record.pPortName), text_of(record.pMonitorName)});
+    for (const PORT_INFO_2W& record : records)
+        ports.push_back({text_of(record.pPortName), text_of(record.pMonitorName)});
     return code;
 }
 
@@ -102,15 +103,16 @@ DWORD Spooler::send(const Message& message) const {
     const bool kept = message.port.empty() && message.administrator;
     HANDLE channel = kept ? administration_ : nullptr;
     if (channel == nullptr) {
-        const Text object = message.port.empty() ? W(",XcvMonitor ") + Text(monitor_name) : W(",XcvPort ") + message.port;
+        const Text object =
+            message.port.empty() ? W(",XcvMonitor ") + Text(monitor_name) : W(",XcvPort ") + message.port;
         if (const DWORD error = open(object, message.administrator, channel)) return error;
         if (kept) administration_ = channel;
     }
     DWORD needed = 0;
     DWORD status = ERROR_SUCCESS;
-    const BOOL passed_on = XcvDataW(channel, message.command, static_cast<BYTE*>(const_cast<void*>(message.input)),
-                                    message.input_size, static_cast<BYTE*>(message.output), message.output_size,
-                                    &needed, &status);
+    const BOOL passed_on =
+        XcvDataW(channel, message.command, static_cast<BYTE*>(const_cast<void*>(message.input)), message.input_size,
+                 static_cast<BYTE*>(message.output), message.output_size, &needed, &status);
     const DWORD code = passed_on ? status : GetLastError();
     if (!kept) ClosePrinter(channel);
     return code;

@@ -74,8 +74,7 @@ BOOL EnumMonitorsW(LPWSTR server, DWORD level, BYTE* buffer, DWORD size, DWORD* 
 
 BOOL XcvDataW(HANDLE channel, LPCWSTR command, BYTE* input, DWORD input_size, BYTE* output, DWORD output_size,
               DWORD* needed, DWORD* status) {
-    return finish(
-        spooler_sim::xcv_data(channel, command, input, input_size, output, output_size, needed, status));
+    return finish(spooler_sim::xcv_data(channel, command, input, input_size, output, output_size, needed, status));
 }
 
 HANDLE RevertToPrinterSelf() {

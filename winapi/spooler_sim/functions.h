@@ -17,14 +17,13 @@ DWORD get_job(HANDLE printer, DWORD id, DWORD level, BYTE* buffer, DWORD size, D
 DWORD set_job(HANDLE printer, DWORD id, DWORD level, const BYTE* record, DWORD command);
 DWORD get_printer(HANDLE printer, DWORD level, BYTE* buffer, DWORD size, DWORD* needed);  // level 2
 DWORD set_printer(HANDLE printer, DWORD level, const BYTE* record, DWORD command);        // level 6
-// The functions below take a server's name, null or empty for this machine's; RPC_S_SERVER_UNAVAILABLE when that one does
-// not answer. Within a monitor's command a null name means the server of that monitor.
-// Levels 1 and 2: the ports of the server's monitor, then those of others, which only this machine has.
+// The functions below take a server's name, null or empty for this machine's; RPC_S_SERVER_UNAVAILABLE when that one
+// does not answer. Within a monitor's command a null name means the server of that monitor. Levels 1 and 2: the ports
+// of the server's monitor, then those of others, which only this machine has.
 DWORD enum_ports(LPCWSTR server, DWORD level, BYTE* buffer, DWORD size, DWORD* needed, DWORD* returned);
 
 // Level 2; of the flags, PRINTER_ENUM_LOCAL is this machine and PRINTER_ENUM_NAME the server that is named.
-DWORD enum_printers(DWORD flags, LPCWSTR server, DWORD level, BYTE* buffer, DWORD size, DWORD* needed,
-                    DWORD* returned);
+DWORD enum_printers(DWORD flags, LPCWSTR server, DWORD level, BYTE* buffer, DWORD size, DWORD* needed, DWORD* returned);
 // Level 1.
 DWORD enum_monitors(LPCWSTR server, DWORD level, BYTE* buffer, DWORD size, DWORD* needed, DWORD* returned);
 // A command through a configuration channel; its own code comes back in `status`.

@@ -1,7 +1,7 @@
 #include "tests/support/platform.h"
 
-#include <winsock2.h>
 #include <windows.h>
+#include <winsock2.h>
 
 #include <psapi.h>
 #include <winternl.h>

@@ -19,6 +19,10 @@ const char* installing_hint() {
     return "there is no print spooler on this system; work on a file of ports with --store FILE";
 }
 
+bool is_device_name(const std::string&) {
+    return false;
+}
+
 std::FILE* open_stream(const std::string& path, const char* mode) {
     return std::fopen(path.c_str(), mode);
 }

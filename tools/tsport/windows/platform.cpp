@@ -24,6 +24,22 @@ const char* installing_hint() {
     return "install it with: msiexec /i tsprintportmon-" PROGRAM_VERSION "-x64.msi";
 }
 
+bool is_device_name(const std::string& path) {
+    constexpr LPCWSTR devices[] = {W("CON"), W("PRN"), W("AUX"), W("NUL"), W("CONIN$"), W("CONOUT$")};
+    constexpr LPCWSTR numbered[] = {W("COM"), W("LPT")};
+    const host::Text full = host::path_of(path).wstring();
+    if (full.rfind(W("\\\\.\\"), 0) == 0) return true;
+    const host::Text name = host::path_of(path).stem().wstring();
+    const auto is = [](const host::Text& text, LPCWSTR word) { return lstrcmpiW(text.c_str(), word) == 0; };
+    for (const LPCWSTR device : devices) {
+        if (is(name, device)) return true;
+    }
+    for (const LPCWSTR device : numbered) {
+        if (name.size() == 4 && is(name.substr(0, 3), device) && name[3] >= W('0') && name[3] <= W('9')) return true;
+    }
+    return false;
+}
+
 std::FILE* open_stream(const std::string& path, const char* mode) {
     host::Text text;
     return _wfopen(wide_path(path, text), host::to_text(mode).c_str());

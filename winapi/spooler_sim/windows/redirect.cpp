@@ -41,8 +41,7 @@ BOOL WINAPI sim_EnumPrintersW(DWORD flags, LPWSTR name, DWORD level, LPBYTE buff
                               LPDWORD returned) {
     return finish(enum_printers(flags, name, level, buffer, size, needed, returned));
 }
-BOOL WINAPI sim_EnumMonitorsW(LPWSTR server, DWORD level, LPBYTE buffer, DWORD size, LPDWORD needed,
-                              LPDWORD returned) {
+BOOL WINAPI sim_EnumMonitorsW(LPWSTR server, DWORD level, LPBYTE buffer, DWORD size, LPDWORD needed, LPDWORD returned) {
     return finish(enum_monitors(server, level, buffer, size, needed, returned));
 }
 BOOL WINAPI sim_XcvDataW(HANDLE channel, LPCWSTR command, PBYTE input, DWORD input_size, PBYTE output,
@@ -78,7 +77,8 @@ HMODULE WINAPI sim_LoadLibraryW(LPCWSTR path) {
 }
 
 FARPROC WINAPI sim_GetProcAddress(HMODULE module, LPCSTR name) {
-    if (module == this_program() && reinterpret_cast<ULONG_PTR>(name) > 0xFFFF && std::strcmp(name, "EnumPortsW") == 0) {
+    if (module == this_program() && reinterpret_cast<ULONG_PTR>(name) > 0xFFFF &&
+        std::strcmp(name, "EnumPortsW") == 0) {
         return reinterpret_cast<FARPROC>(reinterpret_cast<Function>(sim_EnumPortsW));
     }
     return reinterpret_cast<FARPROC(WINAPI*)(HMODULE, LPCSTR)>(get_proc_address.load())(module, name);
