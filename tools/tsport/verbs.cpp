@@ -101,52 +101,68 @@ std::string one_shell(const Words& words, Command& command) {
     return words[0] == "bash" || words[0] == "powershell" ? "" : "there is completion for bash and for powershell";
 }
 
+// -- Options ---------------------------------------------------------------------------------------------------------
+
 Options no_options(Command&) {
     return {};
 }
 
+Options list_options(Command& command) {
+    return {flag("--names", command.names_only), flag("--csv", command.csv)};
+}
+
+Options delete_options(Command& command) {
+    return {flag("--force", command.force), flag("--dry-run", command.dry_run)};
+}
+
+Options test_options(Command& command) {
+    return {flag("--all", command.all), number("--timeout", 1, 600, command.timeout_seconds)};
+}
+
+Options export_options(Command& command) {
+    return {flag("--csv", command.csv), flag("--force", command.force)};
+}
+
+Options import_options(Command& command) {
+    return {flag("--csv", command.csv), flag("--dry-run", command.dry_run)};
+}
+
+Options diff_options(Command& command) {
+    return {flag("--csv", command.csv)};
+}
+
+// -- The table -------------------------------------------------------------------------------------------------------
+
+// clang-format off
+const std::vector<Verb> table = {
+    {"list", "[NAME...]", "all ports, or these",
+     list_help, Needs::reading, any_names, list_options, list},
+    {"show", "NAME", "one port",
+     show_help, Needs::reading, one_name, no_options, show},
+    {"add", "NAME HOST [PORT]", "a new port; PORT is 9100 when left out",
+     add_help, Needs::changing, new_port, no_options, add},
+    {"set", "NAME HOST [PORT]", "another printer for a port; PORT stays as it is when left out",
+     set_help, Needs::changing, port_and_printer, no_options, set},
+    {"delete", "NAME...", "removes ports",
+     delete_help, Needs::changing, some_names, delete_options, remove},
+    {"test", "NAME... | HOST PORT | --all", "whether printers take a connection",
+     test_help, Needs::reading, names_or_printer, test_options, test},
+    {"exists", "NAME", "whether the spooler has a port of that name, of whatever kind",
+     exists_help, Needs::reading, one_name, no_options, exists},
+    {"export", "FILE [NAME...]", "writes ports into a file",
+     export_help, Needs::reading, file_and_names, export_options, export_ports},
+    {"import", "FILE", "adds and changes ports as the file says",
+     import_help, Needs::changing, one_file, import_options, import_ports},
+    {"diff", "FILE", "how the ports differ from the file",
+     diff_help, Needs::reading, one_file, diff_options, diff_ports},
+    {"completion", "bash | powershell", "a script that completes command lines",
+     completion_help, Needs::nothing, one_shell, no_options, completion},
+};
+// clang-format on
+
 }  // namespace
 
 const std::vector<Verb>& verbs() {
-    static const std::vector<Verb> table = {
-        {"list", "[NAME...]", "all ports, or these", list_help, Needs::reading, any_names,
-         [](Command& c) {
-             return Options{flag("--names", c.names_only), flag("--csv", c.csv)};
-         },
-         list},
-        {"show", "NAME", "one port", show_help, Needs::reading, one_name, no_options, show},
-        {"add", "NAME HOST [PORT]", "a new port; PORT is 9100 when left out", add_help, Needs::changing, new_port,
-         no_options, add},
-        {"set", "NAME HOST [PORT]", "another printer for a port; PORT stays as it is when left out", set_help,
-         Needs::changing, port_and_printer, no_options, set},
-        {"delete", "NAME...", "removes ports", delete_help, Needs::changing, some_names,
-         [](Command& c) {
-             return Options{flag("--force", c.force), flag("--dry-run", c.dry_run)};
-         },
-         remove},
-        {"test", "NAME... | HOST PORT | --all", "whether printers take a connection", test_help, Needs::reading,
-         names_or_printer,
-         [](Command& c) {
-             return Options{flag("--all", c.all), number("--timeout", 1, 600, c.timeout_seconds)};
-         },
-         test},
-        {"exists", "NAME", "whether the spooler has a port of that name, of whatever kind", exists_help, Needs::reading,
-         one_name, no_options, exists},
-        {"export", "FILE [NAME...]", "writes ports into a file", export_help, Needs::reading, file_and_names,
-         [](Command& c) {
-             return Options{flag("--csv", c.csv), flag("--force", c.force)};
-         },
-         export_ports},
-        {"import", "FILE", "adds and changes ports as the file says", import_help, Needs::changing, one_file,
-         [](Command& c) {
-             return Options{flag("--csv", c.csv), flag("--dry-run", c.dry_run)};
-         },
-         import_ports},
-        {"diff", "FILE", "how the ports differ from the file", diff_help, Needs::reading, one_file,
-         [](Command& c) { return Options{flag("--csv", c.csv)}; }, diff_ports},
-        {"completion", "bash | powershell", "a script that completes command lines", completion_help, Needs::nothing,
-         one_shell, no_options, completion},
-    };
     return table;
 }
 

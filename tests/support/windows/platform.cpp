@@ -1,7 +1,8 @@
 #include "tests/support/platform.h"
 
-#include <windows.h>
 #include <winsock2.h>
+
+#include <windows.h>
 
 #include <psapi.h>
 #include <winternl.h>
