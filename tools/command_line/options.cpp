@@ -41,8 +41,9 @@ Option number(const std::string& name, std::uint64_t least, std::uint64_t most, 
 
 namespace {
 
+// "-1" and "-" are none.
 bool is_option(const std::string& argument) {
-    return argument.rfind("--", 0) == 0;
+    return argument.size() > 1 && argument[0] == '-' && (argument[1] == '-' || (argument[1] | 0x20) >= 'a');
 }
 
 Words names_of(const Options& options) {

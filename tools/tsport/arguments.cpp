@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "tools/tsport/answer.h"
 #include "tools/tsport/encoding.h"
 #include "tools/tsport/file.h"
 #include "tools/tsport/help.h"
@@ -98,6 +99,8 @@ bool take_verb(const std::string& word, Command& command, std::string& why) {
 bool fits_together(const Command& command, std::string& why) {
     why = "--library goes with --store";
     if (!command.library.empty() && command.store.empty()) return false;
+    why = "--csv and --json exclude each other";
+    if (command.csv && command.json && command.verb->run == list) return false;
     why = "--store and --server exclude each other";
     return command.store.empty() || command.servers.empty();
 }

@@ -220,7 +220,7 @@ Answer run(const std::vector<std::string>& words, const Console& console) {
         return answer;
     }
     Reply reply;
-    if (command.store.empty()) {
+    if (command.store.empty() || command.verb->needs == Needs::nothing) {
         run_on(command, Text(), nullptr, console, reply);
     } else {
         run_hosted(command, console, reply);
