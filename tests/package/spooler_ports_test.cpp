@@ -135,8 +135,8 @@ TEST_F(Ports, TheCommandLineWorksWhileDocumentsPrint) {
         task.first += 1000;
     };
     EXPECT_EQ(tsport(L"add ts_tool 127.0.0.1 " + number), "0 added \"ts_tool\": " + to_third + "\n");
-    EXPECT_EQ(tsport(L"show TS_TOOL"),
-              "0 name     ts_tool\naddress  127.0.0.1\nport     " + std::to_string(third().printer.port()) + "\n");
+    EXPECT_EQ(tsport(L"show TS_TOOL"), "0 name     ts_tool\naddress  127.0.0.1\nport     " +
+                                           std::to_string(third().printer.port()) + "\nqueues   Tool\n");
     const std::string list = tsport(L"list");
     for (const Text& port : all_ports_and(L"ts_tool"))
         EXPECT_NE(list.find(host::to_utf8(port) + " "), std::string::npos);
@@ -147,7 +147,11 @@ TEST_F(Ports, TheCommandLineWorksWhileDocumentsPrint) {
     EXPECT_EQ(tsport(L"set ts_tool 127.0.0.1 " + std::to_wstring(fourth().printer.port())),
               "0 changed \"ts_tool\": " + to_fourth + " (was " + to_third + ")\n");
     expect_child_prints_to(fourth());
-    EXPECT_EQ(tsport(L"delete ts_tool"), "0 deleted \"ts_tool\"\n");
+    EXPECT_EQ(
+        tsport(L"delete ts_tool"),
+        "3 tsport: nothing was deleted: queues print to \"ts_tool\" by Tool; give them other ports first, or delete "
+        "with --force\n");
+    EXPECT_EQ(tsport(L"delete ts_tool --force"), "0 deleted \"ts_tool\"\n");
     EXPECT_EQ(tsport(L"exists ts_tool"), "1 \"ts_tool\" does not exist\n");
     one.stop_and_check();
 }

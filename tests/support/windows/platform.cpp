@@ -11,13 +11,8 @@
 #include <ctime>
 #include <string>
 
-#include "winapi/spooler_sim/windows/redirect.h"
-
 namespace test {
 namespace {
-
-// What of the monitor is linked into a test program meets the simulated spooler, as the library itself does.
-[[maybe_unused]] const bool redirected = spooler_sim::redirect_calls_of(GetModuleHandleW(nullptr));
 
 // What the monitor and its host store.
 const wchar_t* const stored_keys[] = {
