@@ -165,9 +165,13 @@ TEST_F(Documents, APrinterIsLost) {
     both.push_back(command(forced, JOB_CONTROL_SENT_TO_PRINTER).front());
     EXPECT_EQ(forced.commands, both);
     EXPECT_TRUE(data.starts_with(losing().printer.next().data));
-    heard(1);
-    expect_nothing_left();
     expect_prints(second(), page);
+    // A helper that still reads the job's file keeps it from being deleted. It goes at the next start.
+    heard(1);
+    delete_monitor();
+    store_ports();
+    add_monitor();
+    expect_nothing_left();
 }
 
 TEST_F(Documents, APrinterCannotBeReached) {

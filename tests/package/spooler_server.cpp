@@ -1,6 +1,7 @@
 #include "tests/package/spooler_server.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cwchar>
 
 #include "tests/package/thin_monitor.h"
@@ -111,6 +112,7 @@ SpoolerServer::SpoolerServer() {
 }
 
 SpoolerServer::~SpoolerServer() {
+    if (HasFailure()) std::printf("The log's errors: %s\n", testing::PrintToString(errors()).c_str());
     for (const Text& queue : queues_) delete_queue(queue);
     delete_monitor();
 }
