@@ -29,4 +29,7 @@ void export_ports(const Task& task);
 void import_ports(const Task& task);
 void diff_ports(const Task& task);
 
+// report, with the words behind it.
+Answer report_logs(const std::vector<std::string>& words);
+
 }  // namespace tsport

@@ -18,6 +18,7 @@ usage: tsport [options] VERB ...
   export FILE              writes all ports into a text file
   import FILE [--dry-run]  adds and changes ports as the file says
   diff FILE                how the ports differ from the file
+  report LOG...            what became of the documents, from the monitor's logs
 
 options:
   --json                   answers for scripts

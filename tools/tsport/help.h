@@ -14,5 +14,6 @@ extern const char exists_help[];
 extern const char export_help[];
 extern const char import_help[];
 extern const char diff_help[];
+extern const char report_help[];
 
 }  // namespace tsport

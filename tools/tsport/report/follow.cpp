@@ -42,6 +42,13 @@ bool is_slot(std::string_view rest) {
     return number != std::string_view::npos && number > 3 && rest.compare(number - 3, 4, " ms ") == 0;
 }
 
+// Most lines of a large log: they need not even be brought to their document.
+bool adds_nothing(const Line& line, const Message& message) {
+    if (message.event == Event::none) return true;
+    if (message.event == Event::told) return !line.error;
+    return message.event == Event::statistics && is_slot(message.rest);
+}
+
 // What does not need the time of its line.
 bool is_timeless(Event event) {
     return event == Event::write || event == Event::given || event == Event::given_rewritten || event == Event::told;
@@ -105,11 +112,8 @@ bool Follower::take(const Line& line) {
 }
 
 bool Follower::take_detailed(const Line& line, const Message& message) {
-    if (message.event == Event::none) {
-        if (line.error) listener_.other_error(line.message);
-        if (!listener_.line) return true;
-    }
-    if (message.event == Event::statistics && is_slot(message.rest) && !listener_.line) return true;
+    if (message.event == Event::none && line.error) listener_.other_error(line.message);
+    if (!listener_.line && adds_nothing(line, message)) return true;
     Course& course = threads_.of(line.thread, count_, [this](Course& old) { close(old); });
     std::optional<Stamp> now;
     if (!is_timeless(message.event) || !course.open) {
@@ -148,8 +152,9 @@ bool Follower::dispatch(const Step& step) {
             course.port = texts_.add(step.rest());
             return true;
         case Event::port_closed:
-            close(course);
-            course.port = 0;
+            // A document that is under way goes on: its thread may have opened the port once more.
+            if (course.not_started) close(course);
+            if (!course.open) course.port = 0;
             return true;
         case Event::port_unknown:
             port_unknown(step);

@@ -97,7 +97,7 @@ void put_number(Writer& out, std::uint64_t value, std::string_view words) {
     out << "<td class=\"n\" data-v=\"" << value << "\">" << words << "</td>";
 }
 void put_time(Writer& out, std::uint64_t value) {
-    put_number(out, value, time_in_words(value));
+    put_number(out, value, value == 0 ? "-" : time_in_words(value));
 }
 
 void put_row(Writer& out, const Document& document, const Texts& texts) {
@@ -139,10 +139,11 @@ void put_documents(Writer& out, const Report& report, const Documents& documents
 void put_printers(Writer& out, const Report& report) {
     out << "<div class=\"wide\" tabindex=\"0\" role=\"region\" aria-labelledby=\"printers\"><table id=\"printers-table\">"
            "<caption>Connecting is the time of a start that no helper held. Throughput counts documents of 64 KiB and "
-           "more, from the first byte to the printer&#39;s close.</caption>\n";
+           "more, from the first byte to the printer&#39;s close. "
+           "Until closed is the time between the last byte handed over and that close.</caption>\n";
     put_header(out, {{"Printer", false}, {"Documents", true}, {"Printed", true}, {"Late", true}, {"Failed", true},
                      {"Data", true}, {"Connecting", true}, {"95 %", true}, {"Throughput", true}, {"95 %", true},
-                     {"Held", true}, {"Waited for close", true}});
+                     {"Held", true}, {"Until closed", true}});
     for (const PrinterSums* const sums : report.sums.printers()) {
         out << "<tr><th scope=\"row\">" << Shown{sums->name} << "</th>";
         for (const std::uint64_t count : {sums->documents, sums->of(Outcome::printed), sums->of(Outcome::late), sums->failed()}) {
@@ -164,20 +165,18 @@ void put_printers(Writer& out, const Report& report) {
 void put_causes(Writer& out, const Report& report) {
     const Totals& all = report.sums.all();
     out << "<section aria-labelledby=\"causes\"><h2 id=\"causes\">Causes</h2>\n";
-    const bool any = std::any_of(all.by_cause.begin(), all.by_cause.end(), [](std::uint64_t count) { return count != 0; });
-    if (!any) {
+    if (all.causes().empty()) {
         out << "<p>Nothing went wrong.</p></section>\n";
         return;
     }
     out << "<div class=\"wide\" tabindex=\"0\" role=\"region\" aria-labelledby=\"causes\"><table id=\"causes-table\">"
            "<caption>What kept documents from the printer, delayed or changed them.</caption>\n";
     put_header(out, {{"Cause", false}, {"Documents", true}, {"What to do", false}});
-    for (size_t i = 0; i < troubles; ++i) {
-        if (all.by_cause[i] == 0) continue;
-        const TroubleText& text = text_of(static_cast<Trouble>(i));
+    for (const Trouble cause : all.causes()) {
+        const TroubleText& text = text_of(cause);
         out << "<tr data-cause=\"" << text.id << "\"><th scope=\"row\">" << Shown{text.words} << "<br><code>" << text.id
             << "</code></th>";
-        put_number(out, all.by_cause[i], grouped(all.by_cause[i]));
+        put_number(out, all.of(cause), grouped(all.of(cause)));
         out << "<td>" << Shown{text.remedy} << "</td></tr>\n";
     }
     out << "</tbody></table></div></section>\n";
@@ -239,7 +238,7 @@ void put_findings(Writer& out, const Report& report) {
     }
     for (const OtherErrors::Error& error : errors) {
         out << "<li data-count=\"" << error.count << "\">" << grouped(error.count)
-            << " &times; an error that belongs to no document: " << Shown{error.text} << "</li>\n";
+            << " &times; another error: " << Shown{error.text} << "</li>\n";
     }
     out << "</ul></section>\n";
 }

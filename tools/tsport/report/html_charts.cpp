@@ -11,7 +11,7 @@ namespace tsport::report::html {
 namespace {
 
 constexpr double width = 1240;
-constexpr double names = 190;  // room for printers' names in front
+constexpr double names = 205;  // room for printers' names in front
 constexpr size_t most_lanes = 30;
 
 // A place in the picture, to a tenth.
@@ -23,7 +23,7 @@ std::string at(double place) {
 
 // A name that fits in front of its lane; the whole of it is in the table.
 std::string cut(const std::string& name) {
-    constexpr size_t most = 26;
+    constexpr size_t most = 24;
     size_t characters = 0;
     for (size_t i = 0; i < name.size(); ++i) {
         if ((static_cast<unsigned char>(name[i]) & 0xC0) == 0x80 || ++characters <= most) continue;
@@ -190,8 +190,8 @@ void put_failures_over_time(Writer& out, const Documents& documents) {
         all += height;
     }
 
-    out << "<section aria-labelledby=\"failures\"><h2 id=\"failures\">Failures over time, by cause</h2>\n";
-    open_picture(out, "failures-chart", 250, "Failures over time, by cause",
+    out << "<section aria-labelledby=\"failures\"><h2 id=\"failures\">Failures and delays over time, by cause</h2>\n";
+    open_picture(out, "failures-chart", 250, "Failures and delays over time, by cause",
                  counted(all, "document") + " with a cause between " + stamp_in_words(axis.from) + " and " +
                      stamp_in_words(axis.to) + "; a column stands for " + time_in_words(static_cast<std::uint64_t>(step)) +
                      ". The table of causes has the sums.");
@@ -333,7 +333,7 @@ void put_speed(Writer& out, const Report& report) {
     const double second = names + room + 130;
     open_picture(out, "speed-chart", head + row * static_cast<double>(printers.size()) + 6, "Throughput and waiting of each printer",
                  "Left, the median throughput; right, what a document waited on average: connecting, held by a problem of the "
-                 "device, and for the printer to close its side. The table below has the figures.");
+                 "device, and for the printer to take the rest and close. The table below has the figures.");
     put_text(out, names, 16, "Throughput, median");
     put_text(out, second, 16, "Waiting of a document, on average");
     for (size_t i = 0; i < printers.size(); ++i) {
@@ -356,7 +356,7 @@ void put_speed(Writer& out, const Report& report) {
         put_text(out, x + 6, top + 15, time_in_words(wait_of(sums)));
     }
     out << "</svg></div>\n";
-    put_legend(out, {{"c1", "connecting (median)"}, {"c2", "held by a problem of the device"}, {"c3", "for the printer to close its side"}});
+    put_legend(out, {{"c1", "connecting (median)"}, {"c2", "held by a problem of the device"}, {"c3", "for the printer to take the rest and close"}});
 }
 
 }  // namespace tsport::report::html

@@ -53,7 +53,7 @@ th[aria-sort=descending] button::after { content: "\2193"; opacity: 1; }
 .badge.f::before { background: var(--failed); border-radius: 0; }
 .badge.k::before { background: var(--kept); border-radius: 0; transform: rotate(45deg); }
 code { font: 12.5px/1.4 Consolas, "Cascadia Mono", monospace; color: var(--quiet); }
-ul.legend { list-style: none; display: flex; flex-wrap: wrap; gap: 4px 20px; padding: 0; margin: 8px 0 0; font-size: 13.5px; }
+ul.legend { list-style: none; display: flex; flex-wrap: wrap; gap: 4px 20px; padding: 0; margin: 8px 0 14px; font-size: 13.5px; }
 ul.legend span { display: inline-block; width: 11px; height: 11px; margin-right: 6px; }
 ul.found { margin: 0; padding-left: 20px; }
 svg { display: block; width: 100%; min-width: 760px; height: auto; }

@@ -5,13 +5,22 @@
 namespace tsport::report {
 namespace {
 
-// Lines that come with every buffer and say nothing of their own.
-bool goes_with_data(const Line& line, const Message& message) {
-    constexpr std::string_view beginnings[] = {"TSM: Write Port: write data to printer of size ", "Duration = ",
+// Lines that come with every buffer and say nothing of their own, or only that the log itself was looked after.
+bool says_nothing(const Line& line, const Message& message) {
+    constexpr std::string_view beginnings[] = {"TSM: Write Port: write data to printer of size ",
                                                "TSM: forceattr: write data to printer of size ",
-                                               "TSM Write Port: noting initial buf size of ", "TSM:  TsmWriteToPrinter: ",
-                                               "TSM: About to read from pipe of size: ", "TSM:  AppendFile: ",
-                                               "TSM: read from pipe with result - "};
+                                               "TSM Write Port: noting initial buf size of ",
+                                               "Duration = ",
+                                               "TSM:  TsmWriteToPrinter: ",
+                                               "TSM:  AppendFile: ",
+                                               "TSM: About to read from pipe of size: ",
+                                               "TSM: read from pipe with result - ",
+                                               "TSM: read from helper",
+                                               "TSM: checking force attr",
+                                               "TSM: reading msf file for ",
+                                               "TSM: cleanup socket",
+                                               "Perform log rotation if required.",
+                                               "No log rotation as "};
     for (const std::string_view beginning : beginnings) {
         if (line.message.starts_with(beginning)) return true;
     }
@@ -30,7 +39,7 @@ void Collector::Life::take(const Line& line, const Message& message, const Docum
         begun_ = true;
     }
     thread_ = line.thread;
-    if (goes_with_data(line, message) || add_data(line, message)) return;
+    if (says_nothing(line, message) || add_data(line, message)) return;
     tell_data();
     if (message.words == nullptr) {
         tell(line.stamp, showable(line.message));

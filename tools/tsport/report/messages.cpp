@@ -41,6 +41,8 @@ constexpr Row rows[] = {
     {"TSM: Error looking up printer address: ", Event::lookup_failed, "the address cannot be looked up:"},
     {"TSM: Failed to create connection to printer: ", Event::no_socket, "no connection could be made:"},
     {"TSM: Failed to connect to printer: ", Event::connect_failed, "the printer takes no connection:"},
+    {"TSM: addr = 0x", Event::told, "(the address, byte by byte)"},
+    {"TSM: unable to connect to printer by tcp", Event::told, "none of its addresses takes one"},
     {"TSM Start Doc Port failed to connect to printer address: ", Event::start_failed,
      "the document does not start, the printer cannot be reached:"},
 
@@ -77,12 +79,18 @@ constexpr Row rows[] = {
      "the data is through; waits for the printer to close its side"},
     {"TSM: timed out waiting to get the FD_CLOSE event on the socket", Event::close_not_seen,
      "the printer has not closed its side within 30 seconds"},
+    {"TSM: failed to shutdown socket with error: ", Event::told, "the end of the data cannot be sent, error:"},
+    {"TSM: unable to event select on FD_CLOSE with error: ", Event::told, "the close cannot be waited for, error:"},
+    {"TSM: Error waiting for socket", Event::told, "the connection cannot be waited for"},
     {"TSM: an error occured while waiting for FD_CLOSE event: ", Event::close_broken,
      "the printer has broken the connection off at its end, with error:"},
     {"TSM: closesocket", Event::close_seen, "the connection is closed"},
     {"TSM EndDoc: printer: ", Event::statistics, "in figures:"},
 
     // The hardware check.
+    {"Printer settings file '", Event::told, "no record asks for a check of the printer's hardware"},
+    {"TSM Start Doc: not hardware check enabled", Event::told, "the printer's hardware is not checked"},
+    {"TSM End Doc: not hardware check enabled", Event::told, "there is no check to be told of the end"},
     {"TSM: printer settings detected hardware check on", Event::told, "the printer's hardware is to be checked"},
     {"TSM: printer settings detected hardware check off", Event::told, "the printer's hardware is not to be checked"},
     {"TSM Start Doc: no hardware check", Event::no_check, "without its helper program there is no check"},
@@ -107,6 +115,8 @@ constexpr Row rows[] = {
     {"TSM: Failed to write end", Event::check_not_ended, "the helper did not take the end of the document"},
 
     // Forced attributes.
+    {"TSM: checking if force attr needed for JobId: ", Event::told, "looks for a record that forces attributes on it"},
+    {"Unable to find msf (printer_name = ", Event::told, "there is none"},
     {"TSM: detected force attributes on ", Event::told, "attributes are to be forced:"},
     {"TSM: detected force attributes off ", Event::told, "no attributes are to be forced"},
     {"TSM: sending force attr data", Event::rewriting, "the helper is to rewrite the document"},

@@ -57,6 +57,15 @@ std::uint64_t Totals::failed() const {
     return documents - of(Outcome::printed) - of(Outcome::late) - of(Outcome::unknown);
 }
 
+std::vector<Trouble> Totals::causes() const {
+    std::vector<Trouble> found;
+    for (size_t i = 0; i < troubles; ++i) {
+        if (by_cause[i] != 0) found.push_back(static_cast<Trouble>(i));
+    }
+    std::stable_sort(found.begin(), found.end(), [this](Trouble a, Trouble b) { return of(a) > of(b); });
+    return found;
+}
+
 // -- Printers --------------------------------------------------------------------------------------------------------
 
 void Sums::add(const Document& document, const Texts& texts) {

@@ -43,6 +43,8 @@ struct Totals {
     std::uint64_t of(Trouble cause) const { return by_cause[static_cast<size_t>(cause)]; }
     // Documents that did not come out; one whose end is not in the log is none of them.
     std::uint64_t failed() const;
+    // Those that there were, the most frequent first.
+    std::vector<Trouble> causes() const;
 };
 
 struct PrinterSums : Totals {
@@ -92,7 +94,7 @@ class KeptDocuments {
     std::uint64_t left_out_ = 0;
 };
 
-// Errors that belong to no document, by what their messages have in common.
+// Errors that are no document's outcome, by what their messages have in common.
 class OtherErrors {
   public:
     static constexpr size_t most = 200;

@@ -99,7 +99,7 @@ void put_documents(Writer& out, const Report& report, std::size_t most) {
     for (const Document* const document : documents) rows.push_back(cells_of(*document, report.texts));
     out << in_columns(rows);
     if (more + report.documents.left_out() != 0) {
-        out << "(" << grouped(more + report.documents.left_out()) << " earlier ones are only in the sums; --rows N shows more)\n";
+        out << "(" << grouped(more + report.documents.left_out()) << " earlier ones count in the sums; --rows N shows more)\n";
     }
     out << "\n";
 }
@@ -121,12 +121,8 @@ void put_printers(Writer& out, const Report& report) {
 
 void put_causes(Writer& out, const Report& report) {
     const Totals& all = report.sums.all();
-    std::vector<Trouble> causes;
-    for (size_t i = 0; i < troubles; ++i) {
-        if (all.by_cause[i] != 0) causes.push_back(static_cast<Trouble>(i));
-    }
+    const std::vector<Trouble> causes = all.causes();
     if (causes.empty()) return;
-    std::stable_sort(causes.begin(), causes.end(), [&](Trouble a, Trouble b) { return all.of(a) > all.of(b); });
     out << "CAUSES\n";
     for (const Trouble cause : causes) {
         const TroubleText& text = text_of(cause);
@@ -143,7 +139,7 @@ void put_rest(Writer& out, const Report& report) {
     }
     if (!findings.empty()) out << "\n";
     const auto errors = report.other_errors.in_order();
-    if (!errors.empty()) out << "ERRORS THAT BELONG TO NO DOCUMENT\n";
+    if (!errors.empty()) out << "OTHER ERRORS\n";
     for (const OtherErrors::Error& error : errors) out << "  " << grouped(error.count) << " x " << error.text << "\n";
     if (!errors.empty()) out << "docs/LOG.md tells what each of them means.\n\n";
 }
