@@ -104,12 +104,10 @@ void put_row(Writer& out, const Document& document, const Texts& texts) {
     const auto figure = [&](std::uint64_t value, const std::string& words) {
         put_number(out, value, document.detailed ? std::string_view(words) : "?");
     };
-    const auto named = [&](TextId id) { out << "<td>" << Shown{id == 0 ? "?" : texts[id]} << "</td>"; };
-    out << "<tr><td class=\"t\">" << stamp_in_words(document.start) << "</td>";
-    named(document.printer);
+    const auto named = [&](TextId id) { return Shown{id == 0 ? std::string_view("?") : texts[id]}; };
+    out << "<tr><td class=\"t\">" << stamp_in_words(document.start) << "</td><td>" << named(document.printer) << "</td>";
     put_number(out, document.job, document.has_job ? std::to_string(document.job) : "?");
-    named(document.port);
-    named(document.address);
+    out << "<td>" << named(document.port) << "<br><span class=\"quiet\">" << named(document.address) << "</span></td>";
     figure(document.writes, grouped(document.writes));
     figure(document.taken, host::size_in_words(document.taken));
     figure(document.start_ms, time_in_words(document.start_ms));
@@ -129,7 +127,7 @@ void put_documents(Writer& out, const Report& report, const Documents& documents
     }
     out << "<div class=\"wide\" tabindex=\"0\" role=\"region\" aria-labelledby=\"documents\"><table id=\"documents-table\">"
            "<caption>One line a document. The headers sort the table.</caption>\n";
-    put_header(out, {{"Started", false}, {"Printer", false}, {"Job", true}, {"Port", false}, {"Address", false},
+    put_header(out, {{"Started", false}, {"Printer", false}, {"Job", true}, {"Port", false},
                      {"Writes", true}, {"Data", true}, {"Start", true}, {"Writing", true}, {"End", true}, {"Held", true},
                      {"Outcome", false}, {"Cause", false}});
     for (const Document* const document : documents) put_row(out, *document, report.texts);

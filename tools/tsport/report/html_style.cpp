@@ -20,7 +20,7 @@ const char style[] = R"(
 }
 * { box-sizing: border-box; }
 body { margin: 0; background: var(--page); color: var(--ink); font: 15px/1.5 "Segoe UI", system-ui, sans-serif; }
-header, main, footer { max-width: 1320px; margin: 0 auto; padding: 0 24px; }
+header, main, footer { max-width: 1440px; margin: 0 auto; padding: 0 24px; }
 header { padding-top: 28px; }
 h1 { font-size: 26px; margin: 0 0 4px; }
 h2 { font-size: 18px; margin: 0 0 12px; }
@@ -37,10 +37,12 @@ section { background: var(--card); border: 1px solid var(--line); border-radius:
 .wide:focus-visible, button:focus-visible { outline: 2px solid var(--focus); outline-offset: 2px; }
 table { border-collapse: collapse; width: 100%; font-size: 13.5px; }
 caption { text-align: left; padding-bottom: 8px; }
-th, td { padding: 5px 10px; text-align: left; vertical-align: top; border-bottom: 1px solid var(--line); }
+th, td { padding: 5px 8px; text-align: left; vertical-align: top; border-bottom: 1px solid var(--line); }
 thead th { white-space: nowrap; border-bottom: 2px solid var(--line); }
 tbody tr:nth-child(even) { background: var(--stripe); }
 td.n, th.n { text-align: right; font-variant-numeric: tabular-nums; white-space: nowrap; }
+#documents-table td:nth-child(2), #documents-table td:nth-child(4) { min-width: 105px; }
+#documents-table td:last-child { min-width: 250px; }
 td.t { white-space: nowrap; font-variant-numeric: tabular-nums; }
 th button { font: inherit; font-weight: 600; color: inherit; background: none; border: 0; padding: 0; cursor: pointer; white-space: nowrap; }
 th button::after { content: "\2195"; color: var(--quiet); opacity: .6; padding-left: 4px; }
@@ -60,18 +62,19 @@ svg { display: block; width: 100%; min-width: 760px; height: auto; }
 svg text { fill: var(--quiet); font-size: 12px; font-family: inherit; }
 svg text.name { fill: var(--ink); }
 svg .grid { stroke: var(--line); stroke-width: 1; }
-svg .p, span.p { fill: var(--printed); background: var(--printed); }
-svg .l, span.l { fill: var(--late); background: var(--late); }
-svg .f, span.f { fill: var(--failed); background: var(--failed); }
-svg .k, span.k { fill: var(--kept); background: var(--kept); }
-svg .u, span.u { fill: var(--unknown); background: var(--unknown); }
-svg .h, span.h { fill: var(--held); background: var(--held); }
+svg .p, .legend .p { fill: var(--printed); background: var(--printed); }
+svg .l, .legend .l { fill: var(--late); background: var(--late); }
+svg .f, .legend .f { fill: var(--failed); background: var(--failed); }
+svg .k, .legend .k { fill: var(--kept); background: var(--kept); }
+svg .u, .legend .u { fill: var(--unknown); background: var(--unknown); }
+svg .h, .legend .h { fill: var(--held); background: var(--held); }
 svg rect.h { stroke: var(--late); stroke-width: .5; }
 )"
-R"(svg .c0, span.c0 { fill: var(--c0); background: var(--c0); } svg .c1, span.c1 { fill: var(--c1); background: var(--c1); }
-svg .c2, span.c2 { fill: var(--c2); background: var(--c2); } svg .c3, span.c3 { fill: var(--c3); background: var(--c3); }
-svg .c4, span.c4 { fill: var(--c4); background: var(--c4); } svg .c5, span.c5 { fill: var(--c5); background: var(--c5); }
-svg .c6, span.c6 { fill: var(--c6); background: var(--c6); } svg .c7, span.c7 { fill: var(--c7); background: var(--c7); }
+R"(svg .c0, .legend .c0 { fill: var(--c0); background: var(--c0); } svg .c1, .legend .c1 { fill: var(--c1); background: var(--c1); }
+svg .c2, .legend .c2 { fill: var(--c2); background: var(--c2); } svg .c3, .legend .c3 { fill: var(--c3); background: var(--c3); }
+svg .c4, .legend .c4 { fill: var(--c4); background: var(--c4); } svg .c5, .legend .c5 { fill: var(--c5); background: var(--c5); }
+svg .c6, .legend .c6 { fill: var(--c6); background: var(--c6); } svg .c7, .legend .c7 { fill: var(--c7); background: var(--c7); }
+@page { size: A4 landscape; margin: 12mm; }
 @media print {
   :root { --page: #fff; --card: #fff; --ink: #000; --quiet: #444; --line: #bbb; --stripe: #fff; }
   body { font-size: 10.5pt; }
@@ -83,6 +86,7 @@ svg .c6, span.c6 { fill: var(--c6); background: var(--c6); } svg .c7, span.c7 { 
   table { font-size: 8.5pt; }
   th, td { padding: 2px 5px; }
   th button::after { content: ""; }
+  #documents-table td { min-width: 0 !important; }
   .wide { overflow: visible; }
   svg { min-width: 0; }
   * { print-color-adjust: exact; -webkit-print-color-adjust: exact; }
