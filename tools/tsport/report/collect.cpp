@@ -1,6 +1,7 @@
 // The lines of a log, brought into a report.
 #include <algorithm>
 #include <cctype>
+#include <cstring>
 
 #include "tools/tsport/report/life.h"
 
@@ -50,7 +51,7 @@ void Collector::take(std::string_view text, bool whole) {
         return;
     }
     report_.detailed_lines += line.detailed ? 1 : 0;
-    line.stamp.copy(last_stamp_, stamp_size);
+    std::memcpy(last_stamp_, line.stamp.data(), stamp_size);
     if (!report_.first.empty()) return;
     if (const auto first = parse_stamp(line.stamp)) report_.first = stamp_in_words(*first);
 }

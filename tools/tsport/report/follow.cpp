@@ -1,6 +1,7 @@
 #include "tools/tsport/report/follow.h"
 
 #include <algorithm>
+#include <cstring>
 #include <limits>
 
 namespace tsport::report {
@@ -42,16 +43,14 @@ bool is_slot(std::string_view rest) {
     return number != std::string_view::npos && number > 3 && rest.compare(number - 3, 4, " ms ") == 0;
 }
 
-// Most lines of a large log: they need not even be brought to their document.
-bool adds_nothing(const Line& line, const Message& message) {
-    if (message.event == Event::none) return true;
-    if (message.event == Event::told) return !line.error;
+bool is_slot_line(const Message& message) {
     return message.event == Event::statistics && is_slot(message.rest);
 }
 
 // What does not need the time of its line.
 bool is_timeless(Event event) {
-    return event == Event::write || event == Event::given || event == Event::given_rewritten || event == Event::told;
+    return event == Event::write || event == Event::given || event == Event::given_rewritten ||
+           event == Event::statistics || event == Event::told;
 }
 
 // What shows that a document is under way, although its start is not in the log.
@@ -101,10 +100,18 @@ struct Follower::Step {
 Follower::Follower(Texts& texts, Listener listener)
     : texts_(texts), listener_(std::move(listener)), plain_(texts, listener_.document) {}
 
-bool Follower::take(const Line& line) {
+bool Follower::take(Line& line) {
     ++count_;
-    const Message message = recognise(line.message);
-    if (line.detailed) return take_detailed(line, message);
+    Message message = recognise(line.message);
+    if (line.detailed) {
+        // Most lines of a large log add nothing, and need not even be brought to their document.
+        const bool silent = message.event == Event::none || message.event == Event::told;
+        if (silent && !line.error && !listener_.line) return true;
+        const size_t begin = line.message.size() - message.rest.size();
+        if (!take_thread(line.message, line.thread) || begin > line.message.size()) return false;
+        message.rest = line.message.substr(begin);
+        return take_detailed(line, message);
+    }
     const auto now = parse_stamp(line.stamp);
     if (!now) return false;
     if (!plain_.take(*now, line.message, message) && line.error) listener_.other_error(line.message);
@@ -113,7 +120,7 @@ bool Follower::take(const Line& line) {
 
 bool Follower::take_detailed(const Line& line, const Message& message) {
     if (message.event == Event::none && line.error) listener_.other_error(line.message);
-    if (!listener_.line && adds_nothing(line, message)) return true;
+    if (!listener_.line && (message.event == Event::none || is_slot_line(message))) return true;
     Course& course = threads_.of(line.thread, count_, [this](Course& old) { close(old); });
     std::optional<Stamp> now;
     if (!is_timeless(message.event) || !course.open) {
@@ -122,7 +129,7 @@ bool Follower::take_detailed(const Line& line, const Message& message) {
         course.last = *now;
         course.last_is_text = false;
     } else {
-        line.stamp.copy(course.last_text.data(), stamp_size);
+        std::memcpy(course.last_text.data(), line.stamp.data(), stamp_size);
         course.last_is_text = true;
     }
     const bool good = dispatch({course, line, message, now.value_or(course.last)});
@@ -491,7 +498,7 @@ bool Follower::statistics(const Step& step) {
         document.end_ms = figure;
     } else if (*what == "Total") {
         document.total_ms = figure;
-        if (!document.started) document.start = step.now - figure;
+        if (!document.started) document.start = parse_stamp(step.line.stamp).value_or(step.now) - figure;
     } else if (*what == "Writes") {
         const auto duration = take_until(rest, "duration ") ? take_number(rest) : std::nullopt;
         const auto size = take_until(rest, "size ") ? take_number(rest) : std::nullopt;

@@ -31,7 +31,7 @@ class Follower {
     void listen_to_lines(decltype(Listener::line) line) { listener_.line = std::move(line); }
 
     // False when a part of the line that had to be understood could not be.
-    bool take(const Line& line);
+    bool take(Line& line);
     // The log is over: what is still under way has no end.
     void finish();
 

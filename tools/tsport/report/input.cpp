@@ -1,11 +1,15 @@
 #include "tools/tsport/report/input.h"
 
 #include <algorithm>
+#include <array>
+#include <condition_variable>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <mutex>
+#include <thread>
 
 #include "tools/host/text.h"
 
@@ -85,72 +89,126 @@ bool find_logs(const std::vector<std::string>& arguments, std::vector<std::strin
 
 namespace {
 
-// Reads blocks: a file, or the standard input.
-class Source {
+// A file, or the standard input, in blocks. The next one is read by a thread of its own while the last one is looked
+// at: to have the text copied from the system takes about as long as to understand it.
+class Blocks {
   public:
-    explicit Source(const std::string& file) {
-        if (file != "-") stream_.open(host::path_of(file), std::ios::binary);
-        standard_ = file == "-";
+    static constexpr size_t block = 512 * 1024;
+
+    explicit Blocks(const std::string& file) : standard_(file == "-") {
+        if (!standard_) stream_.open(host::path_of(file), std::ios::binary);
+        for (Buffer& buffer : buffers_) buffer.bytes.reset(new char[LineReader::longest + block]);
+        if (good()) thread_ = std::thread([this] { read_ahead(); });
     }
+    ~Blocks() {
+        {
+            const std::lock_guard lock(mutex_);
+            stopping_ = true;
+        }
+        changed_.notify_all();
+        if (thread_.joinable()) thread_.join();
+    }
+    Blocks(const Blocks&) = delete;
+    Blocks& operator=(const Blocks&) = delete;
+
     bool good() const { return standard_ || stream_.is_open(); }
-    // 0 at the end.
-    size_t read(char* buffer, size_t size) {
-        if (standard_) return std::fread(buffer, 1, size, stdin);
-        stream_.read(buffer, static_cast<std::streamsize>(size));
-        return static_cast<size_t>(stream_.gcount());
-    }
+    // Once the end has been reached.
     bool failed() const { return standard_ ? std::ferror(stdin) != 0 : stream_.bad(); }
+    // The next block, empty at the end; the one before it is given back. There is room for a longest line in front.
+    std::pair<char*, size_t> next() {
+        std::unique_lock lock(mutex_);
+        if (taken_ > 0) buffers_[(taken_ - 1) % 2].full = false;
+        changed_.notify_all();
+        Buffer& buffer = buffers_[taken_ % 2];
+        changed_.wait(lock, [&] { return buffer.full; });
+        ++taken_;
+        return {buffer.bytes.get() + LineReader::longest, buffer.size};
+    }
 
   private:
+    struct Buffer {
+        std::unique_ptr<char[]> bytes;
+        size_t size = 0;
+        bool full = false;
+    };
+
+    size_t read_into(char* bytes) {
+        if (standard_) return std::fread(bytes, 1, block, stdin);
+        stream_.read(bytes, static_cast<std::streamsize>(block));
+        return static_cast<size_t>(stream_.gcount());
+    }
+    void read_ahead() {
+        for (size_t number = 0;; ++number) {
+            Buffer& buffer = buffers_[number % 2];
+            {
+                std::unique_lock lock(mutex_);
+                changed_.wait(lock, [&] { return !buffer.full || stopping_; });
+                if (stopping_) return;
+            }
+            const size_t size = read_into(buffer.bytes.get() + LineReader::longest);
+            {
+                const std::lock_guard lock(mutex_);
+                buffer.size = size;
+                buffer.full = true;
+            }
+            changed_.notify_all();
+            if (size == 0) return;
+        }
+    }
+
+    const bool standard_;
     std::ifstream stream_;
-    bool standard_ = false;
+    std::array<Buffer, 2> buffers_;
+    size_t taken_ = 0;
+    bool stopping_ = false;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::thread thread_;
 };
 
 // Editors leave a mark in front of UTF-8.
-size_t skip_mark(std::string_view text) {
+size_t mark_in(std::string_view text) {
     return text.starts_with("\xEF\xBB\xBF") ? 3 : 0;
 }
 
 }  // namespace
 
 bool LineReader::read(const std::string& file, std::string& why) {
-    constexpr size_t block = 256 * 1024;
-    Source source(file);
-    const std::unique_ptr<char[]> buffer(new char[longest + block]);
-    char* const begin = buffer.get();
+    Blocks blocks(file);
+    std::string held;       // of a line whose end has not been read yet
     bool first = true;
-    size_t held = 0;        // bytes of a line whose end has not been read yet
     bool skipping = false;  // the rest of a line that was too long
-    for (size_t count = 0; source.good() && (count = source.read(begin + held, block)) != 0;) {
+    while (blocks.good()) {
+        auto [begin, count] = blocks.next();
+        if (count == 0) break;
+        bytes += count;
+        const char* const end = begin + count;
         const char* text = begin;
         if (first) {
-            text += skip_mark({begin, count});
             utf16 = utf16 || std::string_view(begin, count).starts_with("\xFF\xFE");
+            text += mark_in({begin, count});
+            first = false;
+        } else {
+            text -= held.size();
+            held.copy(begin - held.size(), held.size());
         }
-        first = false;
-        bytes += count;
-        const char* const end = begin + held + count;
-        const char* search = std::max<const char*>(begin + held, text);
+        const char* search = begin;
         for (const char* stop = nullptr;
              (stop = static_cast<const char*>(std::memchr(search, '\n', static_cast<size_t>(end - search)))) != nullptr;
              text = search = stop + 1) {
             if (!skipping) line({text, static_cast<size_t>(stop - text)}, true);
             skipping = false;
         }
-        held = static_cast<size_t>(end - text);
-        if (held > longest) {
-            if (!skipping) line({text, longest}, false);
-            skipping = true;
-            held = 0;
-        }
-        if (skipping) held = 0;
-        std::memmove(begin, text, held);
+        held.assign(text, static_cast<size_t>(end - text));
+        if (held.size() <= longest && !skipping) continue;
+        if (!skipping) line({held.data(), longest}, false);
+        skipping = true;
+        held.clear();
     }
     // A line that is being written at this moment, or was cut by the end of the spooler.
-    if (held > 0 && !skipping) line({begin, held}, true);
-    if (source.good() && !source.failed()) return true;
+    if (!held.empty()) line(held, true);
     why = file + " cannot be read";
-    return false;
+    return blocks.good() && !blocks.failed();
 }
 
 }  // namespace tsport::report

@@ -1,5 +1,7 @@
 #include "tools/tsport/report/line.h"
 
+#include <array>
+#include <bit>
 #include <charconv>
 #include <cstdio>
 #include <cstring>
@@ -14,17 +16,44 @@ bool is_digit(char character) {
     return character >= '0' && character <= '9';
 }
 
-// One look at a character in its place each: most lines of a large log need no more of their time than that.
+// Eight characters at a time, of which those count that are not "_" in the picture: most lines of a large log need no
+// more of their time than that.
+struct Picture {
+    std::uint64_t mask;
+    std::uint64_t value;
+    explicit constexpr Picture(const char (&picture)[9]) : mask(0), value(0) {
+        std::array<unsigned char, 8> ones{};
+        std::array<unsigned char, 8> characters{};
+        for (size_t i = 0; i < 8; ++i) {
+            if (picture[i] == '_') continue;
+            ones[i] = 0xFF;
+            characters[i] = static_cast<unsigned char>(picture[i]);
+        }
+        mask = std::bit_cast<std::uint64_t>(ones);
+        value = std::bit_cast<std::uint64_t>(characters);
+    }
+    bool fits(const char* text) const {
+        std::uint64_t eight = 0;
+        std::memcpy(&eight, text, sizeof eight);
+        return (eight & mask) == value;
+    }
+};
+constexpr Picture date("____-__-");
+constexpr Picture hour("__ __:__");
+constexpr Picture second(":__,___ ");
+constexpr Picture debug_level("DEBUG: _");
+constexpr Picture dev_level("DEV  : _");
+constexpr Picture info_level("INFO : _");
+constexpr Picture error_level("ERROR: _");
+
 bool has_stamp(const char* text) {
-    return text[4] == '-' && text[7] == '-' && text[10] == ' ' && text[13] == ':' && text[16] == ':' &&
-           text[19] == ',' && text[23] == ' ' && is_digit(text[0]) && is_digit(text[22]);
+    return date.fits(text) && hour.fits(text + 8) && second.fits(text + 16);
 }
 
-bool take_level(std::string_view text, Line& line) {
-    const std::string_view word = text.substr(level_at, 7);
-    line.error = word == "ERROR: ";
-    line.debug = word == "DEBUG: " || word == "DEV  : ";
-    return line.error || line.debug || word == "INFO : ";
+bool take_level(const char* text, Line& line) {
+    line.debug = debug_level.fits(text) || dev_level.fits(text);
+    line.error = !line.debug && error_level.fits(text);
+    return line.debug || line.error || info_level.fits(text);
 }
 
 // "file.cpp:123 - " in front of the message.
@@ -32,27 +61,11 @@ bool take_source(std::string_view& text) {
     const auto* const blank = static_cast<const char*>(std::memchr(text.data(), ' ', text.size()));
     if (blank == nullptr) return false;
     const auto length = static_cast<size_t>(blank - text.data());
-    if (length < 3 || !is_digit(blank[-1]) || text.compare(length, 3, " - ") != 0) return false;
+    if (length < 3 || length + 3 > text.size() || blank[1] != '-' || blank[2] != ' ') return false;
     size_t colon = length - 1;
     while (colon > 0 && is_digit(text[colon])) --colon;
-    if (text[colon] != ':') return false;
+    if (colon + 1 == length || text[colon] != ':') return false;
     text.remove_prefix(length + 3);
-    return true;
-}
-
-// " [5995]" behind it.
-bool take_thread(std::string_view& text, std::uint32_t& thread) {
-    if (text.empty() || text.back() != ']') return false;
-    size_t begin = text.size() - 1;
-    std::uint64_t number = 0;
-    std::uint64_t place = 1;
-    while (begin > 0 && is_digit(text[begin - 1]) && place <= 10'000'000'000) {
-        number += place * static_cast<unsigned>(text[--begin] - '0');
-        place *= 10;
-    }
-    if (begin < 2 || place == 1 || number > UINT32_MAX || text[begin - 1] != '[' || text[begin - 2] != ' ') return false;
-    thread = static_cast<std::uint32_t>(number);
-    text.remove_suffix(text.size() - begin + 2);
     return true;
 }
 
@@ -89,12 +102,12 @@ std::optional<Stamp> parse_stamp(std::string_view text) {
     const auto two = [&](size_t at) { return (text[at] - '0') * 10 + (text[at + 1] - '0'); };
     const int month = two(5);
     const int day = two(8);
-    const int hour = two(11);
+    const int hours = two(11);
     const int minute = two(14);
-    const int second = two(17);
-    if (month < 1 || month > 12 || day < 1 || day > 31 || hour > 23 || minute > 59 || second > 60) return {};
+    const int seconds = two(17);
+    if (month < 1 || month > 12 || day < 1 || day > 31 || hours > 23 || minute > 59 || seconds > 60) return {};
     const std::int64_t days = days_to(two(0) * 100 + two(2), month, day);
-    return ((days * 24 + hour) * 60 + minute) * 60'000 + second * 1000 + two(20) * 10 + (text[22] - '0');
+    return ((days * 24 + hours) * 60 + minute) * 60'000 + seconds * 1000 + two(20) * 10 + (text[22] - '0');
 }
 
 std::string stamp_in_words(Stamp stamp) {
@@ -114,14 +127,28 @@ std::string stamp_in_words(Stamp stamp) {
 Kind take_apart(std::string_view text, Line& line) {
     if (!text.empty() && text.back() == '\r') text.remove_suffix(1);
     if (text.size() < level_at || !has_stamp(text.data())) return Kind::foreign;
-    if (text.size() < text_at || !take_level(text, line)) return Kind::cut;
+    if (text.size() <= text_at || !take_level(text.data() + level_at, line)) return Kind::cut;
     line.stamp = text.substr(0, stamp_size);
     line.message = text.substr(text_at);
-    line.thread = 0;
     line.detailed = take_source(line.message);
-    if (line.detailed) return take_thread(line.message, line.thread) ? Kind::whole : Kind::cut;
+    if (line.detailed) return line.message.ends_with(']') ? Kind::whole : Kind::cut;
     // Lines of these levels are only written in detail.
     return line.debug ? Kind::cut : Kind::whole;
+}
+
+bool take_thread(std::string_view& text, std::uint32_t& thread) {
+    if (text.empty() || text.back() != ']') return false;
+    size_t begin = text.size() - 1;
+    std::uint64_t number = 0;
+    std::uint64_t place = 1;
+    while (begin > 0 && is_digit(text[begin - 1]) && place <= 10'000'000'000) {
+        number += place * static_cast<unsigned>(text[--begin] - '0');
+        place *= 10;
+    }
+    if (begin < 2 || place == 1 || number > UINT32_MAX || text[begin - 1] != '[' || text[begin - 2] != ' ') return false;
+    thread = static_cast<std::uint32_t>(number);
+    text.remove_suffix(text.size() - begin + 2);
+    return true;
 }
 
 std::optional<std::int64_t> take_number(std::string_view& text) {

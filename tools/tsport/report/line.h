@@ -22,7 +22,7 @@ struct Line {
     bool error = false;      // level ERROR
     bool debug = false;      // level DEBUG or DEV
     bool detailed = false;   // written with Debug on: the message came with its source and its thread
-    std::string_view message;
+    std::string_view message;  // of a detailed line, until take_thread, with " [5995]" behind it
     std::uint32_t thread = 0;
 };
 
@@ -33,6 +33,9 @@ enum class Kind {
 };
 // Without its line end. Views point into the text.
 Kind take_apart(std::string_view text, Line& line);
+
+// Takes the thread off the end of a detailed message; false when none is there.
+bool take_thread(std::string_view& message, std::uint32_t& thread);
 
 // A decimal number at the front of a text, taken off it; nothing when there is none or it is beyond 64 bits.
 std::optional<std::int64_t> take_number(std::string_view& text);
