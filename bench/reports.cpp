@@ -42,7 +42,8 @@ std::string log_of_documents(const Bench& bench) {
 std::uint64_t write_log(const std::string& path, const std::string& piece, std::uint64_t size) {
     std::ofstream file(path, std::ios::binary);
     std::uint64_t written = 0;
-    for (; written < size; written += piece.size()) file.write(piece.data(), static_cast<std::streamsize>(piece.size()));
+    for (; written < size; written += piece.size())
+        file.write(piece.data(), static_cast<std::streamsize>(piece.size()));
     require(static_cast<bool>(file.flush()), "the log cannot be written: " + path);
     return written;
 }

@@ -255,7 +255,8 @@ TEST_F(Report, PortsThatPrintAtOnceAreToldApart) {
         threads.push_back(std::async(std::launch::async, [this, i] {
             const std::string data = pattern(100'000 * static_cast<size_t>(i + 1));
             for (int job = 0; job < 4; ++job) {
-                host::Document one = document(host::to_text("Printer " + std::to_string(i)), host::memory_source(data), 8192);
+                host::Document one =
+                    document(host::to_text("Printer " + std::to_string(i)), host::memory_source(data), 8192);
                 one.job_id = static_cast<DWORD>(100 * i + job + 10);
                 monitor.print_document(one);
             }
@@ -295,10 +296,82 @@ TEST_F(Report, TheLifeOfOneJob) {
     const Reported reported = report(options);
     EXPECT_EQ(reported.documents.size(), 1u);
     EXPECT_NE(reported.life.find("  the document starts: \"Office\", JobId: 43"), std::string::npos) << reported.life;
-    EXPECT_NE(reported.life.find("  4 buffers, 200,000 bytes sent to the printer\n"), std::string::npos) << reported.life;
+    EXPECT_NE(reported.life.find("  4 buffers, 200,000 bytes sent to the printer\n"), std::string::npos)
+        << reported.life;
     EXPECT_EQ(reported.life.find("42"), std::string::npos) << reported.life;
     options.job = 42;
     EXPECT_NE(report(options).life.find("1 buffer, 5,000 bytes taken and thrown away\n"), std::string::npos);
+}
+
+TEST_F(Report, OnlyWhatWasAskedFor) {
+    prepare();
+    add_printer(W("=1+1"));
+    install_helper();
+    start_monitor();
+    for (int i = 0; i < 3; ++i) print(W("=1+1"), "page");
+    const Reported all = report();
+    ASSERT_EQ(all.documents.size(), 4u);
+    EXPECT_NE(all.csv.find(",\"'=1+1\",2,"), std::string::npos) << "a spreadsheet would reckon: " << all.csv;
+
+    tsport::report::Options options;
+    options.printer = "OFFICE";
+    EXPECT_EQ(report(options).documents.size(), 1u);
+    options.printer = "127.0.0.1";
+    EXPECT_EQ(report(options).documents.size(), 4u);
+    options.since = all.documents[1]->start;
+    options.until = *options.since + 1;
+    const auto at_once = std::count_if(all.documents.begin(), all.documents.end(),
+                                       [&](const Document* document) { return document->start == *options.since; });
+    EXPECT_EQ(report(options).documents.size(), static_cast<size_t>(at_once));
+    options.until = options.since;
+    EXPECT_EQ(report(options).documents.size(), 0u);
+}
+
+TEST_F(Report, TheLine) {
+    const tsport::report::Stamp now = *tsport::report::parse_stamp("2026-03-01 12:00:00,000");
+    const struct {
+        Lines words;
+        const char* since;
+    } good[] = {
+        {{"log", "--since", "2026-02-28"}, "2026-02-28 00:00:00.000"},
+        {{"--since", "2026-02-28T09:05", "log"}, "2026-02-28 09:05:00.000"},
+        {{"log", "--since", "2026-02-28 09:05:07"}, "2026-02-28 09:05:07.000"},
+        {{"log", "--since", "90m"}, "2026-03-01 10:30:00.000"},
+        {{"log", "--since", "24h"}, "2026-02-28 12:00:00.000"},
+        {{"log", "--since", "7d", "--job", "0", "--html", "page", "--csv"}, "2026-02-22 12:00:00.000"},
+    };
+    for (const auto& row : good) {
+        tsport::report::Options options;
+        std::string why;
+        ASSERT_TRUE(parse_options(row.words, now, options, why)) << why;
+        EXPECT_EQ(tsport::report::stamp_in_words(*options.since), row.since);
+        EXPECT_EQ(options.logs, Lines{"log"});
+    }
+    const Lines wrong[] = {{},
+                           {"--json"},
+                           {"log", "--since"},
+                           {"log", "--since", "yesterday"},
+                           {"log", "--since", "2026-13-01"},
+                           {"log", "--until", "24w"},
+                           {"log", "--job", "x"},
+                           {"log", "--job", "4294967296"},
+                           {"log", "--rows", "0"},
+                           {"log", "--printer", ""},
+                           {"log", "--json", "--csv"},
+                           {"log", "--frobnicate"}};
+    for (const Lines& words : wrong) {
+        std::string why;
+        EXPECT_EQ(tsport::report::run(
+                      words, [](std::string_view) {}, why),
+                  2)
+            << testing::PrintToString(words);
+        EXPECT_NE(why, "");
+    }
+    std::string why;
+    EXPECT_EQ(tsport::report::run(
+                  {"no/such/log"}, [](std::string_view) {}, why),
+              3);
+    EXPECT_EQ(why, "no/such/log is not there");
 }
 
 // A monitor that is started again in the middle of a document has lost it; one whose log just ends may still print it.

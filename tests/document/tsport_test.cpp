@@ -248,6 +248,14 @@ TEST_F(Tsport, AHostedLibraryKeepsAwayFromAPrintServer) {
     EXPECT_EQ(read_file(store_), "broken\n");
 }
 
+TEST_F(Tsport, AReportThatCannotBeMade) {
+    EXPECT_EQ(tsport::run({"report", file("none"), "--json"}).err,
+              "{\"error\": \"" + file("none") + " is not there\", \"code\": 0}\n");
+    EXPECT_EQ(tsport::run({"report"}).status, tsport::bad_usage);
+    EXPECT_EQ(tsport::run({"report", folder_}).status, tsport::refused);
+    EXPECT_EQ(tsport::run({"report", "--help"}).out.rfind("usage: tsport report", 0), 0u);
+}
+
 TEST_F(Tsport, EveryVerbHasItsHelp) {
     const std::string general = out({"--help"});
     for (const char* const verb :

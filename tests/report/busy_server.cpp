@@ -1,5 +1,5 @@
-// A print server for looking at reports: printers on which documents take all their courses, side by side, until the log
-// has as many lines as asked for.
+// A print server for looking at reports: printers on which documents take all their courses, side by side, until the
+// log has as many lines as asked for.
 //
 //   busy_server FOLDER LINES [paced]
 //
@@ -78,8 +78,9 @@ void print(Server& server, peer::TcpPrinter& printer, const std::string& name, C
     if (checked) host::write_settings_record(server.folder, name);
     if (course == Course::held) {
         const std::string time = std::to_string(server.paced ? 300 + random() % 900 : 5);
-        answer_by(server, name, "on startdoc WAIT \"" + std::string(random() % 2 == 0 ? "Door Open" : "No Paper") + "\" for " +
-                                    time + " ms then WAIT then OK\n");
+        answer_by(server, name,
+                  "on startdoc WAIT \"" + std::string(random() % 2 == 0 ? "Door Open" : "No Paper") + "\" for " + time +
+                      " ms then WAIT then OK\n");
     } else if (course == Course::dropped) {
         answer_by(server, name, "on startdoc DELETE\n");
     } else if (course == Course::check_failed) {
@@ -110,7 +111,9 @@ void work(Server& server, peer::TcpPrinter& printer, size_t number) {
     for (unsigned i = 0; server.written < server.lines; ++i) {
         const auto drawn = static_cast<unsigned>(random() % 60);
         const bool first = i < 2;
-        const unsigned course = first ? static_cast<unsigned>(number * 2 + i) % courses : drawn < courses ? drawn : static_cast<unsigned>(Course::direct);
+        const unsigned course = first             ? static_cast<unsigned>(number * 2 + i) % courses
+                                : drawn < courses ? drawn
+                                                  : static_cast<unsigned>(Course::direct);
         print(server, printer, names[number], static_cast<Course>(course), random);
         if (server.paced) std::this_thread::sleep_for(std::chrono::milliseconds(random() % 500));
     }

@@ -9,9 +9,8 @@ namespace tsport::report {
 namespace {
 
 bool same_letters(std::string_view a, std::string_view b) {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](unsigned char x, unsigned char y) {
-        return std::tolower(x) == std::tolower(y);
-    });
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [](unsigned char x, unsigned char y) { return std::tolower(x) == std::tolower(y); });
 }
 
 }  // namespace
@@ -20,17 +19,17 @@ Collector::Collector(const Options& options, Report& report, Sink life)
     : options_(options),
       report_(report),
       life_(options.job && life ? std::make_shared<Life>(*options.job, std::move(life)) : nullptr),
-      follower_(report.texts,
-                {[this](const Document& document) {
-                     if (!wanted(document)) return;
-                     report_.sums.add(document, report_.texts);
-                     report_.documents.add(document);
-                 },
-                 [this](std::string_view message) {
-                     const bool narrowed = options_.job || !options_.printer.empty() || options_.since || options_.until;
-                     if (!narrowed) report_.other_errors.add(message);
-                 },
-                 {}}) {
+      follower_(report.texts, {[this](const Document& document) {
+                                   if (!wanted(document)) return;
+                                   report_.sums.add(document, report_.texts);
+                                   report_.documents.add(document);
+                               },
+                               [this](std::string_view message) {
+                                   const bool narrowed =
+                                       options_.job || !options_.printer.empty() || options_.since || options_.until;
+                                   if (!narrowed) report_.other_errors.add(message);
+                               },
+                               {}}) {
     if (life_ != nullptr) {
         follower_.listen_to_lines([this](const Line& line, const Message& message, const Document& document) {
             if (wanted(document)) life_->take(line, message, document);

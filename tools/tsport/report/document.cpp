@@ -6,14 +6,9 @@ namespace tsport::report {
 namespace {
 
 constexpr OutcomeText outcome_texts[] = {
-    {"printed", "printed"},
-    {"late", "printed late"},
-    {"refused", "refused"},
-    {"dropped", "dropped"},
-    {"not-started", "failed to start"},
-    {"restarted", "lost and restarted"},
-    {"lost", "lost"},
-    {"unknown", "end unknown"},
+    {"printed", "printed"}, {"late", "printed late"},           {"refused", "refused"},
+    {"dropped", "dropped"}, {"not-started", "failed to start"}, {"restarted", "lost and restarted"},
+    {"lost", "lost"},       {"unknown", "end unknown"},
 };
 static_assert(std::size(outcome_texts) == outcomes);
 
@@ -31,7 +26,8 @@ constexpr TroubleText trouble_texts[] = {
     {"printer.unknown-address", "the printer's address could not be looked up",
      "check the spelling with `tsport list`, then the name server; a numeric address needs none"},
     {"printer.refused", "the printer refused the connection",
-     "check the port number, that raw printing is on at the device, and that no other server holds its only connection"},
+     "check the port number, that raw printing is on at the device, and that no other server holds its only "
+     "connection"},
     {"printer.timed-out", "the printer did not answer",
      "the device is off, has another address, or a firewall drops the packets: try `tsport test`"},
     {"printer.unreachable", "the printer could not be reached",
@@ -40,18 +36,15 @@ constexpr TroubleText trouble_texts[] = {
      "the device was switched off or gave the job up: look at its own log; a job it cannot read does this each time"},
     {"printer.lost", "the connection broke in the middle of the document",
      "look for a network fault between server and device at that time"},
-    {"printer.stalled", "the printer took no data for 20 seconds",
-     "look at the device: paper, cover, a full memory"},
+    {"printer.stalled", "the printer took no data for 20 seconds", "look at the device: paper, cover, a full memory"},
     {"printer.took-nothing", "the printer's connection took no bytes",
      "restart the device; if it happens again look at what lies between server and device"},
-    {"spooler.no-restart", "the spooler refused to send the job again",
-     "print the document again"},
+    {"spooler.no-restart", "the spooler refused to send the job again", "print the document again"},
     {"printer.broke-off", "the printer broke the connection off at the end: its last data may be lost",
      "look at the page's end and at the device's own log"},
     {"forced.no-helper", "the helper program for forced attributes is missing",
      "repair the Print Provider's installation: ts-print-monitor.exe belongs in the base directory"},
-    {"forced.file-full", "the job could not be kept in its work file",
-     "make room where ForceAttributesSpoolDir lies"},
+    {"forced.file-full", "the job could not be kept in its work file", "make room where ForceAttributesSpoolDir lies"},
     {"forced.failed", "the rewritten data could not be had or sent",
      "look at the Print Provider's own log for what its helper did; print the document again"},
     {"forced.unchanged", "printed without its forced attributes, as its work file could not be created",
@@ -100,7 +93,8 @@ void Document::remove(Trouble which) {
 
 std::string cause_in_words(const Document& document, const Texts& texts) {
     const size_t cause = document.cause();
-    if (cause == troubles) return document.attempt > 1 && document.came_out() ? "sent again after an earlier failure" : "";
+    if (cause == troubles)
+        return document.attempt > 1 && document.came_out() ? "sent again after an earlier failure" : "";
     std::string words = trouble_texts[cause].words;
     const TextId more = static_cast<Trouble>(cause) == Trouble::held ? document.held_for : document.detail;
     if (more != 0) words += ": " + texts[more];

@@ -86,8 +86,8 @@ struct Column {
 void put_header(Writer& out, std::initializer_list<Column> columns) {
     out << "<thead><tr>";
     for (const Column& column : columns) {
-        out << "<th scope=\"col\"" << (column.number ? " class=\"n\"" : "") << "><button type=\"button\">" << column.name
-            << "</button></th>";
+        out << "<th scope=\"col\"" << (column.number ? " class=\"n\"" : "") << "><button type=\"button\">"
+            << column.name << "</button></th>";
     }
     out << "</tr></thead>\n<tbody>\n";
 }
@@ -105,7 +105,8 @@ void put_row(Writer& out, const Document& document, const Texts& texts) {
         put_number(out, value, document.detailed ? std::string_view(words) : "?");
     };
     const auto named = [&](TextId id) { return Shown{id == 0 ? std::string_view("?") : texts[id]}; };
-    out << "<tr><td class=\"t\">" << stamp_in_words(document.start) << "</td><td>" << named(document.printer) << "</td>";
+    out << "<tr><td class=\"t\">" << stamp_in_words(document.start) << "</td><td>" << named(document.printer)
+        << "</td>";
     put_number(out, document.job, document.has_job ? std::to_string(document.job) : "?");
     out << "<td>" << named(document.port) << "<br><span class=\"quiet\">" << named(document.address) << "</span></td>";
     figure(document.writes, grouped(document.writes));
@@ -125,26 +126,47 @@ void put_documents(Writer& out, const Report& report, const Documents& documents
         out << "<p class=\"quiet\">" << counted(left_out, "further document")
             << " stand in the sums only; <code>tsport report --csv</code> lists up to 200,000.</p>\n";
     }
-    out << "<div class=\"wide\" tabindex=\"0\" role=\"region\" aria-labelledby=\"documents\"><table id=\"documents-table\">"
+    out << "<div class=\"wide\" tabindex=\"0\" role=\"region\" aria-labelledby=\"documents\"><table "
+           "id=\"documents-table\">"
            "<caption>One line a document. The headers sort the table.</caption>\n";
-    put_header(out, {{"Started", false}, {"Printer", false}, {"Job", true}, {"Port", false},
-                     {"Writes", true}, {"Data", true}, {"Start", true}, {"Writing", true}, {"End", true}, {"Held", true},
-                     {"Outcome", false}, {"Cause", false}});
+    put_header(out, {{"Started", false},
+                     {"Printer", false},
+                     {"Job", true},
+                     {"Port", false},
+                     {"Writes", true},
+                     {"Data", true},
+                     {"Start", true},
+                     {"Writing", true},
+                     {"End", true},
+                     {"Held", true},
+                     {"Outcome", false},
+                     {"Cause", false}});
     for (const Document* const document : documents) put_row(out, *document, report.texts);
     out << "</tbody></table></div></section>\n";
 }
 
 void put_printers(Writer& out, const Report& report) {
-    out << "<div class=\"wide\" tabindex=\"0\" role=\"region\" aria-labelledby=\"printers\"><table id=\"printers-table\">"
+    out << "<div class=\"wide\" tabindex=\"0\" role=\"region\" aria-labelledby=\"printers\"><table "
+           "id=\"printers-table\">"
            "<caption>Connecting is the time of a start that no helper held. Throughput counts documents of 64 KiB and "
            "more, from the first byte to the printer&#39;s close. "
            "Until closed is the time between the last byte handed over and that close.</caption>\n";
-    put_header(out, {{"Printer", false}, {"Documents", true}, {"Printed", true}, {"Late", true}, {"Failed", true},
-                     {"Data", true}, {"Connecting", true}, {"95 %", true}, {"Throughput", true}, {"95 %", true},
-                     {"Held", true}, {"Until closed", true}});
+    put_header(out, {{"Printer", false},
+                     {"Documents", true},
+                     {"Printed", true},
+                     {"Late", true},
+                     {"Failed", true},
+                     {"Data", true},
+                     {"Connecting", true},
+                     {"95 %", true},
+                     {"Throughput", true},
+                     {"95 %", true},
+                     {"Held", true},
+                     {"Until closed", true}});
     for (const PrinterSums* const sums : report.sums.printers()) {
         out << "<tr><th scope=\"row\">" << Shown{sums->name} << "</th>";
-        for (const std::uint64_t count : {sums->documents, sums->of(Outcome::printed), sums->of(Outcome::late), sums->failed()}) {
+        for (const std::uint64_t count :
+             {sums->documents, sums->of(Outcome::printed), sums->of(Outcome::late), sums->failed()}) {
             put_number(out, count, grouped(count));
         }
         put_number(out, sums->taken, host::size_in_words(sums->taken));
@@ -189,7 +211,8 @@ void put_head(Writer& out, const Report& report) {
         << script_hash
         << "'; base-uri 'none'; form-action 'none'\">\n"
            "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n<title>Print report "
-        << report.first.substr(0, 10) << "</title>\n<style>" << style << "</style></head>\n<body>\n<header><h1>What became of the documents</h1>\n<p class=\"quiet\">";
+        << report.first.substr(0, 10) << "</title>\n<style>" << style
+        << "</style></head>\n<body>\n<header><h1>What became of the documents</h1>\n<p class=\"quiet\">";
     if (!report.first.empty()) out << report.first << " to " << report.last << " &middot; ";
     out << counted(report.files.size(), "file") << ", " << counted(report.lines, "line") << ", "
         << host::size_in_words(report.bytes) << "</p>\n";
@@ -198,14 +221,16 @@ void put_head(Writer& out, const Report& report) {
             << counted(report.foreign_lines, "line") << " not of the monitor.</p>\n";
     }
     if (report.lines > report.foreign_lines && report.detailed_lines == 0) {
-        out << "<p>The log was written with <code>Debug=off</code>: documents that printed without trouble leave no line in "
+        out << "<p>The log was written with <code>Debug=off</code>: documents that printed without trouble leave no "
+               "line in "
                "it.</p>\n";
     }
     if (!report.covers.empty()) out << "<p>Only " << Shown{report.covers} << ".</p>\n";
     out << "</header>\n<main>\n";
 }
 
-void put_tile(Writer& out, const char* id, const char* name, std::uint64_t value, const std::string& words, bool bad = false) {
+void put_tile(Writer& out, const char* id, const char* name, std::uint64_t value, const std::string& words,
+              bool bad = false) {
     out << "<div" << (bad && value != 0 ? " class=\"bad\"" : "") << "><dt>" << name << "</dt><dd id=\"" << id
         << "\" data-v=\"" << value << "\">" << words << "</dd></div>\n";
 }
@@ -231,8 +256,8 @@ void put_findings(Writer& out, const Report& report) {
     if (findings.empty() && errors.empty()) return;
     out << "<section aria-labelledby=\"found\"><h2 id=\"found\">What stands out</h2>\n<ul class=\"found\">\n";
     for (const Finding& finding : findings) {
-        out << "<li data-finding=\"" << finding.id << "\"><strong>" << Shown{finding.printer} << "</strong>: "
-            << Shown{finding.words} << " <code>" << finding.id << "</code></li>\n";
+        out << "<li data-finding=\"" << finding.id << "\"><strong>" << Shown{finding.printer}
+            << "</strong>: " << Shown{finding.words} << " <code>" << finding.id << "</code></li>\n";
     }
     for (const OtherErrors::Error& error : errors) {
         out << "<li data-count=\"" << error.count << "\">" << grouped(error.count)

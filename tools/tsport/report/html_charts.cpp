@@ -34,8 +34,8 @@ std::string cut(const std::string& name) {
 }
 
 void put_line(Writer& out, double x1, double y1, double x2, double y2) {
-    out << "<line class=\"grid\" x1=\"" << at(x1) << "\" y1=\"" << at(y1) << "\" x2=\"" << at(x2) << "\" y2=\"" << at(y2)
-        << "\"/>\n";
+    out << "<line class=\"grid\" x1=\"" << at(x1) << "\" y1=\"" << at(y1) << "\" x2=\"" << at(x2) << "\" y2=\""
+        << at(y2) << "\"/>\n";
 }
 
 void put_text(Writer& out, double x, double y, std::string_view text, const char* attributes = "") {
@@ -52,16 +52,18 @@ void put_bar(Writer& out, const char* look, double x, double y, double w, double
     }
 }
 
-void open_picture(Writer& out, const char* id, double height, const std::string& title, const std::string& description) {
+void open_picture(Writer& out, const char* id, double height, const std::string& title,
+                  const std::string& description) {
     out << "<div class=\"wide\" tabindex=\"0\" role=\"region\" aria-label=\"" << Shown{title} << "\"><svg id=\"" << id
-        << "\" viewBox=\"0 0 " << at(width) << " " << at(height) << "\" role=\"img\" aria-labelledby=\"" << id << "-title "
-        << id << "-desc\"><title id=\"" << id << "-title\">" << Shown{title} << "</title><desc id=\"" << id << "-desc\">"
-        << Shown{description} << "</desc>\n";
+        << "\" viewBox=\"0 0 " << at(width) << " " << at(height) << "\" role=\"img\" aria-labelledby=\"" << id
+        << "-title " << id << "-desc\"><title id=\"" << id << "-title\">" << Shown{title} << "</title><desc id=\"" << id
+        << "-desc\">" << Shown{description} << "</desc>\n";
 }
 
 void put_legend(Writer& out, const std::vector<std::pair<std::string, std::string>>& entries) {
     out << "<ul class=\"legend\">";
-    for (const auto& [look, words] : entries) out << "<li><span class=\"" << look << "\"></span>" << Shown{words} << "</li>";
+    for (const auto& [look, words] : entries)
+        out << "<li><span class=\"" << look << "\"></span>" << Shown{words} << "</li>";
     out << "</ul>\n";
 }
 
@@ -70,10 +72,10 @@ void put_legend(Writer& out, const std::vector<std::pair<std::string, std::strin
 constexpr Stamp minute = 60'000;
 constexpr Stamp hour = 60 * minute;
 constexpr Stamp day = 24 * hour;
-constexpr Stamp steps[] = {100,         200,         500,      1000,     2000,      5000,     10'000,   15'000,    30'000,
-                           minute,      2 * minute,  5 * minute, 10 * minute, 15 * minute, 30 * minute, hour, 2 * hour,
-                           3 * hour,    6 * hour,    12 * hour, day,     2 * day,   7 * day,  14 * day, 28 * day,
-                           91 * day,    365 * day,   3650 * day};
+constexpr Stamp steps[] = {100,         200,     500,      1000,       2000,       5000,        10'000,
+                           15'000,      30'000,  minute,   2 * minute, 5 * minute, 10 * minute, 15 * minute,
+                           30 * minute, hour,    2 * hour, 3 * hour,   6 * hour,   12 * hour,   day,
+                           2 * day,     7 * day, 14 * day, 28 * day,   91 * day,   365 * day,   3650 * day};
 
 // The smallest step of which no more than so many cover the time.
 Stamp step_for(Stamp from, Stamp to, Stamp most) {
@@ -101,7 +103,8 @@ struct TimeAxis {
     double left;
     double right;
     double place(Stamp stamp) const {
-        return left + (right - left) * static_cast<double>(stamp - from) / static_cast<double>(std::max<Stamp>(to - from, 1));
+        return left +
+               (right - left) * static_cast<double>(stamp - from) / static_cast<double>(std::max<Stamp>(to - from, 1));
     }
 };
 
@@ -178,7 +181,8 @@ void put_failures_over_time(Writer& out, const Documents& documents) {
     std::map<Stamp, Column> columns;
     for (const Document* const document : documents) {
         if (document->cause() == troubles) continue;
-        const auto rank = static_cast<size_t>(std::find(ranked.begin(), ranked.end(), document->cause()) - ranked.begin());
+        const auto rank =
+            static_cast<size_t>(std::find(ranked.begin(), ranked.end(), document->cause()) - ranked.begin());
         ++columns[floor_to(document->start, step)][std::min(rank, most_colours - 1)];
     }
     std::uint64_t most = 1;
@@ -193,8 +197,8 @@ void put_failures_over_time(Writer& out, const Documents& documents) {
     out << "<section aria-labelledby=\"failures\"><h2 id=\"failures\">Failures and delays over time, by cause</h2>\n";
     open_picture(out, "failures-chart", 250, "Failures and delays over time, by cause",
                  counted(all, "document") + " with a cause between " + stamp_in_words(axis.from) + " and " +
-                     stamp_in_words(axis.to) + "; a column stands for " + time_in_words(static_cast<std::uint64_t>(step)) +
-                     ". The table of causes has the sums.");
+                     stamp_in_words(axis.to) + "; a column stands for " +
+                     time_in_words(static_cast<std::uint64_t>(step)) + ". The table of causes has the sums.");
     const double top = 14;
     const double bottom = 220;
     const std::uint64_t line_step = std::max<std::uint64_t>(most / 4, 1);
@@ -305,9 +309,14 @@ void put_timeline(Writer& out, const Report& report, const Documents& documents)
         put_lane(out, *lanes[i].second, report.texts, axis, top);
     }
     out << "</svg></div>\n";
-    put_legend(out, {{"p", "printed"}, {"l", "printed late"}, {"h", "held meanwhile"}, {"f", "did not come out"},
-                     {"k", "refused or dropped"}, {"u", "end unknown"}});
-    if (hidden != 0) out << "<p class=\"quiet\">" << counted(hidden, "further printer") << " with fewer documents.</p>\n";
+    put_legend(out, {{"p", "printed"},
+                     {"l", "printed late"},
+                     {"h", "held meanwhile"},
+                     {"f", "did not come out"},
+                     {"k", "refused or dropped"},
+                     {"u", "end unknown"}});
+    if (hidden != 0)
+        out << "<p class=\"quiet\">" << counted(hidden, "further printer") << " with fewer documents.</p>\n";
     out << "</section>\n";
 }
 
@@ -331,9 +340,11 @@ void put_speed(Writer& out, const Report& report) {
     constexpr double head = 26;
     const double room = (width - names - 200) / 2;
     const double second = names + room + 130;
-    open_picture(out, "speed-chart", head + row * static_cast<double>(printers.size()) + 6, "Throughput and waiting of each printer",
-                 "Left, the median throughput; right, what a document waited on average: connecting, held by a problem of the "
-                 "device, and for the printer to take the rest and close. The table below has the figures.");
+    open_picture(
+        out, "speed-chart", head + row * static_cast<double>(printers.size()) + 6,
+        "Throughput and waiting of each printer",
+        "Left, the median throughput; right, what a document waited on average: connecting, held by a problem of the "
+        "device, and for the printer to take the rest and close. The table below has the figures.");
     put_text(out, names, 16, "Throughput, median");
     put_text(out, second, 16, "Waiting of a document, on average");
     for (size_t i = 0; i < printers.size(); ++i) {
@@ -356,7 +367,9 @@ void put_speed(Writer& out, const Report& report) {
         put_text(out, x + 6, top + 15, time_in_words(wait_of(sums)));
     }
     out << "</svg></div>\n";
-    put_legend(out, {{"c1", "connecting (median)"}, {"c2", "held by a problem of the device"}, {"c3", "for the printer to take the rest and close"}});
+    put_legend(out, {{"c1", "connecting (median)"},
+                     {"c2", "held by a problem of the device"},
+                     {"c3", "for the printer to take the rest and close"}});
 }
 
 }  // namespace tsport::report::html

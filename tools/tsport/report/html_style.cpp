@@ -2,7 +2,8 @@
 
 namespace tsport::report::html {
 
-const char style[] = R"(
+const char style[] =
+    R"(
 :root {
   color-scheme: light dark;
   --page: #f6f7f9; --card: #ffffff; --ink: #1b2027; --quiet: #596372; --line: #d8dde4; --stripe: #f2f4f7;
@@ -70,7 +71,7 @@ svg .u, .legend .u { fill: var(--unknown); background: var(--unknown); }
 svg .h, .legend .h { fill: var(--held); background: var(--held); }
 svg rect.h { stroke: var(--late); stroke-width: .5; }
 )"
-R"(svg .c0, .legend .c0 { fill: var(--c0); background: var(--c0); } svg .c1, .legend .c1 { fill: var(--c1); background: var(--c1); }
+    R"(svg .c0, .legend .c0 { fill: var(--c0); background: var(--c0); } svg .c1, .legend .c1 { fill: var(--c1); background: var(--c1); }
 svg .c2, .legend .c2 { fill: var(--c2); background: var(--c2); } svg .c3, .legend .c3 { fill: var(--c3); background: var(--c3); }
 svg .c4, .legend .c4 { fill: var(--c4); background: var(--c4); } svg .c5, .legend .c5 { fill: var(--c5); background: var(--c5); }
 svg .c6, .legend .c6 { fill: var(--c6); background: var(--c6); } svg .c7, .legend .c7 { fill: var(--c7); background: var(--c7); }

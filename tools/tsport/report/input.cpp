@@ -34,7 +34,8 @@ Part part_of(const std::string& file) {
     const size_t dot = file.rfind('.');
     std::uint64_t number = 0;
     if (dot != std::string::npos && file.find_first_of("/\\", dot) == std::string::npos) {
-        if (host::parse_number(file.substr(dot + 1), 1, UINT32_MAX, number)) return {file.substr(0, dot), number + 1, file};
+        if (host::parse_number(file.substr(dot + 1), 1, UINT32_MAX, number))
+            return {file.substr(0, dot), number + 1, file};
         if (file.substr(dot) == ".tmp") return {file.substr(0, dot), set_aside, file};
     }
     return {file, live, file};
@@ -44,7 +45,8 @@ Part part_of(const std::string& file) {
 bool list_folder(const std::string& folder, std::vector<Part>& parts, std::string& why) {
     const size_t before = parts.size();
     std::error_code error;
-    for (fs::directory_iterator entry(host::path_of(folder), error), end; !error && entry != end; entry.increment(error)) {
+    for (fs::directory_iterator entry(host::path_of(folder), error), end; !error && entry != end;
+         entry.increment(error)) {
         const std::string name = host::utf8_of(entry->path().filename());
         const Part part = part_of(host::utf8_of(entry->path()));
         if (name.starts_with(log_name) && host::utf8_of(host::path_of(part.log).filename()) == log_name) {
@@ -175,7 +177,7 @@ size_t mark_in(std::string_view text) {
 
 bool LineReader::read(const std::string& file, std::string& why) {
     Blocks blocks(file);
-    std::string held;       // of a line whose end has not been read yet
+    std::string held;  // of a line whose end has not been read yet
     bool first = true;
     bool skipping = false;  // the rest of a line that was too long
     while (blocks.good()) {

@@ -40,9 +40,9 @@ void put_quantiles(Writer& out, const char* name, const Quantiles& values) {
 }
 
 void put_document(Writer& out, const Document& document, const Texts& texts) {
-    out << "{\"start\": " << Quoted{stamp_in_words(document.start)} << ", \"start_known\": "
-        << (document.started || !document.detailed ? "true" : "false") << ", \"printer\": "
-        << Quoted{texts[document.printer]} << ", \"job\": ";
+    out << "{\"start\": " << Quoted{stamp_in_words(document.start)}
+        << ", \"start_known\": " << (document.started || !document.detailed ? "true" : "false")
+        << ", \"printer\": " << Quoted{texts[document.printer]} << ", \"job\": ";
     if (document.has_job) {
         out << document.job;
     } else {
@@ -79,9 +79,10 @@ void write_json(const Report& report, const Sink& sink) {
     Writer out(sink);
     out << "{\"files\": [";
     for (size_t i = 0; i < report.files.size(); ++i) out << (i == 0 ? "" : ", ") << Quoted{showable(report.files[i])};
-    out << "], \"lines\": " << report.lines << ", \"log_bytes\": " << report.bytes << ", \"cut_lines\": " << report.cut_lines
-        << ", \"foreign_lines\": " << report.foreign_lines << ", \"detailed_lines\": " << report.detailed_lines
-        << ", \"first\": " << Quoted{report.first} << ", \"last\": " << Quoted{report.last} << ",\n";
+    out << "], \"lines\": " << report.lines << ", \"log_bytes\": " << report.bytes
+        << ", \"cut_lines\": " << report.cut_lines << ", \"foreign_lines\": " << report.foreign_lines
+        << ", \"detailed_lines\": " << report.detailed_lines << ", \"first\": " << Quoted{report.first}
+        << ", \"last\": " << Quoted{report.last} << ",\n";
     put_counts(out, report.sums.all());
     out << ",\n\"stands_out\": [";
     const char* before = "";

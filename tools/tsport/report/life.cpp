@@ -19,6 +19,14 @@ bool says_nothing(const Line& line, const Message& message) {
                                                "TSM: checking force attr",
                                                "TSM: reading msf file for ",
                                                "TSM: cleanup socket",
+                                               "serialize_unpack_",
+                                               "Read in terminator: ",
+                                               "TSM: test access of helper command path: ",
+                                               "TSM: using helper command path: ",
+                                               "TSM: Calling CreateChildProcess for path ",
+                                               "TSM: path before create call ",
+                                               "TSM Start Doc: start",
+                                               "TSM Start Doc: sent <",
                                                "Perform log rotation if required.",
                                                "No log rotation as "};
     for (const std::string_view beginning : beginnings) {
@@ -73,7 +81,7 @@ bool Collector::Life::add_data(const Line& line, const Message& message) {
         if (const auto size = take_number(rest)) data_.bytes += static_cast<std::uint32_t>(*size);
     } else {
         data_.where = message.rest.find(" to force attr file") != std::string_view::npos ? " kept in the work file"
-                                                                                          : " sent to the printer";
+                                                                                         : " sent to the printer";
     }
     return true;
 }

@@ -82,8 +82,7 @@ void day_of(std::int64_t days, int& year, int& month, int& day) {
     days += 719468;
     const std::int64_t era = days / 146097;
     const std::int64_t day_of_era = days - era * 146097;
-    const std::int64_t year_of_era =
-        (day_of_era - day_of_era / 1460 + day_of_era / 36524 - day_of_era / 146096) / 365;
+    const std::int64_t year_of_era = (day_of_era - day_of_era / 1460 + day_of_era / 36524 - day_of_era / 146096) / 365;
     const std::int64_t day_of_year = day_of_era - (365 * year_of_era + year_of_era / 4 - year_of_era / 100);
     const std::int64_t shifted = (5 * day_of_year + 2) / 153;
     day = static_cast<int>(day_of_year - (153 * shifted + 2) / 5 + 1);
@@ -145,7 +144,8 @@ bool take_thread(std::string_view& text, std::uint32_t& thread) {
         number += place * static_cast<unsigned>(text[--begin] - '0');
         place *= 10;
     }
-    if (begin < 2 || place == 1 || number > UINT32_MAX || text[begin - 1] != '[' || text[begin - 2] != ' ') return false;
+    if (begin < 2 || place == 1 || number > UINT32_MAX || text[begin - 1] != '[' || text[begin - 2] != ' ')
+        return false;
     thread = static_cast<std::uint32_t>(number);
     text.remove_suffix(text.size() - begin + 2);
     return true;

@@ -18,10 +18,10 @@ std::optional<Stamp> parse_stamp(std::string_view text);
 std::string stamp_in_words(Stamp stamp);  // as the log writes it, with a point before the milliseconds
 
 struct Line {
-    std::string_view stamp;  // not looked at further than its punctuation
-    bool error = false;      // level ERROR
-    bool debug = false;      // level DEBUG or DEV
-    bool detailed = false;   // written with Debug on: the message came with its source and its thread
+    std::string_view stamp;    // not looked at further than its punctuation
+    bool error = false;        // level ERROR
+    bool debug = false;        // level DEBUG or DEV
+    bool detailed = false;     // written with Debug on: the message came with its source and its thread
     std::string_view message;  // of a detailed line, until take_thread, with " [5995]" behind it
     std::uint32_t thread = 0;
 };

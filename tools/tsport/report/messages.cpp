@@ -75,8 +75,7 @@ constexpr Row rows[] = {
     // Its end.
     {"TSM End Doc Port completed - return ", Event::ended, "the document has ended, with:"},
     {"TSM End Doc Port", Event::end, "the document ends"},
-    {"TSM: in End Doc but startdoc flag not set and returning true", Event::no_document,
-     "there is no document to end"},
+    {"TSM: in End Doc but startdoc flag not set and returning true", Event::no_document, "there is no document to end"},
     {"TSM: waiting for FD_CLOSE on socket", Event::close_awaited,
      "the data is through; waits for the printer to close its side"},
     {"TSM: timed out waiting to get the FD_CLOSE event on the socket", Event::close_not_seen,
@@ -102,6 +101,7 @@ constexpr Row rows[] = {
     {"TSM: write to helper: ", Event::told, "tells the helper:"},
     {"TSM: received WAIT from helper", Event::held, "the helper holds the job"},
     {"TSM: extracted wait error string = ", Event::held_for, "because of the device's problem:"},
+    {"TSM: setting printer status to: ", Event::told, "the queue shows the status:"},
     {"TSM: received OK from helper", Event::answered, "the helper agrees"},
     {"TSM: received ERROR from helper", Event::answered, "the helper answers with an error"},
     {"TSM: received DELETE from helper", Event::dropped, "the helper orders the job dropped"},

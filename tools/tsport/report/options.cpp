@@ -90,7 +90,8 @@ Stamp local_now() {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     const auto seconds = static_cast<std::time_t>(std::chrono::duration_cast<std::chrono::seconds>(now).count());
     char text[32] = "";
-    if (const std::tm* const local = std::localtime(&seconds)) std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S,000", local);
+    if (const std::tm* const local = std::localtime(&seconds))
+        std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S,000", local);
     return parse_stamp(text).value_or(0);
 }
 

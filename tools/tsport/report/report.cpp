@@ -36,7 +36,8 @@ bool read_logs(const Options& options, const Sink& out, Report& report, std::str
 
 bool write_page(const std::string& path, const Report& report, std::string& why) {
     std::ofstream file(host::path_of(path), std::ios::binary);
-    write_html(report, [&](std::string_view text) { file.write(text.data(), static_cast<std::streamsize>(text.size())); });
+    write_html(report,
+               [&](std::string_view text) { file.write(text.data(), static_cast<std::streamsize>(text.size())); });
     why = path + " cannot be written";
     return static_cast<bool>(file.flush());
 }

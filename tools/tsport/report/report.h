@@ -19,7 +19,7 @@ enum class Format { text, json, csv };
 struct Options {
     std::vector<std::string> logs;
     Format format = Format::text;
-    std::string html;  // a file's path; the page is written there, and what was asked for besides
+    std::string html;            // a file's path; the page is written there, and what was asked for besides
     std::optional<Stamp> since;  // documents that started ...
     std::optional<Stamp> until;  // ... in between
     std::string printer;         // of a printer of this name or address

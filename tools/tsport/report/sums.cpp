@@ -88,7 +88,8 @@ void Sums::add(const Document& document, const Texts& texts) {
     // Until the printer has all of it and closes: the last part waits in the system's buffers when the writes are over.
     if (document.came_out() && !document.rewritten && !document.has(Trouble::close_not_seen) &&
         document.sent >= least_for_throughput) {
-        sums.throughput.add(document.sent * 1000 / std::max<std::uint64_t>(std::uint64_t{document.write_ms} + document.close_ms, 1));
+        sums.throughput.add(document.sent * 1000 /
+                            std::max<std::uint64_t>(std::uint64_t{document.write_ms} + document.close_ms, 1));
     }
     if (document.attempt == 3) ++sums.restarted_often;
 }
@@ -127,7 +128,8 @@ void look_at(const PrinterSums& sums, std::vector<Finding>& findings) {
                                     sums.of(Trouble::unreachable) + sums.of(Trouble::address_unknown);
     if (unreached >= 3) add("printer.often-unreachable", "could not be reached " + number(unreached) + " times");
     if (sums.restarted_often > 0) {
-        add("job.restarted-often", number(sums.restarted_often) + (sums.restarted_often == 1 ? " job was" : " jobs were") +
+        add("job.restarted-often", number(sums.restarted_often) +
+                                       (sums.restarted_often == 1 ? " job was" : " jobs were") +
                                        " sent three times and more");
     }
 }

@@ -48,9 +48,9 @@ struct Totals {
 };
 
 struct PrinterSums : Totals {
-    std::string name;      // "at ADDRESS" where the log does not name the printer
-    Quantiles connect;     // ms that a start took, without what the helper held it
-    Quantiles throughput;  // bytes a second until the printer closed, of 64 KiB and more, not rewritten
+    std::string name;                   // "at ADDRESS" where the log does not name the printer
+    Quantiles connect;                  // ms that a start took, without what the helper held it
+    Quantiles throughput;               // bytes a second until the printer closed, of 64 KiB and more, not rewritten
     std::uint64_t restarted_often = 0;  // jobs that were sent three times and more
 };
 

@@ -79,7 +79,8 @@ void put_head(Writer& out, const Report& report) {
     }
     if (report.utf16) out << "A file is UTF-16 and could not be read: save it as UTF-8, or give the log itself.\n";
     if (report.lines > report.foreign_lines && report.detailed_lines == 0) {
-        out << "Written with Debug=off: documents that printed without trouble leave no line, and the others no job. With\n"
+        out << "Written with Debug=off: documents that printed without trouble leave no line, and the others no job. "
+               "With\n"
                "Debug=on in print-provider.conf, and the spooler restarted, the next report tells all of them apart.\n";
     }
     if (!report.covers.empty()) out << "Only " << report.covers << ".\n";
@@ -95,17 +96,20 @@ void put_documents(Writer& out, const Report& report, std::size_t most) {
     }
     const std::size_t more = documents.size() > most ? documents.size() - most : 0;
     if (more != 0) documents.erase(documents.begin(), documents.begin() + static_cast<std::ptrdiff_t>(more));
-    Rows rows = {{"STARTED", "PRINTER", "JOB", "PORT", "WRITES", "BYTES", "START", "WRITING", "END", "HELD", "OUTCOME"}};
+    Rows rows = {
+        {"STARTED", "PRINTER", "JOB", "PORT", "WRITES", "BYTES", "START", "WRITING", "END", "HELD", "OUTCOME"}};
     for (const Document* const document : documents) rows.push_back(cells_of(*document, report.texts));
     out << in_columns(rows);
     if (more + report.documents.left_out() != 0) {
-        out << "(" << grouped(more + report.documents.left_out()) << " earlier ones count in the sums; --rows N shows more)\n";
+        out << "(" << grouped(more + report.documents.left_out())
+            << " earlier ones count in the sums; --rows N shows more)\n";
     }
     out << "\n";
 }
 
 void put_printers(Writer& out, const Report& report) {
-    Rows rows = {{"PRINTER", "DOCUMENTS", "PRINTED", "LATE", "FAILED", "BYTES", "START", "95 %", "THROUGHPUT", "95 %", "HELD"}};
+    Rows rows = {
+        {"PRINTER", "DOCUMENTS", "PRINTED", "LATE", "FAILED", "BYTES", "START", "95 %", "THROUGHPUT", "95 %", "HELD"}};
     const auto rate = [](const Quantiles& values, std::uint64_t value) {
         return values.count() == 0 ? std::string("-") : host::size_in_words(value) + "/s";
     };
@@ -126,7 +130,8 @@ void put_causes(Writer& out, const Report& report) {
     out << "CAUSES\n";
     for (const Trouble cause : causes) {
         const TroubleText& text = text_of(cause);
-        out << "  " << grouped(all.of(cause)) << " x " << text.words << " [" << text.id << "]\n      " << text.remedy << "\n";
+        out << "  " << grouped(all.of(cause)) << " x " << text.words << " [" << text.id << "]\n      " << text.remedy
+            << "\n";
     }
     out << "\n";
 }
