@@ -34,6 +34,7 @@ void stored_ports(Bench& bench);
 void memory(Bench& bench);
 void allocations(Bench& bench);
 void system_calls(Bench& bench);
+void reports(Bench& bench);
 
 // What a process of its own does for the last cases ("--child NAME COUNT PORT"): its exit status.
 int run_child(const std::string& name, std::uint64_t count, std::uint16_t port);

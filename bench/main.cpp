@@ -11,7 +11,7 @@ namespace {
 constexpr const char* kUsage =
     "usage: bench [--quick] [--only CASES] [--json FILE] [--svg FILE]\n"
     "  --quick        a smoke run: the same cases with a sixteenth of the data and fewer turns\n"
-    "  --only CASES   of large small ports log forced stored memory allocations calls, joined with commas\n"
+    "  --only CASES   of large small ports log forced stored memory allocations calls report, joined with commas\n"
     "  --json FILE    the table as JSON\n"
     "  --svg FILE     throughput over the size of writes as a picture\n";
 
@@ -31,6 +31,7 @@ constexpr Case kCases[] = {
     {"large", bench::large_documents}, {"small", bench::small_documents},    {"ports", bench::ports_at_once},
     {"log", bench::log_lines},         {"forced", bench::forced_attributes}, {"stored", bench::stored_ports},
     {"memory", bench::memory},         {"allocations", bench::allocations},  {"calls", bench::system_calls},
+    {"report", bench::reports},
 };
 
 bool parse(int count, char** arguments, Options& options) {

@@ -51,6 +51,10 @@ void wait_for(pid_t process, const char* name) {
 
 }  // namespace
 
+pid_t start_quietly(const std::vector<std::string>& arguments) {
+    return start(arguments, {"LANG=C", "PATH=/usr/bin:/bin"});
+}
+
 std::string printer_address(unsigned number) {
     return "127.0.0." + std::to_string(number % kPrinters + 1);
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <netinet/in.h>
+#include <sys/types.h>
 
 #include <string>
 #include <vector>
@@ -19,6 +20,9 @@ void send_all(int socket, const char* data, size_t size);
 void end_connection(int socket);
 void send_plainly(unsigned number, std::uint16_t port, const std::vector<char>& data, std::uint64_t size,
                   size_t write_size);
+
+// A process with nothing at its standard streams; the caller waits for it.
+pid_t start_quietly(const std::vector<std::string>& arguments);
 
 // CUPS' program for raw ports: a process a document, as its scheduler starts it.
 bool has_cups_backend();

@@ -78,4 +78,7 @@ void import_ports(const Task& task);
 void diff_ports(const Task& task);
 void completion(const Task& task);
 
+// report, with the words behind it.
+Answer report_logs(const std::vector<std::string>& words);
+
 }  // namespace tsport

@@ -19,5 +19,6 @@ extern const char export_help[];
 extern const char import_help[];
 extern const char diff_help[];
 extern const char completion_help[];
+extern const char report_help[];
 
 }  // namespace tsport

@@ -3,6 +3,7 @@
 
 #include "tools/tsport/answer.h"
 #include "tools/tsport/help.h"
+#include "tools/tsport/report/report.h"
 
 namespace tsport {
 namespace {
@@ -155,6 +156,8 @@ const std::vector<Verb> table = {
      import_help, Needs::changing, one_file, import_options, import_ports},
     {"diff", "FILE", "how the ports differ from the file",
      diff_help, Needs::reading, one_file, diff_options, diff_ports},
+    {"report", "LOG...", "what became of the documents, from the monitor's logs",
+     report_help, Needs::nothing, nullptr, nullptr, nullptr, report_logs},
     {"completion", "bash | powershell", "a script that completes command lines",
      completion_help, Needs::nothing, one_shell, no_options, completion},
 };

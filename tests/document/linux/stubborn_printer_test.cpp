@@ -1,5 +1,6 @@
 // Printers that do not let go of a document; the layer's clock makes the wait for them short.
 #include "tests/support/print_server.h"
+#include "tests/support/reported.h"
 
 namespace test {
 namespace {
@@ -17,6 +18,7 @@ class StubbornPrinter : public PrintServer {
             EXPECT_GE(GetTickCount() - begin, 30000u);
         }
         EXPECT_EQ(logged("TSM: timed out waiting to get the FD_CLOSE event on the socket", "ERROR"), 1);
+        EXPECT_EQ(Reported(log()).named(), std::multiset<std::string>{"printer.no-close"}) << "and nothing else";
         EXPECT_EQ(print(W("Office"), "next page").result, host::Result::printed);
         ASSERT_TRUE(office->wait_for_connections(2));
         EXPECT_EQ(office->connection(0).data, "page");
@@ -52,6 +54,26 @@ TEST_F(StubbornPrinter, ALossAfterTheLastByteLeavesALine) {
         EXPECT_EQ(logged("TSM: an error occured while waiting for FD_CLOSE event: ", "ERROR"), before + 1);
         monitor.unload();
     }
+    const Reported reported(log());
+    EXPECT_EQ(reported.named(), std::multiset<std::string>{"printer.broke-off"}) << reported.words;
+    EXPECT_EQ(reported.report->sums.all().of(tsport::report::Trouble::broken_at_end), 2u);
+}
+
+// What one document shows as its cause stands out once it is the rule.
+TEST_F(StubbornPrinter, OneThatNeverClosesStandsOutInTheReport) {
+    start();
+    peer::Behaviour behaviour;
+    behaviour.never_close = true;
+    office->behave(behaviour);
+    const FastClock clock(100);
+    print(W("Office"), "page");
+    const Reported once(log());
+    EXPECT_EQ(once.named(), std::multiset<std::string>{"printer.no-close"}) << once.words;
+    EXPECT_EQ(once.documents[0]->outcome, tsport::report::Outcome::printed);
+    EXPECT_GE(once.documents[0]->end_ms, 30000u);
+    print(W("Office"), "page");
+    const Reported twice(log());
+    EXPECT_EQ(twice.named(), (std::multiset<std::string>{"printer.no-close", "printer.never-closes"})) << twice.words;
 }
 
 }  // namespace

@@ -1,0 +1,50 @@
+// A report on a log, in all its forms.
+#pragma once
+
+#include <memory>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tools/tsport/report/report.h"
+
+namespace test {
+
+struct Reported {
+    explicit Reported(const std::string& log, const tsport::report::Options& options = {})
+        : report(std::make_unique<tsport::report::Report>()) {
+        tsport::report::Collector collector(options, *report, [this](std::string_view text) { life += text; });
+        std::istringstream lines(log);
+        for (std::string line; std::getline(lines, line);) collector.take(line);
+        collector.finish();
+        documents = report->documents.in_order();
+        tsport::report::write_text(*report, options, [this](std::string_view text) { words += text; });
+        tsport::report::write_json(*report, [this](std::string_view text) { json += text; });
+        tsport::report::write_csv(*report, [this](std::string_view text) { csv += text; });
+        tsport::report::write_html(*report, [this](std::string_view text) { html += text; });
+    }
+
+    const std::string& text(tsport::report::TextId id) const { return report->texts[id]; }
+    // The documents of one outcome.
+    std::uint64_t count(tsport::report::Outcome outcome) const { return report->sums.all().of(outcome); }
+    // Everything that the words for people name by its identifier: causes, and what stands out.
+    std::multiset<std::string> named() const {
+        std::multiset<std::string> all;
+        for (size_t end = words.find("]\n"); end != std::string::npos; end = words.find("]\n", end + 1)) {
+            const size_t begin = words.rfind('[', end) + 1;
+            all.insert(words.substr(begin, end - begin));
+        }
+        return all;
+    }
+
+    std::unique_ptr<tsport::report::Report> report;
+    std::vector<const tsport::report::Document*> documents;
+    std::string words;
+    std::string life;
+    std::string json;
+    std::string csv;
+    std::string html;
+};
+
+}  // namespace test

@@ -1,0 +1,38 @@
+#include "tools/tsport/report/attempts.h"
+
+namespace tsport::report {
+namespace {
+
+std::uint64_t key_of(TextId printer, std::uint32_t job) {
+    return static_cast<std::uint64_t>(printer) << 32 | job;
+}
+
+}  // namespace
+
+std::uint16_t Attempts::number_for(TextId printer, std::uint32_t job, Stamp now) const {
+    const auto found = jobs_.find(key_of(printer, job));
+    if (found == jobs_.end() || now - found->second.last > longest) return 1;
+    const std::uint16_t courses = found->second.courses;
+    return courses == UINT16_MAX ? courses : static_cast<std::uint16_t>(courses + 1);
+}
+
+void Attempts::note(const Document& document) {
+    if (!document.has_job || document.outcome == Outcome::unknown) return;
+    const std::uint64_t key = key_of(document.printer, document.job);
+    const auto found = jobs_.find(key);
+    if (found != jobs_.end()) {
+        order_.erase(found->second.place);
+        jobs_.erase(found);
+    }
+    const Outcome outcome = document.outcome;
+    if (outcome != Outcome::not_started && outcome != Outcome::restarted && outcome != Outcome::lost) return;
+    if (jobs_.size() >= most) forget_oldest();
+    jobs_[key] = {document.attempt, document.end(), order_.insert(order_.end(), key)};
+}
+
+void Attempts::forget_oldest() {
+    jobs_.erase(order_.front());
+    order_.pop_front();
+}
+
+}  // namespace tsport::report

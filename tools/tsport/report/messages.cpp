@@ -1,0 +1,223 @@
+#include "tools/tsport/report/messages.h"
+
+#include <array>
+#include <cstring>
+#include <vector>
+
+namespace tsport::report {
+namespace {
+
+// Words that end with a colon are followed by the rest of the message. The first entry of a message's beginning counts.
+struct Row {
+    std::string_view begin;
+    Event event;
+    const char* words;
+};
+
+constexpr Row rows[] = {
+    {"TSM: Starting port monitor version: ", Event::monitor_started, "the monitor is started, version:"},
+    {"TSM Open Port: ", Event::port_opened, "the spooler opens the port:"},
+    {"TSM ClosePort", Event::port_closed, "the spooler closes the port"},
+    {"TSM: Unable to find the port: ", Event::port_unknown, "the monitor has no port of that name:"},
+
+    // The start of a document.
+    {"TSM Start Doc Port - pFullPrinterName: ", Event::start, "the document starts:"},
+    {"TSM: already in startdoc and returning true", Event::started_twice,
+     "the port's last document has not ended yet: this start changes nothing"},
+    {"TSM Start Doc error in extracting printer fields", Event::name_unusable, "the printer's name is unusable:"},
+    {"TSM Start Doc Port open printer failed", Event::printer_not_opened, "the spooler does not open the printer:"},
+    {"TSM detected normal printer name: ", Event::told, "the printer's name:"},
+    {"TSM Detected cluster printername - ", Event::told, "the printer's name has a server in front:"},
+    {"Tessaron TCP/IP Port has detected that job ", Event::not_approved,
+     "the job is not approved: its data will be thrown away"},
+    {"TSM Start Doc Port - checking if notapproved file exists for JobId: ", Event::told,
+     "looks for the marker of a job that is not approved"},
+    {"TSM Start Doc Port - notapproved path: ", Event::told, "the markers' folder:"},
+    {"TSM Start Doc Port - notapproved file checking is disabled", Event::told,
+     "does not look for a marker, as NotApprovedFileChecking is off"},
+    {"TSM Start Doc Port - abandon as JobId: ", Event::abandoned, "the document is refused"},
+    {"TSM Write Port - abandon as JobId: ", Event::data_abandoned, "the data is thrown away"},
+    {"TSM End Doc Port - abandon as JobId: ", Event::abandoned, "ends as one whose data was thrown away"},
+    {"TSM: get addr for ", Event::looking_up, "looks up the printer's address and connects:"},
+    {"TSM: Error looking up printer address: ", Event::lookup_failed, "the address cannot be looked up:"},
+    {"TSM: Failed to create connection to printer: ", Event::no_socket, "no connection could be made:"},
+    {"TSM: Failed to connect to printer: ", Event::connect_failed, "the printer takes no connection:"},
+    {"TSM: addr = ", Event::told, "its bytes:"},
+    {"TSM: unable to connect to printer by tcp", Event::told, "none of its addresses takes one"},
+    {"TSM Start Doc Port failed to connect to printer address: ", Event::start_failed,
+     "the document does not start, the printer cannot be reached:"},
+
+    // Its data. The first one is as frequent as all others together.
+    {"TSM: Write Port: write data to printer of size ", Event::none, nullptr},
+    {"TSM Write Port: buf count = ", Event::write, "the spooler hands over bytes:"},
+    {"TSM Write Port: given ", Event::given, nullptr},  // or into the work file
+    {"TSM forceattr: given ", Event::given_rewritten, "rewritten data goes to the printer:"},
+    {"TSM: unable to send data to printer: ", Event::send_failed, "the connection breaks, with error:"},
+    {"TSM: timeout on socket for send", Event::send_timed_out, "the printer has taken nothing for 20 seconds"},
+    {"TSM: error sending data", Event::send_error, "the connection cannot be waited for"},
+    {"TSM Write Port: send successful but wrote 0 bytes", Event::sent_nothing, "the connection took no bytes"},
+    {"TSM forceattr: send successful but wrote 0 bytes", Event::sent_nothing, "the connection took no bytes"},
+    {"TSM Write Port: failed to send data to printer, close connection", Event::lost, "the connection is given up"},
+    {"TSM forceattr: failed to send data to printer, close connection", Event::lost, "the connection is given up"},
+    {"TSM: Write Port: invalid socket but reestablished connection and requested restart", Event::restart_asked,
+     "the printer is back: the spooler is asked to send the job again"},
+    {"TSM forceattr: Doing force attributes, so signal job to restart.", Event::restart_asked,
+     "the spooler is asked to send the job again"},
+    {"TSM Write Port: Doing force attributes, so signal job to restart.", Event::restart_asked,
+     "the spooler is asked to send the job again"},
+    {"TSM Write Port: the spooler refused to restart job ", Event::restart_refused,
+     "the spooler does not send the job again:"},
+    {"TSM forceattr: the spooler refused to restart job ", Event::restart_refused,
+     "the spooler does not send the job again:"},
+    {"TSM: Write Port: failed to reconnect", Event::told, "the printer is still not there"},
+    {"TSM Write Port - wrote out hpc serialize file for job ", Event::told, "the progress record is written"},
+
+    // Its end.
+    {"TSM End Doc Port completed - return ", Event::ended, "the document has ended, with:"},
+    {"TSM End Doc Port", Event::end, "the document ends"},
+    {"TSM: in End Doc but startdoc flag not set and returning true", Event::no_document, "there is no document to end"},
+    {"TSM: waiting for FD_CLOSE on socket", Event::close_awaited,
+     "the data is through; waits for the printer to close its side"},
+    {"TSM: timed out waiting to get the FD_CLOSE event on the socket", Event::close_not_seen,
+     "the printer has not closed its side within 30 seconds"},
+    {"TSM: failed to shutdown socket with error: ", Event::told, "the end of the data cannot be sent, error:"},
+    {"TSM: unable to event select on FD_CLOSE with error: ", Event::told, "the close cannot be waited for, error:"},
+    {"TSM: Error waiting for socket", Event::told, "the connection cannot be waited for"},
+    {"TSM: an error occured while waiting for FD_CLOSE event: ", Event::close_broken,
+     "the printer has broken the connection off at its end, with error:"},
+    {"TSM: closesocket", Event::close_seen, "the connection is closed"},
+    {"TSM EndDoc: printer: ", Event::statistics, "in figures:"},
+
+    // The hardware check.
+    {"Printer settings file '", Event::told, "no record asks for a check of the printer's hardware"},
+    {"TSM Start Doc: not hardware check enabled", Event::told, "the printer's hardware is not checked"},
+    {"TSM End Doc: not hardware check enabled", Event::told, "there is no check to be told of the end"},
+    {"TSM: printer settings detected hardware check on", Event::told, "the printer's hardware is to be checked"},
+    {"TSM: printer settings detected hardware check off", Event::told, "the printer's hardware is not to be checked"},
+    {"TSM Start Doc: no hardware check", Event::no_check, "without its helper program there is no check"},
+    {"TSM: Could not access the install path for ", Event::helper_not_found, "the helper program is not there:"},
+    {"TSM: Unable to Create Child Process, error:", Event::helper_not_started, "the helper program does not start:"},
+    {"TSM: Created child process ", Event::told, "the helper program is started:"},
+    {"TSM: write to helper: ", Event::told, "tells the helper:"},
+    {"TSM: received WAIT from helper", Event::held, "the helper holds the job"},
+    {"TSM: extracted wait error string = ", Event::held_for, "because of the device's problem:"},
+    {"TSM: setting printer status to: ", Event::told, "the queue shows the status:"},
+    {"TSM: received OK from helper", Event::answered, "the helper agrees"},
+    {"TSM: received ERROR from helper", Event::answered, "the helper answers with an error"},
+    {"TSM: received DELETE from helper", Event::dropped, "the helper orders the job dropped"},
+    {"TSM: did NOT receive valid response from helper", Event::answered, "the helper's answer is none:"},
+    {"TSM: abandon waiting for response for job because job is deleting/deleted", Event::deleted_while_held,
+     "the job was deleted meanwhile"},
+    {"TSM: error in ReadFile", Event::helper_gone, "the helper is gone:"},
+    {"TSM: unable to write to helper for name ", Event::helper_gone, "the helper is gone:"},
+    {"TSM: helper failed 1st time but port connected to printer, try helper one more time", Event::check_again,
+     "the printer is there, so the check is tried once more"},
+    {"TSM Start Doc: Failed ", Event::check_failed, "the hardware check has failed:"},
+    {"TSM End Doc: Failed to write enddoc", Event::check_not_ended, "the helper did not take the end of the document"},
+    {"TSM: Failed to write end", Event::check_not_ended, "the helper did not take the end of the document"},
+
+    // Forced attributes.
+    {"TSM: checking if force attr needed for JobId: ", Event::told, "looks for a record that forces attributes on it"},
+    {"Unable to find msf (printer_name = ", Event::told, "there is none"},
+    {"TSM: detected force attributes on ", Event::told, "attributes are to be forced:"},
+    {"TSM: detected force attributes off ", Event::told, "no attributes are to be forced"},
+    {"TSM: sending force attr data", Event::rewriting, "the helper is to rewrite the document"},
+    {"TSM: successfully sent force attr data", Event::told, "the rewritten document is through"},
+    {"TSM: failed to send force attr data", Event::rewriting_failed, "the rewritten document is not through"},
+    {"TSM: Failed printername command in helper", Event::rewriting_step_failed, nullptr},
+    {"TSM: Failed spoolfile command in helper", Event::rewriting_step_failed, nullptr},
+    {"TSM: Failed jobid command in helper", Event::rewriting_step_failed, nullptr},
+    {"TSM: Failed forceattr command in helper", Event::rewriting_step_failed, nullptr},
+    {"TSM: Failed to create ", Event::rewriting_step_failed, nullptr},
+    {"TSM: Failed to set Std", Event::rewriting_step_failed, nullptr},
+    {"TSM: read from helper failed", Event::rewriting_step_failed, nullptr},
+    {"TSM: read from helper pipe returned early", Event::rewriting_step_failed, nullptr},
+    {"TSM: Unable to close force attr spool file", Event::rewriting_step_failed, nullptr},
+    {"TSM: Unable to allocate buffer to send data to printer", Event::rewriting_step_failed, nullptr},
+    {"TSM: Failed to send on forceattr data", Event::rewriting_step_failed, "the helper's output is not through"},
+    {"TSM: cannot find helper and so no force attributes", Event::no_rewriting,
+     "without its helper program the document is not rewritten"},
+    {"TSM: unable to create force attributes ", Event::work_file_failed, "no work file can be made:"},
+    {"Could not create temporary spool file. ", Event::printed_unchanged, "the document is printed unchanged"},
+    {"TSM Write Port: failed to send data to force attr file: ", Event::work_file_full,
+     "the work file does not take the data:"},
+    {"TSM: unable to write entire buffer. ", Event::work_file_failed, "the work file does not take the data:"},
+
+    // Identities.
+    {"TSM: Unable to RevertToPrinterSelf", Event::identity, nullptr},
+    {"TSM: unable to RevertToPrinterSelf", Event::identity, nullptr},
+    {"TSM: Unable to ImpersonatePrinterClient", Event::identity, nullptr},
+    {"TSM: unable to ImpersonatePrinterClient", Event::identity, nullptr},
+    {"TSM End Doc: unable to ", Event::identity, nullptr},
+};
+
+// Eight characters, the first of which differ from message to message, are the key of a beginning.
+constexpr size_t key_at = 4;
+constexpr size_t least = key_at + 8;
+
+std::uint64_t key_of(const char* text) {
+    std::uint64_t key = 0;
+    std::memcpy(&key, text + key_at, sizeof key);
+    return key;
+}
+
+// What starts_with says, without a call for so few characters: eight at a time, the last eight overlapping.
+bool begins_with(std::string_view message, std::string_view begin) {
+    if (message.size() < begin.size()) return false;
+    const size_t last = begin.size() - 8;
+    for (size_t place = 0; place < last; place += 8) {
+        if (std::memcmp(message.data() + place, begin.data() + place, 8) != 0) return false;
+    }
+    return std::memcmp(message.data() + last, begin.data() + last, 8) == 0;
+}
+
+constexpr int index_bits = 9;
+size_t index_of(std::uint64_t key) {
+    return static_cast<size_t>(key * 0x9E3779B97F4A7C15u >> (64 - index_bits));
+}
+
+constexpr bool all_long_enough() {
+    for (const Row& row : rows) {
+        if (row.begin.size() < least) return false;
+    }
+    return true;
+}
+static_assert(all_long_enough());
+
+// Rows whose keys have the same index stand one behind the other, in the order of the table.
+struct Index {
+    struct Place {
+        std::uint64_t key;
+        const Row* row;
+    };
+    std::vector<Place> places;
+    std::array<std::uint16_t, (1u << index_bits) + 1> first{};
+
+    Index() {
+        for (size_t index = 0; index + 1 < first.size(); ++index) {
+            first[index] = static_cast<std::uint16_t>(places.size());
+            for (const Row& row : rows) {
+                const std::uint64_t key = key_of(row.begin.data());
+                if (index_of(key) == index) places.push_back({key, &row});
+            }
+        }
+        first.back() = static_cast<std::uint16_t>(places.size());
+    }
+};
+
+}  // namespace
+
+Message recognise(std::string_view message) {
+    static const Index index;
+    if (message.size() < least) return {Event::none, nullptr, message};
+    const std::uint64_t key = key_of(message.data());
+    const size_t place = index_of(key);
+    for (size_t i = index.first[place]; i < index.first[place + 1]; ++i) {
+        const Row& row = *index.places[i].row;
+        if (index.places[i].key != key || !begins_with(message, row.begin)) continue;
+        return {row.event, row.words, message.substr(row.begin.size())};
+    }
+    return {Event::none, nullptr, message};
+}
+
+}  // namespace tsport::report

@@ -1,0 +1,77 @@
+// The messages of the monitor that a report understands.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+namespace tsport::report {
+
+enum class Event : std::uint8_t {
+    none,  // any other message
+    monitor_started,
+    port_opened,
+    port_closed,
+    port_unknown,
+    start,
+    started_twice,
+    name_unusable,
+    printer_not_opened,
+    not_approved,
+    abandoned,
+    data_abandoned,
+    looking_up,
+    lookup_failed,
+    no_socket,
+    connect_failed,
+    start_failed,
+    write,
+    given,
+    given_rewritten,
+    send_failed,
+    send_timed_out,
+    send_error,
+    sent_nothing,
+    lost,
+    restart_asked,
+    restart_refused,
+    close_awaited,
+    close_not_seen,
+    close_broken,
+    close_seen,
+    end,
+    ended,
+    no_document,
+    statistics,
+    held,
+    held_for,
+    answered,
+    dropped,
+    deleted_while_held,
+    check_failed,
+    check_again,
+    check_not_ended,
+    helper_gone,
+    helper_not_found,
+    helper_not_started,
+    no_check,
+    rewriting,
+    rewriting_failed,
+    rewriting_step_failed,
+    no_rewriting,
+    work_file_failed,
+    work_file_full,
+    printed_unchanged,
+    identity,
+    told,  // worth a word in the life of a job, and nothing else
+};
+
+struct Message {
+    Event event = Event::none;
+    const char* words = nullptr;  // for the life of a job; null: the message itself
+    std::string_view rest;        // what stands behind its fixed beginning
+};
+
+// By the fixed beginning of the message.
+Message recognise(std::string_view message);
+
+}  // namespace tsport::report

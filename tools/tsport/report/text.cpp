@@ -1,0 +1,167 @@
+#include <algorithm>
+#include <cstdio>
+
+#include "tools/host/text.h"
+#include "tools/tsport/output.h"
+#include "tools/tsport/report/writer.h"
+
+namespace tsport::report {
+
+std::string grouped(std::uint64_t number) {
+    std::string text = std::to_string(number);
+    for (size_t place = text.size(); place > 3; place -= 3) text.insert(place - 3, 1, ',');
+    return text;
+}
+
+std::string counted(std::uint64_t number, std::string_view what) {
+    return grouped(number) + " " + std::string(what) + (number == 1 ? "" : "s");
+}
+
+std::string time_in_words(std::uint64_t milliseconds) {
+    char text[64];
+    if (milliseconds < 1000) {
+        std::snprintf(text, sizeof text, "%d ms", static_cast<int>(milliseconds));
+    } else if (milliseconds < 60'000) {
+        std::snprintf(text, sizeof text, "%.1f s", static_cast<double>(milliseconds) / 1e3);
+    } else if (milliseconds < 3'600'000) {
+        std::snprintf(text, sizeof text, "%d min %d s", static_cast<int>(milliseconds / 60'000),
+                      static_cast<int>(milliseconds / 1000 % 60));
+    } else {
+        std::snprintf(text, sizeof text, "%lld h %d min", static_cast<long long>(milliseconds / 3'600'000),
+                      static_cast<int>(milliseconds / 60'000 % 60));
+    }
+    return text;
+}
+
+namespace {
+
+std::string known(const std::string& text) {
+    return text.empty() ? "?" : text;
+}
+
+std::string waited(std::uint64_t milliseconds) {
+    return milliseconds == 0 ? "-" : time_in_words(milliseconds);
+}
+
+// "Office (192.168.1.20)", or what is known of it.
+std::string place_of(const std::string& port, const std::string& address) {
+    if (port.empty() || address.empty()) return known(port.empty() ? address : port);
+    std::string place = port;
+    return place.append(" (").append(address).append(")");
+}
+
+std::vector<std::string> cells_of(const Document& document, const Texts& texts) {
+    const auto time = [&](std::uint32_t value) { return document.detailed ? time_in_words(value) : std::string("?"); };
+    std::string outcome = text_of(document.outcome).words;
+    const std::string cause = cause_in_words(document, texts);
+    if (!cause.empty()) outcome.append(": ").append(cause);
+    return {stamp_in_words(document.start),
+            known(texts[document.printer]),
+            document.has_job ? std::to_string(document.job) : "?",
+            place_of(texts[document.port], texts[document.address]),
+            document.detailed ? std::to_string(document.writes) : "?",
+            document.detailed ? host::size_in_words(document.taken) : "?",
+            time(document.start_ms),
+            time(document.write_ms),
+            time(document.end_ms),
+            waited(document.held_ms),
+            outcome};
+}
+
+void put_head(Writer& out, const Report& report) {
+    out << counted(report.files.size(), "file") << ", " << counted(report.lines, "line") << ", "
+        << host::size_in_words(report.bytes);
+    if (!report.first.empty()) out << ", from " << report.first << " to " << report.last;
+    out << "\n";
+    if (report.cut_lines + report.foreign_lines != 0) {
+        out << counted(report.cut_lines, "line") << " cut or broken, " << counted(report.foreign_lines, "line")
+            << " not of the monitor\n";
+    }
+    if (report.utf16) out << "A file is UTF-16 and could not be read: save it as UTF-8, or give the log itself.\n";
+    if (report.lines > report.foreign_lines && report.detailed_lines == 0) {
+        out << "Written with Debug=off: documents that printed without trouble leave no line, and the others no job. "
+               "With\n"
+               "Debug=on in print-provider.conf, and the spooler restarted, the next report tells all of them apart.\n";
+    }
+    if (!report.covers.empty()) out << "Only " << report.covers << ".\n";
+    out << "\n";
+}
+
+// The last ones; those that went wrong are all in front when there are too many for one table.
+void put_documents(Writer& out, const Report& report, std::size_t most) {
+    std::vector<const Document*> documents = report.documents.in_order();
+    if (documents.empty()) {
+        out << "no documents\n\n";
+        return;
+    }
+    const std::size_t more = documents.size() > most ? documents.size() - most : 0;
+    if (more != 0) documents.erase(documents.begin(), documents.begin() + static_cast<std::ptrdiff_t>(more));
+    Rows rows = {
+        {"STARTED", "PRINTER", "JOB", "PORT", "WRITES", "BYTES", "START", "WRITING", "END", "HELD", "OUTCOME"}};
+    for (const Document* const document : documents) rows.push_back(cells_of(*document, report.texts));
+    out << in_columns(rows);
+    if (more + report.documents.left_out() != 0) {
+        out << "(" << grouped(more + report.documents.left_out())
+            << " earlier ones count in the sums; --rows N shows more)\n";
+    }
+    out << "\n";
+}
+
+void put_printers(Writer& out, const Report& report) {
+    Rows rows = {
+        {"PRINTER", "DOCUMENTS", "PRINTED", "LATE", "FAILED", "BYTES", "START", "95 %", "THROUGHPUT", "95 %", "HELD"}};
+    const auto rate = [](const Quantiles& values, std::uint64_t value) {
+        return values.count() == 0 ? std::string("-") : host::size_in_words(value) + "/s";
+    };
+    for (const PrinterSums* const sums : report.sums.printers()) {
+        rows.push_back({sums->name, std::to_string(sums->documents), std::to_string(sums->of(Outcome::printed)),
+                        std::to_string(sums->of(Outcome::late)), std::to_string(sums->failed()),
+                        host::size_in_words(sums->taken), time_in_words(sums->connect.median()),
+                        time_in_words(sums->connect.p95()), rate(sums->throughput, sums->throughput.median()),
+                        rate(sums->throughput, sums->throughput.p95()), waited(sums->held_ms)});
+    }
+    if (rows.size() > 1) out << in_columns(rows) << "\n";
+}
+
+void put_causes(Writer& out, const Report& report) {
+    const Totals& all = report.sums.all();
+    const std::vector<Trouble> causes = all.causes();
+    if (causes.empty()) return;
+    out << "CAUSES\n";
+    for (const Trouble cause : causes) {
+        const TroubleText& text = text_of(cause);
+        out << "  " << grouped(all.of(cause)) << " x " << text.words << " [" << text.id << "]\n      " << text.remedy
+            << "\n";
+    }
+    out << "\n";
+}
+
+void put_rest(Writer& out, const Report& report) {
+    const std::vector<Finding> findings = report.sums.findings();
+    if (!findings.empty()) out << "WHAT STANDS OUT\n";
+    for (const Finding& finding : findings) {
+        out << "  " << finding.printer << ": " << finding.words << " [" << finding.id << "]\n";
+    }
+    if (!findings.empty()) out << "\n";
+    const auto errors = report.other_errors.in_order();
+    if (!errors.empty()) out << "OTHER ERRORS\n";
+    for (const OtherErrors::Error& error : errors) out << "  " << grouped(error.count) << " x " << error.text << "\n";
+    if (!errors.empty()) out << "docs/LOG.md tells what each of them means.\n\n";
+}
+
+}  // namespace
+
+void write_text(const Report& report, const Options& options, const Sink& sink) {
+    Writer out(sink);
+    put_head(out, report);
+    put_documents(out, report, options.rows);
+    put_printers(out, report);
+    put_causes(out, report);
+    put_rest(out, report);
+    const Totals& all = report.sums.all();
+    out << counted(all.documents, "document") << ", " << host::size_in_words(all.taken) << ": "
+        << grouped(all.of(Outcome::printed) + all.of(Outcome::late)) << " printed, " << grouped(all.failed())
+        << " not, " << grouped(all.of(Outcome::unknown)) << " with their end unknown\n";
+}
+
+}  // namespace tsport::report

@@ -1,0 +1,37 @@
+// The names and texts of a report, each kept once and as a number: documents stay small, and all of them together
+// bounded. They come from a log that anybody may have written.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+namespace tsport::report {
+
+// 0 is the empty text.
+using TextId = std::uint32_t;
+
+class Texts {
+  public:
+    static constexpr size_t longest = 300;         // bytes of one; what is longer is cut
+    static constexpr size_t most = 40'000;         // in number ...
+    static constexpr size_t most_bytes = 4 << 20;  // ... and in all; further ones become "(too many names)"
+
+    Texts();
+    // The text as it can be shown: UTF-8, with U+FFFD in place of what is none and of characters that steer a terminal
+    // or turn the direction of writing.
+    TextId add(std::string_view raw);
+    const std::string& operator[](TextId id) const { return texts_[id]; }
+
+  private:
+    std::deque<std::string> texts_;  // in place for as long as the keys point to them
+    std::unordered_map<std::string_view, TextId> known_;
+    size_t bytes_ = 0;
+};
+
+// What `Texts` makes of a text.
+std::string showable(std::string_view raw);
+
+}  // namespace tsport::report
