@@ -1,0 +1,104 @@
+#include "tools/tsport/doctor/base.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+
+#include "tools/host/text.h"
+
+namespace tsport::doctor {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Windows and Linux both take this separator.
+std::string with_slashes(std::string path) {
+    std::replace(path.begin(), path.end(), '\\', '/');
+    return path;
+}
+
+bool is_complete_path(const std::string& path) {
+    const std::string plain = with_slashes(path);
+    return (plain.size() > 2 && plain[1] == ':' && plain[2] == '/') || plain.rfind("//", 0) == 0;
+}
+
+bool lies_below(const std::string& path, const std::string& base) {
+    return with_slashes(path).rfind(with_slashes(base), 0) == 0;
+}
+
+std::vector<Directory> directories_of(const Settings& settings) {
+    const SessionContext& values = *settings.values;
+    return {
+        {"spool", "the spool directory", values.spool_dir_path, "", false},
+        {"notapproved", "the directory of the markers of jobs that are not approved",
+         values.notapproved_jobs_spool_dir_path, "", false},
+        {"settings", "the directory of the printers' settings", values.settings_spool_dir_path, "", false},
+        {"forceattr", "the directory of jobs whose attributes are forced", values.forceattr_spool_dir_path, "", false},
+    };
+}
+
+}  // namespace
+
+std::vector<Directory> look_at_directories(const BaseDirectory& base, const Settings& settings, Findings& findings) {
+    std::vector<Directory> directories;
+    if (!settings.read) return directories;  // the monitor knows none then
+    directories = directories_of(settings);
+    bool has_spool = true;
+    size_t seen = 0;
+    for (Directory& directory : directories) {
+        const bool inside = lies_below(directory.path, base.path);
+        const std::string what = std::string(directory.purpose) + ", " + directory.path;
+        directory.local = with_slashes(directory.path);
+        if (!inside && !is_complete_path(directory.path)) {
+            findings.add("dirs.incomplete-path", what + ", has no drive or server",
+                         "write the whole path, drive included, into print-provider.conf and restart the spooler");
+            continue;
+        }
+        if (!inside && base.copied) {
+            findings.could_not_look("dirs", what + ", lies outside of the copied base directory");
+            continue;
+        }
+        std::error_code error;
+        directory.seen = fs::is_directory(host::path_of(directory.local), error);
+        seen += directory.seen ? 1U : 0U;
+        const bool is_spool = std::string(directory.word) == "spool";
+        const bool named_with_spool = !has_spool && lies_below(directory.path, directories[0].path);
+        if (is_spool) has_spool = directory.seen;
+        if (directory.seen || named_with_spool) continue;
+        const bool is_there = fs::exists(host::path_of(directory.local), error);
+        findings.add(std::string("dirs.no-") + directory.word,
+                     what + (is_there ? ", is no directory" : ", does not exist"),
+                     (is_there ? "put a directory in the file's place: " : "create it: mkdir ") +
+                         ("\"" + directory.path) + "\", and give it the rights that README.txt names");
+    }
+    findings.saw("dirs", std::to_string(seen) + " of " + std::to_string(directories.size()) + " directories are there");
+    return directories;
+}
+
+std::string helper_path(const BaseDirectory& base) {
+    return host::utf8_of(host::path_of(base.path) / "ts-print-monitor.exe");
+}
+
+void look_at_helper(const BaseDirectory& base, Findings& findings) {
+    constexpr size_t longest_path = 259;  // the monitor cuts it there
+    const std::string path = helper_path(base);
+    std::error_code error;
+    const std::string reinstall = "repair the installation of the Print Provider";
+    if (!base.copied && host::to_text(path).size() > longest_path) {
+        findings.add("helper.long-path", path + " has more than " + std::to_string(longest_path) + " characters",
+                     "install the Print Provider in a folder with a shorter path");
+        return;
+    }
+    if (!fs::exists(host::path_of(path), error)) {
+        findings.add("helper.missing", path + " does not exist", reinstall);
+        return;
+    }
+    char mark[2] = {};
+    std::ifstream(host::path_of(path), std::ios::binary).read(mark, sizeof mark);
+    if (mark[0] != 'M' || mark[1] != 'Z') {
+        findings.add("helper.no-program", path + " is no program of Windows", reinstall);
+    }
+    findings.saw("helper", path + ": " + host::size_in_words(fs::file_size(host::path_of(path), error)));
+}
+
+}  // namespace tsport::doctor

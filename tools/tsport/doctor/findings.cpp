@@ -1,0 +1,113 @@
+#include "tools/tsport/doctor/findings.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "tools/tsport/output.h"
+
+namespace tsport::doctor {
+namespace {
+
+std::string area_of(const std::string& id) {
+    return id.substr(0, id.find('.'));
+}
+
+bool names(const command_line::Words& words, const std::string& id) {
+    return std::any_of(words.begin(), words.end(),
+                       [&](const std::string& word) { return word == id || word == area_of(id); });
+}
+
+command_line::Words words_for_choices() {
+    command_line::Words words;
+    for (const Kind& kind : kinds()) {
+        const std::string area = area_of(kind.id);
+        if (std::find(words.begin(), words.end(), area) == words.end()) words.push_back(area);
+        words.emplace_back(kind.id);
+    }
+    return words;
+}
+
+std::string json_text(const std::string& utf8) {
+    return quoted(host::to_text(utf8));
+}
+
+// Lines for people hold nothing that a terminal would obey.
+std::string safe(const std::string& utf8) {
+    return shown(host::to_text(utf8));
+}
+
+}  // namespace
+
+std::string choice_fault(const std::string& word) {
+    const command_line::Words known = words_for_choices();
+    if (std::find(known.begin(), known.end(), word) != known.end()) return "";
+    return "there is no finding \"" + safe(word) + "\"" + command_line::did_you_mean(word, known);
+}
+
+bool Findings::wants_kind(const std::string& id) const {
+    return (choice_.only.empty() || names(choice_.only, id)) && !names(choice_.skip, id);
+}
+
+bool Findings::wants(const std::string& area) const {
+    return std::any_of(kinds().begin(), kinds().end(),
+                       [&](const Kind& kind) { return area_of(kind.id) == area && wants_kind(kind.id); });
+}
+
+void Findings::add(const std::string& id, const std::string& what, const std::string& mend) {
+    const auto kind = std::find_if(kinds().begin(), kinds().end(), [&](const Kind& known) { return known.id == id; });
+    if (kind == kinds().end()) throw std::logic_error("no such finding: " + id);
+    if (wants_kind(id)) findings_.push_back({&*kind, what, mend});
+}
+
+void Findings::saw(const std::string& area, const std::string& what) {
+    if (wants(area)) seen_.push_back({area, what});
+}
+
+void Findings::could_not_look(const std::string& area, const std::string& why) {
+    if (wants(area)) unseen_.push_back({area, why});
+}
+
+std::string Findings::in_words() const {
+    std::string text;
+    for (const Finding& finding : findings_) {
+        text += std::string(finding.kind->id) + ": " + safe(finding.what) + "\n";
+        text += "    meaning:  " + std::string(finding.kind->means) + "\n";
+        text += "    to mend:  " + safe(finding.mend) + "\n";
+    }
+    Rows rows;
+    for (const Note& note : seen_) rows.push_back({note.area, safe(note.words)});
+    for (const Note& note : unseen_) rows.push_back({note.area, "not looked at: " + safe(note.words)});
+    if (!findings_.empty() && !rows.empty()) text += "\n";
+    text += in_columns(rows);
+    return text + (findings_.empty() ? "no findings" : counted(findings_.size(), "finding")) + "\n";
+}
+
+std::string Findings::in_json() const {
+    std::string text;
+    const auto separated = [&text] { return text.back() == '[' ? "" : ", "; };
+    text += "{\"findings\": [";
+    for (const Finding& finding : findings_) {
+        text += separated() + ("{\"id\": " + json_text(finding.kind->id)) + ", \"found\": " + json_text(finding.what) +
+                ", \"means\": " + json_text(finding.kind->means) + ", \"mend\": " + json_text(finding.mend) + "}";
+    }
+    text += "], \"seen\": [";
+    for (const Note& note : seen_) {
+        text += separated() + ("{\"area\": " + json_text(note.area)) + ", \"found\": " + json_text(note.words) + "}";
+    }
+    text += "], \"not_looked_at\": [";
+    for (const Note& note : unseen_) {
+        text += separated() + ("{\"area\": " + json_text(note.area)) + ", \"why\": " + json_text(note.words) + "}";
+    }
+    return text + "]}\n";
+}
+
+std::string counted(size_t count, const std::string& noun) {
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+std::string shown_text(const std::string& text) {
+    constexpr size_t most = 80;
+    return "\"" + safe(text.substr(0, most)) + (text.size() > most ? "..." : "") + "\"";
+}
+
+}  // namespace tsport::doctor

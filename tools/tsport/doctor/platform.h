@@ -1,0 +1,32 @@
+// What only a print server can show; each platform has its own body.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace tsport::doctor {
+
+// Why this machine cannot be looked at as a print server; null when it can.
+const char* why_no_server();
+
+// "C:\Windows\System32".
+std::string system_directory();
+
+enum class Service { running, stopped, disabled, missing, unknown };
+Service spooler_service();
+
+// Who may do what with a file or a directory: the entries that count for itself, in order.
+struct AccessEntry {
+    bool allows = false;
+    std::uint32_t mask = 0;  // generic rights are spelled out
+    std::string sid;         // "S-1-5-18"
+};
+struct AccessList {
+    bool everybody = false;  // there is no list: all is allowed
+    std::vector<AccessEntry> entries;
+};
+// False with the reason when it cannot be read.
+bool read_access(const std::string& path, AccessList& access, std::string& why);
+
+}  // namespace tsport::doctor
