@@ -29,11 +29,12 @@ bool lies_below(const std::string& path, const std::string& base) {
 std::vector<Directory> directories_of(const Settings& settings) {
     const SessionContext& values = *settings.values;
     return {
-        {"spool", "the spool directory", values.spool_dir_path, "", false},
-        {"notapproved", "the directory of the markers of jobs that are not approved",
+        {"dirs.no-spool", "the spool directory", values.spool_dir_path, "", false},
+        {"dirs.no-notapproved", "the directory of the markers of jobs that are not approved",
          values.notapproved_jobs_spool_dir_path, "", false},
-        {"settings", "the directory of the printers' settings", values.settings_spool_dir_path, "", false},
-        {"forceattr", "the directory of jobs whose attributes are forced", values.forceattr_spool_dir_path, "", false},
+        {"dirs.no-settings", "the directory of the printers' settings", values.settings_spool_dir_path, "", false},
+        {"dirs.no-forceattr", "the directory of jobs whose attributes are forced", values.forceattr_spool_dir_path, "",
+         false},
     };
 }
 
@@ -43,33 +44,29 @@ std::vector<Directory> look_at_directories(const BaseDirectory& base, const Sett
     std::vector<Directory> directories;
     if (!settings.read) return directories;  // the monitor knows none then
     directories = directories_of(settings);
-    bool has_spool = true;
+    const std::string spool = directories[0].path;
     size_t seen = 0;
     for (Directory& directory : directories) {
-        const bool inside = lies_below(directory.path, base.path);
-        const std::string what = std::string(directory.purpose) + ", " + directory.path;
         directory.local = with_slashes(directory.path);
+        const std::string what = std::string(directory.purpose) + ", " + directory.path;
+        const bool inside = lies_below(directory.path, base.path);
+        const bool goes_with_spool = &directory != directories.data() && lies_below(directory.path, spool + "\\");
+        std::error_code error;
+        if (goes_with_spool && !directories[0].seen) continue;  // all has been said
         if (!inside && !is_complete_path(directory.path)) {
             findings.add("dirs.incomplete-path", what + ", has no drive or server",
                          "write the whole path, drive included, into print-provider.conf and restart the spooler");
-            continue;
-        }
-        if (!inside && base.copied) {
+        } else if (!inside && base.copied) {
             findings.could_not_look("dirs", what + ", lies outside of the copied base directory");
-            continue;
+        } else if (fs::is_directory(host::path_of(directory.local), error)) {
+            directory.seen = true;
+            ++seen;
+        } else {
+            const bool is_there = fs::exists(host::path_of(directory.local), error);
+            findings.add(directory.missing_id, what + (is_there ? ", is no directory" : ", does not exist"),
+                         (is_there ? "put a directory in the file's place: " : "create it: mkdir ") +
+                             ("\"" + directory.path) + "\", and give it the rights that README.txt names");
         }
-        std::error_code error;
-        directory.seen = fs::is_directory(host::path_of(directory.local), error);
-        seen += directory.seen ? 1U : 0U;
-        const bool is_spool = std::string(directory.word) == "spool";
-        const bool named_with_spool = !has_spool && lies_below(directory.path, directories[0].path);
-        if (is_spool) has_spool = directory.seen;
-        if (directory.seen || named_with_spool) continue;
-        const bool is_there = fs::exists(host::path_of(directory.local), error);
-        findings.add(std::string("dirs.no-") + directory.word,
-                     what + (is_there ? ", is no directory" : ", does not exist"),
-                     (is_there ? "put a directory in the file's place: " : "create it: mkdir ") +
-                         ("\"" + directory.path) + "\", and give it the rights that README.txt names");
     }
     findings.saw("dirs", std::to_string(seen) + " of " + std::to_string(directories.size()) + " directories are there");
     return directories;

@@ -13,9 +13,9 @@ struct BaseDirectory {
     bool copied = false;  // of another server: what lies outside of it cannot be looked at here
 };
 
-// A directory of the settings, what it is for, and the identifier's second part.
+// A directory of the settings, what it is for, and the finding when it does not exist.
 struct Directory {
-    const char* word;
+    const char* missing_id;
     const char* purpose;
     std::string path;   // as the monitor has it
     std::string local;  // the same for functions of this machine

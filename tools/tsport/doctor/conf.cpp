@@ -75,12 +75,14 @@ bool check_encoding(const std::string& bytes, const std::string& path, Findings&
     Encoding encoding;
     host::Text text;
     Fault fault;
+    std::string plain = bytes;
+    std::erase(plain, '\r');  // one that ends no line has a finding of its own
     const size_t ctrl_z = bytes.find('\x1A');
     if (ctrl_z != std::string::npos) {
         const auto line = std::count(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(ctrl_z), '\n') + 1;
         findings.add("conf.ctrl-z", "line " + std::to_string(line) + " of " + path + " has a Ctrl-Z (byte 1A)",
                      "take the byte out, with what stands behind it if that is not wanted" + std::string(restart));
-    } else if (bytes.find('\0') == std::string::npos && !decode(bytes, encoding, text, fault)) {
+    } else if (bytes.find('\0') == std::string::npos && !decode(plain, encoding, text, fault)) {
         findings.add("conf.not-utf8", "line " + std::to_string(fault.line) + " of " + path + ": " + fault.why,
                      save + restart);
     }
@@ -168,8 +170,7 @@ class ConfReader {
                           "write " + name + "=on or " + name + "=off as " + in_file(line) + restart);
         } else if (wrong == "conf.bad-word") {
             findings_.add(wrong, at(line) + ": " + name + " does not take " + shown_text(line.value),
-                          "write one of the words that print-provider.conf.sample lists for " + name + " into " +
-                              in_file(line) + restart);
+                          std::string("write ") + words_for(setting) + " into " + in_file(line) + restart);
         } else if (wrong == "conf.cut-value") {
             findings_.add(wrong,
                           at(line) + ": the value of " + name + " has " + std::to_string(line.value.size()) +
@@ -214,6 +215,12 @@ class ConfReader {
         }
     }
 
+    static const char* words_for(const ConfigVar& setting) {
+        if (same_word(setting.name, "Debug")) return "on, dev or off";
+        if (same_word(setting.name, "ErrorPollMethod")) return "os, snmp, snmpdontsetos or both";
+        return "TLSv1.0, TLSv1.1, TLSv1.2 or TLSv1.3";
+    }
+
     // "10 # files" counts as 10.
     static bool is_whole_number(const std::string& value) {
         const std::string digits = value.substr(0, value.find_first_of(" \t#;"));
@@ -229,6 +236,7 @@ class ConfReader {
         trial->error_poll_method = -1;
         setting.handler(0, &counted_value, trial.get());
         if (same_word(setting.name, "ErrorPollMethod")) return trial->error_poll_method == -1 ? "conf.bad-word" : "";
+        if (same_word(setting.name, "ServerName")) return value.size() < setting.size ? "" : "conf.cut-value";
         if (same_word(setting.name, "CheckHeldJobMillis")) {
             std::int32_t number = 0;
             return util_parse_int(value.c_str(), &number) != 0 ? "" : "conf.bad-number";

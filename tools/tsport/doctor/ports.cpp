@@ -74,6 +74,11 @@ bool read_file_ports(const std::string& path, std::vector<Port>& ports, Findings
         }
     }
     ports = file.ports();
+    // Those of a wrong line have been told.
+    if (!faults.empty()) {
+        std::erase_if(ports,
+                      [](const Port& port) { return port.name.empty() || port.address.empty() || port.number == 0; });
+    }
     return true;
 }
 

@@ -79,8 +79,8 @@ class Rights {
 };
 
 const char* lost_with(const std::string& directory) {
-    if (directory == "notapproved") return "jobs that are not approved are printed";
-    if (directory == "settings") return "devices are not checked before a job";
+    if (directory == "dirs.no-notapproved") return "jobs that are not approved are printed";
+    if (directory == "dirs.no-settings") return "devices are not checked before a job";
     return "forced attributes are skipped";
 }
 
@@ -136,9 +136,9 @@ void look_at_rights(const BaseDirectory& base, const Settings& settings, const s
         if (!directory.seen) continue;
         rights.users_may_not_change(directory.local, directory.purpose);
         rights.system_must_write(directory.local, directory.purpose);
-        const bool is_spool = std::string(directory.word) == "spool";
+        const bool is_spool = &directory == directories.data();
         if (as_user && !is_spool) {
-            rights.users_must(right_to_read, directory.local, directory.purpose, lost_with(directory.word));
+            rights.users_must(right_to_read, directory.local, directory.purpose, lost_with(directory.missing_id));
         }
     }
     if (as_user && exists(helper)) {
