@@ -73,7 +73,7 @@ std::vector<Directory> look_at_directories(const BaseDirectory& base, const Sett
 }
 
 std::string helper_path(const BaseDirectory& base) {
-    return host::utf8_of(host::path_of(base.path) / "ts-print-monitor.exe");
+    return path_in(base.path, "ts-print-monitor.exe");
 }
 
 void look_at_helper(const BaseDirectory& base, Findings& findings) {

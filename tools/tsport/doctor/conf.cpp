@@ -295,7 +295,7 @@ void read_env_version(const std::string& bytes, const std::string& path, Setting
 namespace {
 
 void look_at_env_version(const std::string& base, Settings& settings, Findings& findings) {
-    const std::string path = host::utf8_of(host::path_of(base) / "env-version");
+    const std::string path = path_in(base, "env-version");
     std::string bytes;
     std::string why;
     std::error_code error;
@@ -337,7 +337,7 @@ void derive_directories(SessionContext& values) {
 Settings look_at_settings(const std::string& base, Findings& findings) {
     Settings settings;
     util_strncpy(settings.values->base_dir_path, base.c_str(), sizeof settings.values->base_dir_path);
-    const std::string path = host::utf8_of(host::path_of(base) / "print-provider.conf");
+    const std::string path = path_in(base, "print-provider.conf");
     std::string bytes;
     std::string why;
     std::error_code error;

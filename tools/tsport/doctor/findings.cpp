@@ -105,6 +105,12 @@ std::string counted(size_t count, const std::string& noun) {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
+std::string path_in(const std::string& folder, const std::string& name) {
+    const bool is_complete = !folder.empty() && (folder.back() == '\\' || folder.back() == '/');
+    const char* const separator = folder.find('\\') != std::string::npos ? "\\" : "/";
+    return folder + (is_complete ? "" : separator) + name;
+}
+
 std::string shown_text(const std::string& text) {
     constexpr size_t most = 80;
     return "\"" + safe(text.substr(0, most)) + (text.size() > most ? "..." : "") + "\"";

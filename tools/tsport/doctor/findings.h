@@ -63,6 +63,8 @@ class Findings {
 
 // "5 ports", "1 port".
 std::string counted(size_t count, const std::string& noun);
+// A file of a folder, with the separator that the folder's path has itself.
+std::string path_in(const std::string& folder, const std::string& name);
 // Text of a file, of any bytes, as messages show it: in quotes, and cut when it is long.
 std::string shown_text(const std::string& text);
 

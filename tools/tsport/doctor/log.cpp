@@ -111,8 +111,9 @@ class LastDay {
     std::vector<ErrorLine> errors_;
 };
 
-void check_errors(const fs::path& path, const std::string& now, Findings& findings, std::string& last_line) {
+void check_errors(const std::string& name, const std::string& now, Findings& findings, std::string& last_line) {
     constexpr std::streamoff most = 16 << 20;  // of the log's end; older lines are the report's
+    const fs::path path = host::path_of(name);
     std::ifstream log(path, std::ios::binary);
     std::error_code error;
     const auto size = static_cast<std::streamoff>(fs::file_size(path, error));
@@ -128,14 +129,14 @@ void check_errors(const fs::path& path, const std::string& now, Findings& findin
         findings.add("log.errors",
                      counted(errors.count, "error") + " within a day, the last at " + errors.last.time + ": " +
                          shown_text(errors.last.message),
-                     "tsport report \"" + host::utf8_of(path) + "\" tells which documents it cost");
+                     "tsport report \"" + name + "\" tells which documents it cost");
     }
 }
 
-void check_rotation(const fs::path& path, const Settings& settings, Findings& findings) {
+void check_rotation(const std::string& log, const Settings& settings, Findings& findings) {
     const SessionContext& values = *settings.values;
     std::error_code error;
-    const std::string log = host::utf8_of(path);
+    const fs::path path = host::path_of(log);
     if (values.log_rotate_number <= 1) {
         findings.add("log.no-rotation", "LogRotateNumber is " + std::to_string(values.log_rotate_number),
                      "write LogRotateNumber=10 into print-provider.conf; then restart the spooler");
@@ -143,13 +144,12 @@ void check_rotation(const fs::path& path, const Settings& settings, Findings& fi
     }
     const auto limit = static_cast<std::uint64_t>(static_cast<std::uint32_t>(values.log_rotate_size_kbytes)) * 1024;
     const std::uint64_t size = fs::file_size(path, error);
-    fs::path blocked;
+    std::string blocked;
     for (const char* const suffix : {".tmp", ".1"}) {
-        const fs::path target = host::path_of(log + suffix);
-        if (fs::is_directory(target, error)) blocked = target;
+        if (fs::is_directory(host::path_of(log + suffix), error)) blocked = log + suffix;
     }
     if (!blocked.empty()) {
-        findings.add("log.rotation-blocked", host::utf8_of(blocked) + " is a directory where a rotated log belongs",
+        findings.add("log.rotation-blocked", blocked + " is a directory where a rotated log belongs",
                      "move the directory away");
     } else if (size > 2 * limit + (1 << 20)) {
         // The size is looked at every few hundred lines and after each document.
@@ -169,8 +169,8 @@ bool is_read_only(const fs::path& path) {
 }  // namespace
 
 void look_at_log(const BaseDirectory& base, const Settings& settings, const std::string& now, Findings& findings) {
-    const fs::path path = host::path_of(base.path) / "print-monitor.log";
-    const std::string name = host::utf8_of(path);
+    const std::string name = path_in(base.path, "print-monitor.log");
+    const fs::path path = host::path_of(name);
     std::error_code error;
     if (!fs::exists(path, error)) {
         findings.saw("log", name + " does not exist yet");
@@ -183,9 +183,9 @@ void look_at_log(const BaseDirectory& base, const Settings& settings, const std:
     if (is_read_only(path)) {
         findings.add("log.not-writable", name + " is marked read-only", "attrib -r \"" + name + "\"");
     }
-    check_rotation(path, settings, findings);
+    check_rotation(name, settings, findings);
     std::string last_line;
-    check_errors(path, now, findings, last_line);
+    check_errors(name, now, findings, last_line);
     findings.saw("log", name + ": " + host::size_in_words(fs::file_size(path, error)) +
                             (last_line.empty() ? ", no line with a time" : ", last line " + last_line));
 }

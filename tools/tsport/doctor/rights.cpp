@@ -134,11 +134,11 @@ void look_at_rights(const BaseDirectory& base, const Settings& settings, const s
     const bool as_user = settings.values->hwcheck_port_monitor_run_as_system == 0;
     for (const Directory& directory : directories) {
         if (!directory.seen) continue;
-        rights.users_may_not_change(directory.local, directory.purpose);
-        rights.system_must_write(directory.local, directory.purpose);
+        rights.users_may_not_change(directory.path, directory.purpose);
+        rights.system_must_write(directory.path, directory.purpose);
         const bool is_spool = &directory == directories.data();
         if (as_user && !is_spool) {
-            rights.users_must(right_to_read, directory.local, directory.purpose, lost_with(directory.missing_id));
+            rights.users_must(right_to_read, directory.path, directory.purpose, lost_with(directory.missing_id));
         }
     }
     if (as_user && exists(helper)) {
