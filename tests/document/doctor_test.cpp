@@ -75,6 +75,8 @@ class Doctor : public testing::Test {
     // A server where all is well.
     void set_up() {
         std::error_code ignored;
+        // Windows removes no read-only file.
+        fs::permissions(base_ / "print-monitor.log", fs::perms::owner_write, fs::perm_options::add, ignored);
         fs::remove_all(folder_, ignored);
         for (const char* const name : {"notapprovedjobs", "settings", "forceattr"}) {
             fs::create_directories(base_ / "spool" / name);
