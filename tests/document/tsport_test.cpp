@@ -249,8 +249,8 @@ TEST_F(Tsport, AnswersAsTheReadmeShows) {
 
 TEST_F(Tsport, EveryVerbHasItsHelp) {
     const std::string general = run({"--help"}).out;
-    for (const char* const verb :
-         {"list", "show", "add", "set", "delete", "test", "exists", "export", "import", "diff", "doctor", "completion"}) {
+    for (const char* const verb : {"list", "show", "add", "set", "delete", "test", "exists", "export", "import", "diff",
+                                   "doctor", "report", "completion"}) {
         const std::string help = run({verb, "--help"}).out;
         EXPECT_EQ(help.rfind(std::string("usage: tsport ") + verb, 0), 0u) << verb;
         EXPECT_NE(help.find(std::string("examples:\n  tsport ") + verb), std::string::npos) << verb;
