@@ -22,13 +22,14 @@ target_link_libraries(spooler_sim PUBLIC winapi)
 
 enable_language(RC)
 
-function(platform_monitor_library name)
-  set(folder ${CMAKE_SOURCE_DIR}/winportmon/tsmon)
-  add_library(${name} MODULE ${folder}/dllmain.cpp ${folder}/tsmon.rc ${folder}/${name}.def)
+# A library that goes to the customer: a folder's entry point, resource script and export list, linked with what is in
+# the target `parts`.
+function(shipped_library name folder entry script parts)
+  add_library(${name} MODULE ${folder}/${entry} ${folder}/${script} ${folder}/${name}.def)
   set_target_properties(${name} PROPERTIES PREFIX "")
-  target_link_libraries(${name} PRIVATE tsmon)
+  target_link_libraries(${name} PRIVATE ${parts})
   string(REPLACE "." "," version_commas ${PROJECT_VERSION}.0)
-  set_source_files_properties(${folder}/tsmon.rc PROPERTIES COMPILE_OPTIONS
+  set_source_files_properties(${folder}/${script} PROPERTIES COMPILE_OPTIONS
                               "-DTSM_VERSION_COMMAS=${version_commas};-DTSM_VERSION_STRING=\\\"${PROJECT_VERSION}\\\"")
   target_link_options(${name} PRIVATE -Wl,--dynamicbase,--nxcompat,--high-entropy-va,--exclude-all-symbols)
   # What a debugger needs lies in a file beside the library. The time that the linker left out stays left out.
@@ -38,6 +39,20 @@ function(platform_monitor_library name)
     COMMAND ${CMAKE_STRIP} -p --strip-all $<TARGET_FILE:${name}>
     COMMAND ${CMAKE_OBJCOPY} -p --add-gnu-debuglink=$<TARGET_FILE:${name}>.debug $<TARGET_FILE:${name}>)
 endfunction()
+
+function(platform_monitor_library name)
+  shipped_library(${name} ${CMAKE_SOURCE_DIR}/winportmon/tsmon dllmain.cpp tsmon.rc tsmon)
+endfunction()
+
+# The port dialogs are for Windows alone.
+sources_of(tsmonui_sources winportmon/tsmonui)
+list(FILTER tsmonui_sources EXCLUDE REGEX "/tsmonui\\.cpp$")
+add_library(tsmonui STATIC ${tsmonui_sources})
+target_compile_options(tsmonui PRIVATE -fno-exceptions -fno-rtti)
+target_link_libraries(tsmonui PUBLIC winapi)
+shipped_library(tsprintportmonui ${CMAKE_SOURCE_DIR}/winportmon/tsmonui tsmonui.cpp tsmonui.rc tsmonui)
+set_property(SOURCE ${CMAKE_SOURCE_DIR}/winportmon/tsmonui/tsmonui.rc APPEND PROPERTY OBJECT_DEPENDS
+             ${CMAKE_SOURCE_DIR}/winportmon/tsmonui/tsmonui.manifest)
 
 # Debian's packages bring GoogleTest's sources; the library is built for this target. Its code is not ours to warn about.
 macro(platform_find_googletest)
