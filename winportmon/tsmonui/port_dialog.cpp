@@ -146,20 +146,24 @@ void PortDialog::ProposeName() {
 // Says what is wrong with each field, and lets nobody go on with what is.
 void PortDialog::Check() {
     const Text address = AddressProblem(ControlText(window_, IDC_ADDRESS));
-    const Text name = adding_ ? NameProblem(ControlText(window_, IDC_NAME)) : Text();
+    const Text name = NameProblemHere();
     const Text port = PortProblem(ControlText(window_, IDC_PORT));
-    Say(window_, IDC_ADDRESS_NOTE, address.empty() && full_ == IDC_ADDRESS ? TableText(IDS_ADDRESS_LIMIT) : address);
-    if (!adding_) {
-        Say(window_, IDC_NAME_NOTE, TableText(IDS_NAME_FIXED));
-    } else if (name_taken_) {
-        Say(window_, IDC_NAME_NOTE, TableText(IDS_NAME_TAKEN));
-    } else {
-        Say(window_, IDC_NAME_NOTE, name.empty() && full_ == IDC_NAME ? TableText(IDS_NAME_LIMIT) : name);
-    }
-    Say(window_, IDC_PORT_NOTE, port.empty() ? TableText(IDS_PORT_USUAL) : port);
+    SayOf(IDC_ADDRESS_NOTE, address, full_ == IDC_ADDRESS ? IDS_ADDRESS_LIMIT : IDS_ADDRESS_HINT);
+    SayOf(IDC_NAME_NOTE, name, !adding_ ? IDS_NAME_FIXED : full_ == IDC_NAME ? IDS_NAME_LIMIT : IDS_NAME_HINT);
+    SayOf(IDC_PORT_NOTE, port, IDS_PORT_HINT);
     const bool testable = address.empty() && port.empty();
     EnableWindow(GetDlgItem(window_, IDC_TEST), testable);
-    EnableWindow(GetDlgItem(window_, IDOK), testable && name.empty() && !name_taken_);
+    EnableWindow(GetDlgItem(window_, IDOK), testable && name.empty());
+}
+
+Text PortDialog::NameProblemHere() const {
+    if (!adding_) return Text();
+    return name_taken_ ? TableText(IDS_NAME_TAKEN) : NameProblem(ControlText(window_, IDC_NAME));
+}
+
+// The problem, or what is said when there is none.
+void PortDialog::SayOf(int note, const Text& problem, UINT otherwise) {
+    Say(window_, note, problem.empty() ? TableText(otherwise) : problem);
 }
 
 tsmon::PortConfig PortDialog::Typed() const {

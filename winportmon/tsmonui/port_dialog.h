@@ -34,7 +34,8 @@ class PortDialog {
     void FieldFull(int control);
     void ProposeName();
     void Check();
-    void SayOfField(int note, const Text& problem, bool full);
+    Text NameProblemHere() const;
+    void SayOf(int note, const Text& problem, UINT otherwise);
     tsmon::PortConfig Typed() const;
 
     void StartTest();
