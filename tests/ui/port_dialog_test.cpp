@@ -278,9 +278,9 @@ TEST_F(PrinterTest, SaysInWordsWhatHappened) {
     EXPECT_EQ(printer.connection(0).bytes, 0u) << "a test prints nothing";
     printer.refuse();
     test(L"127.0.0.1", printer.port());
-    EXPECT_TRUE(says(L"127.0.0.1 refuses connections on port " + port + L"."));
+    EXPECT_TRUE(says(L"The device at this address refuses connections on port " + port + L"."));
     test(L"no..such.host", 9100);
-    EXPECT_TRUE(says(L"The name \"no..such.host\" is not known."));
+    EXPECT_TRUE(says(L"This name is not known."));
     cancel();
     EXPECT_EQ(spooler.asked().size(), 1u) << "this computer's printers are tested from here";
 }
@@ -288,7 +288,7 @@ TEST_F(PrinterTest, SaysInWordsWhatHappened) {
 TEST_F(PrinterTest, APrinterThatNeverAnswersBlocksNothingAndIsGivenUp) {
     const SilentPrinter printer;
     const HWND dialog = test(L"127.0.0.1", printer.port());
-    EXPECT_TRUE(says(L"Connecting to 127.0.0.1, port " + std::to_wstring(printer.port()) + L"."));
+    EXPECT_TRUE(says(L"Connecting to port " + std::to_wstring(printer.port()) + L"."));
     EXPECT_TRUE(Desk::shows(dialog, IDC_TEST, L"S&top"));
     for (int i = 0; i < 20; ++i) EXPECT_TRUE(desk_->alive(dialog));
     EXPECT_TRUE(desk_->fill(dialog, IDC_NAME, L"typed meanwhile"));
@@ -337,7 +337,7 @@ TEST_F(PrinterTest, AnotherServerIsAskedAndItsAnswerIsSaid) {
     EXPECT_TEXT(text_of(dialog_), L"Add Tessaron TCP/IP Port on \\\\print1");
     answer = ERROR_INVALID_FUNCTION;
     test(L"10.1.2.4", 9100);
-    EXPECT_TRUE(says(L"\\\\print1 cannot connect to 10.1.2.4, port 9100. Check"));
+    EXPECT_TRUE(says(L"\\\\print1 cannot connect to the printer on port 9100. Check"));
     answer = RPC_S_CALL_FAILED;
     test(L"10.1.2.5", 9100);
     EXPECT_TRUE(says(L"The test could not be done: "));
@@ -354,7 +354,7 @@ TEST_F(PrinterTest, AServerThatDoesNotAnswerBlocksNothing) {
         return ERROR_SUCCESS;
     };
     const HWND dialog = test(L"10.1.2.3", 9100, L"\\\\print1");
-    EXPECT_TRUE(says(L"\\\\print1 is connecting to 10.1.2.3, port 9100."));
+    EXPECT_TRUE(says(L"\\\\print1 is connecting to port 9100."));
     EXPECT_TRUE(wait_until([&] { return waiting == 1; }));
     EXPECT_TRUE(desk_->alive(dialog));
     desk_->click(dialog, IDC_TEST);
@@ -378,9 +378,6 @@ TEST_F(PrinterTest, AHundredDialogsLeaveNothingBehind) {
         for (; shown < kWarm + kDialogs; ++shown) functions().pfnConfigurePortUI(nullptr, window, L"Office");
         return TRUE;
     });
-    const auto threads_gone = [] {
-        return wait_until([] { return GetModuleHandleW(L"tsprintportmonui.dll") != nullptr; });
-    };
     size_t handles_before = 0;
     size_t memory_before = 0;
     DWORD objects_before = 0;
@@ -398,7 +395,6 @@ TEST_F(PrinterTest, AHundredDialogsLeaveNothingBehind) {
         EXPECT_TRUE(Desk::begins(dialog, IDC_TEST_RESULT, L"Connecting"));
         PostMessageW(dialog, WM_COMMAND, IDCANCEL, 0);
     }
-    EXPECT_TRUE(threads_gone());
     expect_end(desk, ERROR_SUCCESS);
     EXPECT_TRUE(wait_until([&] { return handles() <= handles_before + kDialogs / 10; }))
         << handles_before << " handles before, " << handles() << " now";

@@ -17,7 +17,7 @@ void Store(WCHAR (&field)[N], const Text& text) {
     lstrcpynW(field, text.c_str(), N);
 }
 
-// The text of a result; its parts are the address, the port, and what the texts put third and fourth.
+// The text of a result; its parts are the port, then the server, the time or the reason, then the error's number.
 UINT TextOf(Verdict verdict, bool this_computer) {
     switch (verdict) {
         case Verdict::accepted:
@@ -179,17 +179,16 @@ tsmon::PortConfig PortDialog::Typed() const {
 void PortDialog::StartTest() {
     const tsmon::PortConfig typed = Typed();
     probe_ = StartProbe({server_, monitor_, typed, kTestSeconds * 1000, window_, kTestEnded, ++ticket_});
-    const Text address(typed.printer_address);
     const Text port = NumberText(typed.port_number);
     if (probe_ == nullptr) {
         const DWORD error = GetLastError();
-        Say(window_, IDC_TEST_RESULT, TableText(IDS_TEST_NOT_DONE, address, port, ErrorText(error), NumberText(error)));
+        Say(window_, IDC_TEST_RESULT, TableText(IDS_TEST_NOT_DONE, port, ErrorText(error), NumberText(error)));
         return;
     }
     SetDlgItemTextW(window_, IDC_TEST, TableText(IDS_STOP).c_str());
     Say(window_, IDC_TEST_RESULT,
-        server_.is_this_computer() ? TableText(IDS_TEST_RUNS, address, port, NumberText(kTestSeconds))
-                                   : TableText(IDS_TEST_RUNS_ON, address, port, server_.name()));
+        server_.is_this_computer() ? TableText(IDS_TEST_RUNS, port, NumberText(kTestSeconds))
+                                   : TableText(IDS_TEST_RUNS_ON, port, server_.name()));
 }
 
 // Breaks off a test that runs, and says why; 0 takes back what was said of the last one.
@@ -202,15 +201,13 @@ void PortDialog::StopTest(UINT why) {
 
 void PortDialog::TestEnded() {
     const ProbeResult result = ResultOf(probe_);
-    const tsmon::PortConfig typed = Typed();  // what was tested: a change would have broken the test off
+    const Text port = NumberText(Typed().port_number);  // that was tested: a change would have broken the test off
     StopTest(0);
-    const bool has_error = result.verdict == Verdict::failed || result.verdict == Verdict::not_done;
-    Text third = server_.InWords();
-    if (result.verdict == Verdict::no_answer) third = NumberText(kTestSeconds);
-    if (has_error) third = ErrorText(result.error);
+    Text second = server_.InWords();
+    if (result.verdict == Verdict::no_answer) second = NumberText(kTestSeconds);
+    if (result.verdict == Verdict::failed || result.verdict == Verdict::not_done) second = ErrorText(result.error);
     Say(window_, IDC_TEST_RESULT,
-        TableText(TextOf(result.verdict, server_.is_this_computer()), Text(typed.printer_address),
-                  NumberText(typed.port_number), third, NumberText(result.error)));
+        TableText(TextOf(result.verdict, server_.is_this_computer()), port, second, NumberText(result.error)));
 }
 
 // -- OK --------------------------------------------------------------------------------------------------------------

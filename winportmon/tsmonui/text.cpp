@@ -55,12 +55,12 @@ Text NumberText(DWORD number) {
     return Text(digits + start);
 }
 
-Text TableText(UINT id, const Text& first, const Text& second, const Text& third, const Text& fourth) {
+Text TableText(UINT id, const Text& first, const Text& second, const Text& third) {
     WCHAR format[Text::kSize] = {};
     LoadStringW(module_instance, id, format, Text::kSize);
     WCHAR whole[Text::kSize] = {};
     DWORD_PTR parts[] = {reinterpret_cast<DWORD_PTR>(first.c_str()), reinterpret_cast<DWORD_PTR>(second.c_str()),
-                         reinterpret_cast<DWORD_PTR>(third.c_str()), reinterpret_cast<DWORD_PTR>(fourth.c_str())};
+                         reinterpret_cast<DWORD_PTR>(third.c_str())};
     const DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_ARGUMENT_ARRAY, format, 0, 0, whole,
                                         Text::kSize, reinterpret_cast<va_list*>(parts));
     return Text(length != 0 ? whole : format);

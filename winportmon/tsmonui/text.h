@@ -40,9 +40,8 @@ class Text {
 // What a dialog's control shows, without blanks at its ends.
 Text ControlText(HWND dialog, int control);
 Text NumberText(DWORD number);
-// A text of the string table with its %1, %2 ... replaced.
-Text TableText(UINT id, const Text& first = Text(), const Text& second = Text(), const Text& third = Text(),
-               const Text& fourth = Text());
+// A text of the string table with its %1, %2 and %3 replaced.
+Text TableText(UINT id, const Text& first = Text(), const Text& second = Text(), const Text& third = Text());
 // The system's words for an error, without a line break; its number when there are none.
 Text ErrorText(DWORD error);
 
