@@ -95,6 +95,21 @@ std::wstring text_of(HWND window) {
     return lines;
 }
 
+bool fits(HWND dialog, int control) {
+    const HWND window = GetDlgItem(dialog, control);
+    const std::wstring text = text_of(window);
+    RECT place = {};
+    GetClientRect(window, &place);
+    RECT needed = place;
+    const HDC context = GetDC(window);
+    const auto font = reinterpret_cast<HFONT>(SendMessageW(window, WM_GETFONT, 0, 0));
+    const HGDIOBJ before = SelectObject(context, font);
+    DrawTextW(context, text.c_str(), -1, &needed, DT_CALCRECT | DT_WORDBREAK | DT_NOPREFIX | DT_EDITCONTROL);
+    SelectObject(context, before);
+    ReleaseDC(window, context);
+    return needed.right <= place.right && needed.bottom <= place.bottom;
+}
+
 bool take_picture(HWND window, const std::wstring& file) {
     RECT place = {};
     GetWindowRect(window, &place);

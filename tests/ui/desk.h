@@ -18,6 +18,9 @@ std::string utf8(const std::wstring& text);
 // What a window shows, its lines separated by \n.
 std::wstring text_of(HWND window);
 
+// Whether all of a control's text can be seen.
+bool fits(HWND dialog, int control);
+
 // Stores a picture of a window; false when that fails.
 bool take_picture(HWND window, const std::wstring& file);
 

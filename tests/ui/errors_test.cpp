@@ -88,8 +88,7 @@ TEST_F(DeleteDialog, APortThatNothingUsesIsDeletedByEnter) {
     const auto desk = delete_port(L"Office");
     const HWND dialog = desk->front();
     EXPECT_TEXT(text_of(dialog), L"Delete Tessaron TCP/IP Port");
-    EXPECT_TEXT(text_of(GetDlgItem(dialog, IDC_QUESTION)), L"Delete the port \"Office\"?");
-    EXPECT_TEXT(text_of(GetDlgItem(dialog, IDC_CONSEQUENCE)), L"No printer uses it.");
+    EXPECT_TEXT(text_of(GetDlgItem(dialog, IDC_QUESTION)), L"Delete the port \"Office\"?\n\nNo printer uses it.");
     desk->key(VK_RETURN);
     expect_end(*desk, ERROR_SUCCESS);
     EXPECT_EQ(spooler.asked(),
@@ -106,7 +105,8 @@ TEST_F(DeleteDialog, PrintersThatUseThePortAreNamedAndEnterKeepsIt) {
                         {L"Five & Six", L"office"}};
     auto desk = delete_port(L"Office", L"\\\\print1");
     HWND dialog = desk->front();
-    EXPECT_TRUE(Desk::begins(dialog, IDC_CONSEQUENCE, L"These printers use it."));
+    EXPECT_TRUE(Desk::begins(dialog, IDC_QUESTION, L"Delete the port \"Office\"?\n\nThese printers use it."));
+    EXPECT_TRUE(fits(dialog, IDC_QUESTION));
     EXPECT_EQ(listed(dialog), (std::vector<std::wstring>{L"\\\\print1\\One", L"Two", L"Four", L"Five & Six"}));
     desk->key(VK_RETURN);
     expect_end(*desk, ERROR_CANCELLED);
@@ -125,10 +125,20 @@ TEST_F(DeleteDialog, ANameWithACommaIsFoundWhole) {
     EXPECT_EQ(listed(desk->front()), std::vector<std::wstring>{L"One"});
 }
 
+TEST_F(DeleteDialog, TheLongestNameCanBeRead) {
+    const std::wstring name(64, L'W');
+    EXPECT_TRUE(fits(delete_port(name.c_str())->front(), IDC_QUESTION));
+    spooler.printers = {{L"One", name}};
+    EXPECT_TRUE(fits(delete_port(name.c_str())->front(), IDC_QUESTION));
+}
+
 TEST_F(DeleteDialog, WhenThePrintersCannotBeListedThatIsSaid) {
     spooler.enumerate = [] { return DWORD{RPC_S_CALL_FAILED}; };
     const auto desk = delete_port(L"Office");
-    EXPECT_TRUE(Desk::begins(desk->front(), IDC_CONSEQUENCE, L"Which printers use it could not be found out: "));
+    const HWND dialog = desk->front();
+    EXPECT_TRUE(Desk::begins(dialog, IDC_QUESTION,
+                             L"Delete the port \"Office\"?\n\nWhich printers use it could not be found out: "));
+    EXPECT_TRUE(fits(dialog, IDC_QUESTION));
 }
 
 TEST_F(DeleteDialog, ADeletionThatFailsIsSaid) {

@@ -97,6 +97,7 @@ TEST_F(PortDialog, WhatIsWrongIsSaidBesideTheField) {
         EXPECT_TRUE(desk->fill(dialog, row.control, row.text));
         if (row.said != nullptr) {
             EXPECT_TRUE(Desk::shows(dialog, row.note, row.said));
+            EXPECT_TRUE(fits(dialog, row.note));
         }
         EXPECT_TRUE(wait_until([&] { return Desk::enabled(dialog, IDOK) == (row.said == nullptr); }));
         EXPECT_EQ(Desk::enabled(dialog, IDC_TEST), row.said == nullptr || row.control == IDC_NAME);
@@ -120,6 +121,8 @@ TEST_F(PortDialog, TextsEndWhereTheFieldsEnd) {
     desk->paste(dialog, IDC_NAME, std::wstring(65, L'n'));
     EXPECT_TRUE(Desk::shows(dialog, IDC_NAME, std::wstring(64, L'n')));
     EXPECT_TRUE(Desk::begins(dialog, IDC_NAME_NOTE, L"A name has at most 64 characters."));
+    EXPECT_TRUE(fits(dialog, IDC_ADDRESS_NOTE));
+    EXPECT_TRUE(fits(dialog, IDC_NAME_NOTE));
     desk->click(dialog, IDOK);
     expect_end(*desk, ERROR_SUCCESS);
     EXPECT_TEXT(spooler.sent().printer_address, std::wstring(128, L'a'));
@@ -259,7 +262,9 @@ class PrinterTest : public Dialogs {
         desk_->alt(L'T');
         return dialog_;
     }
-    bool says(const std::wstring& beginning) { return Desk::begins(dialog_, IDC_TEST_RESULT, beginning); }
+    bool says(const std::wstring& beginning) {
+        return Desk::begins(dialog_, IDC_TEST_RESULT, beginning) && fits(dialog_, IDC_TEST_RESULT);
+    }
     void cancel() {
         desk_->key(VK_ESCAPE);
         expect_end(*desk_, ERROR_CANCELLED);

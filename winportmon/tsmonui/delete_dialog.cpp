@@ -81,16 +81,19 @@ struct Question {
     bool used = false;
 };
 
-void Initialise(HWND window, const Question& question) {
-    SetWindowTextW(window, TitleFor(IDS_DELETE_TITLE, question.server).c_str());
-    SetDlgItemTextW(window, IDC_QUESTION, TableText(IDS_DELETE_QUESTION, Text(question.port)).c_str());
-    SendDlgItemMessageW(window, IDC_WARNING_SIGN, STM_SETICON,
-                        reinterpret_cast<WPARAM>(LoadIconW(nullptr, MAKEINTRESOURCEW(32515))), 0);  // IDI_WARNING
+Text InWords(const Question& question) {
     Text consequence = TableText(question.used ? IDS_DELETE_USED : IDS_DELETE_UNUSED);
     if (question.error != ERROR_SUCCESS) {
         consequence = TableText(IDS_DELETE_USE_UNKNOWN, ErrorText(question.error), NumberText(question.error));
     }
-    SetDlgItemTextW(window, IDC_CONSEQUENCE, consequence.c_str());
+    return TableText(IDS_DELETE_QUESTION, Text(question.port), consequence);
+}
+
+void Initialise(HWND window, const Question& question) {
+    SetWindowTextW(window, TitleFor(IDS_DELETE_TITLE, question.server).c_str());
+    SetDlgItemTextW(window, IDC_QUESTION, InWords(question).c_str());
+    SendDlgItemMessageW(window, IDC_WARNING_SIGN, STM_SETICON,
+                        reinterpret_cast<WPARAM>(LoadIconW(nullptr, MAKEINTRESOURCEW(32515))), 0);  // IDI_WARNING
     if (!question.used) return;
     question.printers.ForEachUser(question.port, [window](const WCHAR* printer) {
         SendDlgItemMessageW(window, IDC_PRINTERS, LB_ADDSTRING, 0, reinterpret_cast<LPARAM>(printer));
