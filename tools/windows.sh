@@ -118,8 +118,9 @@ windows_on_display() {
     local prefix=$windows_folder/wine-ui dpi=$1 number='' server result=0
     shift
     cmake/wine.sh "$prefix" reg add 'HKCU\Control Panel\Desktop' /v LogPixels /t REG_DWORD /d "$dpi" /f >/dev/null
-    # No window manager is there to draw frames and to hand out the focus: Wine does so itself.
-    cmake/wine.sh "$prefix" reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d N /f >/dev/null
+    # A desktop of Wine's own: no window manager is there to draw frames, and the display takes the focus from nobody.
+    cmake/wine.sh "$prefix" reg add 'HKCU\Software\Wine\Explorer' /v Desktop /d Default /f >/dev/null
+    cmake/wine.sh "$prefix" reg add 'HKCU\Software\Wine\Explorer\Desktops' /v Default /d 1600x1200 /f >/dev/null
     WINEPREFIX=$prefix wineserver --wait  # both count from the next start
     : >"$windows_folder/display"
     Xvfb -displayfd 5 -screen 0 1600x1200x24 -nolisten tcp 5>"$windows_folder/display" >/dev/null 2>&1 </dev/null &

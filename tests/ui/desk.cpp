@@ -207,16 +207,11 @@ void Desk::alt(wchar_t letter) {
           key_event(VK_MENU, 0, KEYEVENTF_KEYUP)});
 }
 
+// The messages, not the mouse: where the pointer is, the display has a say in.
 void Desk::click(HWND dialog, int control) {
-    RECT place = {};
-    GetWindowRect(GetDlgItem(dialog, control), &place);
-    SetCursorPos((place.left + place.right) / 2, (place.top + place.bottom) / 2);
-    INPUT input = {};
-    input.type = INPUT_MOUSE;
-    input.mi.dwFlags = MOUSEEVENTF_LEFTDOWN;
-    INPUT up = input;
-    up.mi.dwFlags = MOUSEEVENTF_LEFTUP;
-    send({input, up});
+    const HWND window = GetDlgItem(dialog, control);
+    PostMessageW(window, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(5, 5));
+    PostMessageW(window, WM_LBUTTONUP, 0, MAKELPARAM(5, 5));
 }
 
 void Desk::paste(HWND dialog, int control, const std::wstring& text) {

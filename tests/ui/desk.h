@@ -45,7 +45,7 @@ class Desk {
     void type(const std::wstring& text);
     void key(WORD code);
     void alt(wchar_t letter);
-    // A click of the mouse at the middle of a control.
+    // A click of the mouse at a control.
     void click(HWND dialog, int control);
     // What a pasted text does to a control.
     void paste(HWND dialog, int control, const std::wstring& text);
