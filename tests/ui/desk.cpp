@@ -219,8 +219,10 @@ void Desk::paste(HWND dialog, int control, const std::wstring& text) {
     SendDlgItemMessageW(dialog, control, EM_REPLACESEL, TRUE, reinterpret_cast<LPARAM>(text.c_str()));
 }
 
+// Text that is there already would not tell when the keys have arrived: it goes first.
 bool Desk::fill(HWND dialog, int control, const std::wstring& text) {
     SendMessageW(dialog, WM_NEXTDLGCTL, reinterpret_cast<WPARAM>(GetDlgItem(dialog, control)), TRUE);
+    if (text_of(GetDlgItem(dialog, control)) == text) paste(dialog, control, text.empty() ? L"x" : L"");
     SendDlgItemMessageW(dialog, control, EM_SETSEL, 0, -1);
     if (text.empty()) {
         key(VK_DELETE);

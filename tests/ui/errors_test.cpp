@@ -101,7 +101,7 @@ TEST_F(DeleteDialog, PrintersThatUseThePortAreNamedAndEnterKeepsIt) {
     spooler.printers = {{L"\\\\print1\\One", L"OFFICE"},
                         {L"Two", L"LPT1:,office"},
                         {L"Three", L"Office2"},
-                        {L"Four", L"Office, Hall"},
+                        {L"Four", L"Hall, Office"},
                         {L"Five & Six", L"office"}};
     auto desk = delete_port(L"Office", L"\\\\print1");
     HWND dialog = desk->front();

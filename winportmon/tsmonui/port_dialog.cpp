@@ -109,8 +109,7 @@ void PortDialog::Command(int control, int what) {
             StopTest(IDS_TEST_STOPPED);
         }
     } else if (control == IDOK) {
-        // Enter comes here although the button is off.
-        if (IsWindowEnabled(GetDlgItem(window_, IDOK))) Accept();
+        if (IsWindowEnabled(GetDlgItem(window_, IDOK))) Accept();  // whoever sends it
     } else if (control == IDCANCEL) {
         EndDialog(window_, IDCANCEL);
     }
