@@ -165,7 +165,7 @@ Probe* StartProbe(const ProbeOrder& order) {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return nullptr;
     }
-    auto* const probe = ::new (memory) Probe(order);
+    auto* const probe = new (memory) Probe(order);
     if (StartThread(probe)) return probe;
     const DWORD error = GetLastError();
     Release(probe);
