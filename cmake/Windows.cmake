@@ -22,22 +22,45 @@ target_link_libraries(spooler_sim PUBLIC winapi)
 
 enable_language(RC)
 
+# What is shipped can be placed anywhere in memory; what a debugger needs lies in a file beside it. The time that the
+# linker left out stays left out.
+function(platform_shipped target script)
+  string(REPLACE "." "," version_commas ${PROJECT_VERSION}.0)
+  set_source_files_properties(${script} PROPERTIES COMPILE_OPTIONS
+                              "-DTSM_VERSION_COMMAS=${version_commas};-DTSM_VERSION_STRING=\\\"${PROJECT_VERSION}\\\"")
+  target_link_options(${target} PRIVATE -Wl,--dynamicbase,--nxcompat,--high-entropy-va,--exclude-all-symbols)
+  add_custom_command(
+    TARGET ${target} POST_BUILD
+    COMMAND ${CMAKE_OBJCOPY} -p --only-keep-debug $<TARGET_FILE:${target}> $<TARGET_FILE:${target}>.debug
+    COMMAND ${CMAKE_STRIP} -p --strip-all $<TARGET_FILE:${target}>
+    COMMAND ${CMAKE_OBJCOPY} -p --add-gnu-debuglink=$<TARGET_FILE:${target}>.debug $<TARGET_FILE:${target}>)
+endfunction()
+
 function(platform_monitor_library name)
   set(folder ${CMAKE_SOURCE_DIR}/winportmon/tsmon)
   add_library(${name} MODULE ${folder}/dllmain.cpp ${folder}/tsmon.rc ${folder}/${name}.def)
   set_target_properties(${name} PROPERTIES PREFIX "")
   target_link_libraries(${name} PRIVATE tsmon)
-  string(REPLACE "." "," version_commas ${PROJECT_VERSION}.0)
-  set_source_files_properties(${folder}/tsmon.rc PROPERTIES COMPILE_OPTIONS
-                              "-DTSM_VERSION_COMMAS=${version_commas};-DTSM_VERSION_STRING=\\\"${PROJECT_VERSION}\\\"")
-  target_link_options(${name} PRIVATE -Wl,--dynamicbase,--nxcompat,--high-entropy-va,--exclude-all-symbols)
-  # What a debugger needs lies in a file beside the library. The time that the linker left out stays left out.
-  add_custom_command(
-    TARGET ${name} POST_BUILD
-    COMMAND ${CMAKE_OBJCOPY} -p --only-keep-debug $<TARGET_FILE:${name}> $<TARGET_FILE:${name}>.debug
-    COMMAND ${CMAKE_STRIP} -p --strip-all $<TARGET_FILE:${name}>
-    COMMAND ${CMAKE_OBJCOPY} -p --add-gnu-debuglink=$<TARGET_FILE:${name}>.debug $<TARGET_FILE:${name}>)
+  platform_shipped(${name} ${folder}/tsmon.rc)
 endfunction()
+
+# The port dialogs are for Windows alone. All but their entry point is for tests too.
+function(port_dialogs_library name)
+  set(folder ${CMAKE_SOURCE_DIR}/winportmon/tsmonui)
+  sources_of(sources winportmon/tsmonui)
+  list(FILTER sources EXCLUDE REGEX "/tsmonui\\.cpp$")
+  add_library(tsmonui STATIC ${sources})
+  target_link_libraries(tsmonui PUBLIC winapi)
+  add_library(${name} MODULE ${folder}/tsmonui.cpp ${folder}/tsmonui.rc ${folder}/${name}.def)
+  set_target_properties(${name} PROPERTIES PREFIX "")
+  set_property(SOURCE ${folder}/tsmonui.rc APPEND PROPERTY OBJECT_DEPENDS ${folder}/tsmonui.manifest)
+  foreach(part tsmonui ${name})
+    target_compile_options(${part} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions$<SEMICOLON>-fno-rtti>)
+  endforeach()
+  target_link_libraries(${name} PRIVATE tsmonui)
+  platform_shipped(${name} ${folder}/tsmonui.rc)
+endfunction()
+port_dialogs_library(tsprintportmonui)
 
 # Debian's packages bring GoogleTest's sources; the library is built for this target. Its code is not ours to warn about.
 macro(platform_find_googletest)

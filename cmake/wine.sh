@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Runs a Windows program under Wine, without a display and in a prefix of its own, which is made when it is not there:
+# Runs a Windows program under Wine, in a prefix of its own, which is made when it is not there, and without a display
+# unless WINE_DISPLAY names one:
 #   wine.sh PREFIX PROGRAM [ARGUMENT...]
 set -eu
 WINEPREFIX=$1
@@ -24,4 +25,5 @@ mkdir -p "$(dirname "$WINEPREFIX")"
         make_prefix >"$WINEPREFIX.log" 2>&1 </dev/null 9>&- || { cat "$WINEPREFIX.log" >&2; exit 1; }
     fi
 ) 9>"$WINEPREFIX.lock"
+[[ -z ${WINE_DISPLAY:-} ]] || export DISPLAY=$WINE_DISPLAY
 exec "$wine" "$@"

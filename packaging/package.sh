@@ -44,6 +44,7 @@ files = {
     "print-provider.conf.sample": text("print-provider.conf.sample"),
     "tsprintportmon.dll": binary("tsprintportmon.dll"),
     "tsprintportmon.dll.debug": binary("tsprintportmon.dll.debug"),
+    **{name: binary(name) for name in ("tsprintportmonui.dll", "tsprintportmonui.dll.debug")},
     **{f"tsport/{name}": binary(name) for name in tsport},
 }
 files["SHA256SUMS"] = "".join(

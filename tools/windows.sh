@@ -113,6 +113,55 @@ windows_demo() {
     windows_count $result "not every course of the demo is as it should be"
 }
 
+# A program under Wine on a display of its own, with so many dots to the inch: windows_on_display DPI PROGRAM [ARGUMENT...]
+windows_on_display() {
+    local prefix=$windows_folder/wine-ui dpi=$1 number='' server result=0
+    shift
+    cmake/wine.sh "$prefix" reg add 'HKCU\Control Panel\Desktop' /v LogPixels /t REG_DWORD /d "$dpi" /f >/dev/null
+    # A desktop of Wine's own: no window manager is there to draw frames, and the display takes the focus from nobody.
+    cmake/wine.sh "$prefix" reg add 'HKCU\Software\Wine\Explorer' /v Desktop /d Default /f >/dev/null
+    cmake/wine.sh "$prefix" reg add 'HKCU\Software\Wine\Explorer\Desktops' /v Default /d 1600x1200 /f >/dev/null
+    WINEPREFIX=$prefix wineserver --wait  # both count from the next start
+    : >"$windows_folder/display"
+    Xvfb -displayfd 5 -screen 0 1600x1200x24 -nolisten tcp 5>"$windows_folder/display" >/dev/null 2>&1 </dev/null &
+    server=$!
+    while kill -0 "$server" 2>/dev/null; do
+        number=$(cat "$windows_folder/display")
+        [[ -z $number ]] || break
+        sleep 0.1
+    done
+    WINE_DISPLAY=:$number timeout 900 cmake/wine.sh "$prefix" "$@" </dev/null || result=$?
+    WINEPREFIX=$prefix wineserver --kill || true
+    kill "$server" 2>/dev/null || true
+    wait "$server" 2>/dev/null || true
+    return $result
+}
+
+# The port dialogs, with somebody who types and presses.
+windows_ui() {
+    local output=$windows_folder/reports/ui.log result=0
+    say "The port dialogs under Wine ..."
+    mkdir -p "$windows_folder/reports"
+    windows_on_display 96 build/windows/ui/ui_tests.exe >"$output" 2>&1 || result=$?
+    windows_count_cases "$output" $result
+}
+
+# The pictures of the dialogs in docs/, in the fonts that Debian has for Wine.
+windows_pictures() {
+    local dpi result=0 fonts=$windows_folder/wine-ui/drive_c/windows/Fonts
+    install_missing /usr/share/wine/fonts/tahoma.ttf=fonts-wine
+    say "Pictures of the port dialogs ..."
+    cmake/wine.sh "$windows_folder/wine-ui" reg add \
+        'HKLM\Software\Microsoft\Windows NT\CurrentVersion\FontSubstitutes' /v 'Segoe UI' /d Tahoma /f >/dev/null
+    ln -sf /usr/share/wine/fonts/*.ttf "$fonts/"
+    mkdir -p docs/dialogs
+    for dpi in 96 192; do
+        windows_on_display "$dpi" build/windows/ui/ui_tests.exe --pictures Z:"$PWD/docs/dialogs" \
+            --gtest_filter='Pictures.*' >&2 || result=1
+    done
+    windows_count $result "not every picture could be taken"
+}
+
 windows_package() {
     local report result=0
     say "Packing ..."

@@ -1,18 +1,35 @@
 #!/usr/bin/env python3
-"""Looks at the finished library as Windows will: check_dll.py PATH --version 1.0.0"""
+"""Looks at a finished library as Windows will: check_dll.py PATH --version 1.0.0"""
 import argparse
+import os
 import struct
 import sys
 
 ENGLISH = 1033
-RT_STRING, RT_VERSION = 6, 16
+RT_DIALOG, RT_STRING, RT_VERSION, RT_MANIFEST = 5, 6, 16, 24
 EXPORT, IMPORT, RESOURCE, RELOCATION, DEBUG, DELAY_IMPORT = 0, 1, 2, 5, 6, 13  # data directories
-STRINGS = {500: "Tessaron TCP/IP Port", 507: "Tessaron TCP/IP Port"}
 WINDOWS_LIBRARIES = {"kernel32.dll", "msvcrt.dll", "user32.dll", "advapi32.dll", "ws2_32.dll", "spoolss.dll",
                      "winspool.drv"}
-# EnumPortsW is not among them: it is looked up at run time.
-WINSPOOL_FUNCTIONS = {"OpenPrinterW", "ClosePrinter", "GetJobW", "SetJobW", "GetPrinterW", "SetPrinterW"}
-SPOOLSS_FUNCTIONS = {"RevertToPrinterSelf", "ImpersonatePrinterClient"}
+# By file name: the export; strings, dialogs and manifests; and the only functions of the spooler's libraries.
+LIBRARIES = {
+    "tsprintportmon.dll": {
+        "export": "InitializePrintMonitor2",
+        "strings": {500: "Tessaron TCP/IP Port", 507: "Tessaron TCP/IP Port"},
+        "dialogs": [],
+        "manifests": [],
+        # EnumPortsW is not among them: it is looked up at run time.
+        "winspool.drv": {"OpenPrinterW", "ClosePrinter", "GetJobW", "SetJobW", "GetPrinterW", "SetPrinterW"},
+        "spoolss.dll": {"RevertToPrinterSelf", "ImpersonatePrinterClient"},
+    },
+    "tsprintportmonui.dll": {
+        "export": "InitializePrintMonitorUI",
+        "strings": {100: "Add Tessaron TCP/IP Port", 106: "this computer"},
+        "dialogs": [(100, ENGLISH), (101, ENGLISH), (102, ENGLISH)],
+        "manifests": [2],
+        "winspool.drv": {"OpenPrinterW", "ClosePrinter", "XcvDataW", "EnumPrintersW"},
+        "spoolss.dll": set(),
+    },
+}
 CHARACTERISTICS = {"DLL": 0x2000, "EXECUTABLE_IMAGE": 0x0002}
 DLL_CHARACTERISTICS = {"HIGH_ENTROPY_VA": 0x0020, "DYNAMIC_BASE": 0x0040, "NX_COMPAT": 0x0100}
 WRITE_AND_EXECUTE = 0xA0000000
@@ -137,8 +154,9 @@ def version_texts(data, start=0):
     return found
 
 
-def checks(image, version):
+def checks(file_name, image, version):
     """Every check as (what is asked, what must be there, what is there)."""
+    library = LIBRARIES[file_name]
     yield "machine", 0x8664, image.machine
     for name, bit in CHARACTERISTICS.items():
         yield f"{name} flag", True, bool(image.characteristics & bit)
@@ -149,18 +167,21 @@ def checks(image, version):
     yield "sections that can be written and executed", [], [
         name for name, section in image.sections.items() if section[3] & WRITE_AND_EXECUTE == WRITE_AND_EXECUTE]
 
-    yield "exports", ["InitializePrintMonitor2"], image.exports()
+    yield "exports", [library["export"]], image.exports()
     imports = image.imports()
     yield "imports from libraries that are not Windows' own", [], sorted(set(imports) - WINDOWS_LIBRARIES)
-    yield "imports from spoolss.dll", sorted(SPOOLSS_FUNCTIONS), sorted(imports.get("spoolss.dll", set()))
+    yield "imports from spoolss.dll", sorted(library["spoolss.dll"]), sorted(
+        imports.get("spoolss.dll", set()))
     spooler = imports.get("winspool.drv", set())
-    yield "imports from winspool.drv that do not belong there", [], sorted(spooler - WINSPOOL_FUNCTIONS)
+    yield "imports from winspool.drv that do not belong there", [], sorted(spooler - library["winspool.drv"])
     yield "OpenPrinterW from winspool.drv", True, "OpenPrinterW" in spooler
     yield "delayed imports", 0, image.directories[DELAY_IMPORT][0]
 
     resources = image.resources()
-    for number, text in STRINGS.items():
+    for number, text in library["strings"].items():
         yield f"string {number} by language", {ENGLISH: text}, string_resource(resources, number)
+    yield "dialogs", library["dialogs"], sorted(key[1:] for key in resources if key[0] == RT_DIALOG)
+    yield "manifests", library["manifests"], [key[1] for key in resources if key[0] == RT_MANIFEST]
     data = resources.get((RT_VERSION, 1, ENGLISH))
     yield "version resource", True, data is not None
     if data is not None:
@@ -173,7 +194,7 @@ def checks(image, version):
         yield "file type of the version resource", 2, struct.unpack_from("<I", texts[""], 36)[0]
         for name, text in {"FileVersion": version, "ProductVersion": version,
                            "ProductName": "Tessaron TCP/IP Port monitor",
-                           "OriginalFilename": "tsprintportmon.dll"}.items():
+                           "OriginalFilename": file_name}.items():
             yield name, text, texts.get(name)
         yield "FileDescription", True, bool(texts.get("FileDescription"))
 
@@ -193,13 +214,13 @@ def main():
     try:
         with open(arguments.path, "rb") as file:
             image = Image(file.read())
-        for what, expected, found in checks(image, arguments.version):
+        for what, expected, found in checks(os.path.basename(arguments.path), image, arguments.version):
             if expected == found:
                 passed += 1
             else:
                 failed += 1
                 print(f"FAILED {what}: expected {expected!r}, found {found!r}")
-    except (OSError, ValueError, IndexError, struct.error) as error:
+    except (OSError, ValueError, LookupError, struct.error) as error:
         failed += 1
         print(f"FAILED {arguments.path}: {error}")
     print(f"{passed} passed, {failed} failed")

@@ -30,6 +30,7 @@ forbid "Windows is seen through winapi.h alone" '^ *# *include *[<"](windows|win
     common winportmon
 forbid "wide text is written W(\"...\")" '(^|[^A-Za-z_0-9])L"|\bwchar_t\b|\bwcs[a-z]+\(' common winportmon
 forbid "common knows nothing of the monitor" '# *include *"(winportmon|tools|tests)/' common
+forbid "the monitor knows nothing of its dialogs" '# *include *"winportmon/tsmonui/' common winportmon/tsmon
 forbid "the monitor knows nothing of tools and tests" '# *include *"(tools|tests)/' winportmon
 forbid "the layer knows nothing of what is built on it" '# *include *"(common|winportmon|tools|tests)/' winapi
 

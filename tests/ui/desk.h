@@ -1,0 +1,82 @@
+// An administrator at a screen: a program with a window calls one of the dialogs; hands type and press, eyes read.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <thread>
+
+#include "winapi/winapi.h"
+
+namespace ui {
+
+// Until the condition holds; false when it does not within a minute.
+bool wait_until(const std::function<bool()>& condition);
+
+// "MESSAGE" as C++ text for failures.
+std::string utf8(const std::wstring& text);
+
+// What a window shows, its lines separated by \n.
+std::wstring text_of(HWND window);
+
+// Whether all of a control's text can be seen.
+bool fits(HWND dialog, int control);
+
+// Stores a picture of a window; false when that fails.
+bool take_picture(HWND window, const std::wstring& file);
+
+class Desk {
+  public:
+    // The program calls this with its window, on a thread of its own.
+    using Call = std::function<BOOL(HWND)>;
+    explicit Desk(Call call);
+    ~Desk();
+    Desk(const Desk&) = delete;
+    Desk& operator=(const Desk&) = delete;
+
+    // The dialog or message box that waits for the administrator, once there is one; null when the call has ended
+    // without.
+    HWND front();
+    // The same, once it is another one than this.
+    HWND front_after(HWND former);
+    // Whether the dialog's thread answers.
+    bool alive(HWND dialog);
+
+    // Real key events, to the control that has the focus.
+    void type(const std::wstring& text);
+    void key(WORD code);
+    void alt(wchar_t letter);
+    // A click of the mouse at a control.
+    void click(HWND dialog, int control);
+    // What a pasted text does to a control.
+    void paste(HWND dialog, int control, const std::wstring& text);
+    // Replaces all of a control's text by typing; false when it does not come to show this.
+    bool fill(HWND dialog, int control, const std::wstring& text);
+
+    // What a control shows once it shows something, and once it shows this.
+    static std::wstring shown(HWND dialog, int control);
+    static bool shows(HWND dialog, int control, const std::wstring& text);
+    static bool begins(HWND dialog, int control, const std::wstring& beginning);
+    static bool enabled(HWND dialog, int control);
+    // The text of a message box.
+    static std::wstring message(HWND box);
+
+    // The call's answer, once it has returned; all windows it leaves on its thread are counted.
+    bool ended();
+    BOOL result() const { return result_; }
+    DWORD error() const { return error_; }
+    size_t windows_left() const { return windows_left_; }
+
+  private:
+    void run(const Call& call);
+
+    HWND program_ = nullptr;
+    DWORD thread_id_ = 0;
+    HANDLE ready_;
+    HANDLE done_;
+    BOOL result_ = FALSE;
+    DWORD error_ = 0;
+    size_t windows_left_ = 0;
+    std::thread thread_;
+};
+
+}  // namespace ui

@@ -1,0 +1,413 @@
+// The dialog in which a port is added or configured.
+#include <atomic>
+
+#include "tests/ui/dialogs.h"
+#include "tools/peer/tcp_printer.h"
+#include "winportmon/tsmonui/probe.h"
+
+namespace ui {
+namespace {
+
+using PortDialog = Dialogs;
+
+// As somebody does it who leaves the mouse alone.
+TEST_F(PortDialog, APortIsAddedWithTheKeyboardAlone) {
+    const auto desk = add_port();
+    const HWND dialog = desk->front();
+    ASSERT_NE(dialog, nullptr);
+    EXPECT_TEXT(text_of(dialog), L"Add Tessaron TCP/IP Port");
+    EXPECT_FALSE(Desk::enabled(dialog, IDOK));
+    EXPECT_FALSE(Desk::enabled(dialog, IDC_TEST));
+    EXPECT_TEXT(text_of(GetDlgItem(dialog, IDC_PORT)), L"9100");
+
+    desk->type(L"printer12.example");
+    ASSERT_TRUE(Desk::shows(dialog, IDC_NAME, L"printer12.example")) << "the address is proposed as the name";
+    EXPECT_TRUE(Desk::enabled(dialog, IDOK));
+    desk->key(VK_TAB);
+    desk->type(L"B\u00fcro");  // takes the place of what was proposed
+    ASSERT_TRUE(Desk::shows(dialog, IDC_NAME, L"B\u00fcro"));
+    desk->alt(L'A');
+    desk->type(L"10.1.2.3");
+    ASSERT_TRUE(Desk::shows(dialog, IDC_ADDRESS, L"10.1.2.3"));
+    EXPECT_TEXT(text_of(GetDlgItem(dialog, IDC_NAME)), L"B\u00fcro") << "a name that was typed stays";
+    desk->alt(L'P');
+    desk->type(L"515");
+    ASSERT_TRUE(Desk::shows(dialog, IDC_PORT, L"515"));
+    desk->key(VK_RETURN);
+    expect_end(*desk, ERROR_SUCCESS);
+
+    EXPECT_EQ(spooler.asked(), (std::vector<std::string>{"open ,XcvMonitor Tessaron TCP/IP Port 1",
+                                                         "open ,XcvMonitor Tessaron TCP/IP Port 1", "send TSAddPort"}));
+    const tsmon::PortConfig sent = spooler.sent();
+    EXPECT_TEXT(sent.port_name, L"B\u00fcro");
+    EXPECT_TEXT(sent.printer_address, L"10.1.2.3");
+    EXPECT_EQ(sent.port_number, 515u);
+}
+
+TEST_F(PortDialog, TheCallerIsGivenTheNameOfTheNewPort) {
+    PWSTR name = nullptr;
+    Desk desk([&](HWND window) { return functions().pfnAddPortUI(nullptr, window, nullptr, &name); });
+    const HWND dialog = desk.front();
+    ASSERT_TRUE(desk.fill(dialog, IDC_ADDRESS, L"10.1.2.3"));
+    desk.click(dialog, IDOK);
+    expect_end(desk, ERROR_SUCCESS);
+    ASSERT_NE(name, nullptr);
+    EXPECT_TEXT(name, L"10.1.2.3");
+    LocalFree(name);
+}
+
+TEST_F(PortDialog, WhatIsWrongIsSaidBesideTheField) {
+    const struct {
+        int control;
+        int note;
+        const WCHAR* text;
+        const WCHAR* said;  // null: nothing, and OK is on
+    } rows[] = {
+        {IDC_ADDRESS, IDC_ADDRESS_NOTE, L"",
+         L"Type the printer's name or IP address, such as printer12 or 192.168.1.20."},
+        {IDC_ADDRESS, IDC_ADDRESS_NOTE, L"10.1. 2.3", L"There is a blank in the address. Take it out."},
+        {IDC_ADDRESS, IDC_ADDRESS_NOTE, L" 10.1.2.3 ", nullptr},
+        {IDC_ADDRESS, IDC_ADDRESS_NOTE, L"http://10.1.2.3",
+         L"Type the address without \"http://\": only the printer's name or IP address."},
+        {IDC_ADDRESS, IDC_ADDRESS_NOTE, L"10.1.2.3:9101",
+         L"Type the port in its own field: \"10.1.2.3\" here, 9101 under \"TCP port\"."},
+        {IDC_ADDRESS, IDC_ADDRESS_NOTE, L"[fe80::1]", L"Type the address without brackets."},
+        {IDC_ADDRESS, IDC_ADDRESS_NOTE, L"fe80::1", nullptr},
+        {IDC_ADDRESS, IDC_ADDRESS_NOTE, L"\u30d7\u30ea\u30f3\u30bf.example", nullptr},
+        {IDC_NAME, IDC_NAME_NOTE, L"", L"Type a name for the port."},
+        {IDC_NAME, IDC_NAME_NOTE, L"left\\right", L"There is a backslash in the name. Take it out."},
+        {IDC_NAME, IDC_NAME_NOTE, L"Room 12, left",
+         L"There is a comma in the name. Take it out: Windows separates a printer's ports by commas."},
+        {IDC_NAME, IDC_NAME_NOTE, L"Room 12 & 13", nullptr},
+        {IDC_PORT, IDC_PORT_NOTE, L"", L"Type a number from 1 to 65535."},
+        {IDC_PORT, IDC_PORT_NOTE, L"0", L"Type a number from 1 to 65535."},
+        {IDC_PORT, IDC_PORT_NOTE, L"65536", L"Type a number from 1 to 65535."},
+        {IDC_PORT, IDC_PORT_NOTE, L"65535", nullptr},
+        {IDC_PORT, IDC_PORT_NOTE, L"1", nullptr},
+    };
+    const auto desk = add_port();
+    const HWND dialog = desk->front();
+    ASSERT_NE(dialog, nullptr);
+    for (const auto& row : rows) {
+        SCOPED_TRACE(utf8(row.text));
+        for (const auto& [control, text] : {std::pair(IDC_ADDRESS, L"a"), {IDC_NAME, L"n"}, {IDC_PORT, L"9"}}) {
+            ASSERT_TRUE(desk->fill(dialog, control, text));
+        }
+        ASSERT_TRUE(Desk::enabled(dialog, IDOK));
+        EXPECT_TRUE(desk->fill(dialog, row.control, row.text));
+        if (row.said != nullptr) {
+            EXPECT_TRUE(Desk::shows(dialog, row.note, row.said));
+            EXPECT_TRUE(fits(dialog, row.note));
+        }
+        EXPECT_TRUE(wait_until([&] { return Desk::enabled(dialog, IDOK) == (row.said == nullptr); }));
+        EXPECT_EQ(Desk::enabled(dialog, IDC_TEST), row.said == nullptr || row.control == IDC_NAME);
+        if (row.said == nullptr) continue;
+        desk->key(VK_RETURN);  // does nothing, and nor does a program that presses OK
+        SendMessageW(dialog, WM_COMMAND, IDOK, 0);
+        EXPECT_TRUE(desk->alive(dialog));
+        EXPECT_NE(Desk::shown(dialog, row.note), L"");
+    }
+    desk->key(VK_ESCAPE);
+    expect_end(*desk, ERROR_CANCELLED);
+    EXPECT_EQ(spooler.asked().size(), 1u) << "nothing but the right to add was asked for";
+}
+
+TEST_F(PortDialog, TextsEndWhereTheFieldsEnd) {
+    const auto desk = add_port();
+    const HWND dialog = desk->front();
+    desk->paste(dialog, IDC_ADDRESS, std::wstring(129, L'a'));
+    EXPECT_TRUE(Desk::shows(dialog, IDC_ADDRESS, std::wstring(128, L'a')));
+    EXPECT_TRUE(Desk::begins(dialog, IDC_ADDRESS_NOTE, L"An address has at most 128 characters."));
+    EXPECT_TEXT(text_of(GetDlgItem(dialog, IDC_NAME)), std::wstring(64, L'a')) << "the proposed name fits";
+    desk->paste(dialog, IDC_NAME, std::wstring(65, L'n'));
+    EXPECT_TRUE(Desk::shows(dialog, IDC_NAME, std::wstring(64, L'n')));
+    EXPECT_TRUE(Desk::begins(dialog, IDC_NAME_NOTE, L"A name has at most 64 characters."));
+    EXPECT_TRUE(fits(dialog, IDC_ADDRESS_NOTE));
+    EXPECT_TRUE(fits(dialog, IDC_NAME_NOTE));
+    desk->click(dialog, IDOK);
+    expect_end(*desk, ERROR_SUCCESS);
+    EXPECT_TEXT(spooler.sent().printer_address, std::wstring(128, L'a'));
+    EXPECT_TEXT(spooler.sent().port_name, std::wstring(64, L'n'));
+}
+
+TEST_F(PortDialog, ANameThatIsTakenIsAskedForAgainAndNothingIsLost) {
+    spooler.send = [this](const std::wstring&, const void*) {
+        return std::wstring(spooler.sent().port_name) == L"Office" ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS;
+    };
+    const auto desk = add_port();
+    const HWND dialog = desk->front();
+    ASSERT_TRUE(desk->fill(dialog, IDC_ADDRESS, L"10.1.2.3"));
+    ASSERT_TRUE(desk->fill(dialog, IDC_NAME, L"Office"));
+    ASSERT_TRUE(desk->fill(dialog, IDC_PORT, L"9101"));
+    desk->key(VK_RETURN);
+    EXPECT_TRUE(Desk::shows(dialog, IDC_NAME_NOTE, L"There is a port of this name already. Type another name."));
+    EXPECT_TRUE(wait_until([&] { return !Desk::enabled(dialog, IDOK); }));
+    desk->type(L"Office 2");  // the focus is there
+    ASSERT_TRUE(Desk::shows(dialog, IDC_NAME, L"Office 2"));
+    EXPECT_TEXT(text_of(GetDlgItem(dialog, IDC_ADDRESS)), L"10.1.2.3");
+    EXPECT_TEXT(text_of(GetDlgItem(dialog, IDC_PORT)), L"9101");
+    desk->key(VK_RETURN);
+    expect_end(*desk, ERROR_SUCCESS);
+    EXPECT_TEXT(spooler.sent().port_name, L"Office 2");
+}
+
+TEST_F(PortDialog, AFailureIsSaidAndWhatWasTypedIsKept) {
+    const struct {
+        DWORD open;
+        DWORD send;
+        const WCHAR* said;
+    } rows[] = {
+        {0, ERROR_DISK_FULL, L"The port was not added: "},
+        {0, ERROR_ACCESS_DENIED, L"You do not have the right to change ports on this computer."},
+        {RPC_S_SERVER_UNAVAILABLE, 0, L"The print spooler on this computer cannot be reached: "},
+    };
+    DWORD open = 0;
+    DWORD send = 0;
+    spooler.open = [&](const std::wstring&) { return open; };
+    spooler.send = [&](const std::wstring&, const void*) { return send; };
+    const auto desk = add_port();
+    const HWND dialog = desk->front();
+    ASSERT_TRUE(desk->fill(dialog, IDC_ADDRESS, L"10.1.2.3"));
+    for (const auto& row : rows) {
+        open = row.open;
+        send = row.send;
+        desk->click(dialog, IDOK);
+        const HWND box = desk->front_after(dialog);
+        ASSERT_NE(box, nullptr);
+        const std::wstring said = Desk::message(box);
+        EXPECT_TRUE(said.starts_with(row.said)) << utf8(said);
+        EXPECT_NE(said.find(L"\n\n"), std::wstring::npos) << "no next step: " << utf8(said);
+        desk->key(VK_RETURN);
+        ASSERT_EQ(desk->front_after(box), dialog);
+        EXPECT_TEXT(text_of(GetDlgItem(dialog, IDC_ADDRESS)), L"10.1.2.3");
+    }
+    open = send = 0;
+    desk->click(dialog, IDOK);
+    expect_end(*desk, ERROR_SUCCESS);
+}
+
+TEST_F(PortDialog, ConfigureShowsWhatIsSetAndSendsOnlyWhatChanged) {
+    spooler.config = make_config(L"Office", L"10.1.2.3", 515);
+    auto desk = configure_port(L"office");
+    HWND dialog = desk->front();
+    EXPECT_TEXT(text_of(dialog), L"Configure Tessaron TCP/IP Port");
+    EXPECT_TEXT(text_of(GetDlgItem(dialog, IDC_ADDRESS)), L"10.1.2.3");
+    EXPECT_TEXT(text_of(GetDlgItem(dialog, IDC_NAME)), L"Office");
+    EXPECT_TEXT(text_of(GetDlgItem(dialog, IDC_PORT)), L"515");
+    desk->key(VK_TAB);
+    desk->type(L"x");  // the name is for reading
+    desk->key(VK_RETURN);
+    expect_end(*desk, ERROR_CANCELLED);
+    EXPECT_EQ(spooler.asked(), (std::vector<std::string>{"open ,XcvPort office 1", "send TSGetConfigInfo"}));
+
+    desk = configure_port(L"office");
+    dialog = desk->front();
+    ASSERT_TRUE(desk->fill(dialog, IDC_PORT, L"9100"));
+    desk->key(VK_RETURN);
+    expect_end(*desk, ERROR_SUCCESS);
+    EXPECT_EQ(spooler.asked().back(), "send TSConfigPort");
+    EXPECT_TEXT(spooler.sent().port_name, L"Office");
+    EXPECT_TEXT(spooler.sent().printer_address, L"10.1.2.3");
+    EXPECT_EQ(spooler.sent().port_number, 9100u);
+}
+
+// Settings that were written by hand.
+TEST_F(PortDialog, ConfigureMendsWhatNobodyWouldBeAllowedToType) {
+    spooler.config = make_config(L"Room 12, left", L"10.1.2.3:9100", 700000);
+    spooler.config.printer_address[127] = L'x';  // behind the text
+    const auto desk = configure_port(L"Room 12, left");
+    const HWND dialog = desk->front();
+    EXPECT_TEXT(text_of(GetDlgItem(dialog, IDC_NAME)), L"Room 12, left");
+    EXPECT_TRUE(Desk::begins(dialog, IDC_ADDRESS_NOTE, L"Type the port in its own field"));
+    EXPECT_TRUE(Desk::begins(dialog, IDC_PORT_NOTE, L"Type a number"));
+    ASSERT_TRUE(desk->fill(dialog, IDC_ADDRESS, L"10.1.2.3"));
+    ASSERT_TRUE(desk->fill(dialog, IDC_PORT, L"9100"));
+    desk->click(dialog, IDOK);
+    expect_end(*desk, ERROR_SUCCESS);
+}
+
+TEST_F(PortDialog, APortThatIsGoneOrNotStoredIsSaidWhenItIsChanged) {
+    spooler.config = make_config(L"Office", L"10.1.2.3", 9100);
+    DWORD error = ERROR_INVALID_PARAMETER;
+    spooler.send = [&](const std::wstring& command, const void*) {
+        return command == L"TSConfigPort" ? error : DWORD{ERROR_SUCCESS};
+    };
+    const auto desk = configure_port(L"Office");
+    const HWND dialog = desk->front();
+    ASSERT_TRUE(desk->fill(dialog, IDC_ADDRESS, L"10.9.9.9"));
+    for (const WCHAR* const said : {L"The port was not changed: either", L"The port was not changed: "}) {
+        desk->click(dialog, IDOK);
+        const HWND box = desk->front_after(dialog);
+        EXPECT_TRUE(Desk::message(box).starts_with(said)) << utf8(Desk::message(box));
+        desk->key(VK_RETURN);
+        ASSERT_EQ(desk->front_after(box), dialog);
+        error = ERROR_DISK_FULL;
+    }
+    desk->key(VK_ESCAPE);
+    expect_end(*desk, ERROR_CANCELLED);
+}
+
+// -- The test of the printer -----------------------------------------------------------------------------------------
+
+class PrinterTest : public Dialogs {
+  protected:
+    // Starts a test of this address, from the dialog of that server.
+    HWND test(const std::wstring& address, uint32_t port, const WCHAR* server = nullptr) {
+        if (desk_ == nullptr) {
+            desk_ = add_port(server);
+            dialog_ = desk_->front();
+        }
+        EXPECT_TRUE(desk_->fill(dialog_, IDC_ADDRESS, address));
+        EXPECT_TRUE(desk_->fill(dialog_, IDC_PORT, std::to_wstring(port)));
+        EXPECT_TRUE(Desk::shows(dialog_, IDC_TEST_RESULT, L"")) << "what was said of another address is taken back";
+        desk_->alt(L'T');
+        return dialog_;
+    }
+    bool says(const std::wstring& beginning) {
+        return Desk::begins(dialog_, IDC_TEST_RESULT, beginning) && fits(dialog_, IDC_TEST_RESULT);
+    }
+    void cancel() {
+        desk_->key(VK_ESCAPE);
+        expect_end(*desk_, ERROR_CANCELLED);
+    }
+
+    std::unique_ptr<Desk> desk_;
+    HWND dialog_ = nullptr;
+};
+
+TEST_F(PrinterTest, SaysInWordsWhatHappened) {
+    peer::TcpPrinter printer;
+    const std::wstring port = std::to_wstring(printer.port());
+    test(L"127.0.0.1", printer.port());
+    EXPECT_TRUE(says(L"Success: the printer takes connections on port " + port + L"."));
+    EXPECT_TRUE(printer.wait_for_ends(1));
+    EXPECT_EQ(printer.connection(0).bytes, 0u) << "a test prints nothing";
+    printer.refuse();
+    test(L"127.0.0.1", printer.port());
+    EXPECT_TRUE(says(L"The device at this address refuses connections on port " + port + L"."));
+    test(L"no..such.host", 9100);
+    EXPECT_TRUE(says(L"This name is not known."));
+    cancel();
+    EXPECT_EQ(spooler.asked().size(), 1u) << "this computer's printers are tested from here";
+}
+
+TEST_F(PrinterTest, APrinterThatNeverAnswersBlocksNothingAndIsGivenUp) {
+    const SilentPrinter printer;
+    const HWND dialog = test(L"127.0.0.1", printer.port());
+    EXPECT_TRUE(says(L"Connecting to port " + std::to_wstring(printer.port()) + L"."));
+    EXPECT_TRUE(Desk::shows(dialog, IDC_TEST, L"S&top"));
+    for (int i = 0; i < 20; ++i) EXPECT_TRUE(desk_->alive(dialog));
+    EXPECT_TRUE(desk_->fill(dialog, IDC_NAME, L"typed meanwhile"));
+    EXPECT_TRUE(Desk::shows(dialog, IDC_TEST, L"S&top")) << "the name has nothing to do with the test";
+    desk_->alt(L'T');
+    EXPECT_TRUE(says(L"The test was stopped."));
+    EXPECT_TRUE(Desk::shows(dialog, IDC_TEST, L"&Test"));
+    desk_->alt(L'T');
+    EXPECT_TRUE(says(L"Connecting"));
+    ASSERT_TRUE(desk_->fill(dialog, IDC_ADDRESS, L"127.0.0.2"));  // another address: the test says nothing of it
+    EXPECT_TRUE(Desk::shows(dialog, IDC_TEST_RESULT, L""));
+    EXPECT_TRUE(Desk::shows(dialog, IDC_TEST, L"&Test"));
+    test(L"127.0.0.1", printer.port());
+    cancel();
+}
+
+// The limit of the dialog is ten seconds; here it is a short one.
+TEST_F(PrinterTest, NoAnswerInTimeIsToldFromAllElse) {
+    const SilentPrinter printer;
+    Desk desk([&](HWND window) -> BOOL {
+        const tsmonui::Server here(nullptr);
+        const tsmon::PortConfig config = make_config(L"", L"127.0.0.1", printer.port());
+        tsmonui::Probe* const probe = tsmonui::StartProbe({here, L"", config, 100, window, WM_APP, 77});
+        MSG message = {};
+        while (GetMessageW(&message, window, 0, 0) > 0 && message.message != WM_APP) DispatchMessageW(&message);
+        const tsmonui::ProbeResult result = tsmonui::ResultOf(probe);
+        tsmonui::EndProbe(probe);
+        return message.wParam == 77 && result.verdict == tsmonui::Verdict::no_answer;
+    });
+    ASSERT_TRUE(desk.ended());
+    EXPECT_TRUE(desk.result());
+}
+
+TEST_F(PrinterTest, AnotherServerIsAskedAndItsAnswerIsSaid) {
+    DWORD answer = ERROR_SUCCESS;
+    spooler.send = [&](const std::wstring& command, const void*) {
+        return command == L"TSPortIsValid" ? answer : DWORD{ERROR_SUCCESS};
+    };
+    test(L"10.1.2.3", 9100, L"\\\\print1");
+    EXPECT_TRUE(says(L"Success: the printer takes connections from \\\\print1 on port 9100."));
+    const std::vector<std::string> asked = spooler.asked();
+    ASSERT_EQ(asked.size(), 3u);
+    EXPECT_EQ(asked[0], "open \\\\print1\\,XcvMonitor Tessaron TCP/IP Port 1");
+    EXPECT_EQ(asked[1], "open \\\\print1\\,XcvMonitor Tessaron TCP/IP Port 2");
+    EXPECT_TEXT(spooler.sent().printer_address, L"10.1.2.3");
+    EXPECT_TEXT(text_of(dialog_), L"Add Tessaron TCP/IP Port on \\\\print1");
+    answer = ERROR_INVALID_FUNCTION;
+    test(L"10.1.2.4", 9100);
+    EXPECT_TRUE(says(L"\\\\print1 cannot connect to the printer on port 9100. Check"));
+    answer = RPC_S_CALL_FAILED;
+    test(L"10.1.2.5", 9100);
+    EXPECT_TRUE(says(L"The test could not be done: "));
+    EXPECT_NE(Desk::shown(dialog_, IDC_TEST_RESULT).find(L"(error 1726)"), std::wstring::npos);
+    cancel();
+}
+
+TEST_F(PrinterTest, AServerThatDoesNotAnswerBlocksNothing) {
+    const HANDLE answers = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    std::atomic<int> waiting = 0;
+    spooler.send = [&](const std::wstring&, const void*) -> DWORD {
+        ++waiting;
+        WaitForSingleObject(answers, INFINITE);
+        return ERROR_SUCCESS;
+    };
+    const HWND dialog = test(L"10.1.2.3", 9100, L"\\\\print1");
+    EXPECT_TRUE(says(L"\\\\print1 is connecting to port 9100."));
+    EXPECT_TRUE(wait_until([&] { return waiting == 1; }));
+    EXPECT_TRUE(desk_->alive(dialog));
+    desk_->click(dialog, IDC_TEST);
+    EXPECT_TRUE(says(L"The test was stopped."));
+    desk_->click(dialog, IDC_TEST);
+    EXPECT_TRUE(wait_until([&] { return waiting == 2; }));
+    desk_->key(VK_ESCAPE);
+    ASSERT_TRUE(desk_->ended()) << "the dialog waits for the server";
+    SetEvent(answers);
+    expect_end(*desk_, ERROR_CANCELLED);
+    CloseHandle(answers);
+}
+
+TEST_F(PrinterTest, AHundredDialogsLeaveNothingBehind) {
+    const SilentPrinter printer;
+    spooler.config = make_config(L"Office", L"127.0.0.1", printer.port());
+    constexpr int kWarm = 10;
+    constexpr int kDialogs = 100;
+    std::atomic<int> shown = 0;
+    Desk desk([&](HWND window) -> BOOL {
+        for (; shown < kWarm + kDialogs; ++shown) functions().pfnConfigurePortUI(nullptr, window, L"Office");
+        return TRUE;
+    });
+    size_t handles_before = 0;
+    size_t memory_before = 0;
+    DWORD objects_before = 0;
+    HWND dialog = nullptr;
+    for (int i = 0; i < kWarm + kDialogs; ++i) {
+        if (i == kWarm) {
+            handles_before = handles();
+            memory_before = memory();
+            objects_before = GetGuiResources(GetCurrentProcess(), GR_USEROBJECTS);
+        }
+        EXPECT_TRUE(wait_until([&] { return shown == i; }));
+        dialog = desk.front_after(dialog);
+        ASSERT_NE(dialog, nullptr);
+        PostMessageW(GetDlgItem(dialog, IDC_TEST), BM_CLICK, 0, 0);
+        EXPECT_TRUE(Desk::begins(dialog, IDC_TEST_RESULT, L"Connecting"));
+        PostMessageW(dialog, WM_COMMAND, IDCANCEL, 0);
+    }
+    expect_end(desk, ERROR_SUCCESS);
+    EXPECT_TRUE(wait_until([&] { return handles() <= handles_before + kDialogs / 10; }))
+        << handles_before << " handles before, " << handles() << " now";
+    EXPECT_TRUE(wait_until([&] { return memory() <= memory_before + 100 * kDialogs; }))
+        << memory_before << " bytes before, " << memory() << " now";
+    EXPECT_LE(GetGuiResources(GetCurrentProcess(), GR_USEROBJECTS), objects_before);
+}
+
+}  // namespace
+}  // namespace ui

@@ -1,0 +1,168 @@
+#include "tests/ui/scripted_spooler.h"
+
+#include <atomic>
+#include <cstring>
+#include <iterator>
+#include <mutex>
+
+#include "tests/ui/desk.h"
+
+namespace ui {
+namespace {
+
+ScriptedSpooler* current = nullptr;
+std::mutex mutex;  // guards what follows
+std::vector<std::string> questions;
+std::vector<char> last_input;
+std::atomic<int> open_channels = 0;
+char channel;  // its address is every handle
+
+void note(const std::string& question) {
+    const std::lock_guard guard(mutex);
+    questions.push_back(question);
+}
+
+BOOL answer(DWORD error) {
+    if (error == ERROR_SUCCESS) return TRUE;
+    SetLastError(error);
+    return FALSE;
+}
+
+BOOL WINAPI open_printer(LPWSTR object, LPHANDLE handle, PRINTER_DEFAULTSW* defaults) {
+    note("open " + utf8(object) + " " + std::to_string(defaults->DesiredAccess));
+    const DWORD error = current->open ? current->open(object) : ERROR_SUCCESS;
+    if (error == ERROR_SUCCESS) {
+        *handle = &channel;
+        ++open_channels;
+    }
+    return answer(error);
+}
+
+BOOL WINAPI close_printer(HANDLE handle) {
+    if (handle == &channel) --open_channels;
+    return TRUE;
+}
+
+BOOL WINAPI xcv_data(HANDLE, PCWSTR command, PBYTE input, DWORD size, PBYTE output, DWORD output_size, PDWORD,
+                     PDWORD status) {
+    note("send " + utf8(command));
+    {
+        const std::lock_guard guard(mutex);
+        last_input.assign(input, input + size);
+    }
+    *status = current->send ? current->send(command, input) : ERROR_SUCCESS;
+    if (*status == ERROR_SUCCESS && output_size == sizeof current->config) {
+        std::memcpy(output, &current->config, output_size);
+    }
+    return TRUE;
+}
+
+// As the system does: texts behind the records.
+BOOL WINAPI enum_printers(DWORD flags, LPWSTR server, DWORD, LPBYTE buffer, DWORD size, LPDWORD needed, LPDWORD count) {
+    note("printers of " + (server != nullptr ? utf8(server) : "here") + " " + std::to_string(flags));
+    const DWORD error = current->enumerate ? current->enumerate() : ERROR_SUCCESS;
+    if (error != ERROR_SUCCESS) return answer(error);
+    size_t whole = current->printers.size() * sizeof(PRINTER_INFO_2W);
+    size_t text = whole;
+    for (const Printer& printer : current->printers) {
+        whole += (printer.name.size() + printer.ports.size() + 2) * sizeof(WCHAR);
+    }
+    *needed = static_cast<DWORD>(whole);
+    *count = 0;
+    if (size < whole) return answer(ERROR_INSUFFICIENT_BUFFER);
+    const auto put = [&](const std::wstring& source) {
+        auto* const place = reinterpret_cast<WCHAR*>(buffer + text);
+        std::memcpy(place, source.c_str(), (source.size() + 1) * sizeof(WCHAR));
+        text += (source.size() + 1) * sizeof(WCHAR);
+        return place;
+    };
+    for (const Printer& printer : current->printers) {
+        auto& record = reinterpret_cast<PRINTER_INFO_2W*>(buffer)[(*count)++];
+        record = {};
+        record.pPrinterName = put(printer.name);
+        record.pPortName = put(printer.ports);
+    }
+    return TRUE;
+}
+
+template <typename Function>
+ULONG_PTR address_of(Function* function) {
+    return reinterpret_cast<ULONG_PTR>(function);
+}
+
+const struct {
+    const char* name;
+    ULONG_PTR function;
+} functions[] = {{"OpenPrinterW", address_of(open_printer)},
+                 {"ClosePrinter", address_of(close_printer)},
+                 {"XcvDataW", address_of(xcv_data)},
+                 {"EnumPrintersW", address_of(enum_printers)}};
+
+// Puts another function in the place of an imported one; gives the former one, or 0 when it is not imported.
+ULONG_PTR replace_import(HMODULE library, const char* name, ULONG_PTR function) {
+    auto* const image = reinterpret_cast<BYTE*>(library);
+    const auto* const headers =
+        reinterpret_cast<IMAGE_NT_HEADERS*>(image + reinterpret_cast<IMAGE_DOS_HEADER*>(image)->e_lfanew);
+    const DWORD table = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
+    for (auto* from = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(image + table); from->Name != 0; ++from) {
+        const auto* names = reinterpret_cast<IMAGE_THUNK_DATA*>(image + from->OriginalFirstThunk);
+        auto* addresses = reinterpret_cast<IMAGE_THUNK_DATA*>(image + from->FirstThunk);
+        for (; names->u1.AddressOfData != 0; ++names, ++addresses) {
+            if (IMAGE_SNAP_BY_ORDINAL(names->u1.Ordinal)) continue;
+            const auto* const by_name = reinterpret_cast<IMAGE_IMPORT_BY_NAME*>(image + names->u1.AddressOfData);
+            if (std::strcmp(by_name->Name, name) != 0) continue;
+            DWORD protection = 0;
+            VirtualProtect(&addresses->u1.Function, sizeof function, PAGE_READWRITE, &protection);
+            const ULONG_PTR before = addresses->u1.Function;
+            addresses->u1.Function = function;
+            VirtualProtect(&addresses->u1.Function, sizeof function, protection, &protection);
+            return before;
+        }
+    }
+    return 0;
+}
+
+}  // namespace
+
+ScriptedSpooler::ScriptedSpooler(HMODULE library) : library_(library) {
+    current = this;
+    questions.clear();
+    last_input.clear();
+    for (const auto& one : functions) before_.push_back(replace_import(library, one.name, one.function));
+}
+
+ScriptedSpooler::~ScriptedSpooler() {
+    for (size_t i = 0; i < std::size(functions); ++i) replace_import(library_, functions[i].name, before_[i]);
+    current = nullptr;
+}
+
+std::vector<std::string> ScriptedSpooler::asked() const {
+    const std::lock_guard guard(mutex);
+    return questions;
+}
+
+tsmon::PortConfig ScriptedSpooler::sent() const {
+    const std::lock_guard guard(mutex);
+    tsmon::PortConfig record = {};
+    if (last_input.size() == sizeof record) std::memcpy(&record, last_input.data(), sizeof record);
+    return record;
+}
+
+std::wstring ScriptedSpooler::sent_name() const {
+    const std::lock_guard guard(mutex);
+    return last_input.empty() ? std::wstring() : reinterpret_cast<const WCHAR*>(last_input.data());
+}
+
+int ScriptedSpooler::channels() const {
+    return open_channels;
+}
+
+tsmon::PortConfig make_config(const std::wstring& name, const std::wstring& address, uint32_t port) {
+    tsmon::PortConfig config = {};
+    name.copy(config.port_name, tsmon::kPortNameSize - 1);
+    address.copy(config.printer_address, tsmon::kPrinterAddressSize - 1);
+    config.port_number = port;
+    return config;
+}
+
+}  // namespace ui
