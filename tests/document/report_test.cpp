@@ -298,7 +298,7 @@ TEST_F(Report, TheLifeOfOneJob) {
     EXPECT_NE(reported.life.find("  the document starts: \"Office\", JobId: 43"), std::string::npos) << reported.life;
     EXPECT_NE(reported.life.find("  4 buffers, 200,000 bytes sent to the printer\n"), std::string::npos)
         << reported.life;
-    EXPECT_EQ(reported.life.find("42"), std::string::npos) << reported.life;
+    EXPECT_EQ(reported.life.find("JobId: 42"), std::string::npos) << reported.life;
     options.job = 42;
     EXPECT_NE(report(options).life.find("1 buffer, 5,000 bytes taken and thrown away\n"), std::string::npos);
 }
