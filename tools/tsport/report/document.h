@@ -99,6 +99,10 @@ struct Document {
     // With the system's text; the one of the cause is kept.
     void add(Trouble which, TextId text = 0);
     void remove(Trouble which);
+    // In the middle of its data.
+    bool lost_connection() const {
+        return has(Trouble::connection_reset) || has(Trouble::connection_lost) || has(Trouble::printer_stalled);
+    }
     bool came_out() const { return outcome == Outcome::printed || outcome == Outcome::late; }
     // The first trouble; `troubles` when there is none.
     size_t cause() const;

@@ -39,6 +39,12 @@ class Follower {
     struct Step;  // a line in its course
     bool take_detailed(const Line& line, const Message& message);
     bool dispatch(const Step& step);
+    bool take_start(const Step& step);
+    bool take_connection(const Step& step);
+    bool take_data(const Step& step);
+    bool take_end(const Step& step);
+    bool take_check(const Step& step);
+    bool take_rewriting(const Step& step);
     bool start(const Step& step);
     void settle_second_start(Course& course, Event event);
     void not_started(const Step& step, Trouble trouble);
@@ -58,9 +64,9 @@ class Follower {
     void monitor_started();
 
     void begin(Course& course, Stamp now);
+    void begin(Course& course, const Course::Start& start);
     void close(Course& course);
     Outcome outcome_of(const Course& course) const;
-    TextId system_text(std::string_view text);
 
     Texts& texts_;
     Listener listener_;

@@ -91,8 +91,8 @@ bool find_logs(const std::vector<std::string>& arguments, std::vector<std::strin
 
 namespace {
 
-// A file, or the standard input, in blocks. The next one is read by a thread of its own while the last one is looked
-// at: to have the text copied from the system takes about as long as to understand it.
+// A file, or the standard input, in blocks. The next one is read, and its lines are found, by a thread of its own while
+// the last one is looked at: that takes about as long as to understand them.
 class Blocks {
   public:
     static constexpr size_t block = 512 * 1024;
@@ -116,21 +116,27 @@ class Blocks {
     bool good() const { return standard_ || stream_.is_open(); }
     // Once the end has been reached.
     bool failed() const { return standard_ ? std::ferror(stdin) != 0 : stream_.bad(); }
-    // The next block, empty at the end; the one before it is given back. There is room for a longest line in front.
-    std::pair<char*, size_t> next() {
+    struct Block {
+        char* bytes;                             // with room for a longest line in front
+        size_t size;                             // 0 at the end
+        const std::vector<std::uint32_t>& ends;  // where its line feeds are
+    };
+    // The next block; the one before it is given back.
+    Block next() {
         std::unique_lock lock(mutex_);
         if (taken_ > 0) buffers_[(taken_ - 1) % 2].full = false;
         changed_.notify_all();
         Buffer& buffer = buffers_[taken_ % 2];
         changed_.wait(lock, [&] { return buffer.full; });
         ++taken_;
-        return {buffer.bytes.get() + LineReader::longest, buffer.size};
+        return {buffer.bytes.get() + LineReader::longest, buffer.size, buffer.ends};
     }
 
   private:
     struct Buffer {
         std::unique_ptr<char[]> bytes;
         size_t size = 0;
+        std::vector<std::uint32_t> ends;
         bool full = false;
     };
 
@@ -138,6 +144,17 @@ class Blocks {
         if (standard_) return std::fread(bytes, 1, block, stdin);
         stream_.read(bytes, static_cast<std::streamsize>(block));
         return static_cast<size_t>(stream_.gcount());
+    }
+    static void find_ends(const char* bytes, size_t size, std::vector<std::uint32_t>& ends) {
+        ends.clear();
+        const char* const end = bytes + size;
+        const char* search = bytes;
+        while (search != end) {
+            const void* const found = std::memchr(search, '\n', static_cast<size_t>(end - search));
+            if (found == nullptr) return;
+            search = static_cast<const char*>(found) + 1;
+            ends.push_back(static_cast<std::uint32_t>(search - 1 - bytes));
+        }
     }
     void read_ahead() {
         for (size_t number = 0;; ++number) {
@@ -147,7 +164,9 @@ class Blocks {
                 changed_.wait(lock, [&] { return !buffer.full || stopping_; });
                 if (stopping_) return;
             }
-            const size_t size = read_into(buffer.bytes.get() + LineReader::longest);
+            char* const bytes = buffer.bytes.get() + LineReader::longest;
+            const size_t size = read_into(bytes);
+            find_ends(bytes, size, buffer.ends);
             {
                 const std::lock_guard lock(mutex_);
                 buffer.size = size;
@@ -181,25 +200,26 @@ bool LineReader::read(const std::string& file, std::string& why) {
     bool first = true;
     bool skipping = false;  // the rest of a line that was too long
     while (blocks.good()) {
-        auto [begin, count] = blocks.next();
-        if (count == 0) break;
-        bytes += count;
-        const char* const end = begin + count;
+        const Blocks::Block next = blocks.next();
+        if (next.size == 0) break;
+        char* const begin = next.bytes;
+        const char* const end = begin + next.size;
+        bytes += next.size;
         const char* text = begin;
         if (first) {
-            utf16 = utf16 || std::string_view(begin, count).starts_with("\xFF\xFE");
-            text += mark_in({begin, count});
+            const std::string_view all(begin, next.size);
+            utf16 = utf16 || all.starts_with("\xFF\xFE");
+            text += mark_in(all);
             first = false;
         } else {
             text -= held.size();
             held.copy(begin - held.size(), held.size());
         }
-        const char* search = begin;
-        for (const char* stop = nullptr;
-             (stop = static_cast<const char*>(std::memchr(search, '\n', static_cast<size_t>(end - search)))) != nullptr;
-             text = search = stop + 1) {
+        for (const std::uint32_t place : next.ends) {
+            const char* const stop = begin + place;
             if (!skipping) line({text, static_cast<size_t>(stop - text)}, true);
             skipping = false;
+            text = stop + 1;
         }
         held.assign(text, static_cast<size_t>(end - text));
         if (held.size() <= longest && !skipping) continue;

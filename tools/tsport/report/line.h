@@ -37,7 +37,8 @@ Kind take_apart(std::string_view text, Line& line);
 // Takes the thread off the end of a detailed message; false when none is there.
 bool take_thread(std::string_view& message, std::uint32_t& thread);
 
-// A decimal number at the front of a text, taken off it; nothing when there is none or it is beyond 64 bits.
+// A decimal number at the front of a text, taken off it; nothing when there is none or it has more than 18
+// digits.
 std::optional<std::int64_t> take_number(std::string_view& text);
 
 }  // namespace tsport::report

@@ -161,14 +161,19 @@ std::uint64_t key_of(const char* text) {
     return key;
 }
 
-// What starts_with says, without a call for so few characters: eight at a time, the last eight overlapping.
+bool same_eight(const char* a, const char* b) {
+    return std::memcmp(a, b, 8) == 0;
+}
+
+// What starts_with says, of two texts with the same key, without a call for so few characters: eight at a time, those
+// at the end first, where texts that begin alike differ.
 bool begins_with(std::string_view message, std::string_view begin) {
     if (message.size() < begin.size()) return false;
-    const size_t last = begin.size() - 8;
-    for (size_t place = 0; place < last; place += 8) {
-        if (std::memcmp(message.data() + place, begin.data() + place, 8) != 0) return false;
+    const char* const text = message.data();
+    for (size_t end = begin.size(); end > least; end = end > least + 8 ? end - 8 : least) {
+        if (!same_eight(text + end - 8, begin.data() + end - 8)) return false;
     }
-    return std::memcmp(message.data() + last, begin.data() + last, 8) == 0;
+    return same_eight(text, begin.data());
 }
 
 constexpr int index_bits = 9;
@@ -188,7 +193,7 @@ static_assert(all_long_enough());
 struct Index {
     struct Place {
         std::uint64_t key;
-        const Row* row;
+        Row row;
     };
     std::vector<Place> places;
     std::array<std::uint16_t, (1u << index_bits) + 1> first{};
@@ -198,24 +203,25 @@ struct Index {
             first[index] = static_cast<std::uint16_t>(places.size());
             for (const Row& row : rows) {
                 const std::uint64_t key = key_of(row.begin.data());
-                if (index_of(key) == index) places.push_back({key, &row});
+                if (index_of(key) == index) places.push_back({key, row});
             }
         }
         first.back() = static_cast<std::uint16_t>(places.size());
     }
 };
+const Index index_of_rows;
 
 }  // namespace
 
 Message recognise(std::string_view message) {
-    static const Index index;
     if (message.size() < least) return {Event::none, nullptr, message};
     const std::uint64_t key = key_of(message.data());
-    const size_t place = index_of(key);
-    for (size_t i = index.first[place]; i < index.first[place + 1]; ++i) {
-        const Row& row = *index.places[i].row;
-        if (index.places[i].key != key || !begins_with(message, row.begin)) continue;
-        return {row.event, row.words, message.substr(row.begin.size())};
+    const size_t index = index_of(key);
+    const Index::Place* place = index_of_rows.places.data() + index_of_rows.first[index];
+    const Index::Place* const end = index_of_rows.places.data() + index_of_rows.first[index + 1];
+    for (; place != end; ++place) {
+        if (place->key != key || !begins_with(message, place->row.begin)) continue;
+        return {place->row.event, place->row.words, message.substr(place->row.begin.size())};
     }
     return {Event::none, nullptr, message};
 }

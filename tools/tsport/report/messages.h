@@ -6,8 +6,12 @@
 
 namespace tsport::report {
 
+// Follower takes each group in a function of its own.
 enum class Event : std::uint8_t {
     none,  // any other message
+    told,  // worth a word in the life of a job, and nothing else
+
+    // Starts and ports.
     monitor_started,
     port_opened,
     port_closed,
@@ -19,11 +23,19 @@ enum class Event : std::uint8_t {
     not_approved,
     abandoned,
     data_abandoned,
+
+    // The connection.
     looking_up,
     lookup_failed,
     no_socket,
     connect_failed,
     start_failed,
+    close_awaited,
+    close_not_seen,
+    close_broken,
+    close_seen,
+
+    // Data.
     write,
     given,
     given_rewritten,
@@ -34,14 +46,14 @@ enum class Event : std::uint8_t {
     lost,
     restart_asked,
     restart_refused,
-    close_awaited,
-    close_not_seen,
-    close_broken,
-    close_seen,
+
+    // The end.
     end,
-    ended,
     no_document,
+    ended,
     statistics,
+
+    // The hardware check, and the helper program.
     held,
     held_for,
     answered,
@@ -54,15 +66,16 @@ enum class Event : std::uint8_t {
     helper_not_found,
     helper_not_started,
     no_check,
-    rewriting,
-    rewriting_failed,
-    rewriting_step_failed,
-    no_rewriting,
+    identity,
+
+    // Forced attributes.
     work_file_failed,
     work_file_full,
+    rewriting,
+    rewriting_step_failed,
+    no_rewriting,
+    rewriting_failed,
     printed_unchanged,
-    identity,
-    told,  // worth a word in the life of a job, and nothing else
 };
 
 struct Message {

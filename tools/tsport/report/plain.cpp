@@ -1,8 +1,36 @@
 #include "tools/tsport/report/plain.h"
 
+#include <utility>
+
 #include "tools/tsport/report/follow.h"
 
 namespace tsport::report {
+
+namespace {
+
+// Where the words of a cause come from: the system's text behind the message, the line before it that told a step's
+// failure, or the message itself.
+enum class Source { nothing, system, step, message };
+
+// A line that stands for a document on its own. With Debug off nothing tells whether the document went on and printed.
+struct Failure {
+    Event event;
+    Outcome outcome;
+    Trouble trouble;
+    Source source;
+};
+constexpr Failure failures[] = {
+    {Event::name_unusable, Outcome::not_started, Trouble::printer_name_unusable, Source::system},
+    {Event::printer_not_opened, Outcome::not_started, Trouble::printer_not_in_spooler, Source::system},
+    {Event::sent_nothing, Outcome::unknown, Trouble::printer_took_nothing, Source::nothing},
+    {Event::check_failed, Outcome::unknown, Trouble::check_failed, Source::message},
+    {Event::check_not_ended, Outcome::unknown, Trouble::check_failed, Source::message},
+    {Event::work_file_full, Outcome::unknown, Trouble::work_file_full, Source::step},
+    {Event::rewriting_failed, Outcome::lost, Trouble::rewriting_failed, Source::step},
+    {Event::printed_unchanged, Outcome::unknown, Trouble::printed_unchanged, Source::step},
+};
+
+}  // namespace
 
 bool PlainLines::take(Stamp now, std::string_view message, const Message& known) {
     tell_overdue(now);
@@ -10,30 +38,25 @@ bool PlainLines::take(Stamp now, std::string_view message, const Message& known)
         case Event::not_approved:
             tell_not_approved(now, known.rest);
             return true;
-        case Event::name_unusable:
-            tell(now, Outcome::not_started, Trouble::printer_name_unusable, texts_.add(system_text_of(known.rest)));
+        case Event::port_unknown:
+            tell_place(now, Trouble::port_unknown, texts_.add(known.rest), 0);
             return true;
-        case Event::printer_not_opened:
-            tell(now, Outcome::not_started, Trouble::printer_not_in_spooler, texts_.add(system_text_of(known.rest)));
+        case Event::start_failed:
+            tell_place(now, Trouble::unreachable, 0, texts_.add(known.rest));
             return true;
-        case Event::port_unknown: {
-            Document document;
-            document.start = now;
-            document.outcome = Outcome::not_started;
-            document.port = texts_.add(known.rest);
-            document.add(Trouble::port_unknown);
-            tell(document);
+        case Event::helper_gone:
+        case Event::helper_not_started:
+        case Event::rewriting_step_failed:
+        case Event::work_file_failed:
+            step_ = texts_.add(message);
             return true;
-        }
-        case Event::start_failed: {
-            Document document;
-            document.start = now;
-            document.outcome = Outcome::not_started;
-            document.address = texts_.add(known.rest);
-            document.add(Trouble::unreachable);
-            tell(document);
-            return true;
-        }
+        default:
+            return take_loss(now, known) || take_failure(now, message, known);
+    }
+}
+
+bool PlainLines::take_loss(Stamp now, const Message& known) {
+    switch (known.event) {
         case Event::send_failed:
             loss(now, error_code_of(known.rest) == 10054 ? Trouble::connection_reset : Trouble::connection_lost,
                  system_text_of(known.rest));
@@ -47,9 +70,6 @@ bool PlainLines::take(Stamp now, std::string_view message, const Message& known)
         case Event::lost:
             lost(now);
             return true;
-        case Event::sent_nothing:
-            tell(now, Outcome::unknown, Trouble::printer_took_nothing);
-            return true;
         case Event::close_not_seen:
             // The close of a broken connection may wait as long.
             if (losses_.empty()) tell(now, Outcome::printed, Trouble::close_not_seen);
@@ -59,31 +79,22 @@ bool PlainLines::take(Stamp now, std::string_view message, const Message& known)
                 tell(now, Outcome::printed, Trouble::broken_at_end, texts_.add("error " + std::string(known.rest)));
             }
             return true;
-        case Event::check_failed:
-        case Event::check_not_ended:
-            tell(now, Outcome::unknown, Trouble::check_failed, texts_.add(message));
-            return true;
-        case Event::helper_gone:
-        case Event::helper_not_started:
-        case Event::rewriting_step_failed:
-        case Event::work_file_failed:
-            step_ = texts_.add(message);
-            return true;
-        case Event::work_file_full:
-            tell(now, Outcome::unknown, Trouble::work_file_full, step_);
-            step_ = 0;
-            return true;
-        case Event::rewriting_failed:
-            tell(now, Outcome::lost, Trouble::rewriting_failed, step_);
-            step_ = 0;
-            return true;
-        case Event::printed_unchanged:
-            tell(now, Outcome::unknown, Trouble::printed_unchanged, step_);
-            step_ = 0;
-            return true;
         default:
             return false;
     }
+}
+
+bool PlainLines::take_failure(Stamp now, std::string_view message, const Message& known) {
+    for (const Failure& failure : failures) {
+        if (failure.event != known.event) continue;
+        TextId detail = 0;
+        if (failure.source == Source::system) detail = texts_.add(system_text_of(known.rest));
+        if (failure.source == Source::message) detail = texts_.add(message);
+        if (failure.source == Source::step) detail = std::exchange(step_, 0);
+        tell(now, failure.outcome, failure.trouble, detail);
+        return true;
+    }
+    return false;
 }
 
 void PlainLines::finish() {
@@ -122,6 +133,16 @@ void PlainLines::tell(Stamp now, Outcome outcome, Trouble trouble, TextId detail
     document.start = now;
     document.outcome = outcome;
     document.add(trouble, detail);
+    tell(document);
+}
+
+void PlainLines::tell_place(Stamp now, Trouble trouble, TextId port, TextId address) {
+    Document document;
+    document.start = now;
+    document.outcome = Outcome::not_started;
+    document.port = port;
+    document.address = address;
+    document.add(trouble);
     tell(document);
 }
 

@@ -29,10 +29,13 @@ class PlainLines {
     static constexpr size_t most_losses = 256;
     static constexpr Stamp longest_loss = 60'000;  // a broken connection is closed within half of that
 
+    bool take_loss(Stamp now, const Message& known);
+    bool take_failure(Stamp now, std::string_view message, const Message& known);
     void loss(Stamp now, Trouble trouble, std::string_view text);
     void lost(Stamp now);
     void tell(Document document);
     void tell(Stamp now, Outcome outcome, Trouble trouble, TextId detail = 0);
+    void tell_place(Stamp now, Trouble trouble, TextId port, TextId address);
     void tell_not_approved(Stamp now, std::string_view rest);
     void tell_overdue(Stamp now);
 
