@@ -22,11 +22,19 @@ target_link_libraries(spooler_sim PUBLIC winapi)
 
 enable_language(RC)
 
+# What goes to the customer, by the names of the files.
+file(STRINGS ${CMAKE_SOURCE_DIR}/packaging/binaries.txt shipped_binaries)
+
 # What is shipped can be placed anywhere in memory; what a debugger needs lies in a file beside it. The time that the
 # linker left out stays left out.
-function(platform_shipped target script)
+function(platform_shipped target)
+  if(NOT shipped_binaries MATCHES "(^|;)${target}\\.")
+    message(FATAL_ERROR "${target} is not in packaging/binaries.txt")
+  endif()
   string(REPLACE "." "," version_commas ${PROJECT_VERSION}.0)
-  set_source_files_properties(${script} PROPERTIES COMPILE_OPTIONS
+  get_target_property(sources ${target} SOURCES)
+  list(FILTER sources INCLUDE REGEX "\\.rc$")
+  set_source_files_properties(${sources} PROPERTIES COMPILE_OPTIONS
                               "-DTSM_VERSION_COMMAS=${version_commas};-DTSM_VERSION_STRING=\\\"${PROJECT_VERSION}\\\"")
   target_link_options(${target} PRIVATE -Wl,--dynamicbase,--nxcompat,--high-entropy-va,--exclude-all-symbols)
   add_custom_command(
@@ -41,7 +49,7 @@ function(platform_monitor_library name)
   add_library(${name} MODULE ${folder}/dllmain.cpp ${folder}/tsmon.rc ${folder}/${name}.def)
   set_target_properties(${name} PROPERTIES PREFIX "")
   target_link_libraries(${name} PRIVATE tsmon)
-  platform_shipped(${name} ${folder}/tsmon.rc)
+  platform_shipped(${name})
 endfunction()
 
 # The port dialogs are for Windows alone. All but their entry point is for tests too.
@@ -58,7 +66,7 @@ function(port_dialogs_library name)
     target_compile_options(${part} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions$<SEMICOLON>-fno-rtti>)
   endforeach()
   target_link_libraries(${name} PRIVATE tsmonui)
-  platform_shipped(${name} ${folder}/tsmonui.rc)
+  platform_shipped(${name})
 endfunction()
 port_dialogs_library(tsprintportmonui)
 
