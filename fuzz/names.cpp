@@ -181,6 +181,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     check_files();
     tsmon::ExtractPrinterFields(port, nullptr);  // lets go of the names
     REQUIRE(tsmon::DeletePortEntry(&context, W("Office")));
+    tsmon::FreePorts(&context);
     log_close();
     fs::remove_all(fuzz::scratch() + "/spool");
     fs::remove(fuzz::scratch() + "/" + kLog);

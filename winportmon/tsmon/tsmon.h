@@ -11,6 +11,7 @@
 #include "common/serialize_hpc_job.h"
 #include "common/util.h"
 #include "winapi/winapi.h"
+#include "winportmon/tsmon/port_index.h"
 
 // The one export. Returns the operation table and stores the monitor handle, a MonitorContext; null, and the handle
 // untouched, when the monitor cannot start. The MONITORINIT record outlives the monitor.
@@ -32,6 +33,7 @@ struct MonitorContext {
     XcvHandle* xcv_handles;  // open configuration handles; guarded by MonitorLock
     PortEntry* last_port;    // of the list, so that a start with many ports does not walk it for each; same lock
     PortEntry* retired;      // ports that were deleted while the spooler held them open; guarded by PortHandleLock
+    PortIndex index;         // of the list, by name; guarded by MonitorLock
 };
 
 // The library's lock. Guards the port list and the ports' configurations, the in-document flag as StartDocPort changes
@@ -141,8 +143,9 @@ struct PortEntry {
     PortConfig document_config;    // the configuration as it was when the document started
     uint32_t refused_restart_job;  // the job whose refused restart was last logged at error level
     uint32_t open_handles;         // that the spooler holds; guarded by PortHandleLock, as are the following
-    uint32_t retired;       // no longer in the list, for good; freed with its last handle; set under MonitorLock too
-    PortEntry* next_alive;  // of the same place in the table of records that are alive
+    uint32_t retired;         // no longer in the list, for good; freed with its last handle; set under MonitorLock too
+    PortEntry* next_alive;    // of the same place in the table of records that are alive
+    PortIndexEntry in_index;  // of its instance, while it is in the list; guarded by MonitorLock
 };
 
 // Whether a failure of the document's job is its first one, which goes to the log at error level; the others, however

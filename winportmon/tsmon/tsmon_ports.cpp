@@ -15,7 +15,7 @@ OptionalLock PortHandleLock;
 namespace {
 
 // The port records that are not freed yet, by their address, so that a handle is known before it is looked into.
-constexpr size_t kAlivePlaces = 1024;
+constexpr size_t kAlivePlaces = 16384;
 PortEntry* alive[kAlivePlaces];
 
 // The link to the record, or the null one where it would stand. The caller holds PortHandleLock, as below.
@@ -61,14 +61,6 @@ void FreeAll(PortEntry* port) {
 
 // -- The list --------------------------------------------------------------------------------------------------------
 
-namespace {
-
-bool HasName(const PortEntry* port, const WCHAR* name) {
-    return lstrcmpiW(FieldText(port->config.port_name).text, name) == 0;
-}
-
-}  // namespace
-
 PortEntry* CreatePortEntry(MonitorContext* context, const PortConfig* config) {
     auto* const port = static_cast<PortEntry*>(GlobalAlloc(GPTR, sizeof(PortEntry)));
     if (port == nullptr) return nullptr;
@@ -82,14 +74,19 @@ PortEntry* CreatePortEntry(MonitorContext* context, const PortConfig* config) {
     PortEntry** const tail = context->last_port != nullptr ? &context->last_port->next : &context->ports;
     *tail = port;
     context->last_port = port;
+    AddToIndex(&context->index, port);
     return port;
 }
 
 PortEntry* FindPortEntry(MonitorContext* context, const WCHAR* name) {
-    if (name == nullptr) return nullptr;
-    PortEntry* port = context->ports;
-    while (port != nullptr && !HasName(port, name)) port = port->next;
-    return port;
+    return name != nullptr ? FindInIndex(context, name) : nullptr;
+}
+
+void ReplacePortConfig(PortEntry* port, const PortConfig* config) {
+    PortIndex* const index = &port->monitor->index;
+    RemoveFromIndex(index, port);
+    port->config = *config;
+    ReturnToIndex(index, port);
 }
 
 void CopyConfigForDocument(PortEntry* port) {
@@ -102,13 +99,11 @@ void CopyConfigForDocument(PortEntry* port) {
 }
 
 BOOL DeletePortEntry(MonitorContext* context, const WCHAR* name) {
-    PortEntry* previous = nullptr;
-    PortEntry* port = context->ports;
-    while (port != nullptr && !HasName(port, name)) {
-        previous = port;
-        port = port->next;
-    }
+    PortEntry* const port = FindPortEntry(context, name);
     if (port == nullptr) return FALSE;
+    RemoveFromIndex(&context->index, port);
+    PortEntry* previous = nullptr;
+    for (PortEntry* other = context->ports; other != port; other = other->next) previous = other;
     (previous != nullptr ? previous->next : context->ports) = port->next;
     if (context->last_port == port) context->last_port = previous;
     const LockGuard handles(PortHandleLock);
@@ -124,6 +119,7 @@ void FreePorts(MonitorContext* context) {
     const LockGuard handles(PortHandleLock);
     FreeAll(context->ports);
     FreeAll(context->retired);
+    FreeIndex(&context->index);
 }
 
 // -- EnumPorts -------------------------------------------------------------------------------------------------------

@@ -17,6 +17,9 @@ PortEntry* FindPortEntry(MonitorContext* context, const WCHAR* name);
 // MonitorLock.
 BOOL DeletePortEntry(MonitorContext* context, const WCHAR* name);
 
+// Replaces a port's configuration; its place in the list stays. The caller holds MonitorLock.
+void ReplacePortConfig(PortEntry* port, const PortConfig* config);
+
 // Takes the port's configuration over for the document that starts. A port that was deleted while the spooler held it
 // open takes that of the port of its name, if there is one again. Takes MonitorLock.
 void CopyConfigForDocument(PortEntry* port);

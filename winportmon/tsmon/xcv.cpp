@@ -169,7 +169,7 @@ DWORD DoConfigPort(const Request& request) {
         log_error(LOG_HERE, "TSM: Xcv DoConfigPort: failed to update registry");
         return ERROR_INVALID_PARAMETER;
     }
-    port->config = *input.get();
+    ReplacePortConfig(port, input.get());
     return ERROR_SUCCESS;
 }
 

@@ -1,0 +1,49 @@
+// Finds ports by their names without comparing all of them. Names are the same when lstrcmpiW says so. Of plain names,
+// printable ASCII, it tells in any language no more than letter case and a few spellings apart, so they are kept by a
+// hash of the rest; any other name can be the same as nearly anything, and is compared.
+#pragma once
+
+#include <cstdint>
+
+#include "winapi/winapi.h"
+
+namespace tsmon {
+
+struct MonitorContext;
+struct PortEntry;
+
+// In the order of the port list.
+struct PortChain {
+    PortEntry* first;
+    PortEntry* last;
+};
+
+// Part of an instance; zero-filled when new. Guarded by MonitorLock.
+struct PortIndex {
+    PortChain* places;     // by the hash of the name; global heap; null while there are none
+    uint32_t place_count;  // a power of two
+    uint32_t port_count;   // in places
+    PortChain others;      // names that are not plain, and what found no memory for places
+    uint64_t next_order;
+};
+
+// What the index keeps in a port.
+struct PortIndexEntry {
+    uint32_t hash;    // of its name; 0: among the others
+    PortEntry* next;  // of its chain
+    uint64_t order;   // rises along the port list
+};
+
+// The caller holds MonitorLock for all of these.
+// A port at the end of the port list.
+void AddToIndex(PortIndex* index, PortEntry* port);
+// To be called before the port leaves the list or its name changes.
+void RemoveFromIndex(PortIndex* index, PortEntry* port);
+// A port that keeps its place in the list under another name.
+void ReturnToIndex(PortIndex* index, PortEntry* port);
+// The first port of the list with that name, or null.
+PortEntry* FindInIndex(const MonitorContext* context, const WCHAR* name);
+// When the instance ends. The ports stay.
+void FreeIndex(PortIndex* index);
+
+}  // namespace tsmon
