@@ -125,13 +125,14 @@ int os_file_size(const char* path, int64_t* size) {
     const BOOL known = GetFileSizeEx(file, &bytes);
     if (known) {
         *size = bytes.QuadPart;
-    } else {
-        log_error_last_error(LOG_HERE, "Unable to determine file size: %S", wide.get());
+        CloseHandle(file);
+        return 1;
     }
+    log_error_last_error(LOG_HERE, "Unable to determine file size: %S", wide.get());
     const DWORD error = GetLastError();
     CloseHandle(file);
-    if (!known) SetLastError(error);
-    return known ? 1 : 0;
+    SetLastError(error);
+    return 0;
 }
 
 int os_file_delete(const char* path) {

@@ -24,9 +24,16 @@ bool IsInDocument(const PortEntry* port) {
     return (port->flags & kPortInDocument) != 0;
 }
 
-void SetInDocument(PortEntry* port, bool in_document) {
+// From here on the document has a configuration of its own, too.
+void EnterDocument(PortEntry* port) {
     const MonitorLockGuard lock;
-    port->flags = in_document ? port->flags | kPortInDocument : port->flags & ~kPortInDocument;
+    CopyConfigForDocument(port);
+    port->flags |= kPortInDocument;
+}
+
+void LeaveDocument(PortEntry* port) {
+    const MonitorLockGuard lock;
+    port->flags &= ~kPortInDocument;
 }
 
 void ResetDocument(PortEntry* port, const WCHAR* full_name, DWORD job_id, DWORD start_tick) {
@@ -45,7 +52,6 @@ void ResetDocument(PortEntry* port, const WCHAR* full_name, DWORD job_id, DWORD 
     port->write_stats = WriteStats{};
     port->write_stats.start_tick = start_tick;
     port->job_id = job_id;
-    CopyConfigForDocument(port);
 }
 
 void LogStart(const WCHAR* full_name, DWORD job_id) {
@@ -192,11 +198,11 @@ BOOL WINAPI StartDocPort(HANDLE handle, LPWSTR printer_name, DWORD job_id, DWORD
         ImpersonateAsConfigured(token);
         return TRUE;
     }
-    SetInDocument(port, true);
+    EnterDocument(port);
     port->printer_handle = nullptr;
     const Course course = StartDocument(port, printer_name);
     if (course == Course::failed) {
-        SetInDocument(port, false);
+        LeaveDocument(port);
         ClosePrinterHandle(port);
     }
     if (course != Course::printing) FreeNames(port);
@@ -216,7 +222,7 @@ WCHAR* CopyText(const WCHAR* text, size_t length) {
 }
 
 size_t LengthOf(const WCHAR* text) {
-    return static_cast<size_t>(lstrlenW(text));
+    return util_wcsnlen(text, SIZE_MAX);
 }
 
 // The backslash between server and printer; null when there is none.
@@ -314,7 +320,7 @@ BOOL WINAPI WritePort(HANDLE handle, LPBYTE data, DWORD size, LPDWORD written) {
     ImpersonateForLogging(logging_token);
 
     const BOOL result = RouteBuffer(port, data, size, written);
-    const DWORD error = GetLastError();
+    const DWORD error = result ? ERROR_SUCCESS : GetLastError();
 
     ImpersonateAsConfigured(token);
     const DWORD duration = GetTickCount() - begin;

@@ -90,7 +90,6 @@ void ReplacePortConfig(PortEntry* port, const PortConfig* config) {
 }
 
 void CopyConfigForDocument(PortEntry* port) {
-    const MonitorLockGuard lock;
     if (port->retired != 0) {
         const PortEntry* const again = FindPortEntry(port->monitor, FieldText(port->config.port_name).text);
         if (again != nullptr) port->config = again->config;

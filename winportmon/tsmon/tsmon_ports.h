@@ -21,7 +21,7 @@ BOOL DeletePortEntry(MonitorContext* context, const WCHAR* name);
 void ReplacePortConfig(PortEntry* port, const PortConfig* config);
 
 // Takes the port's configuration over for the document that starts. A port that was deleted while the spooler held it
-// open takes that of the port of its name, if there is one again. Takes MonitorLock.
+// open takes that of the port of its name, if there is one again. The caller holds MonitorLock.
 void CopyConfigForDocument(PortEntry* port);
 
 // Frees all ports of an instance that ends, those that were deleted but are still open too. What a document of theirs
