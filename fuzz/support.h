@@ -1,13 +1,15 @@
 // What the fuzz targets share. A target is one file with LLVMFuzzerTestOneInput: it makes calls out of the bytes it is
-// given and looks at what must hold whatever they were. What does not ends the process.
+// given and looks at what must hold whatever they were. What does not ends the process. Buffers that the product gets
+// are vectors of exactly their size, so that the address sanitizer sees a read or a write beyond them.
 #pragma once
 
-#include <cstddef>
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "winapi/winapi.h"
 
@@ -27,25 +29,11 @@ class Input {
     std::string_view bytes(size_t count);
     // Up to the separator, which is taken too, or all.
     std::string_view until(char separator);
-    std::string_view rest() { return bytes(rest_.size()); }
     // The same as UTF-16; stops at a zero.
     Text wide(size_t units);
 
   private:
     std::string_view rest_;
-};
-
-// Bytes on the heap, of exactly their size, so that the address sanitizer sees a read or a write beyond them.
-class ExactBuffer {
-  public:
-    explicit ExactBuffer(size_t size) : bytes_(new uint8_t[size]()) {}
-    ExactBuffer(const void* data, size_t size) : ExactBuffer(size) {
-        if (size > 0) memcpy(get(), data, size);
-    }
-    uint8_t* get() const { return bytes_.get(); }
-
-  private:
-    std::unique_ptr<uint8_t[]> bytes_;
 };
 
 // A folder in memory that is "C:" in this process; of its own, and gone with it. FUZZ_SCRATCH says where it is made.
