@@ -50,7 +50,7 @@ void config_free_lock() {
 }
 
 int config_name_matches(const CountedString* name, const char* word) {
-    // Compared in place: the word is not changed, and nothing of it is owned.
+    // Compares in place; the word is neither changed nor owned.
     const auto length = static_cast<int32_t>(strlen(word));
     const CountedString counted{length + 1, length, const_cast<char*>(word)};
     const char* const star = strchr(word, '*');

@@ -40,8 +40,8 @@ void config_set_defaults();
 // Deletes the configuration lock when the library is unloaded.
 void config_free_lock();
 
-// Applies the entries of a file, in their order; bad lines are reported on the standard error descriptor and passed
-// over. Returns 0, or -1 when the path is empty or the file cannot be opened.
+// Applies the entries of a file, in their order; bad lines are reported on the standard error descriptor and
+// skipped. Returns 0, or -1 when the path is empty or the file cannot be opened.
 int config_parse_file(const char* path, SessionContext* context);
 
 // Returns 1 when a setting has that name, even if it then refused the value; else 0.

@@ -14,7 +14,7 @@ int enc_wide_to_utf8(char* destination, size_t size, const WCHAR* text);
 
 constexpr size_t kWidePathSize = 260;  // MAX_PATH: the platform's path limit, terminator included
 
-// Into a buffer of 260 characters; what does not fit in 259 is left off. Returns 0, with an empty destination, when the
+// Into a buffer of 260 characters; what does not fit in 259 is cut off. Returns 0, with an empty destination, when the
 // text cannot be converted.
 int enc_utf8_to_wide(WCHAR* destination, const char* text);
 

@@ -7,7 +7,7 @@
 namespace {
 
 constexpr size_t kFirstBuffer = 1024;
-constexpr int kLargestWidth = 1 << 20;  // of a field; more is taken for a mistake
+constexpr int kLargestWidth = 1 << 20;  // of a field; a larger width is malformed
 
 // Takes text in, keeps what fits and counts the rest.
 struct Sink {
@@ -45,7 +45,7 @@ struct Conversion {
     bool wide64 = false;  // ll, I64
     char type = '\0';
 
-    // As most are: nothing but the type.
+    // The common case: nothing but the type.
     bool is_plain() const { return !left && !sign && !blank && !alternate && !zeros && width == 0 && precision < 0; }
 };
 

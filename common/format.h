@@ -1,4 +1,4 @@
-// The one formatter of the system, the same code in both builds: printf's conversions, with Windows' meaning where the
+// The only formatter of the system, the same code in both builds: printf's conversions, with Windows' meaning where the
 // platforms differ. %S takes UTF-16 and yields UTF-8 whatever the locale (an unpaired surrogate becomes U+FFFD), `l`
 // means 32 bits, `ll` and `I64` 64 bits, %p sixteen hexadecimal digits. A null text is "(null)". %n is refused.
 #pragma once

@@ -12,7 +12,7 @@ SessionContext session_context;
 
 namespace {
 
-// The versions of the environment from which on a feature is there.
+// The versions of the environment from which on a feature exists.
 constexpr int32_t kTransformsEnvVersion = 11;
 constexpr int32_t kDirectEnvVersion = 13;
 constexpr int32_t kServerlessEnvVersion = 14;

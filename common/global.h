@@ -1,10 +1,10 @@
-// The one process-wide configuration record, and its set-up for a base directory.
+// The process-wide configuration record, and its set-up for a base directory.
 #pragma once
 
 #include <cstdint>
 
-// One field a setting of config_table.cpp, in its order (texts are terminated; a switch is 0 or 1), and a few that no
-// setting names. Filled once while the monitor starts, read without a lock by everybody afterwards.
+// One field per setting of config_table.cpp, in its order (texts are terminated; a switch is 0 or 1), and a few that no
+// setting names. Filled once while the monitor starts, read without a lock afterwards.
 struct SessionContext {
     int32_t debug_logging;
     char ignore_document_names[1024];

@@ -1,5 +1,5 @@
-// A critical section that may be missing: where it could not be created, entering it does nothing, and what it guards
-// goes on without it.
+// A critical section that may be missing: where it could not be created, entering it does nothing, and the code that
+// uses it runs unprotected.
 #pragma once
 
 #include "winapi/winapi.h"

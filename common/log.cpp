@@ -12,7 +12,7 @@ namespace {
 
 constexpr size_t kPathSize = 260;  // of the names a rotation builds
 
-// One a process. Everything but the path is touched under the lock, once there is one.
+// One per process. Everything but the path is guarded by the lock, once it exists.
 struct LogState {
     char path[1024];
     FILE* stream;
@@ -30,7 +30,7 @@ class LogLock : LockGuard {
     LogLock() : LockGuard(log_state.lock) {}
 };
 
-// Logging happens between a failing call and the look at its error: it leaves no trace there.
+// Logging happens between a failing call and the reading of its error, so it keeps the last error.
 class KeepLastError {
   public:
     KeepLastError() : code_(GetLastError()) {}
@@ -62,7 +62,7 @@ bool is_level_on(int32_t level) {
     return true;
 }
 
-// Two source files go under a shorter name.
+// Two source files are logged under a shorter name.
 const char* shown_file(const char* file) {
     if (strcmp(file, "tessaron.cpp") == 0) return "ts.cpp";
     if (strcmp(file, "TessaronPrintService.cpp") == 0) return "TSPrintService.cpp";
@@ -84,7 +84,7 @@ void write_to_debugger(const char* message, size_t length) {
     if (text != usual) free(text);
 }
 
-// Takes the parts of a line, so that the stream gets most lines in one piece.
+// Collects the parts of a line, so that most lines reach the stream in one write.
 struct Line {
     char text[1024];
     size_t length = 0;
@@ -177,7 +177,7 @@ void log_close() {
 
 namespace {
 
-// Into the file, which it opens, and looks at for its size, where that is due.
+// Writes to the file; opens it and checks its size when that is due.
 void write_line(const char* level_word, const char* file, int line, const char* message, size_t length) {
     if (util_is_string_empty(log_state.path)) return;
     const LogLock lock;
@@ -265,7 +265,7 @@ bool numbered_path(char (&path)[kPathSize], uint32_t number) {
     return util_snprintf(path, sizeof path, "%s.%lu", log_state.path, number) < static_cast<int>(kPathSize);
 }
 
-// 1 when the file is larger than the limit, 0 when it is not, -1 when its size cannot be had.
+// 1 when the file is larger than the limit, 0 when it is not, -1 when its size cannot be read.
 int is_log_too_large(uint32_t limit, int64_t& size) {
     if (!os_file_size(log_state.path, &size)) {
         log_debug_last_error(LOG_HERE, "Unable to determine file size for rotation of \"%s\"", log_state.path);
@@ -277,7 +277,7 @@ int is_log_too_large(uint32_t limit, int64_t& size) {
     return 0;
 }
 
-// Closes the log file and moves it out of the way of its successor.
+// Closes the log file and renames it to make room for the next one.
 bool set_log_aside(const char* tmp, int64_t size) {
     log_close();
     if (os_file_exists(tmp) && !os_file_delete(tmp)) {
@@ -328,7 +328,8 @@ bool move_numbered_files_up(uint32_t oldest) {
         free(there.numbers);
         return done;
     }
-    // Who may not list the directory asks for each; for so many, as all other threads wait meanwhile.
+    // Without the right to list the directory each number is tried; only so many, since all other threads wait
+    // meanwhile.
     constexpr uint32_t kMostAsked = 1000;
     char path[kPathSize];
     for (uint32_t number = oldest < kMostAsked ? oldest : kMostAsked; number > 0; --number) {

@@ -1,9 +1,9 @@
-// The process-wide log: print-monitor.log in the base directory, a line a message, rotated by size into numbered
+// The process-wide log: print-monitor.log in the base directory, one line per message, rotated by size into numbered
 // files; and the debugger output, which gets every message that is written.
 //
 // A call is log_debug(LOG_HERE, "TSM: get addr for %S", address). Formats are those of common/format.h and are checked
 // against their arguments while compiling. No logging function reports a failure, and none changes the thread's last
-// error. All may be called from any thread; a call for a level that is off costs a flag test.
+// error. All may be called from any thread; a call for a disabled level costs one branch.
 #pragma once
 
 #include <cstdint>
@@ -18,7 +18,8 @@ enum LogLevel : int32_t { LOG_DEV = 1, LOG_DEBUG = 2, LOG_INFO = 3, LOG_ERROR = 
 
 // -- The log itself --------------------------------------------------------------------------------------------------
 
-// Creates the log lock, once; later calls do nothing. Until then, and where it cannot be created, the log runs without.
+// Creates the log lock, once; later calls do nothing. Until then, and when it cannot be created, the log works without
+// one.
 void log_init_lock();
 // Deletes the lock when the library is unloaded. No other thread may be logging.
 void log_free_lock();
@@ -26,15 +27,15 @@ void log_free_lock();
 // The file written from the next line on, copied (at most 1023 bytes); empty: none. "STDOUT" and "STDERR" name the
 // process's standard streams. Closes the file that was open.
 void log_set_path(const char* path);
-// Opens the log file, anew when it is open; the next line does so too when it has to. A file that cannot be opened
-// costs each line its place in it, not the debugger output.
+// Opens the log file, or reopens it; the next line does so too when the file is closed. While the file cannot be opened
+// lines still go to the debugger output.
 void log_open();
 void log_close();
 
 // Moves the log file to number 1, and each numbered file up by one, when it is larger than `limit` bytes. `number` is
 // how many numbered files are kept; 0 and 1 never rotate. Returns 1 when nothing had to be done or all of it was done,
-// else 0. Takes the log lock; does nothing when called from inside a rotation. Takes time by the files that are there,
-// not by `number`.
+// else 0. Takes the log lock; does nothing when called from inside a rotation. Its cost depends on the number of files
+// that exist, not on `number`.
 int log_rotate(uint32_t number, uint32_t limit);
 // The setting LogRotateSizeKBytes in bytes; what does not fit in 32 bits is the largest number that does.
 uint32_t log_rotate_limit();
@@ -42,12 +43,13 @@ uint32_t log_rotate_limit();
 // Writes one finished message under a level word; `file` may be null.
 void log_write(const char* level_word, const char* file, int line, const char* message);
 
-// Writes a message followed by the system's text for `code`. Levels 1 and 2 need their switch, 0 and below are dropped.
+// Writes a message followed by the system's text for `code`. Levels 1 and 2 are written when their setting is on, 0 and
+// below never.
 void log_message(int32_t level, const char* file, int line, uint32_t code, const char* format, va_list arguments);
 
 // -- The calls -------------------------------------------------------------------------------------------------------
 
-// What the checked calls below come down to.
+// The functions behind the checked calls below.
 void log_plain(LogLevel level, const char* file, int line, const char* format, ...);
 void log_with_code(LogLevel level, const char* file, int line, uint32_t code, const char* format, ...);
 

@@ -11,5 +11,5 @@ void notapproved_file_path(char* out, size_t size, uint32_t job_id);
 // 1 when the job has a marker.
 int notapproved_file_exists(uint32_t job_id);
 
-// Deletes the marker; waits up to five minutes for somebody who has it open. A failure is logged.
+// Deletes the marker; waits up to five minutes while another process has it open. A failure is logged.
 void notapproved_file_delete(uint32_t job_id);

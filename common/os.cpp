@@ -174,7 +174,7 @@ int os_rename(const char* old_path, const char* new_path) {
 
 namespace {
 
-// Status of a path of any length; false when it cannot be had.
+// Status of a path of any length; false when it cannot be read.
 bool file_status(const char* path, struct _stat64* status) {
     const WideText wide(path);
     return wide.get() != nullptr && _wstat64(wide.get(), status) == 0;
@@ -188,7 +188,7 @@ bool is_directory(const char* path) {
 }  // namespace
 
 int os_mkdir(const char* path) {
-    // The narrow function reads the path in the system's own code page: nothing is asked of it that is not needed.
+    // The narrow function reads the path in the system's own code page: so it is called only when needed.
     if (is_directory(path)) return 1;
     if (_mkdir(path) == 0) return 1;
     if (errno == EEXIST) return is_directory(path) ? 1 : 0;
@@ -235,7 +235,7 @@ int os_file_mtime(const char* path, int64_t* modified) {
 
 namespace {
 
-// False when the callback wants no more.
+// False when the callback ended the enumeration.
 bool visit_entry(const char* directory, const char* name, DirEntryCallback callback) {
     if (util_streq(name, ".") || util_streq(name, "..")) return true;
     char path[kPathSize];

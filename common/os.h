@@ -1,6 +1,6 @@
 // Files, directories, names and times of the operating system. Every path is UTF-8 and becomes UTF-16 on its way to
 // Windows. A failure gives a 0 result (null for a stream) and leaves the last error as the failing call set it, so that
-// the caller can log it; those that are logged here say so.
+// the caller can log it; functions that log a failure say so.
 #pragma once
 
 #include <cstdint>
@@ -23,10 +23,11 @@ int os_file_exists(const char* path);
 // 1 and the size in bytes; 0 and a size of -1, logged.
 int os_file_size(const char* path, int64_t* size);
 
-// Non-zero on success; on failure the last error says why (32: somebody has the file open).
+// Non-zero on success; on failure the last error says why (32: the file is open elsewhere).
 int os_file_delete(const char* path);
 
-// As os_file_delete, but waits for somebody who has the file open: up to 60 attempts, 5 seconds apart, each logged.
+// As os_file_delete, but waits while another process has the file open: up to 60 attempts, 5 seconds apart, each
+// logged.
 int os_file_delete_with_retry(const char* path);
 
 // 1 on success; fails when the new path exists.
@@ -65,7 +66,7 @@ int os_get_computer_name(char* out);
 
 // The local time as "2021-03-09 14:07:02,481". Returns 0.
 int os_get_time_string(char* buffer, size_t size);
-// Its parts, for whom the text of a second serves more than once: the time in milliseconds since 1970-01-01 UTC, and
+// Its parts, for callers that reuse the text of a second: the time in milliseconds since 1970-01-01 UTC, and
 // the local time of a second since then as "2021-03-09 14:07:02".
 int64_t os_get_time();
 void os_get_second_string(char* buffer, size_t size, int64_t seconds);

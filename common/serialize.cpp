@@ -30,7 +30,7 @@ bool write_magic(SerializeStore* store) {
     return fputs(kMagic, store->stream) >= 0 && put(store, "\n");
 }
 
-// Reads the next field line and splits it; comments are passed over. `key` and `value` point into the buffer.
+// Reads the next field line and splits it; comments are skipped. `key` and `value` point into the buffer.
 int serialize_read_line(SerializeStore* store, char* buffer, size_t size, char** key, char** value) {
     do {
         errno = 0;

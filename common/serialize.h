@@ -1,8 +1,8 @@
-// The key-value record files shared with the Print Provider: a magic comment line, one "key=value" line a field in a
+// The key-value record files shared with the Print Provider: a magic comment line, one "key=value" line per field in a
 // fixed order, "#END". Strictly sequential: a reader names each key it expects, and any other is an error.
 //
-// All operations return 1 for success and 0 for failure, which they log. A failed field leaves the store open; whoever
-// made the store closes it on every path. A store belongs to one thread.
+// All operations return 1 for success and 0 for failure, which they log. A failed field leaves the store open; the
+// caller closes it on every path. A store belongs to one thread.
 #pragma once
 
 #include <cstddef>
@@ -29,6 +29,6 @@ int serialize_unpack_double(SerializeStore* store, const char* key, double* valu
 // Exactly "TRUE" (1) or "FALSE" (0).
 int serialize_unpack_boolean(SerializeStore* store, const char* key, int32_t* value);
 
-// Writes the terminator, or finds it, passing over unread lines; the result is that of this step. Closes the file and
+// Writes the terminator, or finds it, skipping unread lines; the result is that of this step. Closes the file and
 // frees the store in any case.
 int serialize_close(SerializeStore* store);

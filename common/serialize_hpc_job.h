@@ -1,5 +1,5 @@
 // The progress record of a job: how many sends to the printer succeeded. The Print Provider creates the file, the
-// monitor rewrites it as long as it is there.
+// monitor rewrites it while it exists.
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,4 @@
-// What the record files have in common: their names.
+// File names of the records.
 #pragma once
 
 #include <cstddef>

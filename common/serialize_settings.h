@@ -1,4 +1,4 @@
-// The settings that the Print Provider keeps for each printer, one record file a printer.
+// The settings that the Print Provider keeps for each printer, one record file per printer.
 #pragma once
 
 #include <cstddef>

@@ -4,7 +4,7 @@
 
 namespace {
 
-// The place every such line names, whoever found the precondition broken.
+// The location that every such line names, whichever caller found the violation.
 constexpr const char* kPlaceFile = "tessaron.cpp";
 constexpr int kPlaceLine = 30;
 

@@ -10,8 +10,8 @@
 // Copies at most size - 1 bytes, fills the rest with zeros and always terminates. `size` is at least 1.
 char* util_strncpy(char* destination, const char* source, size_t size);
 
-// Appends what fits; `size` is that of the whole destination. A destination that is full already is left as it is,
-// with an error line.
+// Appends what fits; `size` is that of the whole destination. A destination that is already full stays unchanged,
+// and an error is logged.
 char* util_strncat(char* destination, const char* source, size_t size);
 
 // 1 when equal, byte for byte or ignoring letter case; 0 otherwise, and when either is null.
@@ -39,7 +39,7 @@ inline size_t util_wcsnlen(const WCHAR* text, size_t limit) {
     return length;
 }
 
-// A precondition that does not hold: an error line at the place that found it, and a development line.
+// Reports a violated precondition: an error line with the caller's location, and a development line.
 #define UTIL_FAILED_ASSERTION(condition)                                  \
     do {                                                                  \
         log_error(LOG_HERE, "message: (%s) assertion failed", condition); \
@@ -48,14 +48,14 @@ inline size_t util_wcsnlen(const WCHAR* text, size_t limit) {
 
 // -- Counted strings -------------------------------------------------------------------------------------------------
 
-// Owned, with its data, by whoever created it; given back with counted_destroy.
+// Owned, with its data, by its creator; freed with counted_destroy.
 struct CountedString {
     int32_t capacity;  // bytes allocated for data
     int32_t length;    // bytes of text without the terminator; negative: invalid
     char* data;
 };
 
-// What the comparisons below give for a string that is null, has a negative length or no data.
+// What the comparisons below return for a string that is null, has a negative length or no data.
 constexpr int COUNTED_INVALID = -32768;
 
 // Null when the text is null or too long, or memory runs out.

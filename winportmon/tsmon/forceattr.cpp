@@ -99,7 +99,7 @@ BOOL CreateForceAttrFile(PortEntry* port, const char* kind, char** name, FILE** 
 BOOL AppendFile(const char* kind, FILE* file, const void* data, DWORD length, DWORD* written) {
     if (file == nullptr) return FALSE;
     *written = static_cast<DWORD>(fwrite(data, 1, length, file));
-    // A stream that has lost bytes once is not whole again.
+    // A stream that lost bytes stays incomplete.
     if (*written == length && ferror(file) == 0) return TRUE;
     log_error_last_error(LOG_HERE, "TSM: unable to write entire buffer. Only wrote %d bytes to force attr %s file",
                          *written, kind);
@@ -243,7 +243,7 @@ BOOL SendForceAttrData(PortEntry* port) {
     if (!CheckHelperCommandPath(port->monitor, FALSE)) {
         log_debug(LOG_HERE, "TSM: cannot find helper and so no force attributes");
         port->force_attr.active = 0;
-        // The end of the document passes over files that are not active; they stay on disk until the next start.
+        // The end of the document skips files that are not active; they stay on disk until the next start.
         CloseForceAttrFiles(port);
         return FALSE;
     }
@@ -271,7 +271,7 @@ struct Forwarding {
 
 enum class Step { go_on, done, failed };
 
-// As large as it can be had; null, logged, when not even a small one can.
+// The largest buffer that can be allocated; null, logged, when none can.
 char* AllocateBuffer(DWORD* size) {
     const DWORD asked = *size;
     for (;;) {
@@ -286,7 +286,7 @@ char* AllocateBuffer(DWORD* size) {
     }
 }
 
-// One blocking read; its end is the helper's.
+// One blocking read; it ends when the helper closes its end.
 Step ReadPiece(Forwarding* forwarding, DWORD* count) {
     log_debug(LOG_HERE, "TSM: About to read from pipe of size: %d", forwarding->size);
     *count = 0;
@@ -328,7 +328,7 @@ Step SendPiece(Forwarding* forwarding, DWORD count) {
         BOOL restart_requested = FALSE;
         if (!TsmWriteToPrinter(forwarding->port, "forceattr", forwarding->buffer + sent, count - sent, &written,
                                &restart_requested)) {
-            // A job that starts over is not a failed one.
+            // A restarted job has not failed.
             return restart_requested ? Step::done : Step::failed;
         }
         sent += written;

@@ -62,7 +62,7 @@ BOOL ReadInstallPathValue(WCHAR* out, DWORD size, HKEY root, const WCHAR* subkey
                        shown_subkey);
         return FALSE;
     }
-    memset(out, 0, size);  // whatever is stored need not be terminated
+    memset(out, 0, size);  // the stored text may lack its terminator
     DWORD count = size;
     status = RegQueryValueExW(key, value_name, nullptr, nullptr, reinterpret_cast<BYTE*>(out), &count);
     out[size / sizeof(WCHAR) - 1] = 0;
@@ -76,7 +76,7 @@ BOOL ReadInstallPathValue(WCHAR* out, DWORD size, HKEY root, const WCHAR* subkey
 
 void BuildHelperCommandPath(MonitorContext* context, const char* install_path) {
     WCHAR* const path = context->helper_command_path;
-    // A name alone would be looked for wherever the system looks for programs.
+    // A bare name would be searched for along the system's program search path.
     if (!enc_utf8_to_wide(path, install_path)) return;
     size_t length = util_wcsnlen(path, MAX_PATH - 1);
     for (const WCHAR* name = kHelperFileName; *name != 0 && length < MAX_PATH - 1; ++name) path[length++] = *name;
@@ -132,7 +132,7 @@ BOOL CreateChildProcess(MonitorContext* context, HANDLE std_out, HANDLE std_in, 
 
 namespace {
 
-// A pipe whose ends are both inheritable, but for ours. The end that is the child's stays so.
+// A pipe; only the child's end is inheritable.
 bool CreatePipeToChild(HANDLE* read_end, HANDLE* write_end, const HANDLE* ours, DWORD size, const char* create_failed,
                        const char* keep_failed) {
     SECURITY_ATTRIBUTES inheritable = {};

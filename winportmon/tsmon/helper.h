@@ -1,4 +1,4 @@
-// The helper program: where it is, and how it is started and let go.
+// The helper program: finding, starting and releasing it.
 #pragma once
 
 #include "winportmon/tsmon/tsmon.h"
@@ -39,7 +39,7 @@ struct HelperHandles {
 // The error lines of one kind of conversation.
 struct HelperLines {
     const char* create_std_out;
-    const char* keep_std_out;  // its end of ours could not be kept from the child
+    const char* keep_std_out;  // our end of the pipe could not be made non-inheritable
     const char* create_std_in;
     const char* keep_std_in;
     const char* create_process;
@@ -57,8 +57,8 @@ struct HelperLines {
 // that no other helper that is being started inherits them.
 BOOL StartHelper(MonitorContext* context, DWORD pipe_size, const HelperLines& lines, HelperHandles* handles);
 
-// Closes what is still held, in the order of the fields, and forgets it. The helper is not waited for: the end of its
-// input tells it to go.
+// Closes what is still held, in the order of the fields, and forgets it. Does not wait for the helper, which exits at
+// the end of its input.
 void CloseHelper(HelperHandles* handles, const HelperLines& lines);
 
 // Closes a handle that may be null and forgets it; a failure is logged with the line.

@@ -17,7 +17,7 @@ bool BeginsWith(const char* answer, const char* word) {
     return strncmp(answer, word, strlen(word)) == 0;
 }
 
-// In one write; a helper that has got a part of a line would wait for the rest, and we for its answer.
+// One write: a helper that received part of a line would wait for the rest while the monitor waits for its answer.
 bool WriteText(HANDLE write_end, const char* text) {
     const auto length = static_cast<DWORD>(strlen(text));
     DWORD written = 0;
@@ -152,7 +152,7 @@ Next HandleWait(Exchange* exchange) {
     return Next::fail;
 }
 
-// An answer that is none may be the first part of one.
+// An unknown answer may be the first part of a known one.
 Next HandleUnreadable(Exchange* exchange) {
     log_debug(LOG_HERE, "TSM: did NOT receive valid response from helper (nbytes = %d): \"%s\"", exchange->count,
               exchange->answer);

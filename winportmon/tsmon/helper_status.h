@@ -11,7 +11,7 @@ namespace tsmon {
 DWORD PrinterStatusFromErrorText(const char* error_text);
 DWORD JobStatusFromErrorText(const char* error_text);
 
-// Replaces the bits set before by those to set now and leaves all others alone. TRUE when the status now is so, or
+// Replaces the bits set before by those to set now and leaves all others alone. TRUE when the status is as wanted, or
 // nothing had to be done; FALSE, logged, when it could not be read or written. A change that somebody else makes in the
 // moment between reading and writing is overwritten.
 BOOL UpdateJobStatusBits(HANDLE printer, DWORD job_id, DWORD old_bits, DWORD new_bits);

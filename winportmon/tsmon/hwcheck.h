@@ -15,7 +15,7 @@ uint32_t IsHwCheckEnabled(PortEntry* port);
 // may help, once the printer answers. Takes MonitorLock while it looks for the helper and starts it.
 BOOL HwCheckStartDoc(PortEntry* port, uint32_t* helper_failed);
 
-// At the end of a document, and when a start fails after the helper had started: tell the helper, let it go.
+// At the end of a document, and when a start fails after the helper was started: notifies the helper and releases it.
 void HwCheckEndDoc(PortEntry* port);
 void HwCheckEnd(PortEntry* port);
 

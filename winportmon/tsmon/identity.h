@@ -1,5 +1,5 @@
-// Whose rights the thread has. The spooler calls in the name of the user who prints; these move the thread to the
-// spooler's own identity and back, each when its setting says so.
+// The identity of the thread. The spooler calls as the user who prints; these switch the thread to the spooler's own
+// identity and back, each depending on its setting.
 #pragma once
 
 #include "winapi/winapi.h"
@@ -9,14 +9,14 @@ namespace tsmon {
 // Whether whole document operations run as the spooler (setting HWCheckPortMonitorRunAsSystem).
 bool RunsAsSystem();
 
-// A token is null when there is nothing to go back to. Failures are logged.
+// A token is null when there is nothing to restore. Failures are logged.
 HANDLE RevertAsConfigured();  // for whole operations, when they run as the spooler
 void ImpersonateAsConfigured(HANDLE token);
 HANDLE RevertForLogging();  // for log lines, with debug logging on and operations not run as the spooler
 void ImpersonateForLogging(HANDLE token);
 
-// The thread runs as the spooler until the scope ends. Each failure is logged with its own line, when there is one, and
-// what the scope is for goes on under the identity in effect.
+// The thread runs as the spooler until the scope ends. Each failure is logged with its own line, if any, and
+// the operation continues under the current identity.
 class SpoolerIdentity {
   public:
     // `announcement` is a development line between the attempt and the line about its failure.

@@ -14,7 +14,7 @@ constexpr uint32_t LetterBits(const char* letters) {
     return bits;
 }
 
-// Letters that languages join to one, which can be written in two ways when it is doubled ("ddzs" is "dzsdzs" in
+// Letters that some languages treat as one, with two spellings when doubled ("ddzs" is "dzsdzs" in
 // Hungarian). They do not count in the hash, nor do the hyphen and the apostrophe, which comparisons treat apart.
 constexpr uint32_t kJoinedLetters = LetterBits("cdglnstyz");
 

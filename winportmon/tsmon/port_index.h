@@ -1,6 +1,6 @@
-// Finds ports by their names without comparing all of them. Names are the same when lstrcmpiW says so. Of plain names,
-// printable ASCII, it tells in any language no more than letter case and a few spellings apart, so they are kept by a
-// hash of the rest; any other name can be the same as nearly anything, and is compared.
+// Finds ports by their names without comparing all of them. Names are the same when lstrcmpiW says so. For plain
+// names (printable ASCII) it ignores, in any language, no more than letter case and a few spellings, so they are found
+// by a hash of the rest; any other name can equal almost any name and is compared.
 #pragma once
 
 #include <cstdint>

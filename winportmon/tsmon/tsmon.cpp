@@ -24,7 +24,7 @@ namespace {
 // -- Start -----------------------------------------------------------------------------------------------------------
 
 // Instances that were started and not shut down; the spooler of a cluster has several. Configuration, log and the
-// force-attributes directory are one a process: the first start sets them up, the last shutdown closes the log.
+// force-attributes directory exist once per process: the first start sets them up, the last shutdown closes the log.
 std::atomic<int> instances{0};
 
 // Logging, configuration and the helper's path. Without an install directory there is no configuration and no log file.
@@ -52,7 +52,7 @@ int DeletePersistedForceAttrFile(const char* path, int64_t) {
     return TRUE;
 }
 
-// Removes the work files of jobs that an earlier run did not bring to their end.
+// Removes the work files of jobs that an earlier run did not finish.
 void SweepForceAttrFiles() {
     const char* const directory = session_context.forceattr_spool_dir_path;
     if (session_context.forceattr_debug != 0 || util_is_string_empty(directory)) return;
@@ -131,7 +131,7 @@ extern "C" LPMONITOR2 WINAPI InitializePrintMonitor2(MONITORINIT* init, HANDLE* 
         return nullptr;
     }
     ForAllPortRegEntries(context, LoadPortEntryCallback);
-    // By the spooler, which may: a user whose document has the first line to write need not be allowed to.
+    // Opened as the spooler: the user whose document writes the first line may not have the right to.
     if (is_first) log_open();
     *monitor = context;
     log_debug(LOG_HERE, "TSM init complete");

@@ -24,14 +24,14 @@ struct XcvHandle;
 
 // -- The instance ----------------------------------------------------------------------------------------------------
 
-// One a call of InitializePrintMonitor2; from the global heap, freed by Shutdown.
+// One per call of InitializePrintMonitor2; from the global heap, freed by Shutdown.
 struct MonitorContext {
     char signature[4];  // "TSM"
     MONITORINIT* init;  // the spooler's: registry callbacks and server name
     WCHAR helper_command_path[MAX_PATH];
     PortEntry* ports;        // in the order of loading and creation; guarded by MonitorLock
     XcvHandle* xcv_handles;  // open configuration handles; guarded by MonitorLock
-    PortEntry* last_port;    // of the list, so that a start with many ports does not walk it for each; same lock
+    PortEntry* last_port;    // tail of the list, for appending; same lock
     PortEntry* retired;      // ports that were deleted while the spooler held them open; guarded by PortHandleLock
     PortIndex index;         // of the list, by name; guarded by MonitorLock
 };
@@ -59,8 +59,8 @@ extern HINSTANCE module_instance;
 constexpr size_t kPrinterAddressSize = 129;  // characters, terminator included
 constexpr size_t kPortNameSize = 65;
 
-// The configuration of a port, as the port UI and the registry exchange it byte for byte. Nobody vouches for the texts:
-// read them through FieldText.
+// The configuration of a port, as the port UI and the registry exchange it byte for byte. The texts may lack
+// their terminators: read them through FieldText.
 struct PortConfig {
     WCHAR printer_address[kPrinterAddressSize];  // host name or numeric address
     WCHAR port_name[kPortNameSize];              // the port's key, letter case ignored
@@ -143,9 +143,9 @@ struct PortEntry {
     PortConfig document_config;    // the configuration as it was when the document started
     uint32_t refused_restart_job;  // the job whose refused restart was last logged at error level
     uint32_t open_handles;         // that the spooler holds; guarded by PortHandleLock, as are the following
-    uint32_t retired;         // no longer in the list, for good; freed with its last handle; set under MonitorLock too
-    PortEntry* next_alive;    // of the same place in the table of records that are alive
-    PortIndexEntry in_index;  // of its instance, while it is in the list; guarded by MonitorLock
+    uint32_t retired;              // removed from the list; freed with its last handle; set under MonitorLock too
+    PortEntry* next_alive;         // of the same place in the table of records that are alive
+    PortIndexEntry in_index;       // of its instance, while it is in the list; guarded by MonitorLock
 };
 
 // Whether a failure of the document's job is its first one, which goes to the log at error level; the others, however

@@ -140,7 +140,7 @@ void PrepareForceAttr(PortEntry* port) {
     CloseForceAttrFiles(port);
 }
 
-// What a start comes to. A refused document goes on without a connection: its data is thrown away, and EndDocPort
+// The result of a start. A refused document continues without a connection: its data is discarded, and EndDocPort
 // reports it as printed.
 enum class Course { printing, refused, failed };
 

@@ -6,9 +6,9 @@
 
 namespace tsmon {
 
-// TRUE: the document is accepted, to be printed or, when its job is refused, to be thrown away. Blocks for as long as a
-// helper holds the job. FALSE: it could not be
-// started, and the port is idle. On a port with a document in progress: TRUE, and that document is left as it is.
+// TRUE: the document is accepted, to be printed or, when its job is refused, discarded. Blocks while a helper holds the
+// job. FALSE: it could not be started, and the port is idle. On a port with a document in progress: TRUE, and that
+// document is left as it is.
 BOOL WINAPI StartDocPort(HANDLE port, LPWSTR printer_name, DWORD job_id, DWORD level, LPBYTE document);
 
 // Routes a buffer to the printer, or to the file that will be rewritten, without a copy; *written may be less than
@@ -22,7 +22,7 @@ BOOL WINAPI ReadPort(HANDLE port, LPBYTE buffer, DWORD size, LPDWORD read);
 // Ends the document and leaves the port idle, whatever it returns. FALSE: the rewritten data could not be sent.
 BOOL WINAPI EndDocPort(HANDLE port);
 
-// Gives back what a document holds that was started and will not be ended, since its port is gone: connection, helper,
+// Releases what a started document holds that will not be ended because its port is gone: connection, helper,
 // work files, names and printer handle. Waits for the printer's close like EndDocPort, and for nobody else; the Print
 // Provider's records stay.
 void AbandonDocument(PortEntry* port);

@@ -14,7 +14,7 @@ OptionalLock PortHandleLock;
 
 namespace {
 
-// The port records that are not freed yet, by their address, so that a handle is known before it is looked into.
+// The port records that are not freed yet, by their address, so that a handle is validated before it is dereferenced.
 constexpr size_t kAlivePlaces = 16384;
 PortEntry* alive[kAlivePlaces];
 
@@ -205,7 +205,7 @@ DWORD AddPortInfo2(PortBuffer* buffer, const PortEntry* port) {
     if (monitor_name.error() != ERROR_SUCCESS) return monitor_name.error();
     if (description.error() != ERROR_SUCCESS) return description.error();
     PORT_INFO_2W info = {};
-    // A port whose texts could not be loaded to tell its size may not fit.
+    // A port whose texts could not be loaded for sizing may not fit.
     if (!buffer->HasRoom(sizeof info + SizeOfText(name.text) + SizeOfText(monitor_name.get()) +
                          SizeOfText(description.get()))) {
         return ERROR_INSUFFICIENT_BUFFER;
@@ -311,7 +311,7 @@ namespace {
 using EnumPortsFunction = BOOL(WINAPI*)(LPWSTR server, DWORD level, LPBYTE buffer, DWORD size, LPDWORD needed,
                                         LPDWORD returned);
 
-// Kept, with its library, for the life of the process once it was found.
+// Kept, with its library, until the process ends.
 std::atomic<EnumPortsFunction> spooler_enum_ports{nullptr};
 
 // Null, with the reason as last error, when the spooler cannot be asked.

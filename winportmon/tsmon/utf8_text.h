@@ -1,4 +1,4 @@
-// A wide text in UTF-8, for as long as the object lives.
+// The UTF-8 form of a wide text, valid for the lifetime of the object.
 #pragma once
 
 #include <cstdint>

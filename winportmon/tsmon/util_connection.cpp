@@ -48,7 +48,7 @@ void LogRefusedAddress(const ADDRINFOW* target, const WCHAR* address, int error)
 // The first address that answers, connected; INVALID_SOCKET when none does.
 SOCKET ConnectToFirst(const ADDRINFOW* targets, const WCHAR* address, BOOL log_failures) {
     for (const ADDRINFOW* target = targets; target != nullptr; target = target->ai_next) {
-        // As socket() would, but out of reach of child processes: a helper must not keep the connection open.
+        // As socket(), but not inheritable: a helper must not keep the connection open.
         const SOCKET socket = WSASocketW(target->ai_family, target->ai_socktype, target->ai_protocol, nullptr, 0,
                                          WSA_FLAG_OVERLAPPED | WSA_FLAG_NO_HANDLE_INHERIT);
         if (socket == INVALID_SOCKET) {
@@ -67,7 +67,7 @@ SOCKET ConnectToFirst(const ADDRINFOW* targets, const WCHAR* address, BOOL log_f
     return INVALID_SOCKET;
 }
 
-// A send of more than an int can say falls short, like any other.
+// A size beyond the range of int is sent in part, like any partial send.
 int SendOnce(SOCKET socket, const void* data, DWORD length) {
     return send(socket, static_cast<const char*>(data), static_cast<int>(std::min<DWORD>(length, INT32_MAX)), 0);
 }

@@ -1,4 +1,4 @@
-// The TCP connection to a printer: one a document, opened when it starts and closed when it ends. Nothing is read.
+// The TCP connection to a printer: one per document, opened when it starts and closed when it ends. Nothing is read.
 #pragma once
 
 #include "winportmon/tsmon/tsmon.h"
@@ -6,7 +6,7 @@
 namespace tsmon {
 
 // Resolves the configuration's address and connects to the first of its addresses that answers; blocks for as long as
-// the system's connect does. TRUE stores the socket, in blocking mode and closed to child processes. `log_failures`:
+// the system's connect does. TRUE stores the socket, in blocking mode and not inheritable. `log_failures`:
 // whether failures are logged.
 BOOL ConnectToPrinter(const PortConfig* config, SOCKET* out, BOOL log_failures);
 

@@ -61,7 +61,7 @@ class Key {
     HANDLE handle_ = nullptr;
 };
 
-// The whole field is written, whatever follows its terminator.
+// Writes the whole field, including what follows its terminator.
 LONG WriteHostName(const Registry& registry, const Key& port, const PortConfig* config) {
     return registry.SetValue(port.get(), kHostNameValue, REG_SZ, config->printer_address,
                              sizeof config->printer_address);
@@ -205,7 +205,7 @@ bool LoadStoredPort(const Registry& registry, const Key& ports, const WCHAR* nam
                        name, size);
         return false;
     }
-    // Nothing of the port before this one shows behind values that were stored short.
+    // Values that were stored too short keep nothing of the previous port.
     if (size / sizeof(WCHAR) < kPrinterAddressSize) config->printer_address[size / sizeof(WCHAR)] = 0;
     size = sizeof config->port_number;
     config->port_number = 0;

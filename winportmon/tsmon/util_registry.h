@@ -15,10 +15,10 @@ using PortRegCallback = void (*)(MonitorContext* context, const PortConfig* conf
 BOOL AddPortInRegistry(MONITORINIT* init, const PortConfig* config);
 BOOL UpdatePortInRegistry(MONITORINIT* init, const PortConfig* config, const PortConfig* before);
 
-// The first piece that is missing ends it; a null name does nothing.
+// Stops at the first missing part; a null name does nothing.
 void DeletePortFromRegistry(MONITORINIT* init, const WCHAR* name);
 
-// In the order of the registry. A port that cannot be read is passed over.
+// In the order of the registry. A port that cannot be read is skipped.
 void ForAllPortRegEntries(MonitorContext* context, PortRegCallback callback);
 
 }  // namespace tsmon

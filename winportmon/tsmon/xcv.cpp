@@ -50,7 +50,7 @@ BOOL WINAPI XcvClosePort(HANDLE xcv) {
 
 namespace {
 
-// What a command is given; the input is read no further than its size says, whatever it holds.
+// The arguments of a command; the input is never read past its size.
 struct Request {
     XcvHandle* handle;
     const BYTE* input;
@@ -63,7 +63,7 @@ struct Request {
     MonitorContext* monitor() const { return handle->monitor; }
 };
 
-// An input that is, or should be, a PortConfig: as much of it as there is, zeros behind.
+// The input as a PortConfig: what is missing at the end is zero.
 class ConfigInput {
   public:
     explicit ConfigInput(const Request& request) : size_(request.input != nullptr ? request.input_size : 0) {
@@ -79,7 +79,7 @@ class ConfigInput {
     DWORD size_;
 };
 
-// A port name alone in the input, up to its terminator or the end of the input; none is an empty one.
+// The port name that is the whole input, up to its terminator or the end; no input is an empty name.
 class NameInput {
   public:
     explicit NameInput(const Request& request) {
@@ -97,7 +97,7 @@ class NameInput {
     }
     NameInput(const NameInput&) = delete;
     NameInput& operator=(const NameInput&) = delete;
-    // Null, with the reason, when there is no input where one is announced, and when memory runs out.
+    // Null, with the reason, when the input is null but has a size, and when memory runs out.
     const WCHAR* get() const { return text_; }
     DWORD error() const { return error_; }
 
@@ -106,7 +106,7 @@ class NameInput {
     DWORD error_ = ERROR_INVALID_PARAMETER;
 };
 
-// A code that must not be success, from a call that may not have left one.
+// The error of a failed call that may not have set one; never success.
 DWORD LastErrorOr(DWORD otherwise) {
     const DWORD error = GetLastError();
     return error != ERROR_SUCCESS ? error : otherwise;

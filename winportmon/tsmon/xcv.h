@@ -18,7 +18,7 @@ struct XcvHandle {
 };
 
 // Slots of the operation table. XcvOpenPort: FALSE, and a null handle, when memory runs out. XcvDataPort: the command's
-// Win32 code; 87 for an unknown command and for input it cannot use, of which nothing is read past its size.
+// Win32 code; 87 for an unknown command and for unusable input, which is never read past its size.
 // XcvClosePort: always TRUE. All take MonitorLock.
 BOOL WINAPI XcvOpenPort(HANDLE monitor, LPCWSTR object_name, ACCESS_MASK granted_access, HANDLE* xcv);
 DWORD WINAPI XcvDataPort(HANDLE xcv, LPCWSTR command, LPBYTE input, DWORD input_size, LPBYTE output, DWORD output_size,

@@ -1,4 +1,4 @@
-// What the dialogs have in common.
+// Shared by the dialogs.
 #pragma once
 
 #include "winportmon/tsmonui/channel.h"
@@ -6,7 +6,7 @@
 
 namespace tsmonui {
 
-// While it lives, the dialogs of this thread have the look and the sharpness that the library's manifest asks for:
+// While it lives, the dialogs of this thread use the visual styles and the DPI awareness of the library's manifest:
 // Windows heeds a library's manifest only where a thread asks for it, and its resolution settings not at all.
 class DialogSurroundings {
   public:

@@ -142,7 +142,7 @@ void PortDialog::ProposeName() {
     name_taken_ = false;
 }
 
-// Says what is wrong with each field, and lets nobody go on with what is.
+// Shows what is wrong with each field, and disables the buttons while something is.
 void PortDialog::Check() {
     const Text address = AddressProblem(ControlText(window_, IDC_ADDRESS));
     const Text name = NameProblemHere();
@@ -190,7 +190,7 @@ void PortDialog::StartTest() {
                                    : TableText(IDS_TEST_RUNS_ON, port, server_.name()));
 }
 
-// Breaks off a test that runs, and says why; 0 takes back what was said of the last one.
+// Cancels a running test and shows why; 0 clears the result of the last one.
 void PortDialog::StopTest(UINT why) {
     EndProbe(probe_);
     if (probe_ != nullptr) SetDlgItemTextW(window_, IDC_TEST, TableText(IDS_TEST).c_str());
@@ -200,7 +200,7 @@ void PortDialog::StopTest(UINT why) {
 
 void PortDialog::TestEnded() {
     const ProbeResult result = ResultOf(probe_);
-    const Text port = NumberText(Typed().port_number);  // that was tested: a change would have broken the test off
+    const Text port = NumberText(Typed().port_number);  // the one tested: a change would have cancelled the test
     StopTest(0);
     Text second = server_.InWords();
     if (result.verdict == Verdict::no_answer) second = NumberText(kTestSeconds);
@@ -236,7 +236,7 @@ void PortDialog::Accept() {
     }
 }
 
-// The server did not do it; the dialog stays, with all that was typed.
+// The server refused; the dialog stays open with its input.
 void PortDialog::Refused(DWORD error) {
     if (adding_ && error == ERROR_ALREADY_EXISTS) {
         name_taken_ = true;

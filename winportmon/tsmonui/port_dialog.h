@@ -53,7 +53,7 @@ class PortDialog {
     bool setting_ = false;     // a text is set here, not typed
     bool name_typed_ = false;  // the name no longer follows the address
     bool name_taken_ = false;  // as the server said of the name as it is
-    int full_ = 0;             // the field into which not everything went that was typed or pasted
+    int full_ = 0;             // the field that was too short for what was typed or pasted
     Probe* probe_ = nullptr;   // the test that runs
     WPARAM ticket_ = 0;        // its number
 };

@@ -23,7 +23,7 @@ class Probe {
     ProbeResult result = {Verdict::not_done, ERROR_SUCCESS};
     HANDLE stop = nullptr;  // an event, set when the dialog gives up
     SRWLOCK lock = SRWLOCK_INIT;
-    HWND window;  // null once the dialog has given up; guarded by the lock
+    HWND window;  // null once the dialog has cancelled; guarded by the lock
     const UINT message;
     const WPARAM ticket;
     volatile LONG owners = 1;

@@ -1,5 +1,5 @@
-// The test of a printer: whether it takes connections, found out on a thread of its own, so that the dialog lives on
-// and can break it off.
+// The test of a printer: whether it takes connections, determined on a thread of its own, so that the dialog stays
+// responsive and can cancel it.
 //
 // Documents are printed by the server. When that is this computer, the test looks the name up and connects itself, as
 // the monitor does, and knows why it failed. Another server is asked through the configuration channel, since only it
@@ -33,19 +33,19 @@ struct ProbeOrder {
     DWORD limit_ms;                   // for all attempts to connect from this computer
     HWND window;                      // told of the end, ...
     UINT message;                     // ... by this message ...
-    WPARAM ticket;                    // ... with this first parameter, which tells a test from one broken off before
+    WPARAM ticket;                    // ... with this first parameter, which tells a test from one cancelled before
 };
 
 class Probe;
 
-// Starts a test; null when that fails, with the last error. One that was started is given back by EndProbe.
+// Starts a test; null when that fails, with the last error. One that was started is released by EndProbe.
 Probe* StartProbe(const ProbeOrder& order);
 
-// What was found out; once the message has come.
+// The result; valid once the message has arrived.
 ProbeResult ResultOf(const Probe* probe);
 
-// Frees the probe, or breaks it off: then its message does not come any more, and its thread ends by itself as soon as
-// what it waits for allows. Null is allowed.
+// Frees the probe, or cancels it: its message is then no longer sent, and its thread ends by itself as soon as the call
+// it waits for returns. Null is allowed.
 void EndProbe(Probe* probe);
 
 }  // namespace tsmonui

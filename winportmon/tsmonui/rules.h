@@ -9,7 +9,7 @@ namespace tsmonui {
 constexpr size_t kAddressLimit = tsmon::kPrinterAddressSize - 1;  // characters
 constexpr size_t kNameLimit = tsmon::kPortNameSize - 1;
 
-// Each gives what is wrong and how to mend it; an empty text when nothing is.
+// Each returns what is wrong and how to correct it; an empty text when the input is valid.
 Text AddressProblem(const Text& address);
 Text NameProblem(const Text& name);
 Text PortProblem(const Text& port);

@@ -10,7 +10,7 @@ namespace tsmonui {
 // The library's instance handle, for its resources.
 extern HINSTANCE module_instance;
 
-// A terminated text that never outgrows its buffer: what does not fit is left out, and remembered.
+// A terminated text in a fixed buffer: what does not fit is cut off, and that is remembered.
 class Text {
   public:
     static constexpr size_t kSize = 1024;

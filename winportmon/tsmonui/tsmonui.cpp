@@ -32,7 +32,7 @@ WCHAR* Copy(const WCHAR* text) {
 
 DWORD AddPort(const Server& server, HWND window, const WCHAR* monitor, WCHAR** added) {
     {
-        // Who may not add ports is told so before anything is typed.
+        // A user who may not add ports is told before anything is typed.
         Channel channel;
         const DWORD error = channel.OpenMonitor(server, monitor, Channel::kAdminister);
         if (error != ERROR_SUCCESS) {
