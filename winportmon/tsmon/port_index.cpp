@@ -39,35 +39,23 @@ bool HasName(const PortEntry* port, const WCHAR* name) {
     return lstrcmpiW(FieldText(port->config.port_name).text, name) == 0;
 }
 
-PortChain* PlaceOf(const PortIndex* index, uint32_t hash) {
+PortEntry** PlaceOf(const PortIndex* index, uint32_t hash) {
     return &index->places[hash & (index->place_count - 1)];
 }
 
-PortChain* ChainOf(PortIndex* index, const PortEntry* port) {
-    return port->in_index.hash != kNoHash ? PlaceOf(index, port->in_index.hash) : &index->others;
-}
-
-// By its order; nearly always that is the end.
-void Insert(PortChain* chain, PortEntry* port) {
-    PortEntry* previous = chain->last;
-    if (previous != nullptr && previous->in_index.order > port->in_index.order) {
-        previous = nullptr;
-        for (PortEntry* other = chain->first; other->in_index.order < port->in_index.order;) {
-            previous = other;
-            other = other->in_index.next;
-        }
-    }
-    PortEntry** const link = previous != nullptr ? &previous->in_index.next : &chain->first;
+// By its order, into the chain or its rest that begins at the link.
+void Insert(PortEntry** link, PortEntry* port) {
+    while (*link != nullptr && (*link)->in_index.order < port->in_index.order) link = &(*link)->in_index.next;
     port->in_index.next = *link;
     *link = port;
-    if (port->in_index.next == nullptr) chain->last = port;
 }
 
-void Remove(PortChain* chain, PortEntry* port) {
+// The port before it in its chain, or null.
+PortEntry* Remove(PortEntry** first, PortEntry* port) {
     PortEntry* previous = nullptr;
-    for (PortEntry* other = chain->first; other != port; other = other->in_index.next) previous = other;
-    (previous != nullptr ? previous->in_index.next : chain->first) = port->in_index.next;
-    if (chain->last == port) chain->last = previous;
+    for (PortEntry* other = *first; other != port; other = other->in_index.next) previous = other;
+    (previous != nullptr ? previous->in_index.next : *first) = port->in_index.next;
+    return previous;
 }
 
 // As many places as ports, at least; without memory there are fewer, or none.
@@ -75,18 +63,31 @@ void MakeRoom(PortIndex* index) {
     if (index->port_count < index->place_count) return;
     const PortIndex before = *index;
     const uint32_t count = before.places != nullptr ? before.place_count * 2 : kFirstPlaces;
-    auto* const places = static_cast<PortChain*>(GlobalAlloc(GPTR, count * sizeof(PortChain)));
+    auto* const places = static_cast<PortEntry**>(GlobalAlloc(GPTR, count * sizeof(PortEntry*)));
     if (places == nullptr) return;
     index->places = places;
     index->place_count = count;
     for (uint32_t i = 0; i < before.place_count; ++i) {
-        for (PortEntry* port = before.places[i].first; port != nullptr;) {
+        for (PortEntry* port = before.places[i]; port != nullptr;) {
             PortEntry* const next = port->in_index.next;
-            Insert(ChainOf(index, port), port);
+            Insert(PlaceOf(index, port->in_index.hash), port);
             port = next;
         }
     }
     if (before.places != nullptr) GlobalFree(before.places);
+}
+
+void AddToPlaces(PortIndex* index, PortEntry* port) {
+    ++index->port_count;
+    Insert(PlaceOf(index, port->in_index.hash), port);
+}
+
+// Nearly always behind the last one.
+void AddToOthers(PortIndex* index, PortEntry* port) {
+    PortEntry* const last = index->last_other;
+    const bool is_behind = last != nullptr && last->in_index.order < port->in_index.order;
+    Insert(is_behind ? &last->in_index.next : &index->others, port);
+    if (port->in_index.next == nullptr) index->last_other = port;
 }
 
 }  // namespace
@@ -100,13 +101,21 @@ void ReturnToIndex(PortIndex* index, PortEntry* port) {
     port->in_index.hash = HashOf(FieldText(port->config.port_name).text);
     if (port->in_index.hash != kNoHash) MakeRoom(index);
     if (index->places == nullptr) port->in_index.hash = kNoHash;
-    if (port->in_index.hash != kNoHash) ++index->port_count;
-    Insert(ChainOf(index, port), port);
+    if (port->in_index.hash != kNoHash) {
+        AddToPlaces(index, port);
+    } else {
+        AddToOthers(index, port);
+    }
 }
 
 void RemoveFromIndex(PortIndex* index, PortEntry* port) {
-    Remove(ChainOf(index, port), port);
-    if (port->in_index.hash != kNoHash) --index->port_count;
+    if (port->in_index.hash != kNoHash) {
+        --index->port_count;
+        Remove(PlaceOf(index, port->in_index.hash), port);
+        return;
+    }
+    PortEntry* const previous = Remove(&index->others, port);
+    if (index->last_other == port) index->last_other = previous;
 }
 
 PortEntry* FindInIndex(const MonitorContext* context, const WCHAR* name) {
@@ -117,10 +126,10 @@ PortEntry* FindInIndex(const MonitorContext* context, const WCHAR* name) {
         return port;
     }
     const PortIndex& index = context->index;
-    PortEntry* found = index.places != nullptr ? PlaceOf(&index, hash)->first : nullptr;
+    PortEntry* found = index.places != nullptr ? *PlaceOf(&index, hash) : nullptr;
     while (found != nullptr && (found->in_index.hash != hash || !HasName(found, name))) found = found->in_index.next;
     // One of the others may be the same and stand before it.
-    for (PortEntry* other = index.others.first; other != nullptr; other = other->in_index.next) {
+    for (PortEntry* other = index.others; other != nullptr; other = other->in_index.next) {
         if (found != nullptr && found->in_index.order < other->in_index.order) break;
         if (HasName(other, name)) return other;
     }

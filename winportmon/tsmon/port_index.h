@@ -12,25 +12,20 @@ namespace tsmon {
 struct MonitorContext;
 struct PortEntry;
 
-// In the order of the port list.
-struct PortChain {
-    PortEntry* first;
-    PortEntry* last;
-};
-
 // Part of an instance; zero-filled when new. Guarded by MonitorLock.
 struct PortIndex {
-    PortChain* places;     // by the hash of the name; global heap; null while there are none
+    PortEntry** places;    // chains of ports by the hash of the name; global heap; null while there are none
     uint32_t place_count;  // a power of two
     uint32_t port_count;   // in places
-    PortChain others;      // names that are not plain, and what found no memory for places
+    PortEntry* others;     // names that are not plain, and what found no memory for places; a chain, too
+    PortEntry* last_other;
     uint64_t next_order;
 };
 
 // What the index keeps in a port.
 struct PortIndexEntry {
     uint32_t hash;    // of its name; 0: among the others
-    PortEntry* next;  // of its chain
+    PortEntry* next;  // of its chain, which is in the order of the list
     uint64_t order;   // rises along the port list
 };
 

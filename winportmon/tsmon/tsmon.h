@@ -124,7 +124,12 @@ constexpr uint32_t kPortInDocument = 1;  // of PortEntry::flags: between StartDo
 struct PortEntry {
     char signature[4];  // "TSPT"
     PortEntry* next;
-    PortConfig config;  // guarded by MonitorLock; a document uses its own copy
+    // Here, near the name, since opening and closing a port looks at nothing else of it.
+    uint32_t open_handles;    // that the spooler holds; guarded by PortHandleLock, as are retired and next_alive
+    uint32_t retired;         // removed from the list; freed with its last handle; set under MonitorLock too
+    PortIndexEntry in_index;  // of its instance, while it is in the list; guarded by MonitorLock
+    PortEntry* next_alive;    // of the same place in the table of records that are alive
+    PortConfig config;        // guarded by MonitorLock; a document uses its own copy
     uint32_t flags;
     WCHAR* printer_name;    // heap text; null outside a document
     WCHAR* server_name;     // heap text; null unless the printer was named with its server
@@ -142,10 +147,6 @@ struct PortEntry {
     MonitorContext* monitor;
     PortConfig document_config;    // the configuration as it was when the document started
     uint32_t refused_restart_job;  // the job whose refused restart was last logged at error level
-    uint32_t open_handles;         // that the spooler holds; guarded by PortHandleLock, as are the following
-    uint32_t retired;              // removed from the list; freed with its last handle; set under MonitorLock too
-    PortEntry* next_alive;         // of the same place in the table of records that are alive
-    PortIndexEntry in_index;       // of its instance, while it is in the list; guarded by MonitorLock
 };
 
 // Whether a failure of the document's job is its first one, which goes to the log at error level; the others, however
