@@ -23,8 +23,8 @@ windows_wine() { cmake/wine.sh "$windows_folder/wine" "$@"; }
 # "N passed, N failed".
 windows_count_cases() {
     local output=$1 result=$2 cases bad
-    cases=$(sed -nE 's/^.*\[  PASSED  \] ([0-9]+) tests?\..*/\1/p; s/^.* ([0-9]+) passed, [0-9]+ failed$/\1/p' "$output" | tail -1)
-    bad=$(sed -nE 's/^.*\[  FAILED  \] ([0-9]+) tests?, listed below:.*/\1/p; s/^.* [0-9]+ passed, ([0-9]+) failed$/\1/p' \
+    cases=$(sed -nE 's/^.*\[  PASSED  \] ([0-9]+) tests?\..*/\1/p; s/^(.* )?([0-9]+) passed, [0-9]+ failed$/\2/p' "$output" | tail -1)
+    bad=$(sed -nE 's/^.*\[  FAILED  \] ([0-9]+) tests?, listed below:.*/\1/p; s/^(.* )?[0-9]+ passed, ([0-9]+) failed$/\2/p' \
         "$output" | tail -1)
     # A program that crashed or ran out of time has said nothing, and counts as one that failed.
     [[ $result -eq 0 || ${bad:-0} -ne 0 ]] || bad=1
@@ -163,11 +163,14 @@ windows_pictures() {
 }
 
 windows_package() {
-    local report result=0
-    say "Packing ..."
-    report=$(tests/package/check_package.py build/windows "$(version)") || result=1
-    [[ $result -eq 0 ]] || say "$report"
-    windows_passed=$((windows_passed + $(sed -nE 's/^([0-9]+) passed, .*/\1/p' <<<"$report" | tail -1)))
-    windows_failed=$((windows_failed + $(sed -nE 's/^[0-9]+ passed, ([0-9]+) failed.*/\1/p' <<<"$report" | tail -1)))
+    local check output result
+    mkdir -p "$windows_folder/reports"
+    for check in package install; do
+        say "The packages: check_$check ..."
+        output=$windows_folder/reports/check_$check.log
+        result=0
+        tests/package/check_$check.py build/windows "$(version)" >"$output" 2>&1 || result=1
+        windows_count_cases "$output" $result
+    done
     packaging/package.sh build/windows "$(version)"
 }

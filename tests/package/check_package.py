@@ -10,8 +10,8 @@ import time
 import zipfile
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-FILES = ["README.txt", "SHA256SUMS", "print-provider.conf.sample", "tsport/tsport.exe", "tsprintportmon.dll",
-         "tsprintportmon.dll.debug", "tsprintportmonui.dll", "tsprintportmonui.dll.debug"]
+FILES = ["README.txt", "SHA256SUMS", "print-provider.conf.sample", "tsport/tsport.exe", "tsport/tsport.exe.debug",
+         "tsprintportmon.dll", "tsprintportmon.dll.debug", "tsprintportmonui.dll", "tsprintportmonui.dll.debug"]
 # Sources that fill the settings; all others read them.
 SETTING_SOURCES = {"config.cpp", "config_handlers.cpp", "config_table.cpp", "global.cpp"}
 # The defaults of settings with a handler, as words of the file.
@@ -75,7 +75,7 @@ def tsport_checks(build, archive):
 
 
 def checks(build, version):
-    name = f"tsprintportmon-{version}-win-x64.zip"
+    names = [f"tsprintportmon-{version}-{kind}" for kind in ("win-x64.zip", "x64.msi")]
     packages = []
     for zone in "UTC", "Pacific/Auckland":
         if packages:
@@ -83,12 +83,14 @@ def checks(build, version):
         with tempfile.TemporaryDirectory() as folder:
             subprocess.run([os.path.join(ROOT, "packaging/package.sh"), build, version, folder], check=True,
                            stdout=subprocess.DEVNULL, env={**os.environ, "TZ": zone})
-            with open(os.path.join(folder, name), "rb") as file:
-                packages.append(file.read())
-    yield "packages made twice are the same", True, packages[0] == packages[1]
+            packages.append([])
+            for name in names:
+                with open(os.path.join(folder, name), "rb") as file:
+                    packages[-1].append(file.read())
+    yield "packages made twice that differ", [], [name for name, *pair in zip(names, *packages) if pair[0] != pair[1]]
 
     with tempfile.TemporaryFile() as file:
-        file.write(packages[0])
+        file.write(packages[0][0])
         with zipfile.ZipFile(file) as archive:
             yield "files", FILES, archive.namelist()
             yield from tsport_checks(build, archive)

@@ -1,0 +1,104 @@
+#!/usr/bin/env python3
+"""Builds the installer package: msi.py FILES_DIR VERSION TIME TARGET. The same files, version and time (of the commit, in
+seconds) give the same bytes."""
+import hashlib
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+import time
+import uuid
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+with open(os.path.join(HERE, "binaries.txt"), encoding="ascii") as binaries:
+    BINARIES = binaries.read().split()
+MONITOR = r"HKLM\SYSTEM\CurrentControlSet\Control\Print\Monitors\Tessaron TCP/IP Port"
+# A command of the system's own account that may fail, and runs once all else is done, and only then.
+AT_THE_END = 34 + 0x40 + 0x200 + 0x400 + 0x800
+
+
+# The times in the cabinet and in the summary are local ones.
+ENVIRONMENT = {**os.environ, "TZ": "UTC"}
+
+
+def tables(version, seconds, sums):
+    """By name of the table: the column that tells its rows apart, and what is changed in a row or added with it;
+    None removes it."""
+    date = time.strftime("%Y/%m/%d %H:%M:%S", time.gmtime(seconds))
+    return {
+        "_SummaryInformation": ("PropertyId", {
+            "9": {"Value": code("package", version, sums, str(seconds))}, "12": {"Value": date}, "13": {"Value": date}}),
+        # What is installed is replaced by a package of the same version with other contents, too.
+        "Upgrade": ("ActionProperty", {"WIX_UPGRADE_DETECTED": {"Attributes": "513"}}),
+        "Property": ("Property", {
+            "SecureCustomProperties": {"Value": "REMOVEPORTS;WIX_DOWNGRADE_DETECTED;WIX_UPGRADE_DETECTED"}}),
+        # wixl leaves the versions out and gives hashes instead, which are for files without one.
+        "MsiFileHash": ("File_", {name: None for name in BINARIES}),
+        "File": ("File", {name: {"Version": f"{version}.0", "Language": "1033"} for name in BINARIES}),
+        "Environment": ("Environment", {
+            "Path": {"Name": "=-*PATH", "Value": "[~];[INSTALLDIR]", "Component_": "CommandLine"}}),
+        "CustomAction": ("Action", {
+            "RemovePorts": {"Type": str(AT_THE_END), "Source": "System64Folder",
+                            "Target": f'"[System64Folder]reg.exe" delete "{MONITOR}" /f'}}),
+        "InstallExecuteSequence": ("Action", {
+            # The version before goes within the transaction, so that it comes back when the new one fails. Its removal
+            # leaves the spooler stopped, which starts once.
+            "RemoveExistingProducts": {"Sequence": "1501"},
+            "StartServices": {"Condition": 'NOT UPGRADINGPRODUCTCODE AND SPOOLERSTART <> "#4"'},
+            "RemoveEnvironmentStrings": {"Sequence": "3300"},
+            "WriteEnvironmentStrings": {"Sequence": "5200"},
+            "RemovePorts": {"Condition": 'REMOVE="ALL" AND REMOVEPORTS=1 AND NOT UPGRADINGPRODUCTCODE',
+                            "Sequence": "6500"}}),
+    }
+
+
+NEW_TABLES = {"Environment": "Environment\tName\tValue\tComponent_\ns72\tl255\tL255\ts72\nEnvironment\tEnvironment\n"}
+
+
+def code(*parts):
+    return "{" + str(uuid.uuid5(uuid.NAMESPACE_OID, " ".join(parts))).upper() + "}"
+
+
+def amend(package, table, key, changes):
+    text = NEW_TABLES.get(table) or subprocess.run(
+        ["msiinfo", "export", package, table], check=True, env=ENVIRONMENT, stdout=subprocess.PIPE, text=True).stdout
+    columns, *head = [line.split("\t") for line in text.splitlines()[:3]]
+    rows = [dict(zip(columns, line.split("\t"))) for line in text.splitlines()[3:]]
+    for name, values in changes.items():
+        row = next((row for row in rows if row[key] == name), {key: name})
+        rows = [other for other in rows if other is not row]
+        if values is not None:
+            rows.append({**row, **values})
+    lines = [columns, *head, *([row.get(column, "") for column in columns] for row in rows)]
+    path = f"{package}.idt"
+    with open(path, "w", encoding="ascii", newline="") as file:
+        file.writelines("\t".join(line) + "\r\n" for line in lines)
+    subprocess.run(["msibuild", package, "-i", path], check=True, env=ENVIRONMENT)
+
+
+def build(files, version, seconds, target):
+    contents = hashlib.sha256()
+    for folder, _, names in sorted(os.walk(files)):
+        for path in sorted(os.path.join(folder, name) for name in names):
+            os.utime(path, (seconds, seconds))
+            with open(path, "rb") as file:
+                contents.update(hashlib.sha256(file.read()).digest())
+    sums = contents.hexdigest()
+    with tempfile.TemporaryDirectory() as folder:
+        package = os.path.join(folder, "package.msi")
+        # wixl takes no full paths for the files.
+        subprocess.run(["wixl", "-a", "x64", "-D", f"Version={version}", "-D", f"Files={os.path.relpath(files, HERE)}",
+                        "-D", f"ProductCode={code('product', version, sums)}", "-o", package, "tsprintportmon.wxs"],
+                       check=True, cwd=HERE, env=ENVIRONMENT)
+        for table, (key, changes) in tables(version, seconds, sums).items():
+            amend(package, table, key, changes)
+        shutil.copyfile(package, f"{target}.part")
+    os.replace(f"{target}.part", target)
+    print(target)
+
+
+if __name__ == "__main__":
+    if len(sys.argv) != 5:
+        sys.exit(__doc__)
+    build(sys.argv[1], sys.argv[2], int(sys.argv[3]), os.path.normpath(sys.argv[4]))
