@@ -1,4 +1,4 @@
-// The cases, and what all of them are given.
+// The cases and their common parameters.
 #pragma once
 
 #include "bench/chart.h"

@@ -1,4 +1,4 @@
-// What documents and log lines cost that is counted, not timed: memory, allocations, system calls.
+// Counted costs of documents and log lines: memory, allocations, system calls.
 #include <sys/wait.h>
 #include <unistd.h>
 

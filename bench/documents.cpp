@@ -131,7 +131,7 @@ void small_documents(Bench& bench) {
     const unsigned fewer = count / 10;
     against_peer(bench, server, std::to_string(fewer) + " documents of 100 KiB, from a file", kSmallDocument, fewer, {},
                  nullptr);
-    // The data of so short a document does not occupy a printer that only drops it: that one falls asleep between any
+    // The data of so short a document does not occupy a printer that only drops it: it falls asleep between any
     // two steps, and waking it is part of the next.
     bench.receiver.take_by(Taking::dropping);
     add("logging off, dropped unread", kPlain, run_pairs(bench.effort, off, plain), {});

@@ -26,7 +26,7 @@ std::vector<char*> pointers(Words& words) {
     return result;
 }
 
-// Standard output goes to `output` and is thrown away without one.
+// Standard output goes to `output`, or is discarded without one.
 pid_t start(Words arguments, Words environment, int output = -1) {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);

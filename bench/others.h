@@ -9,8 +9,8 @@
 
 namespace bench {
 
-// The printer of that number: all have one TCP port, and addresses that take turns, so that no pair of addresses runs
-// out of ports of its own within a case.
+// The printer of that number: all share one TCP port and alternate between addresses, so that no pair of addresses
+// runs out of local ports within a case.
 constexpr unsigned kPrinters = 64;
 std::string printer_address(unsigned number);
 
@@ -24,7 +24,7 @@ void send_plainly(unsigned number, std::uint16_t port, const std::vector<char>& 
 // A process with nothing at its standard streams; the caller waits for it.
 pid_t start_quietly(const std::vector<std::string>& arguments);
 
-// CUPS' program for raw ports: a process a document, as its scheduler starts it.
+// CUPS' program for raw ports: one process per document, as its scheduler starts it.
 bool has_cups_backend();
 void send_by_cups(std::uint16_t port, const std::string& file);
 

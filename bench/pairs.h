@@ -1,5 +1,4 @@
-// How two ways of doing the same are compared: by turns, in one run, so that whatever else goes on in the machine meets
-// both.
+// Compares two ways of doing the same, alternating in one run, so that other load on the machine affects both.
 #pragma once
 
 #include <functional>
@@ -14,7 +13,7 @@ struct Failed : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 void require(bool good, const std::string& otherwise);
-// No text is made where all is well.
+// The text is only built on failure.
 inline void require(bool good, const char* otherwise) {
     if (!good) throw Failed(otherwise);
 }
@@ -42,7 +41,7 @@ struct Effort {
     double seconds = 12;  // no further pair begins after so long
 
     Effort of(double share) const { return {least_pairs, most_pairs, seconds * share}; }
-    // For a ratio that lies close to its bar.
+    // For a ratio close to its limit.
     Effort close() const { return {least_pairs, most_pairs * 3, seconds * 3}; }
 };
 

@@ -10,7 +10,7 @@ namespace bench {
 
 class PrintServer {
   public:
-    // Stores `ports` ports at the receiver's TCP port; start() loads the monitor.
+    // Stores `ports` ports that lead to the receiver's TCP port; start() loads the monitor.
     PrintServer(std::uint16_t receiver_port, unsigned ports);
     ~PrintServer();
     PrintServer(const PrintServer&) = delete;
@@ -20,10 +20,10 @@ class PrintServer {
     void start(const std::vector<std::string>& settings = {});
     void stop() { monitor_.unload(); }
 
-    // One document from OpenPort to ClosePort, `data` over and over in writes of `write_size`. The calling thread has
-    // a ClientScope. Throws Failed when any call says no.
+    // One document from OpenPort to ClosePort: `size` bytes, in writes of the first `write_size` bytes of `data`. The
+    // calling thread has a ClientScope. Throws Failed when a call fails.
     void print(unsigned port, const std::vector<char>& data, std::uint64_t size, size_t write_size) const;
-    // The same with what `read` puts into `buffer`, until that is nothing.
+    // The same with the contents of a file, in writes of up to the size of `buffer`.
     void print_file(const std::string& path, std::vector<char>& buffer) const;
 
     // The calls of a document one by one.

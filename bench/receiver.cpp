@@ -31,7 +31,7 @@ void watch(int epoll, int descriptor) {
 }
 
 void take(int connection, Shared& shared) {
-    // With MSG_TRUNC, TCP throws data away where it lies.
+    // With MSG_TRUNC, TCP discards data without copying it.
     const ssize_t count = shared.taking == Taking::dropping
                               ? recv(connection, nullptr, kMostDropped, MSG_DONTWAIT | MSG_TRUNC)
                               : recv(connection, data.data(), data.size(), MSG_DONTWAIT);

@@ -1,5 +1,4 @@
-// The printer of all cases: a process of its own that throws away what it receives and closes each connection at its
-// end.
+// The printer of all cases: a separate process that discards what it receives and closes each connection at its end.
 #pragma once
 
 #include <sys/types.h>
@@ -9,14 +8,13 @@
 
 namespace bench {
 
-// What it does with its data before it throws that away: it reads it into its memory, as a printer does, or drops it in
-// the kernel, which is the least that it can do.
+// How it discards data: it reads it into its memory, as a printer does, or drops it in the kernel, which costs least.
 enum class Taking { reading, dropping };
 
 struct Shared {
     std::atomic<Taking> taking;
     std::atomic<std::uint64_t> bytes;
-    std::atomic<std::uint64_t> ends;  // connections that have come to their end
+    std::atomic<std::uint64_t> ends;  // connections that have ended
 };
 
 class Receiver {
@@ -28,7 +26,7 @@ class Receiver {
     Receiver& operator=(const Receiver&) = delete;
 
     std::uint16_t port() const { return port_; }
-    // Reading, until it is told otherwise.
+    // It reads at first.
     void take_by(Taking taking);
     // Forgets what has been counted; then whether exactly so much has come. Throws Failed when it has not.
     void expect();

@@ -1,4 +1,4 @@
-// What the cases came to, as a table for people and as JSON.
+// The results of the cases, as a table for people and as JSON.
 #pragma once
 
 #include <optional>
@@ -16,7 +16,7 @@ struct Row {
     std::string against;  // empty: nothing to compare with
     double theirs = 0;
     std::vector<double> ratios;  // ours to theirs in each pair, when it was measured in pairs
-    std::optional<double> bar;   // the most that the ratio, or without one our figure, may be
+    std::optional<double> bar;   // upper limit of the ratio, or of our figure when there is no ratio
     std::string words;           // in place of figures, or behind them
 
     bool measured() const { return !unit.empty(); }

@@ -147,7 +147,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     leave_records(plan, port);
     print(port, plan, printer);
     check_files();
-    tsmon::ExtractPrinterFields(port, nullptr);  // lets go of the names
+    tsmon::ExtractPrinterFields(port, nullptr);  // frees the names
     REQUIRE(tsmon::DeletePortEntry(&context, W("Office")));
     tsmon::FreePorts(&context);
     log_close();

@@ -1,4 +1,5 @@
-// Runs one target over its part of the corpus, a test case a file. A target that finds something ends the process.
+// Runs one target over its part of the corpus, one test case per file. A target that finds something aborts the
+// process.
 #include <gtest/gtest.h>
 
 #include <algorithm>

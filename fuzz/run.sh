@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # fuzz/run.sh [SECONDS]: builds the fuzz targets and runs each for a while, two at a time, SECONDS in all. The inputs
-# that reach something new are kept in build/fuzz-corpus and are where the next run begins. Prints a line a target and,
+# that reach something new are kept in build/fuzz-corpus and are where the next run begins. Prints one line per target and,
 # for each finding, the command that repeats it; ends with 1 when there was one.
 set -euo pipefail
 cd "$(dirname "$0")/.."

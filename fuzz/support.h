@@ -1,6 +1,6 @@
-// What the fuzz targets share. A target is one file with LLVMFuzzerTestOneInput: it makes calls out of the bytes it is
-// given and looks at what must hold whatever they were. What does not ends the process. Buffers that the product gets
-// are vectors of exactly their size, so that the address sanitizer sees a read or a write beyond them.
+// Shared by the fuzz targets. A target is one file with LLVMFuzzerTestOneInput: it derives calls from its input and
+// checks what must hold for any input; a violation aborts the process. Buffers for the product are vectors of exactly
+// the size needed, so that the address sanitizer sees accesses beyond them.
 #pragma once
 
 #include <algorithm>

@@ -137,7 +137,7 @@ windows_on_display() {
     return $result
 }
 
-# The port dialogs, with somebody who types and presses.
+# The port dialogs, driven by simulated input.
 windows_ui() {
     local output=$windows_folder/reports/ui.log result=0
     say "The port dialogs under Wine ..."

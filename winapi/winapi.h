@@ -1,6 +1,6 @@
-// The front door to Windows for common/ and winportmon/: the real headers on Windows, the small layer in
+// The only header through which common/ and winportmon/ use Windows: the real headers on Windows, the small layer in
 // winapi/linux/ elsewhere. Product code includes no other system header and holds no condition on the
-// platform; everything that differs between the two builds is settled behind this file.
+// platform; everything that differs between the two builds is behind this file.
 //
 // WCHAR is a 16-bit unit in both builds; wide literals are written W("...").
 #pragma once
@@ -33,7 +33,7 @@
 #else
 
 #include "winapi/linux/types.h"
-// One header a subject; types.h comes first because the others build on it.
+// One header per subject; types.h comes first because the others build on it.
 #include "winapi/linux/error.h"
 #include "winapi/linux/file.h"
 #include "winapi/linux/module.h"
@@ -49,7 +49,7 @@
 
 #endif
 
-// What both builds rely on: these sizes are wire formats or shared with the spooler.
+// Checked in both builds: these sizes are wire formats or shared with the spooler.
 static_assert(sizeof(WCHAR) == 2, "text at the Windows interfaces is UTF-16");
 static_assert(sizeof(DWORD) == 4 && sizeof(LONG) == 4 && sizeof(ULONG) == 4, "Windows' long is 32 bits");
 static_assert(sizeof(void*) == 8, "the monitor is a 64-bit library");

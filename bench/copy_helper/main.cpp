@@ -1,4 +1,4 @@
-// A helper program that gives a job back as it is, with as little work as a copy takes.
+// A helper program that returns a job unchanged, with no more work than a copy.
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>

@@ -6,7 +6,7 @@ namespace {
 
 class Helpers : public HelperServer {};
 
-// None may inherit another one's pipes: the end of its output would wait for the other's exit.
+// None may inherit another's pipes: the end of its output would then wait for the other's exit.
 TEST_F(Helpers, ThirtyTwoPortsWithAHelperEach) {
     constexpr int kPorts = 32;
     prepare({"LogRotateSizeKBytes=65536"});

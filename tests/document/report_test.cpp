@@ -188,7 +188,7 @@ TEST_F(Report, AHardwareCheckThatFails) {
     EXPECT_EQ(only_cause(report(), "helper.failed", Outcome::printed).sent, 5000u);
 }
 
-// One that fails once and works at the second attempt is none.
+// One that fails once and succeeds at the second attempt does not count.
 TEST_F(Report, AHardwareCheckThatWorksAtTheSecondAttempt) {
     start();
     check_hardware();

@@ -340,7 +340,7 @@ TEST_F(Tsport, TwoProcessesLoseNoChange) {
     EXPECT_FALSE(fs::exists("store.lock"));
 }
 
-// One of the processes of the test above, told apart by its seed.
+// One of the processes of the test above, distinguished by its seed.
 TEST(TsportProcess, DISABLED_AddsAHundredPorts) {
     for (int i = 0; i < 100; ++i) {
         const std::string name = std::to_string(GTEST_FLAG_GET(random_seed)) + " " + std::to_string(i);

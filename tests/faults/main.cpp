@@ -1,6 +1,6 @@
 // The fault sweep: runs each scenario once for every call that can fail, failing that call, once and from then on, and
-// cutting it short where it transfers bytes. After each run nothing may be left over, no success may be reported that
-// is none, and the next document has to print.
+// cutting it short where it transfers bytes. After each run nothing may be left over, no false success may be reported,
+// and the next document has to print.
 #include <unistd.h>
 
 #include <csignal>
@@ -257,7 +257,7 @@ int run(const Options& options) {
         return 2;
     }
     winapi::set_clock_speed(kClockSpeed);
-    winapi::set_debugger([](const char*) {});  // where the monitor complains while it has no log
+    winapi::set_debugger([](const char*) {});  // where the monitor reports errors while it has no log
     Sweep sweep(world, options);
     if (options.call != 0) {
         for (const Scenario& scenario : scenarios()) {

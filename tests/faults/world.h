@@ -1,5 +1,5 @@
-// A print server for the fault sweep: the library under test, a printer on loopback, the sample helper, and what has to
-// hold after a run in which a call failed.
+// A print server for the fault sweep: the library under test, a printer on loopback, the sample helper, and the checks
+// after a run in which a call failed.
 #pragma once
 
 #include <string>

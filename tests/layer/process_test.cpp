@@ -1,6 +1,6 @@
 // What the product relies on in child processes and pipes.
 #include "winapi/winapi.h"
-// The front door comes first, as in the product.
+// winapi.h comes first, as in the product.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -22,17 +22,17 @@ DWORD exit_code(const Child& child) {
 
 TEST(Process, TalksOverPipesAndReportsItsExitCode) {
     Child child = test::start_child(child_command(W("copy 7")));
-    ASSERT_EQ(0u, child.error);
-    EXPECT_EQ(WAIT_TIMEOUT, WaitForSingleObject(child.process, 0));
-    EXPECT_EQ(DWORD{STILL_ACTIVE}, exit_code(child));
+    ASSERT_EQ(child.error, 0u);
+    EXPECT_EQ(WaitForSingleObject(child.process, 0), WAIT_TIMEOUT);
+    EXPECT_EQ(exit_code(child), DWORD{STILL_ACTIVE});
     EXPECT_TRUE(test::write_text(child.input, "command"));
     CloseHandle(child.input);
     child.input = nullptr;
     DWORD error = 0;
-    EXPECT_EQ("command", test::read_to_end(child.output, error));
-    EXPECT_EQ(DWORD{ERROR_BROKEN_PIPE}, error);
-    EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(child.process, long_enough));
-    EXPECT_EQ(7u, exit_code(child));
+    EXPECT_EQ(test::read_to_end(child.output, error), "command");
+    EXPECT_EQ(error, DWORD{ERROR_BROKEN_PIPE});
+    EXPECT_EQ(WaitForSingleObject(child.process, long_enough), WAIT_OBJECT_0);
+    EXPECT_EQ(exit_code(child), 7u);
     test::close_child(child);
 }
 
@@ -40,11 +40,11 @@ TEST(Process, ChildrenDoNotKeepEachOthersPipesOpen) {
     Child first = test::start_child(child_command(W("copy 1")));
     Child second = test::start_child(child_command(W("copy 2")));
     for (Child* child : {&first, &second}) {
-        ASSERT_EQ(0u, child->error);
+        ASSERT_EQ(child->error, 0u);
         CloseHandle(child->input);
         child->input = nullptr;
         // It sees the end of its input only when nobody else holds the other end.
-        EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(child->process, long_enough));
+        EXPECT_EQ(WaitForSingleObject(child->process, long_enough), WAIT_OBJECT_0);
     }
     test::close_child(first);
     test::close_child(second);
@@ -53,7 +53,7 @@ TEST(Process, ChildrenDoNotKeepEachOthersPipesOpen) {
 TEST(Process, AMissingProgramIsReportedToTheCaller) {
     test::WideString missing = child_command(W(""));
     missing.insert(missing.find(W('"'), 1), W("_missing"));
-    EXPECT_EQ("error 2", test::output_of(missing));
+    EXPECT_EQ(test::output_of(missing), "error 2");
 }
 
 // A conversation may rely on the size it asked for: nobody reads while it writes.
@@ -66,12 +66,12 @@ TEST(Pipe, TakesAsMuchAsWasAskedForAndEndsWithTheOtherEnd) {
     CloseHandle(write_end);
     DWORD error = 0;
     EXPECT_TRUE(test::read_to_end(read_end, error) == large);
-    EXPECT_EQ(DWORD{ERROR_BROKEN_PIPE}, error);
+    EXPECT_EQ(error, DWORD{ERROR_BROKEN_PIPE});
     CloseHandle(read_end);
     ASSERT_TRUE(CreatePipe(&read_end, &write_end, nullptr, 0));
     CloseHandle(read_end);
     EXPECT_FALSE(test::write_text(write_end, "lost"));
-    EXPECT_EQ(DWORD{ERROR_NO_DATA}, GetLastError());
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_NO_DATA});
     CloseHandle(write_end);
 }
 

@@ -1,6 +1,6 @@
 // What the product and the spooler's callbacks rely on in the registry.
 #include "winapi/winapi.h"
-// The front door comes first, as in the product.
+// winapi.h comes first, as in the product.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -17,7 +17,7 @@ class RegistryTest : public testing::Test {
   protected:
     RegistryTest() {
         remove_all();
-        EXPECT_EQ(success, create(HKEY_LOCAL_MACHINE, root_path, KEY_ALL_ACCESS, &root_));
+        EXPECT_EQ(create(HKEY_LOCAL_MACHINE, root_path, KEY_ALL_ACCESS, &root_), success);
     }
     ~RegistryTest() override {
         RegCloseKey(root_);
@@ -48,7 +48,7 @@ class RegistryTest : public testing::Test {
             DWORD size = 256;
             const LSTATUS error = RegEnumKeyExW(key, i, name, &size, nullptr, nullptr, nullptr, nullptr);
             if (error != success) {
-                EXPECT_EQ(LSTATUS{ERROR_NO_MORE_ITEMS}, error);
+                EXPECT_EQ(error, LSTATUS{ERROR_NO_MORE_ITEMS});
                 return names;
             }
             names.emplace_back(name, size);
@@ -68,69 +68,69 @@ class RegistryTest : public testing::Test {
 };
 
 TEST_F(RegistryTest, ValuesAskForTheSizeTheyNeed) {
-    ASSERT_EQ(success, set_text(root_, W("HostName"), W("printer")));
+    ASSERT_EQ(set_text(root_, W("HostName"), W("printer")), success);
     DWORD type = 0;
     DWORD size = 0;
-    EXPECT_EQ(success, RegQueryValueExW(root_, W("hostNAME"), nullptr, &type, nullptr, &size));
-    EXPECT_EQ(DWORD{REG_SZ}, type);
-    EXPECT_EQ(16u, size);
+    EXPECT_EQ(RegQueryValueExW(root_, W("hostNAME"), nullptr, &type, nullptr, &size), success);
+    EXPECT_EQ(type, DWORD{REG_SZ});
+    EXPECT_EQ(size, 16u);
 
     WCHAR text[8] = {};
     auto* const bytes = reinterpret_cast<BYTE*>(text);
     size = 15;
-    EXPECT_EQ(LSTATUS{ERROR_MORE_DATA}, RegQueryValueExW(root_, W("HostName"), nullptr, &type, bytes, &size));
-    EXPECT_EQ(16u, size);
-    EXPECT_EQ(success, RegQueryValueExW(root_, W("HostName"), nullptr, nullptr, bytes, &size));
-    EXPECT_EQ(W("printer"), WideString(text));
-    EXPECT_EQ(LSTATUS{ERROR_FILE_NOT_FOUND}, RegQueryValueExW(root_, W("Host"), nullptr, &type, bytes, &size));
+    EXPECT_EQ(RegQueryValueExW(root_, W("HostName"), nullptr, &type, bytes, &size), LSTATUS{ERROR_MORE_DATA});
+    EXPECT_EQ(size, 16u);
+    EXPECT_EQ(RegQueryValueExW(root_, W("HostName"), nullptr, nullptr, bytes, &size), success);
+    EXPECT_EQ(WideString(text), W("printer"));
+    EXPECT_EQ(RegQueryValueExW(root_, W("Host"), nullptr, &type, bytes, &size), LSTATUS{ERROR_FILE_NOT_FOUND});
 
     const DWORD number = 9100;
     const auto* const number_bytes = reinterpret_cast<const BYTE*>(&number);
-    EXPECT_EQ(success, RegSetValueExW(root_, W("HOSTNAME"), 0, REG_DWORD, number_bytes, sizeof number));
-    EXPECT_EQ(success, RegQueryValueExW(root_, W("HostName"), nullptr, &type, bytes, &size));
-    EXPECT_EQ(DWORD{REG_DWORD}, type);
-    EXPECT_EQ(DWORD{sizeof number}, size);
-    EXPECT_EQ(success, RegDeleteValueW(root_, W("hostname")));
+    EXPECT_EQ(RegSetValueExW(root_, W("HOSTNAME"), 0, REG_DWORD, number_bytes, sizeof number), success);
+    EXPECT_EQ(RegQueryValueExW(root_, W("HostName"), nullptr, &type, bytes, &size), success);
+    EXPECT_EQ(type, DWORD{REG_DWORD});
+    EXPECT_EQ(size, DWORD{sizeof number});
+    EXPECT_EQ(RegDeleteValueW(root_, W("hostname")), success);
 }
 
 TEST_F(RegistryTest, RightsAskedForAtOpeningCount) {
     HKEY writer = nullptr;
     HKEY child = nullptr;
-    ASSERT_EQ(success, RegOpenKeyExW(HKEY_LOCAL_MACHINE, root_path, 0, KEY_SET_VALUE, &writer));
-    EXPECT_EQ(success, set_text(writer, W("a"), W("b")));
-    EXPECT_EQ(LSTATUS{ERROR_ACCESS_DENIED}, RegQueryValueExW(writer, W("a"), nullptr, nullptr, nullptr, nullptr));
+    ASSERT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, root_path, 0, KEY_SET_VALUE, &writer), success);
+    EXPECT_EQ(set_text(writer, W("a"), W("b")), success);
+    EXPECT_EQ(RegQueryValueExW(writer, W("a"), nullptr, nullptr, nullptr, nullptr), LSTATUS{ERROR_ACCESS_DENIED});
     // Creating and deleting keys go by the rights on the key itself, whatever the handle was opened with.
-    EXPECT_EQ(success, create(writer, W("child"), KEY_READ, &child));
-    EXPECT_EQ(LSTATUS{ERROR_ACCESS_DENIED}, set_text(child, W("a"), W("b")));
-    EXPECT_EQ(success, RegCloseKey(child));
-    EXPECT_EQ(success, RegDeleteKeyW(writer, W("child")));
+    EXPECT_EQ(create(writer, W("child"), KEY_READ, &child), success);
+    EXPECT_EQ(set_text(child, W("a"), W("b")), LSTATUS{ERROR_ACCESS_DENIED});
+    EXPECT_EQ(RegCloseKey(child), success);
+    EXPECT_EQ(RegDeleteKeyW(writer, W("child")), success);
     RegCloseKey(writer);
 }
 
 TEST_F(RegistryTest, SubkeysComeInTheOrderOfTheirNames) {
     for (LPCWSTR name : {W("lpt 2"), W("COM"), W("LPT 10"), W("ba"), W("\u00e4"), W("Z")}) add(name);
-    EXPECT_EQ((std::vector<WideString>{W("ba"), W("COM"), W("LPT 10"), W("lpt 2"), W("Z"), W("\u00e4")}),
-              subkeys(root_));
+    EXPECT_EQ(subkeys(root_),
+              (std::vector<WideString>{W("ba"), W("COM"), W("LPT 10"), W("lpt 2"), W("Z"), W("\u00e4")}));
 
     WCHAR name[256];
     DWORD size = 6;
-    EXPECT_EQ(LSTATUS{ERROR_MORE_DATA}, RegEnumKeyExW(root_, 2, name, &size, nullptr, nullptr, nullptr, nullptr));
+    EXPECT_EQ(RegEnumKeyExW(root_, 2, name, &size, nullptr, nullptr, nullptr, nullptr), LSTATUS{ERROR_MORE_DATA});
     size = 7;
-    EXPECT_EQ(success, RegEnumKeyExW(root_, 2, name, &size, nullptr, nullptr, nullptr, nullptr));
-    EXPECT_EQ(6u, size);
+    EXPECT_EQ(RegEnumKeyExW(root_, 2, name, &size, nullptr, nullptr, nullptr, nullptr), success);
+    EXPECT_EQ(size, 6u);
 }
 
 TEST_F(RegistryTest, OnlyKeysWithoutSubkeysAreDeleted) {
-    ASSERT_EQ(success, add(W("Ports\\One")));
-    EXPECT_EQ(LSTATUS{ERROR_ACCESS_DENIED}, RegDeleteKeyW(root_, W("Ports")));
-    EXPECT_EQ(LSTATUS{ERROR_FILE_NOT_FOUND}, RegDeleteKeyW(root_, W("Ports\\Two")));
+    ASSERT_EQ(add(W("Ports\\One")), success);
+    EXPECT_EQ(RegDeleteKeyW(root_, W("Ports")), LSTATUS{ERROR_ACCESS_DENIED});
+    EXPECT_EQ(RegDeleteKeyW(root_, W("Ports\\Two")), LSTATUS{ERROR_FILE_NOT_FOUND});
     HKEY one = nullptr;
-    ASSERT_EQ(success, RegOpenKeyExW(root_, W("Ports\\One"), 0, KEY_ALL_ACCESS, &one));
-    EXPECT_EQ(success, RegDeleteKeyW(root_, W("Ports\\one")));
-    EXPECT_EQ(success, RegDeleteKeyW(root_, W("Ports")));
-    EXPECT_EQ(LSTATUS{ERROR_KEY_DELETED}, set_text(one, W("a"), W("b")));
-    EXPECT_EQ(success, RegCloseKey(one));
-    EXPECT_EQ(LSTATUS{ERROR_INVALID_HANDLE}, RegCloseKey(one));
+    ASSERT_EQ(RegOpenKeyExW(root_, W("Ports\\One"), 0, KEY_ALL_ACCESS, &one), success);
+    EXPECT_EQ(RegDeleteKeyW(root_, W("Ports\\one")), success);
+    EXPECT_EQ(RegDeleteKeyW(root_, W("Ports")), success);
+    EXPECT_EQ(set_text(one, W("a"), W("b")), LSTATUS{ERROR_KEY_DELETED});
+    EXPECT_EQ(RegCloseKey(one), success);
+    EXPECT_EQ(RegCloseKey(one), LSTATUS{ERROR_INVALID_HANDLE});
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 // What the product relies on in Windows Sockets.
 #include "winapi/winapi.h"
-// The front door comes first, as in the product.
+// winapi.h comes first, as in the product.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -20,7 +20,7 @@ constexpr DWORD long_enough = 20000;  // for what comes at once unless it is bro
 
 class SocketTest : public testing::Test {
   protected:
-    SocketTest() { EXPECT_EQ(0, WSAStartup(0x0202, &data_)); }
+    SocketTest() { EXPECT_EQ(WSAStartup(0x0202, &data_), 0); }
     ~SocketTest() override {
         if (socket_ != INVALID_SOCKET) closesocket(socket_);
         WSACleanup();
@@ -42,7 +42,7 @@ class SocketTest : public testing::Test {
     }
 
     test::Peer connected_peer() {
-        EXPECT_EQ(0, connect_to(listener_.port()));
+        EXPECT_EQ(connect_to(listener_.port()), 0);
         return listener_.accept();
     }
 
@@ -61,7 +61,7 @@ class SocketTest : public testing::Test {
         FD_SET(socket_, &sockets);
         timeval timeout{seconds, 0};
         const int ready = select(0, nullptr, &sockets, nullptr, &timeout);
-        EXPECT_EQ(ready, static_cast<int>(sockets.fd_count));
+        EXPECT_EQ(static_cast<int>(sockets.fd_count), ready);
         return ready;
     }
 
@@ -73,15 +73,15 @@ class SocketTest : public testing::Test {
 
 TEST_F(SocketTest, SendReportsWhyItCannot) {
     socket_ = WSASocketW(AF_INET, SOCK_STREAM, IPPROTO_TCP, nullptr, 0, 0);
-    EXPECT_EQ(SOCKET_ERROR, shutdown(socket_, SD_SEND));
-    EXPECT_EQ(WSAENOTCONN, WSAGetLastError());
-    EXPECT_EQ(0, closesocket(socket_));
+    EXPECT_EQ(shutdown(socket_, SD_SEND), SOCKET_ERROR);
+    EXPECT_EQ(WSAGetLastError(), WSAENOTCONN);
+    EXPECT_EQ(closesocket(socket_), 0);
 
     test::Peer stays = connected_peer();
-    EXPECT_EQ(0, shutdown(socket_, SD_SEND));
-    EXPECT_EQ(SOCKET_ERROR, send(socket_, "a", 1, 0));
-    EXPECT_EQ(WSAESHUTDOWN, WSAGetLastError());
-    EXPECT_EQ(0, closesocket(socket_));
+    EXPECT_EQ(shutdown(socket_, SD_SEND), 0);
+    EXPECT_EQ(send(socket_, "a", 1, 0), SOCKET_ERROR);
+    EXPECT_EQ(WSAGetLastError(), WSAESHUTDOWN);
+    EXPECT_EQ(closesocket(socket_), 0);
 
     connected_peer().reset();
     const int error = fill();
@@ -92,12 +92,12 @@ TEST_F(SocketTest, SendReportsWhyItCannot) {
 TEST_F(SocketTest, SelectWaitsForRoomInAFullConnection) {
     test::Peer peer = connected_peer();
     const WSAEVENT event = WSACreateEvent();
-    ASSERT_EQ(0, WSAEventSelect(socket_, event, FD_CLOSE));
-    EXPECT_EQ(1, wait_until_writable(0));
-    EXPECT_EQ(WSAEWOULDBLOCK, fill());
-    EXPECT_EQ(0, wait_until_writable(0));
+    ASSERT_EQ(WSAEventSelect(socket_, event, FD_CLOSE), 0);
+    EXPECT_EQ(wait_until_writable(0), 1);
+    EXPECT_EQ(fill(), WSAEWOULDBLOCK);
+    EXPECT_EQ(wait_until_writable(0), 0);
     peer.read(filled_);
-    EXPECT_EQ(1, wait_until_writable(20));
+    EXPECT_EQ(wait_until_writable(20), 1);
     WSACloseEvent(event);
 }
 
@@ -116,14 +116,14 @@ TEST_F(SocketTest, TheCloseEventIsSetWhenThePeerEnds) {
         SCOPED_TRACE(c.course);
         test::Peer peer = connected_peer();
         WSAEVENT event = WSACreateEvent();
-        EXPECT_EQ(WSA_WAIT_TIMEOUT, WSAWaitForMultipleEvents(1, &event, FALSE, 0, FALSE));
-        EXPECT_EQ(0, WSAEventSelect(socket_, event, FD_CLOSE));
-        EXPECT_EQ(0, shutdown(socket_, SD_SEND));
-        EXPECT_EQ("", peer.read(1));
+        EXPECT_EQ(WSAWaitForMultipleEvents(1, &event, FALSE, 0, FALSE), WSA_WAIT_TIMEOUT);
+        EXPECT_EQ(WSAEventSelect(socket_, event, FD_CLOSE), 0);
+        EXPECT_EQ(shutdown(socket_, SD_SEND), 0);
+        EXPECT_EQ(peer.read(1), "");
         c.end(peer);
-        EXPECT_EQ(c.expected, WSAWaitForMultipleEvents(1, &event, FALSE, c.timeout, FALSE));
+        EXPECT_EQ(WSAWaitForMultipleEvents(1, &event, FALSE, c.timeout, FALSE), c.expected);
         EXPECT_TRUE(WSACloseEvent(event));
-        EXPECT_EQ(0, closesocket(socket_));
+        EXPECT_EQ(closesocket(socket_), 0);
         socket_ = INVALID_SOCKET;
     }
 }

@@ -1,6 +1,6 @@
 // Critical sections.
 #include "winapi/winapi.h"
-// The front door comes first, as in the product.
+// winapi.h comes first, as in the product.
 #include <gtest/gtest.h>
 
 #include <future>

@@ -121,7 +121,7 @@ extern "C" __declspec(dllexport) MONITOR2* WINAPI InitializePrintMonitor2(MONITO
     return thin_monitor::start(init, monitor);
 }
 
-// The import library of SPOOLSS.DLL has one, too, which would be taken where there is none.
+// The import library of SPOOLSS.DLL defines one too, which would be used otherwise.
 extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD, LPVOID) {
     return TRUE;
 }

@@ -25,7 +25,7 @@ class Port {
 
     void print_one();
     void forget_arrived() { printer_->forget_ended(); }
-    // Since when the document under way has been so; the epoch when there is none. For who looks for hangs.
+    // Since when the document under way has been so; the epoch when there is none. For the detection of hangs.
     std::chrono::steady_clock::time_point busy_since() const { return busy_since_.load(); }
 
     // Administrators' own: one at a time changes or renews the port, and says when it is away.

@@ -117,7 +117,7 @@ class HelperServer : public PrintServer {
         handles_ = std::min(handles_, open_handles());
     }
 
-    // Once the last helper is over and has let go of its own.
+    // After the last helper has ended and released its files.
     void remove_transcripts() {
         heard();
         std::error_code error;

@@ -1,4 +1,4 @@
-// What tests ask of the platform beside the functions under test; each platform has its own body (linux/).
+// What tests need of the platform besides the functions under test; each platform has its own body (linux/, windows/).
 #pragma once
 
 #include <cstddef>

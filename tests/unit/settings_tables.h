@@ -1,6 +1,6 @@
-// What a printer administrator may rely on. Kept apart from the tables of the code, so that a slip there does not
-// repeat here:
-//   settings.txt  "<name> on|off|<integer>|text<size> <default text>|handler|ignored", a line a setting; a default of
+// The documented settings. Kept apart from the tables of the code, so that a mistake there is not repeated here:
+//   settings.txt  "<name> on|off|<integer>|text<size> <default text>|handler|ignored", one line per setting; a default
+//   of
 //                 "?" is this product's choice
 //   dump.txt      "<format>=<setting or field>": the lines of the dump in their order
 #pragma once

@@ -21,7 +21,7 @@ struct Option {
 };
 using Options = std::vector<Option>;
 
-// What they take is stored in `target`, which has to outlive the parsing.
+// Their value is stored in `target`, which has to outlive the parsing.
 Option flag(const std::string& name, bool& target);
 // Any text but an empty one.
 Option text(const std::string& name, const std::string& value, std::string& target);
@@ -30,7 +30,7 @@ Option texts(const std::string& name, const std::string& value, Words& target);
 // A decimal number within these limits.
 Option number(const std::string& name, std::uint64_t least, std::uint64_t most, std::uint64_t& target);
 
-// A line taken apart; nothing has been taken by the options yet.
+// A parsed line; no option has received its value yet.
 struct Line {
     Words words;  // what is no option, in order
     std::vector<std::pair<const Option*, std::string>> given;

@@ -13,7 +13,7 @@ struct File {
 };
 
 // Each prints what the document is, what reached the printer and what the spooler showed; true when that is as it
-// should be. With a real printer what reached it cannot be seen, and the last two have no sense.
+// should be. With a real printer what reached it cannot be checked, and show_lost_printer cannot run.
 bool show_direct(Stage& stage, const File& file);
 bool show_not_approved(Stage& stage, const File& file);
 bool show_held(Stage& stage, const File& file);

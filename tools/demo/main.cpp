@@ -25,7 +25,7 @@ compared with the document's; a real one cannot be lost at will, and what it got
   --version            the version
   -h, --help, /?       this text
 
-Exit status: 0 everything is as it should be, 1 something is not, 2 the line or a file is wrong, 3 the monitor cannot be
+Exit status: 0 everything is as it should be, 1 something is not, 2 wrong command line or file, 3 the monitor cannot be
 started.
 )";
 

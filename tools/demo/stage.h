@@ -28,7 +28,7 @@ class Stage {
 
     // A document for the printer, with a job id of its own.
     host::Document document(const std::string& name, const host::Source& source);
-    // Prints with a progress bar for large ones; the last error line says what is wrong with the call itself.
+    // Prints, with a progress bar on a terminal when it takes a while.
     host::Outcome print(host::Document document);
     // The connections that have come since the last call, once they have ended. Waits for one when one must come.
     std::vector<peer::Connection> arrivals(bool must_come);

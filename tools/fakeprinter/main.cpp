@@ -21,11 +21,11 @@ usage: fakeprinter [options]
   --store DIR        keeps each connection's bytes as DIR/connection-N.bin
   --connections N    ends after N connections (default: runs until it is stopped)
   --slow BYTES       reads at most that many bytes a second
-  --buffer BYTES     the system's receive buffer; small, a slow reader is felt sooner
+  --buffer BYTES     the system's receive buffer; a small one makes --slow block the sender earlier
   --reset-after N    resets each connection after N bytes
   --close-after N    closes each connection after N bytes, early
   --stall-after N    reads nothing more after N bytes
-  --first N          only the first N connections are treated so (default: all)
+  --first N          applies the above to the first N connections only (default: all)
   --never-close      leaves its side of the connection open
   --close-delay MS   closes its side that much later
   --answer TEXT      sends TEXT back at the end of a document
@@ -40,7 +40,7 @@ examples:
 
 For every connection it prints how it ended, the bytes and their SHA-256.
 
-Exit status: 0 all connections that were asked for have come, 2 the line is wrong, 3 the address cannot be used.
+Exit status: 0 all connections that were asked for have come, 2 wrong command line, 3 the address cannot be used.
 )";
 
 struct Options {

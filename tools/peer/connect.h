@@ -1,4 +1,4 @@
-// Whether a printer takes a connection, asked without waiting for what it does with it.
+// Whether a printer accepts a connection; does not wait for anything further.
 #pragma once
 
 #include <chrono>
@@ -9,7 +9,7 @@ namespace peer {
 
 enum class Verdict {
     accepted,
-    refused,       // something answered that it takes none
+    refused,       // the connection was refused
     no_answer,     // within the time, or no way leads there
     unknown_name,  // the name does not resolve
 };

@@ -1,4 +1,4 @@
-// As much of TCP as a printer needs; each platform has its own body (linux/).
+// The TCP functions that a printer needs; each platform has its own body (linux/, windows/).
 #pragma once
 
 #include <cstddef>
@@ -16,13 +16,13 @@ constexpr Socket no_socket = -1;
 Socket bind_to(const std::string& address, std::uint16_t port, std::string& why);
 std::uint16_t bound_port(Socket socket);
 bool start_listening(Socket socket);
-// A small buffer lets a slow reader be felt at the sender soon; for a listener, it holds for what it accepts.
+// A small buffer makes a slow reader block the sender early; a listener passes it on to accepted sockets.
 void set_receive_buffer(Socket socket, int bytes);
 
 enum class Wait { ready, timed_out, failed };
 // Until something can be accepted or received.
 Wait wait_readable(Socket socket, int timeout_ms);
-Socket accept_from(Socket listener);  // no_socket at once when nobody waits
+Socket accept_from(Socket listener);  // no_socket immediately when no connection is pending
 
 enum class Received { data, finished, reset };
 // Blocks unless the socket is readable; `count` bytes were received with Received::data.

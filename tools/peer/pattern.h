@@ -1,4 +1,4 @@
-// What documents of tools and tests are made of: bytes that nothing brings about by accident, the same every time.
+// Data for documents of tools and tests: reproducible bytes that do not arise by accident.
 #pragma once
 
 #include <cstddef>

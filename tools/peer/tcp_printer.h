@@ -1,4 +1,4 @@
-// A network printer for tools and tests: takes raw TCP streams, tells what arrived, and misbehaves on
+// A network printer for tools and tests: takes raw TCP streams, records what arrived, and misbehaves on
 // request.
 #pragma once
 
@@ -88,7 +88,7 @@ class TcpPrinter {
     void release_stalled();
 
     size_t connections() const;
-    // A copy of what is known of the n-th connection (from 0); an empty record when there is none.
+    // A copy of the record of the n-th connection (from 0); an empty record when there is none.
     Connection connection(size_t index) const;
     // Until that many connections have come, or have ended; false when the time is over first.
     bool wait_for_connections(size_t count, std::chrono::milliseconds limit = std::chrono::seconds(60));

@@ -18,7 +18,7 @@ using spoolhost::Options;
 
 using Clock = std::chrono::steady_clock;
 
-// What one port is busy with.
+// The current activity of one port.
 struct Activity {
     bool printing = false;
     std::uint64_t bytes = 0;
@@ -57,7 +57,7 @@ bool store_ports(const Options& options) {
 
 // -- What is shown ---------------------------------------------------------------------------------------------------
 
-// One line for all ports, on a terminal: how far they are, and whose printer takes nothing.
+// One line for all ports on a terminal: their progress, and which printers accept nothing.
 std::string progress_line(Work& work, std::uint64_t total) {
     constexpr std::chrono::seconds still{3};
     const std::lock_guard lock(work.mutex);

@@ -25,9 +25,9 @@ examples:
   spoolhost --printer localhost:9100 --conf Debug=on --base /tmp/monitor --show-log page.pcl
 
 On a terminal it shows how far the jobs have come, and which printer has taken nothing and since when. A job whose data
-the monitor has thrown away is "refused" when it was not approved, "dropped" when the helper program ordered it deleted.
+the monitor has discarded is "refused" when it was not approved, "dropped" when the helper program ordered it deleted.
 
-Exit status: 0 every job was printed (with --not-approved: refused), 1 one was not, 2 the line or a file is wrong, 3 the
+Exit status: 0 every job was printed (with --not-approved: refused), 1 one was not, 2 wrong command line or file, 3 the
 monitor cannot be started.
 )";
 

@@ -28,7 +28,7 @@ size_t page_begin(const std::string& head) {
 
 // -- The run ---------------------------------------------------------------------------------------------------------
 
-// Helpers of several ports start at once: a folder is made by one of them only.
+// Helpers of several ports start at once, so the folder's creation decides who gets the number.
 Conversation::Conversation(const fs::path& folder) : folder_(folder) {
     const fs::path runs = folder / "ts-print-monitor.runs";
     std::error_code error;

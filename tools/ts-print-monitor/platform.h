@@ -1,4 +1,4 @@
-// What the helper asks of the machine it runs on; each platform has its own body (linux/, windows/).
+// System functions of the helper; implemented once per platform (linux/, windows/).
 #pragma once
 
 #include <filesystem>

@@ -1,4 +1,4 @@
-// What a verb gets and how it answers.
+// The context and the answer of a verb.
 #pragma once
 
 #include <iosfwd>
@@ -23,7 +23,7 @@ struct Error {
     DWORD code = 0;
 };
 
-// What a verb has to say, on one server; run.cpp makes one text of it for people, or JSON.
+// A verb's output for one server; run.cpp formats it as text or JSON.
 struct Reply {
     int status = done;
     std::vector<std::string> heads;  // of a table; none: lines without heads

@@ -55,7 +55,7 @@ std::string add_servers_of(const std::string& path, std::vector<Text>& servers) 
 
 // -- The line --------------------------------------------------------------------------------------------------------
 
-// The options of all verbs, so that one may stand before its verb. What they take goes nowhere yet.
+// The options of all verbs, so that one may stand before its verb. Their values are discarded in this pass.
 Options all_options(Command& nowhere) {
     Options options = common_options(nowhere);
     for (const Verb& verb : verbs()) {
@@ -74,7 +74,7 @@ std::string owners_of(const std::string& option, Command& nowhere) {
     return owners;
 }
 
-// The line once more, with the verb's own options in place of those of all.
+// Parses the line again with the verb's own options.
 bool take_options(const Line& line, Command& command, std::string& why) {
     Options options = common_options(command);
     for (Option& option : command.verb->own_options(command)) options.push_back(std::move(option));

@@ -22,7 +22,7 @@ DWORD send_name(const Spooler& spooler, LPCWSTR command, const Text& name, bool 
     return spooler.send(message);
 }
 
-// A command whose answer "no" is a code of its own.
+// A command that answers "no" with a code of its own.
 DWORD answer_of(DWORD code, DWORD yes, DWORD no, bool& answer) {
     answer = code == yes;
     return code == yes || code == no ? static_cast<DWORD>(ERROR_SUCCESS) : code;

@@ -1,4 +1,4 @@
-// Files as whole texts: read at once, replaced at once.
+// Files as whole texts: read and replaced as a unit.
 #pragma once
 
 #include <chrono>
@@ -8,7 +8,7 @@
 
 namespace tsport {
 
-// False with the reason, the system's among it.
+// False with the reason, including the system's text.
 bool read_file(const std::string& path, std::string& contents, std::string& why);
 
 // The file is there with all of the contents or stays as it was. A link stays a link and what it leads to is written;

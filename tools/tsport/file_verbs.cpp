@@ -93,7 +93,7 @@ std::string in_json(const std::vector<Change>& changes) {
 
 // -- Import ----------------------------------------------------------------------------------------------------------
 
-// Nothing is begun that the spooler would refuse half-way. False when the verb has been answered.
+// Checks in advance what the spooler would refuse half-way. False when the verb has been answered.
 bool names_are_free(const Task& task, const Differences& plan) {
     std::vector<SpoolerPort> ports;
     if (task.failed(task.spooler.ports(ports), "list the ports")) return false;
@@ -203,7 +203,7 @@ void export_ports(const Task& task) {
     if (!task.read(names, ports)) return;
     if (!read_former_export(task, file)) return;
     const std::string text = format_ports(file, ports);
-    // What else there is to say stays out of the data's way.
+    // Messages must not mix with the data.
     task.reply.has_data = path == "-" || !is_file(path);
     if (path == "-") {
         task.reply.data = text;

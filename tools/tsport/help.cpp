@@ -24,13 +24,13 @@ options:
   --json                   answers for scripts, errors too
   --version                the version
   -h, --help, /?           this text; after a verb, more about it
-  --                       what follows is no option
+  --                       ends the options
 
-Several servers are asked at once and answer in one table; one that cannot be asked costs its own row. NAME may hold the
-wildcards * and ? where several ports can be named. Names have at most 64 characters and no backslash, addresses at most
+Several servers are asked at once and answer in one table, with a row for each one that cannot be reached. NAME may
+hold the wildcards * and ? where several ports can be named. Names have at most 64 characters and no backslash, addresses at most
 128; letter case does not count in names. All verbs but test HOST PORT, exists and completion need an administrator.
 
-Exit status: 0 done, 1 the port is not there or the printer not reachable, 2 the line or the file is wrong, 3 refused, or
+Exit status: 0 done, 1 the port is not there or the printer not reachable, 2 wrong command line or file, 3 refused, or
 a server or the store cannot be used. With --json an error is one object on standard output:
   {"error": "the text", "code": the Win32 code or 0, "cause": "usage|file|no-port|in-use|exists|access|no-spooler|
   not-installed|store|refused"}
@@ -61,7 +61,7 @@ examples:
 
 const char show_help[] = R"(usage: tsport show NAME [--json]
 
-One port. Exit status 1 when there is none of that name.
+Shows one port. Exit status 1 when there is no port of that name.
 
 examples:
   tsport show Office
@@ -82,7 +82,7 @@ examples:
 
 const char set_help[] = R"(usage: tsport set NAME HOST [PORT]
 
-Lets a port lead to another printer, from its next document on. PORT stays as it is when left out. Exit status 1 when
+Changes the printer of a port, from its next document on. PORT stays as it is when left out. Exit status 1 when
 there is no port of that name.
 
 examples:
@@ -118,7 +118,7 @@ examples:
 
 const char exists_help[] = R"(usage: tsport exists NAME
 
-Whether any monitor of the spooler has a port of that name. Exit status 0 when one has, 1 when not.
+Tells whether any monitor of the spooler has a port of that name. Exit status 0 when one has, 1 when not.
 
 examples:
   tsport exists Office
@@ -127,10 +127,10 @@ examples:
 
 const char export_help[] = R"(usage: tsport export FILE [NAME...] [--csv] [--force]
 
-Writes ports, all when no NAME is given, into a text file, a line a port: name, address, TCP port. "-" is standard output.
-A file whose name ends in .csv, and every file with --csv, gets comma-separated values instead, with the columns name,
-address and port. An existing file of ports keeps its comments, its order and its encoding; any other existing file is
-only replaced with --force.
+Writes ports, all when no NAME is given, into a text file, one line per port: name, address, TCP port. "-" means
+standard output. A file whose name ends in .csv, and every file with --csv, gets comma-separated values instead, with the
+columns name, address and port. An existing file of ports keeps its comments, its order and its encoding; any other
+existing file is only replaced with --force.
 
 examples:
   tsport export ports.txt
@@ -157,7 +157,7 @@ examples:
 
 const char diff_help[] = R"(usage: tsport diff FILE [--csv]
 
-How the ports differ from the file. Exit status 0 when they do not, 1 when they do.
+Shows how the ports differ from the file. Exit status 0 when they do not, 1 when they do.
 
 examples:
   tsport diff ports.txt

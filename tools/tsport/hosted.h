@@ -11,14 +11,14 @@
 
 namespace tsport {
 
-// While it is loaded it is the monitor of the spooler that this process sees.
+// While loaded it is the monitor of this process's spooler simulation.
 class Hosted {
   public:
     struct Options {
         std::string library;               // empty: the one beside this program or in the folder above
         std::string store;                 // the file; one that does not exist holds no ports
-        bool for_changes = false;          // nobody else may change the file meanwhile
-        std::chrono::milliseconds wait{};  // for others who do
+        bool for_changes = false;          // locks the file against other processes
+        std::chrono::milliseconds wait{};  // how long to wait for that lock
     };
     bool load(const Options& options, std::string& why);
     // These ports as they are stored, in that order; for many at once, since the monitor looks through its whole list

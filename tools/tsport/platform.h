@@ -1,4 +1,4 @@
-// What the tool asks of the machine it runs on; each platform has its own body.
+// System functions of the tool; implemented once per platform.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +12,7 @@ namespace tsport {
 // The part of the registry in which a hosted monitor's ports lie while it runs.
 HKEY private_hive();
 
-// What to do where no monitor is installed.
+// Advice when no monitor is installed.
 const char* installing_hint();
 
 // Whether the path names a device by its name alone, as "NUL" does.

@@ -22,10 +22,10 @@ constexpr DWORD default_number = 9100;
 constexpr DWORD largest_number = 65535;
 
 // What is wrong with it, and what to type instead; empty when nothing is.
-// What no port can have ...
+// What no port can have: ...
 std::string name_fault(const Text& name);
 std::string address_fault(const Text& address);
-// ... and what a port should not be given, although one that is there may have it.
+// ... and what a new port should not have, although an existing one may.
 std::string new_name_fault(const Text& name);
 std::string new_address_fault(const Text& address);
 

@@ -1,12 +1,12 @@
-// Ports in a text file, one a line:
+// Ports in a text file, one per line:
 //
 //   # name          address        port
 //   "Office 1"      192.168.1.20   9100
 //   "Caf\u00e9"     printer.local  9101   # on the second floor
 //
 // A text in quotes may hold anything, with \" \\ \t \n \r and \uXXXX; without quotes it ends at a blank. What follows a
-// "#" outside of quotes is a comment. Or as CSV: a line with the columns' names (name, address, port) and one a port,
-// separated by commas or semicolons.
+// "#" outside of quotes is a comment. Or as CSV: a line with the columns' names (name, address, port) and one line per
+// port, separated by commas or semicolons.
 #pragma once
 
 #include <string>

@@ -1,4 +1,4 @@
-// report: from logs, wherever they are; no monitor is asked.
+// report: from log files alone, without a monitor.
 #include <algorithm>
 #include <cstdio>
 

@@ -1,4 +1,4 @@
-// The program, but for its surroundings.
+// The program without its environment.
 #pragma once
 
 #include <cstdio>
@@ -21,13 +21,13 @@ struct Answer {
     std::string err;  // ... and standard error
 };
 
-// What stands around the program.
+// The environment of the program.
 struct Console {
     std::istream& input;            // read for the file "-"
     std::FILE* progress = nullptr;  // a terminal; null: progress is not shown
 };
 
-// Runs the tool with these arguments, the program's name not among them.
+// Runs the tool with these arguments, without the program's name.
 Answer run(const std::vector<std::string>& arguments, const Console& console = {std::cin});
 
 }  // namespace tsport

@@ -13,12 +13,12 @@ struct Answer;
 struct Task;
 struct Verb;
 
-// What was asked for. A verb looks at what its own operands and options fill.
+// The parsed command. A verb reads only what its own operands and options fill.
 struct Command {
     const Verb* verb = nullptr;
     bool json = false;
 
-    // Where the ports are.
+    // The servers or the store that hold the ports.
     std::string store;
     std::string library;
     std::uint64_t wait_seconds = 10;

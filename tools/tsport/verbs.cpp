@@ -157,7 +157,7 @@ const std::vector<Verb> table = {
      import_help, Needs::changing, one_file, import_options, import_ports},
     {"diff", "FILE", "how the ports differ from the file",
      diff_help, Needs::reading, one_file, diff_options, diff_ports},
-    {"doctor", "", "why no page comes out: looks at everything that has to be right",
+    {"doctor", "", "why documents are not printed: checks everything that printing depends on",
      doctor_help, Needs::nothing, nullptr, nullptr, nullptr, doctor::run},
     {"report", "LOG...", "what became of the documents, from the monitor's logs",
      report_help, Needs::nothing, nullptr, nullptr, nullptr, report_logs},

@@ -1,4 +1,4 @@
-// What a host of the layer, a tool or a test, can set up and look at. Never included by the product.
+// What a host of the layer (a tool or a test) can set up and inspect. Never included by the product.
 #pragma once
 
 #include <cstdint>
@@ -32,7 +32,7 @@ void set_debugger(void (*sink)(const char* text));
 // Keys that are open count as deleted from then on.
 void clear_registry();
 
-// Handles, sockets, find handles and keys that are open now, and a line a handle for a report.
+// Handles, sockets, find handles and keys that are open now, and one line per handle for a report.
 size_t open_handles();
 std::string describe_open_handles();
 // Memory of GlobalAlloc that is not freed, and loads of libraries that are not freed again.

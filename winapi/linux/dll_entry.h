@@ -1,4 +1,4 @@
-// What a library built here brings along in place of a resource section (see dll_entry.cpp).
+// The string table of a library built here, in place of a resource section (see dll_entry.cpp).
 #pragma once
 
 #include "winapi/linux/types.h"
@@ -12,7 +12,7 @@ struct StringResource {
 // Ends with a null text; generated from the library's resource script (cmake/StringTable.cmake).
 extern const StringResource string_resources[];
 
-// Ties a loaded library's string table to its instance handle, and back.
+// Registers a loaded library's string table under its instance handle, and removes it.
 void register_module(HINSTANCE instance, const StringResource* strings);
 void unregister_module(HINSTANCE instance);
 

@@ -1,4 +1,4 @@
-// Last error, system message texts and the debugger's output.
+// Last error, system message texts and debugger output.
 #pragma once
 
 #include "winapi/linux/types.h"

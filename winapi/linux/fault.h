@@ -12,7 +12,7 @@ namespace winapi::fault {
 // Between arm() and disarm().
 inline std::atomic<bool> is_armed{false};
 
-// One a function, with static storage duration: the list of all points is complete once the program has loaded.
+// One per function, with static storage duration: the list of all points is complete once the program has loaded.
 class Point {
   public:
     explicit Point(const char* function);
@@ -21,13 +21,13 @@ class Point {
 
     // Counts the call; true when this one has to fail.
     bool fails() { return is_armed && count(); }
-    // For transfers of `size` bytes: the bytes to really transfer, less than `size` when this call has to fall short.
-    // Counts nothing; call it after fails().
+    // For transfers of `size` bytes: the bytes to really transfer, less than `size` when this call has to transfer only
+    // a part. Counts nothing; call it after fails().
     static unsigned shortened(unsigned size) { return is_armed ? shorten(size) : size; }
 
     const char* function() const { return function_; }
     std::uint64_t calls() const { return calls_; }
-    // Calls that were made to fail or fall short.
+    // Calls that were made to fail or to transfer only a part.
     std::uint64_t failures() const { return failures_; }
 
   private:
@@ -42,7 +42,7 @@ class Point {
 enum class Mode {
     once,          // the k-th call fails
     from_then_on,  // the k-th call and all later ones fail
-    short_count,   // the k-th call is done in part, where the function transfers bytes
+    short_count,   // the k-th call transfers only a part, where the function transfers bytes
 };
 
 // Starts counting calls from 1 anew and lets the `call`-th fail as `mode` says; 0 only counts.

@@ -118,7 +118,7 @@ HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD share, SECURITY_ATTRIBUTES*
     const winapi::OpenRequest request = {access, share, disposition, false, "file"};
     if (const DWORD error = winapi::open_file(native, request, file, existed)) return fail_open(error);
     file->inheritable = security != nullptr && security->bInheritHandle != FALSE;
-    // The one success that speaks through the last error.
+    // The only success that also sets the last error.
     if (disposition == CREATE_ALWAYS || disposition == OPEN_ALWAYS) {
         SetLastError(existed ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
     }

@@ -28,8 +28,8 @@ BOOL GetFileSizeEx(HANDLE file, LARGE_INTEGER* size);
 BOOL DeleteFileW(LPCWSTR path);
 BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD size, DWORD* count, void* overlapped);
 BOOL WriteFile(HANDLE file, LPCVOID data, DWORD size, DWORD* count, void* overlapped);
-// Closes a handle of any kind (file, pipe end, process, thread, event). What a failed close held is released all
-// the same.
+// Closes a handle of any kind (file, pipe end, process, thread, event). A failed close releases
+// its resources all the same.
 BOOL CloseHandle(HANDLE handle);
 
 struct WIN32_FIND_DATAW {

@@ -64,8 +64,8 @@ DWORD open_file(const std::string& native, const OpenRequest& request, std::shar
 DWORD delete_file(const std::string& native);
 // Never replaces a file that is there.
 DWORD rename_file(const std::string& from, const std::string& to);
-// What an open file is: device, inode, mode and size; 0 or an errno. It does not ask for the times, since a file whose
-// times are known to somebody gets new ones at its next change, which makes that one dear: the next line of the log.
+// What an open file is: device, inode, mode and size; 0 or an errno. It does not ask for the times, since asking
+// for them makes the next change of the file, the next line of the log, more expensive.
 int look_at(int descriptor, struct stat& status);
 // Windows' read-only attribute: nobody may write to it.
 bool is_read_only(const struct stat& status);

@@ -1,5 +1,5 @@
-// The layer's own: the table of open handles and the way errors are reported. Functions inside the layer return an
-// error; only the outermost one, the Windows function itself, sets the last error.
+// Internal to the layer: the table of open handles and the way errors are reported. Functions inside the layer return
+// an error; only the outermost one, the Windows function itself, sets the last error.
 #pragma once
 
 #include <memory>
@@ -14,7 +14,7 @@
 
 namespace winapi {
 
-// What a handle stands for. A subject derives its own record from it (file.cpp: an open file, process.cpp: ...).
+// The object behind a handle. Each kind derives its own record from it (file.cpp: an open file, process.cpp: ...).
 struct Object {
     virtual ~Object() = default;
     // Releases what it holds, once, when its handle is closed; a Win32 error code.
@@ -40,14 +40,14 @@ struct Inheritance {
 Inheritance inheritable_descriptors();
 bool set_inheritable(HANDLE handle, bool inheritable);
 
-// Whether it is a T itself; without a cast, which looks through all bases.
+// Whether its dynamic type is T itself; cheaper than dynamic_cast.
 template <typename T>
 bool is_a(const Object* object) {
     static_assert(std::is_final_v<T>);
     return object != nullptr && typeid(*object) == typeid(T);
 }
 
-// Null, too, when the handle stands for something else.
+// Null also when the object is of another kind.
 template <typename T>
 std::shared_ptr<T> find_handle_as(HANDLE handle) {
     auto object = find_handle(handle);

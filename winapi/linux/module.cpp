@@ -38,7 +38,7 @@ Point realloc_point("realloc");
 
 struct Module {
     HINSTANCE instance;
-    const winapi::StringResource* strings;  // null when it brings none along
+    const winapi::StringResource* strings;  // null when it has none
     const link_map* map;                    // which library of this machine it is
     void* native;                           // from dlopen, null before the first load
     unsigned loads;
@@ -83,7 +83,7 @@ HMODULE count_load(const link_map* map, void* native) {
     const std::lock_guard lock(modules().mutex);
     Module* module = find_module([map](const Module& one) { return one.map == map; });
     if (module == nullptr) {
-        // One without our entry code: its link map serves as its instance.
+        // A library without our entry code: its link map serves as its instance handle.
         const auto instance = reinterpret_cast<HINSTANCE>(const_cast<link_map*>(map));
         module = &modules().list.emplace_back(Module{instance, nullptr, map, nullptr, 0});
     }
@@ -188,7 +188,7 @@ BOOL FreeLibrary(HMODULE module) {
         }
         native = found->native;
         if (--found->loads == 0) found->native = nullptr;
-        // What has our entry code goes when that unregisters.
+        // A library with our entry code is removed when that unregisters.
         if (found->loads == 0 && found->strings == nullptr) {
             std::erase_if(modules().list, [module](const Module& one) { return one.instance == module; });
         }
@@ -214,7 +214,7 @@ const WCHAR* find_string(HINSTANCE instance, UINT id) {
     return string->text;
 }
 
-// All that GlobalAlloc gave and GlobalFree has not taken back.
+// All memory of GlobalAlloc that was not freed with GlobalFree.
 struct Heap {
     std::mutex mutex;
     std::unordered_set<void*> blocks;
@@ -296,7 +296,7 @@ HGLOBAL GlobalFree(HGLOBAL memory) {
     return memory;
 }
 
-// What a library linked with --wrap calls in place of the plain functions.
+// Called by a library linked with --wrap in place of the plain functions.
 
 extern "C" void* __wrap_malloc(size_t size) {
     return malloc_point.fails() ? out_of_memory() : malloc(size);

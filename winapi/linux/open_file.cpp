@@ -17,7 +17,7 @@
 namespace winapi {
 namespace {
 
-// One of those who have a file open.
+// One open of a file.
 struct Opener {
     const OpenFile* file;
     DWORD access;
@@ -40,7 +40,7 @@ FileId id_of(const struct stat& status) {
     return {status.st_dev, status.st_ino};
 }
 
-// What an access needs the others to share.
+// The sharing that an access requires of the other opens.
 DWORD share_needed(DWORD access) {
     return ((access & GENERIC_READ) != 0 ? FILE_SHARE_READ : 0) |
            ((access & GENERIC_WRITE) != 0 ? FILE_SHARE_WRITE : 0);

@@ -29,7 +29,7 @@ Drives& drives() {
     return *instance;
 }
 
-// What a character of a path is to the file system.
+// The kind of a character in a path.
 enum class Sign : unsigned char { of_name, separator, refused };
 
 constexpr std::array<Sign, 0x80> ascii_signs = [] {

@@ -1,4 +1,4 @@
-// Child processes, anonymous pipes, and who runs this process where.
+// Child processes, anonymous pipes, and the names of the computer and the user.
 #include "winapi/linux/process.h"
 
 #include <fcntl.h>
@@ -50,7 +50,7 @@ HANDLE insert_pipe_end(int fd, bool inheritable) {
     return winapi::insert_handle(std::move(end));
 }
 
-// A larger pipe is a wish: without the right to it the default size does too.
+// A larger pipe is optional: without the right to it the default size is used.
 void enlarge_pipe(int fd, DWORD size) {
     const int now = fcntl(fd, F_GETPIPE_SZ);
     if (now >= 0 && static_cast<DWORD>(now) < size) {
@@ -79,8 +79,7 @@ BOOL SetHandleInformation(HANDLE handle, DWORD mask, DWORD flags) {
     return known ? TRUE : winapi::fail(ERROR_INVALID_HANDLE);
 }
 
-// --- command lines
-// ----------------------------------------------------------------------------------------------
+// -- command lines ----------------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -157,8 +156,7 @@ std::vector<std::string> split_arguments(const std::string& program, const std::
 
 }  // namespace
 
-// --- starting a child
-// -------------------------------------------------------------------------------------------
+// -- starting a child -------------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -255,7 +253,7 @@ DWORD open_report(std::array<int, 2>& ends) {
     return ends[0] >= 0 && ends[1] >= 0 ? 0 : ERROR_TOO_MANY_OPEN_FILES;
 }
 
-// The errno that the child could not be started with; 0 when the program runs.
+// The errno of a failed start; 0 when the program runs.
 int read_report(int fd) {
     int error = 0;
     ssize_t count = 0;
@@ -293,7 +291,7 @@ pid_t fork_with_handles(Launch& launch) {
     if (launch.inherit) inheritance = winapi::inheritable_descriptors();
     launch.inherited = inheritance.descriptors;
     for (int& fd : launch.standard) {
-        // A standard handle that does not reach the child, for want of inheritance say, is none there.
+        // A standard handle that the child does not inherit is missing there.
         if (fd != keep_own && !reaches_child(launch, fd)) fd = null_device;
     }
     const pid_t pid = fork();
@@ -320,8 +318,7 @@ DWORD fork_and_exec(Launch& launch, pid_t& pid) {
 
 }  // namespace
 
-// --- its life
-// ---------------------------------------------------------------------------------------------------
+// -- its life ---------------------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -441,8 +438,7 @@ DWORD GetCurrentProcessId() {
     return static_cast<DWORD>(getpid());
 }
 
-// --- names
-// ------------------------------------------------------------------------------------------------------
+// -- names ------------------------------------------------------------------------------------------------------------
 
 namespace {
 

@@ -1,4 +1,4 @@
-// The registry: a tree in memory below HKEY_LOCAL_MACHINE, which control.h can load from and save to a file. Key and
+// The registry: a tree in memory below HKEY_LOCAL_MACHINE. Key and
 // value names compare without letter case; subkeys are enumerated in the order of their names.
 #pragma once
 

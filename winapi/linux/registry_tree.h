@@ -1,4 +1,4 @@
-// The layer's own: the registry's keys and values, for the registry functions.
+// Internal to the layer: the registry's keys and values, for the registry functions.
 #pragma once
 
 #include <map>
@@ -14,7 +14,7 @@ namespace winapi::registry {
 constexpr size_t longest_key_name = 255;
 
 struct Value {
-    std::u16string name;  // as it was written first
+    std::u16string name;  // as first written
     DWORD type = 0;
     std::vector<BYTE> data;
 };
@@ -25,7 +25,7 @@ struct Key {
     // Both by the folded name, which is the order of enumeration too.
     std::map<std::u16string, std::shared_ptr<Key>> subkeys;
     std::map<std::u16string, Value> values;
-    // The subkeys once more, by their number: made when they are enumerated, dropped when one comes or goes.
+    // The subkeys by index: built when they are enumerated, dropped when one is added or removed.
     std::vector<const Key*> numbered;
     FILETIME last_write{};
     bool deleted = false;  // while handles to it are still open
@@ -42,7 +42,7 @@ Tree& tree();
 // The form of a name in which letter case makes no difference.
 std::u16string fold(const std::u16string& name);
 
-// The caller holds the lock, or knows that nobody else has the key.
+// The caller holds the lock or is the only user of the key.
 std::shared_ptr<Key> add_subkey(const std::shared_ptr<Key>& parent, const std::u16string& name);
 void remove_subkey(Key& parent, const std::u16string& name);
 // The subkey of that number in the order of their names; null when there are not so many. The caller holds the lock.

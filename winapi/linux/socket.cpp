@@ -45,7 +45,7 @@ std::atomic<int> starts{0};
 
 struct Socket final : winapi::Object {
     explicit Socket(int descriptor) : fd(descriptor) {}
-    // What a close of Linux reports (EINTR, say) has no counterpart: the descriptor is gone in any case.
+    // An error of Linux' close (EINTR, say) has no counterpart: the descriptor is closed in any case.
     DWORD close() override {
         ::close(fd);
         return 0;
@@ -59,7 +59,7 @@ struct Socket final : winapi::Object {
     std::atomic<bool> sending_ended{false};
 };
 
-// Nothing waits for an event once more after it was set.
+// An event that was set is not waited for again.
 struct Event final : winapi::Object {
     const char* kind() const override { return "event"; }
 
@@ -121,8 +121,7 @@ int WSAGetLastError() {
     return static_cast<int>(GetLastError());
 }
 
-// --- name lookup
-// ------------------------------------------------------------------------------------------------
+// -- name lookup ------------------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -220,7 +219,7 @@ int append_address(const sockaddr* address, socklen_t size, const Query& query, 
 int append_addresses(const char* name, int flags, const Query& query, ADDRINFOW**& tail) {
     addrinfo hints{};
     hints.ai_family = query.family;
-    hints.ai_socktype = SOCK_STREAM;  // one record an address
+    hints.ai_socktype = SOCK_STREAM;  // one record per address
     hints.ai_flags = flags | AI_NUMERICSERV;
     addrinfo* found = nullptr;
     const int error = getaddrinfo(name, "0", &hints, &found);
@@ -233,7 +232,7 @@ int append_addresses(const char* name, int flags, const Query& query, ADDRINFOW*
     return result;
 }
 
-// An address in figures; those of the usual form cost no look-up.
+// A numeric address; the usual form needs no look-up.
 int append_numeric(const char* name, const Query& query, ADDRINFOW**& tail) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
@@ -248,7 +247,7 @@ int append_set_host(const std::vector<std::string>& addresses, const Query& quer
     int result = WSAHOST_NOT_FOUND;
     for (const std::string& address : addresses) {
         const int error = append_numeric(address.c_str(), query, tail);
-        // An address of the family that is not asked for is passed over.
+        // Addresses of a family that was not asked for are skipped.
         if (error == 0) result = 0;
         if (error == ERROR_NOT_ENOUGH_MEMORY) return error;
     }
@@ -319,15 +318,14 @@ void FreeAddrInfoW(ADDRINFOW* list) {
     }
 }
 
-// --- connections
-// ------------------------------------------------------------------------------------------------
+// -- connections ------------------------------------------------------------------------------------------------------
 
 namespace {
 
 int connect_descriptor(int fd, const sockaddr* address, int size) {
     if (::connect(fd, address, static_cast<socklen_t>(size)) == 0) return 0;
     if (errno != EINTR) return errno;
-    // The attempt goes on by itself; its outcome is the socket's pending error.
+    // The attempt continues in the background; its outcome is the socket's pending error.
     pollfd polled{fd, POLLOUT, 0};
     if (winapi::poll_for(&polled, 1, -1) < 0) return errno;
     int error = 0;
@@ -414,7 +412,7 @@ int shutdown(SOCKET socket, int how) {
     if (found == nullptr) return SOCKET_ERROR;
     if (how != SD_RECEIVE && how != SD_SEND && how != SD_BOTH) return socket_error(WSAEINVAL);
     if (::shutdown(found->fd, how) != 0) {
-        // Windows tells a connection that the other side has reset from one that never was.
+        // Windows distinguishes a connection that was reset from one that never existed.
         const bool was_reset = errno == ENOTCONN && found->connected;
         return socket_error(was_reset ? WSAECONNRESET : winapi::wsa_error_from_errno(errno));
     }
@@ -430,7 +428,7 @@ int closesocket(SOCKET socket) {
     return starts > 0 ? 0 : socket_error(WSANOTINITIALISED);
 }
 
-// --- select -----------------------------------------------------------------------------------------------------
+// -- select -----------------------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -487,14 +485,14 @@ int select(int /*ignored*/, fd_set* read_set, fd_set* write_set, fd_set* except_
     return ready;
 }
 
-// --- events -----------------------------------------------------------------------------------------------------
+// -- events -----------------------------------------------------------------------------------------------------------
 
 namespace {
 
 std::shared_ptr<Socket> watched_by(Event& event) {
     const std::lock_guard lock(event.mutex);
     auto socket = event.watched.lock();
-    // One without a connection has no end to report.
+    // A socket without a connection has no close to report.
     return socket != nullptr && socket->connected ? socket : nullptr;
 }
 

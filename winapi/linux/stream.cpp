@@ -79,7 +79,7 @@ int fail_with(DWORD error) {
 
 // --- streams
 
-// What was opened by its descriptor and is no stream yet. Its handle shows up as open until it is closed.
+// A file opened by _wopen that is not a stream yet. It counts as an open handle until it is closed.
 struct Descriptor {
     std::shared_ptr<winapi::OpenFile> file;
     HANDLE handle;
@@ -99,7 +99,7 @@ Descriptors& descriptors() {
 
 // What the stdio callbacks work on; lives until the stream is closed.
 struct Stream {
-    // Binary streams: stdio's buffer, large, for it decides how large the pieces are. Text: what is to be written.
+    // Binary streams: stdio's buffer, large because it determines the size of the writes. Text: data to be written.
     std::array<char, 65536> buffer;
     std::shared_ptr<winapi::OpenFile> file;
     HANDLE handle = nullptr;  // makes a stream that was not closed show up as an open handle
@@ -263,7 +263,7 @@ FILE* make_stream(const Descriptor& descriptor) {
     FILE* const file = ::fopencookie(stream.get(), descriptor.reads ? "r" : "w", functions);
     if (file == nullptr) return nullptr;
     if (!text) ::setvbuf(file, stream->buffer.data(), _IOFBF, stream->buffer.size());
-    static_cast<void>(stream.release());  // close_stream's now
+    static_cast<void>(stream.release());  // owned by close_stream from here on
     return file;
 }
 

@@ -18,7 +18,7 @@ winapi::fault::Point to_bytes_point("WideCharToMultiByte");
 
 constexpr DWORD ERROR_INVALID_FLAGS = 1004;
 constexpr char32_t replacement = 0xFFFD;
-// What no text decodes to: a malformed sequence.
+// Marks a malformed sequence; no valid text decodes to it.
 constexpr char32_t malformed = 0xFFFFFFFF;
 
 bool is_surrogate(char32_t c) {
@@ -118,7 +118,7 @@ bool convert(std::basic_string_view<From> text, Put put) {
     return good;
 }
 
-// The length of what is ASCII at the front, looked at eight bytes at a time.
+// The length of the ASCII prefix, checked eight bytes at a time.
 template <typename Unit>
 size_t ascii_length(std::basic_string_view<Unit> text) {
     constexpr std::uint64_t beyond = sizeof(Unit) == 1 ? 0x8080808080808080 : 0xFF80FF80FF80FF80;

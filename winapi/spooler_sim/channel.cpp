@@ -16,7 +16,7 @@ bool ends_with_object(const Text& name, const Text& marker, Text& object) {
     return true;
 }
 
-// The monitor that the name leads to, and what it is told about.
+// The monitor that the name denotes, and the object passed to it.
 DWORD find_object(const Text& name, ACCESS_MASK access, MonitorRecord& monitor, Text& object) {
     const std::lock_guard lock(state().mutex);
     const size_t comma = name.find(W(','));

@@ -1,4 +1,4 @@
-// The simulation's own: the configuration channel of monitors.
+// Internal to the simulation: the configuration channel of monitors.
 #pragma once
 
 #include "winapi/spooler_sim/spooler_sim.h"
@@ -7,7 +7,7 @@ namespace spooler_sim {
 
 // `name`: "[\\SERVER\],XcvMonitor NAME" or "[\\SERVER\],XcvPort NAME".
 DWORD open_channel(const Text& name, ACCESS_MASK access, HANDLE* channel);
-// False when it is none.
+// False when it is no such name.
 bool close_channel(HANDLE channel);
 // The server whose monitor the calling thread is in; "" outside of commands.
 Text calling_server();

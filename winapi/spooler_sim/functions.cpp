@@ -38,7 +38,7 @@ void fill_job(const Job& job, BYTE* buffer, DWORD size) {
     info->Position = 1;
 }
 
-// What a command makes of a job's status word; false for an unknown one.
+// Applies a command to a job's status word; false for an unknown command.
 bool status_after(DWORD command, DWORD& status) {
     switch (command) {
         case 0:

@@ -1,4 +1,4 @@
-// What stands behind the spooler's functions of the same names, whichever library they are called through.
+// The implementation of the spooler's functions of the same names, whichever library they are called through.
 // Each returns a Win32 error code, 0 for success, and leaves the last error alone; any thread may call them.
 #pragma once
 
@@ -13,7 +13,7 @@ DWORD open_printer(LPCWSTR name, HANDLE* printer, ACCESS_MASK access = 0);
 DWORD close_printer(HANDLE printer);
 // Level 2. With too small a buffer: ERROR_INSUFFICIENT_BUFFER and the size in `needed`.
 DWORD get_job(HANDLE printer, DWORD id, DWORD level, BYTE* buffer, DWORD size, DWORD* needed);
-// Levels 0 and 2; of a level 2 record only the status is taken over.
+// Levels 0 and 2; only the status of a level 2 record is used.
 DWORD set_job(HANDLE printer, DWORD id, DWORD level, const BYTE* record, DWORD command);
 DWORD get_printer(HANDLE printer, DWORD level, BYTE* buffer, DWORD size, DWORD* needed);  // level 2
 DWORD set_printer(HANDLE printer, DWORD level, const BYTE* record, DWORD command);        // level 6
@@ -32,7 +32,7 @@ DWORD xcv_data(HANDLE channel, LPCWSTR command, BYTE* input, DWORD input_size, B
 
 // ERROR_NO_TOKEN and a null token when the thread acts for no client.
 DWORD revert_to_self(HANDLE* token);
-// Uses the token up, whether the identity is taken on (`take_on`) or the call is made to fail.
+// Consumes the token, whether the identity is assumed (`take_on`) or the call is made to fail.
 DWORD impersonate_client(HANDLE token, bool take_on = true);
 
 }  // namespace spooler_sim

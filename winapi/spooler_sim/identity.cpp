@@ -1,4 +1,4 @@
-// Whom a thread acts for.
+// The client that a thread acts for.
 #include <optional>
 
 #include "winapi/spooler_sim/functions.h"

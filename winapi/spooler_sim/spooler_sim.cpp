@@ -8,7 +8,7 @@
 namespace spooler_sim {
 namespace {
 
-// Where a printer's jobs are kept; a printer that nobody has registered may have some too. The lock is held.
+// The jobs of a printer; an unregistered printer can have some too. The lock is held.
 const Text& queue_name(const Text& printer) {
     const PrinterRecord* const registered = find_registered(printer);
     return registered == nullptr ? printer : registered->name;
@@ -58,7 +58,7 @@ void change_printer_status(PrinterRecord& record, DWORD status) {
 }
 
 HANDLE new_handle() {
-    // A range of its own, so that none passes for a handle of another kind.
+    // A separate range, so that none is mistaken for a handle of another kind.
     const std::uint64_t value = 0x5350'0000'0000ULL + (++state().handles_given << 2);
     return reinterpret_cast<HANDLE>(value);  // NOLINT(performance-no-int-to-ptr)
 }

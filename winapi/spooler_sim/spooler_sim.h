@@ -27,9 +27,9 @@ void reset();
 
 // Other print servers, by names like "\\\\BACK". "" is this machine's, which always answers.
 void add_server(const Text& name);
-// From now on it gives no answer, as one that is switched off.
+// From now on it does not answer, as if switched off.
 void stop_server(const Text& name);
-// Whether who asks is an administrator; only one may open the configuration channel for administration.
+// Whether the caller is an administrator; only one may open the configuration channel for administration.
 void set_administrator(bool administrator);
 
 // `port`: what the queue prints to; several are separated by commas. A name "\\\\BACK\\Printer" is a printer of that
@@ -49,7 +49,7 @@ bool remove_job(const Text& printer, DWORD id);
 // True once for every JOB_CONTROL_RESTART given to the job since the last call.
 bool take_restart(const Text& printer, DWORD id);
 
-// Printer handles that are open now, and identity tokens that RevertToPrinterSelf gave and nobody gave back.
+// Printer handles that are open now, and identity tokens from RevertToPrinterSelf that were not returned.
 size_t open_printers();
 size_t open_tokens();
 

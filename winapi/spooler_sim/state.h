@@ -1,4 +1,4 @@
-// The simulation's own: what it knows, behind one lock.
+// Internal to the simulation: its state, behind one lock.
 #pragma once
 
 #include <cstdint>
@@ -65,10 +65,10 @@ void change_printer_status(PrinterRecord& record, DWORD status);
 // The server's name in its usual form, "" for this machine's; false when it does not answer.
 bool find_server(LPCWSTR name, Text& server);
 const MonitorRecord* monitor_of(const Text& server);
-// A value that was never given out before, and never is again.
+// A value that is never used twice.
 HANDLE new_handle();
 
-// Lays texts from the end of a buffer downwards, as the spooler fills its records.
+// Places texts from the end of a buffer downwards, as the spooler fills its records.
 class TextPacker {
   public:
     TextPacker(BYTE* buffer, DWORD size) : end_(buffer + size / sizeof(WCHAR) * sizeof(WCHAR)) {}

@@ -1,4 +1,4 @@
-// Printers that do not let go of a document; the layer's clock makes the wait for them short.
+// Printers that hold a document up; the layer's clock shortens the wait for them.
 #include "tests/support/print_server.h"
 #include "tests/support/reported.h"
 
@@ -39,7 +39,7 @@ TEST_F(StubbornPrinter, OneThatSendsAStatusBeforeItCloses) {
     expect_thirty_seconds(behaviour);
 }
 
-// It drops the connection once it has been handed everything: what it did with the end nobody knows. Wine reports such
+// It drops the connection once it has been handed everything: what it did with the end is unknown. Wine reports such
 // a close without its error.
 TEST_F(StubbornPrinter, ALossAfterTheLastByteLeavesALine) {
     for (const char* const debug : {"Debug=off", "Debug=on"}) {

@@ -1,4 +1,4 @@
-// A monitor that does not look whether a send succeeded: the sweep has to see that a printed document did not arrive.
+// A monitor that does not check whether a send succeeded: the sweep has to see that a printed document did not arrive.
 // The library is linked so that its calls of send come here.
 #include "winapi/winapi.h"
 

@@ -1,6 +1,6 @@
 // What only the layer's libraries have: counts, allocations that fail.
 #include "winapi/winapi.h"
-// The front door comes first, as in the product.
+// winapi.h comes first, as in the product.
 #include <gtest/gtest.h>
 
 #include "winapi/linux/control.h"
@@ -17,7 +17,7 @@ TEST(LinuxModule, AllocationsAreCountedAndCanFail) {
     const auto misuses = winapi::misuses();
     const HGLOBAL block = GlobalAlloc(GPTR, 8);
     EXPECT_EQ(before + 1, winapi::open_allocations());
-    EXPECT_EQ(nullptr, GlobalFree(block));
+    EXPECT_EQ(GlobalFree(block), nullptr);
     EXPECT_EQ(before, winapi::open_allocations());
     char foreign = 0;
     EXPECT_EQ(&foreign, GlobalFree(&foreign));
@@ -25,10 +25,10 @@ TEST(LinuxModule, AllocationsAreCountedAndCanFail) {
 
     void* kept = __wrap_malloc(8);
     winapi::fault::arm(1, winapi::fault::Mode::from_then_on);
-    EXPECT_EQ(nullptr, GlobalAlloc(GPTR, 8));
-    EXPECT_EQ(nullptr, __wrap_malloc(8));
-    EXPECT_EQ(nullptr, __wrap_calloc(1, 8));
-    EXPECT_EQ(nullptr, __wrap_realloc(kept, 16));
+    EXPECT_EQ(GlobalAlloc(GPTR, 8), nullptr);
+    EXPECT_EQ(__wrap_malloc(8), nullptr);
+    EXPECT_EQ(__wrap_calloc(1, 8), nullptr);
+    EXPECT_EQ(__wrap_realloc(kept, 16), nullptr);
     winapi::fault::disarm();
     std::free(kept);
 }

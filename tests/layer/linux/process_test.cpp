@@ -1,6 +1,6 @@
 // What only the layer's processes have: programs of this machine, what a child finds open, what stays behind.
 #include "winapi/winapi.h"
-// The front door comes first, as in the product.
+// winapi.h comes first, as in the product.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -45,18 +45,18 @@ class LinuxProcessTest : public testing::Test {
 TEST_F(LinuxProcessTest, UnquotedNamesAreTriedBlankByBlank) {
     const auto say = [](const std::string& what) { return "#!/bin/sh\nprintf '" + what + " %s' \"$*\"\n"; };
     add_program("in a/b c/helper.exe", say("whole"));
-    EXPECT_EQ("whole x y", output_of(u"C:\\in a\\b c\\helper.exe x y"));
-    EXPECT_EQ("whole ", output_of(u"\"C:\\in a\\b c\\helper\""));
+    EXPECT_EQ(output_of(u"C:\\in a\\b c\\helper.exe x y"), "whole x y");
+    EXPECT_EQ(output_of(u"\"C:\\in a\\b c\\helper\""), "whole ");
     add_program("in a/b.exe", say("shorter"));
-    EXPECT_EQ("shorter c\\helper.exe", output_of(u"C:\\in a\\b c\\helper.exe"));
+    EXPECT_EQ(output_of(u"C:\\in a\\b c\\helper.exe"), "shorter c\\helper.exe");
 }
 
 TEST_F(LinuxProcessTest, ProgramsThatCannotRunAreReported) {
     add_program("plain.exe", "#!/bin/sh\n", false);
     add_program("text.exe", "no program\n");
-    EXPECT_EQ("error 5", output_of(u"C:\\plain.exe"));
-    EXPECT_EQ("error 193", output_of(u"C:\\text.exe"));
-    EXPECT_EQ("error 2", output_of(u"C:\\none.exe with arguments"));
+    EXPECT_EQ(output_of(u"C:\\plain.exe"), "error 5");
+    EXPECT_EQ(output_of(u"C:\\text.exe"), "error 193");
+    EXPECT_EQ(output_of(u"C:\\none.exe with arguments"), "error 2");
 }
 
 TEST_F(LinuxProcessTest, OnlyInheritableHandlesReachTheChild) {
@@ -104,7 +104,7 @@ TEST_F(LinuxProcessTest, SocketsThatCloseMeanwhileGiveTheChildNoOthers) {
 
 TEST_F(LinuxProcessTest, NoZombieStaysWhenTheHandleIsClosedFirst) {
     Child child = test::start_child(test::child_command(u"copy 0"));
-    ASSERT_EQ(0u, child.error);
+    ASSERT_EQ(child.error, 0u);
     const fs::path process = "/proc/" + std::to_string(child.id);
     EXPECT_TRUE(fs::exists(process));
     test::close_child(child);  // its input ends with it

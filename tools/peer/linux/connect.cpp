@@ -36,7 +36,7 @@ struct Attempts {
             ::close(socket);
         }
     }
-    // Takes out those that have come to an end; false when the time is over.
+    // Removes finished attempts; false when the time is over.
     bool wait(std::chrono::milliseconds limit) {
         const int ready = ::poll(sockets.data(), sockets.size(), static_cast<int>(limit.count()));
         if (ready < 0) return errno == EINTR;

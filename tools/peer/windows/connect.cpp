@@ -38,7 +38,7 @@ struct Attempts {
             closesocket(socket);
         }
     }
-    // Takes out those that have come to an end; false when the time is over.
+    // Removes finished attempts; false when the time is over.
     bool wait(std::chrono::milliseconds limit) {
         fd_set done;
         fd_set failed;

@@ -9,7 +9,7 @@
 namespace peer::net {
 namespace {
 
-// Sockets are there from the first use to the end of the process.
+// Winsock stays started from the first use to the end of the process.
 bool started() {
     static const bool done = [] {
         WSADATA data;
@@ -78,7 +78,7 @@ Wait wait_readable(Socket socket, int timeout_ms) {
 Socket accept_from(Socket listener) {
     const SOCKET accepted = ::accept(native(listener), nullptr, nullptr);
     if (accepted == INVALID_SOCKET) return no_socket;
-    // What is accepted takes after its listener, inheritance by children excepted.
+    // An accepted socket inherits the listener's options, except handle inheritance.
     set_blocking(accepted, true);
     SetHandleInformation(reinterpret_cast<HANDLE>(accepted), HANDLE_FLAG_INHERIT, 0);
     return static_cast<Socket>(accepted);

@@ -52,7 +52,7 @@ std::vector<Directory> look_at_directories(const BaseDirectory& base, const Sett
         const bool inside = lies_below(directory.path, base.path);
         const bool goes_with_spool = &directory != directories.data() && lies_below(directory.path, spool + "\\");
         std::error_code error;
-        if (goes_with_spool && !directories[0].seen) continue;  // all has been said
+        if (goes_with_spool && !directories[0].seen) continue;  // already reported
         if (!inside && !is_complete_path(directory.path)) {
             findings.add("dirs.incomplete-path", what + ", has no drive or server",
                          "write the whole path, drive included, into print-provider.conf and restart the spooler");

@@ -22,7 +22,7 @@ bool same_word(const std::string& left, const char* right) {
     return util_strieq(left.c_str(), right) != 0;
 }
 
-// A counted string that lends the text; nothing of it is changed or owned.
+// A counted string over borrowed text.
 CountedString lent(const std::string& text) {
     const auto length = static_cast<std::int32_t>(text.size());
     return {length + 1, length, const_cast<char*>(text.c_str())};

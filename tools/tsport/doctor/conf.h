@@ -1,4 +1,4 @@
-// print-provider.conf and env-version: what the monitor makes of them.
+// print-provider.conf and env-version: read as the monitor reads them.
 #pragma once
 
 #include <memory>

@@ -1,4 +1,4 @@
-// tsport doctor: looks at everything that has to be right before a page comes out.
+// tsport doctor: checks everything that printing depends on.
 #pragma once
 
 #include "tools/tsport/run.h"

@@ -31,7 +31,7 @@ std::string json_text(const std::string& utf8) {
     return quoted(host::to_text(utf8));
 }
 
-// Lines for people hold nothing that a terminal would obey.
+// Text output contains no terminal control characters.
 std::string safe(const std::string& utf8) {
     return shown(host::to_text(utf8));
 }

@@ -1,4 +1,4 @@
-// What the doctor has to say: findings, what was looked at, and what could not be.
+// The doctor's results: findings, the areas it examined, and those it could not.
 #pragma once
 
 #include <string>
@@ -27,7 +27,7 @@ class Findings {
   public:
     explicit Findings(Choice choice = {}) : choice_(std::move(choice)) {}
 
-    // Whether anything of the area is asked for.
+    // Whether any finding of the area is requested.
     bool wants(const std::string& area) const;
 
     // `id` stands in the table of kinds; one that is not asked for is dropped. `mend` is the command or the edit.
@@ -42,7 +42,7 @@ class Findings {
         std::string mend;
     };
     const std::vector<Finding>& all() const { return findings_; }
-    // Whether nothing that is asked for could be looked at.
+    // Whether none of the requested areas could be examined.
     bool saw_nothing() const { return findings_.empty() && seen_.empty(); }
 
     std::string in_words() const;

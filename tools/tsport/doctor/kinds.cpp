@@ -1,4 +1,4 @@
-// All findings. docs/DOCTOR.md tells the same with cause and remedy; a test compares the two.
+// All findings. docs/DOCTOR.md lists them with cause and remedy; a test compares the two.
 #include "tools/tsport/doctor/findings.h"
 
 namespace tsport::doctor {

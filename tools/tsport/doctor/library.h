@@ -1,4 +1,4 @@
-// A library for Windows as a file: what a look at its headers shows.
+// The headers of a Windows library file.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,7 @@ struct LibraryFile {
 };
 constexpr std::uint16_t machine_x64 = 0x8664;
 
-// Bytes of any kind.
+// Accepts arbitrary bytes.
 LibraryFile read_library(const std::string& bytes);
 
 }  // namespace tsport::doctor

@@ -55,7 +55,7 @@ bool parse_error(const std::string& line, ErrorLine& error) {
     return true;
 }
 
-// What errors of one kind have in common: no numbers, no names.
+// Reduces a message to its kind: without numbers and names.
 std::string kind_of(const std::string& message) {
     const std::string prefix = message.rfind("TSM: ", 0) == 0 ? "TSM: " : "";
     std::string kind = message.substr(prefix.size());

@@ -1,4 +1,4 @@
-// What only a print server can show; each platform has its own body.
+// Queries that only a print server can answer; implemented once per platform.
 #pragma once
 
 #include <cstdint>
@@ -16,7 +16,7 @@ std::string system_directory();
 enum class Service { running, stopped, disabled, missing, unknown };
 Service spooler_service();
 
-// Who may do what with a file or a directory: the entries that count for itself, in order.
+// The access list of a file or directory: the entries that apply to the object itself, in order.
 struct AccessEntry {
     bool allows = false;
     std::uint32_t mask = 0;  // generic rights are spelled out

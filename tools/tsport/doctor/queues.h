@@ -1,4 +1,4 @@
-// Queues and ports that have lost each other.
+// Queues without a port and ports without a queue.
 #pragma once
 
 #include "tools/tsport/doctor/findings.h"

@@ -8,7 +8,7 @@
 namespace tsport::doctor {
 namespace {
 
-// Windows goes through the list in order: what is decided first for a right counts.
+// Windows evaluates the list in order: the first entry for a right decides.
 template <typename IsOneOfThem>
 std::uint32_t rights_of(const AccessList& access, std::uint32_t mask, IsOneOfThem is_one_of_them) {
     if (access.everybody) return mask;

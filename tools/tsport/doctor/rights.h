@@ -1,4 +1,4 @@
-// Who may see and change what the monitor works with.
+// Access rights on the files and directories that the monitor uses.
 #pragma once
 
 #include "tools/tsport/doctor/base.h"

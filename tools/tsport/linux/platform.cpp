@@ -57,7 +57,7 @@ FileLock::Result FileLock::try_take(const std::string& path, std::string& why) {
         why = std::strerror(errno);
         return Result::failed;
     }
-    // Whoever held it before has removed the file: then this lock keeps nobody out.
+    // The previous holder has removed the file, so this lock excludes nobody.
     struct stat mine {};
     struct stat now {};
     if (flock(file, LOCK_EX | LOCK_NB) != 0 || fstat(file, &mine) != 0 || stat(path_.c_str(), &now) != 0 ||

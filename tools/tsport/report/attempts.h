@@ -1,5 +1,5 @@
-// Which course of its job a document is. Only jobs that have failed and not come out since are remembered, a bounded
-// number of them, and no longer than a day: job numbers are used again.
+// Which course of its job a document is. Only jobs that failed and have not printed since are remembered, a bounded
+// number of them, for at most a day, because job numbers are reused.
 #pragma once
 
 #include <cstdint>
@@ -17,7 +17,7 @@ class Attempts {
 
     // For a document that starts: 1 for the first course of its job.
     std::uint16_t number_for(TextId printer, std::uint32_t job, Stamp now) const;
-    // Takes notice of how it went.
+    // Records its outcome.
     void note(const Document& document);
 
   private:

@@ -9,7 +9,7 @@
 
 namespace tsport::report {
 
-// What a thread is doing. The flags are what its log lines have said of the document so far.
+// The state of a thread. The flags record what its log lines have said of the document so far.
 struct Course {
     std::uint32_t thread = 0;
     std::uint64_t seen = 0;  // by the count of lines; 0: nobody's
@@ -52,8 +52,8 @@ class Threads {
     static constexpr size_t ways = 8;
 
     Threads() : courses_(sets * ways) {}
-    // Makes room for a thread that is not known by giving away the one of its set that was seen longest ago, after
-    // `before` was called for it.
+    // Makes room for an unknown thread by evicting the least recently seen one of its set, after calling `before` for
+    // it.
     template <typename Before>
     Course& of(std::uint32_t thread, std::uint64_t count, Before before) {
         if (last_->thread == thread && last_->seen != 0) return touch(*last_, count);

@@ -3,7 +3,7 @@
 namespace tsport::report {
 namespace {
 
-// A cell that a spreadsheet does not take for a formula, whatever a printer's name begins with.
+// A cell that no spreadsheet interprets as a formula, whatever a printer's name begins with.
 struct Cell {
     std::string_view text;
 };

@@ -1,5 +1,4 @@
-// What a report knows of one document: one course of a job from StartDocPort to EndDocPort. A job that is started anew
-// is a document anew.
+// A document in a report: one run of a job from StartDocPort to EndDocPort. A restarted job is another document.
 #pragma once
 
 #include <cstdint>
@@ -13,8 +12,8 @@ namespace tsport::report {
 enum class Outcome : std::uint8_t {
     printed,
     late,         // printed, after it was held or after an earlier course of the job had failed
-    refused,      // not approved: taken and thrown away
-    dropped,      // ordered by the helper: taken and thrown away
+    refused,      // not approved: accepted and discarded
+    dropped,      // ordered by the helper: accepted and discarded
     not_started,  // StartDocPort or OpenPort failed
     restarted,    // lost, and the spooler was asked to send the job again
     lost,         // some of it has not reached the printer, and nobody was asked to send it again

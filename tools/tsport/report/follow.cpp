@@ -12,7 +12,7 @@ bool is_slot_line(const Message& message) {
     return message.event == Event::statistics && is_slot(message.rest);
 }
 
-// What does not need the time of its line.
+// Messages that do not need the time of their line.
 bool is_timeless(Event event) {
     return event == Event::write || event == Event::given || event == Event::given_rewritten ||
            event == Event::statistics || event == Event::told;
@@ -77,7 +77,7 @@ bool Follower::take_detailed(const Line& line, const Message& message) {
     }
     const bool good = dispatch({course, line, message, now.value_or(course.last)});
     if (listener_.line && course.open) listener_.line(line, message, course.document);
-    // Only now, so that the last line of a document is still one of its own.
+    // Only now, so that the last line of a document still belongs to it.
     if (course.open && course.ended) close(course);
     return good;
 }

@@ -1,5 +1,5 @@
-// Follows the documents of a log, line by line. Documents that print at once are told apart by the thread that drives
-// each; lines written with Debug off name no thread, and are followed by PlainLines.
+// Follows the documents of a log, line by line. Documents that print at once are distinguished by the thread that
+// drives each; lines written with Debug off name no thread, and are followed by PlainLines.
 #pragma once
 
 #include <functional>

@@ -1,4 +1,4 @@
-// What each line does to its document.
+// The effect of each line on its document.
 #include <algorithm>
 #include <limits>
 

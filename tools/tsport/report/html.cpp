@@ -59,7 +59,7 @@ namespace {
 
 constexpr size_t most_rows = 10'000;
 
-// What the page shows one by one. Where that is not all, documents that came out are left out first.
+// The documents that the page lists. When not all fit, printed ones are left out first.
 Documents chosen(const Report& report) {
     Documents all = report.documents.in_order();
     if (all.size() <= most_rows) return all;

@@ -9,20 +9,20 @@
 
 namespace tsport::report::html {
 
-// A text as the page shows it, in an element or in a quoted attribute; whatever it holds, it is no markup.
+// A text as the page shows it, in an element or in a quoted attribute; always escaped.
 struct Shown {
     std::string_view text;
 };
 Writer& operator<<(Writer& out, Shown shown);
 
-// The style and the script of the page, and the hash by which the browser knows the script for ours.
+// The style and the script of the page, and the hash by which the page's policy admits the script.
 extern const char style[];
 extern const char script[];
 extern const char script_hash[];
 
 using Documents = std::vector<const Document*>;
 
-// What a document is drawn as.
+// How a document is drawn.
 enum class Look { printed, late, failed, kept_back, unknown };
 Look look_of(const Document& document);
 const char* class_of(Look look);

@@ -1,4 +1,4 @@
-// The pictures of the page: vectors without anything from outside.
+// The charts of the page: inline SVG without external resources.
 #include <algorithm>
 #include <array>
 #include <cstdio>

@@ -121,7 +121,7 @@ class Blocks {
         size_t size;                             // 0 at the end
         const std::vector<std::uint32_t>& ends;  // where its line feeds are
     };
-    // The next block; the one before it is given back.
+    // The next block; releases the previous one.
     Block next() {
         std::unique_lock lock(mutex_);
         if (taken_ > 0) buffers_[(taken_ - 1) % 2].full = false;

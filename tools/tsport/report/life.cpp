@@ -39,7 +39,7 @@ bool says_nothing(const Line& line, const Message& message) {
 
 void Collector::Life::take(const Line& line, const Message& message, const Document& document) {
     if (!document.has_job || document.job != job_) return;
-    // Two jobs may have the same number, on two printers; they are told apart here.
+    // Two jobs may have the same number, on two printers; they are distinguished here.
     if (begun_ && line.thread != thread_) tell_data();
     if (message.event == Event::start || (!begun_ && thread_ == 0)) {
         tell_data();

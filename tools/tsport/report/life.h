@@ -1,4 +1,4 @@
-// The life of one job, its lines put into words.
+// The history of one job: its log lines in plain words.
 #pragma once
 
 #include "tools/tsport/report/report.h"

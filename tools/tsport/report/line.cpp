@@ -151,7 +151,7 @@ bool take_thread(std::string_view& text, std::uint32_t& thread) {
 }
 
 std::optional<std::int64_t> take_number(std::string_view& text) {
-    // Nearly all are short, and the runtime's own way is a long one for them.
+    // Nearly all are short, for which the runtime's conversion is slow.
     const bool negative = text.starts_with('-');
     size_t size = negative ? 1 : 0;
     const size_t first = size;

@@ -8,7 +8,7 @@
 
 namespace tsport::report {
 
-// Milliseconds since 1970 in the log's own local time: what the clock on the server's wall showed.
+// Milliseconds since 1970 in the log's own local time: the server's local time.
 using Stamp = std::int64_t;
 
 constexpr size_t stamp_size = 23;  // "2026-03-01 09:05:07,042"
@@ -29,7 +29,7 @@ struct Line {
 enum class Kind {
     whole,
     cut,      // begins as a line of the log and does not end as one
-    foreign,  // has no time in front: a part of a name with a line break in it, or somebody else's
+    foreign,  // no leading time: part of a name with a line break, or from another program
 };
 // Without its line end. Views point into the text.
 Kind take_apart(std::string_view text, Line& line);
@@ -37,8 +37,7 @@ Kind take_apart(std::string_view text, Line& line);
 // Takes the thread off the end of a detailed message; false when none is there.
 bool take_thread(std::string_view& message, std::uint32_t& thread);
 
-// A decimal number at the front of a text, taken off it; nothing when there is none or it has more than 18
-// digits.
+// Removes a decimal number from the front of a text; nothing when there is none or it has more than 18 digits.
 std::optional<std::int64_t> take_number(std::string_view& text);
 
 }  // namespace tsport::report

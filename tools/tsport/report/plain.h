@@ -1,5 +1,5 @@
-// The lines of a log written with Debug off: no thread, no job, and nothing of documents that came out. Each thing that
-// went wrong makes a document of which little more is known.
+// The lines of a log written with Debug off: no thread, no job, and nothing of documents that were printed. Each thing
+// that went wrong makes a document of which little more is known.
 #pragma once
 
 #include <deque>
@@ -15,7 +15,7 @@ class PlainLines {
   public:
     PlainLines(Texts& texts, std::function<void(const Document&)> tell) : texts_(texts), tell_(std::move(tell)) {}
 
-    // False when the line is none that a document leaves.
+    // False when the line is not one of a document.
     bool take(Stamp now, std::string_view message, const Message& known);
     void finish();
 

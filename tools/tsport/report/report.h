@@ -27,12 +27,12 @@ struct Options {
     std::size_t rows = 40;  // of documents, for people; scripts and the page get all that are kept
 };
 
-// Takes the words behind the verb; false with the reason. `now` is what spans like "24h" count from.
+// Parses the arguments after the verb; false with the reason. `now` is what spans like "24h" count from.
 bool parse_options(const std::vector<std::string>& words, Stamp now, Options& options, std::string& why);
-// The clock on the wall.
+// The current local time.
 Stamp local_now();
 
-// What was found, and where.
+// The results and their sources.
 struct Report {
     Texts texts;
     Sums sums;
@@ -50,7 +50,7 @@ struct Report {
     std::string covers;  // what was asked for, in words: "job 7, printer Office"
 };
 
-// Takes lines, from wherever they come, into a report.
+// Adds log lines to a report.
 class Collector {
   public:
     // `life`, when it is set, gets the lines of the one job that was asked for, in words.

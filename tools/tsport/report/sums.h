@@ -1,4 +1,4 @@
-// What the documents of a log come to, in memory that does not grow with it.
+// Statistics over the documents of a log, in bounded memory.
 #pragma once
 
 #include <array>
@@ -41,9 +41,9 @@ struct Totals {
     void add(const Document& document);
     std::uint64_t of(Outcome outcome) const { return by_outcome[static_cast<size_t>(outcome)]; }
     std::uint64_t of(Trouble cause) const { return by_cause[static_cast<size_t>(cause)]; }
-    // Documents that did not come out; one whose end is not in the log is none of them.
+    // Documents that were not printed, except those whose end is not in the log.
     std::uint64_t failed() const;
-    // Those that there were, the most frequent first.
+    // Those that occurred, the most frequent first.
     std::vector<Trouble> causes() const;
 };
 

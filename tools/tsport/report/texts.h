@@ -1,5 +1,5 @@
 // The names and texts of a report, each kept once and as a number: documents stay small, and all of them together
-// bounded. They come from a log that anybody may have written.
+// bounded. They come from a log that is not trusted.
 #pragma once
 
 #include <cstdint>
@@ -20,7 +20,7 @@ class Texts {
     static constexpr size_t most_bytes = 4 << 20;  // ... and in all; further ones become "(too many names)"
 
     Texts();
-    // The text as it can be shown: UTF-8, with U+FFFD in place of what is none and of characters that steer a terminal
+    // The text made displayable: UTF-8, with U+FFFD in place of invalid bytes and of characters that control a terminal
     // or turn the direction of writing.
     TextId add(std::string_view raw);
     const std::string& operator[](TextId id) const { return texts_[id]; }

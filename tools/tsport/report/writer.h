@@ -1,4 +1,4 @@
-// Text that goes out in pieces, however long all of it gets.
+// Text that is written in pieces, whatever its total length.
 #pragma once
 
 #include <charconv>

@@ -77,7 +77,7 @@ FileLock::Result FileLock::try_take(const std::string& path, std::string& why) {
         handle_ = reinterpret_cast<std::intptr_t>(file);
         return Result::taken;
     }
-    // While its last holder lets go of it, access to the file is denied.
+    // While its last holder releases it, access to the file is denied.
     const DWORD error = GetLastError();
     const bool exists = GetFileAttributesW(text.c_str()) != INVALID_FILE_ATTRIBUTES;
     if (error == ERROR_SHARING_VIOLATION || (error == ERROR_ACCESS_DENIED && exists)) return Result::busy;

@@ -61,7 +61,7 @@ BOOL WINAPI sim_ImpersonatePrinterClient(HANDLE token) {
 
 using Function = void (*)();
 
-// The system's own; kept here because this program's calls of them may be redirected, too.
+// The system's functions, kept because this program's own calls may be redirected too.
 std::atomic<Function> load_library{nullptr};
 std::atomic<Function> get_proc_address{nullptr};
 
