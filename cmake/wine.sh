@@ -11,17 +11,20 @@ export WINEDLLOVERRIDES="${WINEDLLOVERRIDES:-mscoree,mshtml,winemenubuilder.exe=
 
 wine=$(command -v wine64 || echo /usr/lib/wine/wine64)
 
+# The number goes up when prefixes that were made before cannot be used any more.
+stamp=$WINEPREFIX/made-2
+
 make_prefix() {
     rm -rf "$WINEPREFIX"
     "$wine" wineboot --init || return
     wineserver --wait
-    touch "$WINEPREFIX/made"
+    touch "$stamp"
 }
 
 mkdir -p "$(dirname "$WINEPREFIX")"
 (
     flock 9
-    if [ ! -e "$WINEPREFIX/made" ]; then
+    if [ ! -e "$stamp" ]; then
         make_prefix >"$WINEPREFIX.log" 2>&1 </dev/null 9>&- || { cat "$WINEPREFIX.log" >&2; exit 1; }
     fi
 ) 9>"$WINEPREFIX.lock"

@@ -68,7 +68,7 @@ windows_printer() {
 windows_print() {
     local folder port='' result=0 i
     say "Printing from Wine to a printer outside ..."
-    folder=$(mktemp -d /tmp/windows-print-XXXXXX)
+    folder=$(mktemp -d)
     head -c 3000001 /dev/urandom >"$folder/document.prn"
     windows_printer "$folder/received" --connections 4
     for ((i = 0; i < 100; ++i)); do
@@ -90,7 +90,7 @@ windows_print() {
 windows_spooler() {
     local folder name output=$windows_folder/reports/spooler.log result=0
     say "Printing through Wine's spooler ..."
-    folder=$(mktemp -d /tmp/windows-spooler-XXXXXX)
+    folder=$(mktemp -d)
     mkdir -p "$windows_folder/reports"
     windows_printers=()
     for name in first second third fourth; do windows_printer "$folder/$name"; done

@@ -6,7 +6,7 @@ set -euo pipefail
 native=$(realpath "$1")
 windows=$(realpath "$2")
 # Both work in the same folder, one after the other: its path stands in the log.
-folder=$(mktemp -d /tmp/compare-XXXXXX)
+folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 
 "$native/bin/transcript" "$folder/work" "$folder/native" 2>/dev/null

@@ -11,7 +11,7 @@ namespace {
 
 // The folder that is "C:" in this process.
 struct Root {
-    std::string path = "/tmp/tsm-test-XXXXXX";
+    std::string path = (std::filesystem::temp_directory_path() / "tsm-test-XXXXXX").string();
 
     Root() {
         if (::mkdtemp(path.data()) == nullptr) ::abort();
