@@ -18,7 +18,7 @@ struct Ended {
 
 Ended run_program(const std::string& name, const std::string& arguments) {
     const Text path = host::windows_path(host::executable_folder() + "/" + name);
-    Child child = start_child(W("\"") + path + W("\" ") + host::to_text(arguments));
+    Child child = start_child(path + W(" ") + host::to_text(arguments));
     Ended ended{"error " + std::to_string(child.error), 999};
     if (child.error != 0) return ended;
     CloseHandle(child.input);
@@ -53,7 +53,7 @@ class Spoolhost : public PrintServer {
     Ended spoolhost(const std::string& options) {
         const std::string file = utf8_of(fs::path(folder.base) / "page.prn");
         write_file(path_of(file), pattern(5000));
-        return run_program("spoolhost", options + " \"" + file + "\"");
+        return run_program("spoolhost", options + " " + file);
     }
     std::string printer_option() const { return "--printer 127.0.0.1:" + std::to_string(office->port()); }
 };
@@ -88,7 +88,7 @@ TEST_F(Spoolhost, TellsThatTheHelperDroppedAJob) {
     add_printer(W("Office"));
     ASSERT_TRUE(host::install_helper(folder) && host::write_settings_record(folder, "Printer 1") &&
                 host::set_helper_script(folder, "on startdoc DELETE"));
-    const Ended ended = spoolhost(printer_option() + " --base \"" + folder.install + "\"");
+    const Ended ended = spoolhost(printer_option() + " --base " + folder.install);
     EXPECT_EQ(ended.status, 1u);
     EXPECT_NE(ended.output.find("dropped by order of the helper program\n0 of 1 jobs were printed"), std::string::npos)
         << ended.output;

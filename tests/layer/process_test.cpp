@@ -52,7 +52,7 @@ TEST(Process, ChildrenDoNotKeepEachOthersPipesOpen) {
 
 TEST(Process, AMissingProgramIsReportedToTheCaller) {
     test::WideString missing = child_command(W(""));
-    missing.insert(missing.find(W('"'), 1), W("_missing"));
+    missing.insert(missing.find(W(' ')), W("_missing"));
     EXPECT_EQ(test::output_of(missing), "error 2");
 }
 

@@ -25,13 +25,14 @@ def source_lines():
     for folder in ("common", "winportmon/tsmon"):
         for file in sorted((root / folder).glob("*.cpp")):
             code = re.sub(r"^\s*//.*$", "", file.read_text(), flags=re.M)
-            call = re.compile(r"\blog_(error|info|debug|dev|plain)(?:_last_error|_code)?\(\s*(?:LOG_\w+,\s*)?LOG_HERE,"
+            call = re.compile(r"\blog_(error|info|debug|dev|plain|failure)(?:_last_error|_code)?\(\s*(?:[^\";]*?,\s*)?LOG_HERE,"
                               r"[^\";]*?(" + LITERALS + ")", re.S)
             taken = []
             for found in call.finditer(code):
                 taken.append(found.span(2))
                 if text_of(found[2]) != "%s":
-                    lines.add((found[1], file.stem, text_of(found[2])))
+                    level = "error" if found[1] == "failure" else found[1]
+                    lines.add((level, file.stem, text_of(found[2])))
             taken += [found.span(1) for found in re.finditer(r"OutputDebugStringA\((" + LITERALS + ")", code)]
             for found in re.finditer(LITERALS, code):
                 text = text_of(found[0])

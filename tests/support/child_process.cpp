@@ -17,7 +17,7 @@ WideString child_command(const WideString& arguments) {
     const std::string path = TEST_CHILD;
     WideString command(path.begin(), path.end());
     std::replace(command.begin(), command.end(), W('/'), W('\\'));
-    return W("\"") + command + W("\" ") + arguments;
+    return command + W(" ") + arguments;
 }
 
 Child start_child(WideString command) {

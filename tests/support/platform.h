@@ -14,8 +14,8 @@ size_t open_handles();
 // The largest amount of memory the process has held so far, in bytes.
 size_t peak_memory();
 
-// The time zone of the process, in the form of the variable TZ; null: the machine's own again.
-void set_time_zone(const char* zone);
+// A variable of the environment, the time zone TZ among them; null removes it.
+void set_variable(const char* name, const char* value);
 
 // Lets the monitor's waits run this many times as fast until the scope ends.
 class FastClock {

@@ -20,7 +20,6 @@ std::u16string windows_path(const std::string& native);
 void set_clock_speed(double factor);
 
 void set_computer_name(const std::u16string& name);
-void set_user_name(const std::u16string& name);
 // The numeric addresses a host name resolves to, in their order; none removes the name again.
 void set_host(const std::u16string& name, const std::vector<std::string>& addresses);
 // Whether a name that is not set is asked of this machine's resolver (yes from the start); numeric addresses and
@@ -35,9 +34,8 @@ void clear_registry();
 // Handles, sockets, find handles and keys that are open now, and one line per handle for a report.
 size_t open_handles();
 std::string describe_open_handles();
-// Memory of GlobalAlloc that is not freed, and loads of libraries that are not freed again.
+// Memory of GlobalAlloc that is not freed.
 size_t open_allocations();
-size_t open_libraries();
 // Uses of a handle that was not open (a double close, say), of a lock that was not held or still was.
 std::uint64_t misuses();
 

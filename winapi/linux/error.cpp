@@ -232,11 +232,6 @@ DWORD lookup(const ErrnoCode (&codes)[Size], int error, DWORD otherwise) {
     return found != codes + Size ? found->code : otherwise;
 }
 
-DWORD format_fail(DWORD error) {
-    SetLastError(error);
-    return 0;
-}
-
 }  // namespace
 
 DWORD GetLastError() {
@@ -249,21 +244,21 @@ void SetLastError(DWORD code) {
 
 DWORD FormatMessageW(DWORD flags, LPCVOID source, DWORD message_id, DWORD language_id, LPWSTR buffer, DWORD size,
                      void* arguments) {
-    if (format_message_point.fails()) return format_fail(ERROR_MR_MID_NOT_FOUND);
+    if (format_message_point.fails()) return winapi::fail(ERROR_MR_MID_NOT_FOUND, 0u);
     const bool plain = flags == (FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS);
     if (!plain || source != nullptr || arguments != nullptr || buffer == nullptr) {
-        return format_fail(ERROR_INVALID_PARAMETER);
+        return winapi::fail(ERROR_INVALID_PARAMETER, 0u);
     }
     constexpr DWORD us_english = 0x409;
     if (language_id != 0 && language_id != MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT) && language_id != us_english) {
-        return format_fail(ERROR_RESOURCE_LANG_NOT_FOUND);
+        return winapi::fail(ERROR_RESOURCE_LANG_NOT_FOUND, 0u);
     }
     const Message* const message = find_message(message_id);
-    if (message == nullptr) return format_fail(ERROR_MR_MID_NOT_FOUND);
+    if (message == nullptr) return winapi::fail(ERROR_MR_MID_NOT_FOUND, 0u);
 
     constexpr std::u16string_view line_end = u"\r\n";
     const size_t length = message->text.size() + line_end.size();
-    if (size <= length) return format_fail(ERROR_INSUFFICIENT_BUFFER);
+    if (size <= length) return winapi::fail(ERROR_INSUFFICIENT_BUFFER, 0u);
     WCHAR* const end = std::copy(message->text.begin(), message->text.end(), buffer);
     *std::copy(line_end.begin(), line_end.end(), end) = 0;
     return static_cast<DWORD>(length);
@@ -278,11 +273,6 @@ namespace winapi {
 
 void set_debugger(void (*sink)(const char* text)) {
     debugger = sink;
-}
-
-BOOL fail(DWORD error) {
-    SetLastError(error);
-    return FALSE;
 }
 
 DWORD error_from_errno(int error) {

@@ -28,11 +28,6 @@ winapi::fault::Point find_first_point("FindFirstFileW");
 winapi::fault::Point find_next_point("FindNextFileW");
 winapi::fault::Point find_close_point("FindClose");
 
-HANDLE fail_open(DWORD error) {
-    SetLastError(error);
-    return INVALID_HANDLE_VALUE;
-}
-
 bool is_supported(DWORD access, DWORD share, DWORD disposition, DWORD flags, HANDLE template_file) {
     return access != 0 && (access & ~(GENERIC_READ | GENERIC_WRITE)) == 0 &&
            (share & ~(FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE)) == 0 && disposition >= CREATE_NEW &&
@@ -108,15 +103,17 @@ DWORD next_entry(Find& find, WIN32_FIND_DATAW& data) {
 
 HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security, DWORD disposition,
                    DWORD flags, HANDLE template_file) {
-    if (create_file_point.fails()) return fail_open(ERROR_ACCESS_DENIED);
-    if (!is_supported(access, share, disposition, flags, template_file)) return fail_open(ERROR_INVALID_PARAMETER);
+    if (create_file_point.fails()) return winapi::fail(ERROR_ACCESS_DENIED, INVALID_HANDLE_VALUE);
+    if (!is_supported(access, share, disposition, flags, template_file))
+        return winapi::fail(ERROR_INVALID_PARAMETER, INVALID_HANDLE_VALUE);
     std::string native;
-    if (const DWORD error = winapi::resolve_path(path, native)) return fail_open(error);
+    if (const DWORD error = winapi::resolve_path(path, native)) return winapi::fail(error, INVALID_HANDLE_VALUE);
 
     std::shared_ptr<OpenFile> file;
     bool existed = false;
     const winapi::OpenRequest request = {access, share, disposition, false, "file"};
-    if (const DWORD error = winapi::open_file(native, request, file, existed)) return fail_open(error);
+    if (const DWORD error = winapi::open_file(native, request, file, existed))
+        return winapi::fail(error, INVALID_HANDLE_VALUE);
     file->inheritable = security != nullptr && security->bInheritHandle != FALSE;
     // The only success that also sets the last error.
     if (disposition == CREATE_ALWAYS || disposition == OPEN_ALWAYS) {
@@ -185,12 +182,12 @@ BOOL CloseHandle(HANDLE handle) {
 }
 
 HANDLE FindFirstFileW(LPCWSTR pattern, WIN32_FIND_DATAW* data) {
-    if (find_first_point.fails()) return fail_open(ERROR_ACCESS_DENIED);
-    if (data == nullptr) return fail_open(ERROR_INVALID_PARAMETER);
+    if (find_first_point.fails()) return winapi::fail(ERROR_ACCESS_DENIED, INVALID_HANDLE_VALUE);
+    if (data == nullptr) return winapi::fail(ERROR_INVALID_PARAMETER, INVALID_HANDLE_VALUE);
     const auto find = std::make_shared<Find>();
-    if (const DWORD error = listed_folder(pattern, find->folder)) return fail_open(error);
-    if (const DWORD error = list_folder(find->folder, find->names)) return fail_open(error);
-    if (const DWORD error = next_entry(*find, *data)) return fail_open(error);
+    if (const DWORD error = listed_folder(pattern, find->folder)) return winapi::fail(error, INVALID_HANDLE_VALUE);
+    if (const DWORD error = list_folder(find->folder, find->names)) return winapi::fail(error, INVALID_HANDLE_VALUE);
+    if (const DWORD error = next_entry(*find, *data)) return winapi::fail(error, INVALID_HANDLE_VALUE);
     return winapi::insert_handle(find);
 }
 

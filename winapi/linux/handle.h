@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "winapi/linux/error.h"
 #include "winapi/linux/types.h"
 
 namespace winapi {
@@ -64,13 +65,21 @@ void count_misuse();
 DWORD error_from_errno(int error);
 int wsa_error_from_errno(int error);
 
-// Sets the last error and returns FALSE.
-BOOL fail(DWORD error);
+// Sets the last error and returns what the function gives for a failure.
+template <typename Result = BOOL>
+Result fail(DWORD error, Result result = FALSE) {
+    SetLastError(error);
+    return result;
+}
 
 // The layer's clock: milliseconds that `milliseconds` of its time take in real time, and its time now.
 std::int64_t real_milliseconds(DWORD milliseconds);
 std::uint64_t clock_milliseconds();
 
+// The form of a letter in which its case makes no difference, whatever the process's locale is. A letter beyond ASCII
+// never turns into one within it (the Kelvin sign is no "k"), as in Windows' comparison. Names of the registry and
+// lstrcmpiW use the same.
+WCHAR fold_case(WCHAR c);
 std::u16string to_utf16(const std::string& text);
 std::string to_utf8(LPCWSTR text);
 

@@ -108,11 +108,6 @@ bool names_spooler(LPCWSTR path) {
     return lstrcmpiW(text.c_str() + last, u"SPOOLSS.DLL") == 0;
 }
 
-HMODULE load_failed(DWORD error) {
-    winapi::fail(error);
-    return nullptr;
-}
-
 }  // namespace
 
 namespace winapi {
@@ -128,24 +123,17 @@ void unregister_module(HINSTANCE instance) {
     std::erase_if(modules().list, [instance](const Module& module) { return module.instance == instance; });
 }
 
-size_t open_libraries() {
-    const std::lock_guard lock(modules().mutex);
-    size_t loads = 0;
-    for (const Module& module : modules().list) loads += module.loads;
-    return loads;
-}
-
 }  // namespace winapi
 
 HMODULE LoadLibraryW(LPCWSTR path) {
-    if (load_point.fails() || path == nullptr) return load_failed(ERROR_MOD_NOT_FOUND);
+    if (load_point.fails() || path == nullptr) return winapi::fail(ERROR_MOD_NOT_FOUND, nullptr);
     if (names_spooler(path)) return load_spooler();
     std::string native;
     if (winapi::resolve_path(path, native) != 0 || access(native.c_str(), F_OK) != 0) {
-        return load_failed(ERROR_MOD_NOT_FOUND);
+        return winapi::fail(ERROR_MOD_NOT_FOUND, nullptr);
     }
     void* const handle = dlopen(native.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (handle == nullptr) return load_failed(ERROR_BAD_EXE_FORMAT);
+    if (handle == nullptr) return winapi::fail(ERROR_BAD_EXE_FORMAT, nullptr);
     link_map* map = nullptr;
     dlinfo(handle, RTLD_DI_LINKMAP, &map);
     return count_load(map, handle);
@@ -169,10 +157,7 @@ FARPROC GetProcAddress(HMODULE module, LPCSTR name) {
         if (native != nullptr) address = dlsym(native, name);
     }
     // dlsym looks through the libraries that this one needs too.
-    if (address == nullptr || map_of_address(address) != map) {
-        winapi::fail(ERROR_PROC_NOT_FOUND);
-        return nullptr;
-    }
+    if (address == nullptr || map_of_address(address) != map) return winapi::fail(ERROR_PROC_NOT_FOUND, nullptr);
     return reinterpret_cast<FARPROC>(address);
 }
 
@@ -227,8 +212,7 @@ Heap& heap() {
 
 void* out_of_memory() {
     errno = ENOMEM;
-    winapi::fail(ERROR_NOT_ENOUGH_MEMORY);
-    return nullptr;
+    return winapi::fail(ERROR_NOT_ENOUGH_MEMORY, nullptr);
 }
 
 }  // namespace
@@ -244,10 +228,7 @@ int LoadStringW(HINSTANCE instance, UINT id, LPWSTR buffer, int size) {
 }
 
 UINT GetSystemDirectoryW(LPWSTR buffer, UINT size) {
-    if (directory_point.fails()) {
-        winapi::fail(ERROR_NOT_ENOUGH_MEMORY);
-        return 0;
-    }
+    if (directory_point.fails()) return winapi::fail(ERROR_NOT_ENOUGH_MEMORY, 0u);
     static constexpr WCHAR directory[] = u"C:\\Windows\\System32";
     constexpr UINT needed = std::size(directory);
     if (buffer == nullptr || size < needed) return needed;
@@ -266,10 +247,7 @@ size_t open_allocations() {
 
 HGLOBAL GlobalAlloc(UINT flags, SIZE_T size) {
     if (alloc_point.fails()) return out_of_memory();
-    if ((flags & ~GMEM_ZEROINIT) != 0) {
-        winapi::fail(ERROR_INVALID_PARAMETER);
-        return nullptr;
-    }
+    if ((flags & ~GMEM_ZEROINIT) != 0) return winapi::fail(ERROR_INVALID_PARAMETER, nullptr);
     const size_t bytes = std::max<size_t>(size, 1);
     void* const block = (flags & GMEM_ZEROINIT) != 0 ? std::calloc(1, bytes) : std::malloc(bytes);
     if (block == nullptr) return out_of_memory();
@@ -292,8 +270,7 @@ HGLOBAL GlobalFree(HGLOBAL memory) {
         winapi::count_misuse();
     }
     if (known && !injected) return nullptr;
-    winapi::fail(ERROR_INVALID_HANDLE);
-    return memory;
+    return winapi::fail(ERROR_INVALID_HANDLE, memory);
 }
 
 // Called by a library linked with --wrap in place of the plain functions.

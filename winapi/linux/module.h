@@ -5,8 +5,6 @@
 
 #define DLL_PROCESS_DETACH 0u
 #define DLL_PROCESS_ATTACH 1u
-#define DLL_THREAD_ATTACH 2u
-#define DLL_THREAD_DETACH 3u
 
 // A library built here carries winapi/linux/dll_entry.cpp, which calls its DllMain at load and unload and makes its
 // string table known. "...\SPOOLSS.DLL" names the spooler simulation, in which EnumPortsW is found.
@@ -18,7 +16,6 @@ BOOL DisableThreadLibraryCalls(HMODULE module);
 int LoadStringW(HINSTANCE instance, UINT id, LPWSTR buffer, int size);
 UINT GetSystemDirectoryW(LPWSTR buffer, UINT size);
 
-#define GMEM_FIXED 0x0u
 #define GMEM_ZEROINIT 0x40u
 #define GPTR 0x40u
 HGLOBAL GlobalAlloc(UINT flags, SIZE_T size);

@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -104,15 +105,9 @@ DWORD find_file(const std::u16string& name, std::string& path) {
     return is_file(path) ? 0 : ERROR_FILE_NOT_FOUND;
 }
 
-// Finds the program of a command line and the place behind its name. An unquoted name may hold blanks: it is
-// tried up to each of them, the shortest first. When nothing is found the first attempt's error counts.
+// Finds the program of an unquoted command line and the place behind its name. A name may hold blanks: it is tried up
+// to each of them, the shortest first. When nothing is found the first attempt's error counts.
 DWORD find_program(const std::u16string& line, std::string& path, size_t& end) {
-    if (!line.empty() && line[0] == u'"') {
-        end = std::min(line.find(u'"', 1), line.size());
-        const DWORD error = find_file(line.substr(1, end - 1), path);
-        end = std::min(end + 1, line.size());
-        return error;
-    }
     DWORD first_error = 0;
     for (end = 0; end <= line.size(); ++end) {
         if (end < line.size() && !is_blank(line[end])) continue;
@@ -123,35 +118,14 @@ DWORD find_program(const std::u16string& line, std::string& path, size_t& end) {
     return first_error;
 }
 
-// One argument from `at` on, by the C runtime's rules: backslashes count in front of a quote only.
-std::u16string next_argument(const std::u16string& line, size_t& at) {
-    std::u16string argument;
-    bool quoted = false;
-    for (; at < line.size() && (quoted || !is_blank(line[at])); ++at) {
-        size_t backslashes = 0;
-        for (; at < line.size() && line[at] == u'\\'; ++at) ++backslashes;
-        const bool quote = at < line.size() && line[at] == u'"';
-        argument.append(quote ? backslashes / 2 : backslashes, u'\\');
-        if (quote && backslashes % 2 == 0) {
-            quoted = !quoted;
-        } else if (quote) {
-            argument += u'"';
-        } else if (backslashes > 0) {
-            --at;  // what follows them is looked at anew
-        } else {
-            argument += line[at];
-        }
-    }
-    return argument;
-}
-
 std::vector<std::string> split_arguments(const std::string& program, const std::u16string& line, size_t at) {
     std::vector<std::string> arguments{program};
-    for (;;) {
-        while (at < line.size() && is_blank(line[at])) ++at;
-        if (at >= line.size()) return arguments;
-        arguments.push_back(winapi::to_utf8(next_argument(line, at).c_str()));
+    while (at < line.size()) {
+        const size_t end = std::min(line.find_first_of(u" \t", at), line.size());
+        if (end > at) arguments.push_back(winapi::to_utf8(line.substr(at, end - at).c_str()));
+        at = end + 1;
     }
+    return arguments;
 }
 
 }  // namespace
@@ -160,121 +134,72 @@ std::vector<std::string> split_arguments(const std::string& program, const std::
 
 namespace {
 
-constexpr int first_free = 3;    // below are the standard descriptors
-constexpr int keep_own = -1;     // the child's standard descriptor is this process's
-constexpr int null_device = -2;  // it has none
+struct SpawnActions {
+    SpawnActions() { posix_spawn_file_actions_init(&actions); }
+    ~SpawnActions() { posix_spawn_file_actions_destroy(&actions); }
+    SpawnActions(const SpawnActions&) = delete;
+    SpawnActions& operator=(const SpawnActions&) = delete;
 
-// All that the child needs between fork and exec, where nothing may allocate or lock.
-struct Launch {
-    std::string program;
-    std::vector<std::string> arguments;
-    std::vector<char*> argv;
-    std::array<int, 3> standard{keep_own, keep_own, keep_own};
-    bool inherit = false;
-    std::vector<int> inherited;
-    int report = -1;  // takes the errno of a failed exec; closed by a successful one
-    sigset_t signals{};
+    // The descriptor is the child's `target`. The same number keeps it open, although it is close-on-exec here.
+    void give(int fd, int target) { posix_spawn_file_actions_adddup2(&actions, fd, target); }
+    void give_null_device(int target) { posix_spawn_file_actions_addopen(&actions, target, "/dev/null", O_RDWR, 0); }
+
+    posix_spawn_file_actions_t actions;
 };
 
-void prepare_arguments(Launch& launch, const std::u16string& line, size_t end) {
-    launch.arguments = split_arguments(launch.program, line, end);
-    for (std::string& argument : launch.arguments) launch.argv.push_back(argument.data());
-    launch.argv.push_back(nullptr);
-}
-
-int standard_descriptor(HANDLE handle) {
-    if (handle == nullptr || handle == INVALID_HANDLE_VALUE) return null_device;
+int descriptor_of(HANDLE handle) {
+    if (handle == nullptr || handle == INVALID_HANDLE_VALUE) return -1;
     const auto object = winapi::find_handle(handle);
-    return object != nullptr && object->descriptor() >= 0 ? object->descriptor() : null_device;
+    return object != nullptr ? object->descriptor() : -1;
 }
 
-void prepare_descriptors(Launch& launch, bool inherit, const STARTUPINFOW& startup) {
-    launch.inherit = inherit;
-    if ((startup.dwFlags & STARTF_USESTDHANDLES) == 0) return;
-    const std::array<HANDLE, 3> handles{startup.hStdInput, startup.hStdOutput, startup.hStdError};
-    for (size_t i = 0; i < handles.size(); ++i) {
-        launch.standard[i] = standard_descriptor(handles[i]);
+bool contains(const std::vector<int>& descriptors, int fd) {
+    return std::find(descriptors.begin(), descriptors.end(), fd) != descriptors.end();
+}
+
+// A standard handle that does not reach the child, for want of inheritance say, is the null device there. One that does
+// has its standard number there and no other, so that the child closes it when it closes that.
+void give_handles(SpawnActions& child, const std::vector<int>& inherited, const STARTUPINFOW& startup) {
+    const std::vector<int> standard{descriptor_of(startup.hStdInput), descriptor_of(startup.hStdOutput),
+                                    descriptor_of(startup.hStdError)};
+    for (int target = 0; target < 3; ++target) {
+        const int fd = standard[static_cast<size_t>(target)];
+        if (contains(inherited, fd)) {
+            child.give(fd, target);
+        } else {
+            child.give_null_device(target);
+        }
+    }
+    for (const int fd : inherited) {
+        if (!contains(standard, fd)) child.give(fd, fd);
     }
 }
 
-bool reaches_child(const Launch& launch, int fd) {
-    return std::find(launch.inherited.begin(), launch.inherited.end(), fd) != launch.inherited.end();
-}
-
-// Of the child, from here to run_child: async-signal-safe calls only.
-
-void close_others_at_exec() {
-    if (close_range(first_free, ~0u, CLOSE_RANGE_CLOEXEC) == 0) return;
-    constexpr int most = 65536;
-    for (int fd = first_free; fd < most; ++fd) fcntl(fd, F_SETFD, FD_CLOEXEC);
-}
-
-// Descriptors that the standard ones are about to replace are moved out of their way first.
-int moved_up(int fd) {
-    if (fd == null_device) fd = open("/dev/null", O_RDWR | O_CLOEXEC);
-    return fd >= 0 && fd < first_free ? fcntl(fd, F_DUPFD_CLOEXEC, first_free) : fd;
-}
-
-void set_standard_descriptors(const Launch& launch) {
-    std::array<int, 3> sources{};
-    for (size_t i = 0; i < sources.size(); ++i) sources[i] = moved_up(launch.standard[i]);
-    for (size_t i = 0; i < sources.size(); ++i) {
-        if (sources[i] >= 0) dup2(sources[i], static_cast<int>(i));
-    }
-}
-
-[[noreturn]] void run_child(const Launch& launch) {
-    set_standard_descriptors(launch);
-    close_others_at_exec();
-    for (const int fd : launch.inherited) {
-        // One that has become a standard handle is that handle, and ends with it.
-        const bool standard = std::find(launch.standard.begin(), launch.standard.end(), fd) != launch.standard.end();
-        if (fd >= first_free && !standard) fcntl(fd, F_SETFD, 0);
-    }
-    signal(SIGPIPE, SIG_DFL);
-    sigprocmask(SIG_SETMASK, &launch.signals, nullptr);
-    execv(launch.program.c_str(), launch.argv.data());
-    const int error = errno;
-    const ssize_t written = write(launch.report, &error, sizeof error);
-    _exit(written == sizeof error ? 127 : 126);
-}
-
-// Of the parent.
-
-// Both ends are out of the way of the child's standard descriptors.
-DWORD open_report(std::array<int, 2>& ends) {
-    if (pipe2(ends.data(), O_CLOEXEC) != 0) return winapi::error_from_errno(errno);
-    for (int& end : ends) {
-        if (end >= first_free) continue;
-        const int low = end;
-        end = fcntl(low, F_DUPFD_CLOEXEC, first_free);
-        close(low);
-    }
-    return ends[0] >= 0 && ends[1] >= 0 ? 0 : ERROR_TOO_MANY_OPEN_FILES;
-}
-
-// The errno of a failed start; 0 when the program runs.
-int read_report(int fd) {
-    int error = 0;
-    ssize_t count = 0;
-    do {
-        count = read(fd, &error, sizeof error);
-    } while (count < 0 && errno == EINTR);
-    return count == sizeof error ? error : 0;
-}
-
-DWORD error_from_exec(int error) {
+DWORD error_from_spawn(int error) {
     switch (error) {
+        case 0:
+            return 0;
         case ENOEXEC:
         case ELIBBAD:
             return ERROR_BAD_EXE_FORMAT;
         case E2BIG:
             return ERROR_FILENAME_EXCED_RANGE;
-        case ETXTBSY:
-            return ERROR_SHARING_VIOLATION;
         default:
             return winapi::error_from_errno(error);
     }
+}
+
+// What the child inherits stays open until it has it: the number of a handle that another thread closes could be given
+// to something else meanwhile, which the child would keep open.
+DWORD spawn(std::vector<std::string> arguments, bool inherit, const STARTUPINFOW& startup, pid_t& pid) {
+    std::vector<char*> argv;
+    for (std::string& argument : arguments) argv.push_back(argument.data());
+    argv.push_back(nullptr);
+    SpawnActions child;
+    winapi::Inheritance inheritance;
+    if (inherit) inheritance = winapi::inheritable_descriptors();
+    give_handles(child, inheritance.descriptors, startup);
+    return error_from_spawn(posix_spawn(&pid, argv[0], &child.actions, nullptr, argv.data(), environ));
 }
 
 int wait_for_exit(pid_t pid) {
@@ -282,38 +207,6 @@ int wait_for_exit(pid_t pid) {
     while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
     }
     return status;
-}
-
-// What the child inherits stays open until it has it: the number of a handle that another thread closes could be given
-// to something else meanwhile, which the child would keep open.
-pid_t fork_with_handles(Launch& launch) {
-    winapi::Inheritance inheritance;
-    if (launch.inherit) inheritance = winapi::inheritable_descriptors();
-    launch.inherited = inheritance.descriptors;
-    for (int& fd : launch.standard) {
-        // A standard handle that the child does not inherit is missing there.
-        if (fd != keep_own && !reaches_child(launch, fd)) fd = null_device;
-    }
-    const pid_t pid = fork();
-    if (pid == 0) run_child(launch);
-    return pid;
-}
-
-DWORD fork_and_exec(Launch& launch, pid_t& pid) {
-    std::array<int, 2> report{-1, -1};
-    if (const DWORD error = open_report(report); error != 0) {
-        for (const int end : report) close(end);
-        return error;
-    }
-    launch.report = report[1];
-    pid = fork_with_handles(launch);
-    const int fork_error = errno;
-    close(report[1]);
-    const int exec_error = pid > 0 ? read_report(report[0]) : 0;
-    close(report[0]);
-    if (pid < 0) return winapi::error_from_errno(fork_error);
-    if (exec_error != 0) wait_for_exit(pid);
-    return exec_error == 0 ? 0 : error_from_exec(exec_error);
 }
 
 }  // namespace
@@ -366,36 +259,6 @@ bool watch(pid_t pid, const std::shared_ptr<Exit>& exit) {
     }
 }
 
-DWORD start(Launch& launch, PROCESS_INFORMATION& information) {
-    pid_t pid = -1;
-    if (const DWORD error = fork_and_exec(launch, pid); error != 0) return error;
-    auto process = std::make_shared<Process>();
-    if (!watch(pid, process->exit)) {
-        kill(pid, SIGKILL);
-        wait_for_exit(pid);
-        return ERROR_NOT_ENOUGH_MEMORY;
-    }
-    information.hProcess = winapi::insert_handle(std::move(process));
-    information.hThread = winapi::insert_handle(std::make_shared<Thread>());
-    information.dwProcessId = static_cast<DWORD>(pid);
-    information.dwThreadId = static_cast<DWORD>(pid);
-    return 0;
-}
-
-// Signals wait meanwhile: none is handled in the child before it is another program, nor by the watching
-// thread.
-DWORD start_undisturbed(Launch& launch, PROCESS_INFORMATION& information) {
-    sigset_t all;
-    sigset_t before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
-    launch.signals = before;
-    sigdelset(&launch.signals, SIGPIPE);
-    const DWORD error = start(launch, information);
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    return error;
-}
-
 }  // namespace
 
 BOOL CreateProcessW(LPCWSTR application, LPWSTR command_line, SECURITY_ATTRIBUTES* process_security,
@@ -403,20 +266,29 @@ BOOL CreateProcessW(LPCWSTR application, LPWSTR command_line, SECURITY_ATTRIBUTE
                     LPCWSTR directory, STARTUPINFOW* startup, PROCESS_INFORMATION* information) {
     if (create_process_point.fails()) return winapi::fail(ERROR_NOT_ENOUGH_MEMORY);
     const bool refused = application != nullptr || command_line == nullptr || process_security != nullptr ||
-                         thread_security != nullptr || (flags & ~CREATE_NO_WINDOW) != 0 || environment != nullptr ||
-                         directory != nullptr || startup == nullptr || information == nullptr;
-    constexpr DWORD known_startup = STARTF_USESHOWWINDOW | STARTF_USESTDHANDLES;
-    if (refused || (startup->dwFlags & ~known_startup) != 0) return winapi::fail(ERROR_INVALID_PARAMETER);
+                         thread_security != nullptr || flags != 0 || environment != nullptr || directory != nullptr ||
+                         startup == nullptr || information == nullptr;
+    constexpr DWORD startup_flags = STARTF_USESHOWWINDOW | STARTF_USESTDHANDLES;
+    if (refused || startup->dwFlags != startup_flags) return winapi::fail(ERROR_INVALID_PARAMETER);
 
     const std::u16string line = command_line;
-    Launch launch;
+    std::string program;
     size_t end = 0;
-    DWORD error = find_program(line, launch.program, end);
+    if (const DWORD error = find_program(line, program, end)) return winapi::fail(error);
+    pid_t pid = -1;
+    const DWORD error = spawn(split_arguments(program, line, end), inherit_handles != FALSE, *startup, pid);
     if (error != 0) return winapi::fail(error);
-    prepare_arguments(launch, line, end);
-    prepare_descriptors(launch, inherit_handles != FALSE, *startup);
-    error = start_undisturbed(launch, *information);
-    return error == 0 ? TRUE : winapi::fail(error);
+    auto process = std::make_shared<Process>();
+    if (!watch(pid, process->exit)) {
+        kill(pid, SIGKILL);
+        wait_for_exit(pid);
+        return winapi::fail(ERROR_NOT_ENOUGH_MEMORY);
+    }
+    information->hProcess = winapi::insert_handle(std::move(process));
+    information->hThread = winapi::insert_handle(std::make_shared<Thread>());
+    information->dwProcessId = static_cast<DWORD>(pid);
+    information->dwThreadId = static_cast<DWORD>(pid);
+    return TRUE;
 }
 
 BOOL GetExitCodeProcess(HANDLE process, DWORD* code) {
@@ -429,7 +301,6 @@ BOOL GetExitCodeProcess(HANDLE process, DWORD* code) {
 }
 
 DWORD GetCurrentThreadId() {
-    // A forked child has one thread, with another number; it never asks.
     thread_local const auto id = static_cast<DWORD>(gettid());
     return id;
 }
@@ -457,7 +328,6 @@ std::u16string host_name() {
 struct Names {
     std::mutex mutex;
     std::u16string computer = host_name();
-    std::u16string user = u"SYSTEM";
 };
 
 Names& names() {
@@ -480,11 +350,6 @@ void set_computer_name(const std::u16string& name) {
     names().computer = name;
 }
 
-void set_user_name(const std::u16string& name) {
-    const std::lock_guard lock(names().mutex);
-    names().user = name;
-}
-
 }  // namespace winapi
 
 BOOL GetComputerNameW(LPWSTR buffer, DWORD* size) {
@@ -498,8 +363,8 @@ BOOL GetComputerNameW(LPWSTR buffer, DWORD* size) {
 
 BOOL GetUserNameW(LPWSTR buffer, DWORD* size) {
     if (user_name_point.fails()) return winapi::fail(ERROR_NO_TOKEN);
-    const std::lock_guard lock(names().mutex);
-    const bool copied = copy_name(names().user, buffer, *size);
-    *size = static_cast<DWORD>(names().user.size() + 1);  // with the terminator, other than the computer's name
+    static const std::u16string user = u"SYSTEM";  // the spooler's account
+    const bool copied = copy_name(user, buffer, *size);
+    *size = static_cast<DWORD>(user.size() + 1);  // with the terminator, other than the computer's name
     return copied ? TRUE : winapi::fail(ERROR_INSUFFICIENT_BUFFER);
 }

@@ -7,7 +7,6 @@
 #define STARTF_USESHOWWINDOW 0x1u
 #define STARTF_USESTDHANDLES 0x100u
 #define SW_HIDE 0
-#define CREATE_NO_WINDOW 0x08000000u
 #define STILL_ACTIVE 259u
 
 struct STARTUPINFOW {
@@ -43,11 +42,11 @@ struct PROCESS_INFORMATION {
 BOOL CreatePipe(HANDLE* read_end, HANDLE* write_end, SECURITY_ATTRIBUTES* security, DWORD size);
 BOOL SetHandleInformation(HANDLE handle, DWORD mask, DWORD flags);
 
-// Only with no application name: the program is found from an unquoted command line as Windows finds it,
-// blank by blank, each time as it stands and with ".exe"; a name without a folder is looked up in the current
-// directory alone. Security attributes, an environment, a directory and flags but CREATE_NO_WINDOW are
-// refused (87). With inherit_handles every inheritable handle of the process stays open in the child, and
-// only those.
+// Only with no application name: the program is found from an unquoted command line as Windows finds it, blank by
+// blank, each time as it stands and with ".exe"; a name without a folder is looked up in the current directory alone.
+// The startup flags are STARTF_USESTDHANDLES and STARTF_USESHOWWINDOW; security attributes, an environment, a directory
+// and creation flags are refused (87). With inherit_handles every inheritable handle of the process stays open in the
+// child.
 BOOL CreateProcessW(LPCWSTR application, LPWSTR command_line, SECURITY_ATTRIBUTES* process_security,
                     SECURITY_ATTRIBUTES* thread_security, BOOL inherit_handles, DWORD flags, LPVOID environment,
                     LPCWSTR directory, STARTUPINFOW* startup, PROCESS_INFORMATION* information);

@@ -7,19 +7,15 @@
 // NOLINTNEXTLINE(performance-no-int-to-ptr): the value is Windows' own
 #define HKEY_LOCAL_MACHINE (reinterpret_cast<HKEY>(static_cast<std::intptr_t>(static_cast<int>(0x80000002))))
 
-#define REG_NONE 0u
 #define REG_SZ 1u
-#define REG_BINARY 3u
 #define REG_DWORD 4u
 #define REG_OPTION_NON_VOLATILE 0u
 #define REG_CREATED_NEW_KEY 1u
 #define REG_OPENED_EXISTING_KEY 2u
 #define KEY_QUERY_VALUE 0x1u
 #define KEY_SET_VALUE 0x2u
-#define KEY_CREATE_SUB_KEY 0x4u
 #define KEY_ENUMERATE_SUB_KEYS 0x8u
 #define KEY_READ 0x20019u
-#define KEY_WRITE 0x20006u
 #define KEY_ALL_ACCESS 0xF003Fu
 
 // All return ERROR_SUCCESS or the reason, and leave the last error alone.

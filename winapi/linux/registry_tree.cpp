@@ -1,23 +1,12 @@
 // The registry's keys and values.
 #include "winapi/linux/registry_tree.h"
 
-#include <clocale>
-#include <cwctype>
-
 #include "winapi/linux/control.h"
+#include "winapi/linux/handle.h"
 #include "winapi/linux/time.h"
 
 namespace winapi::registry {
 namespace {
-
-// A letter beyond ASCII never turns into one within it; what is the same here is the same to lstrcmpiW.
-WCHAR upper(WCHAR c) {
-    if (c < 0x80) return c >= u'a' && c <= u'z' ? static_cast<WCHAR>(c - 32) : c;
-    static const locale_t unicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
-    if (unicode == nullptr || (c >= 0xD800 && c <= 0xDFFF)) return c;
-    const wint_t result = towupper_l(c, unicode);
-    return result >= 0x80 && result < 0x10000 ? static_cast<WCHAR>(result) : c;
-}
 
 void mark_deleted(Key& key) {
     key.deleted = true;
@@ -33,7 +22,7 @@ Tree& tree() {
 
 std::u16string fold(const std::u16string& name) {
     std::u16string folded = name;
-    for (WCHAR& c : folded) c = upper(c);
+    for (WCHAR& c : folded) c = fold_case(c);
     return folded;
 }
 

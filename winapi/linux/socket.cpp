@@ -70,13 +70,7 @@ struct Event final : winapi::Object {
 };
 
 int socket_error(int code) {
-    SetLastError(static_cast<DWORD>(code));
-    return SOCKET_ERROR;
-}
-
-DWORD wait_failed(DWORD code) {
-    SetLastError(code);
-    return WSA_WAIT_FAILED;
+    return winapi::fail(static_cast<DWORD>(code), SOCKET_ERROR);
 }
 
 HANDLE handle_of(SOCKET socket) {
@@ -85,10 +79,7 @@ HANDLE handle_of(SOCKET socket) {
 
 // Null, and the last error set, when there is no such socket.
 std::shared_ptr<Socket> socket_of(SOCKET socket) {
-    if (starts == 0) {
-        SetLastError(WSANOTINITIALISED);
-        return nullptr;
-    }
+    if (starts == 0) return winapi::fail(WSANOTINITIALISED, nullptr);
     auto found = winapi::find_handle_as<Socket>(handle_of(socket));
     if (found == nullptr) SetLastError(WSAENOTSOCK);
     return found;
@@ -439,10 +430,7 @@ struct Polled {
 
 bool add_set(const fd_set* set, short events, Polled& polled) {
     if (set == nullptr) return true;
-    if (set->fd_count > std::size(set->fd_array)) {
-        SetLastError(WSAEFAULT);
-        return false;
-    }
+    if (set->fd_count > std::size(set->fd_array)) return winapi::fail(WSAEFAULT, false);
     for (unsigned i = 0; i < set->fd_count; ++i) {
         auto socket = socket_of(set->fd_array[i]);
         if (socket == nullptr) return false;
@@ -566,11 +554,12 @@ int WSAEventSelect(SOCKET socket, WSAEVENT event, long events) {
 
 DWORD WSAWaitForMultipleEvents(DWORD count, const WSAEVENT* events, BOOL /*wait_all*/, DWORD timeout_ms,
                                BOOL alertable) {
-    if (wait_point.fails()) return wait_failed(ERROR_NOT_ENOUGH_MEMORY);
-    if (starts == 0) return wait_failed(WSANOTINITIALISED);
-    if (count != 1 || events == nullptr || alertable != FALSE) return wait_failed(ERROR_INVALID_PARAMETER);
+    if (wait_point.fails()) return winapi::fail(ERROR_NOT_ENOUGH_MEMORY, WSA_WAIT_FAILED);
+    if (starts == 0) return winapi::fail(WSANOTINITIALISED, WSA_WAIT_FAILED);
+    if (count != 1 || events == nullptr || alertable != FALSE)
+        return winapi::fail(ERROR_INVALID_PARAMETER, WSA_WAIT_FAILED);
     const auto event = winapi::find_handle_as<Event>(events[0]);
-    if (event == nullptr) return wait_failed(ERROR_INVALID_HANDLE);
+    if (event == nullptr) return winapi::fail(ERROR_INVALID_HANDLE, WSA_WAIT_FAILED);
     return wait_for_close(*event, winapi::real_timeout(timeout_ms)) ? WSA_WAIT_EVENT_0 : WSA_WAIT_TIMEOUT;
 }
 

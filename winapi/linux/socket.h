@@ -26,7 +26,6 @@ using GROUP = unsigned int;
 #define WSA_WAIT_FAILED 0xFFFFFFFFu
 
 #define WSAEINTR 10004
-#define WSAEBADF 10009
 #define WSAEACCES 10013
 #define WSAEFAULT 10014
 #define WSAEINVAL 10022

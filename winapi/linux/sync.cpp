@@ -104,9 +104,6 @@ void DeleteCriticalSection(CRITICAL_SECTION* section) {
 DWORD WaitForSingleObject(HANDLE handle, DWORD timeout_ms) {
     const bool injected = wait_point.fails();
     const auto object = injected ? nullptr : winapi::find_handle_as<winapi::Waitable>(handle);
-    if (object == nullptr) {
-        SetLastError(ERROR_INVALID_HANDLE);
-        return WAIT_FAILED;
-    }
+    if (object == nullptr) return winapi::fail(ERROR_INVALID_HANDLE, WAIT_FAILED);
     return object->wait(winapi::real_timeout(timeout_ms)) ? WAIT_OBJECT_0 : WAIT_TIMEOUT;
 }

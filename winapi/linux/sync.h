@@ -8,7 +8,6 @@
 struct CRITICAL_SECTION {
     void* lock;
 };
-using LPCRITICAL_SECTION = CRITICAL_SECTION*;
 
 BOOL InitializeCriticalSectionAndSpinCount(CRITICAL_SECTION* section, DWORD spin_count);
 void EnterCriticalSection(CRITICAL_SECTION* section);

@@ -101,10 +101,9 @@ void encode(char32_t c, WCHAR, Put put) {
     }
 }
 
-// Hands every unit of the converted text to `put`; false when some of it was malformed.
+// Hands every unit of the converted text to `put`.
 template <typename To, typename From, typename Put>
-bool convert(std::basic_string_view<From> text, Put put) {
-    bool good = true;
+void convert(std::basic_string_view<From> text, Put put) {
     while (!text.empty()) {
         if (const auto unit = static_cast<std::make_unsigned_t<From>>(text.front()); unit < 0x80) {
             put(static_cast<To>(unit));
@@ -112,63 +111,26 @@ bool convert(std::basic_string_view<From> text, Put put) {
             continue;
         }
         const char32_t c = next(text);
-        good = good && c != malformed;
         encode(c == malformed ? replacement : c, To{}, put);
     }
-    return good;
-}
-
-// The length of the ASCII prefix, checked eight bytes at a time.
-template <typename Unit>
-size_t ascii_length(std::basic_string_view<Unit> text) {
-    constexpr std::uint64_t beyond = sizeof(Unit) == 1 ? 0x8080808080808080 : 0xFF80FF80FF80FF80;
-    size_t length = 0;
-    for (std::uint64_t units = 0; length + sizeof units / sizeof(Unit) <= text.size();) {
-        std::memcpy(&units, text.data() + length, sizeof units);
-        if ((units & beyond) != 0) return length;
-        length += sizeof units / sizeof(Unit);
-    }
-    while (length < text.size() && static_cast<std::make_unsigned_t<Unit>>(text[length]) < 0x80) ++length;
-    return length;
-}
-
-int text_fail(DWORD error) {
-    SetLastError(error);
-    return 0;
 }
 
 // The part that both directions share, after their flags have been looked at.
 template <typename From, typename To>
-int convert_into(UINT code_page, const From* text, int size, To* out, int out_size, bool strict) {
+int convert_into(UINT code_page, const From* text, int size, To* out, int out_size) {
     const bool overlaps = static_cast<const void*>(text) == static_cast<const void*>(out);
     if (code_page != CP_UTF8 || text == nullptr || size == 0 || size < -1 || out_size < 0 || overlaps ||
         (out_size > 0 && out == nullptr)) {
-        return text_fail(ERROR_INVALID_PARAMETER);
+        return winapi::fail(ERROR_INVALID_PARAMETER);
     }
     const size_t length = size < 0 ? std::char_traits<From>::length(text) + 1 : static_cast<size_t>(size);
-    // ASCII is the same in both, and nearly always all there is.
-    const std::basic_string_view<From> whole(text, length);
-    const size_t ascii = ascii_length(whole);
-    std::copy_n(text, std::min(ascii, static_cast<size_t>(out_size)), out);
-    auto count = static_cast<int>(ascii);
-    const bool good = convert<To>(whole.substr(ascii), [&](To unit) {
+    int count = 0;
+    convert<To>(std::basic_string_view<From>(text, length), [&](To unit) {
         if (count < out_size) out[count] = unit;
         ++count;
     });
-    if (strict && !good) return text_fail(ERROR_NO_UNICODE_TRANSLATION);
-    if (out_size > 0 && count > out_size) return text_fail(ERROR_INSUFFICIENT_BUFFER);
+    if (out_size > 0 && count > out_size) return winapi::fail(ERROR_INSUFFICIENT_BUFFER);
     return count;
-}
-
-// The form of a letter in which its case makes no difference, whatever the process's locale is. A letter beyond ASCII
-// never turns into one within it (the Kelvin sign is no "k"), as in Windows' comparison. What is the same here is the
-// same to the registry.
-WCHAR fold(WCHAR c) {
-    if (c < 0x80) return c >= u'A' && c <= u'Z' ? static_cast<WCHAR>(c + 32) : c;
-    static const locale_t unicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
-    if (unicode == nullptr || is_surrogate(c)) return c;
-    const wint_t upper = towupper_l(c, unicode);
-    return upper >= 0x80 && upper < 0x10000 ? static_cast<WCHAR>(upper) : c;
 }
 
 int fold(char c) {
@@ -179,17 +141,17 @@ int fold(char c) {
 }  // namespace
 
 int MultiByteToWideChar(UINT code_page, DWORD flags, LPCSTR text, int size, LPWSTR out, int out_size) {
-    if (to_wide_point.fails()) return text_fail(ERROR_NOT_ENOUGH_MEMORY);
-    if ((flags & ~MB_ERR_INVALID_CHARS) != 0) return text_fail(ERROR_INVALID_FLAGS);
-    return convert_into(code_page, text, size, out, out_size, flags != 0);
+    if (to_wide_point.fails()) return winapi::fail(ERROR_NOT_ENOUGH_MEMORY);
+    if (flags != 0) return winapi::fail(ERROR_INVALID_FLAGS);
+    return convert_into(code_page, text, size, out, out_size);
 }
 
 int WideCharToMultiByte(UINT code_page, DWORD flags, LPCWSTR text, int size, LPSTR out, int out_size,
                         LPCSTR default_char, BOOL* used_default) {
-    if (to_bytes_point.fails()) return text_fail(ERROR_NOT_ENOUGH_MEMORY);
-    if (flags != 0) return text_fail(ERROR_INVALID_FLAGS);
-    if (default_char != nullptr || used_default != nullptr) return text_fail(ERROR_INVALID_PARAMETER);
-    return convert_into(code_page, text, size, out, out_size, false);
+    if (to_bytes_point.fails()) return winapi::fail(ERROR_NOT_ENOUGH_MEMORY);
+    if (flags != 0) return winapi::fail(ERROR_INVALID_FLAGS);
+    if (default_char != nullptr || used_default != nullptr) return winapi::fail(ERROR_INVALID_PARAMETER);
+    return convert_into(code_page, text, size, out, out_size);
 }
 
 int lstrlenW(LPCWSTR text) {
@@ -198,11 +160,11 @@ int lstrlenW(LPCWSTR text) {
 
 int lstrcmpiW(LPCWSTR left, LPCWSTR right) {
     if (left == nullptr || right == nullptr) return (left != nullptr) - (right != nullptr);
-    while (*left != 0 && (*left == *right || fold(*left) == fold(*right))) {
+    while (*left != 0 && (*left == *right || winapi::fold_case(*left) == winapi::fold_case(*right))) {
         ++left;
         ++right;
     }
-    return fold(*left) - fold(*right);
+    return winapi::fold_case(*left) - winapi::fold_case(*right);
 }
 
 int _stricmp(const char* left, const char* right) {
@@ -214,6 +176,14 @@ int _stricmp(const char* left, const char* right) {
 }
 
 namespace winapi {
+
+WCHAR fold_case(WCHAR c) {
+    if (c < 0x80) return c >= u'a' && c <= u'z' ? static_cast<WCHAR>(c - 32) : c;
+    static const locale_t unicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+    if (unicode == nullptr || is_surrogate(c)) return c;
+    const wint_t upper = towupper_l(c, unicode);
+    return upper >= 0x80 && upper < 0x10000 ? static_cast<WCHAR>(upper) : c;
+}
 
 std::u16string to_utf16(const std::string& text) {
     std::u16string result;

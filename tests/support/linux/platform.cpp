@@ -22,11 +22,11 @@ size_t peak_memory() {
     return static_cast<size_t>(usage.ru_maxrss) * 1024;
 }
 
-void set_time_zone(const char* zone) {
-    if (zone != nullptr) {
-        setenv("TZ", zone, 1);
+void set_variable(const char* name, const char* value) {
+    if (value != nullptr) {
+        setenv(name, value, 1);
     } else {
-        unsetenv("TZ");
+        unsetenv(name);
     }
     tzset();
 }

@@ -57,8 +57,8 @@ size_t peak_memory() {
     return counters.PeakWorkingSetSize;
 }
 
-void set_time_zone(const char* zone) {
-    _putenv_s("TZ", zone != nullptr ? zone : "");
+void set_variable(const char* name, const char* value) {
+    _putenv_s(name, value != nullptr ? value : "");
     _tzset();
 }
 
