@@ -77,6 +77,17 @@ void log_dev(const char* file, int line, FormatString<std::type_identity_t<Argum
     if (session_context.dev_logging != 0) log_plain(LOG_DEV, file, line, format.text, arguments...);
 }
 
+// A failure that may repeat itself: an error when it is the first of its kind, else a debug line.
+template <typename... Arguments>
+void log_failure(bool first, const char* file, int line, FormatString<std::type_identity_t<Arguments>...> format,
+                 Arguments... arguments) {
+    if (first) {
+        log_error(file, line, format, arguments...);
+    } else {
+        log_debug(file, line, format, arguments...);
+    }
+}
+
 // These append the system's text for an error code: the thread's last error as it is on entry, or the one given.
 template <typename... Arguments>
 void log_debug_last_error(const char* file, int line, FormatString<std::type_identity_t<Arguments>...> format,
@@ -94,4 +105,10 @@ template <typename... Arguments>
 void log_error_code(const char* file, int line, uint32_t code, FormatString<std::type_identity_t<Arguments>...> format,
                     Arguments... arguments) {
     log_with_code(LOG_ERROR, file, line, code, format.text, arguments...);
+}
+
+template <typename... Arguments>
+void log_failure_last_error(bool first, const char* file, int line,
+                            FormatString<std::type_identity_t<Arguments>...> format, Arguments... arguments) {
+    log_with_code(first ? LOG_ERROR : LOG_DEBUG, file, line, GetLastError(), format.text, arguments...);
 }

@@ -12,7 +12,6 @@
 #include "winportmon/tsmon/helper.h"
 #include "winportmon/tsmon/helper_protocol.h"
 #include "winportmon/tsmon/identity.h"
-#include "winportmon/tsmon/utf8_text.h"
 #include "winportmon/tsmon/util_writer.h"
 
 namespace tsmon {
@@ -25,11 +24,6 @@ constexpr size_t kFileNameSize = 260;   // ... and those it may take, terminator
 constexpr DWORD kLeastPipeSize = 65535;
 constexpr DWORD kLeastForwardSize = 1024;  // no forwarding buffer is as small as this
 
-struct JobIdText {
-    explicit JobIdText(const PortEntry* port) { util_snprintf(text, sizeof text, "%d", port->job_id); }
-    char text[20];
-};
-
 bool KeepsFiles() {
     return session_context.forceattr_debug != 0;
 }
@@ -37,20 +31,19 @@ bool KeepsFiles() {
 }  // namespace
 
 uint32_t CheckForceAttrNeeded(PortEntry* port) {
+    const char* const printer_name = port->printer_name_utf8;
     log_debug(LOG_HERE, "TSM: checking force attr");
-    const JobIdText job_id(port);
-    log_debug(LOG_HERE, "TSM: checking if force attr needed for JobId: \"%s\"", job_id.text);
+    log_debug(LOG_HERE, "TSM: checking if force attr needed for JobId: \"%s\"", port->job_id_text);
     port->force_attr.active = 0;
-    const Utf8Text printer_name(port->printer_name);
-    log_debug(LOG_HERE, "TSM: reading msf file for printer %s and JobId: %s", printer_name.get(), job_id.text);
+    log_debug(LOG_HERE, "TSM: reading msf file for printer %s and JobId: %s", printer_name, port->job_id_text);
     MsfRecord record;
-    if (printer_name.get() != nullptr &&
-        serialize_msf_readin(session_context.forceattr_spool_dir_path, printer_name.get(), job_id.text, &record)) {
+    if (printer_name != nullptr &&
+        serialize_msf_readin(session_context.forceattr_spool_dir_path, printer_name, port->job_id_text, &record)) {
         port->force_attr.active = 1;
-        log_debug(LOG_HERE, "TSM: detected force attributes on for printer %s and JobId: %d", printer_name.get(),
+        log_debug(LOG_HERE, "TSM: detected force attributes on for printer %s and JobId: %d", printer_name,
                   port->job_id);
     } else {
-        log_debug(LOG_HERE, "TSM: detected force attributes off for printer %s and JobId: %d", printer_name.get(),
+        log_debug(LOG_HERE, "TSM: detected force attributes off for printer %s and JobId: %d", printer_name,
                   port->job_id);
     }
     return port->force_attr.active;
@@ -60,7 +53,8 @@ uint32_t CheckForceAttrNeeded(PortEntry* port) {
 
 BOOL CreateForceAttrFiles(PortEntry* port) {
     log_debug(LOG_HERE, "TSM: create force attribute spool files");
-    const SpoolerIdentity as_spooler("TSM: unable to RevertToPrinterSelf. Try continuing without impersonation.",
+    const SpoolerIdentity as_spooler(SpoolerIdentity::always,
+                                     "TSM: unable to RevertToPrinterSelf. Try continuing without impersonation.",
                                      "TSM: unable to ImpersonatePrinterClient");
     ForceAttrState& state = port->force_attr;
     if (!CreateForceAttrFile(port, kInput, &state.input_name, &state.input)) return FALSE;
@@ -75,13 +69,13 @@ BOOL CreateForceAttrFile(PortEntry* port, const char* kind, char** name, FILE** 
     *file = nullptr;
     *name = static_cast<char*>(calloc(1, kFileNameBlock));
     if (*name == nullptr) return FALSE;
-    const Utf8Text printer_name(port->printer_name);
+    const char* const printer_name = port->printer_name_utf8;
     const int length = util_snprintf(*name, kFileNameSize, "%s\\%s-%s-%d.dat", session_context.forceattr_spool_dir_path,
-                                     kind, printer_name.get(), port->job_id);
+                                     kind, printer_name, port->job_id);
     // A cut name would be another file's, and one with a separator in it a file outside of the directory.
     if (length >= static_cast<int>(kFileNameSize)) {
         SetLastError(ERROR_FILENAME_EXCED_RANGE);
-    } else if (printer_name.get() != nullptr && strpbrk(printer_name.get(), "\\/:") != nullptr) {
+    } else if (printer_name != nullptr && strpbrk(printer_name, "\\/:") != nullptr) {
         SetLastError(ERROR_INVALID_NAME);
     } else {
         *file = os_fopen(*name, "wb");
@@ -108,13 +102,13 @@ BOOL AppendFile(const char* kind, FILE* file, const void* data, DWORD length, DW
 
 BOOL DeleteForceAttrFiles(PortEntry* port) {
     if (KeepsFiles()) return TRUE;
-    const JobIdText job_id(port);
     log_debug(LOG_HERE, "TSM: delete force attributes files");
-    const SpoolerIdentity as_spooler("TSM: DeleteForceAttrFiles unable to RevertToPrinterSelf.",
+    const SpoolerIdentity as_spooler(SpoolerIdentity::always,
+                                     "TSM: DeleteForceAttrFiles unable to RevertToPrinterSelf.",
                                      "TSM: DeleteForceAttrFiles unable to ImpersonatePrinterClient");
     const ForceAttrState& state = port->force_attr;
     const char* const directory = session_context.forceattr_spool_dir_path;
-    const Utf8Text printer_name(port->printer_name);
+    const char* const printer_name = port->printer_name_utf8;
     BOOL result = TRUE;
     if (state.input_name != nullptr && !os_file_delete(state.input_name)) {
         log_error_last_error(LOG_HERE, "TSM: Unable to delete force attr spool path: %s", state.input_name);
@@ -124,11 +118,11 @@ BOOL DeleteForceAttrFiles(PortEntry* port) {
         log_error_last_error(LOG_HERE, "TSM: Unable to delete force attr output path: %s", state.output_name);
         result = FALSE;
     }
-    if (!serialize_job_delete(directory, printer_name.get(), job_id.text)) {
+    if (!serialize_job_delete(directory, printer_name, port->job_id_text)) {
         log_error_last_error(LOG_HERE, "TSM: Unable to delete force attr job file");
         result = FALSE;
     }
-    if (!serialize_msf_delete(directory, printer_name.get(), job_id.text)) {
+    if (!serialize_msf_delete(directory, printer_name, port->job_id_text)) {
         log_error_last_error(LOG_HERE, "TSM: Unable to delete force attr msf file");
         result = FALSE;
     }
@@ -152,7 +146,7 @@ void AbandonFile(const char* kind, char** name, FILE** file) {
 void AbandonForceAttrFiles(PortEntry* port) {
     ForceAttrState& state = port->force_attr;
     if (state.input_name == nullptr && state.output_name == nullptr) return;
-    const SpoolerIdentity as_spooler;
+    const SpoolerIdentity as_spooler(SpoolerIdentity::always);
     AbandonFile(kInput, &state.input_name, &state.input);
     AbandonFile(kOutput, &state.output_name, &state.output);
 }
@@ -200,10 +194,9 @@ bool Send(const HelperHandles& helper, const char* name, const char* value) {
 
 // Tells the helper what to rewrite; false, with its line, when it does not take it.
 bool RequestRewrite(PortEntry* port, const HelperHandles& helper) {
-    const Utf8Text printer_name(port->printer_name);
-    const JobIdText job_id(port);
+    const char* const printer_name = port->printer_name_utf8;
     const char* const input_name = port->force_attr.input_name;
-    if (!Send(helper, "printername", printer_name.get())) {
+    if (!Send(helper, "printername", printer_name)) {
         log_error(LOG_HERE, "TSM: Failed printername command in helper");
         return false;
     }
@@ -212,7 +205,7 @@ bool RequestRewrite(PortEntry* port, const HelperHandles& helper) {
         log_error(LOG_HERE, "TSM: Failed spoolfile command in helper: \"%s\"", input_name);
         return false;
     }
-    if (!Send(helper, "jobid", job_id.text)) {
+    if (!Send(helper, "jobid", port->job_id_text)) {
         log_error(LOG_HERE, "TSM: Failed jobid command in helper");
         return false;
     }
@@ -220,7 +213,7 @@ bool RequestRewrite(PortEntry* port, const HelperHandles& helper) {
         log_error(LOG_HERE, "TSM: Failed forceattr command in helper");
         return false;
     }
-    log_debug(LOG_HERE, "TSM: sent <%s, %s, %s, %s>", input_name, printer_name.get(), job_id.text, "forceattr");
+    log_debug(LOG_HERE, "TSM: sent <%s, %s, %s, %s>", input_name, printer_name, port->job_id_text, "forceattr");
     return true;
 }
 

@@ -37,13 +37,12 @@ bool Send(PortEntry* port, const char* name, const char* value, const char* fail
 
 // True when the helper took all of it, whatever it ordered.
 bool TellAboutDocument(PortEntry* port, uint32_t* helper_failed) {
-    const Utf8Text printer_name(port->printer_name);
+    const char* const printer_name = port->printer_name_utf8;
+    const char* const job_id = port->job_id_text;
     const Utf8Text server_name(port->server_name);
     const Utf8Text address(FieldText(port->document_config.printer_address).text);
-    char job_id[20];
-    util_snprintf(job_id, sizeof job_id, "%d", port->job_id);
 
-    if (!Send(port, "printername", printer_name.get(), "TSM Start Doc: Failed printername command in helper")) {
+    if (!Send(port, "printername", printer_name, "TSM Start Doc: Failed printername command in helper")) {
         return false;
     }
     if (port->server_name != nullptr &&
@@ -58,7 +57,7 @@ bool TellAboutDocument(PortEntry* port, uint32_t* helper_failed) {
               &port->marked_for_deletion)) {
         return false;
     }
-    log_debug(LOG_HERE, "TSM Start Doc: sent <%s, %s, %s, %s>", printer_name.get(), address.get(), job_id, "startdoc");
+    log_debug(LOG_HERE, "TSM Start Doc: sent <%s, %s, %s, %s>", printer_name, address.get(), job_id, "startdoc");
     return true;
 }
 
@@ -66,10 +65,10 @@ bool TellAboutDocument(PortEntry* port, uint32_t* helper_failed) {
 
 uint32_t IsHwCheckEnabled(PortEntry* port) {
     port->hw_check.active = 0;
-    const Utf8Text printer_name(port->printer_name);
+    const char* const printer_name = port->printer_name_utf8;
     PrinterSettings settings;
-    if (printer_name.get() == nullptr ||
-        !serialize_settings_readin(session_context.settings_spool_dir_path, printer_name.get(), &settings)) {
+    if (printer_name == nullptr ||
+        !serialize_settings_readin(session_context.settings_spool_dir_path, printer_name, &settings)) {
         return 0;
     }
     if (settings.hardware_check_mode == HARDWARE_CHECK_SNMP) {

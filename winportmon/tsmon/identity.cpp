@@ -43,8 +43,10 @@ void ImpersonateForLogging(HANDLE token) {
     if (SwitchesForLogging()) Impersonate(token, "TSM: Unable to ImpersonatePrinterClient for logging");
 }
 
-SpoolerIdentity::SpoolerIdentity(const char* revert_failed, const char* impersonate_failed, const char* announcement)
-    : impersonate_failed_(impersonate_failed), token_(Revert(revert_failed, announcement)) {}
+SpoolerIdentity::SpoolerIdentity(When when, const char* revert_failed, const char* impersonate_failed,
+                                 const char* announcement)
+    : impersonate_failed_(impersonate_failed),
+      token_(when == always || !RunsAsSystem() ? Revert(revert_failed, announcement) : nullptr) {}
 
 SpoolerIdentity::~SpoolerIdentity() {
     Impersonate(token_, impersonate_failed_);

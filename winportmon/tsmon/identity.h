@@ -19,8 +19,10 @@ void ImpersonateForLogging(HANDLE token);
 // the operation continues under the current identity.
 class SpoolerIdentity {
   public:
+    enum When { always, unless_done };  // unless_done: not when the whole operation runs as the spooler
+
     // `announcement` is a development line between the attempt and the line about its failure.
-    explicit SpoolerIdentity(const char* revert_failed = nullptr, const char* impersonate_failed = nullptr,
+    explicit SpoolerIdentity(When when, const char* revert_failed = nullptr, const char* impersonate_failed = nullptr,
                              const char* announcement = nullptr);
     ~SpoolerIdentity();
     SpoolerIdentity(const SpoolerIdentity&) = delete;

@@ -131,10 +131,12 @@ struct PortEntry {
     PortEntry* next_alive;    // of the same place in the table of records that are alive
     PortConfig config;        // guarded by MonitorLock; a document uses its own copy
     uint32_t flags;
-    WCHAR* printer_name;    // heap text; null outside a document
-    WCHAR* server_name;     // heap text; null unless the printer was named with its server
-    HANDLE printer_handle;  // the document's printer in the spooler, or null
-    SOCKET socket;          // the connection to the printer, or INVALID_SOCKET
+    WCHAR* printer_name;      // heap text; null outside a document
+    WCHAR* server_name;       // heap text; null unless the printer was named with its server
+    char* printer_name_utf8;  // the printer's name as records and helpers have it; null where it cannot be converted
+    char job_id_text[12];     // and the job's number
+    HANDLE printer_handle;    // the document's printer in the spooler, or null
+    SOCKET socket;            // the connection to the printer, or INVALID_SOCKET
     uint32_t job_id;
     uint32_t LastErrorJobId;  // the job whose failure was last logged at error level; a repetition goes to debug
     uint32_t not_approved;

@@ -1,7 +1,7 @@
 #include "winportmon/tsmon/tsmon_document.h"
 
+#include <cstdlib>
 #include <cstring>
-#include <optional>
 
 #include "common/enc.h"
 #include "common/log.h"
@@ -52,6 +52,7 @@ void ResetDocument(PortEntry* port, const WCHAR* full_name, DWORD job_id, DWORD 
     port->write_stats = WriteStats{};
     port->write_stats.start_tick = start_tick;
     port->job_id = job_id;
+    util_snprintf(port->job_id_text, sizeof port->job_id_text, "%d", job_id);
 }
 
 void LogStart(const WCHAR* full_name, DWORD job_id) {
@@ -69,8 +70,10 @@ void ClosePrinterHandle(PortEntry* port) {
 void FreeNames(PortEntry* port) {
     if (port->printer_name != nullptr) GlobalFree(port->printer_name);
     if (port->server_name != nullptr) GlobalFree(port->server_name);
+    free(port->printer_name_utf8);
     port->printer_name = nullptr;
     port->server_name = nullptr;
+    port->printer_name_utf8 = nullptr;
 }
 
 // Leaves the last error of a failed open.
@@ -79,23 +82,18 @@ bool OpenPrinterOf(PortEntry* port, LPWSTR full_name) {
     defaults.DesiredAccess = PRINTER_ALL_ACCESS;
     if (OpenPrinterW(full_name, &port->printer_handle, &defaults)) return true;
     port->printer_handle = nullptr;
-    if (IsFirstFailure(port)) {
-        log_error_last_error(LOG_HERE, "TSM Start Doc Port open printer failed");
-    } else {
-        log_debug_last_error(LOG_HERE, "TSM Start Doc Port open printer failed");
-    }
+    log_failure_last_error(IsFirstFailure(port), LOG_HERE, "TSM Start Doc Port open printer failed");
     return false;
 }
 
 // The printer in the spooler, opened as the spooler itself.
 bool OpenDocumentPrinter(PortEntry* port, LPWSTR full_name) {
-    std::optional<SpoolerIdentity> as_spooler;
-    if (!RunsAsSystem()) {
-        as_spooler.emplace("TSM: Unable to RevertToPrinterSelf. Try OpenPrinter without impersonation.",
-                           "TSM: Unable to ImpersonatePrinterClient", "TSM: reverting to printer self");
+    {
+        const SpoolerIdentity as_spooler(SpoolerIdentity::unless_done,
+                                         "TSM: Unable to RevertToPrinterSelf. Try OpenPrinter without impersonation.",
+                                         "TSM: Unable to ImpersonatePrinterClient", "TSM: reverting to printer self");
+        if (!OpenPrinterOf(port, full_name)) return false;
     }
-    if (!OpenPrinterOf(port, full_name)) return false;
-    as_spooler.reset();
     log_dev(LOG_HERE, "TSM: Opened Printer");
     return true;
 }
@@ -120,11 +118,8 @@ bool IsNotApproved(const WCHAR* full_name, DWORD job_id) {
 bool ConnectDocument(PortEntry* port) {
     if (ConnectToPrinter(&port->document_config, &port->socket, session_context.debug_logging)) return true;
     const FieldText address(port->document_config.printer_address);
-    if (IsFirstFailure(port)) {
-        log_error(LOG_HERE, "TSM Start Doc Port failed to connect to printer address: %S", address.text);
-    } else {
-        log_debug(LOG_HERE, "TSM Start Doc Port failed to connect to printer address: %S", address.text);
-    }
+    log_failure(IsFirstFailure(port), LOG_HERE, "TSM Start Doc Port failed to connect to printer address: %S",
+                address.text);
     return false;
 }
 
@@ -168,11 +163,7 @@ Course CheckAndConnect(PortEntry* port) {
 
 Course StartDocument(PortEntry* port, LPWSTR full_name) {
     if (!ExtractPrinterFields(port, full_name)) {
-        if (IsFirstFailure(port)) {
-            log_error_last_error(LOG_HERE, "TSM Start Doc error in extracting printer fields");
-        } else {
-            log_debug_last_error(LOG_HERE, "TSM Start Doc error in extracting printer fields");
-        }
+        log_failure_last_error(IsFirstFailure(port), LOG_HERE, "TSM Start Doc error in extracting printer fields");
         return Course::failed;
     }
     if (!OpenDocumentPrinter(port, full_name)) return Course::failed;
@@ -245,6 +236,18 @@ bool CopyClusterNames(PortEntry* port, const WCHAR* full_name, const WCHAR* serv
     return true;
 }
 
+bool CopyNames(PortEntry* port, const WCHAR* full_name) {
+    if (full_name[0] == W('\\') && full_name[1] == W('\\')) {
+        const WCHAR* const server = full_name + 2;
+        const WCHAR* const separator = FindSeparator(server);
+        if (separator != nullptr) return CopyClusterNames(port, full_name, server, separator);
+        log_debug(LOG_HERE, "TSM detected cluster prefix but not backslash before printer name");
+    }
+    log_debug(LOG_HERE, "TSM detected normal printer name: \"%S\"", full_name);
+    port->printer_name = CopyText(full_name, LengthOf(full_name));
+    return port->printer_name != nullptr;
+}
+
 }  // namespace
 
 BOOL ExtractPrinterFields(PortEntry* port, const WCHAR* full_name) {
@@ -253,15 +256,9 @@ BOOL ExtractPrinterFields(PortEntry* port, const WCHAR* full_name) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return FALSE;
     }
-    if (full_name[0] == W('\\') && full_name[1] == W('\\')) {
-        const WCHAR* const server = full_name + 2;
-        const WCHAR* const separator = FindSeparator(server);
-        if (separator != nullptr) return CopyClusterNames(port, full_name, server, separator) ? TRUE : FALSE;
-        log_debug(LOG_HERE, "TSM detected cluster prefix but not backslash before printer name");
-    }
-    log_debug(LOG_HERE, "TSM detected normal printer name: \"%S\"", full_name);
-    port->printer_name = CopyText(full_name, LengthOf(full_name));
-    return port->printer_name != nullptr ? TRUE : FALSE;
+    if (!CopyNames(port, full_name)) return FALSE;
+    enc_wide_to_utf8_alloc(&port->printer_name_utf8, port->printer_name);
+    return TRUE;
 }
 
 // -- WritePort -------------------------------------------------------------------------------------------------------
@@ -344,12 +341,10 @@ namespace {
 
 void EndNotApproved(const PortEntry* port) {
     log_debug(LOG_HERE, "TSM End Doc Port - abandon as JobId: %d has an associated notapproved file", port->job_id);
-    std::optional<SpoolerIdentity> as_spooler;
-    if (!RunsAsSystem()) {
-        as_spooler.emplace(
-            "TSM End Doc: unable to RevertToPrinterSelf. Try notapproved deletion without impersonation.",
-            "TSM End Doc: unable to ImpersonatePrinterClient");
-    }
+    const SpoolerIdentity as_spooler(
+        SpoolerIdentity::unless_done,
+        "TSM End Doc: unable to RevertToPrinterSelf. Try notapproved deletion without impersonation.",
+        "TSM End Doc: unable to ImpersonatePrinterClient");
     notapproved_file_delete(port->job_id);
 }
 

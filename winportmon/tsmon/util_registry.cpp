@@ -246,7 +246,7 @@ void WalkPorts(const Registry& registry, const Key& ports, MonitorContext* conte
 BOOL AddPortInRegistry(MONITORINIT* init, const PortConfig* config) {
     LONG status = ERROR_SUCCESS;
     {
-        const SpoolerIdentity identity;
+        const SpoolerIdentity as_spooler(SpoolerIdentity::always);
         status = StorePort(Registry(init), config);
     }
     return Succeeded(status);
@@ -255,7 +255,7 @@ BOOL AddPortInRegistry(MONITORINIT* init, const PortConfig* config) {
 BOOL UpdatePortInRegistry(MONITORINIT* init, const PortConfig* config, const PortConfig* before) {
     LONG status = ERROR_SUCCESS;
     {
-        const SpoolerIdentity identity;
+        const SpoolerIdentity as_spooler(SpoolerIdentity::always);
         status = UpdateStoredPort(Registry(init), config, before);
     }
     return Succeeded(status);
@@ -263,12 +263,12 @@ BOOL UpdatePortInRegistry(MONITORINIT* init, const PortConfig* config, const Por
 
 void DeletePortFromRegistry(MONITORINIT* init, const WCHAR* name) {
     if (name == nullptr) return;
-    const SpoolerIdentity identity;
+    const SpoolerIdentity as_spooler(SpoolerIdentity::always);
     DeleteStoredPort(Registry(init), name);
 }
 
 void ForAllPortRegEntries(MonitorContext* context, PortRegCallback callback) {
-    const SpoolerIdentity identity;
+    const SpoolerIdentity as_spooler(SpoolerIdentity::always);
     const Registry registry(context->init);
     Key ports;
     const LONG status = OpenKey(registry, registry.root(), kPortsKey, KEY_READ, &ports);

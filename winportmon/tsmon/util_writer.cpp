@@ -1,7 +1,5 @@
 #include "winportmon/tsmon/util_writer.h"
 
-#include <optional>
-
 #include "common/log.h"
 #include "common/serialize_names.h"
 #include "winportmon/tsmon/identity.h"
@@ -14,20 +12,9 @@ namespace {
 void RequestRestart(PortEntry* port, const char* caller, BOOL* restart_requested) {
     *restart_requested = TRUE;
     if (SetJobW(port->printer_handle, port->job_id, 0, nullptr, JOB_CONTROL_RESTART)) return;
-    if (port->refused_restart_job != port->job_id) {
-        port->refused_restart_job = port->job_id;
-        log_error_last_error(LOG_HERE, "TSM %s: the spooler refused to restart job %d", caller, port->job_id);
-    } else {
-        log_debug_last_error(LOG_HERE, "TSM %s: the spooler refused to restart job %d", caller, port->job_id);
-    }
-}
-
-void LogLostConnection(PortEntry* port, const char* caller) {
-    if (IsFirstFailure(port)) {
-        log_error(LOG_HERE, "TSM %s: failed to send data to printer, close connection", caller);
-    } else {
-        log_debug(LOG_HERE, "TSM %s: failed to send data to printer, close connection", caller);
-    }
+    log_failure_last_error(port->refused_restart_job != port->job_id, LOG_HERE,
+                           "TSM %s: the spooler refused to restart job %d", caller, port->job_id);
+    port->refused_restart_job = port->job_id;
 }
 
 BOOL WriteOverConnection(PortEntry* port, const char* caller, const void* data, DWORD length, DWORD* written,
@@ -38,7 +25,7 @@ BOOL WriteOverConnection(PortEntry* port, const char* caller, const void* data, 
             RequestRestart(port, caller, restart_requested);
         }
         CleanupSocket(&port->socket);
-        LogLostConnection(port, caller);
+        log_failure(IsFirstFailure(port), LOG_HERE, "TSM %s: failed to send data to printer, close connection", caller);
         return FALSE;
     }
     if (*written == 0) {
@@ -95,11 +82,9 @@ BOOL TsmWriteToPrinter(PortEntry* port, const char* caller, const void* data, DW
 }
 
 void WriteHpcJobFile(const char* caller, const HpcJobRecord* record) {
-    std::optional<SpoolerIdentity> as_spooler;
-    if (!RunsAsSystem()) {
-        as_spooler.emplace("TSM: Unable to RevertToPrinterSelf for hpc spool file",
-                           "TSM: Unable to ImpersonatePrinterClient");
-    }
+    const SpoolerIdentity as_spooler(SpoolerIdentity::unless_done,
+                                     "TSM: Unable to RevertToPrinterSelf for hpc spool file",
+                                     "TSM: Unable to ImpersonatePrinterClient");
     RewriteIfPresent(caller, record);
 }
 
