@@ -18,6 +18,12 @@ macro(platform_find_googletest)
   find_package(GTest REQUIRED)
 endmacro()
 
+# Nothing is special about std::async, and programs have no properties.
+function(runs_tasks)
+endfunction()
+function(platform_binary target description)
+endfunction()
+
 # Allocations of what links with these options go through the layer's fault point.
 set(wrap_allocations -Wl,--wrap=malloc,--wrap=calloc,--wrap=realloc)
 

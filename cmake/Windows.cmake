@@ -3,9 +3,19 @@ set(PLATFORM windows)
 # Programs built here run under Wine, in a prefix of their own.
 set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_SOURCE_DIR}/cmake/wine.sh ${CMAKE_BINARY_DIR}/wine)
 
-# Nothing is needed beside a program but Windows. The same sources give the same bytes, wherever they lie.
+# Nothing is needed beside a program but Windows. The same sources give the same bytes, wherever they lie: no time is
+# stored, and no path of this machine.
+add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-gcodeview> $<$<COMPILE_LANGUAGE:CXX>:-ffile-compilation-dir=.>)
 add_link_options(-static -Wl,--no-insert-timestamp)
-add_compile_options(-ffile-prefix-map=${CMAKE_SOURCE_DIR}=.)
+set(relative_paths ${CMAKE_SOURCE_DIR}/cmake/relative_paths.sh ${CMAKE_SOURCE_DIR})
+set(CMAKE_CXX_COMPILER_LAUNCHER ${relative_paths} ${CMAKE_CXX_COMPILER_LAUNCHER})
+set(CMAKE_CXX_LINKER_LAUNCHER ${relative_paths})
+
+# Sources that use std::async or std::call_once: of those the runtime has variables of a thread, which it keeps as g++
+# does.
+function(runs_tasks)
+  set_property(SOURCE ${ARGN} APPEND PROPERTY COMPILE_OPTIONS -femulated-tls)
+endfunction()
 
 add_library(winapi INTERFACE)
 target_link_libraries(winapi INTERFACE ws2_32 winspool spoolss advapi32 user32)
@@ -25,31 +35,42 @@ enable_language(RC)
 # What goes to the customer, by the names of the files.
 file(STRINGS ${CMAKE_SOURCE_DIR}/packaging/binaries.txt shipped_binaries)
 
-# What is shipped can be placed anywhere in memory; what a debugger needs lies in a file beside it. The time that the
-# linker left out stays left out.
-function(platform_shipped target)
-  if(NOT shipped_binaries MATCHES "(^|;)${target}\\.")
-    message(FATAL_ERROR "${target} is not in packaging/binaries.txt")
+# Gives a program or library the version that Windows shows in its properties, together with the resources of a script
+# if one is named. What is shipped can be placed anywhere in memory. Its symbols lie in a .pdb beside it, which calls the
+# sources' folder C:\tsprintportmon.
+function(platform_binary target description)
+  get_target_property(type ${target} TYPE)
+  if(type STREQUAL "EXECUTABLE")
+    set(file_type VFT_APP)
+    set(file_name ${target}.exe)
+  else()
+    set(file_type VFT_DLL)
+    set(file_name ${target}.dll)
   endif()
   string(REPLACE "." "," version_commas ${PROJECT_VERSION}.0)
-  get_target_property(sources ${target} SOURCES)
-  list(FILTER sources INCLUDE REGEX "\\.rc$")
-  set_source_files_properties(${sources} PROPERTIES COMPILE_OPTIONS
-                              "-DTSM_VERSION_COMMAS=${version_commas};-DTSM_VERSION_STRING=\\\"${PROJECT_VERSION}\\\"")
-  target_link_options(${target} PRIVATE -Wl,--dynamicbase,--nxcompat,--high-entropy-va,--exclude-all-symbols)
-  add_custom_command(
-    TARGET ${target} POST_BUILD
-    COMMAND ${CMAKE_OBJCOPY} -p --only-keep-debug $<TARGET_FILE:${target}> $<TARGET_FILE:${target}>.debug
-    COMMAND ${CMAKE_STRIP} -p --strip-all $<TARGET_FILE:${target}>
-    COMMAND ${CMAKE_OBJCOPY} -p --add-gnu-debuglink=$<TARGET_FILE:${target}>.debug $<TARGET_FILE:${target}>)
+  set(resources ${CMAKE_BINARY_DIR}/generated/${target}.rc)
+  if(ARGN)
+    set(include_script "#include \"${ARGN}\"\n")
+    cmake_path(GET ARGN PARENT_PATH folder)
+    file(GLOB inputs CONFIGURE_DEPENDS ${folder}/*.rc ${folder}/*.manifest ${folder}/resource.h)
+    set_source_files_properties(${resources} PROPERTIES OBJECT_DEPENDS "${inputs}" INCLUDE_DIRECTORIES ${folder})
+  endif()
+  configure_file(${CMAKE_SOURCE_DIR}/cmake/version.rc.in ${resources} @ONLY)
+  target_sources(${target} PRIVATE ${resources})
+  if(file_name IN_LIST shipped_binaries)
+    target_link_options(${target} PRIVATE -Wl,--dynamicbase,--nxcompat,--high-entropy-va,--exclude-all-symbols,--pdb=
+                        -Wl,-Xlink=-pdbaltpath:%_PDB% -Wl,-Xlink=-pdbsourcepath:C:\\tsprintportmon\\build\\windows)
+    # What the toolchain's own libraries bring for other debuggers.
+    add_custom_command(TARGET ${target} POST_BUILD COMMAND ${CMAKE_STRIP} --strip-debug $<TARGET_FILE:${target}>)
+  endif()
 endfunction()
 
 function(platform_monitor_library name)
   set(folder ${CMAKE_SOURCE_DIR}/winportmon/tsmon)
-  add_library(${name} MODULE ${folder}/dllmain.cpp ${folder}/tsmon.rc ${folder}/${name}.def)
+  add_library(${name} MODULE ${folder}/dllmain.cpp ${folder}/${name}.def)
   set_target_properties(${name} PROPERTIES PREFIX "")
   target_link_libraries(${name} PRIVATE tsmon)
-  platform_shipped(${name})
+  platform_binary(${name} "Tessaron TCP/IP Port monitor for the print spooler" ${folder}/tsmon.rc)
 endfunction()
 
 # The port dialogs are for Windows alone. All but their entry point is for tests too.
@@ -59,14 +80,13 @@ function(port_dialogs_library name)
   list(FILTER sources EXCLUDE REGEX "/tsmonui\\.cpp$")
   add_library(tsmonui STATIC ${sources})
   target_link_libraries(tsmonui PUBLIC winapi)
-  add_library(${name} MODULE ${folder}/tsmonui.cpp ${folder}/tsmonui.rc ${folder}/${name}.def)
+  add_library(${name} MODULE ${folder}/tsmonui.cpp ${folder}/${name}.def)
   set_target_properties(${name} PROPERTIES PREFIX "")
-  set_property(SOURCE ${folder}/tsmonui.rc APPEND PROPERTY OBJECT_DEPENDS ${folder}/tsmonui.manifest)
   foreach(part tsmonui ${name})
     target_compile_options(${part} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions$<SEMICOLON>-fno-rtti>)
   endforeach()
   target_link_libraries(${name} PRIVATE tsmonui)
-  platform_shipped(${name})
+  platform_binary(${name} "Port dialogs of the Tessaron TCP/IP Port monitor" ${folder}/tsmonui.rc)
 endfunction()
 port_dialogs_library(tsprintportmonui)
 

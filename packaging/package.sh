@@ -24,7 +24,7 @@ mkdir "$files/tsport"
 while read -r binary; do
     folder=$files
     [[ $binary != *.exe ]] || folder=$files/tsport
-    cp "$1/bin/$binary" "$1/bin/$binary.debug" "$folder"
+    cp "$1/bin/$binary" "$1/bin/${binary%.*}.pdb" "$folder"
 done <"$here/binaries.txt"
 # Texts have the line ends of Windows.
 for text in README.txt print-provider.conf.sample; do

@@ -305,8 +305,8 @@ TEST(DoctorOfAServer, LooksIntoTheLibrary) {
     const std::string sum(64, '0');
     write_file(folder / "KERNEL32.dll", "");
     EXPECT_EQ(findings_of(bytes, ""), Ids());
-    EXPECT_EQ(findings_of(bytes, sum + "  tsprintportmon.dll.debug\n"), Ids());
-    EXPECT_EQ(findings_of(bytes, sum + "  tsprintportmon.dll.debug\n" + sum + "  tsprintportmon.dll\n"),
+    EXPECT_EQ(findings_of(bytes, sum + "  tsprintportmon.pdb\n"), Ids());
+    EXPECT_EQ(findings_of(bytes, sum + "  tsprintportmon.pdb\n" + sum + "  tsprintportmon.dll\n"),
               Ids{"monitor.other-sum"});
     std::string other = bytes;
     other[0x348] = 7;

@@ -10,8 +10,8 @@ import time
 import zipfile
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-FILES = ["README.txt", "SHA256SUMS", "print-provider.conf.sample", "tsport/tsport.exe", "tsport/tsport.exe.debug",
-         "tsprintportmon.dll", "tsprintportmon.dll.debug", "tsprintportmonui.dll", "tsprintportmonui.dll.debug"]
+FILES = ["README.txt", "SHA256SUMS", "print-provider.conf.sample", "tsport/tsport.exe", "tsport/tsport.pdb",
+         "tsprintportmon.dll", "tsprintportmon.pdb", "tsprintportmonui.dll", "tsprintportmonui.pdb"]
 # Sources that fill the settings; all others read them.
 SETTING_SOURCES = {"config.cpp", "config_handlers.cpp", "config_table.cpp", "global.cpp"}
 # The defaults of settings with a handler, as words of the file.

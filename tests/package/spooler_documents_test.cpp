@@ -46,7 +46,7 @@ std::string number(DWORD value) {
 TEST_F(Documents, EverySizeArrivesAndTheCallsKeepTheirOrder) {
     start();
     Lines calls;
-    for (const size_t size : {0, 1, 4096, 4097, 100000}) {
+    for (const size_t size : std::initializer_list<size_t>{0, 1, 4096, 4097, 100000}) {
         SCOPED_TRACE(size);
         const std::string data = pattern(size);
         const Outcome outcome = printing::print(first().queue, data);
@@ -240,7 +240,7 @@ TEST_F(Documents, ProcessesPrintOnAllPorts) {
     Place* const everywhere[] = {&first(), &second(), &third(), &fourth()};
     std::vector<ChildTask> tasks;
     std::list<Program> programs;
-    for (const DWORD job : {1000, 2000, 3000}) {
+    for (const DWORD job : {1000u, 2000u, 3000u}) {
         tasks.push_back({job, 10, {first().queue, second().queue, third().queue, fourth().queue}});
         programs.emplace_back(command_of(tasks.back()));
     }

@@ -117,7 +117,7 @@ MONITOR2* start(MONITORINIT* given, HANDLE* monitor) {
 }  // namespace
 }  // namespace thin_monitor
 
-extern "C" __declspec(dllexport) MONITOR2* WINAPI InitializePrintMonitor2(MONITORINIT* init, HANDLE* monitor) {
+extern "C" MONITOR2* WINAPI InitializePrintMonitor2(MONITORINIT* init, HANDLE* monitor) {
     return thin_monitor::start(init, monitor);
 }
 

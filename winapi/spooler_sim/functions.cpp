@@ -47,17 +47,17 @@ bool status_after(DWORD command, DWORD& status) {
             status |= JOB_STATUS_PAUSED;
             return true;
         case JOB_CONTROL_RESUME:
-            status &= ~JOB_STATUS_PAUSED;
+            status &= ~DWORD{JOB_STATUS_PAUSED};
             return true;
         case JOB_CONTROL_CANCEL:
         case JOB_CONTROL_DELETE:
             status |= JOB_STATUS_DELETING;
             return true;
         case JOB_CONTROL_RESTART:
-            status = (status & ~JOB_STATUS_PRINTED) | JOB_STATUS_RESTART;
+            status = (status & ~DWORD{JOB_STATUS_PRINTED}) | JOB_STATUS_RESTART;
             return true;
         case JOB_CONTROL_SENT_TO_PRINTER:
-            status = (status & ~JOB_STATUS_PRINTING) | JOB_STATUS_PRINTED;
+            status = (status & ~DWORD{JOB_STATUS_PRINTING}) | JOB_STATUS_PRINTED;
             return true;
         default:
             return false;

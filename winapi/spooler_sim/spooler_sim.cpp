@@ -157,7 +157,7 @@ bool take_restart(const Text& printer, DWORD id) {
     const std::lock_guard lock(state().mutex);
     JobRecord* const record = find_job(printer, id);
     if (record == nullptr || record->restarts == 0) return false;
-    if (--record->restarts == 0) change_job_status(*record, record->job.status & ~JOB_STATUS_RESTART);
+    if (--record->restarts == 0) change_job_status(*record, record->job.status & ~DWORD{JOB_STATUS_RESTART});
     return true;
 }
 

@@ -155,7 +155,7 @@ class ResourceText {
 };
 
 DWORD SizeOfText(const WCHAR* text) {
-    return static_cast<DWORD>((lstrlenW(text) + 1) * sizeof(WCHAR));
+    return static_cast<DWORD>((static_cast<size_t>(lstrlenW(text)) + 1) * sizeof(WCHAR));
 }
 
 DWORD SizeOfPort(const PortEntry* port, DWORD level) {

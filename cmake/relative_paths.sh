@@ -1,0 +1,10 @@
+#!/usr/bin/env bash
+# Runs a compiler or linker with files and include folders of this checkout as relative paths, so that what it writes does
+# not depend on where the checkout lies:
+#   relative_paths.sh FOLDER COMMAND [ARGUMENT...]
+set -eu
+folder=$1
+shift
+relative=$(realpath --relative-to=. "$folder")
+arguments=("${@/#$folder/$relative}")
+exec "${arguments[@]/#-I$folder/-I$relative}"
