@@ -27,7 +27,7 @@ while read -r binary; do
     cp "$1/bin/$binary" "$1/bin/${binary%.*}.pdb" "$folder"
 done <"$here/binaries.txt"
 # Texts have the line ends of Windows.
-for text in README.txt print-provider.conf.sample; do
+for text in README.txt print-provider.conf.sample install.cmd uninstall.cmd; do
     sed "s/@VERSION@/$version/g; s/\$/\r/" "$here/$text" >"$files/$text"
 done
 

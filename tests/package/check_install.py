@@ -52,12 +52,14 @@ class Machine:
         files = {}
         for place in (*glob.glob(f"{self.drive}/{SYSTEM}/tsprintportmon*"),
                       *glob.glob(f"{self.drive}/{PROGRAMS}/**", recursive=True)):
-            if os.path.isfile(place):
+            if os.path.isfile(place) and os.path.basename(place) not in ("uninstall.cmd", "version.txt"):
                 with open(place, "rb") as file:
                     files[os.path.relpath(place, self.drive)] = crc32(file.read())
         status, key = self.run("reg", "query", MONITOR, "/s")
         path = re.search(r"REG_\w+ +(.*)", self.run("reg", "query", ENVIRONMENT, "/v", "PATH")[1]).group(1)
-        return {"files": files, "key": " ".join(key.replace(FULL_MONITOR, "").split()) if status == 0 else "",
+        path = path.lower().replace("%systemroot%", r"c:\windows")
+        return {"files": {name: sums for name, sums in files.items() if "former" not in name}, "key": " ".join(key.replace(FULL_MONITOR, "").split()) if status == 0 else "",
+                "former": {name: sums for name, sums in files.items() if "former" in name},
                 "path": [entry.rstrip("\\") for entry in path.split(";") if entry],
                 "spooler": re.search("STATE .* ([A-Z]+)", self.run("sc", "query", "Spooler")[1]).group(1)}
 
@@ -84,6 +86,26 @@ class Msi:
         return self.msiexec("/x", version, *options)
 
 
+class Cmd:
+    """The scripts of the zip. They also leave themselves behind, and what they have replaced."""
+
+    def __init__(self, machine, packages):
+        self.machine = machine
+        self.packages = packages
+
+    def script(self, name, version, *arguments):
+        folder = os.path.join(self.packages, version)
+        with zipfile.ZipFile(os.path.join(self.packages, f"tsprintportmon-{version}-win-x64.zip")) as archive:
+            archive.extractall(folder)
+        return self.machine.run("cmd", "/c", name, *arguments, folder=folder)
+
+    def install(self, version):
+        return self.script("install.cmd", version)
+
+    def remove(self, version, *options):
+        return self.script("uninstall.cmd", version, *options)
+
+
 def steps(machine, way, new):
     """What is done, what comes of it ("done", or words that tell why not), and what is there then: the version of the files,
     the key, and the spooler."""
@@ -95,9 +117,18 @@ def steps(machine, way, new):
         shutil.rmtree(os.path.dirname(in_the_way))
         return result
 
+    def broken_off_in_the_middle():
+        """The library cannot be moved away, when the others are replaced."""
+        os.makedirs(f"{machine.drive}/{SYSTEM}/tsprintportmon.dll.old/tsprintportmon.dll/folder")
+        result = way.install(new)
+        shutil.rmtree(f"{machine.drive}/{SYSTEM}/tsprintportmon.dll.old")
+        return result
+
     yield "broken off", broken_off, "tsprintportmonui.dll", None, "", "RUNNING"
     yield "installed", lambda: way.install(OLD), "done", OLD, DRIVER, "RUNNING"
     machine.run("reg", "add", MONITOR + r"\Ports\Office", "/v", "HostName", "/d", "192.168.1.20", "/f")
+    if isinstance(way, Cmd):  # Wine's Windows Installer does not bring back what was there
+        yield "in use", broken_off_in_the_middle, "in use", OLD, f"{DRIVER} {PORTS}", "RUNNING"
     yield "updated", lambda: way.install(new), "done", new, f"{DRIVER} {PORTS}", "RUNNING"
     yield "installed again", lambda: way.install(new), "done", new, f"{DRIVER} {PORTS}", "RUNNING"
     yield "older version", lambda: way.install(OLD), "A newer version", new, f"{DRIVER} {PORTS}", "RUNNING"
@@ -106,6 +137,7 @@ def steps(machine, way, new):
     yield "installed where ports are", lambda: way.install(new), "done", new, f"{DRIVER} {PORTS}", "RUNNING"
     yield "removed with ports", lambda: way.remove(new, "REMOVEPORTS=1"), "done", None, "", "RUNNING"
     machine.set_start(4)
+    machine.run("net", "stop", "spooler")
     yield "installed, spooler disabled", lambda: way.install(new), "done", new, DRIVER, "STOPPED"
     yield "removed, spooler disabled", lambda: way.remove(new), "done", None, "", "STOPPED"
     machine.set_start(3)
@@ -121,14 +153,20 @@ def checks(machine, way, new):
     """Every step as (what is asked, what must be there, what is there)."""
     machine.run("net", "start", "spooler")
     path = machine.state()["path"]
+    former = {}
     for name, action, outcome, version, key, spooler in steps(machine, way, new):
         name = f"{type(way).__name__}, {name}"
         status, words = action()
         yield f"{name}: status", outcome == "done", status == 0
         if outcome != "done":
             yield f"{name}: words", True, outcome in words
-        expected = {"files": installed(way.packages, version) if version else {}, "key": key, "spooler": spooler,
-                    "path": path + ([f"C:\\{PROGRAMS}".replace("/", "\\")] if version else [])}
+        if isinstance(way, Cmd) and name.endswith(("in use", "updated")):
+            # What is replaced is kept, once; also where the replacement was taken back.
+            number = 1 if name.endswith("in use") else 2
+            former.update({f"{PROGRAMS}/former/{number}/{file}": sums for file, sums in (
+                (os.path.basename(path), sums) for path, sums in installed(way.packages, OLD).items()) if file.endswith("dll")})
+        expected = {"files": installed(way.packages, version) if version else {}, "key": key, "spooler": spooler, "former": former,
+                    "path": path + ([f"c:\\{PROGRAMS}".replace("/", "\\").lower()] if version else [])}
         yield name, expected, machine.state()
 
 
@@ -151,13 +189,15 @@ def build_older(build, folder):
 def main():
     build, new = sys.argv[1:]
     passed = failed = 0
-    machine = Machine(os.path.join(os.path.abspath(build), "wine-install"))
+    prefix = os.path.join(os.path.abspath(build), "wine-install")
+    shutil.rmtree(prefix, ignore_errors=True)
+    machine = Machine(prefix)
     with tempfile.TemporaryDirectory() as folder:
         build_older(build, folder)
         for source, version in (folder, OLD), (build, new):
             subprocess.run([os.path.join(ROOT, "packaging/package.sh"), source, version, folder], check=True,
                            stdout=subprocess.DEVNULL)
-        for way in Msi(machine, folder),:
+        for way in Msi(machine, folder), Cmd(machine, folder):
             for what, expected, found in checks(machine, way, new):
                 if expected == found:
                     passed += 1
