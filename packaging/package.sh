@@ -4,6 +4,9 @@
 # leaves in DIST_DIR (dist/ of this checkout) the installer tsprintportmon-VERSION-x64.msi, and the same files and their
 # symbols as tsprintportmon-VERSION-win-x64.zip. The same files at the same commit give the same bytes: names are in a
 # fixed order and all times are the commit's.
+#
+# Where SIGN_PKCS12 names a file with a certificate and its key, and SIGN_PASSWORD_FILE one with the password, the binaries
+# and the installer are signed; SIGN_TIMESTAMP_URL may name a server for time stamps. Signatures have a time of their own.
 set -euo pipefail
 
 if [[ $# -lt 2 || $# -gt 3 ]]; then
@@ -20,11 +23,19 @@ dist=$(cd "$dist" && pwd)
 files=$(mktemp -d)
 trap 'rm -rf "$files"' EXIT
 
+sign() {
+    [[ -n ${SIGN_PKCS12:-} ]] || return 0
+    osslsigncode sign -pkcs12 "$SIGN_PKCS12" -readpass "$SIGN_PASSWORD_FILE" -h sha256 \
+        -n "Tessaron TCP/IP Port monitor" ${SIGN_TIMESTAMP_URL:+-ts "$SIGN_TIMESTAMP_URL"} -in "$1" -out "$1.signed" >&2
+    mv "$1.signed" "$1"
+}
+
 mkdir "$files/tsport"
 while read -r binary; do
     folder=$files
     [[ $binary != *.exe ]] || folder=$files/tsport
     cp "$1/bin/$binary" "$1/bin/${binary%.*}.pdb" "$folder"
+    sign "$folder/$binary"
 done <"$here/binaries.txt"
 # Texts have the line ends of Windows.
 for text in README.txt print-provider.conf.sample install.cmd uninstall.cmd; do
@@ -32,4 +43,7 @@ for text in README.txt print-provider.conf.sample install.cmd uninstall.cmd; do
 done
 
 "$here/zip.py" "$files" "$commit_time" "$dist/tsprintportmon-$version-win-x64.zip"
-"$here/msi.py" "$files" "$version" "$commit_time" "$dist/tsprintportmon-$version-x64.msi"
+installer=$dist/tsprintportmon-$version-x64.msi
+"$here/msi.py" "$files" "$version" "$commit_time" "$installer"
+sign "$installer"
+[[ -n ${SIGN_PKCS12:-} ]] && echo "signed with $SIGN_PKCS12" || echo "unsigned"

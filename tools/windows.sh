@@ -165,7 +165,7 @@ windows_pictures() {
 windows_package() {
     local check output result
     mkdir -p "$windows_folder/reports"
-    for check in package install; do
+    for check in package install signature; do
         say "The packages: check_$check ..."
         output=$windows_folder/reports/check_$check.log
         result=0

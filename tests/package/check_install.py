@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
 """Installs, updates and removes both packages under Wine: check_install.py BUILD_DIR VERSION"""
+import functools
 import glob
 import os
 import re
@@ -34,9 +35,6 @@ class Machine:
         self.drive = os.path.join(prefix, "drive_c")
         # As long as a program runs, so do the services.
         self.running = subprocess.Popen([*self.wine, "cmd"], stdin=subprocess.PIPE, stdout=subprocess.DEVNULL)
-
-    def shut_down(self):
-        self.running.communicate(b"exit\r\n", timeout=60)
 
     def run(self, *command, folder=None):
         """The exit status, of which the system keeps eight bits, and the output."""
@@ -137,7 +135,10 @@ def steps(machine, way, new):
     yield "installed where ports are", lambda: way.install(new), "done", new, f"{DRIVER} {PORTS}", "RUNNING"
     yield "removed with ports", lambda: way.remove(new, "REMOVEPORTS=1"), "done", None, "", "RUNNING"
     machine.set_start(4)
-    machine.run("net", "stop", "spooler")
+    for _ in range(20):  # a spooler that is still starting does not stop
+        machine.run("net", "stop", "spooler")
+        if machine.state()["spooler"] == "STOPPED":
+            break
     yield "installed, spooler disabled", lambda: way.install(new), "done", new, DRIVER, "STOPPED"
     yield "removed, spooler disabled", lambda: way.remove(new), "done", None, "", "STOPPED"
     machine.set_start(3)
@@ -190,7 +191,10 @@ def main():
     build, new = sys.argv[1:]
     passed = failed = 0
     prefix = os.path.join(os.path.abspath(build), "wine-install")
-    shutil.rmtree(prefix, ignore_errors=True)
+    end_wine = functools.partial(subprocess.run, ["wineserver", "--kill"], env={**os.environ, "WINEPREFIX": prefix}, check=False)
+    if os.path.exists(prefix):
+        end_wine()  # what an interrupted run has left
+        shutil.rmtree(prefix)
     machine = Machine(prefix)
     with tempfile.TemporaryDirectory() as folder:
         build_older(build, folder)
@@ -204,7 +208,7 @@ def main():
                 else:
                     failed += 1
                     print(f"FAILED {what}: expected {expected!r}, found {found!r}")
-        machine.shut_down()
+    end_wine()
     print(f"{passed} passed, {failed} failed")
     return 1 if failed else 0
 
