@@ -42,6 +42,14 @@ class Machine:
                               stdout=subprocess.PIPE)
         return done.returncode, done.stdout.decode(errors="replace").replace("\r\n", "\n")
 
+    def ask(self, pattern, *command):
+        """The first group of a pattern in the output, which Wine now and then leaves empty while services start or end."""
+        for _ in range(5):
+            found = re.search(pattern, self.run(*command)[1])
+            if found:
+                return found.group(1)
+        raise ValueError(f"{command} says nothing")
+
     def set_start(self, start):
         self.run("reg", "add", SPOOLER, "/v", "Start", "/t", "REG_DWORD", "/d", str(start), "/f")
 
@@ -54,12 +62,12 @@ class Machine:
                 with open(place, "rb") as file:
                     files[os.path.relpath(place, self.drive)] = crc32(file.read())
         status, key = self.run("reg", "query", MONITOR, "/s")
-        path = re.search(r"REG_\w+ +(.*)", self.run("reg", "query", ENVIRONMENT, "/v", "PATH")[1]).group(1)
+        path = self.ask(r"REG_\w+ +(.*)", "reg", "query", ENVIRONMENT, "/v", "PATH")
         path = path.lower().replace("%systemroot%", r"c:\windows")
         return {"files": {name: sums for name, sums in files.items() if "former" not in name}, "key": " ".join(key.replace(FULL_MONITOR, "").split()) if status == 0 else "",
                 "former": {name: sums for name, sums in files.items() if "former" in name},
                 "path": [entry.rstrip("\\") for entry in path.split(";") if entry],
-                "spooler": re.search("STATE .* ([A-Z]+)", self.run("sc", "query", "Spooler")[1]).group(1)}
+                "spooler": self.ask("STATE .* ([A-Z]+)", "sc", "query", "Spooler")}
 
 
 class Msi:
@@ -180,7 +188,7 @@ def build_older(build, folder):
         if any(name.startswith(os.path.splitext(binary)[0] + ".") for binary in names):
             with open(os.path.join(build, "bin", name), "rb") as file:
                 data = bytearray(file.read())
-            resource = data.find(struct.pack("<I", 0xFEEF04BD))
+            resource = data.find(struct.pack("<2I", 0xFEEF04BD, 0x10000))
             if resource >= 0:
                 struct.pack_into("<4I", data, resource + 8, 9, 0, 9, 0)
             with open(os.path.join(folder, "bin", name), "wb") as file:
