@@ -39,4 +39,14 @@ size_t open_allocations();
 // Uses of a handle that was not open (a double close, say), of a lock that was not held or still was.
 std::uint64_t misuses();
 
+// How often a critical section was entered by a thread that did not hold it, how often that one had to wait, and how
+// long in all.
+struct LockUse {
+    std::uint64_t entered;
+    std::uint64_t waited;
+    std::uint64_t nanoseconds;
+};
+// Of all that are initialised, in that order. The caller holds none of them.
+std::vector<LockUse> lock_uses();
+
 }  // namespace winapi

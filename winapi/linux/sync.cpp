@@ -8,7 +8,9 @@
 #include <limits>
 #include <mutex>
 #include <new>
+#include <vector>
 
+#include "winapi/linux/control.h"
 #include "winapi/linux/error.h"
 #include "winapi/linux/fault.h"
 #include "winapi/linux/process.h"
@@ -23,7 +25,24 @@ struct Lock {
     std::mutex mutex;
     std::atomic<DWORD> owner{0};  // its thread, 0 when it is free; compared with one's own only, so any order does
     unsigned depth = 0;           // how often the owner has entered it; the owner's alone
+    winapi::LockUse use{};        // the owner's alone, too
 };
+
+// Those that are initialised, in that order.
+std::mutex all_mutex;
+std::vector<Lock*> all_locks;
+
+// Looks at the clock only when it has to wait.
+void acquire(Lock& lock) {
+    using Clock = std::chrono::steady_clock;
+    if (!lock.mutex.try_lock()) {
+        const auto begin = Clock::now();
+        lock.mutex.lock();
+        ++lock.use.waited;
+        lock.use.nanoseconds += static_cast<std::uint64_t>((Clock::now() - begin) / std::chrono::nanoseconds(1));
+    }
+    ++lock.use.entered;
+}
 
 // Null, and one more misuse, when it was never initialised or is deleted already.
 Lock* lock_of(const CRITICAL_SECTION* section) {
@@ -59,12 +78,26 @@ int poll_for(pollfd* polled, nfds_t count, std::int64_t real_ms) {
     }
 }
 
+std::vector<LockUse> lock_uses() {
+    const std::lock_guard all(all_mutex);
+    std::vector<LockUse> uses;
+    for (Lock* const lock : all_locks) {
+        const std::lock_guard held(lock->mutex);
+        uses.push_back(lock->use);
+    }
+    return uses;
+}
+
 }  // namespace winapi
 
 BOOL InitializeCriticalSectionAndSpinCount(CRITICAL_SECTION* section, DWORD /*spin_count*/) {
     if (initialize_point.fails()) return winapi::fail(ERROR_NOT_ENOUGH_MEMORY);
-    section->lock = new (std::nothrow) Lock;
-    return section->lock != nullptr ? TRUE : winapi::fail(ERROR_NOT_ENOUGH_MEMORY);
+    auto* const lock = new (std::nothrow) Lock;
+    section->lock = lock;
+    if (lock == nullptr) return winapi::fail(ERROR_NOT_ENOUGH_MEMORY);
+    const std::lock_guard all(all_mutex);
+    all_locks.push_back(lock);
+    return TRUE;
 }
 
 void EnterCriticalSection(CRITICAL_SECTION* section) {
@@ -72,7 +105,7 @@ void EnterCriticalSection(CRITICAL_SECTION* section) {
     if (lock == nullptr) return;
     const DWORD self = GetCurrentThreadId();
     if (lock->owner.load(std::memory_order_relaxed) != self) {
-        lock->mutex.lock();
+        acquire(*lock);
         lock->owner.store(self, std::memory_order_relaxed);
     }
     ++lock->depth;
@@ -92,6 +125,10 @@ void DeleteCriticalSection(CRITICAL_SECTION* section) {
     Lock* const lock = lock_of(section);
     if (lock == nullptr) return;
     section->lock = nullptr;
+    {
+        const std::lock_guard all(all_mutex);
+        std::erase(all_locks, lock);
+    }
     if (lock->owner != 0) {
         winapi::count_misuse();
         // Its memory stays with another thread that holds it: that one has still to leave it.
