@@ -7,7 +7,6 @@
 // Wine is refused.
 #include <cstdio>
 
-#include "tests/package/printing_child.h"
 #include "tests/package/spooler_server.h"
 
 int main(int count, char** arguments) {
@@ -16,8 +15,6 @@ int main(int count, char** arguments) {
         std::printf("These tests are for Wine only.\n");
         return 2;
     }
-    test::ChildTask task;
-    if (test::parse_child_arguments(task)) return test::print_as_child(task);
     testing::InitGoogleTest(&count, arguments);
     if (count != 2) {
         std::printf("usage: spooler_tests FOLDER\n");

@@ -11,9 +11,6 @@
 namespace test {
 namespace {
 
-WCHAR monitor_name[] = L"Tessaron TCP/IP Port";
-WCHAR environment[] = L"Windows x64";
-WCHAR driver_name[] = L"Wine PostScript Driver";
 constexpr WCHAR library_name[] = L"tsprintportmon.dll";
 
 fs::path test_folder;
@@ -48,37 +45,6 @@ bool install_in_system_folder() {
                      fs::path(system) / thin_monitor::file_name);
 }
 
-// A queue has to have a driver, even where nothing uses it.
-bool add_driver() {
-    WCHAR system[MAX_PATH] = {};
-    GetSystemDirectoryW(system, MAX_PATH);
-    Text file = Text(system) + L"\\wineps.drv";
-    DRIVER_INFO_3W info = {};
-    info.cVersion = 3;
-    info.pName = driver_name;
-    info.pEnvironment = environment;
-    info.pDriverPath = info.pDataFile = info.pConfigFile = file.data();
-    return AddPrinterDriverW(nullptr, 3, reinterpret_cast<BYTE*>(&info)) ||
-           GetLastError() == ERROR_PRINTER_DRIVER_ALREADY_INSTALLED;
-}
-
-void delete_queue(Text queue) {
-    PRINTER_DEFAULTSW defaults = {nullptr, nullptr, PRINTER_ALL_ACCESS};
-    HANDLE printer = nullptr;
-    if (!OpenPrinterW(queue.data(), &printer, &defaults)) return;
-    DeletePrinter(printer);
-    ClosePrinter(printer);
-}
-
-// The records of an enumeration; their texts lie in the same buffer.
-template <typename Enumerate>
-std::vector<BYTE> ask(DWORD& count, Enumerate enumerate) {
-    std::vector<BYTE> buffer(1 << 16);
-    DWORD needed = 0;
-    EXPECT_TRUE(enumerate(buffer.data(), static_cast<DWORD>(buffer.size()), &needed, &count)) << GetLastError();
-    return buffer;
-}
-
 }  // namespace
 
 void set_test_folder(const std::string& path) {
@@ -106,14 +72,14 @@ Place& SpoolerServer::refusing() {
 
 // A run that was broken off may have left something.
 SpoolerServer::SpoolerServer() {
-    DeleteMonitorW(nullptr, environment, monitor_name);
+    wine_spooler::delete_monitor();
     RegDeleteTreeW(HKEY_LOCAL_MACHINE, host::monitor_registry_path);
     for (Place& place : places()) place.printer.forget();
 }
 
 SpoolerServer::~SpoolerServer() {
     if (HasFailure()) std::printf("The log's errors: %s\n", testing::PrintToString(errors()).c_str());
-    for (const Text& queue : queues_) delete_queue(queue);
+    for (const Text& queue : queues_) wine_spooler::delete_queue(queue);
     delete_monitor();
 }
 
@@ -124,10 +90,13 @@ void SpoolerServer::start(const Lines& settings) {
     ASSERT_TRUE(host::set_up_base(utf8_of(install), settings, folder, why)) << why;
     ASSERT_TRUE(copy_over(bin() / host::helper_file_name, base() / host::helper_file_name));
     ASSERT_TRUE(install_in_system_folder());
-    ASSERT_TRUE(add_driver()) << GetLastError();
     store_ports();
     add_monitor();
     for (const Place& place : places()) add_queue(place.queue, place.port);
+}
+
+std::vector<Place*> SpoolerServer::everywhere() {
+    return {&first(), &second(), &third(), &fourth()};
 }
 
 std::vector<Text> SpoolerServer::all_ports() {
@@ -145,36 +114,21 @@ void SpoolerServer::store_ports() {
 }
 
 void SpoolerServer::add_monitor() {
-    Text file = thin_monitor::file_name;
-    MONITOR_INFO_2W info = {monitor_name, environment, file.data()};
-    EXPECT_FALSE(is_monitor_listed());
-    ASSERT_TRUE(AddMonitorW(nullptr, 2, reinterpret_cast<BYTE*>(&info))) << GetLastError();
-    EXPECT_TRUE(is_monitor_listed());
+    EXPECT_FALSE(wine_spooler::is_monitor_listed());
+    wine_spooler::add_monitor();
+    EXPECT_TRUE(wine_spooler::is_monitor_listed());
     EXPECT_NE(GetModuleHandleW(library_name), nullptr);
 }
 
 void SpoolerServer::delete_monitor() {
-    EXPECT_TRUE(DeleteMonitorW(nullptr, environment, monitor_name)) << GetLastError();
-    EXPECT_FALSE(is_monitor_listed());
+    EXPECT_TRUE(wine_spooler::delete_monitor()) << GetLastError();
+    EXPECT_FALSE(wine_spooler::is_monitor_listed());
     EXPECT_EQ(GetModuleHandleW(library_name), nullptr) << "the library is still loaded";
     EXPECT_EQ(GetModuleHandleW(thin_monitor::file_name), nullptr);
 }
 
 void SpoolerServer::add_queue(const Text& queue, const Text& port) {
-    delete_queue(queue);
-    Text name = queue;
-    Text port_name = port;
-    WCHAR processor[] = L"winprint";
-    WCHAR type[] = L"RAW";
-    PRINTER_INFO_2W info = {};
-    info.pPrinterName = name.data();
-    info.pPortName = port_name.data();
-    info.pDriverName = driver_name;
-    info.pPrintProcessor = processor;
-    info.pDatatype = type;
-    HANDLE printer = AddPrinterW(nullptr, 2, reinterpret_cast<BYTE*>(&info));
-    ASSERT_NE(printer, nullptr) << GetLastError();
-    ClosePrinter(printer);
+    wine_spooler::add_queue(queue, port);
     queues_.push_back(queue);
 }
 
@@ -216,39 +170,11 @@ DWORD SpoolerServer::send(const Text& object, ACCESS_MASK access, LPCWSTR comman
 }
 
 DWORD SpoolerServer::send(LPCWSTR command, const tsmon::PortConfig& input) {
-    return send(Text(L",XcvMonitor ") + monitor_name, SERVER_ACCESS_ADMINISTER, command, &input, sizeof input);
+    return send(object_of_monitor, SERVER_ACCESS_ADMINISTER, command, &input, sizeof input);
 }
 
 DWORD SpoolerServer::send(LPCWSTR command, const Text& port) {
-    return send(Text(L",XcvMonitor ") + monitor_name, SERVER_ACCESS_ADMINISTER, command, port.c_str(),
-                (port.size() + 1) * sizeof(WCHAR));
-}
-
-std::vector<Text> SpoolerServer::listed_ports() {
-    DWORD count = 0;
-    const std::vector<BYTE> buffer = ask(count, [](BYTE* data, DWORD size, DWORD* needed, DWORD* returned) {
-        return EnumPortsW(nullptr, 2, data, size, needed, returned);
-    });
-    std::vector<Text> names;
-    const auto* const ports = reinterpret_cast<const PORT_INFO_2W*>(buffer.data());
-    for (DWORD i = 0; i < count; ++i) {
-        if (ports[i].pMonitorName == nullptr || std::wcscmp(ports[i].pMonitorName, monitor_name) != 0) continue;
-        EXPECT_STREQ(ports[i].pDescription, monitor_name);
-        EXPECT_EQ(ports[i].fPortType, DWORD{PORT_TYPE_WRITE | PORT_TYPE_READ});
-        names.emplace_back(ports[i].pPortName);
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
-bool SpoolerServer::is_monitor_listed() {
-    DWORD count = 0;
-    const std::vector<BYTE> buffer = ask(count, [](BYTE* data, DWORD size, DWORD* needed, DWORD* returned) {
-        return EnumMonitorsW(nullptr, 2, data, size, needed, returned);
-    });
-    const auto* const monitors = reinterpret_cast<const MONITOR_INFO_2W*>(buffer.data());
-    return std::any_of(monitors, monitors + count,
-                       [](const MONITOR_INFO_2W& one) { return std::wcscmp(one.pName, monitor_name) == 0; });
+    return send(object_of_monitor, SERVER_ACCESS_ADMINISTER, command, port.c_str(), (port.size() + 1) * sizeof(WCHAR));
 }
 
 SpoolerServer::Program::Program(const Text& command) : child_(start_child(command)) {
@@ -269,6 +195,12 @@ DWORD SpoolerServer::Program::status() {
     WaitForSingleObject(child_.process, INFINITE);
     GetExitCodeProcess(child_.process, &status);
     return status;
+}
+
+Text SpoolerServer::own_program() {
+    WCHAR program[MAX_PATH] = {};
+    GetModuleFileNameW(nullptr, program, MAX_PATH);
+    return Text(L"\"") + program + L"\"";
 }
 
 std::string SpoolerServer::tsport(const Text& arguments) {

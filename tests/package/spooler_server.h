@@ -9,6 +9,7 @@
 
 #include "tests/package/outside_printer.h"
 #include "tests/package/printing.h"
+#include "tests/package/wine_spooler.h"
 #include "tests/support/child_process.h"
 #include "tests/support/files.h"
 #include "tools/host/setup.h"
@@ -18,6 +19,7 @@ namespace test {
 
 using host::Text;
 using printing::Outcome;
+using wine_spooler::listed_ports;
 using Lines = std::vector<std::string>;
 
 // A queue with a port of its own, which leads to a printer of its own.
@@ -27,19 +29,25 @@ struct Place {
     OutsidePrinter printer;
 };
 
+constexpr WCHAR object_of_monitor[] = L",XcvMonitor Tessaron TCP/IP Port";
+
 // Everything outside the spooler lies in this folder.
 void set_test_folder(const std::string& folder);
 
 class SpoolerServer : public testing::Test {
-  protected:
+  public:
     static Place& first();  // its names have letters outside ASCII
     static Place& second();
     static Place& third();
     static Place& fourth();
-    static Place& losing();                // its printer resets each connection after 100000 bytes
-    static Place& refusing();              // its printer refuses connections
-    static std::vector<Text> all_ports();  // sorted
+    static Place& losing();                   // its printer resets each connection after 100000 bytes
+    static Place& refusing();                 // its printer refuses connections
+    static std::vector<Place*> everywhere();  // the first four
+    static std::vector<Text> all_ports();     // sorted
+    // Every party has been told that the document was printed; checked, and whether the program has.
+    static bool is_printed(const Outcome& outcome);
 
+  protected:
     SpoolerServer();
     ~SpoolerServer() override;
 
@@ -51,8 +59,6 @@ class SpoolerServer : public testing::Test {
     void delete_monitor();
     void add_queue(const Text& queue, const Text& port);
 
-    // Every party has been told that the document was printed; checked, and whether the program has.
-    static bool is_printed(const Outcome& outcome);
     // Prints, and it arrives as it is.
     void expect_prints(Place& place, const std::string& data);
 
@@ -64,9 +70,6 @@ class SpoolerServer : public testing::Test {
                       void* output = nullptr, DWORD output_size = 0);
     static DWORD send(LPCWSTR command, const tsmon::PortConfig& input);
     static DWORD send(LPCWSTR command, const Text& port);
-    // The names of this monitor's ports, sorted. The rest of each record is checked.
-    static std::vector<Text> listed_ports();
-    static bool is_monitor_listed();
 
     // -- Programs
 
@@ -83,6 +86,8 @@ class SpoolerServer : public testing::Test {
       private:
         Child child_;
     };
+    // The command line of this program, quoted.
+    static Text own_program();
     // tsport.exe's exit status and what it has said.
     static std::string tsport(const Text& arguments);
 

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "tests/package/import_table.h"
 #include "tools/host/monitor_registry.h"
 #include "tools/host/setup.h"
 
@@ -45,31 +46,9 @@ BOOL WINAPI set_job(HANDLE printer, DWORD id, DWORD level, BYTE* record, DWORD c
     return answer;
 }
 
-// Where a library keeps the address of a function that it imports by name; null when it does not.
-ULONG_PTR* find_import(HMODULE library, const char* name) {
-    auto* const image = reinterpret_cast<BYTE*>(library);
-    const auto* const headers =
-        reinterpret_cast<IMAGE_NT_HEADERS*>(image + reinterpret_cast<IMAGE_DOS_HEADER*>(image)->e_lfanew);
-    const DWORD table = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
-    for (auto* from = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(image + table); from->Name != 0; ++from) {
-        const auto* names = reinterpret_cast<IMAGE_THUNK_DATA*>(image + from->OriginalFirstThunk);
-        auto* addresses = reinterpret_cast<IMAGE_THUNK_DATA*>(image + from->FirstThunk);
-        for (; names->u1.AddressOfData != 0; ++names, ++addresses) {
-            if (IMAGE_SNAP_BY_ORDINAL(names->u1.Ordinal)) continue;
-            const auto* const by_name = reinterpret_cast<IMAGE_IMPORT_BY_NAME*>(image + names->u1.AddressOfData);
-            if (std::strcmp(by_name->Name, name) == 0) return &addresses->u1.Function;
-        }
-    }
-    return nullptr;
-}
-
 // Lets the library's calls of SetJobW come by here.
 bool listen_to_set_job() {
-    ULONG_PTR* const address = find_import(instance.library, "SetJobW");
-    DWORD protection = 0;
-    if (address == nullptr || !VirtualProtect(address, sizeof *address, PAGE_READWRITE, &protection)) return false;
-    *address = reinterpret_cast<ULONG_PTR>(set_job);
-    return VirtualProtect(address, sizeof *address, protection, &protection) != FALSE;
+    return test::replace_import(instance.library, "SetJobW", reinterpret_cast<ULONG_PTR>(set_job)) != 0;
 }
 
 void unload() {

@@ -5,6 +5,7 @@
 #include <iterator>
 #include <mutex>
 
+#include "tests/package/import_table.h"
 #include "tests/ui/desk.h"
 
 namespace ui {
@@ -98,41 +99,17 @@ const struct {
                  {"XcvDataW", address_of(xcv_data)},
                  {"EnumPrintersW", address_of(enum_printers)}};
 
-// Puts another function in the place of an imported one; gives the former one, or 0 when it is not imported.
-ULONG_PTR replace_import(HMODULE library, const char* name, ULONG_PTR function) {
-    auto* const image = reinterpret_cast<BYTE*>(library);
-    const auto* const headers =
-        reinterpret_cast<IMAGE_NT_HEADERS*>(image + reinterpret_cast<IMAGE_DOS_HEADER*>(image)->e_lfanew);
-    const DWORD table = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
-    for (auto* from = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(image + table); from->Name != 0; ++from) {
-        const auto* names = reinterpret_cast<IMAGE_THUNK_DATA*>(image + from->OriginalFirstThunk);
-        auto* addresses = reinterpret_cast<IMAGE_THUNK_DATA*>(image + from->FirstThunk);
-        for (; names->u1.AddressOfData != 0; ++names, ++addresses) {
-            if (IMAGE_SNAP_BY_ORDINAL(names->u1.Ordinal)) continue;
-            const auto* const by_name = reinterpret_cast<IMAGE_IMPORT_BY_NAME*>(image + names->u1.AddressOfData);
-            if (std::strcmp(by_name->Name, name) != 0) continue;
-            DWORD protection = 0;
-            VirtualProtect(&addresses->u1.Function, sizeof function, PAGE_READWRITE, &protection);
-            const ULONG_PTR before = addresses->u1.Function;
-            addresses->u1.Function = function;
-            VirtualProtect(&addresses->u1.Function, sizeof function, protection, &protection);
-            return before;
-        }
-    }
-    return 0;
-}
-
 }  // namespace
 
 ScriptedSpooler::ScriptedSpooler(HMODULE library) : library_(library) {
     current = this;
     questions.clear();
     last_input.clear();
-    for (const auto& one : functions) before_.push_back(replace_import(library, one.name, one.function));
+    for (const auto& one : functions) before_.push_back(test::replace_import(library, one.name, one.function));
 }
 
 ScriptedSpooler::~ScriptedSpooler() {
-    for (size_t i = 0; i < std::size(functions); ++i) replace_import(library_, functions[i].name, before_[i]);
+    for (size_t i = 0; i < std::size(functions); ++i) test::replace_import(library_, functions[i].name, before_[i]);
     current = nullptr;
 }
 

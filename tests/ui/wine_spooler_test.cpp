@@ -1,34 +1,15 @@
 // Ports in Windows' own dialogs from end to end: a program calls AddPortW, ConfigurePortW and DeletePortW, Wine's
 // spooler finds the dialogs through the monitor, and the monitor carries out what was typed.
-#include <algorithm>
-#include <vector>
-
-#include "tests/package/thin_monitor.h"
+#include "tests/package/wine_spooler.h"
 #include "tests/ui/dialogs.h"
 #include "tools/peer/tcp_printer.h"
 
 namespace ui {
 namespace {
 
-WCHAR monitor_name[] = L"Tessaron TCP/IP Port";
-WCHAR environment[] = L"Windows x64";
-constexpr WCHAR monitor_key[] = L"SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Tessaron TCP/IP Port";
+using wine_spooler::listed_ports;
 
-std::vector<std::wstring> ports() {
-    std::vector<BYTE> buffer(1 << 16);
-    DWORD needed = 0;
-    DWORD count = 0;
-    EXPECT_TRUE(EnumPortsW(nullptr, 2, buffer.data(), static_cast<DWORD>(buffer.size()), &needed, &count))
-        << GetLastError();
-    std::vector<std::wstring> names;
-    const auto* const records = reinterpret_cast<const PORT_INFO_2W*>(buffer.data());
-    for (DWORD i = 0; i < count; ++i) {
-        const WCHAR* const monitor = records[i].pMonitorName;
-        if (monitor != nullptr && std::wstring(monitor) == monitor_name) names.emplace_back(records[i].pPortName);
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-}
+constexpr WCHAR monitor_key[] = L"SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Tessaron TCP/IP Port";
 
 // "ADDRESS:PORT" as the monitor has stored it.
 std::wstring stored(const std::wstring& port) {
@@ -49,16 +30,16 @@ class WineSpooler : public testing::Test {
   protected:
     // A run that was broken off may have left something.
     void SetUp() override {
-        DeleteMonitorW(nullptr, environment, monitor_name);
+        wine_spooler::delete_monitor();
         RegDeleteTreeW(HKEY_LOCAL_MACHINE, monitor_key);
-        std::wstring file = thin_monitor::file_name;
-        MONITOR_INFO_2W info = {monitor_name, environment, file.data()};
-        ASSERT_TRUE(AddMonitorW(nullptr, 2, reinterpret_cast<BYTE*>(&info))) << GetLastError();
+        wine_spooler::add_monitor();
     }
-    void TearDown() override { EXPECT_TRUE(DeleteMonitorW(nullptr, environment, monitor_name)) << GetLastError(); }
+    void TearDown() override { EXPECT_TRUE(wine_spooler::delete_monitor()) << GetLastError(); }
 
     static std::unique_ptr<Desk> add_port() {
-        return std::make_unique<Desk>([](HWND window) { return AddPortW(nullptr, window, monitor_name); });
+        return std::make_unique<Desk>([name = std::wstring(wine_spooler::monitor_name)](HWND window) mutable {
+            return AddPortW(nullptr, window, name.data());
+        });
     }
     static std::unique_ptr<Desk> configure_port(std::wstring port) {
         return std::make_unique<Desk>(
@@ -77,129 +58,57 @@ class WineSpooler : public testing::Test {
         EXPECT_FALSE(desk.result());
         EXPECT_EQ(desk.error(), DWORD{ERROR_CANCELLED});
     }
-
-    // Adds a port through the dialog.
-    static void add(const std::wstring& name, const std::wstring& address) {
-        const auto desk = add_port();
-        const HWND dialog = desk->front();
-        ASSERT_NE(dialog, nullptr);
-        ASSERT_TRUE(desk->fill(dialog, IDC_ADDRESS, address));
-        ASSERT_TRUE(desk->fill(dialog, IDC_NAME, name));
-        desk->key(VK_RETURN);
-        expect_success(*desk);
-    }
 };
 
-// A queue on a port; deleted with this.
-class Queue {
-  public:
-    Queue(std::wstring name, std::wstring port) {
-        WCHAR driver[] = L"Wine PostScript Driver";
-        WCHAR processor[] = L"winprint";
-        WCHAR type[] = L"RAW";
-        WCHAR system[MAX_PATH] = {};
-        GetSystemDirectoryW(system, MAX_PATH);
-        std::wstring file = std::wstring(system) + L"\\wineps.drv";
-        DRIVER_INFO_3W parts = {};
-        parts.cVersion = 3;
-        parts.pName = driver;
-        parts.pEnvironment = environment;
-        parts.pDriverPath = parts.pDataFile = parts.pConfigFile = file.data();
-        AddPrinterDriverW(nullptr, 3, reinterpret_cast<BYTE*>(&parts));
-        PRINTER_INFO_2W info = {};
-        info.pPrinterName = name.data();
-        info.pPortName = port.data();
-        info.pDriverName = driver;
-        info.pPrintProcessor = processor;
-        info.pDatatype = type;
-        printer_ = AddPrinterW(nullptr, 2, reinterpret_cast<BYTE*>(&info));
-        EXPECT_NE(printer_, nullptr) << GetLastError();
-    }
-    ~Queue() {
-        DeletePrinter(printer_);
-        ClosePrinter(printer_);
-    }
-    Queue(const Queue&) = delete;
-    Queue& operator=(const Queue&) = delete;
-
-  private:
-    HANDLE printer_;
-};
-
-TEST_F(WineSpooler, AddPortOpensTheDialogAndThePortIsThere) {
+TEST_F(WineSpooler, APortIsAddedChangedAndDeletedAsTyped) {
+    const std::wstring name = L"B\u00fcro \u6771\u4eac";
     peer::TcpPrinter printer;
-    const auto desk = add_port();
-    const HWND dialog = desk->front();
-    ASSERT_NE(dialog, nullptr);
-    desk->type(L"127.0.0.1");
-    ASSERT_TRUE(Desk::shows(dialog, IDC_NAME, L"127.0.0.1"));
-    ASSERT_TRUE(desk->fill(dialog, IDC_NAME, L"B\u00fcro \u6771\u4eac"));
-    ASSERT_TRUE(desk->fill(dialog, IDC_PORT, std::to_wstring(printer.port())));
-    desk->alt(L'T');
-    EXPECT_TRUE(Desk::begins(dialog, IDC_TEST_RESULT, L"Success"));
-    EXPECT_TRUE(ports().empty());
-    desk->click(dialog, IDOK);
-    expect_success(*desk);
-    EXPECT_EQ(ports(), std::vector<std::wstring>{L"B\u00fcro \u6771\u4eac"});
-    EXPECT_TEXT(stored(L"B\u00fcro \u6771\u4eac"), L"127.0.0.1:" + std::to_wstring(printer.port()));
-}
-
-TEST_F(WineSpooler, ANameThatTheSpoolerKnowsIsRefusedWhoeverHasIt) {
-    add(L"Office", L"10.1.2.3");
-    const auto desk = add_port();
-    const HWND dialog = desk->front();
-    ASSERT_TRUE(desk->fill(dialog, IDC_ADDRESS, L"10.9.9.9"));
-    for (const std::wstring name : {L"OFFICE", L"LPT1:"}) {
-        ASSERT_TRUE(desk->fill(dialog, IDC_NAME, name));
-        desk->key(VK_RETURN);
-        EXPECT_TRUE(Desk::shows(dialog, IDC_NAME_NOTE, L"There is a port of this name already. Type another name."));
-    }
-    desk->key(VK_ESCAPE);
-    expect_cancelled(*desk);
-    EXPECT_EQ(ports(), std::vector<std::wstring>{L"Office"});
-    EXPECT_TEXT(stored(L"Office"), L"10.1.2.3:9100");
-}
-
-TEST_F(WineSpooler, ConfigurePortChangesWhatIsStored) {
-    add(L"Office", L"10.1.2.3");
-    auto desk = configure_port(L"Office");
+    auto desk = add_port();
     HWND dialog = desk->front();
     ASSERT_NE(dialog, nullptr);
-    EXPECT_TEXT(text_of(GetDlgItem(dialog, IDC_ADDRESS)), L"10.1.2.3");
-    ASSERT_TRUE(desk->fill(dialog, IDC_ADDRESS, L"printer12.example"));
-    desk->key(VK_ESCAPE);
-    expect_cancelled(*desk);
-    EXPECT_TEXT(stored(L"Office"), L"10.1.2.3:9100");
-
-    desk = configure_port(L"Office");
-    dialog = desk->front();
-    ASSERT_TRUE(desk->fill(dialog, IDC_ADDRESS, L"printer12.example"));
-    ASSERT_TRUE(desk->fill(dialog, IDC_PORT, L"515"));
-    desk->key(VK_RETURN);
-    expect_success(*desk);
-    EXPECT_TEXT(stored(L"Office"), L"printer12.example:515");
-}
-
-TEST_F(WineSpooler, DeletePortNamesTheQueuesAndDeletes) {
-    add(L"Office", L"10.1.2.3");
-    {
-        const Queue queue(L"Reception", L"Office");
-        const auto desk = delete_port(L"Office");
-        const HWND dialog = desk->front();
-        ASSERT_NE(dialog, nullptr);
-        WCHAR name[256] = {};
-        SendDlgItemMessageW(dialog, IDC_PRINTERS, LB_GETTEXT, 0, reinterpret_cast<LPARAM>(name));
-        EXPECT_TEXT(name, L"Reception");
-        desk->key(VK_RETURN);
-        expect_cancelled(*desk);
-        EXPECT_EQ(ports(), std::vector<std::wstring>{L"Office"});
+    for (const std::wstring& taken : {std::wstring(L"LPT1:"), name}) {
+        ASSERT_TRUE(desk->fill(dialog, IDC_ADDRESS, L"127.0.0.1"));
+        ASSERT_TRUE(desk->fill(dialog, IDC_NAME, taken));
+        ASSERT_TRUE(desk->fill(dialog, IDC_PORT, std::to_wstring(printer.port())));
+        desk->alt(L'T');
+        EXPECT_TRUE(Desk::begins(dialog, IDC_TEST_RESULT, L"Success"));
+        EXPECT_TRUE(listed_ports().empty());
+        desk->click(dialog, IDOK);
+        if (taken == name) break;
+        EXPECT_TRUE(Desk::shows(dialog, IDC_NAME_NOTE, L"There is a port of this name already. Type another name."));
     }
-    const auto desk = delete_port(L"Office");
+    expect_success(*desk);
+    EXPECT_EQ(listed_ports(), std::vector<std::wstring>{name});
+    EXPECT_TEXT(stored(name), L"127.0.0.1:" + std::to_wstring(printer.port()));
+
+    for (const WORD key : {WORD{VK_ESCAPE}, WORD{VK_RETURN}}) {
+        desk = configure_port(name);
+        dialog = desk->front();
+        EXPECT_TEXT(text_of(GetDlgItem(dialog, IDC_ADDRESS)), L"127.0.0.1");
+        ASSERT_TRUE(desk->fill(dialog, IDC_ADDRESS, L"printer12.example"));
+        ASSERT_TRUE(desk->fill(dialog, IDC_PORT, L"515"));
+        desk->key(key);
+        if (key == VK_ESCAPE) expect_cancelled(*desk);
+    }
+    expect_success(*desk);
+    EXPECT_TEXT(stored(name), L"printer12.example:515");
+
+    wine_spooler::add_queue(L"Reception", name);
+    desk = delete_port(name);
+    WCHAR queue[256] = {};
+    SendDlgItemMessageW(desk->front(), IDC_PRINTERS, LB_GETTEXT, 0, reinterpret_cast<LPARAM>(queue));
+    EXPECT_TEXT(queue, L"Reception");
+    desk->key(VK_RETURN);
+    expect_cancelled(*desk);
+    wine_spooler::delete_queue(L"Reception");
+    EXPECT_EQ(listed_ports().size(), 1u);
+
+    desk = delete_port(name);
     EXPECT_TRUE(text_of(GetDlgItem(desk->front(), IDC_QUESTION)).ends_with(L"No printer uses it."));
     desk->alt(L'D');
     expect_success(*desk);
-    EXPECT_TRUE(ports().empty());
-    EXPECT_TEXT(stored(L"Office"), L"nothing");
+    EXPECT_TRUE(listed_ports().empty());
+    EXPECT_TEXT(stored(name), L"nothing");
 }
 
 // The way to a server, as Wine's spooler takes it: this computer, by its name.
@@ -207,14 +116,14 @@ TEST_F(WineSpooler, AServerIsReachedByItsName) {
     WCHAR name[MAX_COMPUTERNAME_LENGTH + 3] = L"\\\\";
     DWORD size = MAX_COMPUTERNAME_LENGTH + 1;
     GetComputerNameW(name + 2, &size);
-    Desk desk([&](HWND window) { return functions().pfnAddPortUI(name, window, monitor_name, nullptr); });
+    Desk desk([&](HWND window) { return functions().pfnAddPortUI(name, window, wine_spooler::monitor_name, nullptr); });
     const HWND dialog = desk.front();
     ASSERT_NE(dialog, nullptr);
     EXPECT_TEXT(text_of(dialog), L"Add Tessaron TCP/IP Port") << "this computer is not another server";
     ASSERT_TRUE(desk.fill(dialog, IDC_ADDRESS, L"10.1.2.3"));
     desk.key(VK_RETURN);
     expect_success(desk);
-    EXPECT_EQ(ports(), std::vector<std::wstring>{L"10.1.2.3"});
+    EXPECT_EQ(listed_ports(), std::vector<std::wstring>{L"10.1.2.3"});
 }
 
 }  // namespace
