@@ -36,7 +36,7 @@ double rate(std::uint64_t bytes, double seconds) {
 }
 
 std::string write_document(const PrintServer& server, std::uint64_t size) {
-    const std::string path = server.folder().base + "/document";
+    const std::string path = server.folder.base + "/document";
     std::ofstream file(path, std::ios::binary);
     const std::vector<char> data = buffer_of(kUsualWrite);
     for (std::uint64_t done = 0; done < size; done += data.size()) {

@@ -12,7 +12,7 @@ namespace {
 
 // What brings the helper into play for the next document.
 void force_next(const PrintServer& server) {
-    require(host::write_force_attributes_records(server.folder(), "Printer 0", PrintServer::kFirstJob),
+    require(host::write_force_attributes_records(server.folder, "Printer 0", PrintServer::kFirstJob),
             "the records of forced attributes cannot be written");
 }
 
@@ -25,17 +25,17 @@ void forced_attributes(Bench& bench) {
     PrintServer server(bench.receiver.port(), 1);
     server.start();
     std::filesystem::copy_file(host::executable_folder() + "/copy_helper",
-                               server.folder().base + "/ts-print-monitor.exe");
+                               server.folder.base + "/ts-print-monitor.exe");
     const spooler_sim::ClientScope client(W("client"));
     const Sample ours = [&] {
         force_next(server);
         bench.receiver.expect();
         const double seconds = seconds_of([&] { server.print(0, data, size, kWrite); });
         bench.receiver.check(size, 1);
-        require(std::filesystem::is_empty(server.folder().spool("forceattr")), "the attributes were not forced");
+        require(std::filesystem::is_empty(server.folder.spool("forceattr")), "the attributes were not forced");
         return seconds;
     };
-    const std::string file = server.folder().spool("forceattr") + "/through-cat";
+    const std::string file = server.folder.spool("forceattr") + "/through-cat";
     const Sample theirs = [&] {
         bench.receiver.expect();
         const double seconds = seconds_of([&] { send_through_cat(bench.receiver.port(), file, data, size); });

@@ -4,6 +4,8 @@
 #include <cstring>
 
 #include "bench/bench.h"
+#include "tools/command_line/options.h"
+#include "tools/host/platform.h"
 #include "tools/host/text.h"
 
 namespace {
@@ -33,26 +35,6 @@ constexpr Case kCases[] = {
     {"memory", bench::memory},         {"allocations", bench::allocations},  {"calls", bench::system_calls},
     {"report", bench::reports},
 };
-
-bool parse(int count, char** arguments, Options& options) {
-    for (int i = 1; i < count; ++i) {
-        const std::string word = arguments[i];
-        if (word == "--quick") {
-            options.quick = true;
-        } else if (i + 1 == count) {
-            return false;
-        } else if (word == "--only") {
-            options.only = std::string(",") + arguments[++i] + ",";
-        } else if (word == "--json") {
-            options.json = arguments[++i];
-        } else if (word == "--svg") {
-            options.svg = arguments[++i];
-        } else {
-            return false;
-        }
-    }
-    return true;
-}
 
 int child(char** arguments) {
     std::uint64_t number = 0;
@@ -90,9 +72,15 @@ int measure(const Options& options) {
 int main(int count, char** arguments) {
     Options options;
     if (count != 5 || std::strcmp(arguments[1], "--child") != 0) {
-        if (parse(count, arguments, options)) return measure(options);
-        std::fputs(kUsage, stderr);
-        return 2;
+        const command_line::Program program = {
+            "bench",
+            kUsage,
+            {command_line::flag("--quick", options.quick), command_line::text("--only", "CASES", options.only),
+             command_line::text("--json", "FILE", options.json), command_line::text("--svg", "FILE", options.svg)}};
+        int status = 0;
+        if (!command_line::operands_of(program, host::program_arguments(count, arguments), status)) return status;
+        if (!options.only.empty()) options.only = "," + options.only + ",";
+        return measure(options);
     }
     try {
         return child(arguments);

@@ -8,8 +8,6 @@
 
 #include "bench/others.h"
 #include "bench/pairs.h"
-#include "tools/host/platform.h"
-#include "winapi/linux/control.h"
 
 namespace bench {
 
@@ -17,9 +15,7 @@ host::Text PrintServer::name_of(unsigned port) {
     return host::to_text("Printer " + std::to_string(port));
 }
 
-PrintServer::PrintServer(std::uint16_t receiver_port, unsigned ports) : install_(host::make_temporary_folder()) {
-    spooler_sim::reset();
-    winapi::clear_registry();
+PrintServer::PrintServer(std::uint16_t receiver_port, unsigned ports) {
     for (unsigned i = 0; i < ports; ++i) {
         names_.push_back(name_of(i));
         require(host::store_port(name_of(i), host::to_text(printer_address(i)), receiver_port),
@@ -31,43 +27,33 @@ PrintServer::PrintServer(std::uint16_t receiver_port, unsigned ports) : install_
     }
 }
 
-PrintServer::~PrintServer() {
-    monitor_.unload();
-    std::error_code ignored;
-    std::filesystem::remove_all(install_, ignored);
-}
-
 void PrintServer::start(const std::vector<std::string>& settings) {
-    monitor_.unload();
+    monitor.unload();
     std::error_code ignored;
     std::string why;
-    if (!folder_.base.empty()) std::filesystem::remove(folder_.base + "/print-provider.conf", ignored);
-    require(host::set_up_base(install_, settings, folder_, why), why);
-    host::MonitorHost::Options options;
-    options.library = host::executable_folder() + "/" + host::monitor_file_name();
-    options.folder = folder_;
-    require(monitor_.load(options, why), why);
+    std::filesystem::remove(folder.base + "/print-provider.conf", ignored);
+    require(set_up(settings, why) && try_load(why), why);
 }
 
 HANDLE PrintServer::begin(unsigned port) const {
     HANDLE handle = nullptr;
-    require(monitor_.open_port(names_[port], handle), "OpenPort failed");
-    require(monitor_.start_document(handle, names_[port], kFirstJob + port, document_), "StartDocPort failed");
+    require(monitor.open_port(names_[port], handle), "OpenPort failed");
+    require(monitor.start_document(handle, names_[port], kFirstJob + port, document_), "StartDocPort failed");
     return handle;
 }
 
 void PrintServer::write(HANDLE handle, const char* data, size_t size) const {
     while (size > 0) {
         DWORD written = 0;
-        require(monitor_.write(handle, data, static_cast<DWORD>(size), written), "WritePort failed");
+        require(monitor.write(handle, data, static_cast<DWORD>(size), written), "WritePort failed");
         data += written;
         size -= written;
     }
 }
 
 void PrintServer::end(HANDLE handle) const {
-    require(monitor_.end_document(handle), "EndDocPort failed");
-    require(monitor_.close_port(handle), "ClosePort failed");
+    require(monitor.end_document(handle), "EndDocPort failed");
+    require(monitor.close_port(handle), "ClosePort failed");
 }
 
 void PrintServer::print(unsigned port, const std::vector<char>& data, std::uint64_t size, size_t write_size) const {

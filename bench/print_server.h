@@ -4,21 +4,18 @@
 #include <string>
 #include <vector>
 
-#include "tools/host/monitor_host.h"
+#include "tools/host/print_server.h"
 
 namespace bench {
 
-class PrintServer {
+class PrintServer : public host::PrintServer {
   public:
     // Stores `ports` ports that lead to the receiver's TCP port; start() loads the monitor.
     PrintServer(std::uint16_t receiver_port, unsigned ports);
-    ~PrintServer();
-    PrintServer(const PrintServer&) = delete;
-    PrintServer& operator=(const PrintServer&) = delete;
 
     // Loads the monitor anew with these settings and no others.
     void start(const std::vector<std::string>& settings = {});
-    void stop() { monitor_.unload(); }
+    void stop() { monitor.unload(); }
 
     // One document from OpenPort to ClosePort: `size` bytes, in writes of the first `write_size` bytes of `data`. The
     // calling thread has a ClientScope. Throws Failed when a call fails.
@@ -31,16 +28,11 @@ class PrintServer {
     void write(HANDLE handle, const char* data, size_t size) const;
     void end(HANDLE handle) const;
 
-    const host::MonitorHost& monitor() const { return monitor_; }
-    const host::BaseFolder& folder() const { return folder_; }
     static host::Text name_of(unsigned port);
 
     static constexpr DWORD kFirstJob = 7;  // of port 0; each port has one of its own
 
   private:
-    std::string install_;
-    host::BaseFolder folder_;
-    host::MonitorHost monitor_;
     std::vector<host::Text> names_;
     const host::Text document_ = W("document");
 };

@@ -34,7 +34,7 @@ std::string log_of_documents(const Bench& bench) {
     for (std::thread& thread : threads) thread.join();
     server.stop();
     std::ostringstream text;
-    text << std::ifstream(server.folder().log(), std::ios::binary).rdbuf();
+    text << std::ifstream(server.folder.log(), std::ios::binary).rdbuf();
     return text.str();
 }
 

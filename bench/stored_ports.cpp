@@ -21,7 +21,7 @@ struct Figures {
 constexpr DWORD kLevel = 2;
 
 void enum_ports(const PrintServer& server, unsigned ports, std::vector<BYTE>& buffer) {
-    const host::MonitorHost& monitor = server.monitor();
+    const host::MonitorHost& monitor = server.monitor;
     DWORD needed = 0;
     DWORD returned = 0;
     const auto ask = [&](DWORD size) {
@@ -43,7 +43,7 @@ double open_each(const PrintServer& server, unsigned ports) {
     const double seconds = seconds_of([&] {
         for (const host::Text& name : names) {
             HANDLE handle = nullptr;
-            require(server.monitor().open_port(name, handle) && server.monitor().close_port(handle), "OpenPort failed");
+            require(server.monitor.open_port(name, handle) && server.monitor.close_port(handle), "OpenPort failed");
         }
     });
     return ports > 0 ? seconds / ports : 0;

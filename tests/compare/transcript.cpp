@@ -4,17 +4,14 @@
 //   transcript FOLDER FILE    with an empty folder, the same one for every build, as its path is logged
 #include <algorithm>
 #include <cstdio>
-#include <list>
 #include <regex>
 #include <thread>
 
 #include "tests/support/files.h"
-#include "tests/support/platform.h"
-#include "tools/host/monitor_host.h"
 #include "tools/host/platform.h"
-#include "tools/host/xcv.h"
-#include "tools/peer/tcp_printer.h"
-#include "winportmon/tsmon/tsmon.h"
+#include "tools/host/ports.h"
+#include "tools/host/print_server.h"
+#include "tools/host/records.h"
 
 namespace {
 
@@ -64,69 +61,50 @@ struct Page {
 };
 
 // A print server of its own for each scene.
-class Scene {
+class Scene : public host::PrintServer {
   public:
-    explicit Scene(const std::string& name) {
+    explicit Scene(const std::string& name) : host::PrintServer(root + "/Установка Ж") {
         transcript << "\n==== " << name << '\n';
-        spooler_sim::reset();
-        test::clear_registry();
         std::error_code ignored;
         fs::remove_all(path_of(root), ignored);
-        folder_.install = root + "/Установка Ж";
-        folder_.base = folder_.install + "/providers/print/win";
         for (const char* const below : {"activejobs", "forceattr", "hpc", "notapprovedjobs", "settings"}) {
-            fs::create_directories(path_of(folder_.spool(below)));
+            fs::create_directories(path_of(folder.spool(below)));
         }
         write("env-version", "envversion=15\n");
-        host::store_install_path(host::windows_path(folder_.install));
+        host::store_install_path(host::windows_path(folder.install));
+        load_options.server_name = W("СЕРВЕР-Ж");
     }
 
-    ~Scene() {
+    ~Scene() override {
         monitor.unload();
         note_printers();
         note_logs();
         note_files();
     }
-    Scene(const Scene&) = delete;
-    Scene& operator=(const Scene&) = delete;
 
     // A file below the base folder.
     void write(const std::string& name, const std::string& text) {
-        const fs::path path = path_of(folder_.base + "/" + name);
+        const fs::path path = path_of(folder.base + "/" + name);
         fs::create_directories(path.parent_path());
         test::write_file(path, text);
     }
-    void copy_helper() {
-        const fs::path program = "ts-print-monitor.exe";
-        fs::copy_file(path_of(host::executable_folder()) / program, path_of(folder_.base) / program);
-    }
     peer::TcpPrinter& add_printer(const Text& name) {
-        peer::TcpPrinter& printer = printers_.emplace_back();
-        spooler_sim::add_printer(name);
-        host::store_port(name, W("127.0.0.1"), printer.port());
-        return printer;
+        printers_.push_back(&host::PrintServer::add_printer(name));
+        return *printers_.back();
     }
 
     void load() {
-        host::MonitorHost::Options options;
-        options.library = host::executable_folder() + "/" + host::monitor_file_name();
-        options.folder = folder_;
-        options.server_name = W("СЕРВЕР-Ж");
         std::string why;
-        transcript << "load: " << (monitor.load(options, why) ? "loaded" : why) << '\n';
+        transcript << "load: " << (try_load(why) ? "loaded" : why) << '\n';
     }
 
     void print(const Page& page) {
-        host::Document document;
-        document.port = page.port == W("=") ? page.printer : page.port;
-        document.printer = page.printer;
-        document.name = W("Отчёт.pdf");
-        document.user = W("Ирина Ж");
-        document.source = host::generated_source(page.size, page.size);
-        document.write_size = page.write_size;
-        document.job_id = page.job_id;
-        document.retry_pause_ms = 1;
-        note_outcome(monitor.print_document(document));
+        host::Document job = document(page.printer, host::generated_source(page.size, page.size), page.write_size);
+        if (page.port != W("=")) job.port = page.port;
+        job.name = W("Отчёт.pdf");
+        job.user = W("Ирина Ж");
+        job.job_id = page.job_id;
+        note_outcome(monitor.print_document(job));
     }
 
     void note(const std::string& text) { transcript << text << '\n'; }
@@ -151,8 +129,6 @@ class Scene {
         return text;
     }
 
-    host::MonitorHost monitor;
-
   private:
     void note_outcome(const host::Outcome& outcome) {
         // On Windows the host finds no marker in a folder whose name its code page does not hold; the log shows them
@@ -166,11 +142,11 @@ class Scene {
 
     void note_printers() {
         size_t number = 0;
-        for (peer::TcpPrinter& printer : printers_) {
+        for (peer::TcpPrinter* const printer : printers_) {
             ++number;
-            printer.wait_for_ends(printer.connections());
-            for (size_t i = 0; i < printer.connections(); ++i) {
-                const peer::Connection connection = printer.connection(i);
+            printer->wait_for_ends(printer->connections());
+            for (size_t i = 0; i < printer->connections(); ++i) {
+                const peer::Connection connection = printer->connection(i);
                 transcript << "printer " << number << ": " << connection.bytes << " bytes, "
                            << peer::end_in_words(connection.end) << ", " << connection.sha256 << '\n';
             }
@@ -191,30 +167,29 @@ class Scene {
     // The rotated ones come first.
     void note_logs() {
         for (int number = 9; number > 0; --number) {
-            const std::string rotated = folder_.log() + "." + std::to_string(number);
+            const std::string rotated = folder.log() + "." + std::to_string(number);
             if (!fs::exists(path_of(rotated))) continue;
             transcript << "log " << number << '\n';
             note_log(rotated);
         }
         transcript << "log\n";
-        note_log(folder_.log());
+        note_log(folder.log());
     }
 
     void note_files() {
         std::vector<std::string> files;
-        for (const auto& entry : fs::recursive_directory_iterator(path_of(folder_.install))) {
+        for (const auto& entry : fs::recursive_directory_iterator(path_of(folder.install))) {
             const std::string name = test::utf8_of(entry.path().filename());
             if (!entry.is_regular_file() || name.starts_with("print-monitor.") || name == "ts-print-monitor.exe")
                 continue;
-            files.push_back("file " + test::utf8_of(entry.path().lexically_relative(path_of(folder_.base))) + ": " +
+            files.push_back("file " + test::utf8_of(entry.path().lexically_relative(path_of(folder.base))) + ": " +
                             shown(test::read_file(entry.path())));
         }
         std::sort(files.begin(), files.end());
         for (const std::string& file : files) transcript << file << '\n';
     }
 
-    host::BaseFolder folder_;
-    std::list<peer::TcpPrinter> printers_;
+    std::vector<peer::TcpPrinter*> printers_;
 };
 
 // -- The set ---------------------------------------------------------------------------------------------------------
@@ -252,19 +227,13 @@ void lose_printer(Scene& scene, peer::TcpPrinter& printer) {
 }
 
 void configure_ports(Scene& scene, peer::TcpPrinter& printer) {
-    const host::Xcv xcv(scene.monitor, W("Принтер"), SERVER_ACCESS_ADMINISTER);
-    tsmon::PortConfig config = {};
     const auto send_config = [&](LPCWSTR command, const Text& name, const Text& address, DWORD port) {
-        config = {};
-        name.copy(config.port_name, tsmon::kPortNameSize);
-        address.copy(config.printer_address, tsmon::kPrinterAddressSize);
-        config.port_number = port;
+        const host::PortConfig config = host::port_config(name, address, port);
         scene.note(host::to_utf8(Text(command) + W(" ") + name) + ": " +
-                   std::to_string(xcv.send(command, &config, sizeof config)));
+                   std::to_string(host::send_config(scene.monitor, command, config)));
     };
     const auto send_name = [&](LPCWSTR command, const Text& name) {
-        const auto size = static_cast<DWORD>((name.size() + 1) * sizeof(WCHAR));
-        scene.note(host::to_utf8(Text(command)) + ": " + std::to_string(xcv.send(command, name.c_str(), size)));
+        scene.note(host::to_utf8(Text(command)) + ": " + std::to_string(host::send_name(scene.monitor, command, name)));
     };
     spooler_sim::add_foreign_port(W("LPT1:"));
     for (const LPCWSTR name : {W("Принтер"), W("пРИНТЕР"), W("lpt1:"), W(""), W("a\\b")}) {
@@ -275,7 +244,8 @@ void configure_ports(Scene& scene, peer::TcpPrinter& printer) {
     scene.print({W("Ж"), 1000, 65536, 0, W("Принтер")});
     send_config(W("TSConfigPort"), W("принтер"), W("адрес.invalid"), 9100);
     send_config(W("TSPortIsValid"), W("принтер"), W("адрес.invalid"), 9100);
-    const DWORD status = xcv.send(W("TSGetConfigInfo"), nullptr, 0, &config, sizeof config);
+    host::PortConfig config = {};
+    const DWORD status = host::read_config(scene.monitor, W("Принтер"), config);
     scene.note("read: " + std::to_string(status) + " " + host::to_utf8(config.printer_address));
     send_name(W("TSDeletePort"), W("ПРИНТЕР"));
     scene.note_ports();
@@ -283,7 +253,6 @@ void configure_ports(Scene& scene, peer::TcpPrinter& printer) {
 
 // clang-format off
 const std::string kDebug = "Debug=on\n";
-const std::string kRecord = "# TS Serialize Data\r\nversion=";
 const std::string kByService = "created by the service";
 const LPCWSTR kName = W("Принтер");
 const LPCWSTR kOdd = W("Принтер: \"Ж\"");
@@ -352,17 +321,11 @@ const struct {
     // From a folder whose name no single code page holds.
     {"helper", kDebug, {W("Принтер Ж")}, {{W("Принтер Ж"), 5000, 1000, 7}},
      {{"spool/settings/Принтер Ж.dat",
-       kRecord + "5\r\nenable_color_detection=Y\r\nfailure_mode=HOLD\r\nhardware_check_mode=SNMP\r\nis_virtual=N\r\n"
-       "queue-confidentiality-mode=HIDE_NONE\r\n#END\r\n"},
+       host::settings_record()},
       {"ts-print-monitor.script", "run 1: on startdoc WAIT \"Door Open\" for 50 ms then OK\n"}},
-     [](Scene& scene) { scene.copy_helper(); },
+     [](Scene& scene) { host::install_helper(scene.folder); },
      [](Scene& scene, peer::TcpPrinter&) {  // the start would have swept these away
-         scene.write("spool/forceattr/msf-Принтер Ж-8.dat",
-                     kRecord + "1\r\nwatermark_text=\xD0\x96\r\nwatermark_font_size_points=12.5\r\nwatermark_gray_level=50\r\n"
-                     "watermark_position=1\r\nwatermark_position_override_from_edge_y_points=0\r\ndefault_to_a4=FALSE\r\n"
-                     "force_duplex=TRUE\r\nforce_grayscale=FALSE\r\nset_num_copies=2\r\ncompress_method=0\r\n"
-                     "inject_job_uid=FALSE\r\n#END\r\n");
-         scene.write("spool/forceattr/job-Принтер Ж-8.dat", "meta-data");
+         host::write_force_attributes_records(scene.folder, "Принтер Ж", 8);
          scene.print({W("Принтер Ж"), 1000, 300, 8});  // little enough for the helper to write it at once
      }},
 };

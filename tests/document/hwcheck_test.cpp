@@ -1,7 +1,6 @@
 // Documents on a printer whose hardware is checked: each course as the helper hears it, as the printer gets it, and as
 // the spooler shows it.
 #include "tests/support/helper_script.h"
-#include "tests/support/port_admin.h"
 
 namespace test {
 namespace {
@@ -151,6 +150,7 @@ TEST_F(HardwareCheck, ADeletedPortLetsGoOfTheDocumentItWasPrinting) {
         EXPECT_EQ(heard(), kStart + kClosed);
         const Lines records = {"job-Office-7.dat", "msf-Office-7.dat"};
         EXPECT_EQ(work_files(), forced ? records : Lines{}) << "the job may be printed on another port";
+        EXPECT_EQ(logged("TSM: Unable to delete force attr spool path"), 0);
         spooler_sim::remove_job(W("Office"), kJob);
         ASSERT_EQ(send_config(monitor, W("TSAddPort"), port_config(W("Office"), W("127.0.0.1"), office->port())), 0u);
         expect_clean();
@@ -209,36 +209,91 @@ TEST_F(HardwareCheck, AClusterNameHasItsServerAnnounced) {
     EXPECT_EQ(logged("TSM Start Doc: Failed servername command in helper", "ERROR"), 1);
 }
 
-TEST_F(HardwareCheck, SettingsRecordsOfAllVersions) {
-    const std::string old = "enable_color_detection=Y\r\nfailure_mode=HOLD\r\n";
-    const std::string since3 = "is_virtual=N\r\nqueue-confidentiality-mode=HIDE_NAME\r\n";
-    const auto record = [](const std::string& version, const std::string& fields) {
-        return host::record_of("version=" + version + "\r\n" + fields);
-    };
-    const struct {
-        std::string record;
-        bool checked;
-    } cases[] = {
-        {record("1", old), false},
-        {record("2", old + "hardware_check_mode=SNMP\r\n"), true},
-        {record("2", old + "hardware_check_mode=snmp\r\n"), false},
-        {record("5", old + "hardware_check_mode=DEVICE-API\r\n" + since3), false},
-        {record("5", old + "hardware_check_mode=NONE\r\n" + since3), false},
-        {record("7", old + "hardware_check_mode=SNMP\r\n" + since3 + "colour=blue\r\n"), true},
-        {record("5", old + "hardware_check_mode=SNMP\r\n"), false},
-        {record("5", "hardware_check_mode=SNMP\r\n" + old + since3), false},
-        {"# TS Serialize Data\r\nversion=2\r\n" + old + "hardware_check_mode=SNMP\r\n", false},
-        {"", false},
+TEST_F(HardwareCheck, OnlyAWholeRecordThatSaysSnmpCounts) {
+    const std::string whole = host::settings_record();
+    const std::pair<std::string, bool> cases[] = {
+        {std::string(whole).replace(whole.find("SNMP"), 4, "DEVICE-API"), false},
+        {std::string(whole).replace(whole.find("is_virtual"), 10, "colour"), false},
+        {whole.substr(0, whole.find("#END")), false},
+        {std::string(whole).replace(whole.find("=5"), 2, "=7"), true},
     };
     start();
-    for (const auto& one : cases) {
-        SCOPED_TRACE(one.record);
-        write_file(base / "spool" / "settings" / "Office.dat", one.record);
+    for (const auto& [record, checked] : cases) {
+        write_file(base / "spool" / "settings" / "Office.dat", record);
         EXPECT_EQ(print_job("page").result, host::Result::printed);
         EXPECT_EQ(arrived(), Lines{"page"});
-        EXPECT_EQ(heard(), one.checked ? kWhole : "");
+        EXPECT_EQ(heard(), checked ? kWhole : "") << record;
         expect_clean();
     }
+}
+
+// -- What the job and its printer show while a helper holds the job: only our own bits come and go ----------
+
+TEST_F(HardwareCheck, WhatOthersSetMeanwhileSurvives) {
+    start();
+    check_hardware();
+    answer_by(
+        "on startdoc WAIT \"Door Open\" until other then WAIT \"No Paper\" then WAIT \"No Paper, Low Toner\" then OK");
+    auto printing = print_job_meanwhile("page");
+    ASSERT_TRUE(wait_until([] { return spooler_sim::printer_status(W("Office")) == PRINTER_STATUS_DOOR_OPEN; }));
+    spooler_sim::set_printer_status(W("Office"), PRINTER_STATUS_DOOR_OPEN | PRINTER_STATUS_PAUSED);
+    spooler_sim::set_job_status(W("Office"), kJob, kPrinting | JOB_STATUS_ERROR | JOB_STATUS_PAUSED);
+    release("other");
+    const host::Outcome outcome = printing.get();
+    EXPECT_EQ(outcome.result, host::Result::printed);
+    constexpr DWORD kOther = JOB_STATUS_PAUSED;
+    const Statuses job = {kPrinting,
+                          kPrinting | JOB_STATUS_ERROR,
+                          kPrinting | JOB_STATUS_ERROR | kOther,
+                          kPrinting | JOB_STATUS_PAPEROUT | kOther,
+                          kPrinting | kOther,
+                          JOB_STATUS_PRINTED | kOther};
+    EXPECT_EQ(outcome.job.status_seen, job) << "a problem that stays is not written again";
+    constexpr DWORD kPaused = PRINTER_STATUS_PAUSED;
+    const Statuses printer = {PRINTER_STATUS_DOOR_OPEN, PRINTER_STATUS_DOOR_OPEN | kPaused,
+                              PRINTER_STATUS_PAPER_OUT | kPaused,
+                              PRINTER_STATUS_PAPER_OUT | PRINTER_STATUS_TONER_LOW | kPaused, kPaused};
+    EXPECT_EQ(spooler_sim::printer_status_seen(W("Office")), printer);
+    EXPECT_EQ(logged("TSM: setting printer status to: "), 4);
+    expect_clean();
+}
+
+TEST_F(HardwareCheck, NothingIsTouchedWhereTheProviderShowsTheProblem) {
+    for (const char* const method : {"snmp", "both"}) {
+        const bool touches = method == std::string("both");
+        start({std::string("ErrorPollMethod=") + method});
+        check_hardware();
+        answer_by("on startdoc WAIT \"Offline\" then OK\non enddoc WAIT \"Jammed\" then DELETE");
+        const host::Outcome outcome = print_job("page");
+        EXPECT_EQ(outcome.result, host::Result::printed);
+        EXPECT_EQ(arrived(), Lines{"page"});
+        EXPECT_EQ(outcome.job.status_seen.size(), touches ? 6u : 2u);
+        EXPECT_EQ(spooler_sim::printer_status_seen(W("Office")).size(), touches ? 4u : 0u);
+        EXPECT_EQ(logged("Don't update windows error state as print provider is doing it") > 0, !touches);
+        expect_clean();
+        monitor.unload();
+        spooler_sim::reset();
+        fs::remove(path_of(folder.base) / "print-provider.conf");
+        fs::remove(path_of(folder.log()));
+    }
+}
+
+// The spooler refuses: what was shown stays on record until it can be taken back, and the job goes on.
+TEST_F(HardwareCheck, AJobThatIsGoneIsReportedAndDoesNotHoldTheDocument) {
+    start();
+    check_hardware();
+    answer_by("on startdoc WAIT \"Door Open\" until gone then WAIT \"Jammed\" then OK");
+    auto printing = print_job_meanwhile("page");
+    ASSERT_TRUE(wait_until([] { return spooler_sim::printer_status(W("Office")) == PRINTER_STATUS_DOOR_OPEN; }));
+    spooler_sim::remove_job(W("Office"), kJob);
+    release("gone");
+    EXPECT_EQ(printing.get().result, host::Result::printed);
+    EXPECT_EQ(arrived(), Lines{"page"});
+    // Once more when the job goes between the first status and the look at it.
+    EXPECT_GE(logged("TSM: unable to get job status for job 7", "ERROR"), 1);
+    EXPECT_GE(logged("TSM: Unable to get print job info. JobId: 7"), 2);
+    EXPECT_EQ(spooler_sim::printer_status(W("Office")), 0u);
+    expect_clean();
 }
 
 // -- Where the helper is ---------------------------------------------------------------------------------------------

@@ -51,15 +51,6 @@ TEST_F(LostPrinter, TheRestartIsAskedByTheCallAfterTheLoss) {
     office->listen();
     EXPECT_FALSE(write(port, "x"));
     EXPECT_EQ(job(5).commands, std::vector<DWORD>{JOB_CONTROL_RESTART});
-    EXPECT_TRUE(monitor.end_document(port));
-    EXPECT_TRUE(monitor.close_port(port));
-}
-
-TEST_F(LostPrinter, ARefusedRestartIsAnErrorOnceForEachJob) {
-    start();
-    office->behave_once(broken);
-    const HANDLE port = begin_document(5);
-    ASSERT_TRUE(write_until_refused(port));
     spooler_sim::remove_job(W("Office"), 5);
     for (int i = 0; i < 2; ++i) EXPECT_FALSE(write(port, "x"));
     EXPECT_EQ(logged("TSM Write Port: the spooler refused to restart job 5", "ERROR"), 1);

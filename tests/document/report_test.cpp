@@ -2,7 +2,6 @@
 #include <future>
 
 #include "tests/support/helper_script.h"
-#include "tests/support/port_admin.h"
 #include "tests/support/reported.h"
 
 namespace test {

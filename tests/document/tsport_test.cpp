@@ -319,6 +319,11 @@ TEST_F(Tsport, TwoProcessesLoseNoChange) {
     // A share of the cases is this process's business.
     for (const char* const name : {"GTEST_TOTAL_SHARDS", "GTEST_SHARD_INDEX"}) set_variable(name, nullptr);
     std::vector<std::thread> processes;
+    // They are no shards of this program, which may be one.
+    static char no_shards[] = "GTEST_TOTAL_SHARDS=1";
+    static char no_index[] = "GTEST_SHARD_INDEX=0";
+    putenv(no_shards);
+    putenv(no_index);
     for (const std::string number : {"1", "2"}) {
         processes.emplace_back([&, number] {
             const std::string output =

@@ -3,15 +3,16 @@
 // and the next document has to print.
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <random>
 #include <set>
 
 #include "tests/faults/scenarios.h"
+#include "tools/command_line/options.h"
 #include "tools/host/platform.h"
 #include "winapi/linux/control.h"
 #include "winapi/linux/fault.h"
@@ -34,18 +35,22 @@ struct Trial {
     Mode mode;
 };
 
+constexpr const char* kModeNames[] = {"once", "on", "short"};
+
 struct Options {
     std::string library = host::executable_folder() + "/" + host::monitor_file_name();
     std::string helper = host::executable_folder() + "/ts-print-monitor.exe";
     std::string scenario;  // only this one
     std::uint64_t call = 0;
-    Mode mode = Mode::once;
-    bool no_faults = false;  // each scenario once, with nothing that fails
-    size_t sample = 0;       // only so many trials, at random
-    unsigned seed = 1;
+    std::string mode = kModeNames[0];  // "none": each scenario once, with nothing that fails
+    std::uint64_t sample = 0;          // only so many trials, at random
+    std::uint64_t seed = 1;
 };
 
-constexpr const char* kModeNames[] = {"once", "on", "short"};
+constexpr char kUsage[] = R"(usage: faults [--scenario NAME] [--call K [--mode once|on|short]]
+              [--mode none] [--sample N [--seed S]] [--library PATH] [--helper PATH]
+Without a call, a mode or a sample every call of the scenarios is made to fail, one after the other.
+)";
 
 const char* name_of(Mode mode) {
     return kModeNames[static_cast<int>(mode)];
@@ -81,7 +86,8 @@ std::string run_trial(World& world, const Trial& trial, std::string& function) {
     alarm(kHangSeconds);
     trial.scenario->prepare(world);
     if (!world.error().empty()) return "cannot be prepared: " + world.error();
-    const bool loaded = world.monitor().loaded();
+    const bool loaded = world.monitor.loaded();
+    world.mode = trial.mode;
     world.take_stock();
     winapi::fault::arm(trial.call, trial.mode);
     std::string wrong = trial.scenario->run(world);
@@ -89,7 +95,8 @@ std::string run_trial(World& world, const Trial& trial, std::string& function) {
     function = winapi::fault::failed_function();
     world.arrived();
 
-    if (wrong.empty()) wrong = world.left_over().empty() ? "" : "left over: " + world.left_over();
+    const std::string left_over = world.left_over();
+    if (wrong.empty() && !left_over.empty()) wrong = "left over: " + left_over;
     if (!loaded && !world.load() && wrong.empty()) wrong = "does not start any more: " + world.error();
     world.printer().behave(peer::Behaviour());
     world.remove_records();
@@ -100,7 +107,7 @@ std::string run_trial(World& world, const Trial& trial, std::string& function) {
     if (wrong.empty() && !prints) {
         wrong = "the next document does not print: " + next.words;
     }
-    world.unload();
+    world.monitor.unload();
     alarm(0);
     return wrong;
 }
@@ -157,14 +164,17 @@ class Sweep {
         if (options_.scenario.empty()) look_for_points_never_hit();
     }
 
-    // Trials at random, the same for the same seed.
+    // Some scenarios whole, and trials at random, the same for the same seed.
     void run_sample() {
         std::vector<const Scenario*> wanted;
         for (const Scenario& scenario : scenarios()) {
-            if (is_wanted(scenario)) wanted.push_back(&scenario);
+            if (!is_wanted(scenario)) continue;
+            wanted.push_back(&scenario);
+            for (std::uint64_t call = 1; scenario.is_sampled_whole && run_one({&scenario, call, Mode::once}); ++call) {
+            }
         }
-        std::mt19937 random(options_.seed);
-        for (size_t i = 0; i < options_.sample && !wanted.empty(); ++i) {
+        std::mt19937 random(static_cast<unsigned>(options_.seed));
+        for (std::uint64_t i = 0; i < options_.sample && !wanted.empty(); ++i) {
             const Scenario& scenario = *wanted[random() % wanted.size()];
             const std::uint64_t calls = count_calls(scenario);
             run_one({&scenario, 1 + random() % calls, static_cast<Mode>(random() % 3)});
@@ -195,7 +205,7 @@ class Sweep {
             winapi::fault::arm(0, Mode::once);
             scenario.run(world_);
             calls = winapi::fault::disarm();
-            world_.unload();
+            world_.monitor.unload();
             world_.arrived();
         }
         return calls;
@@ -222,34 +232,6 @@ class Sweep {
     std::map<std::string, std::uint64_t> counted_;
 };
 
-bool parse(int argc, char** argv, Options& options) {
-    for (int i = 1; i + 1 < argc; i += 2) {
-        const std::string name = argv[i];
-        const std::string value = argv[i + 1];
-        if (name == "--library") {
-            options.library = value;
-        } else if (name == "--helper") {
-            options.helper = value;
-        } else if (name == "--scenario") {
-            options.scenario = value;
-        } else if (name == "--call") {
-            options.call = std::strtoull(value.c_str(), nullptr, 10);
-        } else if (name == "--mode") {
-            options.no_faults = value == "none";
-            for (int mode = 0; mode < 3; ++mode) {
-                if (value == kModeNames[mode]) options.mode = static_cast<Mode>(mode);
-            }
-        } else if (name == "--sample") {
-            options.sample = std::strtoull(value.c_str(), nullptr, 10);
-        } else if (name == "--seed") {
-            options.seed = static_cast<unsigned>(std::strtoul(value.c_str(), nullptr, 10));
-        } else {
-            return false;
-        }
-    }
-    return argc % 2 == 1;
-}
-
 int run(const Options& options) {
     World world(options.library, options.helper);
     if (!world.error().empty()) {
@@ -261,9 +243,11 @@ int run(const Options& options) {
     Sweep sweep(world, options);
     if (options.call != 0) {
         for (const Scenario& scenario : scenarios()) {
-            if (options.scenario == scenario.name) sweep.run_one({&scenario, options.call, options.mode});
+            const auto* const mode = std::find(std::begin(kModeNames), std::end(kModeNames) - 1, options.mode);
+            if (options.scenario != scenario.name) continue;
+            sweep.run_one({&scenario, options.call, static_cast<Mode>(mode - std::begin(kModeNames))});
         }
-    } else if (options.no_faults) {
+    } else if (options.mode == "none") {
         sweep.run_without_faults();
     } else if (options.sample != 0) {
         sweep.run_sample();
@@ -276,16 +260,19 @@ int run(const Options& options) {
 }  // namespace
 }  // namespace faults
 
-int main(int argc, char** argv) {
+int main(int count, char** arguments) {
     faults::Options options;
-    if (!faults::parse(argc, argv, options)) {
-        fprintf(
-            stderr,
-            "usage: faults [--library PATH] [--helper PATH] [--scenario NAME] [--call K --mode once|on|short]\n"
-            "              [--mode none] [--sample N [--seed S]]\n"
-            "Without a call, a mode or a sample every call of the scenarios is made to fail, one after the other.\n");
-        return 2;
-    }
+    const command_line::Program program = {"faults",
+                                           faults::kUsage,
+                                           {command_line::text("--library", "PATH", options.library),
+                                            command_line::text("--helper", "PATH", options.helper),
+                                            command_line::text("--scenario", "NAME", options.scenario),
+                                            command_line::number("--call", 1, UINT64_MAX, options.call),
+                                            command_line::text("--mode", "MODE", options.mode),
+                                            command_line::number("--sample", 1, UINT64_MAX, options.sample),
+                                            command_line::number("--seed", 0, UINT32_MAX, options.seed)}};
+    int status = 0;
+    if (!command_line::operands_of(program, host::program_arguments(count, arguments), status)) return status;
     std::signal(SIGALRM, faults::report_signal);
     if (__sanitizer_set_death_callback != nullptr) {
         __sanitizer_set_death_callback(faults::report_death);

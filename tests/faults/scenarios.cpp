@@ -3,17 +3,16 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 
-#include "tools/host/text.h"
-#include "tools/host/xcv.h"
 #include "winapi/linux/fault.h"
 #include "winapi/spooler_sim/spooler_sim.h"
 
 namespace faults {
 namespace {
 
-const std::vector<std::string> kSettings = {"Debug=on", "IsPrintingBasedOnPortMonitor=on", "LogRotateCheckCount=50",
-                                            "LogRotateSizeKBytes=4"};
+const Lines kSettings = {"Debug=on", "IsPrintingBasedOnPortMonitor=on", "LogRotateCheckCount=50",
+                         "LogRotateSizeKBytes=4"};
 
 // What the sample helper makes of the page.
 std::string rewritten() {
@@ -27,35 +26,88 @@ void prepare_monitor(World& world) {
     world.load();
 }
 
+bool failed(const char* function) {
+    return winapi::fault::failed_function() == function;
+}
+// What the log has to tell of it once, when the log itself can be written.
+bool untold(const World& world, const std::string& line) {
+    return world.mode == winapi::fault::Mode::once && world.logged(line) != 1;
+}
+
 // A document that ended well has brought one of these to the printer, whole; or nothing, if it may be thrown away.
-std::string check_document(World& world, const host::Outcome& outcome, const std::vector<std::string>& may_arrive,
-                           bool may_be_dropped) {
+std::string check_document(World& world, const host::Outcome& outcome, const Lines& may_arrive, bool may_be_dropped) {
     const bool ended_well = outcome.result != host::Result::failed && outcome.result != host::Result::not_started;
-    const std::vector<std::string> arrived = world.arrived(ended_well && !may_be_dropped);
+    const Lines arrived = world.arrived(ended_well && !may_be_dropped);
+    const bool must_be_kept = world.mode == winapi::fault::Mode::once && !failed("ImpersonatePrinterClient");
+    if (must_be_kept && !outcome.identity_kept) return "the thread acts for somebody else";
     if (!ended_well) return "";
     if (arrived.empty()) return may_be_dropped ? "" : "reported as printed, and nothing has arrived";
-    for (const std::string& one : may_arrive) {
-        if (arrived.back() == one) return "";
-    }
+    if (std::find(may_arrive.begin(), may_arrive.end(), arrived.back()) != may_arrive.end()) return "";
     return "reported as printed, and " + std::to_string(arrived.back().size()) + " bytes of something else arrived";
 }
 
 // -- Start and stop
 
+// The library stays, and what it knows of earlier starts.
 void prepare_start(World& world) {
     world.reset(kSettings);
+    world.keep_library();
     for (int i = 0; i < 3; ++i) host::store_port(W("more ") + host::to_text(std::to_string(i)), W("127.0.0.1"), 9);
 }
 
 // Where nobody has set up the service.
 void prepare_bare_start(World& world) {
     prepare_start(world);
-    std::filesystem::remove(world.folder().base + "/print-provider.conf");
+    std::filesystem::remove(world.folder.base + "/print-provider.conf");
+}
+
+// Without sockets it does not start; the next start is like the first, with its own settings.
+std::string look_at_start(World& world) {
+    const bool loaded = world.load();
+    world.monitor.unload();
+    const bool has_settings = std::filesystem::exists(world.folder.base + "/print-provider.conf");
+    winapi::fault::disarm();
+    if (!failed("WSAStartup") || !has_settings) return "";
+    if (loaded || untold(world, "TSM: WSAStartup failed with error: ")) return "started without sockets";
+    const size_t before = world.logged("TSM init complete");
+    const bool again = world.load();
+    world.monitor.unload();
+    return again && world.logged("TSM init complete") == before + 1 ? "" : "the next start is not like the first";
 }
 
 std::string run_start(World& world) {
-    world.load();
-    world.unload();
+    const std::string wrong = look_at_start(world);
+    world.release_library();
+    return wrong;
+}
+
+// A port that is open when it is deleted, and never closed.
+std::string run_open_port(World& world) {
+    HANDLE port = nullptr;
+    if (world.load() && world.monitor.open_port(W("more 0"), port)) {
+        host::send_name(world.monitor, W("TSDeletePort"), W("more 0"));
+    }
+    world.monitor.unload();
+    winapi::fault::disarm();
+    world.release_library();
+    return "";
+}
+
+// What was sized may be too small for what is filled in.
+std::string run_list(World& world) {
+    for (const DWORD level : {1u, 2u}) {
+        DWORD needed = 0;
+        DWORD count = 0;
+        const auto list = [&](BYTE* buffer, DWORD size) {
+            SetLastError(0);
+            return world.monitor.table()->pfnEnumPorts(world.monitor.monitor(), nullptr, level, buffer, size, &needed,
+                                                       &count) ||
+                   GetLastError() == ERROR_INSUFFICIENT_BUFFER || GetLastError() == ERROR_NOT_ENOUGH_MEMORY;
+        };
+        if (!list(nullptr, 0)) return "sizing ends with error " + std::to_string(GetLastError());
+        const std::unique_ptr<BYTE[]> buffer(new BYTE[needed]);  // its bounds are the sanitizer's
+        if (!list(buffer.get(), needed)) return "filling ends with error " + std::to_string(GetLastError());
+    }
     return "";
 }
 
@@ -65,15 +117,9 @@ std::string run_document(World& world) {
     return check_document(world, world.print(page()), {page()}, false);
 }
 
-void prepare_progress(World& world) {
+void prepare_course(World& world, const host::Course& course) {
     prepare_monitor(world);
-    // The record that the service has made for the job.
-    std::ofstream(world.folder().spool("hpc") + "/job-Office-7.dat") << "made by the service";
-}
-
-void prepare_refused(World& world) {
-    prepare_monitor(world);
-    world.mark_not_approved();
+    world.lay_out(course);
 }
 
 // A marker that could not be looked for does not refuse the job.
@@ -81,25 +127,8 @@ std::string run_refused(World& world) {
     return check_document(world, world.print(page()), {page()}, true);
 }
 
-void prepare_hwcheck(World& world, const char* script) {
-    prepare_monitor(world);
-    world.check_hardware();
-    world.answer_by(script);
-}
-
-void prepare_hwcheck_wait(World& world) {
-    prepare_hwcheck(world, "on startdoc WAIT \"Door Open\" then WAIT then OK");
-}
-void prepare_hwcheck_delete(World& world) {
-    prepare_hwcheck(world, "on startdoc DELETE");
-}
-void prepare_hwcheck_error(World& world) {
-    prepare_hwcheck(world, "on printeraddress ERROR");
-}
-
-void prepare_forceattr(World& world) {
-    prepare_monitor(world);
-    world.force_attributes();
+void prepare_checked(World& world, const std::string& script) {
+    prepare_course(world, {.checked = true, .script = script});
 }
 
 std::uint64_t failed_calls(const std::string& function) {
@@ -110,7 +139,7 @@ std::uint64_t failed_calls(const std::string& function) {
 }
 
 // A restart counts as requested, and the document as ended, also when the spooler refuses it: then anything may arrive.
-std::string run_forceattr(World& world) {
+std::string run_forced(World& world) {
     const std::uint64_t refused = failed_calls("SetJobW");
     const host::Outcome outcome = world.print(page());
     if (failed_calls("SetJobW") == refused) return check_document(world, outcome, {page(), rewritten()}, false);
@@ -118,12 +147,12 @@ std::string run_forceattr(World& world) {
     return "";
 }
 
-void prepare_forceattr_debug(World& world) {
-    std::vector<std::string> settings = kSettings;
+void prepare_forced_debug(World& world) {
+    Lines settings = kSettings;
     settings.emplace_back("ForceAttributesDebug=on");
     world.reset(settings);
     world.load();
-    world.force_attributes();
+    world.lay_out({.forced = true});
 }
 
 void prepare_lost(World& world) {
@@ -146,95 +175,120 @@ std::string run_lost(World& world) {
 
 void prepare_rotation(World& world) {
     prepare_monitor(world);
-    std::ofstream(world.folder().log(), std::ios::app) << std::string(8192, 'x') << "\n";
-    std::ofstream(world.folder().log() + ".1") << "older\n";
+    std::ofstream(world.folder.log(), std::ios::app) << std::string(8192, 'x') << "\n";
+    std::ofstream(world.folder.log() + ".1") << "older\n";
 }
 
 // -- Configuration
 
-struct Config {
-    WCHAR address[129] = {};
-    WCHAR name[65] = {};
-    DWORD port = 0;
-};
-static_assert(sizeof(Config) == 392);
+const host::PortConfig kOld = host::port_config(W("Old"), W("10.0.0.1"), 1);
+const host::PortConfig kChanged = host::port_config(W("Old"), W("10.0.0.2"), 2);
 
-Config config_of(const Text& name, DWORD port) {
-    Config config;
-    const Text address = W("127.0.0.1");
-    std::copy(address.begin(), address.end(), config.address);
-    std::copy(name.begin(), name.end(), config.name);
-    config.port = port;
-    return config;
-}
-
-DWORD send(World& world, LPCWSTR command, const void* input, DWORD size, const Text& object = W("")) {
-    BYTE output[512] = {};
-    DWORD needed = 0;
-    const host::Xcv xcv(world.monitor(), object, SERVER_ACCESS_ADMINISTER);
-    const DWORD output_size = Text(command) == W("TSGetConfigInfo") ? 392 : 512;
-    return xcv.send(command, input, size, output, output_size, &needed);
-}
-
-bool holds(const std::vector<std::string>& names, const char* name) {
-    return std::find(names.begin(), names.end(), name) != names.end();
-}
-
-// What was added is in both places, what was not is at least not in the list.
-std::string run_add(World& world) {
-    const Config config = config_of(W("New"), 9);
-    const DWORD code = send(world, W("TSAddPort"), &config, sizeof config);
-    winapi::fault::disarm();
-    const bool listed = holds(world.listed_ports(), "New");
-    const bool stored = holds(World::stored_ports(), "New");
-    send(world, W("TSDeletePort"), config.name, sizeof config.name);
-    if (code != ERROR_SUCCESS) return listed ? "refused, and yet listed" : "";
-    return listed && stored ? "" : "added, and not in both places";
-}
-
-std::string run_config(World& world) {
-    const Config config = config_of(kPrinterName, world.printer().port());
-    send(world, W("TSConfigPort"), &config, sizeof config);
-    return "";
-}
-
-std::string run_get(World& world) {
-    send(world, W("TSGetConfigInfo"), nullptr, 0, kPrinterName);
-    return "";
-}
-
-void prepare_delete(World& world) {
+void prepare_old(World& world) {
     world.reset(kSettings);
-    host::store_port(W("Old"), W("127.0.0.1"), 9);
+    host::store_port(W("Old"), kOld.printer_address, kOld.port_number);
     world.load();
 }
 
-// A registry that keeps the port is told by a line; the list forgets it.
-std::string run_delete(World& world) {
-    const WCHAR name[] = W("Old");
-    const DWORD code = send(world, W("TSDeletePort"), name, sizeof name);
+bool registry_failed() {
+    return winapi::fault::failed_function().starts_with("Reg") && !failed("RegCloseKey");
+}
+
+bool holds(const Lines& ports) {
+    return std::find(ports.begin(), ports.end(), host::in_words(kOld)) != ports.end();
+}
+
+// The ports but the one that prints: those that are listed and those that are stored are these, in words.
+bool are_ports(World& world, Lines listed, Lines stored) {
+    const std::string own = host::in_words(host::port_config(kPrinterName, W("127.0.0.1"), world.printer().port()));
+    for (Lines* const lines : {&listed, &stored}) {
+        lines->push_back(own);
+        std::sort(lines->begin(), lines->end());
+    }
+    return world.listed() == listed && World::stored() == stored;
+}
+
+std::string whether(bool holds) {
+    return holds ? "" : "the ports are not those that the command's code tells of";
+}
+
+// In the list and in the registry, or in neither; the latter also when the registry or the spooler cannot be asked.
+std::string run_add(World& world) {
+    const bool added = host::send_config(world.monitor, W("TSAddPort"), kOld) == ERROR_SUCCESS;
     winapi::fault::disarm();
-    const bool listed = holds(world.listed_ports(), "Old");
-    if (code == ERROR_SUCCESS) return listed ? "deleted, and still listed" : "";
-    return listed && holds(World::stored_ports(), "Old") ? "" : "not deleted, and not in both places";
+    if (world.mode != winapi::fault::Mode::once) {
+        const bool agrees = added ? holds(world.listed()) && holds(World::stored()) : !holds(world.listed());
+        host::send_name(world.monitor, W("TSDeletePort"), W("Old"));
+        return whether(agrees);
+    }
+    const Lines ports = added ? Lines{host::in_words(kOld)} : Lines{};
+    const bool agree = are_ports(world, ports, ports);
+    if (added &&
+        (registry_failed() || failed("GetSystemDirectoryW") || failed("LoadLibraryW") || failed("GetProcAddress"))) {
+        return "added without the registry or the spooler";
+    }
+    if (registry_failed() && (untold(world, "TSM Xcv DoAddPort: failed to add port and so removing port entry") ||
+                              untold(world, "TSM: AddPortInRegistry failed to "))) {
+        return "the log does not tell of it once";
+    }
+    const DWORD again = host::send_config(world.monitor, W("TSAddPort"), kOld);
+    host::send_name(world.monitor, W("TSDeletePort"), W("Old"));
+    return whether(agree && again == (added ? DWORD{ERROR_ALREADY_EXISTS} : DWORD{ERROR_SUCCESS}));
+}
+
+// The old or the new one everywhere. A registry that takes nothing any more cannot be put back.
+std::string run_config(World& world) {
+    const DWORD code = host::send_config(world.monitor, W("TSConfigPort"), kChanged);
+    winapi::fault::disarm();
+    if (world.mode != winapi::fault::Mode::once) return "";
+    if (registry_failed() && code != ERROR_INVALID_PARAMETER) return "its code is " + std::to_string(code);
+    if (registry_failed() && untold(world, "TSM: Xcv DoConfigPort: failed to update registry")) {
+        return "the log does not tell of it once";
+    }
+    const Lines ports = {host::in_words(code == ERROR_SUCCESS ? kChanged : kOld)};
+    return whether(are_ports(world, ports, ports));
+}
+
+std::string run_get(World& world) {
+    host::PortConfig config = {};
+    host::read_config(world.monitor, kPrinterName, config);
+    return "";
+}
+
+// A registry that keeps the port is told by a line; the list forgets it, and it can be added again.
+std::string run_delete(World& world) {
+    const bool deleted = host::send_name(world.monitor, W("TSDeletePort"), W("old")) == ERROR_SUCCESS;
+    winapi::fault::disarm();
+    if (deleted == holds(world.listed())) return deleted ? "deleted, and still listed" : "not deleted, and not listed";
+    if (!deleted && !holds(World::stored())) return "not deleted, and not stored";
+    if (world.mode != winapi::fault::Mode::once) return "";
+    if (registry_failed() && !deleted) return "a registry that fails keeps it";
+    if (registry_failed() ? untold(world, "TSM: DeletePortFromRegistry failed to ")
+                          : holds(World::stored()) == deleted) {
+        return "it is still stored, and the log does not tell";
+    }
+    const LPCWSTR command = deleted ? W("TSAddPort") : W("TSConfigPort");
+    const DWORD code = host::send_config(world.monitor, command, kChanged);
+    const Lines changed = {host::in_words(kChanged)};
+    return whether(code == ERROR_SUCCESS && are_ports(world, changed, changed));
 }
 
 // A spooler that cannot list its monitor's ports says that it has none: nothing can be asked of the answer.
 std::string run_exists(World& world) {
-    const WCHAR name[] = W("Office");
-    send(world, W("TSPortExists"), name, sizeof name);
+    host::send_name(world.monitor, W("TSPortExists"), kPrinterName);
     return "";
 }
 
 std::string run_valid(World& world) {
-    const Config config = config_of(kPrinterName, world.printer().port());
-    send(world, W("TSPortIsValid"), &config, sizeof config);
+    const DWORD code = host::send_config(world.monitor, W("TSPortIsValid"),
+                                         host::port_config(kPrinterName, W("127.0.0.1"), world.printer().port()));
     world.arrived();
-    return "";
+    return code == ERROR_SUCCESS && (failed("connect") || failed("GetAddrInfoW")) ? "valid without a connection" : "";
 }
 
 std::string run_ui(World& world) {
-    send(world, W("MonitorUI"), nullptr, 0);
+    BYTE library[64];
+    host::Xcv(world.monitor, W(""), SERVER_ACCESS_ADMINISTER).send(W("MonitorUI"), nullptr, 0, library, sizeof library);
     return "";
 }
 
@@ -254,19 +308,23 @@ const std::vector<Scenario>& scenarios() {
         {"start", prepare_start, run_start},
         {"bare-start", prepare_bare_start, run_start},
         {"document", prepare_monitor, run_document},
-        {"progress", prepare_progress, run_document},
-        {"refused", prepare_refused, run_refused},
-        {"hwcheck-wait", prepare_hwcheck_wait, run_document},
-        {"hwcheck-delete", prepare_hwcheck_delete, run_refused},
-        {"hwcheck-error", prepare_hwcheck_error, run_document},
-        {"forceattr", prepare_forceattr, run_forceattr},
-        {"forceattr-debug", prepare_forceattr_debug, run_forceattr},
+        {"open-port", prepare_start, run_open_port},
+        {"list", prepare_old, run_list, true},
+        {"progress", [](World& world) { prepare_course(world, {.progress = true}); }, run_document},
+        {"refused", [](World& world) { prepare_course(world, {.not_approved = true}); }, run_refused},
+        {"hwcheck-wait",
+         [](World& world) { prepare_checked(world, "on startdoc WAIT \"Door Open\" then WAIT then OK"); },
+         run_document},
+        {"hwcheck-delete", [](World& world) { prepare_checked(world, "on startdoc DELETE"); }, run_refused},
+        {"hwcheck-error", [](World& world) { prepare_checked(world, "on printeraddress ERROR"); }, run_document},
+        {"forceattr", [](World& world) { prepare_course(world, {.forced = true}); }, run_forced},
+        {"forceattr-debug", prepare_forced_debug, run_forced},
         {"lost-printer", prepare_lost, run_lost},
         {"rotation", prepare_rotation, run_document},
-        {"xcv-add", prepare_monitor, run_add},
-        {"xcv-config", prepare_monitor, run_config},
+        {"xcv-add", prepare_monitor, run_add, true},
+        {"xcv-config", prepare_old, run_config, true},
         {"xcv-get", prepare_monitor, run_get},
-        {"xcv-delete", prepare_delete, run_delete},
+        {"xcv-delete", prepare_old, run_delete, true},
         {"xcv-exists", prepare_monitor, run_exists},
         {"xcv-valid", prepare_monitor, run_valid},
         {"xcv-ui", prepare_monitor, run_ui},

@@ -14,6 +14,8 @@ struct Scenario {
     void (*prepare)(World& world);
     // With a fault. Returns what is wrong with its outcome, empty when it is one that may be.
     std::string (*run)(World& world);
+    // Each of its calls fails once in every sample, too.
+    bool is_sampled_whole = false;
 };
 
 const std::vector<Scenario>& scenarios();

@@ -1,140 +1,89 @@
 #include "tests/faults/world.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <thread>
+#include <sstream>
 
-#include "tools/host/records.h"
-#include "tools/host/text.h"
+#include "tools/host/platform.h"
 #include "winapi/linux/control.h"
-#include "winapi/spooler_sim/spooler_sim.h"
 
 namespace faults {
 namespace {
 
 namespace fs = std::filesystem;
 
-void write(const std::string& path, const std::string& contents) {
-    std::ofstream(path, std::ios::binary) << contents;
-}
-
-void empty_folder(const std::string& path) {
-    for (const auto& entry : fs::directory_iterator(path)) fs::remove_all(entry.path());
-}
-
-// Waits a moment: helpers end by themselves once their input is closed.
-template <typename Condition>
-bool soon(Condition condition) {
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > limit) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
+Lines in_words(const std::vector<host::PortConfig>& ports) {
+    Lines words;
+    for (const host::PortConfig& port : ports) words.push_back(host::in_words(port));
+    std::sort(words.begin(), words.end());
+    return words;
 }
 
 }  // namespace
 
 const Text kPrinterName = W("Office");
 
-int children() {
-    int count = 0;
-    for (const auto& entry : fs::directory_iterator("/proc")) {
-        std::ifstream stat(entry.path() / "stat");
-        std::string line;
-        if (!std::getline(stat, line)) continue;
-        const size_t name_end = line.rfind(')');
-        if (name_end == std::string::npos) continue;
-        if (std::stoi(line.substr(name_end + 4)) == getpid()) ++count;
-    }
-    return count;
-}
-
-World::World(std::string library, std::string helper)
-    : library_(std::move(library)), install_(host::make_temporary_folder()) {
+World::World(const std::string& library, const std::string& helper) {
+    load_options.library = library;
     std::string why;
-    if (!host::set_up_base(install_, {}, folder_, why)) error_ = why;
     std::error_code failed;
-    fs::copy_file(helper, folder_.base + "/" + host::helper_file_name, failed);
+    if (!set_up({}, why)) error_ = why;
+    fs::copy_file(helper, folder.base + "/" + host::helper_file_name, failed);
     if (failed) error_ = helper + ": " + failed.message();
     if (!printer_.error().empty()) error_ = printer_.error();
     winapi::allow_dns(false);
 }
 
-World::~World() {
-    unload();
-    std::error_code ignored;
-    fs::remove_all(install_, ignored);
-}
-
-void World::reset(const std::vector<std::string>& settings) {
-    unload();
+void World::reset(const Lines& settings) {
+    error_.clear();
+    monitor.unload();
+    release_library();
     remove_records();
-    for (const auto& entry : fs::directory_iterator(folder_.base)) {
+    for (const auto& entry : fs::directory_iterator(folder.base)) {
         const std::string name = entry.path().filename().string();
-        if (name.starts_with("print-monitor.log") || name.starts_with("ts-print-monitor.")) {
-            if (name != host::helper_file_name) fs::remove_all(entry.path());
-        }
+        const bool stays = name == host::helper_file_name || name == "env-version" || name == "spool";
+        if (!stays) fs::remove_all(entry.path());
     }
-    std::string conf;
-    for (const std::string& line : settings) conf += line + "\n";
-    write(folder_.base + "/print-provider.conf", conf);
-    winapi::clear_registry();
+    host::clear_registry();
     spooler_sim::reset();
     spooler_sim::add_printer(kPrinterName);
-    host::store_install_path(Text(winapi::windows_path(install_)));
+    if (!set_up(settings, error_)) return;
     host::store_port(kPrinterName, W("127.0.0.1"), printer_.port());
     printer_.behave(peer::Behaviour());
 }
 
-void World::answer_by(const std::string& script) const {
-    host::set_helper_script(folder_, script);
+void World::keep_library() {
+    kept_ = LoadLibraryW(host::windows_path(load_options.library).c_str());
 }
 
-void World::check_hardware() const {
-    host::write_settings_record(folder_, "Office");
+void World::release_library() {
+    if (kept_ != nullptr) FreeLibrary(kept_);
+    kept_ = nullptr;
 }
 
-void World::force_attributes() const {
-    host::write_force_attributes_records(folder_, "Office", kJob);
-}
-
-void World::mark_not_approved() const {
-    write(folder_.marker(kJob), "");
+void World::lay_out(const host::Course& course) const {
+    host::lay_out(folder, "Office", kJob, course);
 }
 
 void World::remove_records() const {
-    for (const char* name : {"hpc", "settings", "forceattr", "notapprovedjobs"}) empty_folder(folder_.spool(name));
-}
-
-bool World::load() {
-    host::MonitorHost::Options options;
-    options.library = library_;
-    options.folder = folder_;
-    error_.clear();
-    return monitor_.load(options, error_);
+    for (const char* name : {"hpc", "settings", "forceattr", "notapprovedjobs"}) {
+        for (const auto& entry : fs::directory_iterator(folder.spool(name))) fs::remove_all(entry.path());
+    }
 }
 
 host::Outcome World::print(const std::string& data, DWORD write_size) {
-    host::Document document;
-    document.port = kPrinterName;
-    document.printer = kPrinterName;
-    document.job_id = kJob;
-    document.source = host::memory_source(data);
-    document.write_size = write_size;
-    document.retry_pause_ms = 0;
-    return monitor_.print_document(document);
+    host::Document job = document(kPrinterName, host::memory_source(data), write_size);
+    job.job_id = kJob;
+    job.retry_pause_ms = 0;
+    return monitor.print_document(job);
 }
 
-std::vector<std::string> World::arrived(bool must_come) {
+Lines World::arrived(bool must_come) {
     printer_.wait_for_connections(seen_ + 1, std::chrono::milliseconds(must_come ? 60000 : 0));
     const size_t count = printer_.connections();
     printer_.wait_for_ends(count);
-    std::vector<std::string> data;
+    Lines data;
     for (; seen_ < count; ++seen_) {
         std::string one = printer_.connection(seen_).data;
         if (!one.empty()) data.push_back(std::move(one));
@@ -143,56 +92,25 @@ std::vector<std::string> World::arrived(bool must_come) {
     return data;
 }
 
-std::vector<std::string> World::listed_ports() {
-    DWORD needed = 0;
-    DWORD returned = 0;
-    MONITOR2* const table = monitor_.table();
-    table->pfnEnumPorts(monitor_.monitor(), nullptr, 1, nullptr, 0, &needed, &returned);
-    std::vector<BYTE> buffer(needed);
-    std::vector<std::string> names;
-    if (!table->pfnEnumPorts(monitor_.monitor(), nullptr, 1, buffer.data(), needed, &needed, &returned)) return names;
-    for (DWORD i = 0; i < returned; ++i) {
-        names.push_back(host::to_utf8(reinterpret_cast<const PORT_INFO_1W*>(buffer.data())[i].pName));
+size_t World::logged(const std::string& text) const {
+    std::stringstream read;
+    for (const auto& entry : fs::directory_iterator(folder.base)) {
+        const bool is_log = entry.path().filename().string().starts_with("print-monitor.log");
+        if (is_log) read << std::ifstream(entry.path()).rdbuf();
+        read.clear();  // nothing was read from an empty one
     }
-    std::sort(names.begin(), names.end());
-    return names;
+    const std::string log = read.str();
+    size_t count = 0;
+    for (size_t at = log.find(text); at != std::string::npos; at = log.find(text, at + 1)) ++count;
+    return count;
 }
 
-std::vector<std::string> World::stored_ports() {
-    std::vector<std::string> names;
-    HKEY key = nullptr;
-    const Text path = Text(host::monitor_registry_path) + W("\\Ports");
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) return names;
-    WCHAR name[256];
-    for (DWORD index = 0;; ++index) {
-        DWORD size = 256;
-        if (RegEnumKeyExW(key, index, name, &size, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) break;
-        names.push_back(host::to_utf8(name));
-    }
-    RegCloseKey(key);
-    std::sort(names.begin(), names.end());
-    return names;
+Lines World::listed() const {
+    return in_words(host::listed_ports(monitor));
 }
 
-void World::take_stock() {
-    handles_ = winapi::open_handles();
-    allocations_ = winapi::open_allocations();
-    misuses_ = winapi::misuses();
-}
-
-std::string World::left_over() const {
-    std::string text;
-    if (!soon([] { return children() == 0; })) text += "a child process; ";
-    // The log file may have been closed meanwhile, and opens with its next line.
-    if (winapi::open_handles() > handles_) {
-        text += std::to_string(winapi::open_handles()) + " handles instead of " + std::to_string(handles_) + ": " +
-                winapi::describe_open_handles() + "; ";
-    }
-    if (winapi::open_allocations() > allocations_) text += "memory of the global heap; ";
-    if (spooler_sim::open_printers() != 0) text += "a printer handle; ";
-    if (spooler_sim::open_tokens() != 0) text += "an identity token; ";
-    if (winapi::misuses() != misuses_) text += "a handle or lock was misused; ";
-    return text;
+Lines World::stored() {
+    return in_words(host::stored_ports());
 }
 
 }  // namespace faults

@@ -1,71 +1,69 @@
-// A print server for the fault sweep: the library under test, a printer on loopback, the sample helper, and the checks
-// after a run in which a call failed.
+// The print server of the fault sweep: the library under test, a printer on loopback, and the sample helper.
 #pragma once
 
 #include <string>
 #include <vector>
 
-#include "tools/host/monitor_host.h"
-#include "tools/peer/tcp_printer.h"
+#include "tests/support/linux/stock.h"
+#include "tools/host/ports.h"
+#include "tools/host/print_server.h"
+#include "tools/host/records.h"
+#include "winapi/linux/fault.h"
 
 namespace faults {
 
 using host::Text;
+using Lines = std::vector<std::string>;
 
 extern const Text kPrinterName;
 constexpr DWORD kJob = 7;
 
-class World {
+class World : public host::PrintServer {
   public:
     // `library` and `helper`: paths of this machine.
-    World(std::string library, std::string helper);
-    ~World();
-    World(const World&) = delete;
-    World& operator=(const World&) = delete;
+    World(const std::string& library, const std::string& helper);
+
+    ~World() override { release_library(); }
 
     const std::string& error() const { return error_; }
 
     // Empties the spool folders, the log and the registry and stores the port; no monitor is loaded afterwards.
-    void reset(const std::vector<std::string>& settings);
-    void answer_by(const std::string& script) const;  // the helper's answers
-    void check_hardware() const;                      // for the printer
-    void force_attributes() const;                    // for the job
-    void mark_not_approved() const;                   // the job
-    void remove_records() const;                      // all of these
+    void reset(const Lines& settings);
+    void lay_out(const host::Course& course) const;  // for the job
+    void remove_records() const;                     // all of them
 
-    bool load();
-    void unload() { monitor_.unload(); }
-    host::MonitorHost& monitor() { return monitor_; }
+    // Lets the library stay when the monitor goes, until it is released.
+    void keep_library();
+    void release_library();
+    bool load() {
+        error_.clear();
+        return try_load(error_);
+    }
     peer::TcpPrinter& printer() { return printer_; }
-    const host::BaseFolder& folder() const { return folder_; }
-
+    // The job, as the course has it laid out.
     host::Outcome print(const std::string& data, DWORD write_size = 8192);
     // What connections since the last call have brought; the empty ones are left out. Waits for one when one must come:
     // a connection that is not waited for may reach the printer late.
-    std::vector<std::string> arrived(bool must_come = false);
+    Lines arrived(bool must_come = false);
+    // How often a text stands in the log, rotated files included.
+    size_t logged(const std::string& text) const;
 
-    // Names of the ports that EnumPorts lists, and of those that are stored; sorted.
-    std::vector<std::string> listed_ports();
-    static std::vector<std::string> stored_ports();
+    // The ports in words, sorted.
+    Lines listed() const;
+    static Lines stored();
+
+    winapi::fault::Mode mode = winapi::fault::Mode::once;  // in which a call fails
 
     // Remembers what is open now; later names what is open beside it, empty when nothing is.
-    void take_stock();
-    std::string left_over() const;
+    void take_stock() { stock_ = test::take_stock(); }
+    std::string left_over() const { return test::grown(stock_, test::take_stock()); }
 
   private:
     std::string error_;
-    std::string library_;
-    std::string install_;
-    host::BaseFolder folder_;
-    host::MonitorHost monitor_;
     peer::TcpPrinter printer_;
     size_t seen_ = 0;
-    size_t handles_ = 0;
-    size_t allocations_ = 0;
-    std::uint64_t misuses_ = 0;
+    test::Stock stock_;
+    HMODULE kept_ = nullptr;
 };
-
-// The children of this process that live.
-int children();
 
 }  // namespace faults

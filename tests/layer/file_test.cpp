@@ -4,7 +4,6 @@
 
 #include <cerrno>
 #include <string>
-#include <vector>
 
 #include "tests/support/scratch.h"
 
@@ -29,11 +28,9 @@ void write_stream(const WString& path, const WCHAR* mode, const std::string& con
     EXPECT_EQ(fclose(file), 0);
 }
 
-HANDLE open_handle(const WString& path, DWORD access, DWORD share, DWORD disposition) {
-    return CreateFileW(path.c_str(), access, share, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
+HANDLE open_handle(const WString& path, DWORD access, DWORD share) {
+    return CreateFileW(path.c_str(), access, share, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
 }
-
-constexpr DWORD share_all = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
 class Files : public testing::Test {
   protected:
@@ -47,12 +44,6 @@ TEST_F(Files, TextStreamsWriteCrLfAndReadLfWhereverThePairFalls) {
     write_stream(path, W("w"), "one\n\ntwo\r\n");
     write_stream(path, W("a"), "three\n");
     EXPECT_EQ(read_stream(path, W("rb")), "one\r\n\r\ntwo\r\r\nthree\r\n");
-
-    // Longer than any buffer on the way, with a line's end at every place of one.
-    std::string lines;
-    for (size_t length = 16370; length < 16400; ++length) lines += std::string(length, 'y') + '\n';
-    write_stream(path, W("w"), lines);
-    EXPECT_EQ(read_stream(path, W("r")), lines);
 
     const std::string fill(8191, 'x');  // puts a pair across the usual sizes of buffers
     const std::pair<std::string, std::string> cases[] = {
@@ -77,79 +68,35 @@ TEST_F(Files, AnOpenStreamCanBeReadButNotDeletedOrRenamed) {
     for (const WString& name : {path, dir.path() + W("/sub/../file")}) {
         EXPECT_FALSE(DeleteFileW(name.c_str()));
         EXPECT_EQ(GetLastError(), DWORD{ERROR_SHARING_VIOLATION});
-        errno = 0;
         EXPECT_NE(_wrename(name.c_str(), other.c_str()), 0);
         EXPECT_EQ(errno, EACCES);
     }
-    EXPECT_EQ(open_handle(path, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING), INVALID_HANDLE_VALUE);
+    EXPECT_EQ(open_handle(path, GENERIC_READ, FILE_SHARE_READ), INVALID_HANDLE_VALUE);
     EXPECT_EQ(GetLastError(), DWORD{ERROR_SHARING_VIOLATION});
 
-    const HANDLE reader = open_handle(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING);
+    const HANDLE reader = open_handle(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE);
     EXPECT_NE(reader, INVALID_HANDLE_VALUE);
     EXPECT_EQ(fclose(file), 0);
     EXPECT_FALSE(DeleteFileW(path.c_str())) << "the reader does not share deletion";
     EXPECT_TRUE(CloseHandle(reader));
+    EXPECT_FALSE(CloseHandle(reader));
     EXPECT_EQ(_wrename(path.c_str(), other.c_str()), 0);
     EXPECT_TRUE(DeleteFileW(other.c_str()));
 }
 
 TEST_F(Files, ARefusedOpenLeavesTheContentAlone) {
     write_stream(path, W("wb"), "content");
-    const HANDLE reader = open_handle(path, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
-    EXPECT_EQ(open_handle(path, GENERIC_WRITE, share_all, CREATE_ALWAYS), INVALID_HANDLE_VALUE);
+    const HANDLE reader = open_handle(path, GENERIC_READ, FILE_SHARE_READ);
     EXPECT_EQ(open_stream(path, W("wb")), nullptr);
     EXPECT_EQ(GetLastError(), DWORD{ERROR_SHARING_VIOLATION});
     CloseHandle(reader);
     EXPECT_EQ(read_stream(path, W("rb")), "content");
 }
 
-TEST_F(Files, DispositionsDecideWhatHappensToAFileThatIsThere) {
-    const struct {
-        DWORD disposition;
-        bool exists;
-        DWORD error;  // of a refusal, or what a success tells
-        const char* content;
-    } cases[] = {
-        {OPEN_EXISTING, false, ERROR_FILE_NOT_FOUND, nullptr},
-        {OPEN_EXISTING, true, ERROR_SUCCESS, "old"},
-        {CREATE_NEW, false, ERROR_SUCCESS, ""},
-        {CREATE_NEW, true, ERROR_FILE_EXISTS, nullptr},
-        {CREATE_ALWAYS, false, ERROR_SUCCESS, ""},
-        {CREATE_ALWAYS, true, ERROR_ALREADY_EXISTS, ""},
-        {OPEN_ALWAYS, false, ERROR_SUCCESS, ""},
-        {OPEN_ALWAYS, true, ERROR_ALREADY_EXISTS, "old"},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(testing::Message() << c.disposition << c.exists);
-        DeleteFileW(path.c_str());
-        if (c.exists) write_stream(path, W("wb"), "old");
-        SetLastError(ERROR_SUCCESS);
-        const HANDLE file = open_handle(path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, c.disposition);
-        EXPECT_EQ(GetLastError(), c.error);
-        EXPECT_EQ(file != INVALID_HANDLE_VALUE, c.content != nullptr);
-        if (file == INVALID_HANDLE_VALUE) continue;
-        EXPECT_TRUE(CloseHandle(file));
-        EXPECT_EQ(read_stream(path, W("rb")), c.content);
-    }
-}
-
-TEST_F(Files, AHandleReadsUpToTheEndAndNoFurther) {
-    write_stream(path, W("wb"), "12345");
-    char buffer[8] = "";
-    DWORD count = 77;
-    const HANDLE file = open_handle(path, GENERIC_READ, 0, OPEN_EXISTING);
-    EXPECT_TRUE(ReadFile(file, buffer, sizeof(buffer), &count, nullptr));
-    EXPECT_EQ(std::string(buffer, count), "12345");
-    EXPECT_TRUE(ReadFile(file, buffer, sizeof(buffer), &count, nullptr));
-    EXPECT_EQ(count, 0u);
-    CloseHandle(file);
-    EXPECT_FALSE(ReadFile(file, buffer, sizeof(buffer), &count, nullptr)) << "it is closed";
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_HANDLE});
-    EXPECT_FALSE(CloseHandle(file));
-}
-
 TEST_F(Files, RefusalsTellWhatIsMissing) {
     ASSERT_EQ(_mkdir(dir.narrow("folder").c_str()), 0);
+    EXPECT_NE(_mkdir(dir.narrow("folder").c_str()), 0);
+    EXPECT_EQ(errno, EEXIST);
     write_stream(path, W("wb"), "x");
     const std::pair<WString, DWORD> cases[] = {
         {missing, ERROR_FILE_NOT_FOUND},
@@ -158,32 +105,18 @@ TEST_F(Files, RefusalsTellWhatIsMissing) {
         {path + W("\\below"), ERROR_PATH_NOT_FOUND},
         {W(""), ERROR_PATH_NOT_FOUND},
         {dir.file(W("a|b")), ERROR_INVALID_NAME},
-        {dir.file(W("a\x01z")), ERROR_INVALID_NAME},
     };
     for (const auto& [name, error] : cases) {
-        SCOPED_TRACE(error);
         EXPECT_FALSE(DeleteFileW(name.c_str()));
         EXPECT_EQ(GetLastError(), error);
-        EXPECT_EQ(open_handle(name, GENERIC_READ, share_all, OPEN_EXISTING), INVALID_HANDLE_VALUE);
+        EXPECT_EQ(open_handle(name, GENERIC_READ, FILE_SHARE_READ), INVALID_HANDLE_VALUE);
         EXPECT_EQ(GetLastError(), error);
-        errno = 0;
         EXPECT_EQ(open_stream(name, W("r")), nullptr);
-        EXPECT_NE(errno, 0);
     }
     struct _stat64 status {};
     EXPECT_NE(_wstat64(missing.c_str(), &status), 0);
     EXPECT_EQ(errno, ENOENT);
     EXPECT_EQ(GetLastError(), DWORD{ERROR_FILE_NOT_FOUND});
-}
-
-TEST_F(Files, BothSeparatorsAndRelativeNamesWithinLeadToTheFile) {
-    ASSERT_EQ(_mkdir(dir.narrow("sub").c_str()), 0);
-    EXPECT_NE(_mkdir(dir.narrow("sub").c_str()), 0);
-    EXPECT_EQ(errno, EEXIST);
-    write_stream(dir.file(W("sub\\\u00FCml\u00E4ut \u20AC.txt")), W("wb"), "found");
-    EXPECT_EQ(read_stream(dir.path() + W("/sub/.//../sub/\u00FCml\u00E4ut \u20AC.txt. "), W("rb")), "found");
-    EXPECT_EQ(_waccess(dir.file(W("sub\\")).c_str(), 0), 0);
-    EXPECT_NE(_waccess(dir.file(W("sub\\other")).c_str(), 0), 0);
 }
 
 TEST_F(Files, ARenameNeverReplaces) {
@@ -192,18 +125,16 @@ TEST_F(Files, ARenameNeverReplaces) {
     EXPECT_NE(_wrename(path.c_str(), other.c_str()), 0);
     EXPECT_EQ(errno, EEXIST);
     EXPECT_EQ(GetLastError(), DWORD{ERROR_ALREADY_EXISTS});
-    EXPECT_EQ(read_stream(other, W("rb")), "2");
     EXPECT_EQ(_wrename(path.c_str(), missing.c_str()), 0);
-    EXPECT_EQ(read_stream(missing, W("rb")), "1");
+    EXPECT_EQ(read_stream(missing, W("rb")) + read_stream(other, W("rb")), "12");
     EXPECT_NE(_wrename(path.c_str(), dir.file(W("third")).c_str()), 0);
     EXPECT_EQ(errno, ENOENT);
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_FILE_NOT_FOUND});
 }
 
 TEST_F(Files, AFolderIsListedInOrder) {
     ASSERT_EQ(_mkdir(dir.narrow("b folder").c_str()), 0);
-    write_stream(dir.file(W("a\u20AC")), W("wb"), "12345");
-    write_stream(dir.file(W("c")), W("wb"), "");
+    write_stream(dir.path() + W("/b folder/.//../a\u20AC. "), W("wb"), "12345");
+    EXPECT_EQ(_waccess(dir.file(W("b folder\\")).c_str(), 0), 0);
     WIN32_FIND_DATAW data{};
     const HANDLE find = FindFirstFileW(dir.file(W("*")).c_str(), &data);
     ASSERT_NE(find, INVALID_HANDLE_VALUE);
@@ -214,7 +145,7 @@ TEST_F(Files, AFolderIsListedInOrder) {
     } while (FindNextFileW(find, &data));
     EXPECT_EQ(GetLastError(), DWORD{ERROR_NO_MORE_FILES});
     EXPECT_TRUE(FindClose(find));
-    EXPECT_TRUE(names == W("./;../;a\u20AC;b folder/;c;"));
+    EXPECT_TRUE(names == W("./;../;a\u20AC;b folder/;"));
     EXPECT_EQ(FindFirstFileW((missing + W("\\*")).c_str(), &data), INVALID_HANDLE_VALUE);
     EXPECT_EQ(GetLastError(), DWORD{ERROR_PATH_NOT_FOUND});
 }

@@ -36,20 +36,6 @@ TEST(Process, TalksOverPipesAndReportsItsExitCode) {
     test::close_child(child);
 }
 
-TEST(Process, ChildrenDoNotKeepEachOthersPipesOpen) {
-    Child first = test::start_child(child_command(W("copy 1")));
-    Child second = test::start_child(child_command(W("copy 2")));
-    for (Child* child : {&first, &second}) {
-        ASSERT_EQ(child->error, 0u);
-        CloseHandle(child->input);
-        child->input = nullptr;
-        // It sees the end of its input only when nobody else holds the other end.
-        EXPECT_EQ(WaitForSingleObject(child->process, long_enough), WAIT_OBJECT_0);
-    }
-    test::close_child(first);
-    test::close_child(second);
-}
-
 TEST(Process, AMissingProgramIsReportedToTheCaller) {
     test::WideString missing = child_command(W(""));
     missing.insert(missing.find(W(' ')), W("_missing"));

@@ -2,29 +2,19 @@
 
 #include <algorithm>
 #include <cstring>
-#include <filesystem>
 #include <initializer_list>
 #include <thread>
 
-#include "tools/host/xcv.h"
-#include "winportmon/tsmon/tsmon.h"
+#include "tools/host/ports.h"
 
 namespace soak {
 namespace {
 
+using host::PortConfig;
 using host::Text;
-using tsmon::PortConfig;
 
 constexpr auto kPause = std::chrono::milliseconds(3);
 constexpr DWORD kDone = ERROR_SUCCESS;
-
-PortConfig config_of(const Text& name, const Text& address, std::uint16_t number) {
-    PortConfig config = {};
-    std::copy(address.begin(), address.end(), config.printer_address);
-    std::copy(name.begin(), name.end(), config.port_name);
-    config.port_number = number;
-    return config;
-}
 
 class Administrator {
   public:
@@ -34,15 +24,15 @@ class Administrator {
     bool add(const PortConfig& config) {
         DWORD code = ERROR_ALREADY_EXISTS;
         for (int attempt = 0; attempt < 1000 && code == ERROR_ALREADY_EXISTS; ++attempt) {
-            code = send(W("TSAddPort"), &config, sizeof config);
+            code = send(W("TSAddPort"), config);
         }
         return expect("TSAddPort", code, {kDone});
     }
 
     void change(Port& port) {
         const std::lock_guard turn(port.administration);
-        const PortConfig config = config_of(port.name(), any_address(), port.number());
-        expect("TSConfigPort", send(W("TSConfigPort"), &config, sizeof config), {kDone});
+        const PortConfig config = host::port_config(port.name(), any_address(), port.number());
+        expect("TSConfigPort", send(W("TSConfigPort"), config), {kDone});
     }
 
     void renew(Port& port) {
@@ -50,16 +40,16 @@ class Administrator {
         port.set_away(true);
         expect("TSDeletePort", remove(port.name()), {kDone});
         std::this_thread::sleep_for(std::chrono::milliseconds(below(random_, 10)));
-        add(config_of(port.name(), any_address(), port.number()));
+        add(host::port_config(port.name(), any_address(), port.number()));
         port.set_away(false);
     }
 
     // Nobody but administrators wants this name.
     void quarrel() {
         const Text name = W("contested-") + host::to_text(std::to_string(below(random_, 4)));
-        const PortConfig config = config_of(name, Port::address(0), 9);
+        const PortConfig config = host::port_config(name, Port::address(0), 9);
         if (below(random_, 2) == 0) {
-            expect("TSAddPort", send(W("TSAddPort"), &config, sizeof config), {kDone, ERROR_ALREADY_EXISTS});
+            expect("TSAddPort", send(W("TSAddPort"), config), {kDone, ERROR_ALREADY_EXISTS});
         } else {
             expect("TSDeletePort", remove(name), {kDone, ERROR_FILE_NOT_FOUND});
         }
@@ -71,13 +61,11 @@ class Administrator {
     // The configuration is one of those it has been given, never a mixture.
     void read(const Port& port) {
         PortConfig found = {};
-        DWORD needed = 0;
-        const DWORD code = host::Xcv(server_.monitor, port.name(), SERVER_ACCESS_ADMINISTER)
-                               .send(W("TSGetConfigInfo"), nullptr, 0, &found, sizeof found, &needed);
+        const DWORD code = host::read_config(server_.monitor, port.name(), found);
         if (!expect("TSGetConfigInfo", code, {kDone, ERROR_INVALID_PARAMETER}) || code != kDone) return;
         bool known = false;
         for (size_t i = 0; i < Port::kAddresses; ++i) {
-            const PortConfig given = config_of(port.name(), Port::address(i), port.number());
+            const PortConfig given = host::port_config(port.name(), Port::address(i), port.number());
             known = known || std::memcmp(&given, &found, sizeof found) == 0;
         }
         if (!known) server_.account.wrong("TSGetConfigInfo gives a mixture of two configurations");
@@ -85,9 +73,10 @@ class Administrator {
 
     void ask(const Port& port, const peer::TcpPrinter& idle) {
         BYTE library[64];
-        const PortConfig config = config_of(W("any"), any_address(), idle.port());
-        expect("TSPortExists", send_name(W("TSPortExists"), port.name()), {kDone, ERROR_ALREADY_EXISTS});
-        expect("TSPortIsValid", send(W("TSPortIsValid"), &config, sizeof config), {kDone});
+        const PortConfig config = host::port_config(W("any"), any_address(), idle.port());
+        expect("TSPortExists", host::send_name(server_.monitor, W("TSPortExists"), port.name()),
+               {kDone, ERROR_ALREADY_EXISTS});
+        expect("TSPortIsValid", send(W("TSPortIsValid"), config), {kDone});
         const host::Xcv xcv(server_.monitor, W(""), SERVER_ACCESS_ADMINISTER);
         expect("MonitorUI", xcv.send(W("MonitorUI"), nullptr, 0, library, sizeof library), {kDone});
     }
@@ -95,14 +84,10 @@ class Administrator {
   private:
     const Text& any_address() { return Port::address(below(random_, Port::kAddresses)); }
 
-    DWORD send(LPCWSTR command, const void* input, size_t size) {
-        return host::Xcv(server_.monitor, W(""), SERVER_ACCESS_ADMINISTER)
-            .send(command, input, static_cast<DWORD>(size));
+    DWORD send(LPCWSTR command, const PortConfig& config) {
+        return host::send_config(server_.monitor, command, config);
     }
-    DWORD send_name(LPCWSTR command, const Text& name) {
-        return send(command, name.c_str(), (name.size() + 1) * sizeof(WCHAR));
-    }
-    DWORD remove(const Text& name) { return send_name(W("TSDeletePort"), name); }
+    DWORD remove(const Text& name) { return host::send_name(server_.monitor, W("TSDeletePort"), name); }
 
     bool expect(const char* command, DWORD code, std::initializer_list<DWORD> allowed) {
         if (std::find(allowed.begin(), allowed.end(), code) != allowed.end()) return true;
@@ -118,7 +103,7 @@ class Administrator {
 
 bool add_port(Server& server, const Text& name, std::uint16_t number) {
     Random unused;
-    return Administrator(server, unused).add(config_of(name, Port::address(0), number));
+    return Administrator(server, unused).add(host::port_config(name, Port::address(0), number));
 }
 
 void administrate(Server& server, std::deque<Port>& ports, const peer::TcpPrinter& idle, std::uint64_t seed,

@@ -4,13 +4,13 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <thread>
 
-#include "tests/faults/world.h"
 #include "tests/soak/administrators.h"
+#include "tools/command_line/options.h"
 #include "tools/host/platform.h"
+#include "tools/host/ports.h"
 #include "tools/host/records.h"
 #include "winapi/linux/control.h"
 
@@ -26,18 +26,18 @@ constexpr auto kProgress = std::chrono::seconds(10);
 constexpr auto kHang = std::chrono::minutes(3);
 
 struct Options {
-    double minutes = 10;
+    std::uint64_t minutes = 10;
     std::uint64_t documents = 0;  // instead of minutes
     std::uint64_t seed = 20240607;
 };
+
+constexpr char kUsage[] = "usage: soak [--minutes M | --documents N] [--seed S]\n";
 
 class Soak {
   public:
     explicit Soak(const Options& options) : options_(options) {}
     ~Soak() {
-        server_.monitor.unload();
-        std::error_code ignored;
-        if (server_.account.wrongs() == 0) fs::remove_all(install_, ignored);
+        if (server_.account.wrongs() != 0) server_.keep_folder();
     }
     Soak(const Soak&) = delete;
     Soak& operator=(const Soak&) = delete;
@@ -56,7 +56,6 @@ class Soak {
 
     const Options options_;
     const Clock::time_point begin_ = Clock::now();
-    std::string install_ = host::make_temporary_folder();
     Server server_;
     std::deque<Port> ports_;
     Random random_{options_.seed};
@@ -71,15 +70,12 @@ bool Soak::set_up() {
     winapi::set_host(W("printer.example"), {"127.0.0.3"});
     const std::vector<std::string> settings = {"Debug=on", "IsPrintingBasedOnPortMonitor=on", "LogRotateNumber=3",
                                                "LogRotateSizeKBytes=4096"};
-    host::MonitorHost::Options monitor;
-    monitor.library = host::executable_folder() + "/" + host::monitor_file_name();
-    bool ready = why.empty() && host::set_up_base(install_, settings, server_.folder, why);
+    bool ready = why.empty() && server_.set_up(settings, why);
     if (ready && !host::install_helper(server_.folder)) {
         why = "the helper program cannot be copied";
         ready = false;
     }
-    monitor.folder = server_.folder;
-    ready = ready && server_.monitor.load(monitor, why);
+    ready = ready && server_.try_load(why);
     for (unsigned i = 0; i < kPorts && ready; ++i) {
         const Port& port = ports_.emplace_back(server_, 100 + i, options_.seed * kPorts + i);
         why = port.error();
@@ -136,7 +132,7 @@ void Soak::watch(const std::atomic<unsigned>& running) {
             const Clock::time_point since = port.busy_since();
             if (since == Clock::time_point() || Clock::now() - since < kHang) continue;
             std::printf("WRONG: a document on %s hangs; everything is in %s\n", host::to_utf8(port.name()).c_str(),
-                        install_.c_str());
+                        server_.folder.install.c_str());
             std::fflush(stdout);
             _exit(3);
         }
@@ -151,23 +147,23 @@ void Soak::show_progress() const {
         "%6.1f MiB resident\n",
         seconds, static_cast<unsigned long long>(account.documents()), static_cast<double>(account.bytes()) / (1 << 20),
         static_cast<unsigned long long>(account.restarts()), winapi::open_handles(), open_descriptors(),
-        faults::children(), static_cast<double>(resident_bytes()) / (1 << 20));
+        static_cast<int>(test::children()), static_cast<double>(resident_bytes()) / (1 << 20));
     std::fflush(stdout);
 }
 
 // List and registry agree, and both hold the ports that print and no others.
 void Soak::check_ports() {
     std::vector<std::string> expected;
+    const auto names = [](const std::vector<host::PortConfig>& ports) {
+        std::vector<std::string> all;
+        for (const host::PortConfig& port : ports) all.push_back(host::to_utf8(tsmon::FieldText(port.port_name).text));
+        std::sort(all.begin(), all.end());
+        return all;
+    };
     for (const Port& port : ports_) expected.push_back(host::to_utf8(port.name()));
-    if (faults::World::stored_ports() != expected) server_.account.wrong("the stored ports are not those that print");
-    MONITOR2* const table = server_.monitor.table();
-    DWORD needed = 0;
-    DWORD count = 0;
-    table->pfnEnumPorts(server_.monitor.monitor(), nullptr, 1, nullptr, 0, &needed, &count);
-    std::vector<BYTE> buffer(needed);
-    if (!table->pfnEnumPorts(server_.monitor.monitor(), nullptr, 1, buffer.data(), needed, &needed, &count) ||
-        count != kPorts) {
-        server_.account.wrong(std::to_string(count) + " ports are listed");
+    if (names(host::stored_ports()) != expected) server_.account.wrong("the stored ports are not those that print");
+    if (names(host::listed_ports(server_.monitor)) != expected) {
+        server_.account.wrong("the listed ports are not those that print");
     }
 }
 
@@ -175,8 +171,7 @@ bool Soak::run() {
     std::printf("seed %llu\n", static_cast<unsigned long long>(options_.seed));
     constexpr std::uint64_t kNoLimit = ~std::uint64_t{0};
     const bool timed = options_.documents == 0;
-    const auto whole =
-        std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(60 * options_.minutes));
+    const auto whole = std::chrono::duration_cast<Clock::duration>(std::chrono::minutes(options_.minutes));
     const Clock::duration first = std::min<Clock::duration>(whole / 4, std::chrono::minutes(1));
     run_part(timed ? begin_ + first : Clock::time_point::max(), timed ? kNoLimit : options_.documents / 4);
     const Stock warm = take_stock(server_);
@@ -195,7 +190,7 @@ bool Soak::run() {
     row("heap KiB", warm.heap >> 10, end.heap >> 10);
     row("resident KiB", warm.resident >> 10, end.resident >> 10);
     const std::uint64_t wrongs = server_.account.wrongs();
-    if (wrongs != 0) std::printf("logs and records: %s\n", install_.c_str());
+    if (wrongs != 0) std::printf("logs and records: %s\n", server_.folder.install.c_str());
     std::printf("%llu documents, %llu restarts, %llu wrong\n",
                 static_cast<unsigned long long>(server_.account.documents()),
                 static_cast<unsigned long long>(server_.account.restarts()), static_cast<unsigned long long>(wrongs));
@@ -205,40 +200,27 @@ bool Soak::run() {
 void Soak::show_table() const {
     std::printf("\n%-24s", "");
     for (const char* const name : kFateNames) std::printf("%21s", name);
-    for (size_t course = 0; course < kCourses; ++course) {
-        std::printf("\n%-24s", kCourseNames[course]);
+    for (size_t kind = 0; kind < kKinds; ++kind) {
+        std::printf("\n%-24s", kKindNames[kind]);
         for (size_t fate = 0; fate < kFates; ++fate) {
-            std::printf("%21llu", static_cast<unsigned long long>(server_.account.count(course, fate)));
+            std::printf("%21llu", static_cast<unsigned long long>(server_.account.count(kind, fate)));
         }
     }
     std::printf("\n\n");
 }
 
-bool parse(int argc, char** argv, Options& options) {
-    for (int i = 1; i + 1 < argc; i += 2) {
-        const std::string name = argv[i];
-        if (name == "--minutes") {
-            options.minutes = std::strtod(argv[i + 1], nullptr);
-        } else if (name == "--documents") {
-            options.documents = std::strtoull(argv[i + 1], nullptr, 10);
-        } else if (name == "--seed") {
-            options.seed = std::strtoull(argv[i + 1], nullptr, 10);
-        } else {
-            return false;
-        }
-    }
-    return argc % 2 == 1 && options.minutes > 0;
-}
-
 }  // namespace
 }  // namespace soak
 
-int main(int argc, char** argv) {
+int main(int count, char** arguments) {
     soak::Options options;
-    if (!soak::parse(argc, argv, options)) {
-        std::fprintf(stderr, "usage: soak [--minutes M | --documents N] [--seed S]\n");
-        return 2;
-    }
+    const command_line::Program program = {"soak",
+                                           soak::kUsage,
+                                           {command_line::number("--minutes", 1, 100000, options.minutes),
+                                            command_line::number("--documents", 1, UINT32_MAX, options.documents),
+                                            command_line::number("--seed", 0, UINT64_MAX, options.seed)}};
+    int status = 0;
+    if (!command_line::operands_of(program, host::program_arguments(count, arguments), status)) return status;
     // What is freed goes back to the system: what stays resident is in use.
     mallopt(M_ARENA_MAX, 4);
     mallopt(M_MMAP_THRESHOLD, 64 << 10);

@@ -15,10 +15,10 @@ struct Share {
     unsigned of_thousand;
 };
 
-constexpr Share<Course> kCourseShares[] = {
-    {Course::direct, 560},    {Course::progress, 200},    {Course::not_approved, 100}, {Course::check_ok, 40},
-    {Course::check_wait, 20}, {Course::check_delete, 20}, {Course::check_error, 20},   {Course::check_dies, 20},
-    {Course::forced, 12},     {Course::forced_dies, 8},
+constexpr Share<Kind> kKindShares[] = {
+    {Kind::direct, 560},    {Kind::progress, 200},    {Kind::not_approved, 100}, {Kind::check_ok, 40},
+    {Kind::check_wait, 20}, {Kind::check_delete, 20}, {Kind::check_error, 20},   {Kind::check_dies, 20},
+    {Kind::forced, 12},     {Kind::forced_dies, 8},
 };
 constexpr Share<Trouble> kTroubleShares[] = {
     {Trouble::none, 780},   {Trouble::lost_once, 100}, {Trouble::lost_always, 20}, {Trouble::lost_felt, 20},
@@ -62,17 +62,17 @@ void plan_check(Random& random, Plan& plan) {
     static constexpr const char* kDeaths[] = {"exit", "say \"O\" then exit", "WAIT \"Offline\" then exit",
                                               "close output"};
     const std::string command = "on " + pick(random, kCommands) + " ";
-    if (plan.course == Course::check_wait) plan.script = pick(random, kWaits);
-    if (plan.course == Course::check_delete) plan.script = pick(random, kDeletes);
-    if (plan.course == Course::check_error) plan.script = command + "ERROR";
-    if (plan.course == Course::check_dies) plan.script = command + pick(random, kDeaths);
+    if (plan.kind == Kind::check_wait) plan.course.script = pick(random, kWaits);
+    if (plan.kind == Kind::check_delete) plan.course.script = pick(random, kDeletes);
+    if (plan.kind == Kind::check_error) plan.course.script = command + "ERROR";
+    if (plan.kind == Kind::check_dies) plan.course.script = command + pick(random, kDeaths);
 }
 
 void plan_rewriting(Random& random, Plan& plan) {
     static constexpr const char* kCommands[] = {"printername", "spoolfile", "jobid", "forceattr"};
     const std::string begin = "on forceattr OK then ";
-    if (plan.course == Course::forced) {
-        plan.script = begin + "rewrite";
+    if (plan.kind == Kind::forced) {
+        plan.course.script = begin + "rewrite";
         plan.rewritten = plan.data;
         if (below(random, 2) == 0) return;
         const std::string head = "%!PS\n";
@@ -84,16 +84,16 @@ void plan_rewriting(Random& random, Plan& plan) {
     const size_t size = below(random, 200000);
     // As the sample helper's "write N B" writes it.
     if (!plan.helper_fails) plan.rewritten = peer::pattern(size);
-    plan.script = plan.helper_fails ? "on " + pick(random, kCommands) + " exit"
-                                    : begin + "write " + std::to_string(size) + " B then exit";
+    plan.course.script = plan.helper_fails ? "on " + pick(random, kCommands) + " exit"
+                                           : begin + "write " + std::to_string(size) + " B then exit";
 }
 
 void plan_trouble(Random& random, Plan& plan) {
     peer::Behaviour& behaviour = plan.behaviour;
     if (plan.trouble == Trouble::lost_felt) {
         plan.write_size = static_cast<DWORD>(plan.data.size() / 4 + 1);
-        const bool is_felt = plan.data.size() > 8 && !plan.is_forced() && plan.course != Course::not_approved &&
-                             plan.course != Course::check_delete;
+        const bool is_felt = plan.data.size() > 8 && !plan.is_forced() && plan.kind != Kind::not_approved &&
+                             plan.kind != Kind::check_delete;
         if (!is_felt) plan.trouble = Trouble::lost_once;
     }
     const bool felt = plan.trouble == Trouble::lost_felt;
@@ -120,11 +120,15 @@ std::uint64_t below(Random& random, std::uint64_t end) {
 
 Plan make_plan(Random& random) {
     Plan plan;
-    plan.course = draw(random, kCourseShares);
+    plan.kind = draw(random, kKindShares);
     plan.trouble = draw(random, kTroubleShares);
     plan.data = random_bytes(random, 1 + below(random, draw(random, kSizeShares)));
     // Each write logs a dozen lines, for which 63 other threads are waiting too.
     plan.write_size = static_cast<DWORD>(std::max(size_t{512} << below(random, 8), plan.data.size() / 100));
+    plan.course.not_approved = plan.kind == Kind::not_approved;
+    plan.course.progress = plan.kind == Kind::progress;
+    plan.course.checked = plan.is_checked();
+    plan.course.forced = plan.is_forced();
     if (plan.is_checked()) plan_check(random, plan);
     if (plan.is_forced()) plan_rewriting(random, plan);
     plan_trouble(random, plan);

@@ -5,14 +5,14 @@
 #include <random>
 #include <string>
 
+#include "tools/host/records.h"
 #include "tools/peer/tcp_printer.h"
-#include "winapi/winapi.h"
 
 namespace soak {
 
 using Random = std::mt19937_64;
 
-enum class Course {
+enum class Kind {
     direct,
     progress,      // with a progress record
     not_approved,  // with a marker
@@ -24,10 +24,10 @@ enum class Course {
     forced,        // the helper rewrites the job,
     forced_dies,   // or ends while it should
 };
-constexpr const char* kCourseNames[] = {
-    "direct",           "progress record", "not approved",         "checked",   "checked, held",
-    "checked, dropped", "checked, error",  "checked, helper dies", "rewritten", "rewriting helper dies"};
-constexpr size_t kCourses = std::size(kCourseNames);
+constexpr const char* kKindNames[] = {"direct",        "progress record",      "not approved",   "checked",
+                                      "checked, held", "checked, dropped",     "checked, error", "checked, helper dies",
+                                      "rewritten",     "rewriting helper dies"};
+constexpr size_t kKinds = std::size(kKindNames);
 
 enum class Trouble {
     none,
@@ -42,17 +42,17 @@ constexpr const char* kTroubleNames[] = {"no trouble", "lost once", "lost always
                                          "refused",    "stalled",   "slow close"};
 
 struct Plan {
-    Course course = Course::direct;
+    Kind kind = Kind::direct;
+    host::Course course;  // as the service lays it out, with the helper's script
     Trouble trouble = Trouble::none;
     peer::Behaviour behaviour;  // of the printer, as the trouble wants it
     std::string data;
-    std::string script;         // the helper's
     std::string rewritten;      // what the helper makes of the data
     bool helper_fails = false;  // it dies before it has taken all commands: nothing can be sent
     DWORD write_size = 65536;
 
-    bool is_checked() const { return course >= Course::check_ok && course <= Course::check_dies; }
-    bool is_forced() const { return course >= Course::forced; }
+    bool is_checked() const { return kind >= Kind::check_ok && kind <= Kind::check_dies; }
+    bool is_forced() const { return kind >= Kind::forced; }
 };
 
 Plan make_plan(Random& random);

@@ -15,10 +15,6 @@ namespace {
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
-void write(const std::string& path, const std::string& contents) {
-    std::ofstream(path, std::ios::binary) << contents;
-}
-
 bool ended_by_printer(const peer::Connection& connection) {
     return connection.end == peer::End::reset_here || connection.end == peer::End::closed_here;
 }
@@ -77,13 +73,13 @@ void Port::print_one() {
         wrong = "the printer did not see the end of its connections: " + printer_->error();
     }
     if (!wrong.empty()) {
-        server_.account.wrong(plain_name_ + ", job " + std::to_string(outcome.job_id) + " of " +
-                              std::to_string(plan.data.size()) + " bytes, " +
-                              kCourseNames[static_cast<size_t>(plan.course)] + ", " +
-                              kTroubleNames[static_cast<size_t>(plan.trouble)] + " (" + plan.script + "): " + wrong);
+        server_.account.wrong(
+            plain_name_ + ", job " + std::to_string(outcome.job_id) + " of " + std::to_string(plan.data.size()) +
+            " bytes, " + kKindNames[static_cast<size_t>(plan.kind)] + ", " +
+            kTroubleNames[static_cast<size_t>(plan.trouble)] + " (" + plan.course.script + "): " + wrong);
     }
     clear_away(plan, outcome.job_id);
-    server_.account.add(plan.course, fate, outcome.restarts, plan.data.size());
+    server_.account.add(plan.kind, fate, outcome.restarts, plan.data.size());
 }
 
 host::Document Port::lay_out(const Plan& plan, Pace& pace) {
@@ -91,7 +87,6 @@ host::Document Port::lay_out(const Plan& plan, Pace& pace) {
     document.port = name_;
     document.printer = name_;
     document.job_id = server_.monitor.next_job_id();
-    document.not_approved = plan.course == Course::not_approved;
     document.source = host::memory_source(plan.data);
     document.write_size = plan.write_size;
     document.retry_pause_ms = 5;
@@ -102,11 +97,7 @@ host::Document Port::lay_out(const Plan& plan, Pace& pace) {
         if (plan.trouble == Trouble::lost_felt) feel_loss(pace);
     };
 
-    const std::string job = plain_name_ + "-" + std::to_string(document.job_id) + ".dat";
-    write(server_.folder.base + "/" + plain_name_ + ".script", plan.script);
-    if (plan.is_checked()) host::write_settings_record(server_.folder, plain_name_);
-    if (plan.course == Course::progress) write(server_.folder.spool("hpc") + "/job-" + job, "made by the service");
-    if (plan.is_forced()) host::write_force_attributes_records(server_.folder, plain_name_, document.job_id);
+    host::lay_out(server_.folder, plain_name_, document.job_id, plan.course);
     if (plan.trouble == Trouble::refused) printer_->refuse();
     if (plan.trouble == Trouble::lost_always)
         printer_->behave(plan.behaviour);
@@ -127,17 +118,11 @@ void Port::feel_loss(Pace& pace) {
 // What the service removes once it is done with a job. Work files are none of it, but for one: a helper that fails at
 // its first command finds the job's file still open, so that the monitor cannot delete it before its next start.
 void Port::clear_away(const Plan& plan, DWORD job_id) {
-    const std::string job = plain_name_ + "-" + std::to_string(job_id) + ".dat";
+    host::clear_away(server_.folder, plain_name_, job_id, plan.course);
+    const std::string input = "/input-" + plain_name_ + "-" + std::to_string(job_id) + ".dat";
     std::error_code ignored;
-    if (plan.is_checked()) fs::remove(host::settings_record_path(server_.folder, plain_name_), ignored);
-    if (plan.course == Course::not_approved) fs::remove(server_.folder.marker(job_id), ignored);
-    if (plan.course == Course::progress) fs::remove(server_.folder.spool("hpc") + "/job-" + job, ignored);
-    if (plan.is_forced()) {
-        fs::remove(server_.folder.spool("forceattr") + "/msf-" + job, ignored);
-        fs::remove(server_.folder.spool("forceattr") + "/job-" + job, ignored);
-        const bool first_command = plan.helper_fails && plan.script.starts_with("on printername");
-        if (first_command) fs::remove(server_.folder.spool("forceattr") + "/input-" + job, ignored);
-    }
+    const bool first_command = plan.helper_fails && plan.course.script.starts_with("on printername");
+    if (first_command) fs::remove(server_.folder.spool("forceattr") + input, ignored);
     forget_arrived();
 }
 
@@ -172,8 +157,8 @@ Fate Port::judge(const Plan& plan, const host::Outcome& outcome, const Connectio
     }
     if (outcome.result == Result::printed) return judge_printed(plan, outcome, arrived, wrong);
     if (outcome.result == Result::refused || outcome.result == Result::dropped) {
-        const Course expected = outcome.result == Result::refused ? Course::not_approved : Course::check_delete;
-        if (plan.course != expected) wrong = "its outcome is " + outcome.words;
+        const Kind expected = outcome.result == Result::refused ? Kind::not_approved : Kind::check_delete;
+        if (plan.kind != expected) wrong = "its outcome is " + outcome.words;
         if (!arrived.empty()) wrong = "refused, and yet connected";
         return Fate::refused;
     }
@@ -210,8 +195,8 @@ Fate Port::judge_printed(const Plan& plan, const host::Outcome& outcome, const C
 
 // The progress record counts the sends of the course that printed.
 std::string Port::judge_record(const Plan& plan, const Pace& pace, DWORD job_id) const {
-    if (plan.course != Course::progress) return "";
-    std::ifstream file(server_.folder.spool("hpc") + "/job-" + plain_name_ + "-" + std::to_string(job_id) + ".dat");
+    if (!plan.course.progress) return "";
+    std::ifstream file(host::progress_record_path(server_.folder, plain_name_, job_id));
     std::stringstream found;
     found << file.rdbuf();
     const std::string expected = "write_port=" + std::to_string(pace.writes) + "\r\n";

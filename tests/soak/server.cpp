@@ -3,15 +3,11 @@
 #include <malloc.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <thread>
 
-#include "tests/faults/world.h"
 #include "tools/host/text.h"
-#include "winapi/linux/control.h"
 
 namespace soak {
 namespace {
@@ -31,8 +27,8 @@ size_t entries(const fs::path& folder) {
 
 }  // namespace
 
-void Account::add(Course course, Fate fate, unsigned restarts, std::uint64_t bytes) {
-    ++counts_[static_cast<size_t>(course)][static_cast<size_t>(fate)];
+void Account::add(Kind kind, Fate fate, unsigned restarts, std::uint64_t bytes) {
+    ++counts_[static_cast<size_t>(kind)][static_cast<size_t>(fate)];
     ++documents_;
     restarts_ += restarts;
     bytes_ += bytes;
@@ -57,17 +53,7 @@ size_t resident_bytes() {
 }
 
 Stock take_stock(const Server& server) {
-    Stock stock;
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (faults::children() != 0 && std::chrono::steady_clock::now() < limit) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    stock.children = static_cast<size_t>(faults::children());
-    stock.handles = winapi::open_handles();
-    stock.allocations = winapi::open_allocations();
-    stock.printers = spooler_sim::open_printers();
-    stock.tokens = spooler_sim::open_tokens();
-    stock.misuses = winapi::misuses();
+    Stock stock{test::take_stock()};
     stock.descriptors = open_descriptors();
     for (const char* const name : {"forceattr", "hpc", "notapprovedjobs", "settings"}) {
         stock.work_files += entries(server.folder.spool(name));
@@ -79,22 +65,15 @@ Stock take_stock(const Server& server) {
 }
 
 std::string grown(const Stock& before, const Stock& after) {
-    std::string text;
+    std::string text = test::grown(before, after);
     const auto look = [&](const char* what, size_t was, size_t is, size_t tolerance = 0) {
         if (is > was + tolerance) text += std::to_string(is) + " " + what + ", not " + std::to_string(was) + "; ";
     };
-    look("handles", before.handles, after.handles);
-    look("allocations", before.allocations, after.allocations);
-    look("open printers", before.printers, after.printers);
-    look("tokens", before.tokens, after.tokens);
-    look("misuses of handles or locks", before.misuses, after.misuses);
     look("descriptors", before.descriptors, after.descriptors);
-    look("children", before.children, after.children);
     look("work files", 0, after.work_files);
     look("bytes of heap", before.heap, after.heap, kHeapTolerance);
     // A sanitizer's memory is its own matter, and it looks for what is lost by itself.
     if (after.heap != 0) look("bytes resident", before.resident, after.resident, kResidentTolerance);
-    if (after.handles > before.handles) text += winapi::describe_open_handles();
     return text;
 }
 

@@ -6,7 +6,8 @@
 #include <string>
 
 #include "tests/soak/plan.h"
-#include "tools/host/monitor_host.h"
+#include "tests/support/linux/stock.h"
+#include "tools/host/print_server.h"
 
 namespace soak {
 
@@ -25,7 +26,7 @@ constexpr size_t kFates = std::size(kFateNames);
 
 class Account {
   public:
-    void add(Course course, Fate fate, unsigned restarts, std::uint64_t bytes);
+    void add(Kind kind, Fate fate, unsigned restarts, std::uint64_t bytes);
     // Something that must not be; the first ones are printed.
     void wrong(const std::string& what);
 
@@ -33,10 +34,10 @@ class Account {
     std::uint64_t restarts() const { return restarts_; }
     std::uint64_t bytes() const { return bytes_; }
     std::uint64_t wrongs() const { return wrongs_; }
-    std::uint64_t count(size_t course, size_t fate) const { return counts_[course][fate]; }
+    std::uint64_t count(size_t kind, size_t fate) const { return counts_[kind][fate]; }
 
   private:
-    std::atomic<std::uint64_t> counts_[kCourses][kFates] = {};
+    std::atomic<std::uint64_t> counts_[kKinds][kFates] = {};
     std::atomic<std::uint64_t> documents_{0};
     std::atomic<std::uint64_t> restarts_{0};
     std::atomic<std::uint64_t> bytes_{0};
@@ -44,27 +45,18 @@ class Account {
     std::mutex output_;
 };
 
-struct Server {
-    host::BaseFolder folder;
-    host::MonitorHost monitor;
+struct Server : host::PrintServer {
     Account account;
 };
 
 // What is open or in use while nothing prints.
-struct Stock {
-    size_t handles = 0;      // of the layer
-    size_t allocations = 0;  // of the global heap
-    size_t printers = 0;     // opened in the spooler
-    size_t tokens = 0;
-    size_t misuses = 0;
+struct Stock : test::Stock {
     size_t descriptors = 0;
-    size_t children = 0;
     size_t work_files = 0;  // and records of jobs
     size_t heap = 0;        // bytes in use; 0 when a sanitizer's allocator does not tell
     size_t resident = 0;    // bytes
 };
 
-// Waits a moment for helpers, which end by themselves.
 Stock take_stock(const Server& server);
 // What has grown, empty when nothing has.
 std::string grown(const Stock& before, const Stock& after);

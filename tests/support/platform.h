@@ -5,9 +5,6 @@
 
 namespace test {
 
-// Removes what earlier tests left in the registry for the monitor.
-void clear_registry();
-
 // Handles of the process that are open now, sockets and keys included.
 size_t open_handles();
 

@@ -1,77 +1,54 @@
-// A print server for a test: a base folder, printers that listen on loopback, their ports, and the monitor loaded from
-// its library as the spooler loads it.
+// A print server for a test, its configuration channel included.
 #pragma once
 
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <list>
+#include <algorithm>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "tests/support/files.h"
 #include "tests/support/platform.h"
-#include "tools/host/monitor_host.h"
 #include "tools/host/platform.h"
+#include "tools/host/ports.h"
+#include "tools/host/print_server.h"
 #include "tools/peer/pattern.h"
-#include "tools/peer/tcp_printer.h"
 
 namespace test {
 
+using host::clear_registry;
+using host::port_config;
+using host::PortConfig;
+using host::send_config;
+using host::send_name;
 using host::Text;
+using host::wait_until;
 using Lines = std::vector<std::string>;
-
-// Whether something comes true, however busy the machine is.
-template <typename Condition>
-bool wait_until(Condition condition) {
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > limit) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return true;
-}
 
 // Whether no more handles are open than before, once what others still hold, a printer's connection say, is closed too.
 inline bool handles_fall_to(size_t count) {
     return wait_until([count] { return open_handles() <= count; });
 }
 
-class PrintServer : public testing::Test {
+class PrintServer : public testing::Test, protected host::PrintServer {
   protected:
-    PrintServer() {
-        spooler_sim::reset();
-        clear_registry();
-        install_ = host::make_temporary_folder();
-    }
-
     ~PrintServer() override {
         monitor.unload();
         EXPECT_EQ(spooler_sim::open_printers(), 0u);
         EXPECT_EQ(spooler_sim::open_tokens(), 0u);
-        std::error_code ignored;
-        fs::remove_all(install_, ignored);
     }
 
     // Writes the settings; more may be added with later calls.
     void configure(const Lines& settings) {
         std::string why;
-        ASSERT_TRUE(host::set_up_base(install_, settings, folder, why)) << why;
+        ASSERT_TRUE(set_up(settings, why)) << why;
     }
     // Configures, loads, and has one printer more: "Office".
     void start(const Lines& settings = {"Debug=on"}) {
         configure(settings);
         add_printer(W("Office"));
         load();
-    }
-    bool try_load(std::string& why) { return load_into(monitor, why); }
-    bool load_into(host::MonitorHost& host, std::string& why) const {
-        host::MonitorHost::Options chosen = load_options;
-        chosen.library = host::executable_folder() + "/" + host::monitor_file_name();
-        chosen.folder = folder;
-        return host.load(chosen, why);
     }
     void load() {
         std::string why;
@@ -81,32 +58,17 @@ class PrintServer : public testing::Test {
         monitor.unload();
         load();
     }
-
-    // A printer of the spooler, with a port of the same name to a TCP printer of its own. Before load().
+    // Before load().
     peer::TcpPrinter& add_printer(const Text& name) {
-        peer::TcpPrinter& printer = printers_.emplace_back();
+        peer::TcpPrinter& printer = host::PrintServer::add_printer(name);
         EXPECT_EQ(printer.error(), "");
         if (name == W("Office")) {
             office = &printer;
             arrivals_ = 0;
         }
-        spooler_sim::add_printer(name);
-        EXPECT_TRUE(host::store_port(name, W("127.0.0.1"), printer.port()));
         return printer;
     }
 
-    static host::Document document(const Text& printer, host::Source source, DWORD write_size = 65536) {
-        host::Document made;
-        made.port = printer;
-        made.printer = printer;
-        made.source = std::move(source);
-        made.write_size = write_size;
-        made.retry_pause_ms = 1;
-        return made;
-    }
-    host::Outcome print(const Text& printer, const std::string& data, DWORD write_size = 65536) {
-        return monitor.print_document(document(printer, host::memory_source(data), write_size));
-    }
     host::Outcome print_job(DWORD id, const std::string& data, bool not_approved = false) {
         host::Document job = document(W("Office"), host::memory_source(data));
         job.job_id = id;
@@ -129,12 +91,23 @@ class PrintServer : public testing::Test {
         EXPECT_TRUE(spooler_sim::get_job(W("Office"), id, found));
         return found;
     }
-    // What each connection since the last call has brought to "Office".
-    Lines arrived() {
+    // What each connection since the last call has brought to "Office"; at least so many come.
+    Lines arrived(size_t at_least = 0) {
         Lines data;
-        EXPECT_TRUE(office->wait_for_ends(office->connections()));
+        EXPECT_TRUE(office->wait_for_ends(std::max(office->connections(), arrivals_ + at_least)));
         for (; arrivals_ < office->connections(); ++arrivals_) data.push_back(office->connection(arrivals_).data);
         return data;
+    }
+
+    // The ports in words: as they are listed, and as they are stored.
+    Lines listed() const { return words_of(host::listed_ports(monitor)); }
+    static Lines stored() { return words_of(host::stored_ports()); }
+    void expect_agreement() const {
+        Lines list = listed();
+        Lines registry = stored();
+        std::sort(list.begin(), list.end());
+        std::sort(registry.begin(), registry.end());
+        EXPECT_EQ(list, registry);
     }
 
     std::string log() const { return read_file(path_of(folder.log())); }
@@ -171,16 +144,17 @@ class PrintServer : public testing::Test {
         return found;
     }
 
-    host::BaseFolder folder;
-    host::MonitorHost::Options load_options;  // all but the paths
-    host::MonitorHost monitor;
     peer::TcpPrinter* office = nullptr;
     DWORD written = 0;  // by the last write
 
   private:
-    std::string install_;
+    static Lines words_of(const std::vector<PortConfig>& ports) {
+        Lines lines;
+        for (const PortConfig& port : ports) lines.push_back(host::in_words(port));
+        return lines;
+    }
+
     size_t arrivals_ = 0;
-    std::list<peer::TcpPrinter> printers_;
 };
 
 // Nothing lost, doubled or moved goes unseen in it.

@@ -2,13 +2,12 @@
 #include <algorithm>
 #include <map>
 
+#include "common/config.h"
 #include "common/util.h"
 #include "tests/unit/log_fixture.h"
-#include "tests/unit/settings_tables.h"
 
 namespace {
 
-using Values = std::map<std::string, std::string>;
 const SessionContext& c = session_context;
 
 class ConfigInit : public LogTest {
@@ -22,6 +21,16 @@ class ConfigInit : public LogTest {
         testing::internal::GetCapturedStderr();
         return result;
     }
+    // The lines with what differs from one machine to the next replaced.
+    static Strings without(Strings lines, const std::vector<std::pair<std::string, std::string>>& replacements) {
+        for (std::string& line : lines) {
+            for (const auto& [text, word] : replacements) {
+                const size_t place = line.find(text);
+                if (place != std::string::npos) line.replace(place, text.size(), word);
+            }
+        }
+        return lines;
+    }
     // The lines of the dump; `before` gets what was logged ahead of it.
     Strings dump(Strings* before) {
         const Strings lines = logged();
@@ -31,119 +40,57 @@ class ConfigInit : public LogTest {
     }
 };
 
-Strings expected_dump(const Values& values) {
-    Strings lines;
-    for (const auto& [format, source] : table_entries("dump.txt", '=')) {
-        std::string value = values.at(source);
-        const bool is_word = format.find("%s") != std::string::npos;
-        if (value == "on") value = is_word ? "true" : "1";
-        if (value == "off") value = is_word ? "false" : "0";
-        if (format.ends_with("%02X")) value = "404";  // of 1028
-        std::string line = format;
-        const size_t place = line.find('%');
-        line.replace(place, line.find_first_of("sdX", place) - place + 1, value);
-        lines.push_back("DEBUG: " + line);
-    }
-    return lines;
-}
-
 TEST_F(ConfigInit, DerivesTheDefaults) {
     EXPECT_EQ(init("# nothing but\nDebug=on\n"), 1);
     const std::string name = c.server_name;
     EXPECT_EQ(name.find_first_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ"), std::string::npos);
-    Strings expected = {"DEBUG: Config: turning on debug logging"};
-    // clang-format off
-    const char* const derived[][3] = {
-        {"SpoolDir", "spool", "Set the spool directory to"}, {"JobReplaySpoolDir", "spool\\jobreplay", "Set jobreplay spool dir to"},
-        {"ActiveJobsSpoolDir", "spool\\activejobs", "Set activejobs spool dir to"},
-        {"ForceAttributesSpoolDir", "spool\\forceattr", "Set forceattr spool dir to"},
-        {"HPCSpoolDir", "spool\\hpc", "Set hpc spool dir to"},
-        {"SettingsSpoolDir", "spool\\settings", "Serialize settings: Set settings spool dir to"},
-        {"LocksSpoolDir", "spool\\locks", "Set locks spool dir to"},
-        {"HeldJobsSpoolDir", "spool\\heldjobs", "Set heldjobs spool dir to"},
-        {"SpooledJobsDir", "spool\\spooledjobs", "Set spooled jobs spool dir to"},
-        {"NotApprovedJobsSpoolDir", "spool\\notapprovedjobs", "Set notapproved jobs spool dir to"},
-        {"EncryptedSpoolDir", "spool\\encrypted", "Set encrypted spool dir to"},
-        {"", "spool\\encrypted\\debug", "Set encrypted debug dir to"},
-        {"TransformsDir", "transforms", "Set transform scripts dir to"},
-        {"TransformLogsDir", "transforms\\logs", "Set transform logs dir to"},
-        {"SavedSpoolDir", "savedspoolfiles", "Set saved spool files dir to"},
-    };
-    // clang-format on
-    for (const auto& [setting, folder, message] : derived) {
-        if (setting == std::string("TransformsDir")) {
-            expected.push_back("DEBUG: got computer name of: \"" + name + "\"");
-        }
-        expected.push_back(std::string("DEBUG: ") + message + " \"" + path(folder) + "\"");
-        if (setting != std::string("SpoolDir")) continue;
-        const std::string env = path("env-version");
-        expected.push_back("DEBUG: Parsing env version file: " + env);
-        expected.push_back("ERROR: Failed to open env version file: " + env + ", assuming env version: 15");
-    }
-    Strings before;
-    dump(&before);
-    EXPECT_EQ(before, expected);
-    EXPECT_EQ(c.hpc_spool_dir_path, path("spool\\hpc"));
+    Strings lines;
+    dump(&lines);
+    EXPECT_EQ(lines.size(), 19u);
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), "DEBUG: got computer name of: \"" + name + "\""), 1);
+    EXPECT_EQ(digest_of(without(lines, {{base(), "<base>"}, {name, "<name>"}})), "fb492632ef4cc22b")
+        << testing::PrintToString(lines);
+    EXPECT_EQ((Strings{c.hpc_spool_dir_path, c.settings_spool_dir_path, c.notapproved_jobs_spool_dir_path,
+                       c.forceattr_spool_dir_path}),
+              (Strings{path("spool\\hpc"), path("spool\\settings"), path("spool\\notapprovedjobs"),
+                       path("spool\\forceattr")}));
 }
 
 // A value of its own for each setting shows that each is stored in, and dumped from, its own field.
 TEST_F(ConfigInit, DumpsEverySettingOfTheFile) {
-    Values values = {{"Debug", "1"},
-                     {"dev_logging", "1"},
-                     {"env_version", "15"},
-                     {"BaseDir", base()},
-                     {"config_file_path", path("print-provider.conf")},
-                     {"env_version_file_path", path("env-version")},
-                     {"Logfile", log_path},
-                     {"TLSCABundlePath", ""},
-                     {"TLSMinProtocolVersion", "TLSv1.0"},
-                     {"tls_max_protocol_version", "TLSv1.3"},
-                     {"ServerName", "Srv"},
-                     {"ErrorPollMethod", "os and snmp"},
-                     {"CheckHeldJobMillis", "1234"}};
     std::string conf = "Debug=dev\n";
-    int number = 1000;
-    for (const auto& [name, kind] : table_entries("settings.txt", ' ')) {
-        if (kind == "handler" || kind == "ignored") continue;
-        std::string& value = values[name];
-        value = kind == "on"    ? "off"
-                : kind == "off" ? "on"
-                                : (kind.starts_with("text") ? "t" : "") + std::to_string(++number);
-        if (name == "FullPageWatermarkPCL6ROP3") value = "1028";
-        conf += name + "=" + value + "\r\n";
+    for (size_t i = 0; i < CONFIG_VAR_COUNT; ++i) {
+        const ConfigVar& var = config_vars[i];
+        const std::string number = std::to_string(1000 + i);
+        if (var.type == CONFIG_VAR_INT) conf += std::string(var.name) + "=" + number + "\r\n";
+        if (var.type == CONFIG_VAR_BOOL) conf += std::string(var.name) + (var.default_integer ? "=off\n" : "=on\n");
+        if (var.type == CONFIG_VAR_STRING) conf += std::string(var.name) + "=t" + number + "\n";
     }
     conf +=
         "TLSMinProtocolVersion=tlsv1.0\nTLSMaxProtocolVersion=tlsv1.3\nServerName=Srv\nErrorPollMethod=both\n"
         "CheckHeldJobMillis=1234\nLogRotateCheckCount=0\n";
-    values["DirectPrintingMode"] = "off";  // both modes are on: serverless it is
     EXPECT_EQ(init(conf), 1);
     Strings before;
-    EXPECT_EQ(dump(&before), expected_dump(values));
-    EXPECT_EQ(c.encrypted_debug_dir_path, values["EncryptedSpoolDir"] + "\\debug");
-    EXPECT_EQ((Strings{c.saved_spool_dir_path, c.hpc_spool_dir_path, c.heldjobs_spool_dir_path}),
-              (Strings{values["SavedSpoolDir"], values["HPCSpoolDir"], values["HeldJobsSpoolDir"]}));
+    const Strings lines = dump(&before);
+    EXPECT_EQ(lines.size(), 145u);
+    EXPECT_EQ(digest_of(without(lines, {{base(), "<base>"}})), "59dd4da652869819") << testing::PrintToString(lines);
+    EXPECT_EQ(c.encrypted_debug_dir_path, c.encrypted_spool_dir_path + std::string("\\debug"));
+    EXPECT_EQ(std::string({c.saved_spool_dir_path[0], c.hpc_spool_dir_path[0]}), "tt") << "as the file says";
 }
 
 // Some lines are there only when their setting says something.
 TEST_F(ConfigInit, LeavesOutOfTheDumpWhatIsNotSet) {
-    const std::map<std::string, std::string> conditional = {
-        {"ignore_document_names", "IgnoreDocumentNames=x"},
-        {"ignore_os_document_names", "IgnoreOSDocumentNames=x"},
-        {"check_held_job_delete_on_unpause", "CheckHeldDeleteOnUnpause=off"},
-        {"app_server_api_key", "ApplicationServerApiKey=x"},
-        {"hwcheck_model1", "HWCheckModel1=x"},
-        {"hwcheck_model2", "HWCheckModel2=x"},
-        {"hwcheck_model3", "HWCheckModel3=x"},
-        {"hwcheck_model4", "HWCheckModel4=x"},
-        {"hwcheck_model5", "HWCheckModel5=x"},
-        {"username_override_prefix", "UsernameOverridePrefix=x"},
-        {"username_override_suffix", "UsernameOverrideSuffix=x"},
-        {"username_override_regex1", "UsernameOverrideRegex1=x"},
-        {"username_override_regex2", "UsernameOverrideRegex2=x"},
-        {"username_override_regex3", "UsernameOverrideRegex3=x"},
-        {"username_override_regex4", "UsernameOverrideRegex4=x"},
-        {"username_override_regex5", "UsernameOverrideRegex5=x"},
-    };
+    std::map<std::string, std::string> conditional = {
+        {"ignore_document_names", "IgnoreDocumentNames=x\n"},
+        {"ignore_os_document_names", "IgnoreOSDocumentNames=x\n"},
+        {"check_held_job_delete_on_unpause", "CheckHeldDeleteOnUnpause=off\n"},
+        {"app_server_api_key", "ApplicationServerApiKey=x\n"},
+        {"username_override_prefix", "UsernameOverridePrefix=x\n"},
+        {"username_override_suffix", "UsernameOverrideSuffix=x\n"}};
+    for (const std::string number : {"1", "2", "3", "4", "5"}) {
+        conditional["hwcheck_model" + number] = "HWCheckModel" + number + "=x\n";
+        conditional["username_override_regex" + number] = "UsernameOverrideRegex" + number + "=x\n";
+    }
     const auto labels = [this](const std::string& conf) {
         EXPECT_EQ(init("Debug=on\n" + conf), 1);
         Strings ignored;
@@ -151,18 +98,17 @@ TEST_F(ConfigInit, LeavesOutOfTheDumpWhatIsNotSet) {
         for (const std::string& line : dump(&ignored)) found.push_back(line.substr(7, line.find(": ", 7) - 7));
         return found;
     };
-    const auto all_but = [&](const auto& left_out) {
-        Strings found;
-        for (const auto& [format, source] : table_entries("dump.txt", '=')) {
-            const std::string label = format.substr(0, format.find(": "));
-            if (!left_out(label)) found.push_back(label);
-        }
-        return found;
-    };
-    EXPECT_EQ(labels(""), all_but([&](const std::string& label) { return conditional.count(label) != 0; }));
+    std::string all_set;
+    for (const auto& [label, entry] : conditional) all_set += entry;
+    const Strings all = labels(all_set);
+    conditional[""] = "";
     for (const auto& [set, entry] : conditional) {
-        EXPECT_EQ(labels(entry),
-                  all_but([&](const std::string& label) { return label != set && conditional.count(label) != 0; }));
+        Strings expected;
+        for (const std::string& label : all) {
+            if (label == set || conditional.count(label) == 0) expected.push_back(label);
+        }
+        EXPECT_EQ(labels(entry), expected);
+        EXPECT_EQ(expected.size(), all.size() + (set.empty() ? 0 : 1) - conditional.size() + 1);
     }
     for (const auto& [method, word] :
          {std::pair{"snmp", "snmp"}, {"snmpdontsetos", "snmp (no os update)"}, {"os", "os"}, {"both", "os and snmp"}}) {
@@ -240,6 +186,7 @@ TEST_F(ConfigInit, DumpsByTheEnvironmentsVersion) {
         std::string line;  // of the mode
         long transform_lines;
     } cases[] = {
+        {"11", "TLS", "DEBUG: env_version: 11", 6},
         {"10", "DirectPrintingMode", "ERROR: direct_printing_mode: 1" + tail + "10. Minimum env_var required is: 13.", 0},
         {"13", "ServerlessPrintingMode", "ERROR: serverless_printing_mode: 1" + tail + "13. Minimum env_var required is: 14.", 6},
         {"13", "DirectPrintingMode", "DEBUG: direct_printing_mode: 1", 6},
@@ -248,6 +195,7 @@ TEST_F(ConfigInit, DumpsByTheEnvironmentsVersion) {
     // clang-format on
     for (const auto& row : cases) {
         init(std::string("Debug=on\n") + row.mode + "=on\n", row.env_version);
+        EXPECT_EQ(c.xvp_scripts_dir_path[0] != 0, row.transform_lines != 0) << row.env_version;
         const Strings lines = logged();
         EXPECT_EQ(std::count(lines.begin(), lines.end(), row.line), 1) << row.line;
         const auto is_transform = [](const std::string& line) { return line.starts_with("DEBUG: xvp_"); };

@@ -3,7 +3,6 @@
 
 #include "common/config.h"
 #include "tests/unit/log_fixture.h"
-#include "tests/unit/settings_tables.h"
 
 namespace {
 
@@ -27,34 +26,25 @@ class Config : public LogTest {
     }
 };
 
+// No name, type, width or default changes unseen.
 TEST_F(Config, HasEverySettingWithItsDefault) {
-    const auto settings = table_entries("settings.txt", ' ');
-    ASSERT_EQ(settings.size(), CONFIG_VAR_COUNT);
     memset(&session_context, 0x55, sizeof session_context);
     config_set_defaults();
+    Strings lines;
     std::set<size_t> fields;
     for (size_t i = 0; i < CONFIG_VAR_COUNT; ++i) {
         const ConfigVar& var = config_vars[i];
-        const auto& [name, kind] = settings[i];
         const char* const field = reinterpret_cast<const char*>(&session_context) + var.field;
-        EXPECT_EQ(var.name, name);
-        if (kind == "ignored" || kind == "handler") {
-            EXPECT_EQ(var.type, kind == "ignored" ? CONFIG_VAR_IGNORED : CONFIG_VAR_HANDLER) << name;
-        } else if (kind.starts_with("text")) {
-            const std::string text = kind.find(' ') == std::string::npos ? "" : kind.substr(kind.find(' ') + 1);
-            EXPECT_EQ(var.type, CONFIG_VAR_STRING) << name;
-            EXPECT_EQ(var.size, std::stoul(kind.substr(4))) << name;
-            EXPECT_TRUE(text == "?" || text == field) << name << " is " << field;
-        } else {
-            const bool is_switch = kind == "on" || kind == "off";
-            EXPECT_EQ(var.type, is_switch ? CONFIG_VAR_BOOL : CONFIG_VAR_INT) << name;
-            EXPECT_EQ(var.size, sizeof(int32_t)) << name;
-            const int32_t expected = is_switch ? kind == "on" : std::stoi(kind);
-            EXPECT_EQ(*reinterpret_cast<const int32_t*>(field), expected) << name;
-        }
-        const bool shared = kind != "ignored" && !fields.insert(var.field).second;
-        EXPECT_EQ(shared, name == "ErrorPollActivePeriodSecs") << name;
+        const bool is_number = var.type == CONFIG_VAR_BOOL || var.type == CONFIG_VAR_INT;
+        const std::string value = is_number ? std::to_string(*reinterpret_cast<const int32_t*>(field))
+                                  : var.type == CONFIG_VAR_STRING ? field
+                                                                  : "";
+        const std::string size = var.type == CONFIG_VAR_HANDLER ? "" : std::to_string(var.size);
+        lines.push_back(std::string(var.name) + "|" + std::to_string(var.type) + "|" + size + "|" + value);
+        const bool shared = var.type != CONFIG_VAR_IGNORED && !fields.insert(var.field).second;
+        EXPECT_EQ(shared, var.name == std::string("ErrorPollActivePeriodSecs")) << var.name;
     }
+    EXPECT_EQ(digest_of(lines), "143aa524f621a700") << testing::PrintToString(lines);
     EXPECT_EQ((std::vector{c.debug_logging, c.dev_logging, c.error_poll_method, c.check_held_job_ms, c.env_version}),
               (std::vector{0, 0, 2, 200, 15}));
     EXPECT_EQ((Strings{c.tls_min_protocol_version, c.tls_max_protocol_version, c.server_name, c.tls_ca_bundle_path}),
@@ -195,6 +185,8 @@ TEST_F(Config, ReadsTheEnvironmentsVersion) {
         {"# comment=1\n; comment\n\n \benvVERSION= \b 10x=7\n", 10, {}},
         {"envversion=12\nenvversion=x\n", 12, {bad}},
         {"envversion=x13\n", 15, {bad, none}},
+        {"envversion=012\n", 12, {}},
+        {"envversion=0\n", 0, {}},
         {"envversion==7\n", 15, {none}},
         {"envversion =13\nother=9\nenvversion=\n", 15, {none}},
         {"what\n=3\n", 15, {line, name, none}},

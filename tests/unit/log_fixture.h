@@ -10,6 +10,7 @@
 #include "common/log.h"
 #include "common/os.h"
 #include "tests/support/scratch.h"
+#include "tools/peer/sha256.h"
 
 using Strings = std::vector<std::string>;
 
@@ -37,6 +38,13 @@ inline Strings split(const std::string& text, const std::string& line_end) {
     }
     EXPECT_EQ(start, text.size()) << "the last line is not whole";
     return lines;
+}
+
+// Different for any other lines: for texts that are written once, in the sources.
+inline std::string digest_of(const Strings& lines) {
+    peer::Sha256 hash;
+    for (const std::string& line : lines) hash.update((line + "\n").c_str(), line.size() + 1);
+    return hash.finish().substr(0, 16);
 }
 
 // "ERROR: message" of each line; the time, the place and the thread are left out.

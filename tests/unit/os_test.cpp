@@ -93,6 +93,8 @@ TEST_F(Os, MakesAndWalksDirectories) {
     EXPECT_EQ(visited.size(), 1u);
     EXPECT_EQ(logged(), Strings{});
 
+    EXPECT_EQ(os_dir_forall(std::string(5000, 'd').c_str(), visit), 0);
+    logged();
     EXPECT_EQ(os_mkdir(path("none\\new").c_str()) + os_dir_forall(path("none").c_str(), visit), 0);
     const Strings lines = logged();
     EXPECT_TRUE(lines.at(0).starts_with("DEBUG: Failed to create directory: \"" + path("none\\new") + "\" - "));

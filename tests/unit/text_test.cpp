@@ -23,6 +23,7 @@ std::string formatted(const char* format, ...) {
 }
 
 const WCHAR kWide[] = {'a', 0xE4, 0x20AC, 0xD83D, 0xDE00, 0};  // 1, 2, 3 and 4 bytes of UTF-8
+const WCHAR kBorders[] = {0x7F, 0x80, 0x7FF, 0x800, 0xD7FF, 0xD800, 0xDC00, 0xDBFF, 0xDFFF, 0xE000, 0};
 const WCHAR kUnpaired[] = {0xDE00, 0xD83D, 0xDE00, 0xD83D, 0xE000, 0xD83D, 0};
 
 TEST_F(Text, FormatsEachConversion) {
@@ -32,6 +33,8 @@ TEST_F(Text, FormatsEachConversion) {
     const std::pair<std::string, std::string> cases[] = {
         {formatted("%S|", kWide), "a\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80|"},
         {formatted("%S", kUnpaired), "\xEF\xBF\xBD\xF0\x9F\x98\x80\xEF\xBF\xBD\xEE\x80\x80\xEF\xBF\xBD"},
+        {formatted("%S", kBorders),
+         "\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xED\x9F\xBF\xF0\x90\x80\x80\xF4\x8F\xBF\xBF\xEE\x80\x80"},
         // A precision counts bytes and never cuts a character.
         {formatted("%.0S|%.2S|%.3S|%.5S|%.9S", kWide, kWide, kWide, kWide, kWide),
          "|a|a\xC3\xA4|a\xC3\xA4|a\xC3\xA4\xE2\x82\xAC"},
@@ -40,8 +43,8 @@ TEST_F(Text, FormatsEachConversion) {
         {formatted("%I64d %lld %I64u", INT64_MIN, INT64_MAX, UINT64_MAX),
          "-9223372036854775808 9223372036854775807 18446744073709551615"},
         {formatted("%lu %ld %d %u", ~0u, -1, INT32_MIN, 0x80000000u), "4294967295 -1 -2147483648 2147483648"},
-        {formatted("%5d|%-5d|%05d|%02X|%x|%.3d", 42, 42, -42, 245, ~0u, 7),
-         "   42|42   |-0042|F5|ffffffff|007"},
+        {formatted("%5d|%-5d|%05d|%05.0d|%02X|%x|%.3d", 42, 42, -42, 42, 245, ~0u, 7),
+         "   42|42   |-0042|   42|F5|ffffffff|007"},
         {formatted("%p %f", reinterpret_cast<void*>(uintptr_t{0x12AB}), 1.5), "00000000000012AB 1.500000"},
     };
     // clang-format on
@@ -113,6 +116,7 @@ TEST_F(Text, CountsStrings) {
         CountedString* const second = counted_from_cstr(right);
         EXPECT_EQ(counted_nicmp(first, second, count), result) << left << "|" << right << "|" << count;
         EXPECT_TRUE(count != kWhole || counted_icmp(first, second) == result) << left << "|" << right;
+        EXPECT_EQ(counted_icmp(first, first), 0);
         counted_destroy(first);
         counted_destroy(second);
     }

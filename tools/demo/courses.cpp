@@ -1,11 +1,9 @@
 #include "tools/demo/courses.h"
 
-#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <future>
-#include <thread>
 
 #include "tools/host/platform.h"
 #include "tools/host/records.h"
@@ -30,10 +28,10 @@ void show_row(const char* label, const std::string& text) {
     std::fflush(stdout);
 }
 
-// One course: a title, the story, rows, and whether all that was expected has happened.
-class Course {
+// A course as it is shown: a title, the story, rows, and whether all that was expected has happened.
+class Scene {
   public:
-    Course(Stage& stage, const std::string& title, const char* story) : stage_(stage) {
+    Scene(Stage& stage, const std::string& title, const char* story) : stage_(stage) {
         static int number = 0;
         std::printf("\n%d. %s\n   %s\n", ++number, title.c_str(), story);
     }
@@ -102,33 +100,21 @@ class Course {
 
 const std::vector<DWORD> sent_to_printer = {JOB_CONTROL_SENT_TO_PRINTER};
 
-template <typename Condition>
-bool soon(Condition condition) {
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > limit) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
-}
-
-// For the documents of one scope the printer's hardware is checked, with a helper that answers so.
-class CheckedHardware {
+// What the service lays out for a document while the scope lasts.
+class LaidOut {
   public:
-    CheckedHardware(Stage& stage, const std::string& script) : folder_(stage.folder()) {
-        host::write_settings_record(folder_, printer_name);
-        host::set_helper_script(folder_, script);
+    LaidOut(Stage& stage, const host::Document& document, const host::Course& course)
+        : stage_(stage), job_id_(document.job_id), course_(course) {
+        host::lay_out(stage_.folder, printer_name, job_id_, course_);
     }
-    ~CheckedHardware() {
-        std::error_code ignored;
-        std::filesystem::remove(host::path_of(host::settings_record_path(folder_, printer_name)), ignored);
-        host::set_helper_script(folder_, "");
-    }
-    CheckedHardware(const CheckedHardware&) = delete;
-    CheckedHardware& operator=(const CheckedHardware&) = delete;
+    ~LaidOut() { host::clear_away(stage_.folder, printer_name, job_id_, course_); }
+    LaidOut(const LaidOut&) = delete;
+    LaidOut& operator=(const LaidOut&) = delete;
 
   private:
-    const host::BaseFolder& folder_;
+    const Stage& stage_;
+    const DWORD job_id_;
+    const host::Course course_;
 };
 
 }  // namespace
@@ -136,122 +122,123 @@ class CheckedHardware {
 // -- The courses -----------------------------------------------------------------------------------------------------
 
 bool show_direct(Stage& stage, const File& file) {
-    Course course(stage, "Printed directly", "Each buffer goes to the printer as the spooler hands it over.");
+    Scene scene(stage, "Printed directly", "Each buffer goes to the printer as the spooler hands it over.");
     const host::Document document = stage.document(file.name, file.source);
-    course.show_document(document);
+    scene.show_document(document);
     const std::string digest = digest_of(file.source);
     const host::Outcome outcome = stage.print(document);
-    course.show_whole(stage.arrivals(true), digest);
-    course.show_outcome(outcome, host::Result::printed, sent_to_printer);
-    return course.end();
+    scene.show_whole(stage.arrivals(true), digest);
+    scene.show_outcome(outcome, host::Result::printed, sent_to_printer);
+    return scene.end();
 }
 
 bool show_not_approved(Stage& stage, const File& file) {
-    Course course(stage, "Not approved",
-                  "The Print Provider has left a marker for the job: the monitor takes the data and throws it away.");
+    Scene scene(stage, "Not approved",
+                "The Print Provider has left a marker for the job: the monitor takes the data and throws it away.");
     host::Document document = stage.document(file.name, file.source);
     document.not_approved = true;
-    course.show_document(document);
+    scene.show_document(document);
     const host::Outcome outcome = stage.print(document);
-    course.show_nothing_arrived(stage.arrivals(false));
-    course.show_outcome(outcome, host::Result::refused, sent_to_printer);
-    return course.end();
+    scene.show_nothing_arrived(stage.arrivals(false));
+    scene.show_outcome(outcome, host::Result::refused, sent_to_printer);
+    return scene.end();
 }
 
 bool show_held(Stage& stage, const File& file) {
-    Course course(
-        stage, "Held because of an open door, then released",
-        "The printer's hardware is checked; the helper program sees an open door, and later that it is shut.");
-    const CheckedHardware checked(stage, "on startdoc WAIT \"Door Open\" then WAIT \"Door Open\" until shut then OK");
+    Scene scene(stage, "Held because of an open door, then released",
+                "The printer's hardware is checked; the helper program sees an open door, and later that it is shut.");
     const host::Document document = stage.document(file.name, file.source);
+    const LaidOut course(
+        stage, document,
+        {.checked = true, .script = "on startdoc WAIT \"Door Open\" then WAIT \"Door Open\" until shut then OK"});
     const host::Text& printer = document.printer;
-    course.show_document(document);
+    scene.show_document(document);
     const std::string digest = digest_of(file.source);
     auto printing = std::async(std::launch::async, [&] { return stage.print(document); });
-    const bool held = soon([&] { return spooler_sim::printer_status(printer) != 0; });
+    const bool held = host::wait_until([&] { return spooler_sim::printer_status(printer) != 0; });
     spooler_sim::Job job;
     spooler_sim::get_job(printer, document.job_id, job);
-    course.show("while held",
-                "job " + host::job_status_in_words(job.status) + "; printer " +
-                    host::printer_status_in_words(spooler_sim::printer_status(printer)),
-                held && (job.status & JOB_STATUS_ERROR) != 0 &&
-                    spooler_sim::printer_status(printer) == PRINTER_STATUS_DOOR_OPEN);
-    course.show_nothing_arrived(stage.arrivals(false));
-    const std::filesystem::path shut = host::path_of(stage.folder().base) / "shut";
+    scene.show("while held",
+               "job " + host::job_status_in_words(job.status) + "; printer " +
+                   host::printer_status_in_words(spooler_sim::printer_status(printer)),
+               held && (job.status & JOB_STATUS_ERROR) != 0 &&
+                   spooler_sim::printer_status(printer) == PRINTER_STATUS_DOOR_OPEN);
+    scene.show_nothing_arrived(stage.arrivals(false));
+    const std::filesystem::path shut = host::path_of(stage.folder.base) / "shut";
     std::ofstream(shut).flush();
     const host::Outcome outcome = printing.get();
     std::error_code ignored;
     std::filesystem::remove(shut, ignored);
-    course.show("released",
-                "job " + host::job_status_in_words(outcome.job.status) + "; printer " +
-                    host::printer_status_in_words(spooler_sim::printer_status(printer)),
-                outcome.job.status == JOB_STATUS_PRINTED && spooler_sim::printer_status(printer) == 0);
-    course.show_whole(stage.arrivals(true), digest);
-    course.show_outcome(outcome, host::Result::printed, sent_to_printer);
-    return course.end();
+    scene.show("released",
+               "job " + host::job_status_in_words(outcome.job.status) + "; printer " +
+                   host::printer_status_in_words(spooler_sim::printer_status(printer)),
+               outcome.job.status == JOB_STATUS_PRINTED && spooler_sim::printer_status(printer) == 0);
+    scene.show_whole(stage.arrivals(true), digest);
+    scene.show_outcome(outcome, host::Result::printed, sent_to_printer);
+    return scene.end();
 }
 
 bool show_dropped(Stage& stage, const File& file) {
-    Course course(stage, "Dropped by the helper",
-                  "The helper program orders the job deleted: the monitor takes the data and throws it away.");
-    const CheckedHardware checked(stage, "on startdoc DELETE");
+    Scene scene(stage, "Dropped by the helper",
+                "The helper program orders the job deleted: the monitor takes the data and throws it away.");
     const host::Document document = stage.document(file.name, file.source);
-    course.show_document(document);
+    const LaidOut course(stage, document, {.checked = true, .script = "on startdoc DELETE"});
+    scene.show_document(document);
     const host::Outcome outcome = stage.print(document);
-    course.show_nothing_arrived(stage.arrivals(false));
-    course.show_outcome(outcome, host::Result::dropped, sent_to_printer);
-    return course.end();
+    scene.show_nothing_arrived(stage.arrivals(false));
+    scene.show_outcome(outcome, host::Result::dropped, sent_to_printer);
+    return scene.end();
 }
 
 bool show_forced_attributes(Stage& stage, const File& file) {
-    Course course(stage, "Forced attributes: duplex, two copies",
-                  "The job goes to a file; at its end the helper program rewrites it, and its output is sent.");
+    Scene scene(stage, "Forced attributes: duplex, two copies",
+                "The job goes to a file; at its end the helper program rewrites it, and its output is sent.");
     const host::Document document = stage.document(file.name, file.source);
-    course.show_document(document);
-    host::write_force_attributes_records(stage.folder(), printer_name, document.job_id);
+    scene.show_document(document);
+    const LaidOut course(stage, document, {.forced = true});
     const std::string digest = digest_of(file.source);
     const host::Outcome outcome = stage.print(document);
     const Connections arrived = stage.arrivals(true);
-    if (!course.cannot_see()) {
+    if (!scene.cannot_see()) {
         std::string data = arrived.empty() ? "" : arrived.back().data;
         const size_t place = data.find(request);
         if (place != std::string::npos) data.erase(place, request.size());
         const bool right = arrived.size() == 1 && arrived[0].end == peer::End::finished && place != std::string::npos &&
                            digest_of(host::memory_source(data)) == digest;
-        course.show("printer",
-                    arrived.empty()
-                        ? "nothing arrived"
-                        : host::size_in_words(arrived.back().bytes) + " arrived, the document and before its page " +
-                              request.substr(0, request.size() - 1),
-                    right);
+        scene.show("printer",
+                   arrived.empty()
+                       ? "nothing arrived"
+                       : host::size_in_words(arrived.back().bytes) + " arrived, the document and before its page " +
+                             request.substr(0, request.size() - 1),
+                   right);
     }
-    course.show_outcome(outcome, host::Result::printed, sent_to_printer);
-    return course.end();
+    scene.show_outcome(outcome, host::Result::printed, sent_to_printer);
+    return scene.end();
 }
 
 bool show_lost_printer(Stage& stage) {
-    Course course(stage, "Printer lost in the middle of a job",
-                  "The connection breaks; once the printer is back the monitor has the spooler send the job again.");
+    Scene scene(stage, "Printer lost in the middle of a job",
+                "The connection breaks; once the printer is back the monitor has the spooler send the job again.");
     peer::Behaviour broken;
     broken.reset_after = lost_after;
     stage.printer()->behave_once(broken);
     host::Document document = stage.document("large", host::generated_source(lost_document_size, 2));
     document.retry_pause_ms = 20;
-    course.show_document(document);
+    scene.show_document(document);
     const std::string digest = digest_of(document.source);
     const host::Outcome outcome = stage.print(document);
     const Connections arrived = stage.arrivals(true);
     const bool three = arrived.size() == 3;
-    course.show("printer", std::to_string(arrived.size()) + " connections", three);
+    scene.show("printer", std::to_string(arrived.size()) + " connections", three);
     if (three) {
-        course.show("  first", Course::in_words(arrived[0], digest), arrived[0].end == peer::End::reset_here);
-        course.show("  second", "nothing: the monitor looked whether the printer is back", arrived[1].bytes == 0);
-        course.show("  third", Course::in_words(arrived[2], digest), Course::is_whole(arrived[2], digest));
+        scene.show("  first", Scene::in_words(arrived[0], digest), arrived[0].end == peer::End::reset_here);
+        scene.show("  second", "nothing: the monitor looked whether the printer is back", arrived[1].bytes == 0);
+        scene.show("  third", Scene::in_words(arrived[2], digest), Scene::is_whole(arrived[2], digest));
     }
     // The broken course of the job is told to have been sent at its end, too.
-    course.show_outcome(outcome, host::Result::printed,
-                        {JOB_CONTROL_RESTART, JOB_CONTROL_SENT_TO_PRINTER, JOB_CONTROL_SENT_TO_PRINTER});
-    return course.end();
+    scene.show_outcome(outcome, host::Result::printed,
+                       {JOB_CONTROL_RESTART, JOB_CONTROL_SENT_TO_PRINTER, JOB_CONTROL_SENT_TO_PRINTER});
+    return scene.end();
 }
 
 }  // namespace demo

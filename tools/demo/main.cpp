@@ -60,7 +60,7 @@ struct Options {
     std::string printer;
 };
 
-int run(const Options& options, const std::string& install) {
+int run(const Options& options) {
     std::vector<demo::File> files(options.files.empty() ? 1 : options.files.size());
     demo::Stage stage;
     std::string why;
@@ -68,14 +68,13 @@ int run(const Options& options, const std::string& install) {
     for (size_t i = 0; readable && i < files.size(); ++i) {
         readable = open_file(options.files.empty() ? DEMO_PAGE : options.files[i], files[i], why);
     }
-    if (!readable || !stage.open(install, options.printer, why)) {
+    if (!readable || !stage.open(options.printer, why)) {
         std::fprintf(stderr, "demo: %s\n", why.c_str());
         return readable ? 3 : 2;
     }
-    std::printf("library  %s\nprinter  \"%s\" at %s%s\n", stage.library().c_str(), demo::printer_name,
+    std::printf("library  %s\nprinter  \"%s\" at %s%s\n", stage.load_options.library.c_str(), demo::printer_name,
                 stage.address().c_str(), stage.printer() != nullptr ? ", inside this program" : "");
     const bool good = options.files.empty() ? show_all_courses(stage, files.front()) : show_files(stage, files);
-    stage.close();
     std::printf("\n%s\n", good ? "Everything is as it should be." : "SOMETHING IS WRONG, see above.");
     return good ? 0 : 1;
 }
@@ -96,9 +95,5 @@ int main(int count, char** arguments) {
     if (!options.printer.empty() && !host::parse_host_port(options.printer, name, port)) {
         return command_line::wrong_line(program, "--printer takes HOST:PORT, not \"" + options.printer + "\"");
     }
-    const std::string install = host::make_temporary_folder();
-    status = run(options, install);
-    std::error_code error;
-    if (!install.empty()) std::filesystem::remove_all(host::path_of(install), error);
-    return status;
+    return run(options);
 }

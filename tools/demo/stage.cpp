@@ -37,7 +37,7 @@ std::string bar_of(std::uint64_t done, std::uint64_t total, double seconds) {
 
 const char printer_name[] = "Front desk";
 
-bool Stage::open(const std::string& install, const std::string& real_printer, std::string& why) {
+bool Stage::open(const std::string& real_printer, std::string& why) {
     if (real_printer.empty()) {
         printer_ = std::make_unique<peer::TcpPrinter>();
         peer::Behaviour behaviour;
@@ -53,27 +53,25 @@ bool Stage::open(const std::string& install, const std::string& real_printer, st
     }
     // The whole story shall be in one log file.
     const std::vector<std::string> conf = {"Debug=on", "LogRotateSizeKBytes=4000000"};
-    setup_.library = host::executable_folder() + "/" + host::monitor_file_name();
-    if (!host::set_up_base(install, conf, setup_.folder, why)) return false;
+    if (!set_up(conf, why)) return false;
     why = "the helper program cannot be copied from " + host::executable_folder();
-    if (!host::install_helper(setup_.folder)) return false;
+    if (!host::install_helper(folder)) return false;
     why = "the port cannot be stored in the registry";
     if (!host::store_port(port_name, host::to_text(host_), port_)) return false;
     spooler_sim::add_printer(host::to_text(printer_name));
-    if (!monitor_.load(setup_, why)) return false;
+    if (!try_load(why)) return false;
     log_lines();
     return true;
 }
 
 host::Document Stage::document(const std::string& name, const host::Source& source) {
-    host::Document document;
-    document.port = port_name;
-    document.printer = host::to_text(printer_name);
-    document.name = host::to_text(name);
-    document.user = W("demo");
-    document.job_id = monitor_.next_job_id();
-    document.source = source;
-    return document;
+    host::Document made = PrintServer::document(host::to_text(printer_name), source);
+    made.port = port_name;
+    made.name = host::to_text(name);
+    made.user = W("demo");
+    made.job_id = monitor.next_job_id();
+    made.retry_pause_ms = host::Document().retry_pause_ms;
+    return made;
 }
 
 host::Outcome Stage::print(host::Document document) {
@@ -84,7 +82,7 @@ host::Outcome Stage::print(host::Document document) {
     bar.standstill = "the printer has taken nothing";
     host::Progress progress(bar);
     document.progress = [&](std::uint64_t bytes) { progress.show(bytes); };
-    return monitor_.print_document(document);
+    return monitor.print_document(document);
 }
 
 std::vector<peer::Connection> Stage::arrivals(bool must_come) {
@@ -100,7 +98,7 @@ std::vector<peer::Connection> Stage::arrivals(bool must_come) {
 
 std::vector<std::string> Stage::log_lines() {
     std::vector<std::string> lines;
-    std::ifstream log(host::path_of(setup_.folder.log()), std::ios::binary);
+    std::ifstream log(host::path_of(folder.log()), std::ios::binary);
     log.seekg(log_seen_);
     for (std::string line; std::getline(log, line);) {
         log_seen_ += static_cast<std::streamoff>(line.size() + 1);

@@ -6,22 +6,18 @@
 #include <string>
 #include <vector>
 
-#include "tools/host/monitor_host.h"
-#include "tools/peer/tcp_printer.h"
+#include "tools/host/print_server.h"
 
 namespace demo {
 
 extern const char printer_name[];
 
-class Stage {
+class Stage : public host::PrintServer {
   public:
-    // `install`: a folder for the server's files. `real_printer`: "HOST:PORT", or empty for one inside the demo. False
-    // with the reason when the monitor cannot be started.
-    bool open(const std::string& install, const std::string& real_printer, std::string& why);
-    void close() { monitor_.unload(); }
+    // `real_printer`: "HOST:PORT", or empty for one inside the demo. False with the reason when the monitor cannot be
+    // started.
+    bool open(const std::string& real_printer, std::string& why);
 
-    const std::string& library() const { return setup_.library; }
-    const host::BaseFolder& folder() const { return setup_.folder; }
     std::string address() const { return host_ + ":" + std::to_string(port_); }
     // Null when a real one is used.
     peer::TcpPrinter* printer() { return printer_.get(); }
@@ -39,8 +35,6 @@ class Stage {
     std::unique_ptr<peer::TcpPrinter> printer_;
     std::string host_;
     DWORD port_ = 0;
-    host::MonitorHost monitor_;
-    host::MonitorHost::Options setup_;
     size_t connections_seen_ = 0;
     std::streamoff log_seen_ = 0;
 };

@@ -39,7 +39,7 @@ std::string restarts_in_words(unsigned restarts) {
 }  // namespace
 
 // How one run of a job through the monitor went; with no words it came to its end.
-struct MonitorHost::Course {
+struct MonitorHost::Run {
     std::string words;
     bool started = true;
     bool dropped = false;
@@ -141,7 +141,7 @@ Outcome MonitorHost::print_document(const Document& given) {
     const auto start = std::chrono::steady_clock::now();
     {
         const spooler_sim::ClientScope client(document.user);
-        run_courses(document, outcome);
+        run_job(document, outcome);
         outcome.identity_kept = spooler_sim::current_client() == document.user;
     }
     outcome.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -156,66 +156,66 @@ Outcome MonitorHost::print_document(const Document& given) {
 }
 
 // Sends the job, and sends it again as often as the monitor asks for it and the host is willing to.
-void MonitorHost::run_courses(const Document& document, Outcome& outcome) const {
+void MonitorHost::run_job(const Document& document, Outcome& outcome) const {
     for (;;) {
         outcome.bytes = 0;
-        const Course course = run_course(document, outcome);
+        const Run run = run_once(document, outcome);
         const bool restart = restart_asked(document);
-        if (course.ended() && !restart) {
-            outcome.result = course.dropped ? Result::dropped : Result::printed;
-            outcome.words = (course.dropped ? "dropped by order of the helper program" : "printed") +
+        if (run.ended() && !restart) {
+            outcome.result = run.dropped ? Result::dropped : Result::printed;
+            outcome.words = (run.dropped ? "dropped by order of the helper program" : "printed") +
                             restarts_in_words(outcome.restarts);
             return;
         }
         if (!restart || outcome.restarts == document.most_restarts) {
-            outcome.result = course.started ? Result::failed : Result::not_started;
-            outcome.words = (course.started ? "failed" : "not started") + restarts_in_words(outcome.restarts) + ": " +
-                            (course.ended() ? "the monitor asks for yet another one" : course.words);
+            outcome.result = run.started ? Result::failed : Result::not_started;
+            outcome.words = (run.started ? "failed" : "not started") + restarts_in_words(outcome.restarts) + ": " +
+                            (run.ended() ? "the monitor asks for yet another one" : run.words);
             return;
         }
         ++outcome.restarts;
     }
 }
 
-MonitorHost::Course MonitorHost::run_course(const Document& document, Outcome& outcome) const {
+MonitorHost::Run MonitorHost::run_once(const Document& document, Outcome& outcome) const {
     if (!document.source.rewind()) return {"the document cannot be read", false};
     HANDLE port = nullptr;
     if (!open_port(document.port, port)) {
         return {"the monitor has no port \"" + to_utf8(document.port) + "\"", false};
     }
     spooler_sim::set_job_status(document.printer, document.job_id, JOB_STATUS_PRINTING);
-    Course course;
+    Run run;
     if (start_document(port, document.printer, document.job_id, document.name)) {
-        course = write_all(document, port, outcome);
-        course.dropped = is_dropped(port);
-        if (!end_document(port) && course.ended()) {
+        run = write_all(document, port, outcome);
+        run.dropped = is_dropped(port);
+        if (!end_document(port) && run.ended()) {
             outcome.error = GetLastError();
-            course.words = "the monitor could not end the document";
+            run.words = "the monitor could not end the document";
         }
     } else {
         outcome.error = GetLastError();
-        course = {"the monitor could not begin the document, its log says why", false};
+        run = {"the monitor could not begin the document, its log says why", false};
     }
     close_port(port);
-    return course;
+    return run;
 }
 
-MonitorHost::Course MonitorHost::write_all(const Document& document, HANDLE port, Outcome& outcome) const {
+MonitorHost::Run MonitorHost::write_all(const Document& document, HANDLE port, Outcome& outcome) const {
     std::vector<char> buffer(document.write_size);
     std::uint64_t left = document.source.size;
     while (left != 0) {
         const size_t asked = left < buffer.size() ? static_cast<size_t>(left) : buffer.size();
         if (document.source.read(buffer.data(), asked) != asked) return {"the document cannot be read"};
-        Course course = write_buffer(document, port, buffer.data(), static_cast<DWORD>(asked), outcome);
-        if (!course.ended()) return course;
+        Run run = write_buffer(document, port, buffer.data(), static_cast<DWORD>(asked), outcome);
+        if (!run.ended()) return run;
         left -= asked;
     }
-    return Course();
+    return Run();
 }
 
 // One buffer, in as many calls as the monitor needs for it.
-MonitorHost::Course MonitorHost::write_buffer(const Document& document, HANDLE port, const char* data, DWORD size,
-                                              Outcome& outcome) const {
+MonitorHost::Run MonitorHost::write_buffer(const Document& document, HANDLE port, const char* data, DWORD size,
+                                           Outcome& outcome) const {
     unsigned retries = 0;
     while (size != 0) {
         DWORD written = 0;
@@ -238,7 +238,7 @@ MonitorHost::Course MonitorHost::write_buffer(const Document& document, HANDLE p
         if (retries++ == document.most_retries) return {"the printer does not take the data"};
         Sleep(document.retry_pause_ms);
     }
-    return Course();
+    return Run();
 }
 
 }  // namespace host

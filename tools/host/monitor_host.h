@@ -26,7 +26,7 @@ struct Document {
     unsigned most_restarts = 3;
     unsigned most_retries = 4;  // of a WritePort that failed, before the job counts as failed
     DWORD retry_pause_ms = 200;
-    // Called after each write with the bytes the monitor has taken in this course of the job.
+    // Called after each write with the bytes the monitor has taken in this run of the job.
     std::function<void(std::uint64_t bytes)> progress;
 };
 
@@ -42,10 +42,10 @@ struct Outcome {
     Result result = Result::failed;
     std::string words;  // the same for people
     DWORD job_id = 0;
-    std::uint64_t bytes = 0;  // taken by the monitor in the last course
+    std::uint64_t bytes = 0;  // taken by the monitor in the last run
     double seconds = 0;       // from the first OpenPort to the last ClosePort
     unsigned restarts = 0;
-    unsigned writes = 0;  // WritePort calls over all courses, of which ...
+    unsigned writes = 0;  // WritePort calls over all runs, of which ...
     unsigned partial_writes = 0;
     unsigned failed_writes = 0;
     DWORD error = 0;            // last error of the call that failed
@@ -88,17 +88,18 @@ class MonitorHost {
     bool end_document(HANDLE port) const;
     bool close_port(HANDLE port) const;
 
-    // A document's whole course on the calling thread. Threads may print at once, each on a port of its own.
+    // A document from its beginning to its end on the calling thread. Threads may print at once, each on a port of its
+    // own.
     Outcome print_document(const Document& document);
     DWORD next_job_id() { return ++last_job_id_; }
 
   private:
-    struct Course;
+    struct Run;
     bool start_monitor(const Options& options, std::string& why);
-    Course run_course(const Document& document, Outcome& outcome) const;
-    Course write_all(const Document& document, HANDLE port, Outcome& outcome) const;
-    Course write_buffer(const Document& document, HANDLE port, const char* data, DWORD size, Outcome& outcome) const;
-    void run_courses(const Document& document, Outcome& outcome) const;
+    Run run_once(const Document& document, Outcome& outcome) const;
+    Run write_all(const Document& document, HANDLE port, Outcome& outcome) const;
+    Run write_buffer(const Document& document, HANDLE port, const char* data, DWORD size, Outcome& outcome) const;
+    void run_job(const Document& document, Outcome& outcome) const;
 
     HMODULE library_ = nullptr;
     MONITOR2* table_ = nullptr;

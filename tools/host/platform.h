@@ -32,6 +32,9 @@ class Utf8Console {
     unsigned before_;
 };
 
+// Removes what the registry holds for the monitor and its print server.
+void clear_registry();
+
 // Lets the library's calls of the spooler's functions lead to the simulation; null: this program's own. False, with the
 // last error, when that is not possible.
 bool use_simulated_spooler(HMODULE library);

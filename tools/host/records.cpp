@@ -16,6 +16,10 @@ bool write(const std::string& path, const std::string& contents) {
     return static_cast<bool>(file.flush());
 }
 
+std::string of_job(const std::string& printer, DWORD job_id) {
+    return "-" + printer + "-" + std::to_string(job_id) + ".dat";
+}
+
 }  // namespace
 
 const char helper_file_name[] = "ts-print-monitor.exe";
@@ -57,9 +61,32 @@ bool write_settings_record(const BaseFolder& folder, const std::string& printer)
 }
 
 bool write_force_attributes_records(const BaseFolder& folder, const std::string& printer, DWORD job_id) {
-    const std::string of_job = "-" + printer + "-" + std::to_string(job_id) + ".dat";
-    return write(folder.spool("forceattr") + "/msf" + of_job, force_attributes_record()) &&
-           write(folder.spool("forceattr") + "/job" + of_job, "meta-data");
+    const std::string job = of_job(printer, job_id);
+    return write(folder.spool("forceattr") + "/msf" + job, force_attributes_record()) &&
+           write(folder.spool("forceattr") + "/job" + job, "meta-data");
+}
+
+std::string progress_record_path(const BaseFolder& folder, const std::string& printer, DWORD job_id) {
+    return folder.spool("hpc") + "/job" + of_job(printer, job_id);
+}
+
+bool lay_out(const BaseFolder& folder, const std::string& printer, DWORD job_id, const Course& course) {
+    return write(folder.base + "/" + printer + ".script", course.script) &&
+           (!course.not_approved || write(folder.marker(job_id), "")) &&
+           (!course.progress || write(progress_record_path(folder, printer, job_id), "made by the service")) &&
+           (!course.checked || write_settings_record(folder, printer)) &&
+           (!course.forced || write_force_attributes_records(folder, printer, job_id));
+}
+
+void clear_away(const BaseFolder& folder, const std::string& printer, DWORD job_id, const Course& course) {
+    std::error_code ignored;
+    const auto remove = [&](const std::string& path) { fs::remove(path_of(path), ignored); };
+    remove(folder.base + "/" + printer + ".script");
+    if (course.not_approved) remove(folder.marker(job_id));
+    if (course.progress) remove(progress_record_path(folder, printer, job_id));
+    if (course.checked) remove(settings_record_path(folder, printer));
+    if (!course.forced) return;
+    for (const char* const kind : {"/msf", "/job"}) remove(folder.spool("forceattr") + kind + of_job(printer, job_id));
 }
 
 }  // namespace host

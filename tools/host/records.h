@@ -16,6 +16,19 @@ bool install_helper(const BaseFolder& folder);
 // What the helper answers from its next start on; the lines are described in tools/ts-print-monitor/script.h.
 bool set_helper_script(const BaseFolder& folder, const std::string& script);
 
+// The course that the service has laid out for a document.
+struct Course {
+    bool not_approved = false;  // there is a marker
+    bool progress = false;      // there is a progress record
+    bool checked = false;       // the printer's hardware is checked
+    bool forced = false;        // attributes are forced
+    std::string script = "";    // what the helper answers for this printer
+};
+bool lay_out(const BaseFolder& folder, const std::string& printer, DWORD job_id, const Course& course);
+// Removes what the monitor has left of it.
+void clear_away(const BaseFolder& folder, const std::string& printer, DWORD job_id, const Course& course);
+std::string progress_record_path(const BaseFolder& folder, const std::string& printer, DWORD job_id);
+
 // The text of a record: its fields between first and last line.
 std::string record_of(const std::string& fields);
 // A printer whose hardware is checked; attributes (duplex, two copies) to be forced on a job.

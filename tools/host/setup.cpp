@@ -36,10 +36,13 @@ bool set_value(HKEY key, LPCWSTR name, DWORD type, const void* data, size_t size
 
 const WCHAR monitor_registry_path[] = W("SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Tessaron TCP/IP Port");
 
+BaseFolder base_folder(const std::string& install) {
+    return {install, install + "/providers/print/win"};
+}
+
 bool set_up_base(const std::string& install, const std::vector<std::string>& conf, BaseFolder& folder,
                  std::string& why) {
-    folder.install = install;
-    folder.base = install + "/providers/print/win";
+    folder = base_folder(install);
     std::error_code error;
     for (const char* const name : spool_folders) {
         fs::create_directories(path_of(folder.spool(name)), error);

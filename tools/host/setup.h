@@ -21,6 +21,8 @@ struct BaseFolder {
     }
 };
 
+BaseFolder base_folder(const std::string& install);
+
 // Creates the folders below `install`, which may be there already, and stores "InstallPath". `conf` holds
 // lines "KEY=VALUE" for print-provider.conf, appended when the file is there already. False with the reason
 // when anything of it fails.

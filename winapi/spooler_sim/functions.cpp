@@ -87,6 +87,7 @@ DWORD close_printer(HANDLE printer) {
 DWORD get_job(HANDLE printer, DWORD id, DWORD level, BYTE* buffer, DWORD size, DWORD* needed) {
     if (needed == nullptr) return ERROR_INVALID_PARAMETER;
     if (level != 2) return ERROR_INVALID_LEVEL;
+    if (buffer == nullptr && size != 0) return ERROR_INVALID_PARAMETER;
     const std::lock_guard lock(state().mutex);
     JobRecord* record = nullptr;
     if (const DWORD error = job_of(printer, id, record)) return error;
@@ -94,7 +95,6 @@ DWORD get_job(HANDLE printer, DWORD id, DWORD level, BYTE* buffer, DWORD size, D
     *needed = static_cast<DWORD>(sizeof(JOB_INFO_2W)) + packed_size(job.printer) + packed_size(job.user) +
               packed_size(job.document);
     if (size < *needed) return ERROR_INSUFFICIENT_BUFFER;
-    if (buffer == nullptr) return ERROR_INVALID_PARAMETER;
     fill_job(job, buffer, size);
     return 0;
 }
@@ -116,12 +116,12 @@ DWORD set_job(HANDLE printer, DWORD id, DWORD level, const BYTE* record, DWORD c
 DWORD get_printer(HANDLE printer, DWORD level, BYTE* buffer, DWORD size, DWORD* needed) {
     if (needed == nullptr) return ERROR_INVALID_PARAMETER;
     if (level != 2) return ERROR_INVALID_LEVEL;
+    if (buffer == nullptr && size != 0) return ERROR_INVALID_PARAMETER;
     const std::lock_guard lock(state().mutex);
     PrinterRecord* record = nullptr;
     if (const DWORD error = printer_of(printer, record)) return error;
     *needed = static_cast<DWORD>(sizeof(PRINTER_INFO_2W)) + packed_size(record->name);
     if (size < *needed) return ERROR_INSUFFICIENT_BUFFER;
-    if (buffer == nullptr) return ERROR_INVALID_PARAMETER;
     auto* const info = reinterpret_cast<PRINTER_INFO_2W*>(buffer);
     std::memset(info, 0, sizeof *info);
     info->pPrinterName = TextPacker(buffer, size).place(record->name);

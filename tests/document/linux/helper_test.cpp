@@ -1,7 +1,6 @@
 // Helpers and single calls that fall short; only the layer's clock and its faults make these tests short or possible.
 #include "tests/support/helper_script.h"
 #include "winapi/linux/control.h"
-#include "winapi/linux/fault.h"
 #include "winapi/linux/handle.h"
 
 namespace test {
@@ -29,7 +28,7 @@ TEST_F(HelperLimits, TheThirteenthUnreadablePieceIsTheLast) {
             const FastClock clock(100);
             EXPECT_EQ(print_job("page").result, host::Result::printed);
         }
-        EXPECT_EQ(arrived(), Lines{"page"});
+        EXPECT_EQ(arrived(1), Lines{"page"});
         const std::string end = pieces == 12 ? "wait\nstartdoc\nenddoc\n(end of input)\n" : "(output closed)\n";
         EXPECT_EQ(heard(), kAsked + end);
         EXPECT_EQ(logged("TSM: try reading again"), pieces == 12 ? 12 : 24);
@@ -47,7 +46,7 @@ TEST_F(HelperLimits, AFloodIsCutOff) {
             const FastClock clock(1000);
             EXPECT_EQ(print_job("page").result, host::Result::printed);
         }
-        EXPECT_EQ(arrived(), Lines{"page"});
+        EXPECT_EQ(arrived(1), Lines{"page"});
         EXPECT_EQ(heard(), kAsked + (command == "wait" ? "wait\n" : "") + "(output closed)\n");
         expect_clean();
     }
@@ -55,7 +54,7 @@ TEST_F(HelperLimits, AFloodIsCutOff) {
     answer_by("on jobid write 40 MiB");
     force_attributes();
     EXPECT_EQ(print_job("page").result, host::Result::failed);
-    EXPECT_EQ(arrived(), Lines{""});
+    EXPECT_EQ(arrived(1), Lines{""});
     expect_clean();
 }
 
@@ -67,7 +66,7 @@ TEST_F(HelperLimits, APrinterNameThatDoesNotFitItsLineEndsTheConversation) {
     spooler_sim::add_printer(host::to_text(name));
     write_file(base / "spool" / "settings" / name.substr(0, 254), host::settings_record());
     EXPECT_EQ(print_job("page", 100, host::to_text(name)).result, host::Result::printed);
-    EXPECT_EQ(arrived(), Lines{"page"});
+    EXPECT_EQ(arrived(1), Lines{"page"});
     EXPECT_TRUE(wait_until([this] { return fs::exists(run_folder(1)); })) << "nobody has waited for it";
     EXPECT_EQ(heard(), "(end of input)\n");
     EXPECT_EQ(logged("TSM: command to helper is too long for name \"printername\"", "ERROR"), 1);
@@ -76,8 +75,10 @@ TEST_F(HelperLimits, APrinterNameThatDoesNotFitItsLineEndsTheConversation) {
 }
 
 // What it has open besides its standard streams: its transcript.
+// Whoever else starts a child meanwhile gives it nothing of ours: not the log, nor the work file, nor a record.
 TEST_F(HelperLimits, AHelperIsGivenNothingButItsPipes) {
-    start();
+    start({"IsPrintingBasedOnPortMonitor=on"});
+    write_file(base / "spool/hpc/job-Office-7.dat", "");
     check_hardware();
     force_attributes();
     const auto expect_own_files_only = [this](int run) {
@@ -99,62 +100,16 @@ TEST_F(HelperLimits, AHelperIsGivenNothingButItsPipes) {
         EXPECT_EQ(found, 1);
     };
     answer_by("on enddoc silence until looked then OK\nrun 2: on forceattr silence until seen then OK");
-    auto printing = print_job_meanwhile("page");
+    host::Document job = document(W("Office"), host::memory_source("page"));
+    job.job_id = kJob;
+    job.progress = [](std::uint64_t) { EXPECT_EQ(winapi::inheritable_descriptors().descriptors, std::vector<int>{}); };
+    auto printing = std::async(std::launch::async, [&] { return monitor.print_document(job); });
     ASSERT_TRUE(wait_until([this] { return read_file(run_folder(2) / "transcript").ends_with("forceattr\n"); }));
     expect_own_files_only(1);
     expect_own_files_only(2);
     release("seen");
     release("looked");
     EXPECT_EQ(printing.get().result, host::Result::printed);
-    expect_clean();
-}
-
-// Whoever else starts a child meanwhile gives it nothing of ours: not the log, nor the work file, nor a record.
-TEST_F(HelperLimits, NothingIsInheritableWhileAHelperRuns) {
-    start({"IsPrintingBasedOnPortMonitor=on"});
-    check_hardware();
-    force_attributes();
-    write_file(base / "spool/hpc/job-Office-7.dat", "");
-    host::Document job = document(W("Office"), host::memory_source("page"));
-    job.job_id = kJob;
-    size_t looks = 0;
-    job.progress = [&](std::uint64_t) {
-        const auto open = fs::directory_iterator("/proc/self/fd");
-        std::error_code error;
-        EXPECT_TRUE(std::any_of(begin(open), end(open), [&](const fs::directory_entry& file) {
-            return fs::read_symlink(file.path(), error) == work_file("input");
-        })) << "the work file should be open";
-        EXPECT_EQ(winapi::inheritable_descriptors().descriptors, std::vector<int>{});
-        ++looks;
-    };
-    EXPECT_EQ(monitor.print_document(job).result, host::Result::printed);
-    EXPECT_EQ(looks, 1u);
-    expect_clean();
-}
-
-TEST_F(HelperLimits, PartialSendsWhileForwardingLoseNothing) {
-    start({"Debug=off"});
-    const std::string job = pattern(300 << 10);
-    int partial = 0;
-    const auto print_with_fault = [&](std::uint64_t call) {
-        force_attributes();
-        answer_by("on forceattr say \"OK\\n\" then taken then write 300 KiB");
-        winapi::fault::arm(call, winapi::fault::Mode::short_count);
-        const host::Outcome outcome = print_job("page");
-        const std::uint64_t calls = winapi::fault::disarm();
-        const bool is_send = winapi::fault::failed_function() == "send";
-        const Lines data = arrived();
-        heard();
-        if (call == 0 || is_send) {
-            EXPECT_EQ(outcome.result, host::Result::printed) << outcome.words;
-            EXPECT_TRUE(data == Lines{job}) << "call " << call;
-        }
-        if (is_send) ++partial;
-        return calls;
-    };
-    // The sends are among the last calls.
-    for (std::uint64_t call = print_with_fault(0); call > 0 && partial < 4; --call) print_with_fault(call);
-    EXPECT_EQ(partial, 4);
     expect_clean();
 }
 

@@ -29,7 +29,7 @@ class LinuxProcessTest : public testing::Test {
     }
     ~LinuxProcessTest() override {
         fs::remove_all(folder_);
-        EXPECT_EQ(handles_, winapi::open_handles()) << winapi::describe_open_handles();
+        EXPECT_EQ(winapi::open_handles(), handles_) << winapi::describe_open_handles();
     }
 
     void add_program(const std::string& name, const std::string& text, bool executable = true) const {
@@ -65,9 +65,9 @@ TEST_F(LinuxProcessTest, OnlyInheritableHandlesReachTheChild) {
     WSADATA data{};
     WSAStartup(0x0202, &data);
     const SOCKET own = WSASocketW(AF_INET, SOCK_STREAM, 0, nullptr, 0, WSA_FLAG_NO_HANDLE_INHERIT);
-    EXPECT_EQ(std::string::npos, output_of(u"C:\\list.exe").find("socket:"));
+    EXPECT_EQ(output_of(u"C:\\list.exe").find("socket:"), std::string::npos);
     SetHandleInformation(reinterpret_cast<HANDLE>(own), HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT);
-    EXPECT_NE(std::string::npos, output_of(u"C:\\list.exe").find("socket:"));
+    EXPECT_NE(output_of(u"C:\\list.exe").find("socket:"), std::string::npos);
     closesocket(own);
     WSACleanup();
 }
@@ -93,7 +93,7 @@ TEST_F(LinuxProcessTest, SocketsThatCloseMeanwhileGiveTheChildNoOthers) {
             for (const SOCKET one : sockets) closesocket(one);
         }
     });
-    for (int i = 0; i < 200; ++i) EXPECT_EQ(standard, pipes()) << i;
+    for (int i = 0; i < 200; ++i) EXPECT_EQ(pipes(), standard) << i;
     stop = true;
     other.join();
     WSACleanup();

@@ -8,10 +8,6 @@
 
 namespace test {
 
-void clear_registry() {
-    winapi::clear_registry();
-}
-
 size_t open_handles() {
     return winapi::open_handles();
 }

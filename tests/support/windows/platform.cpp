@@ -14,13 +14,6 @@
 namespace test {
 namespace {
 
-// What the monitor and its host store.
-const wchar_t* const stored_keys[] = {
-    L"SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Tessaron TCP/IP Port",
-    L"SOFTWARE\\Wow6432Node\\ts-print-provider",
-    L"SOFTWARE\\Wow6432Node\\Tessaron",
-};
-
 // Threads, and what a runtime makes and keeps for its threads and locks, are not the monitor's business.
 bool counts(HANDLE handle) {
     alignas(PUBLIC_OBJECT_TYPE_INFORMATION) char buffer[1024];
@@ -31,10 +24,6 @@ bool counts(HANDLE handle) {
 }
 
 }  // namespace
-
-void clear_registry() {
-    for (const wchar_t* const key : stored_keys) RegDeleteTreeW(HKEY_LOCAL_MACHINE, key);
-}
 
 // Values are small multiples of four, given out from the lowest one on: what comes after a long gap is not in use.
 size_t open_handles() {

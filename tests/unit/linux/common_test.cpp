@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "common/config.h"
+#include "common/util.h"
 #include "tests/unit/log_fixture.h"
 #include "winapi/linux/control.h"
 #include "winapi/linux/fault.h"
@@ -66,10 +67,17 @@ TEST_F(Layer, SendsEveryWrittenMessageToTheDebugger) {
     log_set_path("");
     log_error(LOG_HERE, "%s", std::string(5000, 'm').c_str());
     EXPECT_EQ(debugger_output, (Strings{"one\n", std::string(5000, 'm') + "\n"}));
-    winapi::set_computer_name(u"PRINTSRV01");
+    for (const size_t length : {509u, 510u, 511u, 512u, 1021u, 1022u, 1023u, 1024u, 1025u}) {
+        const std::string text(length, 'm');
+        log_info(LOG_HERE, "%s", text.c_str());
+        EXPECT_EQ(debugger_output.back(), text + "\n");
+        log_write("INFO ", nullptr, 0, text.c_str());
+        EXPECT_EQ(debugger_output.back(), text + "\n");
+    }
+    winapi::set_computer_name(u"APRINTSRVZ[01");
     char name[1024];
     EXPECT_EQ(os_get_computer_name(name), 1);
-    EXPECT_STREQ(name, "printsrv01");
+    EXPECT_STREQ(name, "aprintsrvz[01");
 }
 
 // Without memory for their locks, log and configuration work all the same. The first line of the log, which tells that
@@ -86,6 +94,14 @@ TEST_F(Layer, NeedsNoLocks) {
     EXPECT_EQ(session_context.log_rotate_number, 10) << "the defaults are there";
     EXPECT_EQ(logged(), Strings{"ERROR: Error parsing config file: " + path("print-provider.conf") + "."});
     log_init_lock();
+}
+
+TEST_F(Layer, ATextWithoutMemoryIsNone) {
+    for (const unsigned call : {1u, 2u}) {
+        winapi::fault::arm(call, winapi::fault::Mode::once);
+        EXPECT_EQ(counted_from_cstr("text"), nullptr);
+        winapi::fault::disarm();
+    }
 }
 
 // A stream is closed to child processes from the moment it is open.

@@ -21,6 +21,10 @@ const char* monitor_file_name() {
     return "tsprintportmon.so";
 }
 
+void clear_registry() {
+    winapi::clear_registry();
+}
+
 // Nothing else is there.
 bool use_simulated_spooler(HMODULE) {
     return true;

@@ -6,6 +6,7 @@
 
 #include <filesystem>
 
+#include "tools/host/setup.h"
 #include "winapi/spooler_sim/windows/redirect.h"
 
 namespace host {
@@ -24,6 +25,13 @@ std::string executable_folder() {
 
 const char* monitor_file_name() {
     return "tsprintportmon.dll";
+}
+
+void clear_registry() {
+    for (const LPCWSTR key :
+         {monitor_registry_path, W("SOFTWARE\\Wow6432Node\\ts-print-provider"), W("SOFTWARE\\Wow6432Node\\Tessaron")}) {
+        RegDeleteTreeW(HKEY_LOCAL_MACHINE, key);
+    }
 }
 
 bool use_simulated_spooler(HMODULE library) {

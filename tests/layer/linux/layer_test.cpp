@@ -1,4 +1,4 @@
-// What only the layer has: drives, the path limit, full disks, the fast clock and the count of open handles.
+// What only the layer has: drives, the path limit, full disks, the fast clock, what is counted, allocations that fail.
 #include "winapi/winapi.h"
 
 #include <gtest/gtest.h>
@@ -6,11 +6,16 @@
 #include <cerrno>
 #include <chrono>
 #include <filesystem>
+#include <thread>
 
 #include "tests/support/scratch.h"
 #include "winapi/linux/control.h"
 #include "winapi/linux/fault.h"
 #include "winapi/linux/handle.h"
+
+extern "C" void* __wrap_malloc(size_t size);
+extern "C" void* __wrap_calloc(size_t count, size_t size);
+extern "C" void* __wrap_realloc(void* block, size_t size);
 
 namespace {
 
@@ -91,6 +96,42 @@ TEST(Clock, RunsFastAndNeverBack) {
         last = GetTickCount();
     }
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30)) << "two sleeps of 30 seconds";
+}
+
+TEST(LinuxModule, AllocationsAreCountedAndCanFail) {
+    const size_t before = winapi::open_allocations();
+    const auto misuses = winapi::misuses();
+    const HGLOBAL block = GlobalAlloc(GPTR, 8);
+    EXPECT_EQ(winapi::open_allocations(), before + 1);
+    EXPECT_EQ(GlobalFree(block), nullptr);
+    EXPECT_EQ(winapi::open_allocations(), before);
+    char foreign = 0;
+    EXPECT_EQ(GlobalFree(&foreign), &foreign);
+    EXPECT_EQ(winapi::misuses(), misuses + 1);
+
+    void* kept = __wrap_malloc(8);
+    winapi::fault::arm(1, winapi::fault::Mode::from_then_on);
+    EXPECT_EQ(GlobalAlloc(GPTR, 8), nullptr);
+    EXPECT_EQ(__wrap_malloc(8), nullptr);
+    EXPECT_EQ(__wrap_calloc(1, 8), nullptr);
+    EXPECT_EQ(__wrap_realloc(kept, 16), nullptr);
+    winapi::fault::disarm();
+    std::free(kept);
+}
+
+TEST(LinuxCriticalSection, MisuseIsCounted) {
+    const auto before = winapi::misuses();
+    CRITICAL_SECTION section;
+    ASSERT_TRUE(InitializeCriticalSectionAndSpinCount(&section, 0));
+    LeaveCriticalSection(&section);  // not held
+    EXPECT_EQ(winapi::misuses(), before + 1);
+    EnterCriticalSection(&section);
+    std::thread([&] { LeaveCriticalSection(&section); }).join();  // held by another
+    EXPECT_EQ(winapi::misuses(), before + 2);
+    DeleteCriticalSection(&section);  // still held
+    EXPECT_EQ(winapi::misuses(), before + 3);
+    EnterCriticalSection(&section);  // deleted
+    EXPECT_EQ(winapi::misuses(), before + 4);
 }
 
 }  // namespace

@@ -1,10 +1,10 @@
-// The course of a document as the log, the record files and the spooler's job show it.
+// A document as the printer gets it, and as the log, the record files and the spooler's job show it.
 #include "tests/support/print_server.h"
 
 namespace test {
 namespace {
 
-class Course : public PrintServer {};
+class Documents : public PrintServer {};
 
 // Durations, identifiers and the build's version put aside.
 std::string without_numbers(const std::string& message) {
@@ -20,7 +20,7 @@ std::string without_numbers(const std::string& message) {
     return text;
 }
 
-TEST_F(Course, ANamelessPrinterIsAnInvalidParameter) {
+TEST_F(Documents, ANamelessPrinterIsAnInvalidParameter) {
     start();
     HANDLE port = nullptr;
     ASSERT_TRUE(monitor.open_port(W("Office"), port));
@@ -32,7 +32,7 @@ TEST_F(Course, ANamelessPrinterIsAnInvalidParameter) {
     EXPECT_TRUE(monitor.close_port(port));
 }
 
-TEST_F(Course, APrintedDocumentLeavesTheseLines) {
+TEST_F(Documents, APrintedDocumentLeavesTheseLines) {
     start({"Debug=on", "LogRotateCheckCount=0"});
     EXPECT_EQ(print(W("Office"), pattern(5000), 4096).result, host::Result::printed);
 
@@ -86,17 +86,26 @@ TEST_F(Course, APrintedDocumentLeavesTheseLines) {
     EXPECT_EQ(logged(" ms 904 bytes"), 1);
 }
 
-TEST_F(Course, OnlyTwentyWritesAreShownButAllAreCounted) {
+TEST_F(Documents, OnlyTwentyWritesAreShownButAllAreCounted) {
     start();
+    const DWORD begin = GetTickCount();
     EXPECT_EQ(print(W("Office"), pattern(25), 1).result, host::Result::printed);
+    const DWORD longest = GetTickCount() - begin;
     EXPECT_EQ(logged("write[20/25] = "), 1);
     EXPECT_EQ(logged("write[21/25] = "), 0);
     EXPECT_EQ(logged("Writes 25, total duration "), 1);
     EXPECT_EQ(logged("total size 25 bytes"), 1);
     EXPECT_EQ(logged("Duration = "), 20);
+    for (const std::string& message : messages("TSM Open Port")) {
+        for (const std::string label : {"Duration = ", "total duration ", ", Start ", ", End ", ", Total "}) {
+            const size_t place = message.find(label);
+            if (place == std::string::npos) continue;
+            EXPECT_LE(std::stoul(message.substr(place + label.size())), longest) << message;
+        }
+    }
 }
 
-TEST_F(Course, ANotApprovedJobReachesNoPrinter) {
+TEST_F(Documents, ANotApprovedJobReachesNoPrinter) {
     start();
     const host::Outcome outcome = print_job(42, pattern(100000), true);
     EXPECT_EQ(outcome.result, host::Result::refused) << outcome.words;
@@ -113,7 +122,7 @@ TEST_F(Course, ANotApprovedJobReachesNoPrinter) {
     EXPECT_EQ(print_job(42, "page").result, host::Result::printed) << "the marker counts once";
 }
 
-TEST_F(Course, WithoutCheckingAMarkerIsNeitherFoundNorDeleted) {
+TEST_F(Documents, WithoutCheckingAMarkerIsNeitherFoundNorDeleted) {
     start({"Debug=on", "NotApprovedFileChecking=off"});
     EXPECT_EQ(print_job(42, "page", true).result, host::Result::printed);
     EXPECT_EQ(arrived(), Lines{"page"});
@@ -121,8 +130,8 @@ TEST_F(Course, WithoutCheckingAMarkerIsNeitherFoundNorDeleted) {
     EXPECT_EQ(logged("TSM Start Doc Port - notapproved file checking is disabled"), 1);
 }
 
-TEST_F(Course, TheProgressRecordFollowsTheSendsWhileItExists) {
-    configure({"Debug=on", "IsPrintingBasedOnPortMonitor=on"});
+TEST_F(Documents, TheProgressRecordFollowsTheSendsWhileItExists) {
+    configure({"Debug=on", "IsPrintingBasedOnPortMonitor=on", "HWCheckPortMonitorRunAsSystem=on"});
     add_printer(W("P/1"));
     load();
     const std::string record = folder.spool("hpc") + "/job-P_1-7.dat";
@@ -144,41 +153,29 @@ TEST_F(Course, TheProgressRecordFollowsTheSendsWhileItExists) {
     EXPECT_EQ(logged("TSM Write Port - wrote out hpc serialize file for job 7"), 3);
 }
 
-TEST_F(Course, PrinterNamesOfAllKindsAppearInTheLog) {
+TEST_F(Documents, PrinterNamesOfAllKindsOpenThePrinterAndAppearInTheLog) {
+    const std::string cluster = "TSM Detected cluster printername - fullname = ";
     const std::pair<Text, std::string> cases[] = {
-        {W("\u0395\u03BA\u03C4\u03C5\u03C0\u03C9\u03C4\u03AE\u03C2"), "Εκτυπωτής"},
-        {W("\u041F\u0440\u0438\u043D\u0442\u0435\u0440"), "Принтер"},
-        {W("\u30D7\u30EA\u30F3\u30BF"), "プリンタ"},
-        {Text(W("half ")) + static_cast<WCHAR>(0xD83D) + W(" pair"), "half \xEF\xBF\xBD pair"},
+        {W("\u0395\u03BA\u03C4\u03C5\u03C0"), "TSM detected normal printer name: \"Εκτυπ\""},
+        {Text(W("half ")) + static_cast<WCHAR>(0xD83D) + W(" pair"),
+         "TSM EndDoc: printer: half \xEF\xBF\xBD pair, jobid: 2, Start "},
+        {W("\\One"), "TSM detected normal printer name: \"\\One\""},
+        {W("\\\\SRV\\Office"), cluster + "\"\\\\SRV\\Office\", servername = \"SRV\", printername = \"Office\""},
+        {W("\\\\OnlyServer"), "TSM detected cluster prefix but not backslash before printer name"},
+        {W("\\\\SRV\\"), cluster + "\"\\\\SRV\\\", servername = \"SRV\", printername = \"\""},
     };
-    for (const auto& [name, shown] : cases) add_printer(name);
     start();
-    for (const auto& [name, shown] : cases) {
-        EXPECT_EQ(print(name, "page").result, host::Result::printed) << shown;
-        EXPECT_EQ(logged("TSM Start Doc Port - pFullPrinterName: \"" + shown + "\", JobId: "), 1) << shown;
-        EXPECT_EQ(logged("TSM EndDoc: printer: " + shown + ", jobid: "), 5) << shown;
-    }
-}
-
-TEST_F(Course, AClusterNameIsSplitAndStillOpensThePrinterByItsWholeName) {
-    configure({"Debug=on"});
-    add_printer(W("Office"));
-    const Text names[] = {W("\\\\SRV\\Office"), W("\\\\OnlyServer"), W("\\\\SRV\\")};
-    for (const Text& name : names) spooler_sim::add_printer(name);
-    load();
-    for (const Text& name : names) {
+    for (const auto& [name, line] : cases) {
+        spooler_sim::add_printer(name);
         host::Document job = document(name, host::memory_source("page"));
         job.port = W("Office");
-        EXPECT_EQ(monitor.print_document(job).result, host::Result::printed) << host::to_utf8(name);
+        EXPECT_EQ(monitor.print_document(job).result, host::Result::printed) << line;
+        EXPECT_EQ(logged(line), 1) << line;
+        EXPECT_GE(logged("TSM Start Doc Port - pFullPrinterName: \"" + host::to_utf8(name)), 1) << line;
     }
-    EXPECT_EQ(logged("TSM Detected cluster printername - fullname = \"\\\\SRV\\Office\", servername = \"SRV\", "
-                     "printername = \"Office\""),
-              1);
-    EXPECT_EQ(logged("TSM detected cluster prefix but not backslash before printer name"), 1);
-    EXPECT_EQ(logged("servername = \"SRV\", printername = \"\""), 1);
 }
 
-TEST_F(Course, APrinterTheSpoolerDoesNotKnowIsReportedOnce) {
+TEST_F(Documents, APrinterTheSpoolerDoesNotKnowIsReportedOnce) {
     start();
     host::Document job = document(W("Ghost"), host::memory_source("page"));
     job.port = W("Office");
@@ -193,15 +190,8 @@ TEST_F(Course, APrinterTheSpoolerDoesNotKnowIsReportedOnce) {
     EXPECT_EQ(logged("(Error: 1801)"), 2);
 }
 
-TEST_F(Course, WholeOperationsRunAsTheSpoolerWhenTheSettingSaysSo) {
-    start({"Debug=on", "HWCheckPortMonitorRunAsSystem=on"});
-    const host::Outcome outcome = print(W("Office"), "page");
-    EXPECT_EQ(outcome.result, host::Result::printed);
-    EXPECT_TRUE(outcome.identity_kept);
-}
-
 // The spooler's own threads impersonate nobody; every revert then fails, and the document prints all the same.
-TEST_F(Course, WithoutAClientTheDocumentPrintsAsItIs) {
+TEST_F(Documents, WithoutAClientTheDocumentPrintsAsItIs) {
     start({"Debug=on", "IsPrintingBasedOnPortMonitor=on"});
     const HANDLE port = begin_document(3);
     EXPECT_TRUE(write(port, "page"));
@@ -209,7 +199,7 @@ TEST_F(Course, WithoutAClientTheDocumentPrintsAsItIs) {
     EXPECT_EQ(arrived(), Lines{"page"});
 }
 
-TEST_F(Course, AnEmptyWriteFailsWithATimeOutAndKeepsTheConnection) {
+TEST_F(Documents, AnEmptyWriteFailsWithATimeOutAndKeepsTheConnection) {
     start();
     const HANDLE port = begin_document(3);
     written = 9;
@@ -224,7 +214,7 @@ TEST_F(Course, AnEmptyWriteFailsWithATimeOutAndKeepsTheConnection) {
     EXPECT_EQ(logged("TSM Write Port: noting initial buf size of 4"), 1);
 }
 
-TEST_F(Course, ASecondStartLeavesTheDocumentInProgressWhole) {
+TEST_F(Documents, ASecondStartLeavesTheDocumentInProgressWhole) {
     start();
     spooler_sim::add_job(W("Office"), 4, W("other"), W("bob"));
     const HANDLE port = begin_document(3);
@@ -239,7 +229,7 @@ TEST_F(Course, ASecondStartLeavesTheDocumentInProgressWhole) {
     EXPECT_TRUE(job(4).commands.empty());
 }
 
-TEST_F(Course, AnEndWithoutAStartIsHarmless) {
+TEST_F(Documents, AnEndWithoutAStartIsHarmless) {
     start();
     HANDLE port = nullptr;
     ASSERT_TRUE(monitor.open_port(W("Office"), port));
@@ -250,6 +240,91 @@ TEST_F(Course, AnEndWithoutAStartIsHarmless) {
     EXPECT_FALSE(monitor.table()->pfnReadPort(port, reinterpret_cast<BYTE*>(buffer), 3, &count));
     EXPECT_EQ(count, 5u);
     EXPECT_STREQ(buffer, "abc");
+}
+
+// -- At the printer --------------------------------------------------------------------------------------------------
+
+TEST_F(Documents, EverySizeArrivesByteForByte) {
+    start({});
+    const std::pair<size_t, DWORD> cases[] = {
+        {0, 4096},    {1, 1},         {1000, 1},       {4095, 4096},     {4096, 4096},
+        {4097, 4096}, {65536, 65536}, {200000, 65536}, {3000001, 65536}, {(5 << 20) + 3, 1 << 20},
+    };
+    size_t connection = 0;
+    for (const auto& [size, write_size] : cases) {
+        const std::string data = pattern(size);
+        const host::Outcome outcome = print(W("Office"), data, write_size);
+        EXPECT_EQ(outcome.result, host::Result::printed) << outcome.words;
+        EXPECT_TRUE(outcome.identity_kept);
+        EXPECT_EQ(outcome.job.commands, std::vector<DWORD>{JOB_CONTROL_SENT_TO_PRINTER});
+        ASSERT_TRUE(office->wait_for_ends(connection + 1));
+        const peer::Connection received = office->connection(connection++);
+        EXPECT_TRUE(received.data == data) << size;
+        EXPECT_EQ(received.end, peer::End::finished);
+    }
+    EXPECT_EQ(office->connections(), connection);
+}
+
+// A large document goes through without being held: neither the monitor nor anybody else keeps it.
+TEST_F(Documents, MemoryDoesNotGrowWithTheDocument) {
+    constexpr std::uint64_t kSmall = 32 << 20;  // for what grows once, of a sanitizer say
+    constexpr std::uint64_t kLarge = 256 << 20;
+    configure({});
+    peer::TcpPrinter& printer = add_printer(W("Office"));
+    peer::Behaviour forgetful;
+    forgetful.keep_bytes = 0;
+    printer.behave(forgetful);
+    load();
+
+    const std::string block = pattern(1 << 20);
+    const auto repeated = [&block](std::uint64_t size) {
+        host::Source source;
+        source.size = size;
+        source.rewind = [] { return true; };
+        source.read = [&block](char* buffer, size_t count) { return block.copy(buffer, count); };
+        return source;
+    };
+    EXPECT_EQ(monitor.print_document(document(W("Office"), repeated(kSmall))).result, host::Result::printed);
+    const size_t before = peak_memory();
+    EXPECT_EQ(monitor.print_document(document(W("Office"), repeated(kLarge))).result, host::Result::printed);
+    EXPECT_LT(peak_memory() - before, size_t{4} << 20);
+    ASSERT_TRUE(printer.wait_for_ends(2));
+    EXPECT_EQ(printer.connection(1).bytes, kLarge);
+}
+
+// The spooler decides what it makes of a document that could not be started; the log says it once at error level.
+TEST_F(Documents, AnUnreachablePrinterIsReportedOnceAJob) {
+    start({});
+    office->refuse();
+    for (int attempt = 0; attempt < 3; ++attempt) EXPECT_EQ(print_job(17, "page").result, host::Result::not_started);
+    EXPECT_EQ(logged("TSM Start Doc Port failed to connect to printer address: 127.0.0.1", "ERROR"), 1);
+    EXPECT_EQ(logged("TSM: Failed to connect"), 0) << "details are for the debug log";
+
+    office->listen();
+    EXPECT_EQ(print_job(17, "page").result, host::Result::printed);
+}
+
+TEST_F(Documents, WithDebugLoggingAFailedConnectIsTold) {
+    ASSERT_TRUE(host::store_port(W("Far"), W("no-such-host.invalid"), 9100));
+    ASSERT_TRUE(host::store_port(W("Odd"), W("127.0.0.1"), 70000));
+    spooler_sim::add_printer(W("Far"));
+    spooler_sim::add_printer(W("Odd"));
+    start();
+    office->refuse();
+
+    EXPECT_EQ(print(W("Office"), "page").result, host::Result::not_started);
+    EXPECT_EQ(logged("TSM: Failed to connect to printer: 127.0.0.1 - ", "ERROR"), 1);
+    EXPECT_EQ(logged("(Error: 10061)"), 1);
+    const unsigned port = office->port();
+    char bytes[64];
+    snprintf(bytes, sizeof bytes, "TSM: addr = 0x%x 0x%x 127 0 0 1", port >> 8, port & 0xFF);
+    EXPECT_EQ(logged(bytes, "ERROR"), 1) << bytes;
+    EXPECT_EQ(logged("TSM: unable to connect to printer by tcp", "ERROR"), 1);
+
+    EXPECT_EQ(print(W("Far"), "page").result, host::Result::not_started);
+    EXPECT_EQ(logged("TSM: Error looking up printer address: no-such-host.invalid", "ERROR"), 1);
+    EXPECT_EQ(print(W("Odd"), "page").result, host::Result::not_started);
+    EXPECT_EQ(logged("TSM: Error looking up printer address: 127.0.0.1", "ERROR"), 1);
 }
 
 }  // namespace
