@@ -246,6 +246,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::vector<Port> after = monitor.ports();
     std::sort(before.begin(), before.end());
     std::sort(after.begin(), after.end());
-    REQUIRE(!storable || before == after);
+    const auto same = [](const Port& left, const Port& right) {
+        return !(left < right || right < left) && left.address == right.address && left.number == right.number;
+    };
+    REQUIRE(!storable || std::equal(before.begin(), before.end(), after.begin(), after.end(), same));
     return 0;
 }
