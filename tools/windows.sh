@@ -60,6 +60,7 @@ windows_printers=()
 windows_printer() {
     local folder=$1
     shift
+    : >"$folder.log"  # there before somebody looks into it
     timeout 900 "$windows_native/bin/fakeprinter" --port 0 --store "$folder" "$@" >"$folder.log" 2>&1 </dev/null &
     windows_printers+=($!)
 }
