@@ -1,6 +1,8 @@
 // The cases and their common parameters.
 #pragma once
 
+#include <optional>
+
 #include "bench/chart.h"
 #include "bench/pairs.h"
 #include "bench/receiver.h"
@@ -11,9 +13,12 @@ namespace bench {
 constexpr std::uint64_t kKiB = 1024;
 constexpr std::uint64_t kMiB = 1024 * kKiB;
 constexpr std::uint64_t kGiB = 1024 * kMiB;
+constexpr size_t kUsualWrite = 64 * kKiB;
+constexpr std::uint64_t kSmallDocument = 100 * kKiB;
+constexpr const char* kPlain = "plain loop";
 
 struct Bench {
-    Receiver& receiver;
+    const Receiver& receiver;
     Report& report;
     Effort effort;
     bool quick;                   // a smoke run: the same cases with a part of the data
@@ -25,18 +30,24 @@ struct Bench {
 // A buffer of a spooler that writes that much at a time.
 std::vector<char> buffer_of(size_t size);
 
+// A sample that has to bring so many bytes in so many connections to the receiver.
+Sample delivering(const Bench& bench, std::uint64_t bytes, std::uint64_t connections, const Sample& sample);
+Sample timed(const std::function<void()>& work);
+
+// Measures a row and adds it; its pairs.
+Pairs compare(Bench& bench, const Effort& effort, const std::string& name, const std::string& against,
+              std::optional<double> bar, const Sample& ours, const Sample& theirs, const std::string& unit = "ms",
+              double factor = 1e3, double parts = 1);
+
 void large_documents(Bench& bench);
 void small_documents(Bench& bench);
 void ports_at_once(Bench& bench);
+void lock_waits(Bench& bench);
 void log_lines(Bench& bench);
 void forced_attributes(Bench& bench);
 void stored_ports(Bench& bench);
-void memory(Bench& bench);
-void allocations(Bench& bench);
-void system_calls(Bench& bench);
-void reports(Bench& bench);
 
-// What a process of its own does for the last cases ("--child NAME COUNT PORT"): its exit status.
-int run_child(const std::string& name, std::uint64_t count, std::uint16_t port);
+// Stored and in mid-document, 64 ports and 1,000: KiB of memory of this process for each of those between.
+double memory_of_a_port(std::uint16_t port);
 
 }  // namespace bench

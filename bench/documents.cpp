@@ -1,24 +1,31 @@
-// Whole documents through the library, against the plain loop and the peer.
-#include <barrier>
-#include <fstream>
+// Whole documents through the library, against the plain loop.
+#include <condition_variable>
+#include <mutex>
 #include <thread>
 
-#include "bench/bench.h"
-#include "bench/others.h"
+#include "bench/plan.h"
 #include "bench/print_server.h"
 #include "tools/peer/pattern.h"
 
 namespace bench {
 namespace {
 
-constexpr const char* kPlain = "plain loop";
-constexpr const char* kPeer = "cups backend";
-constexpr size_t kUsualWrite = 64 * kKiB;
-constexpr std::uint64_t kSmallDocument = 100 * kKiB;
 constexpr unsigned kBusyPrinters = 4;  // that take turns with small documents
+constexpr unsigned kManyPorts = 1000;
 
-// A sample that has to bring so many bytes in so many connections to the receiver.
-Sample delivering(Bench& bench, std::uint64_t bytes, std::uint64_t connections, const Sample& sample) {
+double rate(std::uint64_t bytes, double seconds) {
+    return static_cast<double>(bytes) / static_cast<double>(kGiB) / seconds;
+}
+
+}  // namespace
+
+std::vector<char> buffer_of(size_t size) {
+    std::vector<char> data(size);
+    peer::Pattern().fill(data.data(), data.size());
+    return data;
+}
+
+Sample delivering(const Bench& bench, std::uint64_t bytes, std::uint64_t connections, const Sample& sample) {
     return [&bench, bytes, connections, sample] {
         bench.receiver.expect();
         const double seconds = sample();
@@ -31,70 +38,34 @@ Sample timed(const std::function<void()>& work) {
     return [work] { return seconds_of(work); };
 }
 
-double rate(std::uint64_t bytes, double seconds) {
-    return static_cast<double>(bytes) / static_cast<double>(kGiB) / seconds;
-}
-
-std::string write_document(const PrintServer& server, std::uint64_t size) {
-    const std::string path = server.folder.base + "/document";
-    std::ofstream file(path, std::ios::binary);
-    const std::vector<char> data = buffer_of(kUsualWrite);
-    for (std::uint64_t done = 0; done < size; done += data.size()) {
-        file.write(data.data(), static_cast<std::streamsize>(std::min<std::uint64_t>(data.size(), size - done)));
-    }
-    require(static_cast<bool>(file.flush()), "no room for the document's file");
-    return path;
-}
-
-void against_peer(Bench& bench, const PrintServer& server, const std::string& name, std::uint64_t size, unsigned count,
-                  std::optional<double> bar, Series* level) {
-    if (!has_cups_backend()) return bench.report.add(skipped_row(name, "skipped: package cups is not installed"));
-    const std::string file = write_document(server, size);
-    const std::uint16_t port = bench.receiver.port();
-    std::vector<char> buffer(kUsualWrite);
-    const auto ours = [&] {
-        for (unsigned i = 0; i < count; ++i) server.print_file(file, buffer);
-    };
-    const auto theirs = [&] {
-        for (unsigned i = 0; i < count; ++i) send_by_cups(port, file);
-    };
-    const Pairs pairs = run_pairs(bench.effort, delivering(bench, size * count, count, timed(ours)),
-                                  delivering(bench, size * count, count, timed(theirs)));
-    bench.report.add(pair_row(name, kPeer, pairs, bar, "ms", 1e3, count));
-    if (level != nullptr) level->points.push_back({0, rate(size, pairs.second_median())});
-}
-
-}  // namespace
-
-std::vector<char> buffer_of(size_t size) {
-    std::vector<char> data(size);
-    peer::Pattern().fill(data.data(), data.size());
-    return data;
+Pairs compare(Bench& bench, const Effort& effort, const std::string& name, const std::string& against,
+              std::optional<double> bar, const Sample& ours, const Sample& theirs, const std::string& unit,
+              double factor, double parts) {
+    const Pairs pairs = run_pairs(effort, bar, ours, theirs);
+    bench.report.add(pair_row(name, against, pairs, bar, unit, factor, parts));
+    return pairs;
 }
 
 void large_documents(Bench& bench) {
-    const std::uint64_t size = bench.scaled(kGiB);
-    const std::string document = host::size_in_words(size) + " document, ";
     PrintServer server(bench.receiver.port(), 1);
     server.start();
     const spooler_sim::ClientScope client(W("client"));
     Series ours = {"this monitor", "#c0392b", {}};
     Series plain = {kPlain, "#2c3e50", {}};
-    Series peer = {kPeer, "#2980b9", {}};
-    for (const size_t write_size : {4 * kKiB, 16 * kKiB, 64 * kKiB, 256 * kKiB, kMiB}) {
+    for (const LargeDocument& document : plan().large) {
+        const std::uint64_t size = bench.scaled(document.size);
+        const size_t write_size = document.write_size;
         const std::vector<char> data = buffer_of(write_size);
         const auto print = [&] { server.print(0, data, size, write_size); };
         const auto send = [&] { send_plainly(0, bench.receiver.port(), data, size, write_size); };
-        const std::optional<double> bar = write_size == kUsualWrite ? std::optional(1.03) : std::nullopt;
         const Pairs pairs =
-            run_pairs(bar ? bench.effort.close() : bench.effort, delivering(bench, size, 1, timed(print)),
-                      delivering(bench, size, 1, timed(send)));
-        bench.report.add(pair_row(document + host::size_in_words(write_size) + " writes", kPlain, pairs, bar));
+            compare(bench, bench.effort,
+                    host::size_in_words(size) + " document, " + host::size_in_words(write_size) + " writes", kPlain,
+                    document.bar, delivering(bench, size, 1, timed(print)), delivering(bench, size, 1, timed(send)));
         ours.points.push_back({static_cast<double>(write_size), rate(size, pairs.first_median())});
         plain.points.push_back({static_cast<double>(write_size), rate(size, pairs.second_median())});
     }
-    against_peer(bench, server, document + "64.0 KiB writes, from a file", size, 1, 0.5, &peer);
-    bench.chart = {ours, plain, peer};
+    bench.chart = {ours, plain};
 }
 
 void small_documents(Bench& bench) {
@@ -120,34 +91,50 @@ void small_documents(Bench& bench) {
                            send_plainly(i % kBusyPrinters, bench.receiver.port(), data, kSmallDocument, kUsualWrite);
                        }
                    }));
-    const auto add = [&](const std::string& name, const std::string& against, const Pairs& pairs,
-                         std::optional<double> bar) {
-        bench.report.add(pair_row(documents + name, against, pairs, bar, "µs each", 1e6, count));
+    const auto add = [&](const std::string& name, const std::string& against, std::optional<double> bar,
+                         const Sample& ours, const Sample& theirs) {
+        compare(bench, bench.effort, documents + name, against, bar, ours, theirs, "µs each", 1e6, count);
     };
-    add("logging off", kPlain, run_pairs(bench.effort.close(), off, plain), 1.25);
-    add("Debug=on", "logging off", run_pairs(bench.effort, on, off), 3);
-    add("Debug=on", kPlain, run_pairs(bench.effort, on, plain), {});
-    server.start();
-    const unsigned fewer = count / 10;
-    against_peer(bench, server, std::to_string(fewer) + " documents of 100 KiB, from a file", kSmallDocument, fewer, {},
-                 nullptr);
-    // The data of so short a document does not occupy a printer that only drops it: it falls asleep between any
+    add("logging off", kPlain, plan().small_off, off, plain);
+    add("Debug=on", "logging off", plan().small_debug, on, off);
+    add("Debug=on", kPlain, {}, on, plain);
+    if (!plan().is_dropping_worth_a_row) return;
+    // The data of so short a document does not occupy a printer that only drops it: that one falls asleep between any
     // two steps, and waking it is part of the next.
     bench.receiver.take_by(Taking::dropping);
-    add("logging off, dropped unread", kPlain, run_pairs(bench.effort, off, plain), {});
+    add("logging off, dropped unread", kPlain, {}, off, plain);
 }
+
+// -- Many ports ------------------------------------------------------------------------------------------------------
 
 namespace {
 
-// Seconds that `threads` threads take, from the moment when all of them are there. What goes wrong in one fails all.
+// Where threads wait until all of them are there.
+class Gate {
+  public:
+    explicit Gate(unsigned threads) : missing_(threads) {}
+
+    void pass() {
+        std::unique_lock lock(mutex_);
+        if (--missing_ == 0) open_.notify_all();
+        open_.wait(lock, [this] { return missing_ == 0; });
+    }
+
+  private:
+    std::mutex mutex_;
+    std::condition_variable open_;
+    unsigned missing_;
+};
+
+// Seconds that the threads take, from the moment when all of them are there. What goes wrong in one fails all.
 double at_once(unsigned threads, const std::function<void(unsigned)>& work) {
-    std::barrier begin(static_cast<std::ptrdiff_t>(threads) + 1);
+    Gate gate(threads + 1);
     std::vector<std::string> failures(threads);
     std::vector<std::thread> running;
     for (unsigned i = 0; i < threads; ++i) {
         running.emplace_back([&, i] {
             const spooler_sim::ClientScope client(W("client"));
-            begin.arrive_and_wait();
+            gate.pass();
             try {
                 work(i);
             } catch (const Failed& failure) {
@@ -156,20 +143,34 @@ double at_once(unsigned threads, const std::function<void(unsigned)>& work) {
         });
     }
     const double seconds = seconds_of([&] {
-        begin.arrive_and_wait();
+        gate.pass();
         for (std::thread& thread : running) thread.join();
     });
     for (const std::string& failure : failures) require(failure.empty(), failure);
     return seconds;
 }
 
+// Mid-document on that many ports. All by one thread: the threads are the spooler's.
+double memory_mid_document(const PrintServer& server, unsigned ports) {
+    const spooler_sim::ClientScope client(W("client"));
+    const std::vector<char> data = buffer_of(kUsualWrite);
+    std::vector<HANDLE> handles;
+    for (unsigned i = 0; i < ports; ++i) {
+        handles.push_back(server.begin(i));
+        for (int writes = 0; writes < 4; ++writes) server.write(handles.back(), data.data(), data.size());
+    }
+    const double memory = resident_kib();
+    for (const HANDLE handle : handles) server.end(handle);
+    return memory;
+}
+
 }  // namespace
 
 void ports_at_once(Bench& bench) {
     const std::vector<char> data = buffer_of(kUsualWrite);
-    PrintServer server(bench.receiver.port(), kPrinters);
+    PrintServer server(bench.receiver.port(), kManyPorts);
     server.start();
-    for (const unsigned ports : {1u, 8u, 64u}) {
+    for (const unsigned ports : {1u, 8u, 64u, kManyPorts}) {
         const std::uint64_t size = bench.scaled(kGiB) / ports;
         const Sample ours = [&, ports, size] {
             return at_once(ports, [&](unsigned i) { server.print(i, data, size, kUsualWrite); });
@@ -179,10 +180,66 @@ void ports_at_once(Bench& bench) {
         };
         const std::string name =
             std::to_string(ports) + (ports == 1 ? " port, " : " ports at once, ") + host::size_in_words(size) + " each";
-        const Pairs pairs =
-            run_pairs(bench.effort.of(ports == 64 ? 2 : 1), delivering(bench, size * ports, ports, ours),
-                      delivering(bench, size * ports, ports, plain));
-        bench.report.add(pair_row(name, kPlain, pairs, ports == 64 ? std::optional(1.05) : std::nullopt));
+        const std::optional<double> bar = ports == 64           ? plan().port_64
+                                          : ports == kManyPorts ? plan().port_1000
+                                                                : std::nullopt;
+        compare(bench, bench.effort, name, kPlain, bar, delivering(bench, size * ports, ports, ours),
+                delivering(bench, size * ports, ports, plain));
+    }
+}
+
+double memory_of_a_port(std::uint16_t port) {
+    constexpr unsigned kFew = 64;
+    std::vector<double> memory;
+    for (const unsigned ports : {kFew, kManyPorts}) {
+        PrintServer server(port, ports);
+        server.start();
+        memory.push_back(memory_mid_document(server, ports));
+    }
+    return (memory[1] - memory[0]) / (kManyPorts - kFew);
+}
+
+namespace {
+
+LockUse between(const LockUse& before, const LockUse& after) {
+    return {after.entered - before.entered, after.waited - before.waited, after.seconds - before.seconds};
+}
+
+double percent(const LockUse& use) {
+    return use.entered > 0 ? static_cast<double>(use.waited) * 100 / static_cast<double>(use.entered) : 0;
+}
+
+}  // namespace
+
+// How long the threads of ports wait for one another.
+void lock_waits(Bench& bench) {
+    const std::vector<char> data = buffer_of(kUsualWrite);
+    for (const bool debug : {false, true}) {
+        for (const unsigned ports : {1u, 64u, kManyPorts}) {
+            PrintServer server(bench.receiver.port(), ports);
+            server.start(debug ? std::vector<std::string>{"Debug=on"} : std::vector<std::string>{});
+            const unsigned each = std::max(static_cast<unsigned>(bench.scaled(2000)) / ports, 1u);
+            const unsigned documents = each * ports;
+            watch_locks(server.monitor);
+            const LockUses before = lock_uses();
+            bench.receiver.expect();
+            const double seconds = at_once(ports, [&](unsigned i) {
+                for (unsigned n = 0; n < each; ++n) server.print(i, data, kSmallDocument, kUsualWrite);
+            });
+            bench.receiver.check(kSmallDocument * documents, documents);
+            const LockUses after = lock_uses();
+            const LockUse monitor = between(before.monitor, after.monitor);
+            const LockUse log = between(before.log, after.log);
+            char words[160];
+            std::snprintf(words, sizeof words,
+                          "%.2g %% of its entries; for the log lock %.3g µs, %.2g %%; the document takes %.3g ms",
+                          percent(monitor), log.seconds * 1e6 / documents, percent(log), seconds * 1e3 / each);
+            Row row = figure_row(std::to_string(ports) + (ports == 1 ? " port" : " ports at once") +
+                                     (debug ? ", Debug=on" : ", logging off") + ": a document waits for MonitorLock",
+                                 "µs", monitor.seconds * 1e6 / documents);
+            row.words = words;
+            bench.report.add(row);
+        }
     }
 }
 

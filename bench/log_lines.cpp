@@ -1,11 +1,8 @@
-// Lines of the log, each flushed, against a widely used logging library that flushes each.
-#include <spdlog/sinks/basic_file_sink.h>
-#include <spdlog/spdlog.h>
-
+// Lines of the log, each flushed, against something else that flushes each.
 #include <filesystem>
 #include <thread>
 
-#include "bench/bench.h"
+#include "bench/plan.h"
 #include "common/log.h"
 #include "tools/host/platform.h"
 #include "tools/host/setup.h"
@@ -39,25 +36,31 @@ void write_ours(unsigned lines) {
     }
 }
 
-void write_theirs(spdlog::logger& logger, unsigned lines) {
-    for (unsigned i = 0; i < lines; ++i) {
-        SPDLOG_LOGGER_INFO(&logger, "TSM {}: given {} bytes and sent {} bytes", "Write Port", 65536u, i);
-    }
-}
-
-// The same line from both.
-std::shared_ptr<spdlog::logger> open_theirs(const std::string& folder, bool detailed) {
-    auto sink = std::make_shared<spdlog::sinks::basic_file_sink_mt>(folder + "/theirs.log", true);
-    auto logger = std::make_shared<spdlog::logger>("log", std::move(sink));
-    logger->set_pattern(detailed ? "%Y-%m-%d %H:%M:%S,%e %^%l%$ : %s:%# - %v [%t]" : "%Y-%m-%d %H:%M:%S,%e %l : %v");
-    logger->flush_on(spdlog::level::trace);
-    return logger;
-}
-
 // No file of one sample reaches the disk while the next is measured.
 void empty(const std::string& folder) {
     for (const auto& entry : std::filesystem::directory_iterator(folder)) std::filesystem::remove(entry);
 }
+
+void compare_lines(Bench& bench, const std::string& folder, unsigned threads, bool detailed) {
+    const auto lines = static_cast<unsigned>(bench.scaled(plan().log_lines) / threads);
+    const Sample ours = [&] {
+        open_ours(folder, detailed);
+        const double seconds = on_threads(threads, [lines] { write_ours(lines); });
+        close_ours();
+        empty(folder);
+        return seconds;
+    };
+    const Sample theirs = [&] {
+        const double seconds = other_log().write(folder, threads, lines, detailed);
+        empty(folder);
+        return seconds;
+    };
+    const std::string name = std::string("log line, flushed, ") + std::to_string(threads) +
+                             (threads == 1 ? " thread" : " threads") + (detailed ? ", debug detail" : "");
+    compare(bench, bench.effort, name, other_log().name, plan().log_line, ours, theirs, "µs", 1e6, lines * threads);
+}
+
+}  // namespace
 
 double on_threads(unsigned threads, const std::function<void()>& work) {
     return seconds_of([&] {
@@ -67,34 +70,11 @@ double on_threads(unsigned threads, const std::function<void()>& work) {
     });
 }
 
-void compare(Bench& bench, const std::string& folder, unsigned threads, bool detailed) {
-    const auto lines = static_cast<unsigned>(bench.scaled(160000) / threads);
-    const Sample ours = [&] {
-        open_ours(folder, detailed);
-        const double seconds = on_threads(threads, [lines] { write_ours(lines); });
-        close_ours();
-        empty(folder);
-        return seconds;
-    };
-    const Sample theirs = [&] {
-        auto logger = open_theirs(folder, detailed);
-        const double seconds = on_threads(threads, [&logger, lines] { write_theirs(*logger, lines); });
-        logger.reset();
-        empty(folder);
-        return seconds;
-    };
-    const std::string name = std::string("log line, flushed, ") + std::to_string(threads) +
-                             (threads == 1 ? " thread" : " threads") + (detailed ? ", debug detail" : "");
-    bench.report.add(pair_row(name, "spdlog", run_pairs(bench.effort, ours, theirs), 1.0, "µs", 1e6, lines * threads));
-}
-
-}  // namespace
-
 void log_lines(Bench& bench) {
     const std::string folder = host::make_temporary_folder();
     require(!folder.empty(), "no folder for the logs");
     for (const unsigned threads : {1u, 8u}) {
-        for (const bool detailed : {false, true}) compare(bench, folder, threads, detailed);
+        for (const bool detailed : {false, true}) compare_lines(bench, folder, threads, detailed);
     }
     std::filesystem::remove_all(folder);
 }

@@ -2,10 +2,24 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
+#include <random>
 
 namespace bench {
+namespace {
 
 using Clock = std::chrono::steady_clock;
+
+constexpr double kLonger = 4;
+constexpr size_t kDraws = 2000;
+
+bool is_settled(const Pairs& pairs, std::optional<double> bar) {
+    if (!bar) return true;
+    const Interval interval = pairs.interval();
+    return interval.is_beside(*bar) && interval.width() <= margin_of(*bar);
+}
+
+}  // namespace
 
 void require(bool good, const std::string& otherwise) {
     if (!good) throw Failed(otherwise);
@@ -23,18 +37,37 @@ double median(std::vector<double> values) {
     return values.size() % 2 != 0 ? values[half] : (values[half - 1] + values[half]) / 2;
 }
 
-std::vector<double> Pairs::ratios() const {
-    std::vector<double> each;
-    for (size_t i = 0; i < first.size(); ++i) each.push_back(first[i] / second[i]);
-    return each;
+Interval Pairs::interval() const {
+    std::mt19937 random(1);  // the same pairs have the same interval
+    std::uniform_int_distribution<size_t> any(0, first.size() - 1);
+    std::vector<double> ratios;
+    Pairs drawn = *this;
+    for (size_t draw = 0; draw < kDraws; ++draw) {
+        for (size_t i = 0; i < first.size(); ++i) {
+            const size_t taken = any(random);
+            drawn.first[i] = first[taken];
+            drawn.second[i] = second[taken];
+        }
+        ratios.push_back(drawn.ratio());
+    }
+    std::sort(ratios.begin(), ratios.end());
+    return {ratios[kDraws / 40], ratios[kDraws - 1 - kDraws / 40]};
 }
 
-Pairs run_pairs(const Effort& effort, const Sample& first, const Sample& second) {
+double margin_of(double bar) {
+    return std::max(std::fabs(bar - 1), 0.02);
+}
+
+Pairs run_pairs(const Effort& effort, std::optional<double> bar, const Sample& first, const Sample& second) {
     first();
     second();
     Pairs pairs;
-    const auto end = Clock::now() + std::chrono::duration<double>(effort.seconds);
-    for (int done = 0; done < effort.most_pairs && (done < effort.least_pairs || Clock::now() < end); ++done) {
+    const auto begin = Clock::now();
+    for (int done = 0;; ++done) {
+        const double spent = std::chrono::duration<double>(Clock::now() - begin).count();
+        const bool enough = done >= effort.most_pairs || spent >= effort.seconds;
+        if (done >= effort.least_pairs && enough && (is_settled(pairs, bar) || spent >= effort.seconds * kLonger))
+            break;
         pairs.first.push_back(first());
         pairs.second.push_back(second());
     }

@@ -1,13 +1,10 @@
 #include "bench/print_server.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <filesystem>
 
-#include "bench/others.h"
 #include "bench/pairs.h"
+#include "bench/plain.h"
 
 namespace bench {
 
@@ -38,7 +35,8 @@ void PrintServer::start(const std::vector<std::string>& settings) {
 HANDLE PrintServer::begin(unsigned port) const {
     HANDLE handle = nullptr;
     require(monitor.open_port(names_[port], handle), "OpenPort failed");
-    require(monitor.start_document(handle, names_[port], kFirstJob + port, document_), "StartDocPort failed");
+    const unsigned printer = port % kPrinters;
+    require(monitor.start_document(handle, names_[printer], kFirstJob + printer, document_), "StartDocPort failed");
     return handle;
 }
 
@@ -62,17 +60,6 @@ void PrintServer::print(unsigned port, const std::vector<char>& data, std::uint6
         write(handle, data.data(), static_cast<size_t>(std::min<std::uint64_t>(write_size, size - done)));
     }
     end(handle);
-}
-
-void PrintServer::print_file(const std::string& path, std::vector<char>& buffer) const {
-    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    require(file >= 0, path + " cannot be read");
-    const HANDLE handle = begin(0);
-    for (ssize_t count = 0; (count = read(file, buffer.data(), buffer.size())) > 0;) {
-        write(handle, buffer.data(), static_cast<size_t>(count));
-    }
-    end(handle);
-    close(file);
 }
 
 }  // namespace bench

@@ -20,8 +20,6 @@ class PrintServer : public host::PrintServer {
     // One document from OpenPort to ClosePort: `size` bytes, in writes of the first `write_size` bytes of `data`. The
     // calling thread has a ClientScope. Throws Failed when a call fails.
     void print(unsigned port, const std::vector<char>& data, std::uint64_t size, size_t write_size) const;
-    // The same with the contents of a file, in writes of up to the size of `buffer`.
-    void print_file(const std::string& path, std::vector<char>& buffer) const;
 
     // The calls of a document one by one.
     HANDLE begin(unsigned port) const;
@@ -30,7 +28,7 @@ class PrintServer : public host::PrintServer {
 
     static host::Text name_of(unsigned port);
 
-    static constexpr DWORD kFirstJob = 7;  // of port 0; each port has one of its own
+    static constexpr DWORD kFirstJob = 7;  // of port 0; each printer has one of its own, which its ports share
 
   private:
     std::vector<host::Text> names_;

@@ -1,41 +1,43 @@
-// The printer of all cases: a separate process that discards what it receives and closes each connection at its end.
+// The printer of all cases: a separate process (receiver_program/), outside of Wine too, that discards what it receives
+// and closes each connection at its end. It is asked over a connection, and ends with that.
 #pragma once
 
-#include <sys/types.h>
-
-#include <atomic>
 #include <cstdint>
+
+#include "bench/plain.h"
 
 namespace bench {
 
 // How it discards data: it reads it into its memory, as a printer does, or drops it in the kernel, which costs least.
-enum class Taking { reading, dropping };
+enum class Taking : char { reading = 'r', dropping = 'd' };
 
-struct Shared {
-    std::atomic<Taking> taking;
-    std::atomic<std::uint64_t> bytes;
-    std::atomic<std::uint64_t> ends;  // connections that have ended
+struct ReceiverPorts {
+    std::uint16_t data;
+    std::uint16_t control;
 };
 
 class Receiver {
   public:
-    // Listens on every loopback address. Start it before any thread.
-    Receiver();
-    ~Receiver();
-    Receiver(const Receiver&) = delete;
-    Receiver& operator=(const Receiver&) = delete;
+    explicit Receiver(const ReceiverPorts& ports) : port_(ports.data), control_(connect_to(0, ports.control)) {}
 
+    // On every loopback address.
     std::uint16_t port() const { return port_; }
     // It reads at first.
-    void take_by(Taking taking);
+    void take_by(Taking taking) const;
     // Forgets what has been counted; then whether exactly so much has come. Throws Failed when it has not.
-    void expect();
+    void expect() const;
     void check(std::uint64_t bytes, std::uint64_t connections) const;
 
   private:
-    Shared* shared_;
-    std::uint16_t port_ = 0;
-    pid_t process_ = -1;
+    struct Counts {
+        std::uint64_t bytes;
+        std::uint64_t connections;  // that have come to their end
+    };
+    // What was counted before the command.
+    Counts ask(char command) const;
+
+    std::uint16_t port_;
+    Socket control_;
 };
 
 }  // namespace bench

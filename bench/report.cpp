@@ -24,10 +24,10 @@ std::string ratio_text(double value) {
     return text;
 }
 
-std::string spread(const Row& row) {
-    if (row.ratios.empty()) return {};
-    const auto [least, most] = std::minmax_element(row.ratios.begin(), row.ratios.end());
-    return ratio_text(*least) + " - " + ratio_text(*most) + " (" + std::to_string(row.ratios.size()) + ")";
+std::string interval_text(const Row& row) {
+    if (!row.interval) return {};
+    return ratio_text(row.interval->low) + " - " + ratio_text(row.interval->high) + " (" + std::to_string(row.pairs) +
+           ")";
 }
 
 using Line = std::vector<std::string>;
@@ -40,9 +40,9 @@ Line line_of(const Row& row) {
             row.against,
             compared ? number(row.theirs) + " " + row.unit : "",
             compared ? ratio_text(row.ratio()) : "",
-            spread(row),
+            interval_text(row),
             row.bar ? number(*row.bar) : "",
-            row.bar ? (row.held() ? "held" : "MISSED") : "",
+            row.verdict(),
             row.words};
 }
 
@@ -68,12 +68,11 @@ void write_row(std::ostream& out, const Row& row) {
             out << ", \"against\": " << quoted(row.against) << ", \"theirs\": " << row.theirs
                 << ", \"ratio\": " << row.ratio();
         }
-        if (!row.ratios.empty()) {
-            out << ", \"pairs\": [";
-            for (size_t i = 0; i < row.ratios.size(); ++i) out << (i > 0 ? ", " : "") << row.ratios[i];
-            out << "]";
+        if (row.interval) {
+            out << ", \"pairs\": " << row.pairs << ", \"interval\": [" << row.interval->low << ", "
+                << row.interval->high << "]";
         }
-        if (row.bar) out << ", \"bar\": " << *row.bar << ", \"held\": " << (row.held() ? "true" : "false");
+        if (row.bar) out << ", \"bar\": " << *row.bar << ", \"verdict\": " << quoted(row.verdict());
     }
     if (!row.words.empty()) out << ", \"words\": " << quoted(row.words);
     out << "}";
@@ -81,11 +80,18 @@ void write_row(std::ostream& out, const Row& row) {
 
 }  // namespace
 
+std::string Row::verdict() const {
+    if (!bar) return {};
+    if (interval && !interval->is_beside(*bar)) return "not decided";
+    return (interval ? interval->high : judged()) <= *bar ? "held" : "missed";
+}
+
 Row pair_row(const std::string& name, const std::string& against, const Pairs& pairs, std::optional<double> bar,
              const std::string& unit, double factor, double parts) {
     Row row = figure_row(name, unit, pairs.first_median() * factor / parts, bar, against,
                          pairs.second_median() * factor / parts);
-    row.ratios = pairs.ratios();
+    row.pairs = pairs.first.size();
+    row.interval = pairs.interval();
     return row;
 }
 
@@ -119,12 +125,12 @@ void Report::add(Row row) {
 
 bool Report::all_held() const {
     return !failed_ &&
-           std::all_of(rows_.begin(), rows_.end(), [](const Row& row) { return !row.measured() || row.held(); });
+           std::all_of(rows_.begin(), rows_.end(), [](const Row& row) { return !row.bar || row.verdict() == "held"; });
 }
 
 // Reads well as it is, and is a table where Markdown is read.
 void Report::print_table() const {
-    std::vector<Line> lines = {{"case", "ours", "against", "theirs", "ratio", "pairs: least - most", "bar", "", ""}};
+    std::vector<Line> lines = {{"case", "ours", "against", "theirs", "ratio", "95 % interval (pairs)", "bar", "", ""}};
     lines.emplace_back(lines[0].size(), "---");
     for (const Row& row : rows_) {
         lines.push_back(line_of(row));

@@ -15,14 +15,16 @@ struct Row {
     double ours = 0;
     std::string against;  // empty: nothing to compare with
     double theirs = 0;
-    std::vector<double> ratios;  // ours to theirs in each pair, when it was measured in pairs
-    std::optional<double> bar;   // upper limit of the ratio, or of our figure when there is no ratio
-    std::string words;           // in place of figures, or behind them
+    size_t pairs = 0;                  // 0: it was not measured in pairs
+    std::optional<Interval> interval;  // of the ratio, when it was
+    std::optional<double> bar;         // upper limit of the ratio, or of our figure when there is no ratio
+    std::string words;                 // in place of figures, or behind them
 
     bool measured() const { return !unit.empty(); }
     double ratio() const { return ours / theirs; }
     double judged() const { return against.empty() ? ours : ratio(); }
-    bool held() const { return !bar || judged() <= *bar; }
+    // "held", "missed" or "not decided", the last when the bar lies within the interval; empty without a bar.
+    std::string verdict() const;
 };
 
 // Seconds of a pair as a row: each divided by `parts` and multiplied for the unit (1e6: microseconds).
@@ -37,6 +39,7 @@ class Report {
   public:
     // Shows it at once, too.
     void add(Row row);
+    // Of the rows with a bar.
     bool all_held() const;
     void print_table() const;
     bool write_json(const std::string& path) const;

@@ -175,3 +175,23 @@ windows_package() {
     done
     packaging/package.sh build/windows "$(version)"
 }
+
+# What documents cost in the shipped library, against a plain loop under Wine, too; options as for ./run bench.
+windows_bench() {
+    local result=0 ports=$windows_folder/receiver receiver i
+    cmake_settings=(-DBENCH=ON)
+    build native bench_receiver
+    build windows bench
+    say "Measuring under Wine ..."
+    : >"$ports"
+    "$windows_native/bin/bench_receiver" >"$ports" </dev/null &
+    receiver=$!
+    for ((i = 0; i < 100; ++i)); do
+        [[ ! -s $ports ]] || break
+        sleep 0.1
+    done
+    windows_wine build/windows/bin/bench.exe --receiver "$(tr ' ' : <"$ports")" --json build/bench-windows.json "$@" \
+        </dev/null || result=$?
+    kill "$receiver" 2>/dev/null || true
+    windows_count $result "not every bar is held"
+}

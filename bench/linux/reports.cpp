@@ -8,8 +8,9 @@
 #include <sstream>
 #include <thread>
 
-#include "bench/bench.h"
-#include "bench/others.h"
+#include "bench/linux/cases.h"
+#include "bench/linux/others.h"
+#include "bench/plan.h"
 #include "bench/print_server.h"
 #include "tools/host/platform.h"
 
@@ -79,7 +80,7 @@ void reports(Bench& bench) {
         return seconds;
     };
     const std::string what = "report on " + host::size_in_words(size) + " of log";
-    bench.report.add(pair_row(what, "wc -l", run_pairs(bench.effort, ours, theirs), 3.0));
+    compare(bench, bench.effort, what, "wc -l", 3.0, ours, theirs);
     bench.report.add(figure_row(what + ", peak memory", "MiB", memory, kMostMemoryMiB));
     std::filesystem::remove_all(folder);
 }

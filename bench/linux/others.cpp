@@ -1,9 +1,7 @@
-#include "bench/others.h"
+#include "bench/linux/others.h"
 
-#include <arpa/inet.h>
 #include <fcntl.h>
 #include <spawn.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -11,6 +9,8 @@
 #include <array>
 
 #include "bench/pairs.h"
+#include "bench/plain.h"
+#include "bench/plan.h"
 
 namespace bench {
 namespace {
@@ -55,44 +55,8 @@ pid_t start_quietly(const std::vector<std::string>& arguments) {
     return start(arguments, {"LANG=C", "PATH=/usr/bin:/bin"});
 }
 
-std::string printer_address(unsigned number) {
-    return "127.0.0." + std::to_string(number % kPrinters + 1);
-}
-
-int connect_to(unsigned number, std::uint16_t port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    inet_pton(AF_INET, printer_address(number).c_str(), &address.sin_addr);
-    const int connection = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    require(connect(connection, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0,
-            "the plain loop cannot connect");
-    return connection;
-}
-
-void send_all(int socket, const char* data, size_t size) {
-    while (size > 0) {
-        const ssize_t sent = send(socket, data, size, MSG_NOSIGNAL);
-        require(sent > 0, "the plain loop cannot send");
-        data += sent;
-        size -= static_cast<size_t>(sent);
-    }
-}
-
-void end_connection(int socket) {
-    shutdown(socket, SHUT_WR);
-    char byte = 0;
-    require(recv(socket, &byte, 1, 0) == 0, "the receiver did not close");
-    close(socket);
-}
-
-void send_plainly(unsigned number, std::uint16_t port, const std::vector<char>& data, std::uint64_t size,
-                  size_t write_size) {
-    const int connection = connect_to(number, port);
-    for (std::uint64_t done = 0; done < size; done += write_size) {
-        send_all(connection, data.data(), static_cast<size_t>(std::min<std::uint64_t>(write_size, size - done)));
-    }
-    end_connection(connection);
+pid_t start_into(const std::vector<std::string>& arguments, int output) {
+    return start(arguments, {"LANG=C", "PATH=/usr/bin:/bin"}, output);
 }
 
 bool has_cups_backend() {
@@ -106,8 +70,11 @@ void send_by_cups(std::uint16_t port, const std::string& file) {
              "the cups backend");
 }
 
-void send_through_cat(std::uint16_t port, const std::string& file, const std::vector<char>& data, std::uint64_t size) {
-    const int connection = connect_to(0, port);
+namespace {
+
+void send_through_cat(std::uint16_t port, const std::string&, const std::string& file, const std::vector<char>& data,
+                      std::uint64_t size) {
+    const Socket connection = connect_to(0, port);
     const int output = open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
     for (std::uint64_t done = 0; done < size; done += data.size()) {
         const auto piece = static_cast<size_t>(std::min<std::uint64_t>(data.size(), size - done));
@@ -126,6 +93,13 @@ void send_through_cat(std::uint16_t port, const std::string& file, const std::ve
     wait_for(cat, "cat");
     end_connection(connection);
     unlink(file.c_str());
+}
+
+}  // namespace
+
+const OtherForwarding& other_forwarding() {
+    static const OtherForwarding forwarding = {"file, cat, send", send_through_cat};
+    return forwarding;
 }
 
 }  // namespace bench

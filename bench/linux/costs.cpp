@@ -8,8 +8,8 @@
 #include <map>
 #include <sstream>
 
-#include "bench/bench.h"
-#include "bench/others.h"
+#include "bench/linux/cases.h"
+#include "bench/plan.h"
 #include "bench/print_server.h"
 #include "common/log.h"
 #include "tools/host/platform.h"
@@ -17,9 +17,6 @@
 
 namespace bench {
 namespace {
-
-constexpr size_t kWrite = 64 * kKiB;
-constexpr std::uint64_t kSmallDocument = 100 * kKiB;
 
 std::string own_program() {
     return host::executable_folder() + "/bench";
@@ -55,8 +52,8 @@ int print_one(std::uint64_t size, std::uint16_t port) {
     PrintServer server(port, 1);
     server.start();
     const spooler_sim::ClientScope client(W("client"));
-    const std::vector<char> data = buffer_of(kWrite);
-    server.print(0, data, size, kWrite);
+    const std::vector<char> data = buffer_of(kUsualWrite);
+    server.print(0, data, size, kUsualWrite);
     std::printf("%.0f\n", peak_kib());
     return 0;
 }
@@ -76,6 +73,8 @@ void memory(Bench& bench) {
     bench.report.add(
         figure_row("peak memory of the process, " + host::size_in_words(size) + " document", "KiB", large));
     bench.report.add(figure_row("peak memory, large less small document", "KiB", large - small, 64));
+    const double more = std::stod(output_of(child_command(bench, "ports", 0)));
+    bench.report.add(figure_row("memory per further port and document, 64 to 1,000 ports", "KiB", more, 32));
 }
 
 // -- Allocations
@@ -106,17 +105,17 @@ void allocations(Bench& bench) {
     constexpr unsigned kWrites = 100;
     PrintServer server(bench.receiver.port(), 1);
     const spooler_sim::ClientScope client(W("client"));
-    const std::vector<char> data = buffer_of(kWrite);
+    const std::vector<char> data = buffer_of(kUsualWrite);
     for (const bool debug : {false, true}) {
         server.start(debug ? std::vector<std::string>{"Debug=on"} : std::vector<std::string>{});
         const std::string setting = debug ? ", Debug=on" : ", logging off";
-        server.print(0, data, kSmallDocument, kWrite);
+        server.print(0, data, kSmallDocument, kUsualWrite);
         const HANDLE handle = server.begin(0);
         const std::uint64_t of_writes = allocations_of([&] {
             for (unsigned i = 0; i < kWrites; ++i) server.write(handle, data.data(), data.size());
         });
         server.end(handle);
-        const std::uint64_t of_document = allocations_of([&] { server.print(0, data, kSmallDocument, kWrite); });
+        const std::uint64_t of_document = allocations_of([&] { server.print(0, data, kSmallDocument, kUsualWrite); });
         bench.report.add(figure_row("heap allocations of a WritePort" + setting, "calls",
                                     static_cast<double>(of_writes) / kWrites,
                                     debug ? std::nullopt : std::optional(0.0)));
@@ -125,9 +124,47 @@ void allocations(Bench& bench) {
     }
 }
 
-// -- System calls
+// -- Calls of the layer and of the system
 
 namespace {
+
+// Those that can fail, by their names; the layer counts no others.
+std::map<std::string, double> layer_calls_so_far() {
+    std::map<std::string, double> calls;
+    for (const winapi::fault::Point* const point : winapi::fault::points()) {
+        calls[point->function()] += static_cast<double>(point->calls());
+    }
+    return calls;
+}
+
+std::string in_words(const std::map<std::string, double>& calls) {
+    std::string words;
+    for (const auto& [call, count] : calls) {
+        char text[80];
+        std::snprintf(text, sizeof text, "%s%s %.4g", words.empty() ? "" : ", ", call.c_str(), count);
+        if (count >= 0.02) words += text;
+    }
+    return words;
+}
+
+void add_layer_calls(Bench& bench) {
+    const std::vector<char> data = buffer_of(kUsualWrite);
+    PrintServer server(bench.receiver.port(), 1);
+    server.start();
+    const spooler_sim::ClientScope client(W("client"));
+    const std::map<std::string, double> before = layer_calls_so_far();
+    winapi::fault::arm(0, winapi::fault::Mode::once);
+    server.print(0, data, kSmallDocument, kUsualWrite);
+    winapi::fault::disarm();
+    std::map<std::string, double> calls = layer_calls_so_far();
+    Row row = figure_row("Windows calls that can fail, of a 100 KiB document, logging off", "calls", 0);
+    for (auto& [call, count] : calls) {
+        count -= before.at(call);
+        row.ours += count;
+    }
+    row.words = in_words(calls);
+    bench.report.add(row);
+}
 
 using Calls = std::map<std::string, double>;
 
@@ -160,15 +197,11 @@ void add_calls(Bench& bench, const std::string& name, const std::string& child, 
     Row row = figure_row(name, "calls", 0);
     for (auto& [call, count] : more) {
         const auto before = less.find(call);
-        const double each = (count - (before != less.end() ? before->second : 0)) / (kMore - kLess);
-        if (call == "total") {
-            row.ours = each;
-        } else if (each >= 0.02) {
-            char text[80];
-            std::snprintf(text, sizeof text, "%s%s %.4g", row.words.empty() ? "" : ", ", call.c_str(), each);
-            row.words += text;
-        }
+        count = (count - (before != less.end() ? before->second : 0)) / (kMore - kLess);
     }
+    row.ours = more["total"];
+    more.erase("total");
+    row.words = in_words(more);
     bench.report.add(row);
 }
 
@@ -177,14 +210,14 @@ int print_many(std::uint64_t count, std::uint16_t port, const std::vector<std::s
     PrintServer server(port, kPrinters);
     server.start(settings);
     const spooler_sim::ClientScope client(W("client"));
-    const std::vector<char> data = buffer_of(kWrite);
-    for (unsigned i = 0; i < count; ++i) server.print(i % kPrinters, data, kSmallDocument, kWrite);
+    const std::vector<char> data = buffer_of(kUsualWrite);
+    for (unsigned i = 0; i < count; ++i) server.print(i % kPrinters, data, kSmallDocument, kUsualWrite);
     return 0;
 }
 
 int send_many(std::uint64_t count, std::uint16_t port) {
-    const std::vector<char> data = buffer_of(kWrite);
-    for (unsigned i = 0; i < count; ++i) send_plainly(i % kPrinters, port, data, kSmallDocument, kWrite);
+    const std::vector<char> data = buffer_of(kUsualWrite);
+    for (unsigned i = 0; i < count; ++i) send_plainly(i % kPrinters, port, data, kSmallDocument, kUsualWrite);
     return 0;
 }
 
@@ -201,6 +234,7 @@ int log_many(std::uint64_t count) {
 }  // namespace
 
 void system_calls(Bench& bench) {
+    add_layer_calls(bench);
     if (std::system("command -v strace >/dev/null") != 0) {
         return bench.report.add(skipped_row("system calls", "skipped: strace is not installed"));
     }
@@ -215,6 +249,10 @@ void system_calls(Bench& bench) {
 
 int run_child(const std::string& name, std::uint64_t count, std::uint16_t port) {
     if (name == "memory") return print_one(count, port);
+    if (name == "ports") {
+        std::printf("%.2f\n", memory_of_a_port(port));
+        return 0;
+    }
     if (name == "documents") return print_many(count, port, {});
     if (name == "debug") return print_many(count, port, {"Debug=on"});
     if (name == "plain") return send_many(count, port);

@@ -1,0 +1,72 @@
+// Documents from a file, against CUPS' program for raw ports.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <fstream>
+
+#include "bench/linux/cases.h"
+#include "bench/linux/others.h"
+#include "bench/plan.h"
+#include "bench/print_server.h"
+
+namespace bench {
+namespace {
+
+constexpr const char* kPeer = "cups backend";
+
+std::string write_document(const PrintServer& server, std::uint64_t size) {
+    const std::string path = server.folder.base + "/document";
+    std::ofstream file(path, std::ios::binary);
+    const std::vector<char> data = buffer_of(kUsualWrite);
+    for (std::uint64_t done = 0; done < size; done += data.size()) {
+        file.write(data.data(), static_cast<std::streamsize>(std::min<std::uint64_t>(data.size(), size - done)));
+    }
+    require(static_cast<bool>(file.flush()), "no room for the document's file");
+    return path;
+}
+
+void print_file(const PrintServer& server, const std::string& path, std::vector<char>& buffer) {
+    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    require(file >= 0, path + " cannot be read");
+    const HANDLE handle = server.begin(0);
+    for (ssize_t count = 0; (count = read(file, buffer.data(), buffer.size())) > 0;) {
+        server.write(handle, buffer.data(), static_cast<size_t>(count));
+    }
+    server.end(handle);
+    close(file);
+}
+
+Pairs against_peer(Bench& bench, const PrintServer& server, const std::string& name, std::uint64_t size, unsigned count,
+                   std::optional<double> bar) {
+    const std::string path = write_document(server, size);
+    std::vector<char> buffer(kUsualWrite);
+    const auto ours = [&] {
+        for (unsigned i = 0; i < count; ++i) print_file(server, path, buffer);
+    };
+    const auto theirs = [&] {
+        for (unsigned i = 0; i < count; ++i) send_by_cups(bench.receiver.port(), path);
+    };
+    return compare(bench, bench.effort, name, kPeer, bar, delivering(bench, size * count, count, timed(ours)),
+                   delivering(bench, size * count, count, timed(theirs)), "ms", 1e3, count);
+}
+
+}  // namespace
+
+void cups(Bench& bench) {
+    if (!has_cups_backend()) {
+        return bench.report.add(skipped_row("documents from a file", "skipped: package cups is not installed"));
+    }
+    PrintServer server(bench.receiver.port(), 1);
+    server.start();
+    const spooler_sim::ClientScope client(W("client"));
+    const std::uint64_t size = bench.scaled(kGiB);
+    const Pairs large = against_peer(
+        bench, server, host::size_in_words(size) + " document, 64.0 KiB writes, from a file", size, 1, 0.4);
+    const double seconds = large.second_median();
+    const double rate = static_cast<double>(size) / static_cast<double>(kGiB) / seconds;
+    if (!bench.chart.empty()) bench.chart.push_back({kPeer, "#2980b9", {{0, rate}}});
+    const auto few = static_cast<unsigned>(bench.scaled(200));
+    against_peer(bench, server, std::to_string(few) + " documents of 100 KiB, from a file", kSmallDocument, few, {});
+}
+
+}  // namespace bench

@@ -1,0 +1,95 @@
+#include "bench/plan.h"
+
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <array>
+#include <fstream>
+
+#include "bench/linux/cases.h"
+#include "bench/linux/others.h"
+#include "tools/host/platform.h"
+#include "winapi/linux/control.h"
+
+namespace bench {
+
+const Plan& plan() {
+    static const Plan plan = {
+        .cases = {{"large", large_documents},
+                  {"cups", cups},
+                  {"small", small_documents},
+                  {"ports", ports_at_once},
+                  {"locks", lock_waits},
+                  {"log", log_lines},
+                  {"forced", forced_attributes},
+                  {"stored", stored_ports},
+                  {"import", import},
+                  {"memory", memory},
+                  {"allocations", allocations},
+                  {"calls", system_calls},
+                  {"report", reports}},
+        .large = {{kGiB, 4 * kKiB, {}},
+                  {kGiB, 16 * kKiB, {}},
+                  {kGiB, 64 * kKiB, 1.03},
+                  {kGiB, 256 * kKiB, {}},
+                  {kGiB, kMiB, {}}},
+        .small_off = 1.2,
+        .small_debug = 3,
+        .port_64 = 1.05,
+        .port_1000 = 1.1,
+        .log_line = 1,
+        .log_lines = 160000,
+        .forced = 1.25,
+        .start = 12,
+        .enum_ports = 12,
+        .open_port = 2,
+        .is_dropping_worth_a_row = true,
+    };
+    return plan;
+}
+
+ReceiverPorts find_receiver(const std::string& given) {
+    require(given.empty(), "the receiver is this program's own here");
+    std::array<int, 2> ends{};
+    require(pipe(ends.data()) == 0, "no pipe");
+    const std::string program = host::executable_folder() + "/bench_receiver";
+    start_into({program}, ends[1]);
+    close(ends[1]);
+    std::FILE* const output = fdopen(ends[0], "r");
+    unsigned data = 0;
+    unsigned control = 0;
+    require(std::fscanf(output, "%u %u", &data, &control) == 2, program + " does not listen");
+    std::fclose(output);
+    return {static_cast<std::uint16_t>(data), static_cast<std::uint16_t>(control)};
+}
+
+void raise_limits() {
+    rlimit files{};
+    getrlimit(RLIMIT_NOFILE, &files);
+    files.rlim_cur = files.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &files);
+}
+
+double resident_kib() {
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with("VmRSS:")) return std::stod(line.substr(6));
+    }
+    throw Failed("the memory in use is not known here");
+}
+
+void watch_locks(const host::MonitorHost&) {}
+
+LockUses lock_uses() {
+    // In the order in which the monitor creates them; that of the handles is the second.
+    const std::vector<winapi::LockUse> all = winapi::lock_uses();
+    require(all.size() >= 3, "the monitor's locks are not there");
+    const auto use = [&all](size_t number) {
+        return LockUse{all[number].entered, all[number].waited, static_cast<double>(all[number].nanoseconds) * 1e-9};
+    };
+    return {use(0), use(2)};
+}
+
+}  // namespace bench

@@ -1,0 +1,78 @@
+// What differs between the builds: the cases, their bars, and what the monitor is measured against.
+#pragma once
+
+#include "bench/bench.h"
+#include "tools/host/monitor_host.h"
+
+namespace bench {
+
+struct Case {
+    const char* name;
+    void (*run)(Bench&);
+};
+
+struct LargeDocument {
+    std::uint64_t size;
+    size_t write_size;
+    std::optional<double> bar;
+};
+
+struct Plan {
+    std::vector<Case> cases;  // in the order of the table
+    std::vector<LargeDocument> large;
+    std::optional<double> small_off;    // small documents against the plain loop, logging off,
+    std::optional<double> small_debug;  // and with Debug=on against logging off
+    std::optional<double> port_64;      // 64 ports at once against the plain loop,
+    std::optional<double> port_1000;    // and 1,000
+    std::optional<double> log_line;
+    unsigned log_lines;  // of one turn
+    std::optional<double> forced;
+    std::optional<double> start;       // with ten times the ports
+    std::optional<double> enum_ports;  // the same
+    std::optional<double> open_port;   // OpenPort with 10,000 ports against 10
+    bool is_dropping_worth_a_row;
+};
+const Plan& plan();
+
+// Where the receiver listens; `given` is what the command line says of it, or empty. Throws Failed.
+ReceiverPorts find_receiver(const std::string& given);
+
+// As many connections can be open as the system allows.
+void raise_limits();
+// Of this process, in KiB.
+double resident_kib();
+
+// What a lock of the monitor has cost: how often it was entered, how often that had to wait, and for how long in all.
+struct LockUse {
+    std::uint64_t entered = 0;
+    std::uint64_t waited = 0;
+    double seconds = 0;
+};
+struct LockUses {
+    LockUse monitor;
+    LockUse log;
+};
+// Of the monitor that is loaded; watch_locks comes before the first look.
+void watch_locks(const host::MonitorHost& monitor);
+LockUses lock_uses();
+
+// Writes the same lines as the log, each flushed, into a file of that folder; seconds.
+struct OtherLog {
+    const char* name;
+    double (*write)(const std::string& folder, unsigned threads, unsigned lines, bool detailed);
+};
+const OtherLog& other_log();
+double on_threads(unsigned threads, const std::function<void()>& work);
+
+// Brings a document to the printer by way of a file and a program that gives the file back.
+struct OtherForwarding {
+    const char* name;
+    void (*send)(std::uint16_t port, const std::string& helper, const std::string& file, const std::vector<char>& data,
+                 std::uint64_t size);
+};
+const OtherForwarding& other_forwarding();
+
+// "--child NAME COUNT PORT": what a process of its own does for a case; its exit status.
+int run_child(const std::string& name, std::uint64_t count, std::uint16_t port);
+
+}  // namespace bench

@@ -1,0 +1,121 @@
+// Receives what the cases send. Prints the TCP port for documents and the one for questions; of the latter it takes one
+// connection, on which each byte is a command that it answers with what it has counted before: r reads from now on, d
+// drops, 0 counts anew, ? nothing else. It ends with that connection, or with whom has started it.
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <signal.h>
+#include <sys/epoll.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdint>
+#include <cstdio>
+
+namespace {
+
+constexpr size_t kMostDropped = 4 << 20;
+
+std::array<char, 256 << 10> data;
+
+struct Counts {
+    std::uint64_t bytes = 0;
+    std::uint64_t connections = 0;
+};
+
+struct State {
+    bool dropping = false;
+    Counts counts;
+    int control = -1;
+};
+
+void watch(int epoll, int descriptor) {
+    epoll_event event{};
+    event.events = EPOLLIN;
+    event.data.fd = descriptor;
+    epoll_ctl(epoll, EPOLL_CTL_ADD, descriptor, &event);
+}
+
+void take(int connection, State& state) {
+    // With MSG_TRUNC, TCP discards data without copying it.
+    const ssize_t count = state.dropping ? recv(connection, nullptr, kMostDropped, MSG_DONTWAIT | MSG_TRUNC)
+                                         : recv(connection, data.data(), data.size(), MSG_DONTWAIT);
+    if (count > 0) {
+        state.counts.bytes += static_cast<std::uint64_t>(count);
+    } else if (count == 0) {
+        ++state.counts.connections;
+        close(connection);
+    }
+}
+
+// False when there is nobody any more who could ask.
+bool answer(State& state) {
+    char command = 0;
+    if (recv(state.control, &command, 1, 0) != 1) return false;
+    const Counts before = state.counts;
+    if (command == 'r') state.dropping = false;
+    if (command == 'd') state.dropping = true;
+    if (command == '0') state.counts = {};
+    return send(state.control, &before, sizeof before, MSG_NOSIGNAL) == static_cast<ssize_t>(sizeof before);
+}
+
+void serve(int documents, int questions) {
+    State state;
+    const int epoll = epoll_create1(0);
+    watch(epoll, documents);
+    watch(epoll, questions);
+    std::array<epoll_event, 64> events{};
+    for (;;) {
+        const int ready = epoll_wait(epoll, events.data(), static_cast<int>(events.size()), -1);
+        for (int i = 0; i < ready; ++i) {
+            const int descriptor = events[static_cast<size_t>(i)].data.fd;
+            if (descriptor == state.control) {
+                if (!answer(state)) return;
+            } else if (descriptor == documents || descriptor == questions) {
+                const int connection = accept(descriptor, nullptr, nullptr);
+                if (connection < 0) continue;
+                watch(epoll, connection);
+                if (descriptor == questions) state.control = connection;
+            } else {
+                take(descriptor, state);
+            }
+        }
+    }
+}
+
+// On all of 127.0.0.0/8; -1 when it cannot be.
+int listen_somewhere(std::uint16_t& port) {
+    const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_ANY);
+    socklen_t size = sizeof address;
+    auto* const generic = reinterpret_cast<sockaddr*>(&address);
+    if (bind(listener, generic, size) != 0 || listen(listener, SOMAXCONN) != 0 ||
+        getsockname(listener, generic, &size) != 0) {
+        return -1;
+    }
+    port = ntohs(address.sin_port);
+    return listener;
+}
+
+}  // namespace
+
+int main() {
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+    rlimit files{};
+    getrlimit(RLIMIT_NOFILE, &files);
+    files.rlim_cur = files.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &files);
+    std::uint16_t data_port = 0;
+    std::uint16_t control_port = 0;
+    const int documents = listen_somewhere(data_port);
+    const int questions = listen_somewhere(control_port);
+    if (documents < 0 || questions < 0) return 1;
+    std::printf("%u %u\n", static_cast<unsigned>(data_port), static_cast<unsigned>(control_port));
+    std::fflush(stdout);
+    serve(documents, questions);
+    return 0;
+}
