@@ -128,14 +128,25 @@ exit /b %errorlevel%
 
 :stop
 set "was_running="
-sc query spooler | find "RUNNING" >nul
-if not errorlevel 1 set "was_running=1"
+call :state
+if not "%state%"=="1" set "was_running=1"
 net stop spooler /y >nul 2>&1
 if errorlevel 1 net stop spooler >nul 2>&1
-sc query spooler | find "STOPPED" >nul
-if not errorlevel 1 exit /b 0
+call :state
+if "%state%"=="1" exit /b 0
+if defined was_running net start spooler >nul 2>&1
 echo The print spooler does not stop. Nothing was changed.
 exit /b 1
+
+rem :state sets "state" to the number of the spooler's state, 1 when it is stopped. The words differ between languages; the
+rem type, which comes before it, has more digits.
+:state
+set "state="
+for /f "tokens=2 delims=:" %%a in ('sc query spooler') do call :state_number %%a
+exit /b 0
+:state_number
+if not defined state for %%n in (1 2 3 4 5 6 7) do if "%~1"=="%%n" set "state=%%n"
+exit /b 0
 
 :start
 if not defined was_running (

@@ -24,23 +24,15 @@ if not errorlevel 1 (
     echo The monitor was installed by its MSI package: remove it with msiexec. Nothing was changed.
     exit /b 2
 )
-(echo. >"%system%\tsprintportmon.new") 2>nul
-if not exist "%system%\tsprintportmon.new" (
+mkdir "%system%\tsprintportmon.new" 2>nul
+if not exist "%system%\tsprintportmon.new\" (
     echo %system% cannot be written: this needs a command prompt that runs as administrator. Nothing was changed.
     exit /b 1
 )
-del "%system%\tsprintportmon.new"
+rmdir "%system%\tsprintportmon.new"
 
-set "was_running="
-sc query spooler | find "RUNNING" >nul
-if not errorlevel 1 set "was_running=1"
-net stop spooler /y >nul 2>&1
-if errorlevel 1 net stop spooler >nul 2>&1
-sc query spooler | find "STOPPED" >nul
-if errorlevel 1 (
-    echo The print spooler does not stop. Nothing was changed.
-    exit /b 1
-)
+call :stop
+if errorlevel 1 exit /b 1
 for %%t in (%libraries%) do (
     if exist "%%~t.old" del /q "%%~t.old" >nul 2>&1
     if exist %%t move /y %%t "%%~t.old" >nul 2>&1
@@ -72,6 +64,28 @@ for %%t in (%libraries%) do if exist "%%~t.old" move /y "%%~t.old" %%t >nul
 call :start
 echo Nothing was removed.
 exit /b 1
+
+:stop
+set "was_running="
+call :state
+if not "%state%"=="1" set "was_running=1"
+net stop spooler /y >nul 2>&1
+if errorlevel 1 net stop spooler >nul 2>&1
+call :state
+if "%state%"=="1" exit /b 0
+if defined was_running net start spooler >nul 2>&1
+echo The print spooler does not stop. Nothing was changed.
+exit /b 1
+
+rem :state sets "state" to the number of the spooler's state, 1 when it is stopped. The words differ between languages; the
+rem type, which comes before it, has more digits.
+:state
+set "state="
+for /f "tokens=2 delims=:" %%a in ('sc query spooler') do call :state_number %%a
+exit /b 0
+:state_number
+if not defined state for %%n in (1 2 3 4 5 6 7) do if "%~1"=="%%n" set "state=%%n"
+exit /b 0
 
 :start
 if not defined was_running (
