@@ -126,22 +126,12 @@ TEST_F(Doctor, NamesEachPlantedFaultOnceAndNothingElse) {
         std::function<void()> plant;
     };
     const std::string long_value(2000, 'x');
+    const std::string mark = "\xEF\xBB\xBF";
+    const std::string utf16("\xFF\xFE=\0\r\0\n", 8);
     const Fault faults[] = {
         {"conf.missing", [&] { no_settings_ = true; }},
-        {"conf.utf8-mark",
-         [&] {
-             settings_ =
-                 "\xEF\xBB\xBF"
-                 "LogRotateNumber=3\n" +
-                 settings_;
-         }},
-        {"conf.utf16",
-         [&] {
-             settings_ = std::string(
-                 "\xFF\xFE"
-                 "D\0e\0b\0u\0g\0=\0o\0n\0\r\0\n\0",
-                 22);
-         }},
+        {"conf.utf8-mark", [&] { settings_ = mark + "LogRotateNumber=3\n" + settings_; }},
+        {"conf.utf16", [&] { settings_ = utf16; }},
         {"conf.not-utf8", [&] { settings_ += "ServerName=M\xFCller\n"; }},
         {"conf.nul-byte", [&] { settings_ += std::string("TLS=on\0off\n", 11); }},
         {"conf.ctrl-z", [&] { settings_ += "\x1AParsetimeout\n"; }},
