@@ -6,21 +6,11 @@
 #include <string>
 #include <vector>
 
-#include "winapi/winapi.h"
+#include "tools/host/print_server.h"
 
 namespace test {
 
-// True as soon as the condition holds; false when it does not for a very long time.
-template <typename Condition>
-bool wait_until(Condition condition) {
-    constexpr DWORD limit_ms = 120000;
-    const ULONGLONG start = GetTickCount64();
-    while (!condition()) {
-        if (GetTickCount64() - start > limit_ms) return false;
-        Sleep(5);
-    }
-    return true;
-}
+using host::wait_until;
 
 struct Arrival {
     std::string data;

@@ -145,14 +145,6 @@ void SpoolerServer::expect_prints(Place& place, const std::string& data) {
     EXPECT_TRUE((place.printer.next() == Arrival{data, "finished"}));
 }
 
-tsmon::PortConfig SpoolerServer::config(const Text& port, DWORD number) {
-    tsmon::PortConfig made = {};
-    std::wcscpy(made.printer_address, L"127.0.0.1");
-    std::copy(port.begin(), port.end(), made.port_name);
-    made.port_number = number;
-    return made;
-}
-
 DWORD SpoolerServer::send(const Text& object, ACCESS_MASK access, LPCWSTR command, const void* input, size_t size,
                           void* output, DWORD output_size) {
     PRINTER_DEFAULTSW defaults = {nullptr, nullptr, access};

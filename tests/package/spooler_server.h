@@ -12,6 +12,7 @@
 #include "tests/package/wine_spooler.h"
 #include "tests/support/child_process.h"
 #include "tests/support/files.h"
+#include "tools/host/ports.h"
 #include "tools/host/setup.h"
 #include "winportmon/tsmon/tsmon.h"
 
@@ -64,7 +65,9 @@ class SpoolerServer : public testing::Test {
 
     // -- The configuration channel, and what the spooler lists
 
-    static tsmon::PortConfig config(const Text& port, DWORD number);
+    static tsmon::PortConfig config(const Text& port, DWORD number) {
+        return host::port_config(port, L"127.0.0.1", number);
+    }
     // The command's Win32 code, or the spooler's when it does not get so far.
     static DWORD send(const Text& object, ACCESS_MASK access, LPCWSTR command, const void* input, size_t size,
                       void* output = nullptr, DWORD output_size = 0);

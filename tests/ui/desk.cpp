@@ -68,15 +68,6 @@ bool store_bitmap(HBITMAP bitmap, const std::wstring& file) {
 
 }  // namespace
 
-bool wait_until(const std::function<bool()>& condition) {
-    const ULONGLONG end = GetTickCount64() + 60000;
-    while (!condition()) {
-        if (GetTickCount64() > end) return false;
-        Sleep(5);
-    }
-    return true;
-}
-
 std::string utf8(const std::wstring& text) {
     std::string result(text.size() * 3 + 1, '\0');
     result.resize(

@@ -5,12 +5,11 @@
 #include <string>
 #include <thread>
 
-#include "winapi/winapi.h"
+#include "tools/host/print_server.h"
 
 namespace ui {
 
-// Until the condition holds; false when it does not within a minute.
-bool wait_until(const std::function<bool()>& condition);
+using host::wait_until;
 
 // "MESSAGE" as C++ text for failures.
 std::string utf8(const std::wstring& text);
