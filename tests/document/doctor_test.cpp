@@ -259,13 +259,17 @@ TEST(DoctorOfAServer, ReadsTheRegistryAsTheMonitorDoes) {
     hive.set(ports + W("text"), W("HostName"), W("printer"));
     hive.set(ports + W("text"), W("PortNumber"), W("9100"));
     hive.set(ports + W("too long"), W("HostName"), Text(200, W('x')));
+    const Text long_name = ports + Text(65, W('n'));
+    hive.set(long_name, W("HostName"), W("printer"));
+    hive.set(long_name, W("PortNumber"), 9100);
     Findings findings;
     EXPECT_FALSE(look_at_registration(hive.get(), findings));
     look_at_protected_print(hive.get(), findings);
     EXPECT_EQ(tsport::doctor::find_base(hive.get(), findings), "");
     const std::vector<tsport::Port> read = tsport::doctor::read_registry_ports(hive.get(), key, findings);
-    EXPECT_EQ(ids_of(findings), (Ids{"monitor.other-driver", "monitor.protected-print", "provider.two-places",
-                                     "provider.no-base", "ports.not-loaded", "ports.not-loaded", "ports.not-loaded"}));
+    EXPECT_EQ(ids_of(findings),
+              (Ids{"monitor.other-driver", "monitor.protected-print", "provider.two-places", "provider.no-base",
+                   "ports.not-loaded", "ports.not-loaded", "ports.not-loaded", "ports.not-loaded"}));
     ASSERT_EQ(read.size(), 1u);
     EXPECT_EQ(host::to_utf8(read[0].address), "printer");
     EXPECT_EQ(read[0].number, 9100u);
