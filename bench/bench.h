@@ -47,6 +47,10 @@ void log_lines(Bench& bench);
 void forced_attributes(Bench& bench);
 void stored_ports(Bench& bench);
 
+// So many small documents for somebody who counts from outside: "documents", "debug" (the same with Debug=on) or
+// "plain" (by the plain loop). False for any other name.
+bool repeat_documents(const std::string& name, std::uint64_t count, std::uint16_t port);
+
 // Stored and in mid-document, 64 ports and 1,000: KiB of memory of this process for each of those between.
 double memory_of_a_port(std::uint16_t port);
 

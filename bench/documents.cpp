@@ -105,6 +105,20 @@ void small_documents(Bench& bench) {
     add("logging off, dropped unread", kPlain, {}, off, plain);
 }
 
+bool repeat_documents(const std::string& name, std::uint64_t count, std::uint16_t port) {
+    const std::vector<char> data = buffer_of(kUsualWrite);
+    if (name == "plain") {
+        for (unsigned i = 0; i < count; ++i) send_plainly(i, port, data, kSmallDocument, kUsualWrite);
+        return true;
+    }
+    if (name != "documents" && name != "debug") return false;
+    PrintServer server(port, kPrinters);
+    server.start(name == "debug" ? std::vector<std::string>{"Debug=on"} : std::vector<std::string>{});
+    const spooler_sim::ClientScope client(W("client"));
+    for (unsigned i = 0; i < count; ++i) server.print(i % kPrinters, data, kSmallDocument, kUsualWrite);
+    return true;
+}
+
 // -- Many ports ------------------------------------------------------------------------------------------------------
 
 namespace {

@@ -205,22 +205,6 @@ void add_calls(Bench& bench, const std::string& name, const std::string& child, 
     bench.report.add(row);
 }
 
-// A part of the documents' course that a child process repeats.
-int print_many(std::uint64_t count, std::uint16_t port, const std::vector<std::string>& settings) {
-    PrintServer server(port, kPrinters);
-    server.start(settings);
-    const spooler_sim::ClientScope client(W("client"));
-    const std::vector<char> data = buffer_of(kUsualWrite);
-    for (unsigned i = 0; i < count; ++i) server.print(i % kPrinters, data, kSmallDocument, kUsualWrite);
-    return 0;
-}
-
-int send_many(std::uint64_t count, std::uint16_t port) {
-    const std::vector<char> data = buffer_of(kUsualWrite);
-    for (unsigned i = 0; i < count; ++i) send_plainly(i % kPrinters, port, data, kSmallDocument, kUsualWrite);
-    return 0;
-}
-
 int log_many(std::uint64_t count) {
     const std::string folder = host::make_temporary_folder();
     log_init_lock();
@@ -253,11 +237,8 @@ int run_child(const std::string& name, std::uint64_t count, std::uint16_t port) 
         std::printf("%.2f\n", memory_of_a_port(port));
         return 0;
     }
-    if (name == "documents") return print_many(count, port, {});
-    if (name == "debug") return print_many(count, port, {"Debug=on"});
-    if (name == "plain") return send_many(count, port);
     if (name == "log") return log_many(count);
-    return 2;
+    return repeat_documents(name, count, port) ? 0 : 2;
 }
 
 }  // namespace bench
