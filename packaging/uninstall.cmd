@@ -24,12 +24,12 @@ if not errorlevel 1 (
     echo The monitor was installed by its MSI package: remove it with msiexec. Nothing was changed.
     exit /b 2
 )
-mkdir "%system%\tsprintportmon.new" 2>nul
-if not exist "%system%\tsprintportmon.new\" (
+copy /y "%~f0" "%system%\tsprintportmon.new" >nul 2>&1
+if not exist "%system%\tsprintportmon.new" (
     echo %system% cannot be written: this needs a command prompt that runs as administrator. Nothing was changed.
     exit /b 1
 )
-rmdir "%system%\tsprintportmon.new"
+del "%system%\tsprintportmon.new"
 
 call :stop
 if errorlevel 1 exit /b 1

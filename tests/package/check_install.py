@@ -64,7 +64,8 @@ class Machine:
         status, key = self.run("reg", "query", MONITOR, "/s")
         path = self.ask(r"REG_\w+ +(.*)", "reg", "query", ENVIRONMENT, "/v", "PATH")
         path = path.lower().replace("%systemroot%", r"c:\windows")
-        return {"files": {name: sums for name, sums in files.items() if "former" not in name}, "key": " ".join(key.replace(FULL_MONITOR, "").split()) if status == 0 else "",
+        return {"files": {name: sums for name, sums in files.items() if "former" not in name},
+                "key": " ".join(key.replace(FULL_MONITOR, "").split()) if status == 0 else "",
                 "former": {name: sums for name, sums in files.items() if "former" in name},
                 "path": [entry.rstrip("\\") for entry in path.split(";") if entry],
                 "spooler": self.ask("STATE .* ([A-Z]+)", "sc", "query", "Spooler")}
@@ -111,6 +112,14 @@ class Cmd:
     def remove(self, version, *options):
         return self.script("uninstall.cmd", version, *options)
 
+    def refused(self, version, words, variable="unused=1"):
+        """Both scripts, with a variable of the environment. What is left of the words when both have said them and failed."""
+        for script in "install.cmd", "uninstall.cmd":
+            status, said = self.script(f"set {variable}&& {script}", version)
+            if status == 0 or words not in said:
+                return 0, f"{script} ends with {status}: {said}"
+        return status, words
+
 
 def steps(machine, way, new):
     """What is done, what comes of it ("done", or words that tell why not), and what is there then: the version of the files,
@@ -137,6 +146,13 @@ def steps(machine, way, new):
         yield "in use", broken_off_in_the_middle, "in use", OLD, f"{DRIVER} {PORTS}", "RUNNING"
     yield "updated", lambda: way.install(new), "done", new, f"{DRIVER} {PORTS}", "RUNNING"
     yield "installed again", lambda: way.install(new), "done", new, f"{DRIVER} {PORTS}", "RUNNING"
+    if isinstance(way, Msi):
+        yield "scripts beside the MSI", lambda: Cmd(machine, way.packages).refused(
+            new, "MSI package"), "MSI package", new, f"{DRIVER} {PORTS}", "RUNNING"
+    else:
+        for words, variable in (("64-bit command prompt", "PROCESSOR_ARCHITECTURE=x86"),
+                                ("runs as administrator", r"SystemRoot=C:\nowhere")):
+            yield variable, functools.partial(way.refused, new, words, variable), words, new, f"{DRIVER} {PORTS}", "RUNNING"
     yield "older version", lambda: way.install(OLD), "A newer version", new, f"{DRIVER} {PORTS}", "RUNNING"
     yield "removed", lambda: way.remove(new), "done", None, PORTS, "RUNNING"
     yield "broken off where ports are", broken_off, "tsprintportmonui.dll", None, PORTS, "RUNNING"
@@ -168,7 +184,7 @@ def checks(machine, way, new):
         status, words = action()
         yield f"{name}: status", outcome == "done", status == 0
         if outcome != "done":
-            yield f"{name}: words", True, outcome in words
+            yield f"{name}: words", outcome, outcome if outcome in words else words
         if isinstance(way, Cmd) and name.endswith(("in use", "updated")):
             # What is replaced is kept, once; also where the replacement was taken back.
             number = 1 if name.endswith("in use") else 2
