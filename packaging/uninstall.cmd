@@ -78,9 +78,12 @@ echo The print spooler does not stop. Nothing was changed.
 exit /b 1
 
 rem :state sets "state" to the number of the spooler's state, 1 when it is stopped. The words differ between languages; the
-rem type, which comes before it, has more digits.
+rem type, which comes before it, has more digits. Without an answer sc is asked again.
 :state
 set "state="
+for %%i in (1 2 3) do if not defined state call :ask_state
+exit /b 0
+:ask_state
 for /f "tokens=2 delims=:" %%a in ('sc query spooler') do call :state_number %%a
 exit /b 0
 :state_number
