@@ -4,8 +4,10 @@ set(PLATFORM windows)
 set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_SOURCE_DIR}/cmake/wine.sh ${CMAKE_BINARY_DIR}/wine)
 
 # Nothing is needed beside a program but Windows. The same sources give the same bytes, wherever they lie: no time is
-# stored, and no path of this machine.
-add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-gcodeview> $<$<COMPILE_LANGUAGE:CXX>:-ffile-compilation-dir=.>)
+# stored, no path of this machine, and no command line, which depends on how the compiler is called.
+foreach(option -gcodeview -gno-codeview-command-line -ffile-compilation-dir=.)
+  add_compile_options($<$<COMPILE_LANGUAGE:CXX>:${option}>)
+endforeach()
 add_link_options(-static -Wl,--no-insert-timestamp)
 set(relative_paths ${CMAKE_SOURCE_DIR}/cmake/relative_paths.sh ${CMAKE_SOURCE_DIR})
 set(CMAKE_CXX_COMPILER_LAUNCHER ${relative_paths} ${CMAKE_CXX_COMPILER_LAUNCHER})
