@@ -1,10 +1,15 @@
-// The settings file and the environment's version: one text, read as both.
+// The settings file and the environment's version: one text, read as both by the monitor, and by the doctor, who has to
+// make the same of it.
 #include <initializer_list>
 
 #include "common/config.h"
 #include "fuzz/support.h"
+#include "tools/tsport/doctor/conf.h"
+#include "tools/tsport/doctor/library.h"
 
 namespace {
+
+constexpr const char* kPath = "C:\\text";
 
 bool is_one_of(std::string_view text, std::initializer_list<std::string_view> words) {
     return std::find(words.begin(), words.end(), text) != words.end();
@@ -30,10 +35,25 @@ void check_settings(const SessionContext& context) {
     REQUIRE(context.env_version >= 0);
 }
 
+// The text is in the file.
+void check_doctor(const std::string& text) {
+    memset(&session_context, 0, sizeof session_context);
+    tsport::doctor::Findings findings;
+    tsport::doctor::Settings settings;
+    tsport::doctor::read_conf(text, "print-provider.conf", settings, findings);
+    tsport::doctor::read_env_version(text, "env-version", settings, findings);
+    for (const char c : findings.in_words() + findings.in_json()) {
+        REQUIRE(static_cast<unsigned char>(c) >= 0x20 || c == '\n');
+    }
+    REQUIRE(config_parse_file(kPath, &session_context) == 0);
+    REQUIRE(config_load_env_version(kPath, &session_context) == 0);
+    REQUIRE(memcmp(settings.values.get(), &session_context, sizeof session_context) == 0);
+    tsport::doctor::read_library(text);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static constexpr const char* kPath = "C:\\text";
     SessionContext& context = session_context;
     memset(&context, 0, sizeof context);
     config_set_defaults();
@@ -56,5 +76,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     config_apply_mode_rules(&context);
     config_dump(&context);
     check_settings(context);
+    check_doctor(text);
     return 0;
 }
