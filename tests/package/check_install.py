@@ -182,8 +182,10 @@ def checks(machine, way, new):
     for name, action, outcome, version, key, spooler in steps(machine, way, new):
         name = f"{type(way).__name__}, {name}"
         status, words = action()
-        yield f"{name}: status", outcome == "done", status == 0
-        if outcome != "done":
+        if outcome == "done":
+            yield f"{name}: done", "", words if status else ""
+        else:
+            yield f"{name}: status", False, status == 0
             yield f"{name}: words", outcome, outcome if outcome in words else words
         if isinstance(way, Cmd) and name.endswith(("in use", "updated")):
             # What is replaced is kept, once; also where the replacement was taken back.
