@@ -156,10 +156,15 @@ if not defined was_running (
     echo The print spooler was not running and is left so.
     exit /b 0
 )
-net start spooler >nul 2>&1
-if not errorlevel 1 exit /b 0
+for %%i in (1 2 3) do call :try_to_start
+if "%state%"=="4" exit /b 0
 echo The print spooler does not start: see the event log of Windows.
 exit /b 1
+rem A start can fail as long as the process that was stopped is still there.
+:try_to_start
+if not "%state%"=="4" net start spooler >nul 2>&1
+call :state
+exit /b 0
 
 :path
 set "path_value="
