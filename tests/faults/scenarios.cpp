@@ -48,16 +48,20 @@ std::string check_document(World& world, const host::Outcome& outcome, const Lin
 
 // -- Start and stop
 
-// The library stays, and what it knows of earlier starts.
-void prepare_start(World& world) {
+void prepare_ports(World& world) {
     world.reset(kSettings);
-    world.keep_library();
     for (int i = 0; i < 3; ++i) host::store_port(W("more ") + host::to_text(std::to_string(i)), W("127.0.0.1"), 9);
 }
 
-// Where nobody has set up the service.
+// The library stays, and what it knows of earlier starts.
+void prepare_start(World& world) {
+    prepare_ports(world);
+    world.keep_library();
+}
+
+// Where nobody has set up the service, and the library is loaded anew each time.
 void prepare_bare_start(World& world) {
-    prepare_start(world);
+    prepare_ports(world);
     std::filesystem::remove(world.folder.base + "/print-provider.conf");
 }
 
