@@ -63,10 +63,11 @@ void MakeRoom(PortIndex* index) {
     if (index->port_count < index->place_count) return;
     const PortIndex before = *index;
     const uint32_t count = before.places != nullptr ? before.place_count * 2 : kFirstPlaces;
-    auto* const places = static_cast<PortEntry**>(GlobalAlloc(GPTR, count * sizeof(PortEntry*)));
+    auto* const places = static_cast<PortEntry**>(GlobalAlloc(GPTR, count * sizeof(void*)));
     if (places == nullptr) return;
     index->places = places;
     index->place_count = count;
+    if (before.places == nullptr) return;
     for (uint32_t i = 0; i < before.place_count; ++i) {
         for (PortEntry* port = before.places[i]; port != nullptr;) {
             PortEntry* const next = port->in_index.next;
@@ -74,7 +75,7 @@ void MakeRoom(PortIndex* index) {
             port = next;
         }
     }
-    if (before.places != nullptr) GlobalFree(before.places);
+    GlobalFree(before.places);
 }
 
 void AddToPlaces(PortIndex* index, PortEntry* port) {
