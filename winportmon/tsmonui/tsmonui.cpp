@@ -96,26 +96,23 @@ BOOL WINAPI AddPortUI(PCWSTR server_name, HWND window, PCWSTR monitor_name, PWST
     return Answer(error);
 }
 
-BOOL WINAPI ConfigurePortUI(PCWSTR server_name, HWND window, PCWSTR port) {
+BOOL ShowDialogOf(decltype(ConfigurePort)* dialog, PCWSTR server_name, HWND window, PCWSTR port) {
     if (!CanShowDialogs(window)) return Answer(ERROR_INVALID_WINDOW_HANDLE);
     if (port == nullptr || port[0] == 0) return Answer(ERROR_INVALID_PARAMETER);
     DWORD error;
     {
         const DialogSurroundings surroundings;
-        error = ConfigurePort(Server(server_name), window, port);
+        error = dialog(Server(server_name), window, port);
     }
     return Answer(error);
 }
 
+BOOL WINAPI ConfigurePortUI(PCWSTR server_name, HWND window, PCWSTR port) {
+    return ShowDialogOf(ConfigurePort, server_name, window, port);
+}
+
 BOOL WINAPI DeletePortUI(PCWSTR server_name, HWND window, PCWSTR port) {
-    if (!CanShowDialogs(window)) return Answer(ERROR_INVALID_WINDOW_HANDLE);
-    if (port == nullptr || port[0] == 0) return Answer(ERROR_INVALID_PARAMETER);
-    DWORD error;
-    {
-        const DialogSurroundings surroundings;
-        error = DeletePort(Server(server_name), window, port);
-    }
-    return Answer(error);
+    return ShowDialogOf(DeletePort, server_name, window, port);
 }
 
 MONITORUI functions = {sizeof(MONITORUI), AddPortUI, ConfigurePortUI, DeletePortUI};
