@@ -10,11 +10,7 @@
 #include "tests/package/spooler_server.h"
 
 int main(int count, char** arguments) {
-    SetConsoleOutputCP(CP_UTF8);
-    if (GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") == nullptr) {
-        std::printf("These tests are for Wine only.\n");
-        return 2;
-    }
+    if (!wine_spooler::is_wine()) return 2;
     testing::InitGoogleTest(&count, arguments);
     if (count != 2) {
         std::printf("usage: spooler_tests FOLDER\n");

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cwchar>
 
 #include "tests/package/thin_monitor.h"
@@ -39,6 +40,13 @@ std::vector<BYTE> ask(DWORD& count, Enumerate enumerate) {
 }
 
 }  // namespace
+
+bool is_wine() {
+    SetConsoleOutputCP(CP_UTF8);
+    if (GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr) return true;
+    std::printf("These tests are for Wine only.\n");
+    return false;
+}
 
 void add_monitor() {
     WCHAR name[] = L"Tessaron TCP/IP Port";

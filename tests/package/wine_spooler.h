@@ -11,6 +11,9 @@ namespace wine_spooler {
 
 constexpr WCHAR monitor_name[] = L"Tessaron TCP/IP Port";
 
+// For the start of a program: its console shows UTF-8. False, after saying so, where this is not Wine.
+bool is_wine();
+
 void add_monitor();
 // False when there is none.
 bool delete_monitor();

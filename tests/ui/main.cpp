@@ -7,14 +7,11 @@
 #include <cstdio>
 #include <cstring>
 
+#include "tests/package/wine_spooler.h"
 #include "tests/ui/pictures.h"
 
 int main(int count, char** arguments) {
-    SetConsoleOutputCP(CP_UTF8);
-    if (GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") == nullptr) {
-        std::printf("These tests are for Wine only.\n");
-        return 2;
-    }
+    if (!wine_spooler::is_wine()) return 2;
     testing::InitGoogleTest(&count, arguments);
     if (count == 3 && std::strcmp(arguments[1], "--pictures") == 0) {
         ui::pictures_folder = arguments[2];
