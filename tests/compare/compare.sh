@@ -13,7 +13,7 @@ trap 'rm -rf "$folder"' EXIT
 "$(dirname "$0")/../../cmake/wine.sh" "$windows/wine" "$windows/bin/transcript.exe" \
     "Z:$folder/work" "Z:$folder/windows" 2>/dev/null
 lines=$(wc -l <"$folder/native")
-if ! diff -u "$folder/native" "$folder/windows"; then
+if ! diff -u --text "$folder/native" "$folder/windows"; then
     echo "The builds differ."
     exit 1
 fi

@@ -3,12 +3,10 @@
 // the printers' ports, the system's own texts and names) is put aside, so that the transcripts of two builds are equal.
 //   transcript FOLDER FILE    with an empty folder, the same one for every build, as its path is logged
 #include <algorithm>
-#include <cstdio>
 #include <regex>
 #include <thread>
 
 #include "tests/support/files.h"
-#include "tools/host/platform.h"
 #include "tools/host/ports.h"
 #include "tools/host/print_server.h"
 #include "tools/host/records.h"
@@ -22,23 +20,11 @@ using test::path_of;
 std::ofstream transcript;
 std::string root;  // UTF-8
 
-// What is no printable ASCII, and no part of UTF-8 text, as \xNN.
-std::string shown(const std::string& bytes) {
-    std::string text;
-    for (const char byte : bytes) {
-        const auto value = static_cast<unsigned char>(byte);
-        char number[8];
-        std::snprintf(number, sizeof number, "\\x%02X", value);
-        text += value < 0x20 || value == 0x7F ? std::string(number) : std::string(1, byte);
-    }
-    return text;
-}
-
 // A log line without what may differ.
 std::string normalised(std::string line) {
     static const std::pair<std::regex, const char*> rules[] = {
         {std::regex("^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d,\\d{3} "), "<time> "},
-        {std::regex(" \\[\\d+\\]$"), " [<thread>]"},
+        {std::regex(" \\[\\d+\\]\r$"), " [<thread>]\r"},
         {std::regex("\\d+ ms"), "<n> ms"},
         {std::regex("Duration = \\d+"), "Duration = <n>"},
         {std::regex("current size is \\d+"), "current size is <n>"},
@@ -57,7 +43,7 @@ struct Page {
     std::uint64_t size = 1000;
     DWORD write_size = 65536;
     DWORD job_id = 0;
-    Text port = W("=");  // the printer's name
+    Text port = {};  // empty: the printer's name
 };
 
 // A print server of its own for each scene.
@@ -67,129 +53,82 @@ class Scene : public host::PrintServer {
         transcript << "\n==== " << name << '\n';
         std::error_code ignored;
         fs::remove_all(path_of(root), ignored);
-        for (const char* const below : {"activejobs", "forceattr", "hpc", "notapprovedjobs", "settings"}) {
-            fs::create_directories(path_of(folder.spool(below)));
-        }
-        write("env-version", "envversion=15\n");
-        host::store_install_path(host::windows_path(folder.install));
         load_options.server_name = W("СЕРВЕР-Ж");
     }
 
     ~Scene() override {
         monitor.unload();
         note_printers();
-        note_logs();
+        note_log();
         note_files();
     }
 
     // A file below the base folder.
     void write(const std::string& name, const std::string& text) {
-        const fs::path path = path_of(folder.base + "/" + name);
-        fs::create_directories(path.parent_path());
-        test::write_file(path, text);
+        test::write_file(path_of(folder.base + "/" + name), text);
     }
-    peer::TcpPrinter& add_printer(const Text& name) {
-        printers_.push_back(&host::PrintServer::add_printer(name));
-        return *printers_.back();
-    }
-
-    void load() {
-        std::string why;
-        transcript << "load: " << (try_load(why) ? "loaded" : why) << '\n';
-    }
+    void add_printer(const Text& name) { printers.push_back(&host::PrintServer::add_printer(name)); }
 
     void print(const Page& page) {
         host::Document job = document(page.printer, host::generated_source(page.size, page.size), page.write_size);
-        if (page.port != W("=")) job.port = page.port;
+        if (!page.port.empty()) job.port = page.port;
         job.name = W("Отчёт.pdf");
         job.user = W("Ирина Ж");
         job.job_id = page.job_id;
-        note_outcome(monitor.print_document(job));
+        const host::Outcome outcome = monitor.print_document(job);
+        transcript << "job " << outcome.job_id << ": " << outcome.bytes << " bytes, " << outcome.restarts
+                   << " restarts, error " << outcome.error << ", identity "
+                   << (outcome.identity_kept ? "kept" : "lost");
+        note_job(outcome.job);
     }
 
     void note(const std::string& text) { transcript << text << '\n'; }
+    void note_job(const spooler_sim::Job& job) {
+        transcript << ", commands";
+        for (const DWORD command : job.commands) transcript << ' ' << command;
+        transcript << ", status";
+        for (const DWORD status : job.status_seen) transcript << ' ' << status;
+        transcript << '\n';
+    }
     void note_ports() {
-        std::vector<std::uint64_t> buffer(1000);
-        for (const DWORD level : {1u, 2u, 3u}) {
-            DWORD needed = 0;
-            DWORD count = 0;
-            auto* const bytes = reinterpret_cast<BYTE*>(buffer.data());
-            const BOOL listed =
-                monitor.table()->pfnEnumPorts(monitor.monitor(), nullptr, level, bytes, 8000, &needed, &count);
-            note("level " + std::to_string(level) + ": " + std::to_string(listed) + " " + std::to_string(needed) + " " +
-                 std::to_string(count));
-            for (DWORD i = 0; listed && level == 1 && i < count; ++i) {
-                note(host::to_utf8(reinterpret_cast<const PORT_INFO_1W*>(buffer.data())[i].pName));
-            }
+        for (const host::PortConfig& port : host::listed_ports(monitor)) {
+            note("listed: " + host::to_utf8(port.port_name) + " " + host::to_utf8(port.printer_address));
         }
     }
-    static std::string numbers(const std::vector<DWORD>& values) {
-        std::string text;
-        for (const DWORD value : values) text += ' ' + std::to_string(value);
-        return text;
-    }
+
+    std::vector<peer::TcpPrinter*> printers;
 
   private:
-    void note_outcome(const host::Outcome& outcome) {
-        // On Windows the host finds no marker in a folder whose name its code page does not hold; the log shows them
-        // all.
-        const bool ended = outcome.result != host::Result::failed && outcome.result != host::Result::not_started;
-        transcript << "job " << outcome.job_id << ": " << (ended ? "ended" : outcome.words) << ", " << outcome.bytes
-                   << " bytes, " << outcome.restarts << " restarts, error " << outcome.error << ", identity "
-                   << (outcome.identity_kept ? "kept" : "lost") << ", commands" << numbers(outcome.job.commands)
-                   << ", status" << numbers(outcome.job.status_seen) << '\n';
-    }
-
     void note_printers() {
-        size_t number = 0;
-        for (peer::TcpPrinter* const printer : printers_) {
-            ++number;
+        for (peer::TcpPrinter* const printer : printers) {
             printer->wait_for_ends(printer->connections());
             for (size_t i = 0; i < printer->connections(); ++i) {
                 const peer::Connection connection = printer->connection(i);
-                transcript << "printer " << number << ": " << connection.bytes << " bytes, "
-                           << peer::end_in_words(connection.end) << ", " << connection.sha256 << '\n';
+                note("printed: " + std::to_string(connection.bytes) + " bytes, " + peer::end_in_words(connection.end) +
+                     ", " + connection.sha256);
             }
         }
     }
 
-    void note_log(const std::string& path) {
-        std::istringstream log(test::read_file(path_of(path)));
+    void note_log() {
+        std::istringstream log(test::read_file(path_of(folder.log())));
         for (std::string line; std::getline(log, line);) {
             // Wine finds nothing wrong with ending a connection that was reset; Windows and the layer do.
             if (line.find("failed to shutdown socket with error: 10054") != std::string::npos) continue;
-            const bool whole = !line.empty() && line.back() == '\r';
-            if (whole) line.pop_back();
-            transcript << normalised(line) << (whole ? "" : " without CR") << '\n';
+            note(normalised(line));
         }
-    }
-
-    // The rotated ones come first.
-    void note_logs() {
-        for (int number = 9; number > 0; --number) {
-            const std::string rotated = folder.log() + "." + std::to_string(number);
-            if (!fs::exists(path_of(rotated))) continue;
-            transcript << "log " << number << '\n';
-            note_log(rotated);
-        }
-        transcript << "log\n";
-        note_log(folder.log());
     }
 
     void note_files() {
         std::vector<std::string> files;
-        for (const auto& entry : fs::recursive_directory_iterator(path_of(folder.install))) {
-            const std::string name = test::utf8_of(entry.path().filename());
-            if (!entry.is_regular_file() || name.starts_with("print-monitor.") || name == "ts-print-monitor.exe")
-                continue;
-            files.push_back("file " + test::utf8_of(entry.path().lexically_relative(path_of(folder.base))) + ": " +
-                            shown(test::read_file(entry.path())));
+        for (const auto& entry : fs::recursive_directory_iterator(path_of(folder.base))) {
+            const std::string name = test::utf8_of(entry.path().lexically_relative(path_of(folder.base)));
+            const bool left = name.starts_with("spool") || name.starts_with("ts-print-monitor.runs");
+            if (left && entry.is_regular_file()) files.push_back("file " + name + ": " + test::read_file(entry.path()));
         }
         std::sort(files.begin(), files.end());
-        for (const std::string& file : files) transcript << file << '\n';
+        for (const std::string& file : files) note(file);
     }
-
-    std::vector<peer::TcpPrinter*> printers_;
 };
 
 // -- The set ---------------------------------------------------------------------------------------------------------
@@ -223,7 +162,7 @@ void lose_printer(Scene& scene, peer::TcpPrinter& printer) {
     scene.note(scene.monitor.end_document(port) ? "ended" : "failed");
     spooler_sim::Job job;
     spooler_sim::get_job(name, 5, job);
-    scene.note(scene.numbers(job.commands) + ", status" + scene.numbers(job.status_seen));
+    scene.note_job(job);
 }
 
 void configure_ports(Scene& scene, peer::TcpPrinter& printer) {
@@ -253,80 +192,44 @@ void configure_ports(Scene& scene, peer::TcpPrinter& printer) {
 
 // clang-format off
 const std::string kDebug = "Debug=on\n";
-const std::string kByService = "created by the service";
 const LPCWSTR kName = W("Принтер");
 const LPCWSTR kOdd = W("Принтер: \"Ж\"");
 const Text kHalfPair = Text(W("half ")) + static_cast<WCHAR>(0xD83D) + W(" pair");
-const Page kRefused = {kName, 1000, 100, 42};
-const std::pair<std::string, std::string> kMarker = {"spool/notapprovedjobs/42.notapproved", ""};
-
-// Names by which the spooler knows a printer whose port is "Office".
-Page at_office(const Text& printer) { return {printer, 1000, 65536, 0, W("Office")}; }
-const LPCWSTR kServerNames[] = {W("\\\\СЕРВЕР\\Office"), W("\\\\СЕРВЕР\\"), W("\\\\СЕРВЕР"), W("")};
+// By which the spooler knows a printer whose port is "Office".
+const LPCWSTR kServerName = W("\\\\СЕРВЕР\\Office");
 
 const struct {
     const char* name;
     std::string settings;
     std::vector<Text> printers;
-    std::vector<Page> pages = {};
+    std::vector<Page> pages;
     std::vector<std::pair<std::string, std::string>> files = {};
     void (*before)(Scene& scene) = nullptr;                            // the monitor is loaded
     void (*after)(Scene& scene, peer::TcpPrinter& printer) = nullptr;  // the pages; with the first of the printers
 } scenes[] = {
-    {"sizes", kDebug, {kName},
-     {{kName, 0, 4096}, {kName, 1, 1}, {kName, 50, 3}, {kName, 4097, 4096}, {kName, 3000001}, {kName, (5 << 20) + 3, 1 << 20}}},
-    {"names", kDebug,
-     {W("Office"), W("Εκτυπωτής"), W("Принтер 1"), W("プリンタ"), W("a/b:c*?"), kHalfPair, W("\U0001F5A8 paper"), Text(64, W('Щ'))},
-     {{W("Office")}, {W("Εκτυπωτής")}, {W("пРИНТЕР 1")}, {W("プリンタ")}, {W("a/b:c*?")}, {kHalfPair}, {W("\U0001F5A8 paper")},
-      {Text(64, W('Щ'))}, at_office(kServerNames[0]), at_office(kServerNames[1]), at_office(kServerNames[2]), at_office(kServerNames[3]),
-      at_office(W("Призрак")), {W("Office"), 1000, 65536, 0, W("оффис")}},
-     {}, [](Scene&) { for (const LPCWSTR name : kServerNames) spooler_sim::add_printer(name); }},
-    {"not approved", kDebug, {kName}, {kRefused}, {kMarker}},
-    {"not approved, without details", "Debug=off\n", {kName}, {kRefused}, {kMarker}},
-    {"not approved, without checking", kDebug + "NotApprovedFileChecking=off\n", {kName}, {kRefused}, {kMarker}},
+    {"names", kDebug + "IsPrintingBasedOnPortMonitor=on\n",
+     {W("Office"), kOdd, W("Εκτυπωτής"), W("Принтер 1"), W("プリンタ"), W("a/b:c*?"), kHalfPair, W("\U0001F5A8 paper"), Text(64, W('Щ'))},
+     {{W("Office"), 0, 4096}, {W("Εκτυπωτής")}, {W("пРИНТЕР 1")}, {W("プリンタ"), 5000, 4096}, {W("a/b:c*?")}, {kHalfPair},
+      {W("\U0001F5A8 paper"), 50, 3}, {Text(64, W('Щ'))}, {kServerName, 1000, 65536, 0, W("Office")},
+      {W("Призрак"), 1000, 65536, 0, W("Office")}, {W("Office"), 1000, 65536, 0, W("оффис")}, {W("Office"), 1000, 100, 42},
+      {kOdd, 300, 100, 43}},
+     {{"spool/notapprovedjobs/42.notapproved", ""}, {"spool/hpc/job-Принтер_ _Ж_-43.dat", "created by the service"}},
+     [](Scene&) { spooler_sim::add_printer(kServerName); }},
     {"lost printer", kDebug + "HWCheckPortMonitorRunAsSystem=on\n", {kName}, {}, {}, nullptr, lose_printer},
-    {"unreachable", kDebug, {}, {{W("far"), 10, 10, 17}, {W("odd"), 10, 10, 17}, {W("shut"), 10, 10, 17}, {W("shut"), 10, 10, 17}}, {},
-     [](Scene&) {
-         for (const LPCWSTR name : {W("far"), W("odd"), W("shut")}) spooler_sim::add_printer(name);
-         host::store_port(W("far"), W("нет.invalid"), 9100);
-         host::store_port(W("odd"), W("127.0.0.1"), 70000);
-         host::store_port(W("shut"), W("127.0.0.1"), 1);
-     }},
-    {"progress record", kDebug + "IsPrintingBasedOnPortMonitor=on\n", {W("P/1"), kOdd},
-     {{W("P/1"), 300, 100, 7}, {kOdd, 300, 100, 8}, {kOdd, 300, 100, 9}},
-     {{"spool/hpc/job-P_1-7.dat", kByService}, {"spool/hpc/job-Принтер_ _Ж_-8.dat", kByService}}},
     {"settings of all kinds",
      "# a comment\r\n; another\r\n  Debug = on\r\nHideJobNames=YES\r\nLogRotateCheckCount=0\nno equals sign\n=nothing\n"
-     "PrintServerName=сервер-ж\nApplicationServer=приложение \nParseTimeout=-5\nParseTimeout=12x\nUnknown=1\n",
-     {kName}, {{kName}}, {{"env-version", "EnvVersion = 15\n"}}},
-    {"printing modes", "Debug=true\nDirectPrintingMode=on\nServerlessPrintingMode=on\nIgnorePrinters=a*,Ж?\n",
-     {kName}, {{kName}}, {{"env-version", "envversion=10\n"}}},
-    {"rotation", "DeveloperLogging=on\nDebug=on\nLogRotateNumber=2\nLogRotateSizeKBytes=0\n",
-     {kName}, {{kName}}, {{"env-version", "rubbish\n"}}},
-    {"left-over work files and ports that cannot be read", kDebug, {W("Ж"), W("a")}, {},
-     {{"spool/forceattr/input-P-1.dat", "x"}, {"spool/forceattr/msf-Ж-1.dat", "x"}, {"spool/forceattr/any thing", "x"},
-      {"spool/forceattr/kept/below", "x"}},
-     [](Scene&) {
-         HKEY key = nullptr;
-         const Text path = Text(host::monitor_registry_path) + W("\\Ports\\пустой");
-         RegCreateKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr);
-         RegCloseKey(key);
-         host::store_port(Text(65, W('e')), W("127.0.0.1"), 9100);
-     },
-     [](Scene& scene, peer::TcpPrinter&) { scene.note_ports(); }},
-    {"without settings", "", {kName}, {{kName}}},
-    {"without an install path", "", {kName}, {{kName}}, {},
-     [](Scene&) { RegDeleteKeyW(HKEY_LOCAL_MACHINE, W("SOFTWARE\\Wow6432Node\\ts-print-provider")); }},
+     "PrintServerName=сервер-ж\nApplicationServer=приложение \nParseTimeout=-5\nParseTimeout=12x\nUnknown=1\n"
+     "DirectPrintingMode=on\nIgnorePrinters=a*,Ж?\n",
+     {kName}, {{kName}}, {{"env-version", "EnvVersion = 10\n"}}},
     {"configuration", kDebug, {W("Ж")}, {}, {}, nullptr, configure_ports},
     // From a folder whose name no single code page holds.
-    {"helper", kDebug, {W("Принтер Ж")}, {{W("Принтер Ж"), 5000, 1000, 7}},
-     {{"spool/settings/Принтер Ж.dat",
-       host::settings_record()},
+    {"helper", kDebug, {kName}, {{kName, 5000, 1000, 7}},
+     {{"spool/settings/Принтер.dat", host::settings_record()},
       {"ts-print-monitor.script", "run 1: on startdoc WAIT \"Door Open\" for 50 ms then OK\n"}},
      [](Scene& scene) { host::install_helper(scene.folder); },
      [](Scene& scene, peer::TcpPrinter&) {  // the start would have swept these away
-         host::write_force_attributes_records(scene.folder, "Принтер Ж", 8);
-         scene.print({W("Принтер Ж"), 1000, 300, 8});  // little enough for the helper to write it at once
+         host::write_force_attributes_records(scene.folder, "Принтер", 8);
+         scene.print({kName, 1000, 300, 8});  // little enough for the helper to write it at once
      }},
 };
 // clang-format on
@@ -339,17 +242,15 @@ int main(int count, char** arguments) {
     transcript.open(arguments[2], std::ios::binary);
     for (const auto& row : scenes) {
         Scene scene(row.name);
-        if (!row.settings.empty()) scene.write("print-provider.conf", row.settings);
+        std::string why;
+        if (!scene.set_up({}, why)) return 1;
+        scene.write("print-provider.conf", row.settings);
         for (const auto& [name, text] : row.files) scene.write(name, text);
-        peer::TcpPrinter* first = nullptr;
-        for (const Text& name : row.printers) {
-            peer::TcpPrinter& printer = scene.add_printer(name);
-            if (first == nullptr) first = &printer;
-        }
+        for (const Text& name : row.printers) scene.add_printer(name);
         if (row.before != nullptr) row.before(scene);
-        scene.load();
+        if (!scene.try_load(why)) return 1;
         for (const Page& page : row.pages) scene.print(page);
-        if (row.after != nullptr) row.after(scene, *first);
+        if (row.after != nullptr) row.after(scene, *scene.printers.front());
     }
     return transcript.flush() ? 0 : 1;
 }
