@@ -2,6 +2,7 @@
 """Installs, updates and removes both packages under Wine: check_install.py BUILD_DIR VERSION"""
 import functools
 import glob
+import itertools
 import os
 import re
 import shutil
@@ -11,6 +12,9 @@ import sys
 import tempfile
 import zipfile
 from zlib import crc32
+
+sys.dont_write_bytecode = True
+from checks import report  # noqa: E402
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 MONITOR = r"HKLM\SYSTEM\CurrentControlSet\Control\Print\Monitors\Tessaron TCP/IP Port"
@@ -175,7 +179,6 @@ def installed(packages, version):
 
 
 def checks(machine, way, new):
-    """Every step as (what is asked, what must be there, what is there)."""
     machine.run("net", "start", "spooler")
     path = machine.state()["path"]
     former = {}
@@ -215,7 +218,6 @@ def build_older(build, folder):
 
 def main():
     build, new = sys.argv[1:]
-    passed = failed = 0
     prefix = os.path.join(os.path.abspath(build), "wine-install")
     end_wine = functools.partial(subprocess.run, ["wineserver", "--kill"], env={**os.environ, "WINEPREFIX": prefix}, check=False)
     if os.path.exists(prefix):
@@ -227,16 +229,10 @@ def main():
         for source, version in (folder, OLD), (build, new):
             subprocess.run([os.path.join(ROOT, "packaging/package.sh"), source, version, folder], check=True,
                            stdout=subprocess.DEVNULL)
-        for way in Msi(machine, folder), Cmd(machine, folder):
-            for what, expected, found in checks(machine, way, new):
-                if expected == found:
-                    passed += 1
-                else:
-                    failed += 1
-                    print(f"FAILED {what}: expected {expected!r}, found {found!r}")
+        ways = Msi(machine, folder), Cmd(machine, folder)
+        status = report(itertools.chain.from_iterable(checks(machine, way, new) for way in ways))
     end_wine()
-    print(f"{passed} passed, {failed} failed")
-    return 1 if failed else 0
+    return status
 
 
 if __name__ == "__main__":

@@ -9,6 +9,9 @@ import tempfile
 import time
 import zipfile
 
+sys.dont_write_bytecode = True
+from checks import report  # noqa: E402
+
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 FILES = ["README.txt", "SHA256SUMS", "install.cmd", "print-provider.conf.sample", "tsport/tsport.exe", "tsport/tsport.pdb",
          "tsprintportmon.dll", "tsprintportmon.pdb", "tsprintportmonui.dll", "tsprintportmonui.pdb", "uninstall.cmd"]
@@ -30,9 +33,7 @@ def known_settings():
                                                  read("common/config_table.cpp")):
         if kind == "BOOL":
             default = "on" if default == "1" else "off"
-        elif kind == "HANDLER":
-            default = HANDLER_DEFAULTS.get(name)
-        found[name] = (field, default if default is None else default.strip('"'))
+        found[name] = field, HANDLER_DEFAULTS.get(name) if kind == "HANDLER" else default.strip('"')
     return found
 
 
@@ -49,12 +50,10 @@ def fields_read():
 def sample_checks(sample):
     settings = known_settings()
     entries = dict(re.findall(r"(?m)^#([A-Z]\w+)=(.*?)\r?$", sample))
-    yield "settings of the sample that the monitor does not know", [], sorted(set(entries) - set(settings))
-    wrong = [f"{name}={value}, not {settings[name][1]}" for name, value in entries.items()
-             if name in settings and value != settings[name][1]]
-    yield "defaults of the sample that are not the monitor's", [], wrong
-    read_settings = {name for name, (field, _) in settings.items() if field in fields_read()}
-    yield "settings that the monitor reads and the sample lacks", [], sorted(read_settings - set(entries))
+    yield "defaults of the sample", {name: settings.get(name, ("", "none"))[1] for name in entries}, entries
+    fields = fields_read()
+    yield "settings that the monitor reads and the sample lacks", [], [
+        name for name, (field, _) in settings.items() if field in fields and name not in entries]
     yield "lines of the sample that would change something", [], re.findall(r"(?m)^[^#\r\n].*", sample)
 
 
@@ -108,24 +107,5 @@ def checks(build, version):
     yield from sample_checks(contents["print-provider.conf.sample"].decode())
 
 
-def main():
-    if len(sys.argv) != 3:
-        print(__doc__)
-        return 2
-    passed = failed = 0
-    try:
-        for what, expected, found in checks(*sys.argv[1:]):
-            if expected == found:
-                passed += 1
-            else:
-                failed += 1
-                print(f"FAILED {what}: expected {expected!r}, found {found!r}")
-    except (OSError, KeyError, subprocess.CalledProcessError, zipfile.BadZipFile) as error:
-        failed += 1
-        print(f"FAILED {error}")
-    print(f"{passed} passed, {failed} failed")
-    return 1 if failed else 0
-
-
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(report(checks(*sys.argv[1:])))

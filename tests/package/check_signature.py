@@ -6,6 +6,9 @@ import sys
 import tempfile
 import zipfile
 
+sys.dont_write_bytecode = True
+from checks import report  # noqa: E402
+
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 
 
@@ -14,7 +17,6 @@ def run(*command, **how):
 
 
 def checks(build, version, folder):
-    """Every check as (what is asked, what must be there, what is there)."""
     os.chdir(folder)
     run("openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-subj", "/CN=packages of the test", "-addext",
         "extendedKeyUsage=codeSigning", "-keyout", "key.pem", "-out", "certificate.pem", check=True)
@@ -42,19 +44,6 @@ def checks(build, version, folder):
     yield "a wrong password fails", True, run(package, build, version, "wrong", env={**plain, **signing}).returncode != 0
 
 
-def main():
-    build, version = sys.argv[1:]
-    passed = failed = 0
-    with tempfile.TemporaryDirectory() as folder:
-        for what, expected, found in checks(os.path.abspath(build), version, folder):
-            if expected == found:
-                passed += 1
-            else:
-                failed += 1
-                print(f"FAILED {what}: expected {expected!r}, found {found!r}")
-    print(f"{passed} passed, {failed} failed")
-    return 1 if failed else 0
-
-
 if __name__ == "__main__":
-    sys.exit(main())
+    with tempfile.TemporaryDirectory() as temporary:
+        sys.exit(report(checks(os.path.abspath(sys.argv[1]), sys.argv[2], temporary)))
