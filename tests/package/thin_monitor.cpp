@@ -3,9 +3,6 @@
 // an ear for SetJobW. Everything else goes through untouched.
 #include "tests/package/thin_monitor.h"
 
-#include <algorithm>
-#include <cstring>
-
 #include "tests/package/import_table.h"
 #include "tools/host/monitor_registry.h"
 #include "tools/host/setup.h"
@@ -13,91 +10,61 @@
 namespace thin_monitor {
 namespace {
 
-struct Instance {
-    HMODULE library = nullptr;
-    MONITORINIT init = {};
-    const MONITOR2* monitor = nullptr;  // the library's
-    MONITOR2 table = {};                // the spooler's
-};
-Instance instance;
+HMODULE library = nullptr;
+MONITORINIT init = {};
+const MONITOR2* monitor = nullptr;  // the library's
+MONITOR2 table = {};                // the spooler's
 
 template <typename Function>
 Function* function_of(HMODULE module, const char* name) {
     return reinterpret_cast<Function*>(reinterpret_cast<void (*)()>(GetProcAddress(module, name)));
 }
 
-template <typename Function>
-Function* function_of_program(const char* name) {
-    return function_of<Function>(GetModuleHandleW(nullptr), name);
-}
-
 BOOL WINAPI start_document(HANDLE port, LPWSTR printer, DWORD id, DWORD level, BYTE* info) {
-    auto* const announced = function_of_program<AnnouncedJob>("announced_job");
+    auto* const announced = function_of<AnnouncedJob>(GetModuleHandleW(nullptr), "announced_job");
     const Job* const job = announced != nullptr ? announced() : nullptr;
-    if (job == nullptr) return instance.monitor->pfnStartDocPort(port, printer, id, level, info);
-    return instance.monitor->pfnStartDocPort(port, const_cast<LPWSTR>(job->printer), job->id, level, info);
+    if (job == nullptr) return monitor->pfnStartDocPort(port, printer, id, level, info);
+    return monitor->pfnStartDocPort(port, const_cast<LPWSTR>(job->printer), job->id, level, info);
 }
 
 BOOL WINAPI set_job(HANDLE printer, DWORD id, DWORD level, BYTE* record, DWORD command) {
     const BOOL answer = SetJobW(printer, id, level, record, command);
     const DWORD error = GetLastError();
-    if (auto* const tell = function_of_program<JobWasSet>("job_was_set")) tell(id, level, command, answer);
+    if (auto* const tell = function_of<JobWasSet>(GetModuleHandleW(nullptr), "job_was_set")) {
+        tell(id, level, command, answer);
+    }
     SetLastError(error);
     return answer;
 }
 
-// Lets the library's calls of SetJobW come by here.
-bool listen_to_set_job() {
-    return test::replace_import(instance.library, "SetJobW", reinterpret_cast<ULONG_PTR>(set_job)) != 0;
-}
-
-void unload() {
-    if (instance.init.hckRegistryRoot != nullptr) RegCloseKey(static_cast<HKEY>(instance.init.hckRegistryRoot));
-    if (instance.library != nullptr) FreeLibrary(instance.library);
-    instance = Instance();
-}
-
-void WINAPI shut_down(HANDLE monitor) {
-    instance.monitor->pfnShutdown(monitor);
-    unload();
-}
-
-bool load(const MONITORINIT& given) {
-    instance.init = given;
-    instance.init.hSpooler = host::spooler_handle();
-    instance.init.pMonitorReg = host::monitor_registry();
-    instance.init.hckRegistryRoot = nullptr;
-    instance.library = LoadLibraryW(L"tsprintportmon.dll");
-    HKEY root = nullptr;
-    if (instance.library == nullptr || !listen_to_set_job() ||
-        RegOpenKeyExW(HKEY_LOCAL_MACHINE, host::monitor_registry_path, 0, KEY_ALL_ACCESS, &root) != ERROR_SUCCESS) {
-        return false;
-    }
-    instance.init.hckRegistryRoot = root;
-    return true;
-}
-
-MONITOR2* start(MONITORINIT* given, HANDLE* monitor) {
-    if (load(*given)) {
-        using Initialize = MONITOR2* WINAPI(MONITORINIT*, HANDLE*);
-        auto* const initialize = function_of<Initialize>(instance.library, "InitializePrintMonitor2");
-        if (initialize != nullptr) instance.monitor = initialize(&instance.init, monitor);
-    }
-    if (instance.monitor == nullptr) {
-        unload();
-        return nullptr;
-    }
-    std::memcpy(&instance.table, instance.monitor, std::min<size_t>(instance.monitor->cbSize, sizeof instance.table));
-    instance.table.pfnStartDocPort = start_document;
-    instance.table.pfnShutdown = shut_down;
-    return &instance.table;
+void WINAPI shut_down(HANDLE instance) {
+    monitor->pfnShutdown(instance);
+    RegCloseKey(static_cast<HKEY>(init.hckRegistryRoot));
+    FreeLibrary(library);
 }
 
 }  // namespace
 }  // namespace thin_monitor
 
-extern "C" MONITOR2* WINAPI InitializePrintMonitor2(MONITORINIT* init, HANDLE* monitor) {
-    return thin_monitor::start(init, monitor);
+extern "C" MONITOR2* WINAPI InitializePrintMonitor2(MONITORINIT* given, HANDLE* instance) {
+    using namespace thin_monitor;
+    using Initialize = MONITOR2* WINAPI(MONITORINIT*, HANDLE*);
+    HKEY root = nullptr;
+    library = LoadLibraryW(L"tsprintportmon.dll");
+    RegOpenKeyExW(HKEY_LOCAL_MACHINE, host::monitor_registry_path, 0, KEY_ALL_ACCESS, &root);
+    auto* const initialize = function_of<Initialize>(library, "InitializePrintMonitor2");
+    if (initialize == nullptr) return nullptr;
+    test::replace_import(library, "SetJobW", reinterpret_cast<ULONG_PTR>(set_job));
+    init = *given;
+    init.hSpooler = host::spooler_handle();
+    init.pMonitorReg = host::monitor_registry();
+    init.hckRegistryRoot = root;
+    monitor = initialize(&init, instance);
+    if (monitor == nullptr) return nullptr;
+    table = *monitor;
+    table.pfnStartDocPort = start_document;
+    table.pfnShutdown = shut_down;
+    return &table;
 }
 
 // The import library of SPOOLSS.DLL defines one too, which would be used otherwise.

@@ -60,14 +60,6 @@ bool delete_monitor() {
     return DeleteMonitorW(nullptr, environment, name) != FALSE;
 }
 
-bool is_monitor_listed() {
-    DWORD count = 0;
-    const std::vector<BYTE> buffer = ask(count, EnumMonitorsW);
-    const auto* const monitors = reinterpret_cast<const MONITOR_INFO_2W*>(buffer.data());
-    return std::any_of(monitors, monitors + count,
-                       [](const MONITOR_INFO_2W& one) { return std::wcscmp(one.pName, monitor_name) == 0; });
-}
-
 void add_queue(std::wstring queue, std::wstring port) {
     add_driver();
     delete_queue(queue);

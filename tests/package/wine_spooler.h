@@ -17,7 +17,6 @@ bool is_wine();
 void add_monitor();
 // False when there is none.
 bool delete_monitor();
-bool is_monitor_listed();
 // Replaces a queue of that name.
 void add_queue(std::wstring queue, std::wstring port);
 // Does nothing when there is none.
