@@ -7,8 +7,6 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <map>
-#include <random>
 #include <set>
 
 #include "tests/faults/scenarios.h"
@@ -39,30 +37,20 @@ constexpr const char* kModeNames[] = {"once", "on", "short"};
 
 struct Options {
     std::string library = host::executable_folder() + "/" + host::monitor_file_name();
-    std::string helper = host::executable_folder() + "/ts-print-monitor.exe";
     std::string scenario;  // only this one
     std::uint64_t call = 0;
     std::string mode = kModeNames[0];  // "none": each scenario once, with nothing that fails
-    std::uint64_t sample = 0;          // only so many trials, at random
-    std::uint64_t seed = 1;
+    std::uint64_t every = 1;           // only every n-th call of a scenario ...
+    std::uint64_t first = 1;           // ... from this one on
 };
 
 constexpr char kUsage[] = R"(usage: faults [--scenario NAME] [--call K [--mode once|on|short]]
-              [--mode none] [--sample N [--seed S]] [--library PATH] [--helper PATH]
-Without a call, a mode or a sample every call of the scenarios is made to fail, one after the other.
+              [--mode none] [--every N [--first K]] [--library PATH]
+Without an option every call of the scenarios is made to fail, one after the other.
 )";
 
-const char* name_of(Mode mode) {
-    return kModeNames[static_cast<int>(mode)];
-}
-
-// Of the trial under way, for the message about one that hangs or crashes.
+// Of the trial under way, for the message about one that fails, hangs or crashes.
 char repeat_command[256];
-
-void note_repeat_command(const Trial& trial) {
-    snprintf(repeat_command, sizeof repeat_command, "faults --scenario %s --call %llu --mode %s", trial.scenario->name,
-             static_cast<unsigned long long>(trial.call), name_of(trial.mode));
-}
 
 void say_at_the_end(const char* what) {
     for (const char* text : {what, static_cast<const char*>(repeat_command), "\n"}) {
@@ -82,7 +70,8 @@ void report_signal(int signal) {
 // What is wrong after one trial, empty when all holds. `function` is the one that was made to fail, empty when there
 // are fewer calls.
 std::string run_trial(World& world, const Trial& trial, std::string& function) {
-    note_repeat_command(trial);
+    snprintf(repeat_command, sizeof repeat_command, "faults --scenario %s --call %llu --mode %s", trial.scenario->name,
+             static_cast<unsigned long long>(trial.call), kModeNames[static_cast<int>(trial.mode)]);
     alarm(kHangSeconds);
     trial.scenario->prepare(world);
     if (!world.error().empty()) return "cannot be prepared: " + world.error();
@@ -99,14 +88,12 @@ std::string run_trial(World& world, const Trial& trial, std::string& function) {
     if (wrong.empty() && !left_over.empty()) wrong = "left over: " + left_over;
     if (!loaded && !world.load() && wrong.empty()) wrong = "does not start any more: " + world.error();
     world.printer().behave(peer::Behaviour());
-    world.remove_records();
+    host::clear_away(world.folder, "Office", kJob, kEveryCourse);
     const host::Outcome next = world.print(page());
     const std::vector<std::string> arrived = world.arrived(next.result == host::Result::printed);
     // A connection of the run before, which nobody waited for, may still come in first.
     const bool prints = next.result == host::Result::printed && !arrived.empty() && arrived.back() == page();
-    if (wrong.empty() && !prints) {
-        wrong = "the next document does not print: " + next.words;
-    }
+    if (wrong.empty() && !prints) wrong = "the next document does not print: " + next.words;
     world.monitor.unload();
     alarm(0);
     return wrong;
@@ -116,99 +103,64 @@ class Sweep {
   public:
     Sweep(World& world, const Options& options) : world_(world), options_(options) {}
 
-    bool run_one(const Trial& trial) {
-        std::string function;
-        const std::string wrong = run_trial(world_, trial, function);
-        ++trials_;
-        if (wrong.empty()) return !function.empty();
-        ++wrong_;
-        printf("%s, call %llu (%s), %s: %s\n  repeat with: %s\n", trial.scenario->name,
-               static_cast<unsigned long long>(trial.call), function.c_str(), name_of(trial.mode), wrong.c_str(),
-               repeat_command);
-        fflush(stdout);
-        return !function.empty();
-    }
-
-    // Under a tool that looks at the memory, say.
-    void run_without_faults() {
+    // Whether all held.
+    bool run() {
         for (const Scenario& scenario : scenarios()) {
-            if (!is_wanted(scenario)) continue;
-            run_one({&scenario, 0, Mode::once});
-            printf("%s\n", scenario.name);
-            fflush(stdout);
+            if (options_.scenario.empty() || options_.scenario == scenario.name) run_scenario(scenario);
         }
+        const bool is_whole = calls_ != 0 && options_.scenario.empty() && options_.every == 1;
+        if (is_whole) look_for_points_never_hit();
+        printf("%llu calls that can fail\n%zu passed, %zu failed\n", static_cast<unsigned long long>(calls_),
+               trials_ - wrong_, wrong_);
+        return wrong_ == 0 && trials_ != 0;
     }
 
-    // Every call of a scenario in turn, until there are no more.
+  private:
     void run_scenario(const Scenario& scenario) {
-        std::uint64_t call = 1;
-        for (;; ++call) {
-            if (!run_one({&scenario, call, Mode::once})) break;
+        const auto* const mode = std::find(std::begin(kModeNames), std::end(kModeNames), options_.mode);
+        if (mode == std::end(kModeNames)) {
+            run_one({&scenario, 0, Mode::once});
+        } else if (options_.call != 0) {
+            run_one({&scenario, options_.call, static_cast<Mode>(mode - std::begin(kModeNames))});
+        } else {
+            sweep(scenario);
+        }
+        printf("%s\n", scenario.name);
+        fflush(stdout);
+        if (__lsan_do_recoverable_leak_check == nullptr || __lsan_do_recoverable_leak_check() == 0) return;
+        ++wrong_;
+        ++trials_;
+        printf("%s: memory was lost\n", scenario.name);
+    }
+
+    // Every call in turn, until there are no more.
+    void sweep(const Scenario& scenario) {
+        const bool is_whole = scenario.is_sampled_whole;
+        std::uint64_t call = is_whole ? 1 : options_.first;
+        for (; run_one({&scenario, call, Mode::once}); call += is_whole ? 1 : options_.every) {
+            ++calls_;
             const std::string function = winapi::fault::failed_function();
             run_one({&scenario, call, Mode::from_then_on});
             if (transfers(function)) run_one({&scenario, call, Mode::short_count});
         }
-        printf("%-16s %5llu calls\n", scenario.name, static_cast<unsigned long long>(call - 1));
-        fflush(stdout);
-        calls_ += call - 1;
-        if (__lsan_do_recoverable_leak_check != nullptr && __lsan_do_recoverable_leak_check() != 0) {
+    }
+
+    // False when there are fewer calls.
+    bool run_one(const Trial& trial) {
+        std::string function;
+        const std::string wrong = run_trial(world_, trial, function);
+        ++trials_;
+        if (!wrong.empty()) {
             ++wrong_;
-            printf("%s: memory was lost\n", scenario.name);
+            printf("%s fails: %s\n  repeat with: %s\n", function.c_str(), wrong.c_str(), repeat_command);
+            fflush(stdout);
         }
-    }
-
-    void run_all() {
-        for (const Scenario& scenario : scenarios()) {
-            if (is_wanted(scenario)) run_scenario(scenario);
-        }
-        if (options_.scenario.empty()) look_for_points_never_hit();
-    }
-
-    // Some scenarios whole, and trials at random, the same for the same seed.
-    void run_sample() {
-        std::vector<const Scenario*> wanted;
-        for (const Scenario& scenario : scenarios()) {
-            if (!is_wanted(scenario)) continue;
-            wanted.push_back(&scenario);
-            for (std::uint64_t call = 1; scenario.is_sampled_whole && run_one({&scenario, call, Mode::once}); ++call) {
-            }
-        }
-        std::mt19937 random(static_cast<unsigned>(options_.seed));
-        for (std::uint64_t i = 0; i < options_.sample && !wanted.empty(); ++i) {
-            const Scenario& scenario = *wanted[random() % wanted.size()];
-            const std::uint64_t calls = count_calls(scenario);
-            run_one({&scenario, 1 + random() % calls, static_cast<Mode>(random() % 3)});
-        }
-    }
-
-    // The closing lines; whether all held.
-    bool report() const {
-        if (calls_ != 0) printf("%llu calls that can fail\n", static_cast<unsigned long long>(calls_));
-        printf("%zu passed, %zu failed\n", trials_ - wrong_, wrong_);
-        return wrong_ == 0;
-    }
-
-  private:
-    bool is_wanted(const Scenario& scenario) const {
-        return options_.scenario.empty() || options_.scenario == scenario.name;
+        return !function.empty();
     }
 
     static bool transfers(const std::string& function) {
         static const std::set<std::string> names = {"send", "ReadFile", "WriteFile", "fread", "fwrite", "_write"};
         return names.contains(function);
-    }
-
-    std::uint64_t count_calls(const Scenario& scenario) {
-        std::uint64_t& calls = counted_[scenario.name];
-        if (calls == 0) {
-            scenario.prepare(world_);
-            winapi::fault::arm(0, Mode::once);
-            scenario.run(world_);
-            calls = winapi::fault::disarm();
-            world_.monitor.unload();
-            world_.arrived();
-        }
-        return calls;
     }
 
     // Functions of the layer that no scenario reaches would only seem to be swept.
@@ -229,32 +181,17 @@ class Sweep {
     size_t trials_ = 0;
     size_t wrong_ = 0;
     std::uint64_t calls_ = 0;
-    std::map<std::string, std::uint64_t> counted_;
 };
 
 int run(const Options& options) {
-    World world(options.library, options.helper);
+    World world(options.library);
     if (!world.error().empty()) {
         fprintf(stderr, "%s\n", world.error().c_str());
         return 2;
     }
     winapi::set_clock_speed(kClockSpeed);
     winapi::set_debugger([](const char*) {});  // where the monitor reports errors while it has no log
-    Sweep sweep(world, options);
-    if (options.call != 0) {
-        for (const Scenario& scenario : scenarios()) {
-            const auto* const mode = std::find(std::begin(kModeNames), std::end(kModeNames) - 1, options.mode);
-            if (options.scenario != scenario.name) continue;
-            sweep.run_one({&scenario, options.call, static_cast<Mode>(mode - std::begin(kModeNames))});
-        }
-    } else if (options.mode == "none") {
-        sweep.run_without_faults();
-    } else if (options.sample != 0) {
-        sweep.run_sample();
-    } else {
-        sweep.run_all();
-    }
-    return sweep.report() ? 0 : 1;
+    return Sweep(world, options).run() ? 0 : 1;
 }
 
 }  // namespace
@@ -265,12 +202,11 @@ int main(int count, char** arguments) {
     const command_line::Program program = {"faults",
                                            faults::kUsage,
                                            {command_line::text("--library", "PATH", options.library),
-                                            command_line::text("--helper", "PATH", options.helper),
                                             command_line::text("--scenario", "NAME", options.scenario),
                                             command_line::number("--call", 1, UINT64_MAX, options.call),
                                             command_line::text("--mode", "MODE", options.mode),
-                                            command_line::number("--sample", 1, UINT64_MAX, options.sample),
-                                            command_line::number("--seed", 0, UINT32_MAX, options.seed)}};
+                                            command_line::number("--every", 1, UINT32_MAX, options.every),
+                                            command_line::number("--first", 1, UINT32_MAX, options.first)}};
     int status = 0;
     if (!command_line::operands_of(program, host::program_arguments(count, arguments), status)) return status;
     std::signal(SIGALRM, faults::report_signal);

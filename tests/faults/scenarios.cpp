@@ -121,9 +121,10 @@ std::string run_document(World& world) {
     return check_document(world, world.print(page()), {page()}, false);
 }
 
-void prepare_course(World& world, const host::Course& course) {
-    prepare_monitor(world);
-    world.lay_out(course);
+void prepare_course(World& world, const host::Course& course, const Lines& settings = kSettings) {
+    world.reset(settings);
+    world.load();
+    host::lay_out(world.folder, "Office", kJob, course);
 }
 
 // A marker that could not be looked for does not refuse the job.
@@ -149,14 +150,6 @@ std::string run_forced(World& world) {
     if (failed_calls("SetJobW") == refused) return check_document(world, outcome, {page(), rewritten()}, false);
     world.arrived(false);
     return "";
-}
-
-void prepare_forced_debug(World& world) {
-    Lines settings = kSettings;
-    settings.emplace_back("ForceAttributesDebug=on");
-    world.reset(settings);
-    world.load();
-    world.lay_out({.forced = true});
 }
 
 void prepare_lost(World& world) {
@@ -253,12 +246,6 @@ std::string run_config(World& world) {
     return whether(are_ports(world, ports, ports));
 }
 
-std::string run_get(World& world) {
-    host::PortConfig config = {};
-    host::read_config(world.monitor, kPrinterName, config);
-    return "";
-}
-
 // A registry that keeps the port is told by a line; the list forgets it, and it can be added again.
 std::string run_delete(World& world) {
     const bool deleted = host::send_name(world.monitor, W("TSDeletePort"), W("old")) == ERROR_SUCCESS;
@@ -278,22 +265,16 @@ std::string run_delete(World& world) {
 }
 
 // A spooler that cannot list its monitor's ports says that it has none: nothing can be asked of the answer.
-std::string run_exists(World& world) {
+std::string run_ask(World& world) {
+    BYTE library[64];
+    host::PortConfig config = {};
+    host::read_config(world.monitor, kPrinterName, config);
     host::send_name(world.monitor, W("TSPortExists"), kPrinterName);
-    return "";
-}
-
-std::string run_valid(World& world) {
+    host::Xcv(world.monitor, W(""), SERVER_ACCESS_ADMINISTER).send(W("MonitorUI"), nullptr, 0, library, sizeof library);
     const DWORD code = host::send_config(world.monitor, W("TSPortIsValid"),
                                          host::port_config(kPrinterName, W("127.0.0.1"), world.printer().port()));
     world.arrived();
     return code == ERROR_SUCCESS && (failed("connect") || failed("GetAddrInfoW")) ? "valid without a connection" : "";
-}
-
-std::string run_ui(World& world) {
-    BYTE library[64];
-    host::Xcv(world.monitor, W(""), SERVER_ACCESS_ADMINISTER).send(W("MonitorUI"), nullptr, 0, library, sizeof library);
-    return "";
 }
 
 }  // namespace
@@ -322,16 +303,18 @@ const std::vector<Scenario>& scenarios() {
         {"hwcheck-delete", [](World& world) { prepare_checked(world, "on startdoc DELETE"); }, run_refused},
         {"hwcheck-error", [](World& world) { prepare_checked(world, "on printeraddress ERROR"); }, run_document},
         {"forceattr", [](World& world) { prepare_course(world, {.forced = true}); }, run_forced},
-        {"forceattr-debug", prepare_forced_debug, run_forced},
+        {"forceattr-debug",
+         [](World& world) {
+             prepare_course(world, {.forced = true},
+                            {"Debug=on", "IsPrintingBasedOnPortMonitor=on", "ForceAttributesDebug=on"});
+         },
+         run_forced},
         {"lost-printer", prepare_lost, run_lost},
         {"rotation", prepare_rotation, run_document},
         {"xcv-add", prepare_monitor, run_add, true},
         {"xcv-config", prepare_old, run_config, true},
-        {"xcv-get", prepare_monitor, run_get},
         {"xcv-delete", prepare_old, run_delete, true},
-        {"xcv-exists", prepare_monitor, run_exists},
-        {"xcv-valid", prepare_monitor, run_valid},
-        {"xcv-ui", prepare_monitor, run_ui},
+        {"xcv-ask", prepare_monitor, run_ask},
     };
     return all;
 }

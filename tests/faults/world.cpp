@@ -24,13 +24,12 @@ Lines in_words(const std::vector<host::PortConfig>& ports) {
 
 const Text kPrinterName = W("Office");
 
-World::World(const std::string& library, const std::string& helper) {
+const host::Course kEveryCourse = {.not_approved = true, .progress = true, .checked = true, .forced = true};
+
+World::World(const std::string& library) {
     load_options.library = library;
-    std::string why;
-    std::error_code failed;
-    if (!set_up({}, why)) error_ = why;
-    fs::copy_file(helper, folder.base + "/" + host::helper_file_name, failed);
-    if (failed) error_ = helper + ": " + failed.message();
+    const bool ready = set_up({}, error_) && host::install_helper(folder);
+    if (!ready && error_.empty()) error_ = "the helper program cannot be copied";
     if (!printer_.error().empty()) error_ = printer_.error();
     winapi::allow_dns(false);
 }
@@ -39,11 +38,8 @@ void World::reset(const Lines& settings) {
     error_.clear();
     monitor.unload();
     release_library();
-    remove_records();
     for (const auto& entry : fs::directory_iterator(folder.base)) {
-        const std::string name = entry.path().filename().string();
-        const bool stays = name == host::helper_file_name || name == "env-version" || name == "spool";
-        if (!stays) fs::remove_all(entry.path());
+        if (entry.path().filename() != host::helper_file_name) fs::remove_all(entry.path());
     }
     host::clear_registry();
     spooler_sim::reset();
@@ -60,16 +56,6 @@ void World::keep_library() {
 void World::release_library() {
     if (kept_ != nullptr) FreeLibrary(kept_);
     kept_ = nullptr;
-}
-
-void World::lay_out(const host::Course& course) const {
-    host::lay_out(folder, "Office", kJob, course);
-}
-
-void World::remove_records() const {
-    for (const char* name : {"hpc", "settings", "forceattr", "notapprovedjobs"}) {
-        for (const auto& entry : fs::directory_iterator(folder.spool(name))) fs::remove_all(entry.path());
-    }
 }
 
 host::Outcome World::print(const std::string& data, DWORD write_size) {

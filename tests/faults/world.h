@@ -17,11 +17,12 @@ using Lines = std::vector<std::string>;
 
 extern const Text kPrinterName;
 constexpr DWORD kJob = 7;
+// Of which all traces are cleared away.
+extern const host::Course kEveryCourse;
 
 class World : public host::PrintServer {
   public:
-    // `library` and `helper`: paths of this machine.
-    World(const std::string& library, const std::string& helper);
+    explicit World(const std::string& library);
 
     ~World() override { release_library(); }
 
@@ -29,8 +30,6 @@ class World : public host::PrintServer {
 
     // Empties the spool folders, the log and the registry and stores the port; no monitor is loaded afterwards.
     void reset(const Lines& settings);
-    void lay_out(const host::Course& course) const;  // for the job
-    void remove_records() const;                     // all of them
 
     // Lets the library stay when the monitor goes, until it is released.
     void keep_library();
