@@ -8,20 +8,12 @@ using Statuses = std::vector<DWORD>;
 
 class ForcedAttributes : public HelperServer {
   protected:
+    void TearDown() override { expect_clean(); }
     // The whole conversation: the name alone, up to and with the command, and how it ended.
     std::string conversation(const std::string& last_command = "forceattr", const std::string& end = "(exit)\n") const {
-        const std::string commands[] = {
-            "printername=Office\n",
-            "spoolfile=" + host::to_utf8(host::windows_path(folder.spool("forceattr"))) + "\\input-Office-7.dat\n",
-            "jobid=7\n",
-            "forceattr\n",
-        };
-        std::string text;
-        for (const std::string& command : commands) {
-            text += command;
-            if (command.starts_with(last_command)) break;
-        }
-        return text + end;
+        const std::string file = host::to_utf8(host::windows_path(folder.spool("forceattr") + "/input-Office-7.dat"));
+        const std::string all = "\nprintername=Office\nspoolfile=" + file + "\njobid=7\nforceattr\n";
+        return all.substr(1, all.find('\n', all.find("\n" + last_command) + 1)) + end;
     }
 };
 
@@ -34,40 +26,34 @@ constexpr size_t kMiB = 1 << 20;
 
 TEST_F(ForcedAttributes, WhatTheHelperWritesIsWhatThePrinterGets) {
     const std::string large = pattern(3 * kMiB);
-    const struct {
-        const char* name;
-        std::string script;
-        std::string job;
-        DWORD first_write;
-        std::string printed;
-        int piece = 65535;  // of the forwarding
-    } cases[] = {
+    // The name, the helper's script, the job and its first write, what is printed, the pieces of the forwarding.
+    const std::tuple<const char*, std::string, std::string, DWORD, std::string, int> cases[] = {
         {"PostScript grows", "", kPage, 65536, kForcedPage, 65535},
-        {"PostScript without comments", "", "%!\nshowpage", 3, "%!\n" + kRequest + "showpage"},
-        {"first write of 4096", "", large, 4096, large},
+        {"PostScript without comments", "", "%!\nshowpage", 3, "%!\n" + kRequest + "showpage", 65535},
+        {"first write of 4096", "", large, 4096, large, 65535},
         {"first write of 1 MiB", "", large, kMiB, large, kMiB},
-        {"no data", "", "", 65536, ""},
+        {"no data", "", "", 65536, "", 65535},
         {"less than the job", "on forceattr OK then write 10 KiB", large, 65536, pattern(10240), 65536},
-        {"more than the job", "on forceattr OK then write 9 MiB", "page", 65536, pattern(9 * kMiB)},
+        {"more than the job", "on forceattr OK then write 9 MiB", "page", 65536, pattern(9 * kMiB), 65535},
         {"nothing", "on forceattr OK then exit", large, 65536, "", 65536},
     };
     start();
-    for (const auto& one : cases) {
-        SCOPED_TRACE(one.name);
-        answer_by(one.script);
+    for (const auto& [name, script, job, first_write, printed, piece] : cases) {
+        SCOPED_TRACE(name);
+        answer_by(script);
         force_attributes();
-        const std::string piece = "TSM: About to read from pipe of size: " + std::to_string(one.piece);
-        const int before = logged(piece);
-        const host::Outcome outcome = print_job(one.job, one.first_write);
+        const std::string line = "TSM: About to read from pipe of size: " + std::to_string(piece);
+        const int before = logged(line);
+        const host::Outcome outcome = print_job(job, first_write);
         EXPECT_EQ(outcome.result, host::Result::printed) << outcome.words;
         EXPECT_TRUE(outcome.identity_kept);
-        EXPECT_EQ(outcome.bytes, one.job.size());
+        EXPECT_EQ(outcome.bytes, job.size());
         EXPECT_EQ(outcome.job.commands, Statuses{JOB_CONTROL_SENT_TO_PRINTER});
-        EXPECT_TRUE(arrived() == Lines{one.printed});
+        EXPECT_TRUE(arrived() == Lines{printed});
         EXPECT_EQ(heard(), conversation());
-        EXPECT_GT(logged(piece), before);
+        EXPECT_GT(logged(line), before);
         EXPECT_EQ(work_files(), Lines{});
-        const std::string sum = ", bytes_written = " + std::to_string(one.printed.size()) + ", bytes_written_file = 0 ";
+        const std::string sum = ", bytes_written = " + std::to_string(printed.size()) + ", bytes_written_file = 0 ";
         EXPECT_GT(logged(sum), 0);
         expect_clean();
     }
@@ -97,16 +83,31 @@ TEST_F(ForcedAttributes, AHelperThatDoesNotTakeACommandFailsTheDocument) {
         }
     }
     EXPECT_EQ(logged("TSM: failed to send force attr data", "ERROR"), 28);
-    answer_by("on printername ERROR");
-    force_attributes();
-    start_monitor();
-    EXPECT_EQ(work_files(), Lines{}) << "swept";
 }
 
-// ... and counts as restarted, whatever the spooler answers.
-TEST_F(ForcedAttributes, ALostPrinterHasTheJobRestarted) {
+TEST_F(ForcedAttributes, WithDebugOnEveryFileIsKeptAndARestartFindsThem) {
     start({"ForceAttributesDebug=on"});
     force_attributes();
+    EXPECT_EQ(print_job(kPage).result, host::Result::printed);
+    EXPECT_EQ(arrived(), Lines{kForcedPage});
+    const Lines all = {"input-Office-7.dat", "job-Office-7.dat", "msf-Office-7.dat", "output-Office-7.dat"};
+    EXPECT_EQ(work_files(), all);
+    EXPECT_EQ(logged("", "ERROR"), 0);
+    EXPECT_EQ(read_file(work_file(all[0])), kPage);
+    EXPECT_EQ(read_file(work_file(all[3])), kForcedPage);
+    EXPECT_EQ(read_file(work_file(all[2])), host::force_attributes_record());
+    expect_clean();
+
+    // Without a copy there is no rewriting: a folder has its name.
+    fs::remove(work_file(all[3]));
+    fs::create_directory(work_file(all[3]));
+    EXPECT_EQ(print_job(kPage).result, host::Result::printed);
+    EXPECT_EQ(arrived(), Lines{kPage});
+    EXPECT_EQ(logged("Could not create temporary spool file.", "ERROR"), 1);
+    fs::remove(work_file(all[3]));
+    expect_clean();
+
+    // A lost printer has the job restarted, and it counts as restarted, whatever the spooler answers.
     peer::Behaviour broken;
     broken.reset_after = 300000;
     office->behave_once(broken);
@@ -115,9 +116,7 @@ TEST_F(ForcedAttributes, ALostPrinterHasTheJobRestarted) {
     EXPECT_EQ(outcome.result, host::Result::printed) << outcome.words;
     EXPECT_EQ(outcome.restarts, 1u);
     EXPECT_EQ(heard(), conversation("forceattr", "(output closed)\n") + conversation());
-    const Lines data = arrived();
-    ASSERT_FALSE(data.empty());
-    EXPECT_TRUE(data.back() == pattern(9 * kMiB));
+    EXPECT_TRUE(arrived().back() == pattern(9 * kMiB));
     EXPECT_EQ(logged("TSM forceattr: failed to send data to printer, close connection", "ERROR"), 1);
     const Statuses commands = {JOB_CONTROL_RESTART, JOB_CONTROL_SENT_TO_PRINTER, JOB_CONTROL_SENT_TO_PRINTER};
     EXPECT_EQ(outcome.job.commands, commands);
@@ -129,31 +128,6 @@ TEST_F(ForcedAttributes, ALostPrinterHasTheJobRestarted) {
     EXPECT_TRUE(monitor.end_document(port));
     EXPECT_TRUE(monitor.close_port(port));
     EXPECT_EQ(logged("TSM forceattr: the spooler refused to restart job 7", "ERROR"), 1);
-    expect_clean();
-}
-
-TEST_F(ForcedAttributes, WithDebugOnEveryFileIsKept) {
-    start({"ForceAttributesDebug=on"});
-    force_attributes();
-    EXPECT_EQ(print_job(kPage).result, host::Result::printed);
-    EXPECT_EQ(arrived(), Lines{kForcedPage});
-    const Lines all = {"input-Office-7.dat", "job-Office-7.dat", "msf-Office-7.dat", "output-Office-7.dat"};
-    EXPECT_EQ(work_files(), all);
-    EXPECT_EQ(logged("", "ERROR"), 0);
-    EXPECT_EQ(read_file(work_file("input")), kPage);
-    EXPECT_EQ(read_file(work_file("output")), kForcedPage);
-    EXPECT_EQ(read_file(work_file("msf")), host::force_attributes_record());
-    expect_clean();
-    start_monitor();
-    EXPECT_EQ(work_files(), all);
-
-    // Without a copy there is no rewriting: a folder has its name.
-    fs::remove(work_file("output"));
-    fs::create_directory(work_file("output"));
-    EXPECT_EQ(print_job(kPage).result, host::Result::printed);
-    EXPECT_EQ(arrived(), Lines{kPage});
-    EXPECT_EQ(logged("Could not create temporary spool file.", "ERROR"), 1);
-    expect_clean();
 }
 
 TEST_F(ForcedAttributes, AWorkFileThatCannotBeHadLeavesTheJobUnchanged) {
@@ -161,26 +135,22 @@ TEST_F(ForcedAttributes, AWorkFileThatCannotBeHadLeavesTheJobUnchanged) {
     const std::string directory = host::to_utf8(host::windows_path(folder.spool("forceattr")));
     // "\msf-NAME-7.dat" fits a path of 259 bytes, and "\input-NAME-7.dat" does not.
     const size_t longest = 259 - directory.size() - std::string("\\input--7.dat").size();
-    const struct {
-        std::string name;
-        std::string record;  // as its records are named
-        bool rewritten;
-    } cases[] = {
-        {"Which?", "Which_", false},
-        {"up\\..\\..\\..\\there", "up_.._.._.._there", false},
-        {std::string(longest, 'n'), std::string(longest, 'n'), true},
-        {std::string(longest + 1, 'n'), std::string(longest + 1, 'n'), false},
-        {std::string(longest + 2, 'n'), std::string(longest + 2, 'n'), false},
+    const std::pair<std::string, bool> cases[] = {
+        {"up\\..\\..\\..\\there", false},
+        {std::string(longest, 'n'), true},
+        {std::string(longest + 1, 'n'), false},
     };
     int failures = 0;
-    for (const auto& one : cases) {
-        SCOPED_TRACE(one.name);
-        spooler_sim::add_printer(host::to_text(one.name));
-        force_attributes(one.record);
-        EXPECT_EQ(print_job(kPage, 65536, host::to_text(one.name)).result, host::Result::printed);
-        EXPECT_EQ(arrived(), Lines{one.rewritten ? kForcedPage : kPage});
+    for (const auto& [name, rewritten] : cases) {
+        SCOPED_TRACE(name);
+        spooler_sim::add_printer(host::to_text(name));
+        std::string record = name;  // as its records are named
+        std::replace(record.begin(), record.end(), '\\', '_');
+        force_attributes(record);
+        EXPECT_EQ(print_job(kPage, 65536, host::to_text(name)).result, host::Result::printed);
+        EXPECT_EQ(arrived(), Lines{rewritten ? kForcedPage : kPage});
         EXPECT_EQ(work_files(), Lines{});
-        if (!one.rewritten) ++failures;
+        if (!rewritten) ++failures;
         EXPECT_EQ(logged("TSM: unable to create force attributes input file ", "ERROR"), failures);
         EXPECT_EQ(logged("Could not create temporary spool file. Cannot rewrite spool file to perform force attributes "
                          "or watermarking.",
@@ -194,26 +164,22 @@ TEST_F(ForcedAttributes, ARecordThatIsNotWholeForcesNothing) {
     start();
     const std::string record = host::force_attributes_record();
     const size_t copies = record.find("set_num_copies");
-    const std::string cases[] = {
-        "",
-        record.substr(0, copies) + "#END\r\n",
-        std::string(record).replace(record.find("TRUE"), 4, "Y"),
-        std::string(record).replace(record.find("DRAFT"), 5, std::string(256, 'D')),
+    const std::pair<std::string, bool> cases[] = {
+        {"", false},
+        {record.substr(0, copies) + "#END\r\n", false},
+        {std::string(record).replace(record.find("TRUE"), 4, "Y"), false},
+        {std::string(record).replace(record.find("DRAFT"), 5, std::string(256, 'D')), false},
+        // Neither the version nor the terminator counts.
+        {std::string(record).replace(record.find("=1"), 2, "=9").substr(0, record.find("#END")), true},
     };
-    for (const std::string& one : cases) {
+    for (const auto& [text, rewritten] : cases) {
         force_attributes();
-        write_file(work_file("msf"), one);
+        write_file(work_file("msf-Office-7.dat"), text);
         EXPECT_EQ(print_job(kPage).result, host::Result::printed);
-        EXPECT_EQ(arrived(), Lines{kPage}) << one;
-        EXPECT_EQ(heard(), "");
+        EXPECT_EQ(arrived(), Lines{rewritten ? kForcedPage : kPage}) << text;
+        EXPECT_EQ(heard(), rewritten ? conversation() : "");
         expect_clean();
     }
-    force_attributes();
-    write_file(work_file("msf"),
-               std::string(record).replace(record.find("=1"), 2, "=9").substr(0, record.find("#END")));
-    EXPECT_EQ(print_job(kPage).result, host::Result::printed);
-    EXPECT_EQ(arrived(), Lines{kForcedPage}) << "neither the version nor the terminator counts";
-    expect_clean();
 }
 
 TEST_F(ForcedAttributes, AHelperThatIsGoneAtTheEndLosesTheJob) {
@@ -227,12 +193,8 @@ TEST_F(ForcedAttributes, AHelperThatIsGoneAtTheEndLosesTheJob) {
     EXPECT_EQ(logged("TSM: cannot find helper and so no force attributes"), 1);
     const Lines left = {"input-Office-7.dat", "job-Office-7.dat", "msf-Office-7.dat"};
     EXPECT_EQ(work_files(), left);
-    EXPECT_TRUE(fs::remove(work_file("input"))) << "nobody has it open";
+    EXPECT_TRUE(fs::remove(work_file(left[0]))) << "nobody has it open";
     install_helper();
-    expect_clean();
-    fs::create_directory(base / "spool" / "forceattr" / "folder");
-    start_monitor();
-    EXPECT_EQ(work_files(), Lines{"folder"}) << "swept";
 }
 
 }  // namespace

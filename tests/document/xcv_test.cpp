@@ -26,16 +26,6 @@ class Xcv : public PrintServer {
         return send_name(monitor, command, name, access);
     }
     DWORD get(const Text& name, PortConfig& config) { return read_config(monitor, name, config); }
-    // A copy with nothing behind it, so that a read past the end is seen.
-    static std::unique_ptr<BYTE[]> exact(const void* data, size_t size) {
-        std::unique_ptr<BYTE[]> block(new BYTE[size]);
-        if (size != 0) memcpy(block.get(), data, size);
-        return block;
-    }
-    static std::unique_ptr<BYTE[]> letters(size_t size) {
-        const std::string text(size, 'A');
-        return exact(text.data(), size);
-    }
     DWORD send_raw(LPCWSTR command, const void* input, DWORD input_size, void* output = nullptr,
                    DWORD output_size = 0) {
         return host::Xcv(monitor, W("Office"), kAdministrator).send(command, input, input_size, output, output_size);
@@ -46,17 +36,12 @@ TEST_F(Xcv, APortsLife) {
     configure({"Debug=on"});
     peer::TcpPrinter first;
     peer::TcpPrinter second;
-    spooler_sim::add_printer(W("Printer"));
+    spooler_sim::add_printer(W("Office"));
     load();
-    const auto print_page = [&] {
-        host::Document page = document(W("Printer"), host::memory_source("page"));
-        page.port = W("Office");
-        return monitor.print_document(page).result;
-    };
     EXPECT_EQ(send(W("TSPortExists"), Text(W("Office")), 0), 0u);
     ASSERT_EQ(send(W("TSAddPort"), config(W("Office"), W("127.0.0.1"), first.port())), 0u);
     EXPECT_EQ(send(W("TSPortExists"), Text(W("oFFICE")), 0), static_cast<DWORD>(ERROR_ALREADY_EXISTS));
-    EXPECT_EQ(print_page(), host::Result::printed);
+    EXPECT_EQ(print(W("Office"), "page").result, host::Result::printed);
 
     // The record is kept byte for byte, with what is behind its terminators.
     PortConfig changed = config(W("Office"), W("127.0.0.1"), second.port());
@@ -67,7 +52,7 @@ TEST_F(Xcv, APortsLife) {
     ASSERT_EQ(get(W("OFFICE"), read), 0u);
     EXPECT_EQ(memcmp(&read, &changed, sizeof read), 0);
     expect_agreement();
-    EXPECT_EQ(print_page(), host::Result::printed);
+    EXPECT_EQ(print(W("Office"), "page").result, host::Result::printed);
     ASSERT_TRUE(first.wait_for_ends(1) && second.wait_for_ends(1));
     EXPECT_EQ(first.connections(), 1u);
     EXPECT_EQ(second.connection(0).data, "page");
@@ -75,7 +60,7 @@ TEST_F(Xcv, APortsLife) {
     ASSERT_EQ(send(W("TSDeletePort"), Text(W("office"))), 0u);
     EXPECT_EQ(listed(), Lines());
     EXPECT_EQ(stored(), Lines());
-    EXPECT_EQ(print_page(), host::Result::not_started);
+    EXPECT_EQ(print(W("Office"), "page").result, host::Result::not_started);
     EXPECT_EQ(logged("TSM Xcv DoPortExists: does NOT exist"), 1);
     EXPECT_EQ(logged("TSM Xcv DoPortExists: exists"), 1);
 }
@@ -88,25 +73,18 @@ TEST_F(Xcv, FailuresHaveTheirCodesAndLines) {
     const Lines before = listed();
     const PortConfig known = config(W("Office"), W("printer"));
     const PortConfig unknown = config(W("Attic"), W("printer"));
-    struct {
-        const WCHAR* command;
-        ACCESS_MASK access;
-        const PortConfig* input;
-        DWORD input_size;
-        const WCHAR* object;
-        DWORD output_size;
-        DWORD code;
-        const char* line;  // at error level; null: none
-    } const rows[] = {
-        {W("tsaddport"), kAdministrator, &unknown, 392, W(""), 0, 87, nullptr},
-        {W("TSAddPort "), kAdministrator, &unknown, 392, W(""), 0, 87, nullptr},
-        {W(""), kAdministrator, &unknown, 392, W(""), 0, 87, nullptr},
-        {W("TSAddPort"), 0, &unknown, 392, W(""), 0, 5, nullptr},
-        {W("TSAddPort"), ~kAdministrator, &unknown, 391, W(""), 0, 5, nullptr},
-        {W("TSConfigPort"), ~kAdministrator, &known, 392, W(""), 0, 5, nullptr},
-        {W("TSGetConfigInfo"), ~kAdministrator, nullptr, 0, W("Office"), 392, 5, nullptr},
-        {W("TSDeletePort"), ~kAdministrator, &known, 392, W(""), 0, 5, nullptr},
-        {W("TSAddPort"), kAdministrator, &known, 392, W(""), 0, 183, nullptr},
+    // The command, the access, the input and its size, the channel's port, the output's size, the code, and the line at
+    // error level, empty when there is none.
+    using Row =
+        std::tuple<const WCHAR*, ACCESS_MASK, const PortConfig*, DWORD, const WCHAR*, DWORD, DWORD, std::string>;
+    const Row rows[] = {
+        {W("tsaddport"), kAdministrator, &unknown, 392, W(""), 0, 87, ""},
+        {W("TSAddPort "), kAdministrator, &unknown, 392, W(""), 0, 87, ""},
+        {W("TSAddPort"), ~kAdministrator, &unknown, 391, W(""), 0, 5, ""},
+        {W("TSConfigPort"), ~kAdministrator, &known, 392, W(""), 0, 5, ""},
+        {W("TSGetConfigInfo"), ~kAdministrator, nullptr, 0, W("Office"), 392, 5, ""},
+        {W("TSDeletePort"), ~kAdministrator, &known, 392, W(""), 0, 5, ""},
+        {W("TSAddPort"), kAdministrator, &known, 392, W(""), 0, 183, ""},
         {W("TSConfigPort"), kAdministrator, &unknown, 392, W(""), 0, 87, "TSM: Unable to find the port: Attic"},
         {W("TSGetConfigInfo"), kAdministrator, nullptr, 0, W("Attic"), 392, 87, "TSM: Unable to find the port: Attic"},
         {W("TSGetConfigInfo"), kAdministrator, nullptr, 0, W(""), 392, 87, "TSM: Unable to find the port: "},
@@ -117,14 +95,14 @@ TEST_F(Xcv, FailuresHaveTheirCodesAndLines) {
         {W("TSDeletePort"), kAdministrator, &unknown, 392, W(""), 0, 2,
          "TSM Xcv DoDeletePort: \"printer\" - name not found"},
     };
-    for (const auto& row : rows) {
-        const int lines = row.line != nullptr ? logged(row.line, "ERROR") : logged(" ", "ERROR");
-        std::vector<BYTE> output(row.output_size + 1, '?');
-        const host::Xcv xcv(monitor, row.object, row.access);
-        const std::string what = host::to_utf8(row.command) + " with " + std::to_string(row.input_size);
-        EXPECT_EQ(xcv.send(row.command, row.input, row.input_size, output.data(), row.output_size), row.code) << what;
+    for (const auto& [command, access, input, input_size, object, output_size, code, line] : rows) {
+        const int lines = logged(line, "ERROR") + (line.empty() ? 0 : 1);
+        std::vector<BYTE> output(output_size + 1, '?');
+        const host::Xcv xcv(monitor, object, access);
+        const std::string what = host::to_utf8(command) + " with " + std::to_string(input_size);
+        EXPECT_EQ(xcv.send(command, input, input_size, output.data(), output_size), code) << what;
         EXPECT_EQ(output, std::vector<BYTE>(output.size(), '?')) << what;
-        EXPECT_EQ(row.line != nullptr ? logged(row.line, "ERROR") - 1 : logged(" ", "ERROR"), lines) << what;
+        EXPECT_EQ(logged(line, "ERROR"), lines) << what;
     }
     SetLastError(0);
     EXPECT_EQ(send(W("TSAddPort"), config(W("lpt1:"), W("printer"))), 183u) << "another monitor's";
@@ -139,13 +117,11 @@ TEST_F(Xcv, MonitorUiNamesItsLibrary) {
     load();
     const host::Xcv xcv(monitor, W("Tessaron TCP/IP Port"), 0);
     for (const DWORD size : {0u, 41u, 42u, 43u}) {
-        const auto output = letters(size);
+        std::vector<BYTE> output(size);
         DWORD needed = 0;
-        EXPECT_EQ(xcv.send(W("MonitorUI"), nullptr, 0, output.get(), size, &needed), size < 42 ? 122u : 0u) << size;
+        EXPECT_EQ(xcv.send(W("MonitorUI"), nullptr, 0, output.data(), size, &needed), size < 42 ? 122u : 0u) << size;
         EXPECT_EQ(needed, 42u);
-        if (size >= 42) {
-            EXPECT_EQ(memcmp(output.get(), W("tsprintportmonui.dll"), 42), 0);
-        }
+        EXPECT_TRUE(size < 42 || memcmp(output.data(), W("tsprintportmonui.dll"), 42) == 0);
     }
 }
 
@@ -159,7 +135,7 @@ TEST_F(Xcv, ACheckConnectsAndLeavesNothingOpen) {
     EXPECT_EQ(office->connection(0).bytes, 0u);
 
     // A longer input is one of a later port UI: its beginning is understood.
-    EXPECT_EQ(send_raw(W("TSPortIsValid"), exact(&good, sizeof good).get(), kMost), 0u);
+    EXPECT_EQ(send_raw(W("TSPortIsValid"), &good, kMost), 0u);
     ASSERT_TRUE(office->wait_for_ends(2));
     office->refuse();
     EXPECT_EQ(send(W("TSPortIsValid"), good, 0), 1u);
@@ -173,12 +149,11 @@ TEST_F(Xcv, ACheckConnectsAndLeavesNothingOpen) {
 TEST_F(Xcv, OpenHandlesDoNotDependOnEachOther) {
     start({});
     PortConfig read = {};
-    auto first = std::make_unique<host::Xcv>(monitor, W("Office"), kAdministrator);
-    auto second = std::make_unique<host::Xcv>(monitor, W("Office"), kAdministrator);
-    auto third = std::make_unique<host::Xcv>(monitor, W("Office"), kAdministrator);
-    for (auto* const closed : {&first, &third}) {
+    std::unique_ptr<host::Xcv> channels[3];
+    for (auto& channel : channels) channel = std::make_unique<host::Xcv>(monitor, W("Office"), kAdministrator);
+    for (auto* const closed : {&channels[0], &channels[2]}) {
         closed->reset();
-        EXPECT_EQ(second->send(W("TSGetConfigInfo"), nullptr, 0, &read, sizeof read), 0u);
+        EXPECT_EQ(channels[1]->send(W("TSGetConfigInfo"), nullptr, 0, &read, sizeof read), 0u);
     }
     // The object's name is the handle's own; there may be none.
     HANDLE nameless = nullptr;
@@ -194,23 +169,21 @@ TEST_F(Xcv, NothingIsReadPastTheInput) {
     start();
     const Lines before = listed();
     for (const DWORD size : {0u, 1u, 2u, 257u, 258u, 259u, 260u, 387u, 391u, 393u, 600u}) {
-        const auto block = letters(size);
-        EXPECT_EQ(send_raw(W("TSAddPort"), block.get(), size), 87u) << size;
-        EXPECT_EQ(send_raw(W("TSConfigPort"), block.get(), size), 87u) << size;
-        EXPECT_EQ(send_raw(W("TSDeletePort"), block.get(), size), kNotFound) << size;
-        EXPECT_EQ(send_raw(W("TSPortExists"), block.get(), size), 0u) << size;
-        if (size < sizeof(PortConfig)) {
-            EXPECT_EQ(send_raw(W("TSPortIsValid"), block.get(), size), 87u) << size;
-        }
-        EXPECT_EQ(send_raw(W("TSGetConfigInfo"), block.get(), size, block.get(), size), 87u) << size;
+        std::vector<BYTE> block(size, 'A');  // nothing is behind it, so that a read past its end is seen
+        EXPECT_EQ(send_raw(W("TSAddPort"), block.data(), size), 87u) << size;
+        EXPECT_EQ(send_raw(W("TSConfigPort"), block.data(), size), 87u) << size;
+        EXPECT_EQ(send_raw(W("TSDeletePort"), block.data(), size), kNotFound) << size;
+        EXPECT_EQ(send_raw(W("TSPortExists"), block.data(), size), 0u) << size;
+        EXPECT_TRUE(size >= sizeof(PortConfig) || send_raw(W("TSPortIsValid"), block.data(), size) == 87) << size;
+        EXPECT_EQ(send_raw(W("TSGetConfigInfo"), block.data(), size, block.data(), size), 87u) << size;
     }
     // Sizes beyond anything, with the text ended well before them.
     const PortConfig known = config(W("Office"), W("printer"));
-    EXPECT_EQ(send_raw(W("TSAddPort"), exact(&known, sizeof known).get(), kMost), 87u);
-    EXPECT_EQ(send_raw(W("TSConfigPort"), exact(&known, sizeof known).get(), kMost), 87u);
-    const auto attic = exact(W("Attic"), 12);
-    EXPECT_EQ(send_raw(W("TSDeletePort"), attic.get(), kMost), kNotFound);
-    EXPECT_EQ(send_raw(W("TSPortExists"), attic.get(), kMost), 0u);
+    EXPECT_EQ(send_raw(W("TSAddPort"), &known, kMost), 87u);
+    EXPECT_EQ(send_raw(W("TSConfigPort"), &known, kMost), 87u);
+    const WCHAR attic[] = W("Attic");
+    EXPECT_EQ(send_raw(W("TSDeletePort"), attic, kMost), kNotFound);
+    EXPECT_EQ(send_raw(W("TSPortExists"), attic, kMost), 0u);
 
     for (const LPCWSTR command : {W("TSAddPort"), W("TSConfigPort"), W("TSDeletePort"), W("TSPortExists"),
                                   W("TSPortIsValid"), W("TSGetConfigInfo")}) {
@@ -223,7 +196,8 @@ TEST_F(Xcv, NothingIsReadPastTheInput) {
     EXPECT_NE(send_raw(W("MonitorUI"), nullptr, kMost, nullptr, kMost), 0u);
     EXPECT_EQ(listed(), before);
     expect_agreement();
-    EXPECT_EQ(send_raw(W("TSDeletePort"), exact(W("OFFICE"), 12).get(), 12), 0u) << "a name that fills its input";
+    const WCHAR full[] = {'O', 'F', 'F', 'I', 'C', 'E'};
+    EXPECT_EQ(send_raw(W("TSDeletePort"), full, sizeof full), 0u) << "a name that fills its input";
     expect_agreement();
 }
 
@@ -237,6 +211,7 @@ TEST_F(Xcv, WhatIsAddedLasts) {
         EXPECT_EQ(send(W("TSPortExists"), name), 183u) << host::to_utf8(name);
         EXPECT_EQ(send(W("TSAddPort"), config(name, W("printer"))), 183u) << host::to_utf8(name);
     }
+    EXPECT_EQ(send(W("TSPortExists"), Text(64, W('u'))), 0u) << "not that whose name fills its field";
     for (const Text& name : odd) EXPECT_EQ(send(W("TSDeletePort"), name), 0u) << host::to_utf8(name);
     const Text longer(5000, W('l'));
     EXPECT_EQ(send(W("TSPortExists"), longer), 0u);
@@ -253,13 +228,8 @@ TEST_F(Xcv, WhatIsAddedLasts) {
         expect_agreement();
     }
     EXPECT_EQ(send(W("TSAddPort"), config(W("b\u00DCRO \u0436 \u65E5\u672C"), W("printer"))), 183u);
-    Lines before = listed();
     restart();
     EXPECT_EQ(listed(), stored()) << "the order is the registry's";
-    Lines after = listed();
-    std::sort(before.begin(), before.end());
-    std::sort(after.begin(), after.end());
-    EXPECT_EQ(after, before);
     PortConfig read = {};
     ASSERT_EQ(get(Text(64, W('N')), read), 0u);
     const PortConfig full = config(Text(64, W('n')), Text(128, W('a')));

@@ -36,7 +36,7 @@ Child start_child(WideString command) {
     PROCESS_INFORMATION information{};
     if (CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &information)) {
         child.process = information.hProcess;
-        child.thread = information.hThread;
+        CloseHandle(information.hThread);
         child.id = information.dwProcessId;
     } else {
         child.error = GetLastError();
@@ -48,7 +48,7 @@ Child start_child(WideString command) {
 }
 
 void close_child(Child& child) {
-    for (HANDLE* handle : {&child.process, &child.thread, &child.input, &child.output}) close_and_clear(*handle);
+    for (HANDLE* handle : {&child.process, &child.input, &child.output}) close_and_clear(*handle);
 }
 
 bool write_text(HANDLE file, const std::string& text) {

@@ -11,7 +11,6 @@ using WideString = std::basic_string<WCHAR>;
 
 struct Child {
     HANDLE process = nullptr;
-    HANDLE thread = nullptr;
     HANDLE input = nullptr;   // the write end of its standard input
     HANDLE output = nullptr;  // the read end of its standard output
     DWORD id = 0;

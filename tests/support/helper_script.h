@@ -36,9 +36,8 @@ class HelperServer : public PrintServer {
         handles_ = open_handles();
     }
     void install_helper() {
-        const fs::path program = path_of(host::executable_folder()) / kProgram;
         remove_helper();
-        ASSERT_TRUE(fs::copy_file(program, base / kProgram));
+        ASSERT_TRUE(fs::copy_file(path_of(host::executable_folder()) / kProgram, base / kProgram));
     }
     // Once the last one has ended: the file of a running program can neither be written nor, on Windows, deleted.
     void remove_helper() {
@@ -51,20 +50,15 @@ class HelperServer : public PrintServer {
 
     // -- Records of the Print Provider
 
-    void check_hardware(const std::string& printer = "Office") {
-        write_file(base / "spool" / "settings" / path_of(printer + ".dat"), host::settings_record());
-    }
-    fs::path work_file(const std::string& kind, const std::string& printer = "Office", DWORD job = kJob) const {
-        return base / "spool" / "forceattr" / path_of(kind + "-" + printer + "-" + std::to_string(job) + ".dat");
-    }
+    void check_hardware() { EXPECT_TRUE(host::write_settings_record(folder, "Office")); }
+    fs::path work_file(const std::string& name) const { return path_of(folder.spool("forceattr") + "/" + name); }
     void force_attributes(const std::string& printer = "Office", DWORD job = kJob) {
-        write_file(work_file("msf", printer, job), host::force_attributes_record());
-        write_file(work_file("job", printer, job), "meta-data");
+        EXPECT_TRUE(host::write_force_attributes_records(folder, printer, job));
     }
     // The names in the force-attributes directory, sorted.
     Lines work_files() const {
         Lines names;
-        for (const auto& entry : fs::directory_iterator(base / "spool" / "forceattr")) {
+        for (const auto& entry : fs::directory_iterator(work_file(""))) {
             names.push_back(utf8_of(entry.path().filename()));
         }
         std::sort(names.begin(), names.end());
@@ -104,8 +98,6 @@ class HelperServer : public PrintServer {
         remove_transcripts();
         fs::remove(base / "ts-print-monitor.script");
         spooler_sim::set_printer_status(W("Office"), 0);
-        EXPECT_EQ(spooler_sim::open_printers(), 0u);
-        EXPECT_EQ(spooler_sim::open_tokens(), 0u);
         arrived();
         host::Document next = document(W("Office"), host::memory_source("next page"));
         next.job_id = kJob + 1000;

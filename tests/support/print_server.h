@@ -69,8 +69,11 @@ class PrintServer : public testing::Test, protected host::PrintServer {
         return printer;
     }
 
-    host::Outcome print_job(DWORD id, const std::string& data, bool not_approved = false) {
-        host::Document job = document(W("Office"), host::memory_source(data));
+    // On the port "Office".
+    host::Outcome print_job(DWORD id, const std::string& data, bool not_approved = false,
+                            const Text& printer = W("Office")) {
+        host::Document job = document(printer, host::memory_source(data));
+        job.port = W("Office");
         job.job_id = id;
         job.not_approved = not_approved;
         return monitor.print_document(job);
@@ -129,21 +132,6 @@ class PrintServer : public testing::Test, protected host::PrintServer {
         }
         return count;
     }
-    // The messages of the debug log from the first one that contains `from` on, without place and thread number.
-    Lines messages(const std::string& from) const {
-        Lines found;
-        bool on = false;
-        for (const std::string& line : log_lines()) {
-            const size_t start = line.find(" - ");
-            const size_t end = line.rfind(" [");
-            if (start == std::string::npos || end == std::string::npos || end < start) continue;
-            const std::string message = line.substr(start + 3, end - start - 3);
-            on = on || message.find(from) != std::string::npos;
-            if (on) found.push_back(message);
-        }
-        return found;
-    }
-
     peer::TcpPrinter* office = nullptr;
     DWORD written = 0;  // by the last write
 

@@ -1,13 +1,15 @@
 // A folder of its own for a test, gone with everything in it when the test is over.
 #pragma once
 
-#include "winapi/winapi.h"
-
 #include <cstdio>
+#include <filesystem>
 #include <string>
 
+#include "tools/host/platform.h"
+#include "tools/host/setup.h"
+
 // A stream as the product opens one ("r", "w" or "a", each with "b" too), or null.
-inline FILE* open_stream(const std::basic_string<WCHAR>& path, LPCWSTR mode) {
+inline FILE* open_stream(const host::Text& path, LPCWSTR mode) {
     const int access = mode[0] == W('r')   ? _O_RDONLY
                        : mode[0] == W('w') ? _O_WRONLY | _O_CREAT | _O_TRUNC
                                            : _O_WRONLY | _O_CREAT | _O_APPEND;
@@ -18,17 +20,21 @@ inline FILE* open_stream(const std::basic_string<WCHAR>& path, LPCWSTR mode) {
 
 class ScratchDir {
   public:
-    ScratchDir();
+    ScratchDir() = default;
     ScratchDir(const ScratchDir&) = delete;
     ScratchDir& operator=(const ScratchDir&) = delete;
-    ~ScratchDir();
+    ~ScratchDir() {
+        std::error_code ignored;
+        std::filesystem::remove_all(host::path_of(folder_), ignored);
+    }
 
-    // "C:\...", without a separator at the end.
-    const std::basic_string<WCHAR>& path() const { return path_; }
-    std::basic_string<WCHAR> file(const std::basic_string<WCHAR>& name) const { return path_ + W("\\") + name; }
+    // As Windows' functions take it, without a separator at the end.
+    const host::Text& path() const { return path_; }
+    host::Text file(const host::Text& name) const { return path_ + W("\\") + name; }
     // The same for functions that take narrow text.
-    std::string narrow(const std::string& name) const;
+    std::string narrow(const std::string& name) const { return host::to_utf8(file(host::to_text(name))); }
 
   private:
-    std::basic_string<WCHAR> path_;
+    const std::string folder_ = host::make_temporary_folder();
+    const host::Text path_ = host::windows_path(folder_);
 };

@@ -1,7 +1,10 @@
 // The settings, print-provider.conf and env-version.
+#include <algorithm>
+#include <map>
 #include <set>
 
 #include "common/config.h"
+#include "common/util.h"
 #include "tests/unit/log_fixture.h"
 
 namespace {
@@ -55,12 +58,7 @@ TEST_F(Config, StoresNumbersAndSwitches) {
     const std::string set = "DEBUG: Config: ";
     const std::string snmp = "DEBUG: Using error polling method from SNMP and ";
     // clang-format off
-    const struct {
-        const char* entry;
-        int32_t C::* field;
-        int32_t value;
-        std::string line;  // what the log says with details on
-    } cases[] = {
+    const std::tuple<const char*, int32_t C::*, int32_t, std::string> cases[] = {
         {"TLS=yes", &C::use_tls, 1, set + "TLS set to: TRUE"},
         {"tls=TRUE", &C::use_tls, 1, set + "TLS set to: TRUE"},
         {"TLS=1", &C::use_tls, 0, set + "TLS set to: FALSE"},
@@ -87,13 +85,13 @@ TEST_F(Config, StoresNumbersAndSwitches) {
         {"CheckHeldJobMillis=x", &C::check_held_job_ms, 0, "ERROR: Invalid value assigned to CheckHeldJobMillis"},
     };
     // clang-format on
-    for (const auto& row : cases) {
+    for (const auto& [entry, field, value, line] : cases) {
         reset();
         session_context.debug_logging = 1;
-        EXPECT_EQ(parse(row.entry), Strings{});
-        EXPECT_EQ(c.*row.field, row.value) << row.entry;
+        EXPECT_EQ(parse(entry), Strings{});
+        EXPECT_EQ(c.*field, value) << entry;
         const Strings lines = logged();
-        EXPECT_EQ(lines.empty() ? "" : lines.back(), row.line) << row.entry;
+        EXPECT_EQ(lines.empty() ? "" : lines.back(), line) << entry;
     }
 }
 
@@ -176,11 +174,7 @@ TEST_F(Config, ReadsTheEnvironmentsVersion) {
     const std::string line = "ERROR: Invalid env version value at line number: 1";
     const std::string name = "ERROR: Invalid name in env version file at line number: 2";
     // clang-format off
-    const struct {
-        const char* bytes;
-        int32_t version;
-        Strings lines;
-    } cases[] = {
+    const std::tuple<const char*, int32_t, Strings> cases[] = {
         {"EnvVersion=13\r\n", 13, {}},
         {"# comment=1\n; comment\n\n \benvVERSION= \b 10x=7\n", 10, {}},
         {"envversion=12\nenvversion=x\n", 12, {bad}},
@@ -193,12 +187,12 @@ TEST_F(Config, ReadsTheEnvironmentsVersion) {
         {"", 15, {none}},
     };
     // clang-format on
-    for (const auto& row : cases) {
+    for (const auto& [bytes, version, lines] : cases) {
         reset();
-        write_bytes(file, row.bytes);
+        write_bytes(file, bytes);
         EXPECT_EQ(config_load_env_version(file.c_str(), &session_context), 0);
-        EXPECT_EQ(c.env_version, row.version) << row.bytes;
-        EXPECT_EQ(logged(), row.lines) << row.bytes;
+        EXPECT_EQ(c.env_version, version) << bytes;
+        EXPECT_EQ(logged(), lines) << bytes;
     }
     session_context.debug_logging = 1;
     write_bytes(file, "a=\nenvversion=9");
@@ -207,6 +201,172 @@ TEST_F(Config, ReadsTheEnvironmentsVersion) {
     EXPECT_EQ(logged(), (Strings{"DEBUG: Parsing env version file: " + file,
                                  "DEBUG: Empty value in env version file at line number: 1",
                                  "DEBUG: Environment version: 9", "ERROR: Invalid env version file path"}));
+}
+
+// -- The set-up for a base directory: derived directories, the rules of the printing modes, the dump -----------------
+
+class ConfigInit : public LogTest {
+  protected:
+    int init(const std::string& conf, const std::string& env_version = "") {
+        write_bytes(path("print-provider.conf"), "LogRotateCheckCount=0\n" + conf);  // no check among the lines
+        os_file_delete(path("env-version").c_str());
+        if (!env_version.empty()) write_bytes(path("env-version"), "EnvVersion=" + env_version + "\n");
+        testing::internal::CaptureStderr();
+        const int result = config_init(base().c_str());
+        testing::internal::GetCapturedStderr();
+        return result;
+    }
+    // Compares all that was logged, but for what differs from one machine to the next.
+    void expect_logged(const std::string& digest) const {
+        Strings lines = logged();
+        for (std::string& line : lines) {
+            for (const std::string& text : {base(), std::string(c.server_name)}) {
+                const size_t place = line.find(text);
+                if (place != std::string::npos) line.replace(place, text.size(), "<>");
+            }
+        }
+        EXPECT_EQ(digest_of(lines), digest) << testing::PrintToString(lines);
+    }
+};
+
+TEST_F(ConfigInit, DerivesTheDefaults) {
+    EXPECT_EQ(init("# nothing but\nDebug=on\n"), 1);
+    const std::string name = c.server_name;
+    EXPECT_EQ(name.find_first_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ"), std::string::npos);
+    expect_logged("c2d5aa0f576f714b");
+}
+
+// A value of its own for each setting shows that each is stored in, and dumped from, its own field.
+TEST_F(ConfigInit, DumpsEverySettingOfTheFile) {
+    std::string conf = "Debug=dev\n";
+    for (size_t i = 0; i < CONFIG_VAR_COUNT; ++i) {
+        const ConfigVar& var = config_vars[i];
+        const std::string number = std::to_string(1000 + i);
+        if (var.type == CONFIG_VAR_INT) conf += std::string(var.name) + "=" + number + "\r\n";
+        if (var.type == CONFIG_VAR_BOOL) conf += std::string(var.name) + (var.default_integer ? "=off\n" : "=on\n");
+        if (var.type == CONFIG_VAR_STRING) conf += std::string(var.name) + "=t" + number + "\n";
+    }
+    conf +=
+        "TLSMinProtocolVersion=tlsv1.0\nTLSMaxProtocolVersion=tlsv1.3\nServerName=Srv\nErrorPollMethod=both\n"
+        "CheckHeldJobMillis=1234\nLogRotateCheckCount=0\n";
+    EXPECT_EQ(init(conf), 1);
+    expect_logged("bc2a0c6d1ef4fb8d");
+    EXPECT_EQ(c.encrypted_debug_dir_path, c.encrypted_spool_dir_path + std::string("\\debug"));
+    EXPECT_EQ(std::string({c.saved_spool_dir_path[0], c.hpc_spool_dir_path[0]}), "tt") << "as the file says";
+}
+
+// Some lines are there only when their setting says something.
+TEST_F(ConfigInit, LeavesOutOfTheDumpWhatIsNotSet) {
+    const auto labels = [this](const std::string& conf) {
+        EXPECT_EQ(init("Debug=on\n" + conf), 1);
+        const Strings lines = logged();
+        std::set<std::string> found;
+        for (auto line = std::find(lines.begin(), lines.end(), "DEBUG: Dump of Session Context:");
+             line != lines.end();) {
+            found.insert(line->substr(7, line->find(": ", 7) - 7));
+            ++line;
+        }
+        return found;
+    };
+    std::map<std::string, std::string> conditional = {
+        {"ignore_document_names", "IgnoreDocumentNames=x\n"},
+        {"ignore_os_document_names", "IgnoreOSDocumentNames=x\n"},
+        {"check_held_job_delete_on_unpause", "CheckHeldDeleteOnUnpause=off\n"},
+        {"app_server_api_key", "ApplicationServerApiKey=x\n"},
+        {"username_override_prefix", "UsernameOverridePrefix=x\n"},
+        {"username_override_suffix", "UsernameOverrideSuffix=x\n"}};
+    for (const std::string number : {"1", "2", "3", "4", "5"}) {
+        conditional["hwcheck_model" + number] = "HWCheckModel" + number + "=x\n";
+        conditional["username_override_regex" + number] = "UsernameOverrideRegex" + number + "=x\n";
+    }
+    const std::set<std::string> always = labels("");
+    for (const auto& [label, entry] : conditional) {
+        std::set<std::string> expected = always;
+        EXPECT_TRUE(expected.insert(label).second) << label;
+        EXPECT_EQ(labels(entry), expected);
+    }
+    for (const auto& [method, word] :
+         {std::pair{"snmp", "snmp"}, {"snmpdontsetos", "snmp (no os update)"}, {"os", "os"}, {"both", "os and snmp"}}) {
+        EXPECT_EQ(init(std::string("Debug=on\nErrorPollMethod=") + method), 1);
+        const Strings lines = logged();
+        EXPECT_EQ(std::count(lines.begin(), lines.end(), std::string("DEBUG: error_poll_method: ") + word), 1);
+    }
+}
+
+TEST_F(ConfigInit, DerivesFromWhatTheFileNames) {
+    EXPECT_EQ(init("SpoolDir=D:\\sp\nLocksSpoolDir=L\nTransformsDir=T\nTLS=on\n"), 1);
+    EXPECT_EQ((Strings{c.hpc_spool_dir_path, c.locks_spool_dir_path, c.xvp_logs_dir_path, c.saved_spool_dir_path}),
+              (Strings{"D:\\sp\\hpc", "L", "T\\logs", path("savedspoolfiles")}));
+    EXPECT_EQ(init("BaseDir=E:\\b\\\n", "10"), 1);
+    EXPECT_EQ((Strings{c.spool_dir_path, c.saved_spool_dir_path, c.log_file_path, c.xvp_scripts_dir_path}),
+              (Strings{"E:\\b\\spool", "E:\\b\\savedspoolfiles", log_path, ""}));
+    EXPECT_EQ(config_init((base() + "\\").c_str()), 1);
+    EXPECT_EQ(c.config_file_path, path("print-provider.conf"));
+    os_file_delete(path("print-provider.conf").c_str());
+    logged();
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(config_init(base().c_str()), 0);
+    const std::string said = testing::internal::GetCapturedStderr();
+    EXPECT_TRUE(said.starts_with("Tessaron: Failed to open config file: " + path("print-provider.conf") + ", cwd="))
+        << said;
+    EXPECT_EQ(logged().back(), "ERROR: Error parsing config file: " + path("print-provider.conf") + ".");
+    EXPECT_EQ(c.spool_dir_path + std::to_string(c.use_tls), "0") << "back at the defaults";
+}
+
+TEST_F(ConfigInit, AppliesTheRulesOfThePrintingModes) {
+    const std::string mode = "INFO : Direct Printing Mode: ";
+    const Strings forced = {
+        "INFO : RollwickClientSupport is enabled, but neither DirectPrintingMode nor ServerlessPrintingMode is "
+        "enabled. "
+        "Assume DirectPrintingMode",
+        "INFO : Both DirectPrintingMode & ServerlessPrintingMode are turned on, PrintProvider will operate in "
+        "ServerlessPrintingMode.",
+        mode + "forcing EnableErrorChecks=off",
+        mode + "forcing AppLogStartStop=off",
+        mode + "forcing ServerEventsDisable=on",
+        mode + "setting ConnectTimeout=3000",
+        mode + "setting ProcessJobConnectRetries=0"};
+    const std::tuple<const char*, std::vector<int32_t>, const char*> cases[] = {
+        {"", {0, 0, 1, 1, 0, 10000, 2}, ""},
+        {"RollwickClientSupport=on\n", {1, 0, 0, 0, 1, 3000, 0}, "023456"},
+        {"DirectPrintingMode=on\n", {1, 0, 0, 0, 1, 3000, 0}, "23456"},
+        {"ServerlessPrintingMode=on\nRollwickClientSupport=on\n", {0, 1, 0, 0, 1, 3000, 0}, "23456"},
+        {"ServerlessPrintingMode=on\nDirectPrintingMode=on\n", {0, 1, 0, 0, 1, 3000, 0}, "123456"},
+        {"DirectPrintingMode=on\nConnectTimeout=5000\nProcessJobConnectRetries=1\n", {1, 0, 0, 0, 1, 5000, 1}, "234"},
+        {"DirectPrintingMode=on\nServerEventsDisable=on\nEnableErrorChecks=off\n", {1, 0, 0, 0, 1, 3000, 0}, "356"},
+    };
+    for (const auto& [conf, after, numbers] : cases) {
+        EXPECT_EQ(init(conf, "15"), 1);
+        EXPECT_EQ((std::vector{c.direct_printing_mode, c.serverless_printing_mode, c.enable_error_checks,
+                               c.application_log_start_stop, c.server_events_disable, c.connect_timeout_ms,
+                               c.process_job_connect_retries}),
+                  after)
+            << conf;
+        Strings expected;
+        for (const char digit : std::string(numbers)) expected.push_back(forced[static_cast<size_t>(digit - '0')]);
+        EXPECT_EQ(logged(), expected) << conf;
+    }
+}
+
+TEST_F(ConfigInit, DumpsByTheEnvironmentsVersion) {
+    const std::string tail = " will not work with current env_var=";
+    // clang-format off
+    const std::tuple<const char*, const char*, std::string, long> cases[] = {
+        {"11", "TLS", "DEBUG: env_version: 11", 6},
+        {"10", "DirectPrintingMode", "ERROR: direct_printing_mode: 1" + tail + "10. Minimum env_var required is: 13.", 0},
+        {"13", "ServerlessPrintingMode", "ERROR: serverless_printing_mode: 1" + tail + "13. Minimum env_var required is: 14.", 6},
+        {"13", "DirectPrintingMode", "DEBUG: direct_printing_mode: 1", 6},
+        {"14", "ServerlessPrintingMode", "DEBUG: serverless_printing_mode: 1", 6},
+    };
+    // clang-format on
+    for (const auto& [env_version, mode, mode_line, transform_lines] : cases) {
+        init(std::string("Debug=on\n") + mode + "=on\n", env_version);
+        EXPECT_EQ(c.xvp_scripts_dir_path[0] != 0, transform_lines != 0) << env_version;
+        const Strings lines = logged();
+        EXPECT_EQ(std::count(lines.begin(), lines.end(), mode_line), 1) << mode_line;
+        const auto is_transform = [](const std::string& line) { return line.starts_with("DEBUG: xvp_"); };
+        EXPECT_EQ(std::count_if(lines.begin(), lines.end(), is_transform), transform_lines) << env_version;
+    }
 }
 
 }  // namespace

@@ -9,21 +9,24 @@ namespace {
 
 class Log : public LogTest {
   protected:
-    std::string numbered(int number) const { return log_path + "." + std::to_string(number); }
-    // The log file, the temporary file and the numbered files 1 to 4.
-    Strings contents() {
+    // The files whose names are the log's and one of these ends; each holds its end, the log itself "live".
+    void write_files(const Strings& ends) const {
+        for (const std::string& end : ends) write_bytes(log_path + end, end.empty() ? "live" : end);
+    }
+    Strings contents(const Strings& ends) const {
         log_close();
-        Strings all = {read_bytes(log_path), read_bytes(log_path + ".tmp")};
-        for (int i = 1; i <= 4; ++i) all.push_back(read_bytes(numbered(i)));
+        Strings all;
+        for (const std::string& end : ends) all.push_back(read_bytes(log_path + end));
         return all;
     }
 };
 
 TEST_F(Log, WritesTheLevelsThatAreOn) {
-    for (const auto& [debug, dev, levels] : {std::tuple{0, 0, "3 4 5 99 "},
-                                             {1, 0, "2 3 4 5 99 2 "},
-                                             {0, 1, "1 3 4 5 99 1 "},
-                                             {1, 1, "1 2 3 4 5 99 1 2 "}}) {
+    const std::string always = "INFO 3 ERROR 4 INFO 5 INFO 99 ";
+    for (const auto& [debug, dev, expected] : {std::tuple{0, 0, always},
+                                               {1, 0, "DEBUG 2 " + always + "DEBUG 2 "},
+                                               {0, 1, "DEV 1 " + always + "DEV 1 "},
+                                               {1, 1, "DEV 1 DEBUG 2 " + always + "DEV 1 DEBUG 2 "}}) {
         session_context.debug_logging = debug;
         session_context.dev_logging = dev;
         for (const int level : {-1, 0, 1, 2, 3, 4, 5, 99}) {
@@ -33,14 +36,10 @@ TEST_F(Log, WritesTheLevelsThatAreOn) {
         log_debug(LOG_HERE, "2 - ");
         std::string written;
         for (const std::string& line : logged()) {
-            written += line.substr(7, line.find(" -") - 6);
-            const char level = line[7];
-            EXPECT_EQ(line.substr(0, 7), level == '1'   ? "DEV  : "
-                                         : level == '2' ? "DEBUG: "
-                                         : level == '4' ? "ERROR: "
-                                                        : "INFO : ");
+            EXPECT_EQ(line.substr(5, 2), ": ");
+            written += line.substr(0, line.find_first_of(" :")) + " " + line.substr(7, line.find(" -") - 6);
         }
-        EXPECT_EQ(written, levels);
+        EXPECT_EQ(written, expected);
     }
 }
 
@@ -105,44 +104,28 @@ TEST_F(Log, OpensItsFileWhenItCan) {
 }
 
 TEST_F(Log, MovesEveryFileUpByOne) {
-    const struct {
-        uint32_t number;
-        uint32_t limit;
-        Strings after;
-    } cases[] = {
-        {3, 4, {"live", "stale", "one", "two", "three", "four"}},
-        {3, 3, {"missing", "missing", "live", "one", "two", "four"}},
-        {4, 0, {"missing", "missing", "live", "one", "two", "three"}},
-        {2, 0, {"missing", "missing", "live", "one", "three", "four"}},
-        {1, 0, {"live", "stale", "one", "two", "three", "four"}},
-        {0, 0, {"live", "stale", "one", "two", "three", "four"}},
+    const Strings ends = {"", ".tmp", ".1", ".2", ".3", ".4"};
+    const Strings unmoved = {"live", ".tmp", ".1", ".2", ".3", ".4"};
+    const std::tuple<uint32_t, uint32_t, Strings> cases[] = {
+        {3, 4, unmoved},
+        {3, 3, {"missing", "missing", "live", ".1", ".2", ".4"}},
+        {4, 0, {"missing", "missing", "live", ".1", ".2", ".3"}},
+        {2, 0, {"missing", "missing", "live", ".1", ".3", ".4"}},
+        {1, 0, unmoved},
+        {0, 0, unmoved},
     };
-    for (const auto& row : cases) {
-        const Strings before = {"one", "two", "three", "four"};
-        for (int i = 1; i <= 4; ++i) write_bytes(numbered(i), before[static_cast<size_t>(i - 1)]);
-        write_bytes(log_path + ".tmp", "stale");
-        write_bytes(log_path, "live");
-        EXPECT_EQ(log_rotate(row.number, row.limit), 1);
-        EXPECT_EQ(contents(), row.after) << row.number << " " << row.limit;
+    for (const auto& [number, limit, after] : cases) {
+        write_files(ends);
+        EXPECT_EQ(log_rotate(number, limit), 1);
+        EXPECT_EQ(contents(ends), after) << number << " " << limit;
     }
 }
 
 TEST_F(Log, LosesNothingWhenItCannotRotate) {
-    write_bytes(log_path, "live");
+    write_files({""});
     os_mkdir((log_path + ".tmp").c_str());
     EXPECT_EQ(log_rotate(3, 0), 0);
     EXPECT_EQ(read_bytes(log_path), "live");
-
-    // Once the file is set aside, the rotation goes on past a failure.
-    const std::string other = path("other");
-    log_set_path(other.c_str());
-    for (const char* const end : {"", ".1", ".2"}) write_bytes(other + end, std::string("live") + end);
-    os_mkdir((other + ".3").c_str());
-    EXPECT_EQ(log_rotate(3, 0), 0);
-    log_info(LOG_HERE, "next");
-    log_close();
-    EXPECT_EQ(read_bytes(other + ".1") + read_bytes(other + ".2") + read_bytes(other + ".tmp"), "live.1live.2live");
-    EXPECT_EQ(parse_log(read_bytes(other)), Strings{"INFO : next"});
 
     // A numbered file that somebody has open stays where it is; what does not need its place is moved.
     const std::string held = path("held");
@@ -152,7 +135,10 @@ TEST_F(Log, LosesNothingWhenItCannotRotate) {
     FILE* const reader = os_fopen((held + ".2").c_str(), "r");
     EXPECT_EQ(log_rotate(4, 0), 0);
     fclose(reader);
+    log_info(LOG_HERE, "next");
+    log_close();
     EXPECT_EQ(read_bytes(held + ".1") + read_bytes(held + ".2"), "liveheld");
+    EXPECT_EQ(parse_log(read_bytes(held)), Strings{"INFO : next"});
 
     for (const size_t length : {255u, 256u, 259u}) {  // too long to number
         const std::string file = path(std::string(length - path("").size(), 'l'));
@@ -174,18 +160,14 @@ TEST_F(Log, LosesNothingWhenItCannotRotate) {
 // Files are moved by what is there, however many may be kept and wherever there are gaps.
 TEST_F(Log, KeepsAsManyFilesAsItIsTold) {
     const Strings others = {".02", ".2x", ".+2", ".99999999999", ".0"};
-    for (const std::string& end : others) write_bytes(log_path + end, "other");
-    for (const char* const end : {".1", ".2", ".7", ".1500", ".2147483646"}) write_bytes(log_path + end, end);
-    write_bytes(log_path, "live");
+    write_files(others);
+    write_files({"", ".1", ".2", ".7", ".1500", ".2147483646"});
     EXPECT_EQ(log_rotate(INT32_MAX, 0), 1);
-    write_bytes(log_path, "next");
+    write_files({""});
     EXPECT_EQ(log_rotate(INT32_MAX, 0), 1);
-    log_close();
-    const std::pair<const char*, const char*> after[] = {
-        {".1", "next"},    {".2", "live"}, {".3", ".1"},       {".4", ".2"},
-        {".7", "missing"}, {".9", ".7"},   {".1502", ".1500"}, {".2147483647", "missing"}};
-    for (const auto& [end, content] : after) EXPECT_EQ(read_bytes(log_path + end), content) << end;
-    for (const std::string& end : others) EXPECT_EQ(read_bytes(log_path + end), "other") << end;
+    EXPECT_EQ(contents({".1", ".2", ".3", ".4", ".7", ".9", ".1502", ".2147483647"}),
+              (Strings{"live", "live", ".1", ".2", "missing", ".7", ".1500", "missing"}));
+    EXPECT_EQ(contents(others), others);
 }
 
 TEST_F(Log, TellsTheLocalTime) {
@@ -221,10 +203,10 @@ TEST_F(Log, ChecksItsSizeAtEvery200thLine) {
     session_context.log_rotate_number = 10;
     session_context.log_rotate_check_count = 200;  // and a limit of 0: each check rotates
     for (int i = 0; i < 1000; ++i) log_info(LOG_HERE, "line");
-    log_close();
-    EXPECT_EQ(parse_log(read_bytes(log_path)).size() + parse_log(read_bytes(numbered(5))).size(), 201u);
-    for (int i = 1; i < 5; ++i) EXPECT_EQ(parse_log(read_bytes(numbered(i))).size(), 200u) << i;
-    EXPECT_FALSE(os_file_exists(numbered(6).c_str()));
+    const Strings files = contents({"", ".5", ".1", ".2", ".3", ".4", ".6"});
+    EXPECT_EQ(parse_log(files[0]).size() + parse_log(files[1]).size(), 201u);
+    for (size_t i = 2; i < 6; ++i) EXPECT_EQ(parse_log(files[i]).size(), 200u) << i;
+    EXPECT_EQ(files[6], "missing");
 }
 
 }  // namespace

@@ -10,12 +10,7 @@ class Os : public LogTest {};
 
 TEST_F(Os, JoinsPaths) {
     // clang-format off
-    const struct {
-        const char *directory, *name;
-        size_t size;
-        const char* joined;
-        size_t lines;
-    } cases[] = {
+    const std::tuple<const char*, const char*, size_t, const char*, size_t> cases[] = {
         {"C:\\dir", "a.dat", 260, "C:\\dir\\a.dat", 0}, {"C:\\dir\\", "a.dat", 260, "C:\\dir\\a.dat", 0},
         {"", "a.dat", 260, "\\a.dat", 0},               {nullptr, "a.dat", 260, "a.dat", 0},
         {"C:\\dir", nullptr, 260, "C:\\dir\\", 0},      {"C:/dir/", "a", 260, "C:/dir/\\a", 0},
@@ -24,10 +19,10 @@ TEST_F(Os, JoinsPaths) {
     };
     // clang-format on
     char out[260];
-    for (const auto& row : cases) {
-        EXPECT_EQ(os_cat_path(out, row.size, row.directory, row.name), 1);
-        EXPECT_STREQ(out, row.joined);
-        EXPECT_EQ(logged().size(), row.lines) << row.joined;
+    for (const auto& [directory, name, size, joined, lines] : cases) {
+        EXPECT_EQ(os_cat_path(out, size, directory, name), 1);
+        EXPECT_STREQ(out, joined);
+        EXPECT_EQ(logged().size(), lines) << joined;
     }
     EXPECT_EQ(os_cat_path(nullptr, 10, "d", nullptr) + os_cat_path(out, 10, nullptr, nullptr), 0);
     EXPECT_EQ(logged().at(0),

@@ -41,13 +41,7 @@ TEST_F(Records, ReadOneField) {
     const std::string boolean = "Boolean key, \"k\", has non-boolean value: ";
     const std::string equals = "Unable to find \"=\" in serialize file for line: ";
     // clang-format off
-    const struct {
-        char kind;
-        std::string bytes;
-        int result;
-        const char* value;
-        std::string error;
-    } cases[] = {
+    const std::tuple<char, std::string, int, std::string, std::string> cases[] = {
         {'i', "# TS Serialize Data\r\nk=5\r\n", 1, "5", ""},
         {'i', "k=-7x", 1, "-7", ""},
         {'i', "\n \t \r\n  # k=1\n#END\n\t k= 12", 1, "12", ""},
@@ -70,10 +64,10 @@ TEST_F(Records, ReadOneField) {
         {'b', "k =TRUE\n", 0, "kept", key + "\"k \""},
     };
     // clang-format on
-    for (const auto& row : cases) {
-        SerializeStore* const store = open(row.bytes);
-        EXPECT_EQ(unpack(store, row.kind), std::pair(row.result, std::string(row.value))) << row.bytes;
-        EXPECT_EQ(logged(), row.error.empty() ? Strings{} : Strings{"ERROR: " + row.error}) << row.bytes;
+    for (const auto& [kind, bytes, result, value, error] : cases) {
+        SerializeStore* const store = open(bytes);
+        EXPECT_EQ(unpack(store, kind), std::pair(result, value)) << bytes;
+        EXPECT_EQ(logged(), error.empty() ? Strings{} : Strings{"ERROR: " + error}) << bytes;
         serialize_close(store);
         logged();
     }
@@ -143,11 +137,7 @@ TEST_F(Records, ReadWhatAVersionOfAPrintersSettingsHas) {
     const std::string four = three + "queue-confidentiality-mode=HIDE_NAME\n";
     const std::string note = "DEBUG: NOTE: Printer settings file P_1.dat version ";
     const std::string latest = " found (latest version is 5)";
-    const struct {
-        std::string bytes;
-        std::vector<int> fields;  // in the record's order
-        std::string line;
-    } cases[] = {
+    const std::tuple<std::string, std::vector<int>, std::string> cases[] = {
         {"version=0\n" + one, {0, 1, 2, 2, 0, 0}, note + "0" + latest},
         {"version=2\n" + two, {2, 1, 2, 0, 0, 0}, note + "2" + latest},
         {"version=3\n" + three, {3, 1, 2, 0, 0, 1}, note + "3" + latest},
@@ -165,30 +155,26 @@ TEST_F(Records, ReadWhatAVersionOfAPrintersSettingsHas) {
         {"version=3\n" + two + "virtual=Y\n", {}, ""},
     };
     session_context.debug_logging = 1;
-    for (const auto& row : cases) {
-        write_bytes(path("P_1.dat"), "# TS Serialize Data\n" + row.bytes + "#END\n");
+    for (const auto& [bytes, fields, expected_note] : cases) {
+        write_bytes(path("P_1.dat"), "# TS Serialize Data\n" + bytes + "#END\n");
         PrinterSettings s;
         memset(&s, 0x55, sizeof s);
-        EXPECT_EQ(serialize_settings_readin(base().c_str(), "P:1", &s), row.fields.empty() ? 0 : 1) << row.bytes;
-        if (row.fields.empty()) continue;
+        EXPECT_EQ(serialize_settings_readin(base().c_str(), "P:1", &s), fields.empty() ? 0 : 1) << bytes;
+        if (fields.empty()) continue;
         EXPECT_EQ((std::vector<int>{s.version, s.enable_color_detection, s.failure_mode, s.hardware_check_mode,
                                     s.queue_confidentiality_mode, s.is_virtual}),
-                  row.fields);
+                  fields);
         std::string notes;
         for (const std::string& line : logged()) notes += line.find("NOTE") != std::string::npos ? line : "";
-        EXPECT_EQ(notes, row.line);
+        EXPECT_EQ(notes, expected_note);
     }
 }
 
 TEST_F(Records, WriteTheProgressOfAJob) {
-    const std::string file = path("hpc\\job-P1-7.dat");
-    for (const uint32_t count : {3u, 12u, 4u}) {  // the folder is made; a longer file is cut
-        const HpcJobRecord record = {"P1", 7, count};
-        EXPECT_EQ(serialize_hpc_job_write(path("hpc").c_str(), &record), 1);
-        EXPECT_EQ(read_bytes(file),
-                  "# TS Serialize Data\r\nversion=1\r\nwrite_port=" + std::to_string(count) + "\r\n#END\r\n");
-        EXPECT_EQ(serialize_hpc_job_write(path("a\\b").c_str(), &record), 0);
-    }
+    const HpcJobRecord record = {"P1", 7, 3};
+    EXPECT_EQ(serialize_hpc_job_write(path("hpc").c_str(), &record), 1) << "the folder is made";
+    EXPECT_EQ(read_bytes(path("hpc\\job-P1-7.dat")), "# TS Serialize Data\r\nversion=1\r\nwrite_port=3\r\n#END\r\n");
+    EXPECT_EQ(serialize_hpc_job_write(path("a\\b").c_str(), &record), 0);
 }
 
 }  // namespace

@@ -1,10 +1,11 @@
-// Formatting, bounded text, encodings and counted strings.
+// Formatting, bounded text, encodings and counted strings; a printer's problem in words.
 #include <algorithm>
 #include <cstdlib>
 
 #include "common/enc.h"
 #include "common/util.h"
 #include "tests/unit/log_fixture.h"
+#include "winportmon/tsmon/helper_status.h"
 
 namespace {
 
@@ -99,11 +100,7 @@ TEST_F(Text, CopiesAndAppendsWithinTheSize) {
 TEST_F(Text, CountsStrings) {
     constexpr int kWhole = INT32_MAX;
     // clang-format off
-    const struct {
-        const char* left;
-        const char* right;
-        int count, result;
-    } cases[] = {
+    const std::tuple<const char*, const char*, int, int> cases[] = {
         {"Debug", "dEBUG", kWhole, 0}, {"Debug ", "Debug", kWhole, ' '}, {"Debug", "Debug ", kWhole, -' '},
         {"a", "B", kWhole, -1}, {"", "", kWhole, 0}, {"aX", "a", kWhole, 'x'}, {"[", "{", kWhole, '[' - '{'},
         {"\xE4", "a", kWhole, -28 - 'a'}, {"\xC4", "\xE4", kWhole, -32}, {"a", "a\xE4", kWhole, 28},
@@ -164,6 +161,30 @@ TEST_F(Text, ConvertsWithinTheLimits) {
         EXPECT_NE(bytes.find(std::string("DEV  : ts.cpp:30 - Assertion failed: 0 : ") + condition), std::string::npos);
     }
     EXPECT_EQ(parse_log(bytes), expected);
+}
+
+TEST_F(Text, TellsTheBitsOfAProblem) {
+    const std::tuple<std::string, DWORD, DWORD> cases[] = {
+        {"", 0, 0},
+        {"no paper", 0, 0},
+        {"No Paper", 0x10, 0x40},
+        {"Offline", 0x2, 0x2},
+        {"Job Suspended", 0, 0x2},
+        {"Jammed, Offline", 0x8, 0x2},
+        {"Offline; No Paper", 0x10, 0x40},
+        {"tray 2: Low Toner / No Toner / Door Open", 0x460000, 0x2},
+        {"Output Full and Output Near Full", 0x800, 0x2},
+    };
+    for (const auto& [text, printer, job] : cases) {
+        EXPECT_EQ(tsmon::PrinterStatusFromErrorText(text.c_str()), printer) << text;
+        EXPECT_EQ(tsmon::JobStatusFromErrorText(text.c_str()), job) << text;
+    }
+    for (const char* const text :
+         {"Low Paper", "Service Requested", "Input Tray Missing", "Output Tray Missing", "Marker Supply Missing",
+          "Output Near Full", "Input Tray Empty", "Overdue Prevent Maintenance"}) {
+        EXPECT_EQ(tsmon::PrinterStatusFromErrorText(text), 0x2u) << text;
+        EXPECT_EQ(tsmon::JobStatusFromErrorText(text), 0x2u) << text;
+    }
 }
 
 }  // namespace

@@ -1,13 +1,60 @@
-// What only the layer shows of a document: the debugger's output, a name with several addresses.
+// What only the layer shows of a document: printers and helpers that hold it up, for which its clock shortens the wait,
+// the debugger's output, a name with several addresses, and what a helper has open.
 #include <atomic>
+#include <set>
 
-#include "tests/support/print_server.h"
-#include "winapi/linux/control.h"
+#include "tests/support/helper_script.h"
+#include "tests/support/linux/fast_clock.h"
+#include "tests/support/reported.h"
+#include "winapi/linux/handle.h"
 
 namespace test {
 namespace {
 
+using Causes = std::multiset<std::string>;
+
 class Layer : public PrintServer {};
+
+TEST_F(Layer, APrinterHasThirtySecondsToClose) {
+    start();
+    peer::Behaviour silent;
+    silent.never_close = true;
+    // The monitor reads nothing, and a close counts only once everything before it has been read.
+    peer::Behaviour talking;
+    talking.answer = "@PJL USTATUS JOB\r\n";
+    Causes causes = {"printer.no-close"};
+    for (const peer::Behaviour& behaviour : {silent, talking}) {
+        office->behave_once(behaviour);
+        const FastClock clock(100);
+        const DWORD begin = GetTickCount();
+        EXPECT_EQ(print(W("Office"), "page").result, host::Result::printed);
+        EXPECT_GE(GetTickCount() - begin, 30000u);
+        const Reported reported(log());
+        EXPECT_EQ(reported.named(), causes) << reported.words;
+        EXPECT_EQ(reported.documents.back()->outcome, tsport::report::Outcome::printed);
+        EXPECT_GE(reported.documents.back()->end_ms, 30000u);
+        causes.insert("printer.never-closes");  // what one document shows stands out once it is the rule
+    }
+    EXPECT_EQ(logged("TSM: timed out waiting to get the FD_CLOSE event on the socket", "ERROR"), 2);
+    EXPECT_EQ(print(W("Office"), "next page").result, host::Result::printed);
+    ASSERT_TRUE(office->wait_for_connections(3));
+    for (const size_t i : {0u, 1u, 2u}) EXPECT_EQ(office->connection(i).data, i < 2 ? "page" : "next page");
+}
+
+// It drops the connection once it has been handed everything: what it did with the end is unknown. Wine reports such
+// a close without its error.
+TEST_F(Layer, ALossAfterTheLastByteLeavesALine) {
+    start();
+    peer::Behaviour late;
+    late.reset_after = 20000;
+    office->behave_once(late);
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(print(W("Office"), pattern(20000)).result, host::Result::printed);
+    EXPECT_EQ(logged("TSM: an error occured while waiting for FD_CLOSE event: 100", "ERROR"), 1);
+    EXPECT_EQ(logged("TSM: an error occured while waiting for FD_CLOSE event: ", "ERROR"), 1);
+    const Reported reported(log());
+    EXPECT_EQ(reported.named(), Causes{"printer.broke-off"}) << reported.words;
+    EXPECT_EQ(reported.report->sums.all().of(tsport::report::Trouble::broken_at_end), 1u);
+}
 
 // Until the settings have been read a start tells the debugger everything.
 TEST_F(Layer, AStartThatFindsNoSettingsYetIsTold) {
@@ -30,6 +77,81 @@ TEST_F(Layer, ARefusedFirstAddressIsFollowedByTheNext) {
     EXPECT_EQ(logged("TSM: Failed to connect to printer: printer.example", "ERROR"), 1);
     EXPECT_EQ(logged(" 127 0 0 9"), 1);
     winapi::set_host(u"printer.example", {});
+}
+
+class HelperLimits : public HelperServer {
+  protected:
+    ~HelperLimits() override { EXPECT_EQ(winapi::misuses(), misuses_) << "a handle was closed twice"; }
+
+  private:
+    const std::uint64_t misuses_ = winapi::misuses();
+};
+
+const std::string kAsked = "printername=Office\nprinteraddress=127.0.0.1\njobid=7\n";
+
+TEST_F(HelperLimits, TheThirteenthUnreadablePieceIsTheLast) {
+    start();
+    check_hardware();
+    const std::string piece = " then say \".\" then taken";
+    for (const int pieces : {12, 13}) {
+        std::string script = "on jobid silence for 1 ms";
+        for (int i = 0; i < pieces; ++i) script += piece;
+        answer_by(script + " then OK");
+        {
+            const FastClock clock(100);
+            EXPECT_EQ(print_job("page").result, host::Result::printed);
+        }
+        EXPECT_EQ(arrived(1), Lines{"page"});
+        const std::string end = pieces == 12 ? "wait\nstartdoc\nenddoc\n(end of input)\n" : "(output closed)\n";
+        EXPECT_EQ(heard(), kAsked + end);
+        EXPECT_EQ(logged("TSM: try reading again"), pieces == 12 ? 12 : 24);
+        EXPECT_EQ(logged("TSM: give up due to bad response string"), pieces == 12 ? 0 : 1);
+        expect_clean();
+    }
+}
+
+TEST_F(HelperLimits, AFloodIsCutOff) {
+    start();
+    check_hardware();
+    for (const std::string command : {"jobid", "wait"}) {
+        answer_by("on " + command + " write 40 MiB");
+        {
+            const FastClock clock(1000);
+            EXPECT_EQ(print_job("page").result, host::Result::printed);
+        }
+        EXPECT_EQ(arrived(1), Lines{"page"});
+        EXPECT_EQ(heard(), kAsked + (command == "wait" ? "wait\n" : "") + "(output closed)\n");
+        expect_clean();
+    }
+}
+
+// Whoever else starts a child meanwhile gives it nothing of ours: not the log, nor the work file, nor a record.
+TEST_F(HelperLimits, AHelperIsGivenNothingButItsPipes) {
+    start({"IsPrintingBasedOnPortMonitor=on"});
+    write_file(base / "spool/hpc/job-Office-7.dat", "");
+    check_hardware();
+    force_attributes();
+    answer_by("on enddoc silence until looked then OK\nrun 2: on forceattr silence until seen then OK");
+    host::Document job = document(W("Office"), host::memory_source("page"));
+    job.job_id = kJob;
+    job.progress = [](std::uint64_t) { EXPECT_EQ(winapi::inheritable_descriptors().descriptors, std::vector<int>{}); };
+    auto printing = std::async(std::launch::async, [&] { return monitor.print_document(job); });
+    ASSERT_TRUE(wait_until([this] { return read_file(run_folder(2) / "transcript").ends_with("forceattr\n"); }));
+    // What the two helpers have open besides their standard streams: their transcripts.
+    std::multiset<std::string> open;
+    std::error_code error;
+    for (const auto& process : fs::directory_iterator("/proc")) {
+        if (fs::read_symlink(process.path() / "exe", error) != fs::canonical(base / kProgram)) continue;
+        for (const auto& file : fs::directory_iterator(process.path() / "fd")) {
+            const std::string target = fs::read_symlink(file.path(), error);
+            if (target.starts_with(base.string()) || target.starts_with("socket:")) open.insert(target);
+        }
+    }
+    EXPECT_EQ(open, (std::multiset<std::string>{run_folder(1) / "transcript", run_folder(2) / "transcript"}));
+    release("seen");
+    release("looked");
+    EXPECT_EQ(printing.get().result, host::Result::printed);
+    expect_clean();
 }
 
 }  // namespace

@@ -26,39 +26,39 @@ size_t memory_in_use() {
 
 class Unload : public PrintServer {
   protected:
-    void load_and_unload(bool with_document) {
-        load();
-        if (with_document) print_and_forget();
-        monitor.unload();
-        ASSERT_EQ(GetModuleHandleW(W("tsprintportmon.dll")), nullptr) << "it is still there";
-    }
-
-    // The TCP printer's record of the connection goes too.
-    void print_and_forget() {
-        EXPECT_EQ(print(W("Office"), "page").result, host::Result::printed);
-        EXPECT_TRUE(office->wait_for_ends(office->connections()));
-        office->forget_ended();
+    void load_and_unload(int times, bool with_document) {
+        for (int i = 0; i < times; ++i) {
+            load();
+            if (with_document) {
+                EXPECT_EQ(print(W("Office"), "page").result, host::Result::printed);
+                // The TCP printer's record of the connection goes too.
+                EXPECT_TRUE(office->wait_for_ends(office->connections()));
+                office->forget_ended();
+            }
+            monitor.unload();
+            ASSERT_EQ(GetModuleHandleW(W("tsprintportmon.dll")), nullptr) << "it is still there";
+        }
     }
 };
 
 TEST_F(Unload, DocumentsLeaveNoMemoryBehind) {
     configure({"Debug=on", "LogRotateSizeKBytes=64"});
     add_printer(W("Office"));
-    for (int i = 0; i < 3; ++i) load_and_unload(true);
-    const size_t before = memory_in_use();
-    for (int i = 0; i < 100; ++i) load_and_unload(true);
-    EXPECT_LT(memory_in_use(), before + 1000);
+    load_and_unload(3, true);
+    const size_t memory = memory_in_use();
+    load_and_unload(100, true);
+    EXPECT_LT(memory_in_use(), memory + 1000);
 }
 
 // More often than a process has slots for a thread's own data; a runtime takes some at each load.
 TEST_F(Unload, ALibraryThatOnlyStartsLeavesNothingAtAll) {
     configure({});
     add_printer(W("Office"));
-    load_and_unload(true);
-    load_and_unload(false);
+    load_and_unload(1, true);
+    load_and_unload(1, false);
     const size_t memory = memory_in_use();
     const size_t handles = open_handles();
-    for (int i = 0; i < 1200; ++i) load_and_unload(false);
+    load_and_unload(1200, false);
     EXPECT_TRUE(handles_fall_to(handles)) << open_handles() << " > " << handles;
     EXPECT_LT(memory_in_use(), memory + 1000);
 }

@@ -52,7 +52,7 @@ TEST(Streams, AFullDiskAndAShortWriteAreReportedByTheFlush) {
     for (const std::u16string& path : {std::u16string(u"Z:\\dev\\full"), dir.file(u"file")}) {
         FILE* const file = open_stream(path, u"wb");
         ASSERT_NE(file, nullptr);
-        winapi::fault::arm(path[0] == u'Z' ? 0 : 1, winapi::fault::Mode::short_count);
+        winapi::fault::arm(path.ends_with(u"full") ? 0 : 1, winapi::fault::Mode::short_count);
         fputs("12345678", file);
         EXPECT_EQ(fflush(file), EOF);
         winapi::fault::disarm();

@@ -4,7 +4,6 @@
 
 #include <windows.h>
 
-#include <psapi.h>
 #include <winternl.h>
 
 #include <cstdlib>
@@ -40,19 +39,9 @@ size_t open_handles() {
     return count;
 }
 
-size_t peak_memory() {
-    PROCESS_MEMORY_COUNTERS counters{};
-    GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters);
-    return counters.PeakWorkingSetSize;
-}
-
 void set_variable(const char* name, const char* value) {
     _putenv_s(name, value != nullptr ? value : "");
     _tzset();
 }
-
-// Windows' clock cannot be hurried: what waits here really waits.
-FastClock::FastClock(double) {}
-FastClock::~FastClock() = default;
 
 }  // namespace test
