@@ -1,5 +1,6 @@
 // The formatter: conversions with hostile arguments, numbers compared with the runtime's; and formats that are any
 // bytes.
+#include <bit>
 #include <cstdio>
 
 #include "common/format.h"
@@ -44,26 +45,20 @@ std::string format_checked(const std::string& format, Arguments... arguments) {
     return whole;
 }
 
-// Flags, width and precision of a conversion, as far as the input asks for them.
-struct Modifiers {
-    std::string flags;
-    std::string width;
-    std::string precision;
-
-    Modifiers(Input& input, uint8_t asked) {
-        for (size_t i = 0; i < 5; ++i) {
-            if ((asked >> i & 1) != 0) flags += "-+ #0"[i];
-        }
-        if ((asked & 0x20) != 0) width = take_number(input);
-        if (width == "0") width.clear();  // it would be a flag
-        if ((asked & 0x40) != 0) precision = "." + take_number(input);
-    }
-    static std::string take_number(Input& input) {
+// The beginning of a conversion, with the flags, the width and the precision that the input asks for.
+std::string take_modifiers(Input& input, uint8_t asked) {
+    std::string text = "%";
+    const auto number = [&input] {
         const uint8_t first = input.byte();
         return std::to_string(first < 0xF0 ? first % 40 : input.word());
+    };
+    for (size_t i = 0; i < 5; ++i) {
+        if ((asked >> i & 1) != 0) text += "-+ #0"[i];
     }
-    std::string with(const char* length_and_type) const { return "%" + flags + width + precision + length_and_type; }
-};
+    const std::string width = (asked & 0x20) != 0 ? number() : "0";
+    if (width != "0") text += width;  // it would be a flag
+    return (asked & 0x40) != 0 ? text + "." + number() : text;
+}
 
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
@@ -76,42 +71,41 @@ std::string runtime_text(const std::string& format, Value value) {
 }
 #pragma GCC diagnostic pop
 
-// `ours` and `theirs` are a length and a type, of the formatter and of the runtime, which mean the same.
+// A conversion of the formatter, and the runtime's that means the same.
+struct Conversion {
+    const char* ours;
+    const char* theirs;
+};
+
 template <typename Number>
-void check_number(const Modifiers& modifiers, const char* ours, const char* theirs, Number number) {
-    REQUIRE(format_checked(modifiers.with(ours), number) == runtime_text(modifiers.with(theirs), number));
+void check_number(const std::string& begin, const Conversion& conversion, Number number) {
+    REQUIRE(format_checked(begin + conversion.ours, number) == runtime_text(begin + conversion.theirs, number));
 }
 
 void check_conversion(Input& input) {
-    static constexpr const char* kInts[][2] = {{"d", "d"}, {"lu", "u"}, {"x", "x"},
-                                               {"X", "X"}, {"o", "o"},  {"li", "i"}};
-    static constexpr const char* kLongs[][2] = {{"I64d", "lld"}, {"llu", "llu"}, {"I64x", "llx"}, {"llX", "llX"}};
-    static constexpr const char* kReals[] = {"f", "F", "e", "E", "g", "G"};
+    static constexpr Conversion kInts[] = {{"d", "d"}, {"lu", "u"}, {"x", "x"}, {"X", "X"}, {"o", "o"}, {"li", "i"}};
+    static constexpr Conversion kLongs[] = {{"I64d", "lld"}, {"llu", "llu"}, {"I64x", "llx"}, {"llX", "llX"}};
+    static constexpr Conversion kReals[] = {{"f", "f"}, {"F", "F"}, {"e", "e"}, {"E", "E"}, {"g", "g"}, {"G", "G"}};
     const uint8_t asked = input.byte();
-    const Modifiers modifiers(input, asked);
+    const std::string begin = take_modifiers(input, asked);
     const bool is_null = (asked & 0x80) != 0;
     const uint8_t kind = input.byte();
     if (kind % 5 == 3) {
         const std::string text(input.until('\0'));
-        format_checked(modifiers.with("s"), is_null ? nullptr : text.c_str());
+        format_checked(begin + "s", is_null ? nullptr : text.c_str());
         return;
     }
     if (kind % 5 == 4) {
         const fuzz::Text text = input.wide(input.byte());
-        format_checked(modifiers.with("S"), is_null ? nullptr : text.c_str());
+        format_checked(begin + "S", is_null ? nullptr : text.c_str());
         return;
     }
     uint64_t bits = 0;
     const std::string_view value = input.bytes(sizeof bits);
     memcpy(&bits, value.data(), value.size());
-    double real = 0;
-    memcpy(&real, &bits, sizeof real);
-    const auto& whole = kInts[kind / 5 % 6];
-    const auto& large = kLongs[kind / 5 % 4];
-    const char* const type = kReals[kind / 5 % 6];
-    if (kind % 5 == 0) check_number(modifiers, whole[0], whole[1], static_cast<int>(bits));
-    if (kind % 5 == 1) check_number(modifiers, large[0], large[1], static_cast<long long>(bits));
-    if (kind % 5 == 2) check_number(modifiers, type, type, real);
+    if (kind % 5 == 0) check_number(begin, kInts[kind / 5 % 6], static_cast<int>(bits));
+    if (kind % 5 == 1) check_number(begin, kLongs[kind / 5 % 4], static_cast<long long>(bits));
+    if (kind % 5 == 2) check_number(begin, kReals[kind / 5 % 6], std::bit_cast<double>(bits));
 }
 
 // Every argument passes for a text of either kind, for a pointer and for a number; no more conversions than there are

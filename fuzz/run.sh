@@ -23,9 +23,9 @@ fi
 
 memory=/dev/shm
 [[ -w $memory ]] || memory=${TMPDIR:-/tmp}
-FUZZ_SCRATCH=$(mktemp -d "$memory/tsm-fuzz.XXXXXX")
-trap 'rm -rf "$FUZZ_SCRATCH"' EXIT
-export UBSAN_OPTIONS=print_stacktrace=1 FUZZ_SCRATCH each build corpus
+TMPDIR=$(mktemp -d "$memory/tsm-fuzz.XXXXXX")
+trap 'rm -rf "$TMPDIR"' EXIT
+export UBSAN_OPTIONS=print_stacktrace=1 TMPDIR each build corpus
 
 # What the parser says goes to the standard error, which is closed to it here.
 run_target() {

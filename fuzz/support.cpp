@@ -1,7 +1,5 @@
 #include "fuzz/support.h"
 
-#include <unistd.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -43,12 +41,9 @@ Text Input::wide(size_t units) {
 namespace {
 
 struct Folder {
-    std::string path;
+    std::string path = std::filesystem::temp_directory_path() / "tsm-fuzz-XXXXXX";
 
     Folder() {
-        const char* parent = getenv("FUZZ_SCRATCH");
-        if (parent == nullptr) parent = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
-        path = std::string(parent) + "/tsm-fuzz-XXXXXX";
         if (mkdtemp(path.data()) == nullptr) fail("a scratch folder", path.c_str(), 0);
         winapi::map_drive(W('C'), path);
     }

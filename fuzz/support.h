@@ -36,7 +36,7 @@ class Input {
     std::string_view rest_;
 };
 
-// A folder in memory that is "C:" in this process; of its own, and gone with it. FUZZ_SCRATCH says where it is made.
+// A folder of its own that is "C:" in this process, and gone with it.
 const std::string& scratch();
 void write_file(const std::string& native_path, std::string_view contents);
 

@@ -1,17 +1,17 @@
 // The configuration channel and the calls on the port list beside it: a sequence of them. Names stay unique, what fails
-// changes nothing, every list fits its buffer, and the next start brings the same ports back.
+// changes nothing, every list fits its buffer, the registry holds the same ports, and the next start brings them back.
 #include "fuzz/support.h"
-#include "tools/host/monitor_registry.h"
-#include "tools/host/setup.h"
+#include "tools/host/platform.h"
+#include "tools/host/ports.h"
+#include "tools/host/print_server.h"
 #include "winapi/linux/control.h"
-#include "winapi/spooler_sim/spooler_sim.h"
-#include "winportmon/tsmon/tsmon.h"
 
 namespace {
 
 using fuzz::Input;
 using fuzz::Text;
-using tsmon::PortConfig;
+using host::MonitorHost;
+using host::PortConfig;
 
 constexpr size_t kMostHandles = 4;
 constexpr size_t kMostCalls = 64;
@@ -82,66 +82,39 @@ std::vector<BYTE> take_buffer(Input& input) {
 struct Port {
     Text name;
     Text address;
-    DWORD number;
+    DWORD number = 0;
 
-    bool operator==(const Port&) const = default;
     // Letter case makes no other name.
     bool operator<(const Port& other) const { return lstrcmpiW(name.c_str(), other.name.c_str()) < 0; }
+    bool operator==(const Port& other) const {
+        return !(*this < other || other < *this) && address == other.address && number == other.number;
+    }
     // Whether the registry gives it back as it was, and it touches no other port's key.
     bool is_storable() const {
         return !name.empty() && name.size() < tsmon::kPortNameSize && name.find(W('\\')) == Text::npos;
     }
 };
 
-class Monitor {
-  public:
-    Monitor() {
-        REQUIRE(RegCreateKeyExW(HKEY_LOCAL_MACHINE, host::monitor_registry_path, 0, nullptr, REG_OPTION_NON_VOLATILE,
-                                KEY_ALL_ACCESS, nullptr, &init_.hckRegistryRoot, nullptr) == ERROR_SUCCESS);
-        init_.cbSize = sizeof init_;
-        init_.hSpooler = host::spooler_handle();
-        init_.pMonitorReg = host::monitor_registry();
-        init_.bLocal = TRUE;
-        table = InitializePrintMonitor2(&init_, &handle);
-        REQUIRE(table != nullptr);
-        spooler_sim::add_monitor(table, handle);
+std::vector<Port> sorted(const std::vector<PortConfig>& configs) {
+    std::vector<Port> ports;
+    for (const PortConfig& config : configs) {
+        ports.push_back({tsmon::FieldText(config.port_name).text, tsmon::FieldText(config.printer_address).text,
+                         config.port_number});
     }
-    ~Monitor() {
-        spooler_sim::remove_monitor(handle);
-        table->pfnShutdown(handle);
-        RegCloseKey(init_.hckRegistryRoot);
-    }
-    Monitor(const Monitor&) = delete;
-    Monitor& operator=(const Monitor&) = delete;
-
-    // Its list, in its order.
-    std::vector<Port> ports() const {
-        std::vector<Port> all;
-        const auto* const context = static_cast<const tsmon::MonitorContext*>(handle);
-        for (const tsmon::PortEntry* port = context->ports; port != nullptr; port = port->next) {
-            all.push_back({tsmon::FieldText(port->config.port_name).text,
-                           tsmon::FieldText(port->config.printer_address).text, port->config.port_number});
-        }
-        return all;
-    }
-
-    MONITOR2* table = nullptr;
-    HANDLE handle = nullptr;
-
-  private:
-    MONITORINIT init_ = {};
-};
+    std::sort(ports.begin(), ports.end());
+    return ports;
+}
 
 struct XcvHandle {
     HANDLE handle;
     bool administrator;
 };
 
-XcvHandle open_xcv(Monitor& monitor, Input& input) {
+XcvHandle open_xcv(const MonitorHost& monitor, Input& input) {
     XcvHandle opened = {nullptr, input.byte() % 4 != 0};
     const Text object = take_name(input);
     const ACCESS_MASK access = opened.administrator ? SERVER_ACCESS_ADMINISTER : PRINTER_ACCESS_USE;
-    REQUIRE(monitor.table->pfnXcvOpenPort(monitor.handle, object.c_str(), access, &opened.handle));
+    REQUIRE(monitor.table()->pfnXcvOpenPort(monitor.monitor(), object.c_str(), access, &opened.handle));
     return opened;
 }
 
@@ -153,7 +126,7 @@ Handle take_out(std::vector<Handle>& handles, Input& input) {
     return handle;
 }
 
-void send(Monitor& monitor, Input& input, const XcvHandle& xcv) {
+void send(const MonitorHost& monitor, Input& input, const XcvHandle& xcv) {
     const uint8_t choice = input.byte();
     const bool is_known = choice < 0xF0;
     std::vector<BYTE> in = take_buffer(input);
@@ -161,41 +134,29 @@ void send(Monitor& monitor, Input& input, const XcvHandle& xcv) {
     std::vector<BYTE> out(room < 0x60 ? sizeof(PortConfig) : room < 0xC0 ? 42 : room);
     const Text command = is_known ? Text(kCommands[choice % 7]) : take_name(input);
     DWORD needed = 0;
-    const std::vector<Port> before = monitor.ports();
-    const DWORD result =
-        monitor.table->pfnXcvDataPort(xcv.handle, command.c_str(), in.data(), static_cast<DWORD>(in.size()), out.data(),
-                                      static_cast<DWORD>(out.size()), input.byte() % 2 != 0 ? nullptr : &needed);
-    std::vector<Port> after = monitor.ports();
-    REQUIRE((result == ERROR_SUCCESS && xcv.administrator && is_known) || before == after);
-    after.push_back({kForeignPort, {}, 0});
-    std::sort(after.begin(), after.end());
-    for (size_t i = 1; i < after.size(); ++i) REQUIRE(after[i - 1] < after[i]);
+    const std::vector<Port> before = sorted(host::listed_ports(monitor));
+    const DWORD result = monitor.table()->pfnXcvDataPort(
+        xcv.handle, command.c_str(), in.data(), static_cast<DWORD>(in.size()), out.data(),
+        static_cast<DWORD>(out.size()), input.byte() % 2 != 0 ? nullptr : &needed);
+    REQUIRE((result == ERROR_SUCCESS && xcv.administrator && is_known) ||
+            before == sorted(host::listed_ports(monitor)));
 }
 
 // The list in a buffer that is a little shorter or longer than it has to be, or just right.
-void enumerate(Monitor& monitor, DWORD level, int difference) {
+void enumerate(const MonitorHost& monitor, DWORD level, int difference) {
     DWORD needed = 0;
     DWORD returned = 0;
-    monitor.table->pfnEnumPorts(monitor.handle, nullptr, level, nullptr, 0, &needed, &returned);
+    const auto list = [&](BYTE* buffer, DWORD size) {
+        return monitor.table()->pfnEnumPorts(monitor.monitor(), nullptr, level, buffer, size, &needed, &returned);
+    };
+    list(nullptr, 0);
     if (difference < 0 && needed < static_cast<DWORD>(-difference)) return;
     std::vector<BYTE> buffer(needed + static_cast<DWORD>(difference));
-    const auto size = static_cast<DWORD>(buffer.size());
-    const BOOL listed =
-        monitor.table->pfnEnumPorts(monitor.handle, nullptr, level, buffer.data(), size, &needed, &returned);
-    REQUIRE(listed == (size >= needed ? TRUE : FALSE));
-    if (!listed) return;
-    const std::vector<Port> ports = monitor.ports();
-    REQUIRE(returned == ports.size());
-    for (DWORD i = 0; i < returned; ++i) {
-        const LPWSTR name = level == 1 ? reinterpret_cast<const PORT_INFO_1W*>(buffer.data())[i].pName
-                                       : reinterpret_cast<const PORT_INFO_2W*>(buffer.data())[i].pPortName;
-        // In a buffer of odd size it lies at an odd address.
-        REQUIRE(memcmp(name, ports[i].name.c_str(), (ports[i].name.size() + 1) * sizeof(WCHAR)) == 0);
-    }
+    REQUIRE(list(buffer.data(), static_cast<DWORD>(buffer.size())) == (buffer.size() >= needed ? TRUE : FALSE));
 }
 
-// False once a port was added that is not storable.
-bool run(Monitor& monitor, Input& input) {
+// False once a port was there that is not storable.
+bool run(const MonitorHost& monitor, Input& input) {
     bool storable = true;
     std::vector<XcvHandle> handles;
     std::vector<HANDLE> open_ports;
@@ -204,23 +165,25 @@ bool run(Monitor& monitor, Input& input) {
         if (choice == 0 || handles.empty()) {
             if (handles.size() < kMostHandles) handles.push_back(open_xcv(monitor, input));
         } else if (choice == 1) {
-            monitor.table->pfnXcvClosePort(take_out(handles, input).handle);
+            monitor.table()->pfnXcvClosePort(take_out(handles, input).handle);
         } else if (choice == 2 && open_ports.size() < kMostHandles) {
-            Text name = take_name(input);
             HANDLE port = nullptr;
-            if (monitor.table->pfnOpenPort(monitor.handle, name.data(), &port)) open_ports.push_back(port);
+            if (monitor.open_port(take_name(input), port)) open_ports.push_back(port);
         } else if (choice == 3 && !open_ports.empty()) {
-            REQUIRE(monitor.table->pfnClosePort(take_out(open_ports, input)));
+            REQUIRE(monitor.close_port(take_out(open_ports, input)));
         } else if (choice == 4) {
             const DWORD level = input.byte() % 2 + 1;
             enumerate(monitor, level, input.byte() % 5 - 2);
         } else {
             send(monitor, input, handles[input.byte() % handles.size()]);
-            for (const Port& port : monitor.ports()) storable = storable && port.is_storable();
+            std::vector<Port> ports = sorted(host::listed_ports(monitor));
+            for (const Port& port : ports) storable = storable && port.is_storable();
+            ports.insert(std::lower_bound(ports.begin(), ports.end(), Port{kForeignPort, {}}), Port{kForeignPort, {}});
+            for (size_t i = 1; i < ports.size(); ++i) REQUIRE(ports[i - 1] < ports[i]);
         }
     }
-    for (const XcvHandle& xcv : handles) monitor.table->pfnXcvClosePort(xcv.handle);
-    for (const HANDLE port : open_ports) monitor.table->pfnClosePort(port);
+    for (const XcvHandle& xcv : handles) monitor.table()->pfnXcvClosePort(xcv.handle);
+    for (const HANDLE port : open_ports) monitor.close_port(port);
     return storable;
 }
 
@@ -228,27 +191,21 @@ bool run(Monitor& monitor, Input& input) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     winapi::allow_dns(false);
-    winapi::clear_registry();
-    spooler_sim::reset();
+    host::PrintServer server(fuzz::scratch());
+    // The library stays: it counts what its code has been through.
+    static const HMODULE library = LoadLibraryW(host::windows_path(server.load_options.library).c_str());
+    REQUIRE(library != nullptr);
     spooler_sim::add_foreign_port(kForeignPort);
-    tsmon::MonitorLock.create();
     Input input(data, size);
-    std::vector<Port> before;
-    bool storable = true;
+    std::string why;
     const fuzz::NothingLeftOver nothing;
-    {
-        Monitor monitor;
-        storable = run(monitor, input);
-        before = monitor.ports();
-    }
-    // The next start brings the same ports back, in the order of the registry.
-    const Monitor monitor;
-    std::vector<Port> after = monitor.ports();
-    std::sort(before.begin(), before.end());
-    std::sort(after.begin(), after.end());
-    const auto same = [](const Port& left, const Port& right) {
-        return !(left < right || right < left) && left.address == right.address && left.number == right.number;
-    };
-    REQUIRE(!storable || std::equal(before.begin(), before.end(), after.begin(), after.end(), same));
+    REQUIRE(server.try_load(why));
+    const bool storable = run(server.monitor, input);
+    const std::vector<Port> ports = sorted(host::listed_ports(server.monitor));
+    REQUIRE(!storable || ports == sorted(host::stored_ports()));
+    server.monitor.unload();
+    REQUIRE(server.try_load(why));
+    REQUIRE(!storable || ports == sorted(host::listed_ports(server.monitor)));
+    server.monitor.unload();
     return 0;
 }
