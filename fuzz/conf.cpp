@@ -1,19 +1,13 @@
 // The settings file and the environment's version: one text, read as both by the monitor, and by the doctor, who has to
 // make the same of it.
-#include <initializer_list>
-
+#include "tools/tsport/doctor/conf.h"
 #include "common/config.h"
 #include "fuzz/support.h"
-#include "tools/tsport/doctor/conf.h"
 #include "tools/tsport/doctor/library.h"
 
 namespace {
 
 constexpr const char* kPath = "C:\\text";
-
-bool is_one_of(std::string_view text, std::initializer_list<std::string_view> words) {
-    return std::find(words.begin(), words.end(), text) != words.end();
-}
 
 void check_setting(const ConfigVar& var, const SessionContext& context) {
     const char* const field = reinterpret_cast<const char*>(&context) + var.field;
@@ -26,12 +20,6 @@ void check_setting(const ConfigVar& var, const SessionContext& context) {
 
 void check_settings(const SessionContext& context) {
     for (size_t i = 0; i < CONFIG_VAR_COUNT; ++i) check_setting(config_vars[i], context);
-    REQUIRE(context.error_poll_method >= 0 && context.error_poll_method <= 3);
-    const int32_t period = context.check_held_job_ms;
-    REQUIRE(period == -1 || period == 0 || period >= 100);  // 0: not a number
-    for (const char* const version : {context.tls_min_protocol_version, context.tls_max_protocol_version}) {
-        REQUIRE(is_one_of(version, {"TLSv1.0", "TLSv1.1", "TLSv1.2", "TLSv1.3"}));
-    }
     REQUIRE(context.env_version >= 0);
 }
 

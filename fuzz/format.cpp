@@ -93,13 +93,11 @@ void check_conversion(Input& input) {
     if (kind % 5 == 3) {
         const std::string text(input.until('\0'));
         format_checked(begin + "s", is_null ? nullptr : text.c_str());
-        return;
-    }
-    if (kind % 5 == 4) {
+    } else if (kind % 5 == 4) {
         const fuzz::Text text = input.wide(input.byte());
         format_checked(begin + "S", is_null ? nullptr : text.c_str());
-        return;
     }
+    if (kind % 5 >= 3) return;
     uint64_t bits = 0;
     const std::string_view value = input.bytes(sizeof bits);
     memcpy(&bits, value.data(), value.size());

@@ -4,22 +4,14 @@
 #include <utility>
 
 #include "fuzz/support.h"
+#include "tools/host/text.h"
 #include "tools/tsport/report/report.h"
 
 namespace {
 
-bool is_utf8_without_controls(std::string_view text) {
-    for (size_t i = 0; i < text.size(); ++i) {
-        const auto first = static_cast<unsigned char>(text[i]);
-        if ((first < 0x20 && first != '\n' && first != '\r') || first == 0x7F) return false;
-        if (first < 0x80) continue;
-        const int more = first >= 0xF0 ? 3 : first >= 0xE0 ? 2 : first >= 0xC2 ? 1 : -1;
-        if (more < 0 || first > 0xF4) return false;
-        for (int rest = 0; rest < more; ++rest) {
-            if (++i == text.size() || (static_cast<unsigned char>(text[i]) & 0xC0) != 0x80) return false;
-        }
-    }
-    return true;
+bool is_utf8_without_controls(const std::string& text) {
+    const auto is_control = [](unsigned char c) { return (c < 0x20 && c != '\n' && c != '\r') || c == 0x7F; };
+    return std::none_of(text.begin(), text.end(), is_control) && host::to_utf8(host::to_text(text)) == text;
 }
 
 // Strings end and escape what they have to; outside them every bracket is closed.

@@ -21,9 +21,7 @@ if ! { cmake --preset fuzz -B "$build" && cmake --build "$build" --parallel "$(n
     exit 1
 fi
 
-memory=/dev/shm
-[[ -w $memory ]] || memory=${TMPDIR:-/tmp}
-TMPDIR=$(mktemp -d "$memory/tsm-fuzz.XXXXXX")
+TMPDIR=$(mktemp -d)
 trap 'rm -rf "$TMPDIR"' EXIT
 export UBSAN_OPTIONS=print_stacktrace=1 TMPDIR each build corpus
 

@@ -37,19 +37,14 @@ Text take_name(Input& input) {
     return choice < 0xC0 ? Text(pick(kNames, choice)) : input.wide(input.byte() % 80);
 }
 
-// Texts that fill a field leave no room for a terminator.
-template <size_t N>
-void fill(WCHAR (&field)[N], const Text& text, WCHAR behind) {
-    for (size_t i = 0; i < N; ++i) field[i] = i < text.size() ? text[i] : i == text.size() ? WCHAR{0} : behind;
-}
-
+// Texts may fill a field and leave no room for a terminator; others have something behind it.
 PortConfig take_config(Input& input) {
-    PortConfig config;
-    const WCHAR behind = input.byte() % 2 != 0 ? WCHAR{'#'} : WCHAR{0};
-    fill(config.port_name, take_name(input), behind);
-    const uint8_t address = input.byte();
-    fill(config.printer_address, address < 0xF0 ? Text(pick(kAddresses, address)) : Text(200, WCHAR{'9'}), behind);
-    config.port_number = pick(kClosedPorts, input.byte());
+    const bool has_rest = input.byte() % 2 != 0;
+    const Text name = take_name(input);
+    const uint8_t choice = input.byte();
+    const Text address = choice < 0xF0 ? Text(pick(kAddresses, choice)) : Text(200, WCHAR{'9'});
+    PortConfig config = host::port_config(name, address, pick(kClosedPorts, input.byte()));
+    if (has_rest) *std::rbegin(config.port_name) = *std::rbegin(config.printer_address) = W('#');
     return config;
 }
 

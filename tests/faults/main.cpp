@@ -9,7 +9,7 @@
 #include <cstring>
 #include <set>
 
-#include "tests/faults/scenarios.h"
+#include "tests/faults/world.h"
 #include "tools/command_line/options.h"
 #include "tools/host/platform.h"
 #include "winapi/linux/control.h"
@@ -36,7 +36,6 @@ struct Trial {
 constexpr const char* kModeNames[] = {"once", "on", "short"};
 
 struct Options {
-    std::string library = host::executable_folder() + "/" + host::monitor_file_name();
     std::string scenario;  // only this one
     std::uint64_t call = 0;
     std::string mode = kModeNames[0];  // "none": each scenario once, with nothing that fails
@@ -45,7 +44,7 @@ struct Options {
 };
 
 constexpr char kUsage[] = R"(usage: faults [--scenario NAME] [--call K [--mode once|on|short]]
-              [--mode none] [--every N [--first K]] [--library PATH]
+              [--mode none] [--every N [--first K]]
 Without an option every call of the scenarios is made to fail, one after the other.
 )";
 
@@ -62,8 +61,8 @@ void report_death() {
     say_at_the_end("\ncrashes: ");
 }
 
-void report_signal(int signal) {
-    say_at_the_end(signal == SIGALRM ? "\nhangs: " : "\ncrashes: ");
+void report_hang(int) {
+    say_at_the_end("\nhangs: ");
     _exit(3);
 }
 
@@ -184,7 +183,7 @@ class Sweep {
 };
 
 int run(const Options& options) {
-    World world(options.library);
+    World world;
     if (!world.error().empty()) {
         fprintf(stderr, "%s\n", world.error().c_str());
         return 2;
@@ -201,19 +200,14 @@ int main(int count, char** arguments) {
     faults::Options options;
     const command_line::Program program = {"faults",
                                            faults::kUsage,
-                                           {command_line::text("--library", "PATH", options.library),
-                                            command_line::text("--scenario", "NAME", options.scenario),
+                                           {command_line::text("--scenario", "NAME", options.scenario),
                                             command_line::number("--call", 1, UINT64_MAX, options.call),
                                             command_line::text("--mode", "MODE", options.mode),
                                             command_line::number("--every", 1, UINT32_MAX, options.every),
                                             command_line::number("--first", 1, UINT32_MAX, options.first)}};
     int status = 0;
     if (!command_line::operands_of(program, host::program_arguments(count, arguments), status)) return status;
-    std::signal(SIGALRM, faults::report_signal);
-    if (__sanitizer_set_death_callback != nullptr) {
-        __sanitizer_set_death_callback(faults::report_death);
-    } else {
-        for (const int signal : {SIGSEGV, SIGABRT, SIGBUS}) std::signal(signal, faults::report_signal);
-    }
+    std::signal(SIGALRM, faults::report_hang);
+    if (__sanitizer_set_death_callback != nullptr) __sanitizer_set_death_callback(faults::report_death);
     return faults::run(options);
 }

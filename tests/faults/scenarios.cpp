@@ -1,10 +1,9 @@
-#include "tests/faults/scenarios.h"
-
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 
+#include "tests/faults/world.h"
 #include "winapi/linux/fault.h"
 #include "winapi/spooler_sim/spooler_sim.h"
 

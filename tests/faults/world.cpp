@@ -26,8 +26,7 @@ const Text kPrinterName = W("Office");
 
 const host::Course kEveryCourse = {.not_approved = true, .progress = true, .checked = true, .forced = true};
 
-World::World(const std::string& library) {
-    load_options.library = library;
+World::World() {
     const bool ready = set_up({}, error_) && host::install_helper(folder);
     if (!ready && error_.empty()) error_ = "the helper program cannot be copied";
     if (!printer_.error().empty()) error_ = printer_.error();

@@ -1,4 +1,4 @@
-// The print server of the fault sweep: the library under test, a printer on loopback, and the sample helper.
+// The print server of the fault sweep, with a printer on loopback and the sample helper; and what the sweep runs on it.
 #pragma once
 
 #include <string>
@@ -22,7 +22,7 @@ extern const host::Course kEveryCourse;
 
 class World : public host::PrintServer {
   public:
-    explicit World(const std::string& library);
+    World();
 
     ~World() override { release_library(); }
 
@@ -64,5 +64,21 @@ class World : public host::PrintServer {
     test::Stock stock_;
     HMODULE kept_ = nullptr;
 };
+
+// Prepares a world, does what may fail, and says what has to hold then.
+struct Scenario {
+    const char* name;
+    // Without faults. Leaves the monitor loaded unless loading is what may fail.
+    void (*prepare)(World& world);
+    // With a fault. Returns what is wrong with its outcome, empty when it is one that may be.
+    std::string (*run)(World& world);
+    // Each of its calls fails in every sample, too.
+    bool is_sampled_whole = false;
+};
+
+const std::vector<Scenario>& scenarios();
+
+// The pages that scenarios and the look afterwards print.
+const std::string& page();
 
 }  // namespace faults

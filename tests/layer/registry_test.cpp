@@ -67,20 +67,6 @@ TEST_F(RegistryTest, ValuesAskForTheSizeTheyNeed) {
     EXPECT_EQ(RegQueryValueExW(root_, W("HostName"), nullptr, &type, bytes, &size), LSTATUS{ERROR_FILE_NOT_FOUND});
 }
 
-TEST_F(RegistryTest, RightsAskedForAtOpeningCount) {
-    HKEY writer = nullptr;
-    HKEY child = nullptr;
-    ASSERT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, root_path, 0, KEY_SET_VALUE, &writer), success);
-    EXPECT_EQ(set_text(writer, W("a"), W("b")), success);
-    EXPECT_EQ(RegQueryValueExW(writer, W("a"), nullptr, nullptr, nullptr, nullptr), LSTATUS{ERROR_ACCESS_DENIED});
-    // Creating and deleting keys go by the rights on the key itself, whatever the handle was opened with.
-    EXPECT_EQ(create(writer, W("child"), KEY_READ, &child), success);
-    EXPECT_EQ(set_text(child, W("a"), W("b")), LSTATUS{ERROR_ACCESS_DENIED});
-    EXPECT_EQ(RegCloseKey(child), success);
-    EXPECT_EQ(RegDeleteKeyW(writer, W("child")), success);
-    RegCloseKey(writer);
-}
-
 TEST_F(RegistryTest, SubkeysComeInTheOrderOfTheirNames) {
     for (LPCWSTR name : {W("lpt 2"), W("COM"), W("LPT 10"), W("ba"), W("\u00e4"), W("Z")}) {
         HKEY key = nullptr;

@@ -1,4 +1,4 @@
-// System texts, conversions, comparison and dates.
+// System texts, conversions and comparison.
 #include "winapi/winapi.h"
 
 #include <gtest/gtest.h>
@@ -59,17 +59,6 @@ TEST(Comparison, IgnoresCaseInEveryScript) {
     EXPECT_NE(lstrcmpiW(W("\u00E4"), W("a")), 0);
     EXPECT_LT(lstrcmpiW(W("abc"), W("ABCD")), 0);
     EXPECT_GT(lstrcmpiW(W("b"), W("A")), 0);
-}
-
-TEST(Time, FileTimesCountFrom1601AndRefuseDatesThatAreNone) {
-    FILETIME result{};
-    SYSTEMTIME time{2000, 2, 0, 29, 1, 0, 0, 1};
-    EXPECT_TRUE(SystemTimeToFileTime(&time, &result));
-    EXPECT_EQ((ULARGE_INTEGER{{result.dwLowDateTime, result.dwHighDateTime}}.QuadPart),
-              116'444'736'000'000'000 + 951'786'000ULL * 10'000'000 + 10'000);
-    time.wDay = 30;
-    EXPECT_FALSE(SystemTimeToFileTime(&time, &result));
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
 }
 
 }  // namespace

@@ -1,9 +1,9 @@
-#include "tests/soak/administrators.h"
-
 #include <algorithm>
 #include <cstring>
 #include <initializer_list>
 #include <thread>
+
+#include "tests/soak/port.h"
 
 namespace soak {
 namespace {

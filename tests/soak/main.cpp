@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <thread>
 
-#include "tests/soak/administrators.h"
+#include "tests/soak/port.h"
 #include "tools/command_line/options.h"
 #include "tools/host/platform.h"
 #include "winapi/linux/control.h"
@@ -22,7 +22,6 @@ constexpr double kClockSpeed = 30;
 constexpr unsigned kPorts = 64;
 constexpr unsigned kAdministrators = 3;
 constexpr auto kProgress = std::chrono::seconds(10);
-constexpr auto kHang = std::chrono::minutes(3);
 
 struct Options {
     std::uint64_t minutes = 10;
@@ -94,8 +93,6 @@ void Soak::run_part(Clock::time_point end, std::uint64_t documents) {
 
 void Soak::watch(const std::atomic<unsigned>& running) {
     auto next = Clock::now() + kProgress;
-    auto moved = Clock::now();
-    std::uint64_t documents = 0;
     while (running != 0) {
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
         if (Clock::now() < next) continue;
@@ -108,12 +105,6 @@ void Soak::watch(const std::atomic<unsigned>& running) {
         // Finished helpers leave their transcripts, and the next one looks for the first free number among them.
         std::error_code ignored;
         std::filesystem::remove_all(server_.folder.base + "/ts-print-monitor.runs", ignored);
-        if (documents != server_.documents) moved = Clock::now();
-        documents = server_.documents;
-        if (Clock::now() - moved < kHang) continue;
-        std::printf("WRONG: %u ports hang; everything is in %s\n", running.load(), server_.folder.install.c_str());
-        std::fflush(stdout);
-        _exit(3);
     }
 }
 
@@ -165,6 +156,7 @@ int main(int count, char** arguments) {
                                             command_line::number("--seed", 0, UINT64_MAX, options.seed)}};
     int status = 0;
     if (!command_line::operands_of(program, host::program_arguments(count, arguments), status)) return status;
+    alarm(static_cast<unsigned>(60 * options.minutes + 600));  // what hangs ends
     soak::Soak soak(options);
     if (!soak.set_up()) return 2;
     return soak.run() ? 0 : 1;

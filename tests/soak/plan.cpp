@@ -16,6 +16,7 @@ struct Choice {
 };
 
 constexpr size_t kWritten = 100000;  // bytes of the script with "write"
+constexpr std::uint64_t kLost = 14;  // of a hundred documents
 
 const Choice kChoices[] = {
     {56, {}},
@@ -45,15 +46,10 @@ const Choice& draw(Random& random) {
     return *choice;
 }
 
-// Of a hundred.
-bool is_lost(std::uint64_t trouble) {
-    return trouble < 14;
-}
-
 void plan_trouble(Random& random, std::uint64_t trouble, Plan& plan) {
     peer::Behaviour& behaviour = plan.behaviour;
     const std::uint64_t place = below(random, plan.data.size() + 1);
-    if (is_lost(trouble)) {
+    if (trouble < kLost) {
         (below(random, 2) == 0 ? behaviour.reset_after : behaviour.close_after) = place;
         // With little room between monitor and printer, what is lost is felt before the end. With less than this, a
         // window that is smaller than this machine's packets makes every one of them wait.
@@ -82,7 +78,7 @@ Plan make_plan(Random& random) {
     plan.result = choice.result;
     const std::uint64_t trouble = below(random, 100);
     // A small document has been sent before its loss is felt.
-    const size_t largest = is_lost(trouble) ? 1 << 20 : kLargest[below(random, std::size(kLargest))];
+    const size_t largest = trouble < kLost ? 1 << 20 : kLargest[below(random, std::size(kLargest))];
     plan.data.resize(1 + below(random, largest));
     std::generate(plan.data.begin(), plan.data.end(), [&random] { return static_cast<char>(random()); });
     if (plan.result != Result::failed) plan.first = plan.data;

@@ -1,8 +1,9 @@
 // One port of the soak: its printer, the thread's documents one after the other, and for each of them whether what was
-// reported is what happened.
+// reported is what happened. And the administrators who work on the ports while these print.
 #pragma once
 
 #include <atomic>
+#include <deque>
 #include <mutex>
 #include <vector>
 
@@ -45,5 +46,9 @@ class Port {
     peer::TcpPrinter& printer_;
     size_t seen_ = 0;
 };
+
+// One administrator, until `stop`. Several may work at once; all ports that print are there when the last one has gone,
+// and no others.
+void administrate(Server& server, std::deque<Port>& ports, std::uint64_t seed, const std::atomic<bool>& stop);
 
 }  // namespace soak

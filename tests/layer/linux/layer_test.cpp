@@ -1,9 +1,8 @@
-// What only the layer has: drives, the path limit, full disks, what is counted, allocations that fail.
+// What only the layer has: full disks, and what is counted.
 #include "winapi/winapi.h"
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <filesystem>
 
 #include "tests/support/scratch.h"
@@ -11,41 +10,7 @@
 #include "winapi/linux/fault.h"
 #include "winapi/linux/handle.h"
 
-extern "C" void* __wrap_malloc(size_t size);
-extern "C" void* __wrap_calloc(size_t count, size_t size);
-extern "C" void* __wrap_realloc(void* block, size_t size);
-
 namespace {
-
-TEST(Drives, NameTheFolderTheHostChose) {
-    const ScratchDir dir;
-    const std::string folder = winapi::native_path(dir.path().c_str());
-    winapi::map_drive(u'q', folder);
-    const std::pair<LPCWSTR, std::string> cases[] = {
-        {u"Q:\\a\\b.txt", folder + "/a/b.txt"},
-        {u"Q:\\..\\..\\a/", folder + "/a"},  // a drive cannot be left
-        {u"Z:\\tmp", "/tmp"},
-        {u"Y:\\tmp", ""},
-        {u"\\\\server\\share\\file", ""},
-        {u"name", std::filesystem::current_path().string() + "/name"},
-    };
-    for (const auto& [path, native] : cases) EXPECT_EQ(winapi::native_path(path), native);
-}
-
-TEST(PathLimit, Is259CharactersForFilesAnd247ForFolders) {
-    const ScratchDir dir;
-    const auto name_of_length = [&dir](size_t length) {
-        return dir.file(std::u16string(length - dir.path().size() - 1, u'n'));
-    };
-    FILE* const file = open_stream(name_of_length(259), u"w");
-    ASSERT_NE(file, nullptr);
-    fclose(file);
-    EXPECT_EQ(open_stream(name_of_length(260), u"w"), nullptr);
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_PATH_NOT_FOUND});
-    EXPECT_EQ(_mkdir(winapi::to_utf8(name_of_length(247).c_str()).c_str()), 0);
-    EXPECT_NE(_mkdir(winapi::to_utf8(name_of_length(248).c_str()).c_str()), 0);
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_FILENAME_EXCED_RANGE});
-}
 
 TEST(Streams, AFullDiskAndAShortWriteAreReportedByTheFlush) {
     const ScratchDir dir;
@@ -90,17 +55,6 @@ TEST(Counts, OpenHandlesMemoryAndMisuses) {
     DeleteCriticalSection(&section);  // still held
     EnterCriticalSection(&section);   // deleted
     EXPECT_EQ(winapi::misuses(), misuses + 5);
-}
-
-TEST(Allocations, CanFail) {
-    void* const kept = __wrap_malloc(8);
-    winapi::fault::arm(1, winapi::fault::Mode::from_then_on);
-    EXPECT_EQ(GlobalAlloc(GPTR, 8), nullptr);
-    EXPECT_EQ(__wrap_malloc(8), nullptr);
-    EXPECT_EQ(__wrap_calloc(1, 8), nullptr);
-    EXPECT_EQ(__wrap_realloc(kept, 16), nullptr);
-    winapi::fault::disarm();
-    std::free(kept);
 }
 
 }  // namespace
