@@ -37,7 +37,6 @@ Child start_child(WideString command) {
     if (CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &information)) {
         child.process = information.hProcess;
         CloseHandle(information.hThread);
-        child.id = information.dwProcessId;
     } else {
         child.error = GetLastError();
     }

@@ -13,8 +13,7 @@ struct Child {
     HANDLE process = nullptr;
     HANDLE input = nullptr;   // the write end of its standard input
     HANDLE output = nullptr;  // the read end of its standard output
-    DWORD id = 0;
-    DWORD error = 0;  // why it was not started; everything else is null then
+    DWORD error = 0;          // why it was not started; everything else is null then
 };
 
 // The command line that starts tests/support/child with these arguments.

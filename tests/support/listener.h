@@ -29,7 +29,6 @@ class Peer {
         data.resize(filled);
         return data;
     }
-    void write(const std::string& data) { peer::net::send_all(socket_, data.data(), data.size()); }
     void close() {
         if (socket_ != peer::net::no_socket) peer::net::close_socket(socket_);
         socket_ = peer::net::no_socket;

@@ -61,7 +61,6 @@ TEST_F(Config, StoresNumbersAndSwitches) {
     const std::tuple<const char*, int32_t C::*, int32_t, std::string> cases[] = {
         {"TLS=yes", &C::use_tls, 1, set + "TLS set to: TRUE"},
         {"tls=TRUE", &C::use_tls, 1, set + "TLS set to: TRUE"},
-        {"TLS=1", &C::use_tls, 0, set + "TLS set to: FALSE"},
         {"EnableErrorChecks=enabled", &C::enable_error_checks, 0, set + "EnableErrorChecks set to: FALSE"},
         {"ConnectTimeout=-5", &C::connect_timeout_ms, 10000, "ERROR: Invalid value assigned to ConnectTimeout"},
         {"ConnectTimeout=fast", &C::connect_timeout_ms, 10000, "ERROR: Invalid value assigned to ConnectTimeout"},
@@ -97,28 +96,24 @@ TEST_F(Config, StoresNumbersAndSwitches) {
 
 TEST_F(Config, StoresTextsAndVersions) {
     const std::string unsupported = "' is not supported by Print Provider, use TLSv1.2";
+    const std::string unknown = "ERROR: Unknown TLS protocol version 'TLSv1' is set: use TLSv1.2";
     for (const auto& [asked, stored, line] : {std::tuple{"tlsV1.3", "TLSv1.3", std::string()},
                                               {"TLSv1.2", "TLSv1.2", ""},
                                               {"tlsv1.1", "TLSv1.1", ""},
                                               {"TLSV1.0", "TLSv1.0", ""},
                                               {"sslV3", "TLSv1.2", "ERROR: TLS version 'sslV3" + unsupported},
-                                              {"SSLv2", "TLSv1.2", "ERROR: TLS version 'SSLv2" + unsupported}}) {
+                                              {"SSLv2", "TLSv1.2", "ERROR: TLS version 'SSLv2" + unsupported},
+                                              {"TLSv1", "TLSv1.2", unknown}}) {
         for (const bool minimum : {true, false}) {
             parse(std::string(minimum ? "TLSMinProtocolVersion=" : "TLSMaxProtocolVersion=") + asked);
             EXPECT_STREQ(minimum ? c.tls_min_protocol_version : c.tls_max_protocol_version, stored);
             EXPECT_EQ(logged(), line.empty() ? Strings{} : Strings{line});
         }
     }
-    parse(
-        "TLSMaxProtocolVersion=sslv3\nTLSMinProtocolVersion=TLSv1\nTLSCABundlePath=C:\\ca\nServerName=Srv\n"
-        "ProcessJobPriority=" +
-        std::string(127, 'p') + "q\n");
-    EXPECT_EQ(logged(), (Strings{"ERROR: TLS version 'sslv3' is not supported by Print Provider, use TLSv1.2",
-                                 "ERROR: Unknown TLS protocol version 'TLSv1' is set: use TLSv1.2",
-                                 "INFO : Set TLS CA bundle path: ignore C:\\ca since OpenSSL is not used"}));
-    EXPECT_EQ((Strings{c.tls_min_protocol_version, c.tls_max_protocol_version, c.tls_ca_bundle_path, c.server_name,
-                       c.process_job_priority}),
-              (Strings{"TLSv1.2", "TLSv1.2", "", "Srv", std::string(127, 'p')}));
+    parse("TLSCABundlePath=C:\\ca\nServerName=Srv\nProcessJobPriority=" + std::string(127, 'p') + "q\n");
+    EXPECT_EQ(logged(), Strings{"INFO : Set TLS CA bundle path: ignore C:\\ca since OpenSSL is not used"});
+    EXPECT_EQ((Strings{c.tls_ca_bundle_path, c.server_name, c.process_job_priority}),
+              (Strings{"", "Srv", std::string(127, 'p')}));
 }
 
 TEST_F(Config, SwitchesLoggingFromTheEntryOn) {
