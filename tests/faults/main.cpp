@@ -39,12 +39,12 @@ struct Options {
     std::string scenario;  // only this one
     std::uint64_t call = 0;
     std::string mode = kModeNames[0];  // "none": each scenario once, with nothing that fails
-    std::uint64_t every = 1;           // only every n-th call of a scenario ...
-    std::uint64_t first = 1;           // ... from this one on
+    std::uint64_t sample = 0;          // only so many calls, evenly spread ...
+    std::uint64_t seed = 1;            // ... from one that this chooses
 };
 
 constexpr char kUsage[] = R"(usage: faults [--scenario NAME] [--call K [--mode once|on|short]]
-              [--mode none] [--every N [--first K]]
+              [--mode none] [--sample N [--seed S]]
 Without an option every call of the scenarios is made to fail, one after the other.
 )";
 
@@ -66,9 +66,8 @@ void report_hang(int) {
     _exit(3);
 }
 
-// What is wrong after one trial, empty when all holds. `function` is the one that was made to fail, empty when there
-// are fewer calls.
-std::string run_trial(World& world, const Trial& trial, std::string& function) {
+// What is wrong after one trial, empty when all holds. `calls` is the number of calls that can fail.
+std::string run_trial(World& world, const Trial& trial, std::uint64_t& calls) {
     snprintf(repeat_command, sizeof repeat_command, "faults --scenario %s --call %llu --mode %s", trial.scenario->name,
              static_cast<unsigned long long>(trial.call), kModeNames[static_cast<int>(trial.mode)]);
     alarm(kHangSeconds);
@@ -79,8 +78,7 @@ std::string run_trial(World& world, const Trial& trial, std::string& function) {
     world.take_stock();
     winapi::fault::arm(trial.call, trial.mode);
     std::string wrong = trial.scenario->run(world);
-    winapi::fault::disarm();
-    function = winapi::fault::failed_function();
+    calls = winapi::fault::disarm();
     world.arrived();
 
     const std::string left_over = world.left_over();
@@ -104,10 +102,11 @@ class Sweep {
 
     // Whether all held.
     bool run() {
+        if (options_.sample != 0) stride_ = std::max<std::uint64_t>(1, count_calls() / options_.sample);
         for (const Scenario& scenario : scenarios()) {
-            if (options_.scenario.empty() || options_.scenario == scenario.name) run_scenario(scenario);
+            if (is_wanted(scenario)) run_scenario(scenario);
         }
-        const bool is_whole = calls_ != 0 && options_.scenario.empty() && options_.every == 1;
+        const bool is_whole = calls_ != 0 && options_.scenario.empty() && stride_ == 1;
         if (is_whole) look_for_points_never_hit();
         printf("%llu calls that can fail\n%zu passed, %zu failed\n", static_cast<unsigned long long>(calls_),
                trials_ - wrong_, wrong_);
@@ -115,6 +114,21 @@ class Sweep {
     }
 
   private:
+    bool is_wanted(const Scenario& scenario) const {
+        return options_.scenario.empty() || options_.scenario == scenario.name;
+    }
+
+    // Of all scenarios, with nothing that fails.
+    std::uint64_t count_calls() {
+        std::uint64_t all = 0;
+        for (const Scenario& scenario : scenarios()) {
+            if (!is_wanted(scenario)) continue;
+            run_one({&scenario, 0, Mode::once});
+            all += counted_;
+        }
+        return all;
+    }
+
     void run_scenario(const Scenario& scenario) {
         const auto* const mode = std::find(std::begin(kModeNames), std::end(kModeNames), options_.mode);
         if (mode == std::end(kModeNames)) {
@@ -132,11 +146,10 @@ class Sweep {
         printf("%s: memory was lost\n", scenario.name);
     }
 
-    // Every call in turn, until there are no more.
+    // Calls in turn, until there are no more.
     void sweep(const Scenario& scenario) {
-        const bool is_whole = scenario.is_sampled_whole;
-        std::uint64_t call = is_whole ? 1 : options_.first;
-        for (; run_one({&scenario, call, Mode::once}); call += is_whole ? 1 : options_.every) {
+        const std::uint64_t stride = scenario.is_sampled_whole ? 1 : stride_;
+        for (std::uint64_t call = 1 + options_.seed % stride; run_one({&scenario, call, Mode::once}); call += stride) {
             ++calls_;
             const std::string function = winapi::fault::failed_function();
             run_one({&scenario, call, Mode::from_then_on});
@@ -146,8 +159,8 @@ class Sweep {
 
     // False when there are fewer calls.
     bool run_one(const Trial& trial) {
-        std::string function;
-        const std::string wrong = run_trial(world_, trial, function);
+        const std::string wrong = run_trial(world_, trial, counted_);
+        const std::string function = winapi::fault::failed_function();
         ++trials_;
         if (!wrong.empty()) {
             ++wrong_;
@@ -177,6 +190,8 @@ class Sweep {
 
     World& world_;
     const Options& options_;
+    std::uint64_t stride_ = 1;   // of the calls that are tried
+    std::uint64_t counted_ = 0;  // calls that can fail, of the trial before
     size_t trials_ = 0;
     size_t wrong_ = 0;
     std::uint64_t calls_ = 0;
@@ -203,8 +218,8 @@ int main(int count, char** arguments) {
                                            {command_line::text("--scenario", "NAME", options.scenario),
                                             command_line::number("--call", 1, UINT64_MAX, options.call),
                                             command_line::text("--mode", "MODE", options.mode),
-                                            command_line::number("--every", 1, UINT32_MAX, options.every),
-                                            command_line::number("--first", 1, UINT32_MAX, options.first)}};
+                                            command_line::number("--sample", 1, UINT32_MAX, options.sample),
+                                            command_line::number("--seed", 0, UINT32_MAX, options.seed)}};
     int status = 0;
     if (!command_line::operands_of(program, host::program_arguments(count, arguments), status)) return status;
     std::signal(SIGALRM, faults::report_hang);

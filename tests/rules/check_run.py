@@ -43,7 +43,7 @@ def line_checks():
         yield f"help {command}", (0, text, ""), run("help", command)
         yield f"{command} --hlep", (2, "", f"./run {command}: unknown option --hlep\n" + text), run(command, "--hlep")
     for words, why in {("windows", "test", "tset"): "unknown step tset", ("test", "quickly"): "too many arguments: quickly",
-                       ("fuzz", "ten"): "no number: ten", ("faults", "--first"): "--first needs a value"}.items():
+                       ("fuzz", "ten"): "no number: ten", ("faults", "--seed"): "--seed needs a value"}.items():
         status, text, errors = run(*words)
         yield " ".join(words), (2, "", f"./run {words[0]}: {why}"), (status, text, errors.splitlines()[0])
 
