@@ -130,14 +130,13 @@ TEST_F(Log, LosesNothingWhenItCannotRotate) {
     // A numbered file that somebody has open stays where it is; what does not need its place is moved.
     const std::string held = path("held");
     log_set_path(held.c_str());
-    write_bytes(held, "live");
-    write_bytes(held + ".2", "held");
-    FILE* const reader = os_fopen((held + ".2").c_str(), "r");
+    for (const char* const end : {"", ".1", ".3"}) write_bytes(held + end, std::string("live") + end);
+    FILE* const reader = os_fopen((held + ".3").c_str(), "r");
     EXPECT_EQ(log_rotate(4, 0), 0);
     fclose(reader);
     log_info(LOG_HERE, "next");
     log_close();
-    EXPECT_EQ(read_bytes(held + ".1") + read_bytes(held + ".2"), "liveheld");
+    EXPECT_EQ(read_bytes(held + ".1") + read_bytes(held + ".2") + read_bytes(held + ".3"), "livelive.1live.3");
     EXPECT_EQ(parse_log(read_bytes(held)), Strings{"INFO : next"});
 
     for (const size_t length : {255u, 256u, 259u}) {  // too long to number
