@@ -10,7 +10,7 @@ namespace {
 
 using host::PortConfig;
 
-constexpr auto kPause = std::chrono::milliseconds(3);
+constexpr auto kPause = std::chrono::milliseconds(1);
 constexpr DWORD kDone = ERROR_SUCCESS;
 // Nobody but administrators wants these.
 constexpr LPCWSTR kContested[] = {W("contested-0"), W("contested-1"), W("contested-2")};
@@ -64,11 +64,14 @@ class Administrator {
 
     // The configuration is one of those it has been given, never a mixture.
     void read(const Port& port) {
+        HANDLE handle = nullptr;
+        const bool is_open = server_.monitor.open_port(port.name(), handle);
         const DWORD exists = host::send_name(server_.monitor, W("TSPortExists"), port.name());
         expect(W("TSPortExists"), exists, {kDone, ERROR_ALREADY_EXISTS});
         PortConfig found = {};
         const DWORD code = host::read_config(server_.monitor, port.name(), found);
         expect(W("TSGetConfigInfo"), code, {kDone, ERROR_INVALID_PARAMETER});
+        if (is_open && !server_.monitor.close_port(handle)) server_.wrong("ClosePort refuses an open port");
         bool known = code != kDone;
         for (size_t i = 0; i < Port::kAddresses; ++i) {
             const PortConfig given = port.config(i);
