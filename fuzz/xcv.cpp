@@ -1,5 +1,5 @@
 // The configuration channel and the calls on the port list beside it: a sequence of them. Names stay unique, what fails
-// changes nothing, every list fits its buffer, the registry holds the same ports, and the next start brings them back.
+// changes nothing, the registry holds the same ports, and the next start brings them back.
 #include "fuzz/support.h"
 #include "tools/host/platform.h"
 #include "tools/host/ports.h"
@@ -137,19 +137,6 @@ void send(const MonitorHost& monitor, Input& input, const XcvHandle& xcv) {
             before == sorted(host::listed_ports(monitor)));
 }
 
-// The list in a buffer that is a little shorter or longer than it has to be, or just right.
-void enumerate(const MonitorHost& monitor, DWORD level, int difference) {
-    DWORD needed = 0;
-    DWORD returned = 0;
-    const auto list = [&](BYTE* buffer, DWORD size) {
-        return monitor.table()->pfnEnumPorts(monitor.monitor(), nullptr, level, buffer, size, &needed, &returned);
-    };
-    list(nullptr, 0);
-    if (difference < 0 && needed < static_cast<DWORD>(-difference)) return;
-    std::vector<BYTE> buffer(needed + static_cast<DWORD>(difference));
-    REQUIRE(list(buffer.data(), static_cast<DWORD>(buffer.size())) == (buffer.size() >= needed ? TRUE : FALSE));
-}
-
 // False once a port was there that is not storable.
 bool run(const MonitorHost& monitor, Input& input) {
     bool storable = true;
@@ -166,9 +153,6 @@ bool run(const MonitorHost& monitor, Input& input) {
             if (monitor.open_port(take_name(input), port)) open_ports.push_back(port);
         } else if (choice == 3 && !open_ports.empty()) {
             REQUIRE(monitor.close_port(take_out(open_ports, input)));
-        } else if (choice == 4) {
-            const DWORD level = input.byte() % 2 + 1;
-            enumerate(monitor, level, input.byte() % 5 - 2);
         } else {
             send(monitor, input, handles[input.byte() % handles.size()]);
             std::vector<Port> ports = sorted(host::listed_ports(monitor));

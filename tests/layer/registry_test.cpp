@@ -26,11 +26,6 @@ class RegistryTest : public testing::Test {
         return RegCreateKeyExW(key, path, 0, nullptr, REG_OPTION_NON_VOLATILE, access, nullptr, result, nullptr);
     }
 
-    static LSTATUS set_text(HKEY key, LPCWSTR name, const WideString& text) {
-        const auto* const bytes = reinterpret_cast<const BYTE*>(text.c_str());
-        return RegSetValueExW(key, name, 0, REG_SZ, bytes, static_cast<DWORD>((text.size() + 1) * sizeof(WCHAR)));
-    }
-
     static std::vector<WideString> subkeys(HKEY key) {
         std::vector<WideString> names;
         for (DWORD i = 0;; ++i) {
@@ -49,15 +44,16 @@ class RegistryTest : public testing::Test {
 };
 
 TEST_F(RegistryTest, ValuesAskForTheSizeTheyNeed) {
-    ASSERT_EQ(set_text(root_, W("HostName"), W("printer")), success);
+    WCHAR text[8] = W("printer");
+    auto* const bytes = reinterpret_cast<BYTE*>(text);
+    ASSERT_EQ(RegSetValueExW(root_, W("HostName"), 0, REG_SZ, bytes, sizeof text), success);
     DWORD type = 0;
     DWORD size = 0;
     EXPECT_EQ(RegQueryValueExW(root_, W("hostNAME"), nullptr, &type, nullptr, &size), success);
     EXPECT_EQ(type, DWORD{REG_SZ});
     EXPECT_EQ(size, 16u);
 
-    WCHAR text[8] = {};
-    auto* const bytes = reinterpret_cast<BYTE*>(text);
+    text[0] = 0;
     size = 15;
     EXPECT_EQ(RegQueryValueExW(root_, W("HostName"), nullptr, &type, bytes, &size), LSTATUS{ERROR_MORE_DATA});
     EXPECT_EQ(size, 16u);
