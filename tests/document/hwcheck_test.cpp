@@ -287,6 +287,10 @@ TEST_F(HardwareCheck, AHelperThatAppearsAfterTheStartIsFound) {
     EXPECT_EQ(print_job("page").result, host::Result::printed);
     EXPECT_EQ(logged(missing, "ERROR"), 4);
     EXPECT_EQ(logged("TSM Start Doc: no hardware check"), 1);
+    office->refuse();
+    EXPECT_EQ(print_job("page").result, host::Result::not_started);
+    EXPECT_EQ(logged("TSM: helper started but other failure and so end the helper"), 0);
+    office->listen();
 
     install_helper();
     EXPECT_EQ(print_job("page").result, host::Result::printed);
