@@ -290,12 +290,6 @@ TEST_F(Tsport, AHostedLibraryKeepsAwayFromAPrintServer) {
     EXPECT_EQ(run({"list"}).status, tsport::refused);
 }
 
-TEST_F(Tsport, AReportThatCannotBeMade) {
-    EXPECT_EQ(tsport::run({"report", "none", "--json"}).out,
-              "{\"error\": \"none is not there\", \"code\": 0, \"cause\": \"file\"}\n");
-    EXPECT_EQ(tsport::run({"report", "."}).status, tsport::refused);
-}
-
 TEST_F(Tsport, OneProcessAtATimeChangesAStore) {
     ASSERT_EQ(run({"add", "A", "h"}).status, tsport::done);
     const std::string before = read_file("store");

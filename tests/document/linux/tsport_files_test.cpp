@@ -81,18 +81,6 @@ TEST_F(TsportFiles, WhatCannotBeWrittenIsSaidAndNothingIsLost) {
     EXPECT_EQ(std::distance(fs::directory_iterator(folder_), {}), 1) << "nothing unfinished is left";
 }
 
-TEST_F(TsportFiles, ADeviceIsWrittenTo) {
-    const std::string pipe = file("pipe");
-    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-    const std::unique_ptr<FILE, int (*)(FILE*)> reader(popen(("cat '" + pipe + "'").c_str(), "r"), pclose);
-    const tsport::Answer answer = run({"export", pipe});
-    EXPECT_EQ(answer.out, "");
-    EXPECT_EQ(answer.err, "2 ports written to " + pipe + "\n");
-    std::array<char, 1000> text{};
-    EXPECT_EQ(std::string(text.data(), fread(text.data(), 1, text.size(), reader.get())), read_file(file("store")));
-    EXPECT_TRUE(fs::is_fifo(pipe));
-}
-
 // What bash would put in place of the last word, for a line typed so far.
 TEST_F(TsportFiles, BashCompletesVerbsOptionsAndNames) {
     write_file(file("script"), tsport::run({"completion", "bash"}).out);
