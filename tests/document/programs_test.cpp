@@ -10,25 +10,8 @@
 namespace test {
 namespace {
 
-struct Ended {
-    std::string output;  // both streams
-    DWORD status = 0;
-};
-
 Ended run_program(const std::string& name, const std::string& arguments) {
-    const Text path = host::windows_path(host::executable_folder() + "/" + name);
-    Child child = start_child(path + W(" ") + host::to_text(arguments));
-    Ended ended{"error " + std::to_string(child.error), 999};
-    if (child.error != 0) return ended;
-    CloseHandle(child.input);
-    child.input = nullptr;
-    DWORD error = 0;
-    ended.output = read_to_end(child.output, error);
-    WaitForSingleObject(child.process, INFINITE);
-    GetExitCodeProcess(child.process, &ended.status);
-    close_child(child);
-    std::erase(ended.output, '\r');
-    return ended;
+    return run_child(host::windows_path(host::executable_folder() + "/" + name) + W(" ") + host::to_text(arguments));
 }
 
 TEST(Programs, AnswerForHelpAndVersionAndRefuseWrongLines) {

@@ -27,7 +27,7 @@ TEST(Process, TalksOverPipes) {
 TEST(Process, AMissingProgramIsReportedToTheCaller) {
     test::WideString missing = child_command(W(""));
     missing.insert(missing.find(W(' ')), W("_missing"));
-    EXPECT_EQ(test::output_of(missing), "error 2");
+    EXPECT_EQ(test::run_child(missing).output, "error 2");
 }
 
 // A conversation may rely on the size it asked for: nobody reads while it writes.

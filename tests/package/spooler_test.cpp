@@ -232,9 +232,7 @@ TEST_F(Spooler, PortsComeChangeAndGoWhileDocumentsPrint) {
 // tsport.exe has a spooler of its own around it here: what it changes is seen by programs that start later.
 TEST_F(Spooler, TheCommandLineWorksThroughASpooler) {
     const auto tsport = [](const Text& arguments) {
-        std::string output = output_of(host::to_text(host::executable_folder()) + L"\\tsport.exe " + arguments);
-        std::erase(output, '\r');
-        return output;
+        return run_child(host::to_text(host::executable_folder()) + L"\\tsport.exe " + arguments).output;
     };
     EXPECT_EQ(tsport(L"add ts_tool 127.0.0.1 9102"), "added \"ts_tool\": 127.0.0.1 port 9102\n");
     wine_spooler::add_queue(L"New", L"ts_tool");

@@ -66,14 +66,17 @@ std::string read_to_end(HANDLE file, DWORD& error) {
     return text;
 }
 
-std::string output_of(const WideString& command) {
+Ended run_child(const WideString& command) {
     Child child = start_child(command);
-    if (child.error != 0) return "error " + std::to_string(child.error);
+    if (child.error != 0) return {"error " + std::to_string(child.error), child.error};
     close_and_clear(child.input);
     DWORD error = 0;
-    std::string text = read_to_end(child.output, error);
+    Ended ended{read_to_end(child.output, error), 0};
+    std::erase(ended.output, '\r');
+    WaitForSingleObject(child.process, INFINITE);
+    GetExitCodeProcess(child.process, &ended.status);
     close_child(child);
-    return text;
+    return ended;
 }
 
 }  // namespace test

@@ -24,7 +24,11 @@ void close_child(Child& child);
 bool write_text(HANDLE file, const std::string& text);
 // Everything up to the end, and the last error there.
 std::string read_to_end(HANDLE file, DWORD& error);
-// All that a child without input writes, "error N" when it does not start.
-std::string output_of(const WideString& command);
+struct Ended {
+    std::string output;  // of both streams, without carriage returns; "error N" when it did not start
+    DWORD status = 0;
+};
+// Runs a program that gets no input.
+Ended run_child(const WideString& command);
 
 }  // namespace test

@@ -1,4 +1,6 @@
 // What is said before there is a dialog, and the question before a port is deleted.
+#include <functional>
+
 #include "tests/ui/dialogs.h"
 
 namespace ui {
@@ -9,15 +11,15 @@ using Refusals = Dialogs;
 // Nobody can be asked, nothing is done.
 TEST_F(Refusals, WithoutAWindowThereIsNoDialogButAnError) {
     for (const HWND window : {HWND{nullptr}, reinterpret_cast<HWND>(ULONG_PTR{0xDEAD})}) {
-        SetLastError(0);
-        EXPECT_FALSE(functions().pfnAddPortUI(nullptr, window, nullptr, nullptr));
-        EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_WINDOW_HANDLE});
-        SetLastError(0);
-        EXPECT_FALSE(functions().pfnConfigurePortUI(nullptr, window, L"Office"));
-        EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_WINDOW_HANDLE});
-        SetLastError(0);
-        EXPECT_FALSE(functions().pfnDeletePortUI(nullptr, window, L"Office"));
-        EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_WINDOW_HANDLE});
+        const std::function<BOOL()> calls[] = {
+            [&] { return functions().pfnAddPortUI(nullptr, window, nullptr, nullptr); },
+            [&] { return functions().pfnConfigurePortUI(nullptr, window, L"Office"); },
+            [&] { return functions().pfnDeletePortUI(nullptr, window, L"Office"); }};
+        for (const auto& call : calls) {
+            SetLastError(0);
+            EXPECT_FALSE(call());
+            EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_WINDOW_HANDLE});
+        }
     }
     EXPECT_TRUE(spooler.asked().empty());
     for (const WCHAR* const port : {static_cast<const WCHAR*>(nullptr), L""}) {
@@ -119,17 +121,12 @@ TEST_F(DeleteDialog, PrintersThatUseThePortAreNamedAndEnterKeepsIt) {
     EXPECT_EQ(spooler.asked().back(), "send TSDeletePort");
 }
 
-TEST_F(DeleteDialog, ANameWithACommaIsFoundWhole) {
-    spooler.printers = {{L"One", L"Room 12, left"}, {L"Two", L"left"}};
-    const auto desk = delete_port(L"Room 12, left");
-    EXPECT_EQ(listed(desk->front()), std::vector<std::wstring>{L"One"});
-}
-
-TEST_F(DeleteDialog, TheLongestNameCanBeRead) {
-    const std::wstring name(64, L'W');
-    EXPECT_TRUE(fits(delete_port(name.c_str())->front(), IDC_QUESTION));
-    spooler.printers = {{L"One", name}};
-    EXPECT_TRUE(fits(delete_port(name.c_str())->front(), IDC_QUESTION));
+TEST_F(DeleteDialog, ANameWithACommaIsFoundWholeAndTheLongestCanBeRead) {
+    const std::wstring longest(64, L'W');
+    EXPECT_TRUE(fits(delete_port(longest.c_str())->front(), IDC_QUESTION));
+    spooler.printers = {{L"One", L"Room 12, left"}, {L"Two", L"left"}, {L"Three", longest}};
+    EXPECT_TRUE(fits(delete_port(longest.c_str())->front(), IDC_QUESTION));
+    EXPECT_EQ(listed(delete_port(L"Room 12, left")->front()), std::vector<std::wstring>{L"One"});
 }
 
 TEST_F(DeleteDialog, WhenThePrintersCannotBeListedThatIsSaid) {

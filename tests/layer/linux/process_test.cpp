@@ -13,7 +13,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-using test::output_of;
+using test::run_child;
 
 class LinuxProcessTest : public testing::Test {
   protected:
@@ -32,9 +32,9 @@ class LinuxProcessTest : public testing::Test {
 TEST_F(LinuxProcessTest, UnquotedNamesAreTriedBlankByBlank) {
     const auto say = [](const std::string& what) { return "#!/bin/sh\nprintf '" + what + " %s' \"$*\"\n"; };
     add_program("in a/b c/helper.exe", say("whole"));
-    EXPECT_EQ(output_of(u"P:\\in a\\b c\\helper.exe x y"), "whole x y");
+    EXPECT_EQ(run_child(u"P:\\in a\\b c\\helper.exe x y").output, "whole x y");
     add_program("in a/b.exe", say("shorter"));
-    EXPECT_EQ(output_of(u"P:\\in a\\b c\\helper.exe"), "shorter c\\helper.exe");
+    EXPECT_EQ(run_child(u"P:\\in a\\b c\\helper.exe").output, "shorter c\\helper.exe");
 }
 
 TEST_F(LinuxProcessTest, OnlyInheritableHandlesReachTheChild) {
@@ -42,9 +42,9 @@ TEST_F(LinuxProcessTest, OnlyInheritableHandlesReachTheChild) {
     WSADATA data{};
     WSAStartup(0x0202, &data);
     const SOCKET own = WSASocketW(AF_INET, SOCK_STREAM, 0, nullptr, 0, WSA_FLAG_NO_HANDLE_INHERIT);
-    EXPECT_EQ(output_of(u"P:\\list.exe").find("socket:"), std::string::npos);
+    EXPECT_EQ(run_child(u"P:\\list.exe").output.find("socket:"), std::string::npos);
     SetHandleInformation(reinterpret_cast<HANDLE>(own), HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT);
-    EXPECT_NE(output_of(u"P:\\list.exe").find("socket:"), std::string::npos);
+    EXPECT_NE(run_child(u"P:\\list.exe").output.find("socket:"), std::string::npos);
     closesocket(own);
     WSACleanup();
 }
