@@ -197,6 +197,7 @@ TEST_F(Documents, CallsThatFitNowhereLeaveTheDocumentWhole) {
     EXPECT_EQ(logged("TSM: already in startdoc and returning true"), 1);
     EXPECT_TRUE(write(port, "half"));
     EXPECT_TRUE(monitor.end_document(port));
+    EXPECT_EQ(logged("TSM: Unable to RevertToPrinterSelf for logging", "ERROR"), 8);
     EXPECT_EQ(arrived(), Lines{"first half"});
     EXPECT_EQ(logged("TSM EndDoc: printer: Office, jobid: 3, Writes 3, "), 1);
     EXPECT_EQ(job(3).commands, std::vector<DWORD>{JOB_CONTROL_SENT_TO_PRINTER});

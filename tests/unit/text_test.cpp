@@ -5,6 +5,7 @@
 #include "common/enc.h"
 #include "common/util.h"
 #include "tests/unit/log_fixture.h"
+#include "winportmon/tsmon/helper.h"
 #include "winportmon/tsmon/helper_status.h"
 
 namespace {
@@ -161,6 +162,14 @@ TEST_F(Text, ConvertsWithinTheLimits) {
         EXPECT_NE(bytes.find(std::string("DEV  : ts.cpp:30 - Assertion failed: 0 : ") + condition), std::string::npos);
     }
     EXPECT_EQ(parse_log(bytes), expected);
+}
+
+TEST_F(Text, CutsTheHelpersPathWhereItsFieldEnds) {
+    tsmon::MonitorContext context{};
+    context.ports = reinterpret_cast<tsmon::PortEntry*>(~ULONG_PTR{0});
+    tsmon::BuildHelperCommandPath(&context, std::string(MAX_PATH - 5, 'x').c_str());
+    EXPECT_EQ(util_wcsnlen(context.helper_command_path, MAX_PATH), size_t{MAX_PATH - 1});
+    EXPECT_EQ(context.ports, reinterpret_cast<tsmon::PortEntry*>(~ULONG_PTR{0}));
 }
 
 TEST_F(Text, TellsTheBitsOfAProblem) {
