@@ -8,8 +8,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
+#include <iterator>
 #include <list>
 #include <random>
 #include <thread>
@@ -22,8 +21,6 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-
 // Names as users choose them, some of which would break a page that took them for markup.
 const char* const names[] = {"Front desk",
                              "\xCE\x95\xCE\xBA\xCF\x84\xCF\x85\xCF\x80\xCF\x89\xCF\x84\xCE\xAE\xCF\x82",
@@ -32,19 +29,26 @@ const char* const names[] = {"Front desk",
                              "Accounting <b>2nd floor</b> & co",
                              "Labels \"3\" <script>alert(1)</script>"};
 
-enum class Course {
-    not_approved,
-    held,
-    dropped,
-    not_rewritten,
-    check_failed,
-    forced,
-    lost,
-    refused,
-    direct,
-    unknown_printer,
+// What becomes of a document: what the service has laid out for it, and what printer and spooler do.
+struct Kind {
+    host::Course course;
+    bool is_refused = false;
+    bool is_lost = false;  // in the middle
+    bool has_queue = true;
 };
-constexpr unsigned courses = 10;
+const Kind kinds[] = {
+    {.course = {}},
+    {.course = {.not_approved = true}},
+    {.course = {.checked = true, .script = "on startdoc WAIT \"Door Open\" for 400 ms then WAIT then OK\n"}},
+    {.course = {.checked = true, .script = "on startdoc WAIT \"No Paper\" for 400 ms then WAIT then OK\n"}},
+    {.course = {.checked = true, .script = "on startdoc DELETE\n"}},
+    {.course = {.checked = true, .script = "on jobid ERROR\n"}},
+    {.course = {.forced = true}},
+    {.course = {.forced = true, .script = "on forceattr ERROR\n"}},
+    {.course = {}, .is_refused = true},
+    {.course = {}, .is_lost = true},
+    {.course = {}, .has_queue = false},
+};
 
 struct Server {
     host::BaseFolder folder;
@@ -55,66 +59,36 @@ struct Server {
     std::atomic<std::uint64_t> written{0};  // lines, as near as it needs to be known
 };
 
-fs::path script_of(const Server& server, const std::string& printer) {
-    return host::path_of(server.folder.base) / host::path_of(printer + ".script");
-}
-
-void answer_by(const Server& server, const std::string& printer, const std::string& script) {
-    std::ofstream(script_of(server, printer)) << script;
-}
-
-// One document, as its course says, from its preparation to what has to be cleared away.
-void print(Server& server, peer::TcpPrinter& printer, const std::string& name, Course course, std::mt19937& random) {
-    const std::string record = host::settings_record_path(server.folder, name);
+// One document, from its preparation to what has to be cleared away.
+void print(Server& server, peer::TcpPrinter& printer, const std::string& name, const Kind& kind, std::mt19937& random) {
     host::Document document;
     document.port = host::to_text(name);
-    document.printer = course == Course::unknown_printer ? W("Nobody's") : document.port;
+    document.printer = kind.has_queue ? document.port : W("Nobody's");
     document.source = host::generated_source(random() % (server.paced ? 900'000 : 300'000) + 2000, random());
     document.write_size = 16384;
     document.job_id = server.monitor.next_job_id();
-    document.not_approved = course == Course::not_approved;
+    document.not_approved = kind.course.not_approved;
     document.retry_pause_ms = 5;
-    const bool checked = course == Course::held || course == Course::dropped || course == Course::check_failed;
-    if (checked) host::write_settings_record(server.folder, name);
-    if (course == Course::held) {
-        const std::string time = std::to_string(server.paced ? 300 + random() % 900 : 5);
-        answer_by(server, name,
-                  "on startdoc WAIT \"" + std::string(random() % 2 == 0 ? "Door Open" : "No Paper") + "\" for " + time +
-                      " ms then WAIT then OK\n");
-    } else if (course == Course::dropped) {
-        answer_by(server, name, "on startdoc DELETE\n");
-    } else if (course == Course::check_failed) {
-        answer_by(server, name, "on jobid ERROR\n");
-    } else {
-        answer_by(server, name, course == Course::not_rewritten ? "on forceattr ERROR\n" : "");
-    }
-    if (course == Course::forced || course == Course::not_rewritten) {
-        host::write_force_attributes_records(server.folder, name, document.job_id);
-    }
-    if (course == Course::refused) printer.refuse();
-    if (course == Course::lost) {
+    host::lay_out(server.folder, name, document.job_id, kind.course);
+    if (kind.is_refused) printer.refuse();
+    if (kind.is_lost) {
         peer::Behaviour broken;
         broken.reset_after = 200'000;
         printer.behave_once(broken);
         document.source = host::generated_source(4 << 20, random());
     }
     const host::Outcome outcome = server.monitor.print_document(document);
-    if (course == Course::refused) printer.listen();
-    std::error_code ignored;
-    fs::remove(host::path_of(record), ignored);
+    if (kind.is_refused) printer.listen();
+    host::clear_away(server.folder, name, document.job_id, kind.course);
     server.written += 60 + 3ull * outcome.writes;
 }
 
 void work(Server& server, peer::TcpPrinter& printer, size_t number) {
     std::mt19937 random(static_cast<unsigned>(number + 1));
-    // Each course once somewhere, then mostly documents that print.
+    // Each kind once somewhere, then mostly documents that print.
     for (unsigned i = 0; server.written < server.lines; ++i) {
-        const auto drawn = static_cast<unsigned>(random() % 60);
-        const bool first = i < 2;
-        const unsigned course = first             ? static_cast<unsigned>(number * 2 + i) % courses
-                                : drawn < courses ? drawn
-                                                  : static_cast<unsigned>(Course::direct);
-        print(server, printer, names[number], static_cast<Course>(course), random);
+        const size_t drawn = i < 2 ? number * 2 + i : random() % 60;
+        print(server, printer, names[number], kinds[drawn < std::size(kinds) ? drawn : 0], random);
         if (server.paced) std::this_thread::sleep_for(std::chrono::milliseconds(random() % 500));
     }
 }
