@@ -46,14 +46,12 @@ class Registry {
 class Key {
   public:
     Key() = default;
-    ~Key() { Close(); }
+    ~Key() {
+        if (handle_ != nullptr) RegCloseKey(static_cast<HKEY>(handle_));
+    }
     Key(const Key&) = delete;
     Key& operator=(const Key&) = delete;
 
-    void Close() {
-        if (handle_ != nullptr) RegCloseKey(static_cast<HKEY>(handle_));
-        handle_ = nullptr;
-    }
     HANDLE get() const { return handle_; }
     HANDLE* out() { return &handle_; }
 
