@@ -252,6 +252,7 @@ TEST_F(Documents, APrinterThatCannotBeReachedIsReportedOnceAJob) {
     EXPECT_EQ(logged("TSM: unable to connect to printer by tcp", "ERROR"), 1);
     EXPECT_EQ(logged("TSM: Error looking up printer address: no-such-host.invalid", "ERROR"), 1);
     EXPECT_EQ(logged("TSM: Error looking up printer address: 127.0.0.1", "ERROR"), 1);
+    EXPECT_EQ(logged("TSM: helper started but other failure and so end the helper"), 0);
 }
 
 // -- Printers that go away in the middle of a document ---------------------------------------------------------------

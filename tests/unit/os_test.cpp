@@ -55,6 +55,10 @@ TEST_F(Os, FindsMeasuresRenamesAndDeletes) {
     EXPECT_EQ(os_file_size(missing.c_str(), &size), 0);
     EXPECT_EQ(GetLastError(), DWORD{ERROR_FILE_NOT_FOUND}) << "as the failing call left it";
     EXPECT_EQ(size, -1);
+    OsNumbers numbers;
+    for (size_t length = 256; length < 264; ++length) {
+        EXPECT_EQ(os_list_numbers((std::string(length, 'd') + "\\log").c_str(), &numbers), 0);
+    }
     EXPECT_EQ(os_fopen("", "r"), nullptr);
     const Strings lines = logged();
     EXPECT_TRUE(lines.at(0).starts_with("ERROR: Unable to open file to determine file size: " + missing + " - "));

@@ -11,6 +11,8 @@
 #include "tools/host/ports.h"
 #include "winapi/linux/fault.h"
 #include "winapi/linux/handle.h"
+#include "winapi/spooler_sim/spooler_sim.h"
+#include "winportmon/tsmon/helper_status.h"
 #include "winportmon/tsmon/tsmon_ports.h"
 #include "winportmon/tsmon/util_connection.h"
 
@@ -176,6 +178,22 @@ TEST_F(Layer, FindsPortsWithoutMemoryForTheirIndex) {
         tsmon::FreePorts(&context);
         EXPECT_EQ(winapi::open_allocations(), before);
     }
+}
+
+TEST_F(Layer, AJobThatIsGoneAtTheSecondLookLeavesNoRecord) {
+    spooler_sim::add_printer(W("Office"));
+    spooler_sim::add_job(W("Office"), 7, W("document"), W("bob"));
+    WCHAR name[] = u"Office";
+    HANDLE printer = nullptr;
+    ASSERT_TRUE(OpenPrinterW(name, &printer, nullptr));
+    JOB_INFO_2W* info = nullptr;
+    winapi::fault::arm(3, winapi::fault::Mode::once);  // after the size and the room for it
+    EXPECT_FALSE(tsmon::GetJobInfo2(printer, 7, &info));
+    winapi::fault::disarm();
+    EXPECT_EQ(winapi::fault::failed_function(), "GetJobW");
+    EXPECT_EQ(info, nullptr);
+    ClosePrinter(printer);
+    spooler_sim::reset();
 }
 
 // The monitor's own sockets wait for room in the system; one that does not shows what follows.
