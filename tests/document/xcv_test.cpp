@@ -40,6 +40,8 @@ TEST_F(Xcv, APortsLife) {
     load();
     EXPECT_EQ(send(W("TSPortExists"), Text(W("Office")), 0), 0u);
     ASSERT_EQ(send(W("TSAddPort"), config(W("Office"), W("127.0.0.1"), first.port())), 0u);
+    ASSERT_EQ(send(W("TSAddPort"), config(W("\u0100"), W("127.0.0.1"), first.port())), 0u);
+    EXPECT_EQ(send(W("TSDeletePort"), Text(W("\u0100"))), 0u) << "half of a letter is no end";
     EXPECT_EQ(send(W("TSPortExists"), Text(W("oFFICE")), 0), static_cast<DWORD>(ERROR_ALREADY_EXISTS));
     EXPECT_EQ(print(W("Office"), "page").result, host::Result::printed);
 
@@ -258,7 +260,10 @@ TEST_F(Xcv, ADocumentOutlivesItsPort) {
     EXPECT_EQ(arrived(), Lines{"one two three"});
     // The old handle leads to the port as it is now.
     print_on(port, 8, "same handle");
+    HANDLE another = nullptr;
+    ASSERT_TRUE(monitor.open_port(W("Office"), another));
     ASSERT_EQ(send(W("TSDeletePort"), Text(W("Office"))), 0u);
+    EXPECT_TRUE(monitor.close_port(another));
     print_on(port, 9, "still open");
     ASSERT_TRUE(third.wait_for_ends(3));
     EXPECT_EQ(third.connection(0).data, "page");

@@ -1,5 +1,7 @@
 // What takes the layer: a file that is released on the way, the debugger, a fresh process, failing calls, a send that
 // finds no room.
+#include <unistd.h>
+
 #include <algorithm>
 #include <thread>
 
@@ -86,6 +88,28 @@ TEST_F(Layer, SendsEveryWrittenMessageToTheDebugger) {
     char name[1024];
     EXPECT_EQ(os_get_computer_name(name), 1);
     EXPECT_STREQ(name, "aprintsrvz[01");
+}
+
+// An entry that goes while its folder is walked is one that has no time.
+TEST_F(Layer, WalksPastAnEntryThatIsGone) {
+    const std::string folder = path("walk");
+    os_mkdir(folder.c_str());
+    write_bytes(folder + "\\b", "");
+    ASSERT_EQ(symlink("nowhere", (winapi::native_path(host::to_text(folder).c_str()) + "/a").c_str()), 0);
+    static int visits = 0;
+    const auto count = [](const char*, int64_t) { return ++visits; };
+    EXPECT_EQ(os_dir_forall(folder.c_str(), count), 1);
+    EXPECT_EQ(visits, 1);
+}
+
+TEST_F(Layer, WritesToAStandardStreamAndBackToAFile) {
+    log_set_path("STDOUT");
+    testing::internal::CaptureStdout();
+    log_info(LOG_HERE, "shown");
+    EXPECT_NE(testing::internal::GetCapturedStdout().find(" INFO : shown\n"), std::string::npos);
+    log_set_path(log_path.c_str());
+    log_info(LOG_HERE, "kept");
+    EXPECT_EQ(logged(), Strings{"INFO : kept"});
 }
 
 // Without memory for their locks, log and configuration work all the same. The first line of the log, which tells that
@@ -191,6 +215,11 @@ TEST_F(Layer, AJobThatIsGoneAtTheSecondLookLeavesNoRecord) {
     EXPECT_FALSE(tsmon::GetJobInfo2(printer, 7, &info));
     winapi::fault::disarm();
     EXPECT_EQ(winapi::fault::failed_function(), "GetJobW");
+    winapi::fault::arm(2, winapi::fault::Mode::once);
+    SetLastError(0);
+    EXPECT_FALSE(tsmon::GetJobInfo2(printer, 7, &info));
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_NOT_ENOUGH_MEMORY});
+    winapi::fault::disarm();
     EXPECT_EQ(info, nullptr);
     ClosePrinter(printer);
     spooler_sim::reset();
@@ -224,8 +253,10 @@ TEST_F(Layer, WaitsTwentySecondsForRoomAndSendsOnceMore) {
     EXPECT_GT(sent, 0u);
     reader.join();
     EXPECT_EQ(logged(), Strings{});
+    peer.close();
+    EXPECT_TRUE(tsmon::CleanupSocket(&socket));
+    EXPECT_EQ(socket, INVALID_SOCKET);
     WSACloseEvent(event);
-    closesocket(socket);
     WSACleanup();
 }
 
