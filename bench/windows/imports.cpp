@@ -10,42 +10,25 @@
 
 #include "bench/plan.h"
 #include "tools/host/platform.h"
+#include "winapi/spooler_sim/windows/imports.h"
 
 namespace bench {
 namespace {
 
-using Function = void (*)();
+using spooler_sim::Function;
 
-HMODULE monitor_library() {
-    const HMODULE library = GetModuleHandleW(host::to_text(host::monitor_file_name()).c_str());
-    require(library != nullptr, "the monitor is not loaded");
-    return library;
-}
-
-// For each function that the monitor imports: its library, its name, and where its address stands.
+// Of all functions that the monitor imports.
 void for_all_imports(const std::function<void(const char* library, const char* name, Function& slot)>& visit) {
-    auto* const image = reinterpret_cast<BYTE*>(monitor_library());
-    const auto* const headers =
-        reinterpret_cast<const IMAGE_NT_HEADERS*>(image + reinterpret_cast<const IMAGE_DOS_HEADER*>(image)->e_lfanew);
-    const auto* library = reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(
-        image + headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress);
-    for (; library->Name != 0; ++library) {
-        const auto* name = reinterpret_cast<const IMAGE_THUNK_DATA*>(image + library->OriginalFirstThunk);
-        auto* slot = reinterpret_cast<IMAGE_THUNK_DATA*>(image + library->FirstThunk);
-        for (; name->u1.AddressOfData != 0; ++name, ++slot) {
-            if (IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal)) continue;
-            const auto* const import = reinterpret_cast<const IMAGE_IMPORT_BY_NAME*>(image + name->u1.AddressOfData);
-            visit(reinterpret_cast<const char*>(image + library->Name), reinterpret_cast<const char*>(import->Name),
-                  reinterpret_cast<Function&>(slot->u1.Function));
-        }
-    }
+    const HMODULE monitor = GetModuleHandleW(host::to_text(host::monitor_file_name()).c_str());
+    require(monitor != nullptr, "the monitor is not loaded");
+    spooler_sim::visit_imports(monitor, [&visit](const char* library, const char* name, Function& slot) {
+        visit(library, name, slot);
+        return true;
+    });
 }
 
 void exchange(Function& slot, Function target) {
-    DWORD protection = 0;
-    require(VirtualProtect(&slot, sizeof slot, PAGE_READWRITE, &protection) != FALSE, "the import table is closed");
-    slot = target;
-    VirtualProtect(&slot, sizeof slot, protection, &protection);
+    require(spooler_sim::set_import(slot, target), "the import table is closed");
 }
 
 // -- Counting --------------------------------------------------------------------------------------------------------

@@ -3,9 +3,9 @@
 // an ear for SetJobW. Everything else goes through untouched.
 #include "tests/package/thin_monitor.h"
 
-#include "tests/package/import_table.h"
 #include "tools/host/monitor_registry.h"
 #include "tools/host/setup.h"
+#include "winapi/spooler_sim/windows/imports.h"
 
 namespace thin_monitor {
 namespace {
@@ -54,7 +54,7 @@ extern "C" MONITOR2* WINAPI InitializePrintMonitor2(MONITORINIT* given, HANDLE* 
     RegOpenKeyExW(HKEY_LOCAL_MACHINE, host::monitor_registry_path, 0, KEY_ALL_ACCESS, &root);
     auto* const initialize = function_of<Initialize>(library, "InitializePrintMonitor2");
     if (initialize == nullptr) return nullptr;
-    test::replace_import(library, "SetJobW", reinterpret_cast<ULONG_PTR>(set_job));
+    spooler_sim::replace_import(library, "SetJobW", reinterpret_cast<spooler_sim::Function>(set_job));
     init = *given;
     init.hSpooler = host::spooler_handle();
     init.pMonitorReg = host::monitor_registry();

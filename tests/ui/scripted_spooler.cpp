@@ -5,7 +5,6 @@
 #include <iterator>
 #include <mutex>
 
-#include "tests/package/import_table.h"
 #include "tests/ui/desk.h"
 
 namespace ui {
@@ -87,13 +86,13 @@ BOOL WINAPI enum_printers(DWORD flags, LPWSTR server, DWORD, LPBYTE buffer, DWOR
 }
 
 template <typename Function>
-ULONG_PTR address_of(Function* function) {
-    return reinterpret_cast<ULONG_PTR>(function);
+spooler_sim::Function address_of(Function* function) {
+    return reinterpret_cast<spooler_sim::Function>(function);
 }
 
 const struct {
     const char* name;
-    ULONG_PTR function;
+    spooler_sim::Function function;
 } functions[] = {{"OpenPrinterW", address_of(open_printer)},
                  {"ClosePrinter", address_of(close_printer)},
                  {"XcvDataW", address_of(xcv_data)},
@@ -105,11 +104,12 @@ ScriptedSpooler::ScriptedSpooler(HMODULE library) : library_(library) {
     current = this;
     questions.clear();
     last_input.clear();
-    for (const auto& one : functions) before_.push_back(test::replace_import(library, one.name, one.function));
+    for (const auto& one : functions) before_.push_back(spooler_sim::replace_import(library, one.name, one.function));
 }
 
 ScriptedSpooler::~ScriptedSpooler() {
-    for (size_t i = 0; i < std::size(functions); ++i) test::replace_import(library_, functions[i].name, before_[i]);
+    for (size_t i = 0; i < std::size(functions); ++i)
+        spooler_sim::replace_import(library_, functions[i].name, before_[i]);
     current = nullptr;
 }
 

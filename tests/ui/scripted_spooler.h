@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "winapi/spooler_sim/windows/imports.h"
 #include "winportmon/tsmon/tsmon.h"
 
 namespace ui {
@@ -41,7 +42,7 @@ class ScriptedSpooler {
 
   private:
     HMODULE library_;
-    std::vector<ULONG_PTR> before_;
+    std::vector<spooler_sim::Function> before_;
 };
 
 tsmon::PortConfig make_config(const std::wstring& name, const std::wstring& address, uint32_t port);

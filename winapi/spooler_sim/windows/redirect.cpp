@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "winapi/spooler_sim/functions.h"
+#include "winapi/spooler_sim/windows/imports.h"
 
 namespace spooler_sim {
 namespace {
@@ -59,8 +60,6 @@ BOOL WINAPI sim_ImpersonatePrinterClient(HANDLE token) {
 
 // -- SPOOLSS.DLL at run time -----------------------------------------------------------------------------------------
 
-using Function = void (*)();
-
 // The system's functions, kept because this program's own calls may be redirected too.
 std::atomic<Function> load_library{nullptr};
 std::atomic<Function> get_proc_address{nullptr};
@@ -112,26 +111,12 @@ const Redirection redirections[] = {
     redirection("GetProcAddress", sim_GetProcAddress, &get_proc_address),
 };
 
-// -- The import table ------------------------------------------------------------------------------------------------
-
-bool redirect(Function& slot, const Redirection& redirection) {
-    if (slot == redirection.target) return true;
-    DWORD protection = 0;
-    if (!VirtualProtect(&slot, sizeof slot, PAGE_READWRITE, &protection)) return false;
-    if (redirection.original != nullptr) *redirection.original = slot;
-    slot = redirection.target;
-    return VirtualProtect(&slot, sizeof slot, protection, &protection) != FALSE;
-}
-
-// `names` and `slots` of one imported library run side by side.
-bool redirect_imports(BYTE* image, const IMAGE_THUNK_DATA* names, IMAGE_THUNK_DATA* slots) {
-    for (; names->u1.AddressOfData != 0; ++names, ++slots) {
-        if (IMAGE_SNAP_BY_ORDINAL(names->u1.Ordinal)) continue;
-        const auto* const import = reinterpret_cast<const IMAGE_IMPORT_BY_NAME*>(image + names->u1.AddressOfData);
-        for (const Redirection& redirection : redirections) {
-            if (std::strcmp(reinterpret_cast<const char*>(import->Name), redirection.name) != 0) continue;
-            if (!redirect(reinterpret_cast<Function&>(slots->u1.Function), redirection)) return false;
-        }
+// `slot` is where the address of a function of that name stands.
+bool redirect(const char* name, Function& slot) {
+    for (const Redirection& redirection : redirections) {
+        if (std::strcmp(name, redirection.name) != 0 || slot == redirection.target) continue;
+        if (redirection.original != nullptr) *redirection.original = slot;
+        if (!set_import(slot, redirection.target)) return false;
     }
     return true;
 }
@@ -139,21 +124,7 @@ bool redirect_imports(BYTE* image, const IMAGE_THUNK_DATA* names, IMAGE_THUNK_DA
 }  // namespace
 
 bool redirect_calls_of(HMODULE module) {
-    auto* const image = reinterpret_cast<BYTE*>(module);
-    const auto* const headers =
-        reinterpret_cast<const IMAGE_NT_HEADERS*>(image + reinterpret_cast<const IMAGE_DOS_HEADER*>(image)->e_lfanew);
-    const IMAGE_DATA_DIRECTORY& directory = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
-    if (directory.VirtualAddress == 0) return true;
-    const auto* library = reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(image + directory.VirtualAddress);
-    for (; library->Name != 0; ++library) {
-        // A linker may leave the first table out; its names are then in the second one only before loading.
-        if (library->OriginalFirstThunk == 0) continue;
-        if (!redirect_imports(image, reinterpret_cast<const IMAGE_THUNK_DATA*>(image + library->OriginalFirstThunk),
-                              reinterpret_cast<IMAGE_THUNK_DATA*>(image + library->FirstThunk))) {
-            return false;
-        }
-    }
-    return true;
+    return visit_imports(module, [](const char*, const char* name, Function& slot) { return redirect(name, slot); });
 }
 
 }  // namespace spooler_sim
