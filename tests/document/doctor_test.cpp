@@ -54,12 +54,17 @@ Ids ids_of(const Findings& findings) {
     return ids;
 }
 
+// What the pattern's first group has matched, all through the text.
+Ids found_in(const std::string& text, const std::string& pattern) {
+    const std::regex expression(pattern);
+    Ids found;
+    for (std::sregex_iterator match(text.begin(), text.end(), expression), end; match != end; ++match)
+        found.push_back((*match)[1]);
+    return found;
+}
+
 Ids ids_in(const std::string& json) {
-    const std::regex id("\"id\": \"([^\"]*)\"");
-    Ids ids;
-    for (std::sregex_iterator found(json.begin(), json.end(), id), end; found != end; ++found)
-        ids.push_back((*found)[1]);
-    return ids;
+    return found_in(json, "\"id\": \"([^\"]*)\"");
 }
 
 // -- A copied server -------------------------------------------------------------------------------------------------
@@ -338,14 +343,6 @@ TEST(DoctorOfAServer, WeighsAccessListsAsWindowsDoes) {
 
 // -- The list of findings --------------------------------------------------------------------------------------------
 
-std::set<std::string> found_in(const std::string& text, const std::string& pattern) {
-    const std::regex expression(pattern);
-    std::set<std::string> found;
-    for (std::sregex_iterator match(text.begin(), text.end(), expression), end; match != end; ++match)
-        found.insert((*match)[1]);
-    return found;
-}
-
 TEST(DoctorsList, IsTheSameInTheSourcesAndInTheDocuments) {
     fs::path root = path_of(TEST_FOLDER).parent_path();
     if (!fs::exists(root)) root = path_of(std::string(TEST_FOLDER).substr(2)).parent_path();
@@ -360,9 +357,10 @@ TEST(DoctorsList, IsTheSameInTheSourcesAndInTheDocuments) {
         table.insert(id);
         areas += (areas.empty() ? "" : "|") + id.substr(0, id.find('.'));
     }
-    EXPECT_EQ(found_in(sources, "\"((?:" + areas + ")\\.[a-z0-9-]+)\""), table);
-    EXPECT_EQ(found_in(read_file(root / "docs" / "DOCTOR.md"),
-                       "\n\\| `([^`]+)` \\| [^|\n]+ \\| [^|\n]+ \\| [^|\n]+ \\|(?=\n)"),
+    const auto set_of = [](const Ids& ids) { return std::set<std::string>(ids.begin(), ids.end()); };
+    EXPECT_EQ(set_of(found_in(sources, "\"((?:" + areas + ")\\.[a-z0-9-]+)\"")), table);
+    EXPECT_EQ(set_of(found_in(read_file(root / "docs" / "DOCTOR.md"),
+                              "\n\\| `([^`]+)` \\| [^|\n]+ \\| [^|\n]+ \\| [^|\n]+ \\|(?=\n)")),
               table);
 }
 

@@ -93,6 +93,8 @@ TEST_F(ForcedAttributes, WithDebugOnEveryFileIsKeptAndARestartFindsThem) {
     const Lines all = {"input-Office-7.dat", "job-Office-7.dat", "msf-Office-7.dat", "output-Office-7.dat"};
     EXPECT_EQ(work_files(), all);
     EXPECT_EQ(logged("", "ERROR"), 0);
+    EXPECT_EQ(logged("TSM: checking force attr ["), 2);
+    EXPECT_EQ(logged(", bytes_written_file = " + std::to_string(kForcedPage.size()) + " "), 2);
     EXPECT_EQ(read_file(work_file(all[0])), kPage);
     EXPECT_EQ(read_file(work_file(all[3])), kForcedPage);
     EXPECT_EQ(read_file(work_file(all[2])), host::force_attributes_record());

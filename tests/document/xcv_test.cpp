@@ -42,6 +42,7 @@ TEST_F(Xcv, APortsLife) {
     ASSERT_EQ(send(W("TSAddPort"), config(W("Office"), W("127.0.0.1"), first.port())), 0u);
     ASSERT_EQ(send(W("TSAddPort"), config(W("\u0100"), W("127.0.0.1"), first.port())), 0u);
     EXPECT_EQ(send(W("TSDeletePort"), Text(W("\u0100"))), 0u) << "half of a letter is no end";
+    EXPECT_EQ(logged("pszDataName = \"TSDeletePort\", cbOutputData = "), 1);
     EXPECT_EQ(send(W("TSPortExists"), Text(W("oFFICE")), 0), static_cast<DWORD>(ERROR_ALREADY_EXISTS));
     EXPECT_EQ(print(W("Office"), "page").result, host::Result::printed);
 

@@ -11,6 +11,9 @@
 
 namespace ui {
 
+// Where pictures of the dialogs go, for the documents; empty when none are wanted.
+extern std::string pictures_folder;
+
 // Copies the finished libraries to where Windows looks for them: these dialogs, the monitor, and the thin monitor that
 // stands between it and Wine's spooler.
 bool install_libraries();

@@ -8,7 +8,7 @@
 #include <cstring>
 
 #include "tests/package/wine_spooler.h"
-#include "tests/ui/pictures.h"
+#include "tests/ui/dialogs.h"
 
 int main(int count, char** arguments) {
     if (!wine_spooler::is_wine()) return 2;

@@ -1,4 +1,4 @@
-#include "tests/ui/pictures.h"
+#include "tests/ui/dialogs.h"
 
 #include "tools/peer/tcp_printer.h"
 

@@ -361,6 +361,8 @@ TEST_F(ConfigInit, DumpsByTheEnvironmentsVersion) {
         EXPECT_EQ(std::count(lines.begin(), lines.end(), mode_line), 1) << mode_line;
         const auto is_transform = [](const std::string& line) { return line.starts_with("DEBUG: xvp_"); };
         EXPECT_EQ(std::count_if(lines.begin(), lines.end(), is_transform), transform_lines) << env_version;
+        const auto is_error = [](const std::string& line) { return line.starts_with("ERROR: "); };
+        EXPECT_EQ(std::count_if(lines.begin(), lines.end(), is_error), is_error(mode_line) ? 1 : 0) << env_version;
     }
 }
 

@@ -119,6 +119,9 @@ TEST_F(Log, MovesEveryFileUpByOne) {
         EXPECT_EQ(log_rotate(number, limit), 1);
         EXPECT_EQ(contents(ends), after) << number << " " << limit;
     }
+    session_context.debug_logging = 1;
+    log_rotate(3, 0);
+    EXPECT_EQ(logged(), Strings{"DEBUG: Successfully rotated log"});
 }
 
 TEST_F(Log, LosesNothingWhenItCannotRotate) {
@@ -131,7 +134,11 @@ TEST_F(Log, LosesNothingWhenItCannotRotate) {
     const std::string held = path("held");
     log_set_path(held.c_str());
     for (const char* const end : {"", ".1", ".3"}) write_bytes(held + end, std::string("live") + end);
-    FILE* const reader = os_fopen((held + ".3").c_str(), "r");
+    FILE* reader = os_fopen(held.c_str(), "r");
+    EXPECT_EQ(log_rotate(4, 0), 0);
+    EXPECT_EQ(read_bytes(held + ".1") + read_bytes(held + ".2"), "live.1missing") << "nothing is moved for nothing";
+    fclose(reader);
+    reader = os_fopen((held + ".3").c_str(), "r");
     EXPECT_EQ(log_rotate(4, 0), 0);
     fclose(reader);
     log_info(LOG_HERE, "next");
