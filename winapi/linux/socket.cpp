@@ -57,6 +57,7 @@ struct Socket final : winapi::Object {
     std::atomic<bool> blocks{true};  // until an event is selected; each send says so by a flag
     std::atomic<bool> connected{false};
     std::atomic<bool> sending_ended{false};
+    std::atomic<bool> send_failed{false};
 };
 
 // An event that was set is not waited for again.
@@ -332,7 +333,7 @@ int wsa_error_from_send(const Socket& socket, int error) {
 }
 
 // The bytes queued: all of them unless the socket does not block; negative with the last error set.
-int send_all(const Socket& socket, const char* data, size_t size) {
+int send_all(Socket& socket, const char* data, size_t size) {
     const int flags = MSG_NOSIGNAL | (socket.blocks ? 0 : MSG_DONTWAIT);
     size_t sent = 0;
     do {
@@ -344,7 +345,9 @@ int send_all(const Socket& socket, const char* data, size_t size) {
             if (sent == 0) return socket_error(WSAEWOULDBLOCK);
             break;
         } else if (errno != EINTR) {
-            return socket_error(wsa_error_from_send(socket, errno));
+            const int error = wsa_error_from_send(socket, errno);
+            socket.send_failed = true;
+            return socket_error(error);
         }
     } while (sent < size);
     return static_cast<int>(sent);
@@ -519,6 +522,8 @@ bool wait_for_close(Event& event, std::int64_t real_ms) {
         std::this_thread::sleep_for(std::chrono::milliseconds(look_again_ms));
     }
     if ((polled.revents & POLLERR) != 0) event.close_error = pending_error(polled.fd);
+    // A send has told already why the connection ended.
+    if (event.close_error == 0 && socket != nullptr && socket->send_failed) event.close_error = ECONNABORTED;
     event.set = true;
     return true;
 }

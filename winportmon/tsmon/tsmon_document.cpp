@@ -389,7 +389,7 @@ BOOL SendRewritten(PortEntry* port) {
 
 BOOL EndPrinted(PortEntry* port, DWORD end_tick) {
     const BOOL result = port->force_attr.active != 0 ? SendRewritten(port) : TRUE;
-    if (port->socket != INVALID_SOCKET) CleanupSocket(&port->socket);
+    if (port->socket != INVALID_SOCKET) CleanupSocket(&port->socket, result != FALSE);
     HwCheckEndDoc(port);
     ReleaseForceAttr(port);
     LogStatistics(port, end_tick);

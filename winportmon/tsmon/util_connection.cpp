@@ -103,21 +103,23 @@ WSAEVENT SelectCloseEvent(SOCKET socket) {
     return WSA_INVALID_EVENT;
 }
 
-// 0 when the printer closed its side in order; else why the connection ended, which may have cost the document its end.
+// 0 when the printer closed its side in order; else why the connection ended.
 int CloseError(SOCKET socket, WSAEVENT event) {
     WSANETWORKEVENTS happened = {};
     if (WSAEnumNetworkEvents(socket, event, &happened) == SOCKET_ERROR) return WSAGetLastError();
     return happened.iErrorCode[FD_CLOSE_BIT];
 }
 
-void WaitForClose(SOCKET socket, WSAEVENT event) {
+void WaitForClose(SOCKET socket, WSAEVENT event, bool complete) {
     log_debug(LOG_HERE, "TSM: waiting for FD_CLOSE on socket");
     const DWORD waited = WSAWaitForMultipleEvents(1, &event, FALSE, kCloseWaitMs, FALSE);
     if (waited == WSA_WAIT_TIMEOUT) {
         log_error(LOG_HERE, "TSM: timed out waiting to get the FD_CLOSE event on the socket");
     } else {
         const bool closed = waited == WSA_WAIT_EVENT_0;
-        const int error = closed ? CloseError(socket, event) : WSAGetLastError();
+        int error = 0;
+        if (!closed) error = WSAGetLastError();
+        if (closed && complete) error = CloseError(socket, event);
         if (!closed || error != 0) {
             log_error(LOG_HERE, "TSM: an error occured while waiting for FD_CLOSE event: %d", error);
         }
@@ -178,13 +180,13 @@ BOOL SendToSocket(SOCKET socket, const void* data, DWORD length, DWORD* sent) {
     return FALSE;
 }
 
-BOOL CleanupSocket(SOCKET* socket) {
+BOOL CleanupSocket(SOCKET* socket, bool complete) {
     log_debug(LOG_HERE, "TSM: cleanup socket");
     const WSAEVENT closed = SelectCloseEvent(*socket);
     if (shutdown(*socket, SD_SEND) == SOCKET_ERROR) {
         log_error(LOG_HERE, "TSM: failed to shutdown socket with error: %d", WSAGetLastError());
     }
-    if (closed != WSA_INVALID_EVENT) WaitForClose(*socket, closed);
+    if (closed != WSA_INVALID_EVENT) WaitForClose(*socket, closed, complete);
     log_debug(LOG_HERE, "TSM: closesocket");
     closesocket(*socket);
     *socket = INVALID_SOCKET;
