@@ -29,7 +29,6 @@ struct Plan {
     std::optional<double> forced;
     std::optional<double> start;       // with ten times the ports
     std::optional<double> enum_ports;  // the same
-    std::optional<double> open_port;   // OpenPort with 10,000 ports against 10
     bool is_dropping_worth_a_row;
 };
 const Plan& plan();

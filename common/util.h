@@ -39,6 +39,12 @@ inline size_t util_wcsnlen(const WCHAR* text, size_t limit) {
     return length;
 }
 
+// The thread's last error, of a failed call that may not have set one: `otherwise` in place of success.
+inline DWORD util_last_error_or(DWORD otherwise) {
+    const DWORD error = GetLastError();
+    return error != ERROR_SUCCESS ? error : otherwise;
+}
+
 // Reports a violated precondition: an error line with the caller's location, and a development line.
 #define UTIL_FAILED_ASSERTION(condition)                                  \
     do {                                                                  \

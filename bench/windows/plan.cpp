@@ -30,7 +30,6 @@ const Plan& plan() {
         .forced = {},
         .start = 12,
         .enum_ports = {},
-        .open_port = 2,
         .is_dropping_worth_a_row = false,
     };
     return plan;

@@ -280,6 +280,8 @@ TEST_F(LostPrinters, TheRestartedJobArrivesWhole) {
     EXPECT_EQ(logged("TSM Write Port: failed to send data to printer, close connection", "ERROR"), 1);
     EXPECT_EQ(logged("TSM Write Port: failed to send data to printer, close connection", "DEBUG"), 1);
     EXPECT_EQ(logged("TSM: Write Port: invalid socket but reestablished connection and requested restart"), 2);
+    EXPECT_EQ(logged("TSM: unable to send data to printer: ", "ERROR"), 2);
+    EXPECT_EQ(logged("while waiting for FD_CLOSE event: "), 0) << "the close of a lost connection is no second loss";
 }
 
 TEST_F(LostPrinters, TheRestartIsAskedByTheCallAfterTheLoss) {
@@ -307,6 +309,21 @@ TEST_F(LostPrinters, TheRestartIsAskedByTheCallAfterTheLoss) {
     EXPECT_EQ(logged("TSM Write Port: the spooler refused to restart job 5", "ERROR"), 1);
     EXPECT_EQ(logged("TSM Write Port: the spooler refused to restart job 5", "DEBUG"), 1);
     EXPECT_TRUE(monitor.end_document(port));
+    EXPECT_TRUE(monitor.close_port(port));
+}
+
+// A buffer that no document was started for has no connection: the printer is looked for where the port is now.
+TEST_F(LostPrinters, ABufferWithoutADocumentGoesByThePort) {
+    start({});
+    HANDLE port = nullptr;
+    ASSERT_TRUE(monitor.open_port(W("Office"), port));
+    EXPECT_FALSE(write(port, "x"));
+    ASSERT_TRUE(office->wait_for_ends(1));
+    peer::TcpPrinter other;
+    ASSERT_EQ(send_config(monitor, W("TSConfigPort"), port_config(W("Office"), W("127.0.0.1"), other.port())), 0u);
+    EXPECT_FALSE(write(port, "x"));
+    ASSERT_TRUE(other.wait_for_ends(1));
+    EXPECT_EQ(office->connections(), 1u);
     EXPECT_TRUE(monitor.close_port(port));
 }
 

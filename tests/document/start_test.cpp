@@ -203,6 +203,28 @@ TEST_F(Start, WithoutAnInstallPathOrSettingsDocumentsStillPrint) {
     EXPECT_EQ(log(), before);
 }
 
+// What stands without an install path sets nothing up: the next start that finds one does.
+TEST_F(Start, TheFirstInstallPathThatIsFoundCounts) {
+    configure({"Debug=on"});
+    add_printer(W("Office"));
+    ASSERT_EQ(RegDeleteKeyW(HKEY_LOCAL_MACHINE, W("SOFTWARE\\Wow6432Node\\ts-print-provider")), ERROR_SUCCESS);
+    load();
+    EXPECT_EQ(print_job(42, "page", true).result, host::Result::printed) << "no settings, no markers";
+    EXPECT_FALSE(fs::exists(path_of(folder.log())));
+    const std::string work_file = folder.spool("forceattr") + "/input-Office-9.dat";
+    write_file(work_file, "of an earlier run");
+    ASSERT_TRUE(host::store_install_path(host::windows_path(folder.install)));
+    host::MonitorHost second;
+    std::string why;
+    ASSERT_TRUE(load_into(second, why)) << why;
+    EXPECT_EQ(logged("TSM init complete"), 1);
+    EXPECT_FALSE(fs::exists(path_of(work_file)));
+    EXPECT_EQ(print_job(42, "page", true).result, host::Result::refused) << "the first instance has the settings, too";
+    second.unload();
+    EXPECT_EQ(print_job(43, "page").result, host::Result::printed);
+    EXPECT_EQ(logged("TSM End Doc Port completed"), 2) << "the log stays open for the first one";
+}
+
 TEST_F(Start, LeftOverWorkFilesAreSwept) {
     configure({"Debug=on"});
     const std::string directory = folder.spool("forceattr");

@@ -1,7 +1,7 @@
 // Ports added, changed, read, checked and deleted through the configuration channel.
 #include <chrono>
+#include <functional>
 #include <future>
-#include <utility>
 
 #include "tests/support/print_server.h"
 #include "tools/host/monitor_registry.h"
@@ -276,45 +276,129 @@ TEST_F(Xcv, ADocumentOutlivesItsPort) {
 }
 
 // Handles are known by the library: one that is closed, or whose monitor has ended, is not looked into.
-TEST_F(Xcv, APortIsClosedOnce) {
+TEST_F(Xcv, AHandleIsClosedOnce) {
     start({});
     const HMODULE kept =
         LoadLibraryW(host::windows_path(host::executable_folder() + "/" + host::monitor_file_name()).c_str());
     ASSERT_NE(kept, nullptr);
-    const auto close = monitor.table()->pfnClosePort;
+    const MONITOR2& table = *monitor.table();
     HANDLE first = nullptr;
     HANDLE second = nullptr;
     ASSERT_TRUE(monitor.open_port(W("Office"), first) && monitor.open_port(W("Office"), second));
     ASSERT_EQ(send(W("TSDeletePort"), Text(W("Office"))), 0u);
-    for (int i = 0; i < 4; ++i) EXPECT_TRUE(close(first)) << i;
+    for (int i = 0; i < 4; ++i) EXPECT_TRUE(table.pfnClosePort(first)) << i;
     ASSERT_EQ(send(W("TSAddPort"), config(W("Office"), W("127.0.0.1"), office->port())), 0u);
     ASSERT_TRUE(monitor.open_port(W("Office"), first));
     EXPECT_EQ(print(W("Office"), "page").result, host::Result::printed);
+
+    HANDLE channels[2] = {};
+    for (HANDLE& channel : channels) {
+        ASSERT_TRUE(table.pfnXcvOpenPort(monitor.monitor(), W("Office"), kAdministrator, &channel));
+    }
+    PortConfig read = {};
+    const auto ask = [&](HANDLE channel) {
+        DWORD needed = 0;
+        return table.pfnXcvDataPort(channel, W("TSGetConfigInfo"), nullptr, 0, reinterpret_cast<BYTE*>(&read),
+                                    sizeof read, &needed);
+    };
+    for (int i = 0; i < 2; ++i) EXPECT_TRUE(table.pfnXcvClosePort(channels[0])) << i;
+    EXPECT_EQ(ask(channels[0]), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+    EXPECT_EQ(ask(nullptr), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+    EXPECT_EQ(ask(channels[1]), 0u);
     monitor.unload();
-    EXPECT_TRUE(close(first));
-    EXPECT_TRUE(close(nullptr));
+    EXPECT_EQ(ask(channels[1]), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+    load();  // perhaps where the one before was
+    EXPECT_EQ(ask(channels[1]), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+    for (const HANDLE port : {first, HANDLE{nullptr}}) EXPECT_TRUE(table.pfnClosePort(port));
+    for (const HANDLE channel : {channels[1], HANDLE{nullptr}}) EXPECT_TRUE(table.pfnXcvClosePort(channel));
     FreeLibrary(kept);
 }
 
-// A port's configuration can take long to store; closing a port, which every document ends with, does not wait for it.
-TEST_F(Xcv, APortIsClosedWhileTheRegistryIsWritten) {
+TEST_F(Xcv, APortThatGoesGivesBackWhatItsDocumentHeld) {
     start({});
-    static BOOL(WINAPI * close)(HANDLE);
-    static HANDLE port;
-    static std::future<BOOL> closing;
-    close = monitor.table()->pfnClosePort;
-    ASSERT_TRUE(monitor.open_port(W("Office"), port));
-    MONITORREG& registry = *host::monitor_registry();
-    const auto set_value =
-        std::exchange(registry.fpSetValue, [](HANDLE, LPCWSTR, DWORD, const BYTE*, DWORD, HANDLE) -> LONG {
-            closing = std::async(std::launch::async, [] { return close(port); });
-            return closing.wait_for(std::chrono::seconds(20)) == std::future_status::ready ? ERROR_DISK_FULL : 1;
-        });
-    EXPECT_EQ(send(W("TSConfigPort"), config(W("Office"), W("printer"))), 87u);
-    registry.fpSetValue = set_value;
-    EXPECT_EQ(logged("PrinterAddress key: \"printer\". - "), 1);
-    EXPECT_EQ(logged("(Error: 112)", "ERROR"), 1) << "closed meanwhile";
-    EXPECT_TRUE(closing.get());
+    const size_t handles = open_handles();
+    for (const bool is_closed_first : {true, false}) {
+        const HANDLE port = begin_document(7);
+        ASSERT_TRUE(write(port, "half a page"));
+        const auto close = [&] { EXPECT_TRUE(monitor.close_port(port)); };
+        const auto remove = [&] { EXPECT_EQ(send(W("TSDeletePort"), Text(W("Office"))), 0u); };
+        is_closed_first ? close() : remove();
+        is_closed_first ? remove() : close();
+        EXPECT_EQ(arrived(1), Lines{"half a page"});
+        EXPECT_EQ(spooler_sim::open_printers(), 0u);
+        EXPECT_TRUE(handles_fall_to(handles)) << open_handles() << " > " << handles;
+        ASSERT_EQ(send(W("TSAddPort"), config(W("Office"), W("127.0.0.1"), office->port())), 0u);
+    }
+}
+
+// A registry in the place of the host's, until the test is over: `asked` stands in for the call that stores a value or
+// deletes one.
+class ScriptedRegistry : public Xcv {
+  protected:
+    using Asked = std::function<LONG(const Text& value)>;
+    ~ScriptedRegistry() override { calls_ = before_; }
+    void answer_by(Asked asked) {
+        asked_ = std::move(asked);
+        calls_.fpSetValue = [](HANDLE, LPCWSTR name, DWORD, const BYTE*, DWORD, HANDLE) { return asked_(name); };
+        calls_.fpDeleteValue = [](HANDLE, LPCWSTR name, HANDLE) { return asked_(name); };
+    }
+
+  private:
+    inline static Asked asked_;
+    MONITORREG& calls_ = *host::monitor_registry();
+    const MONITORREG before_ = calls_;
+};
+
+// Storing a port can take long. Documents and lists of ports do not wait for it; while one is deleted, those that are
+// open can be closed.
+TEST_F(ScriptedRegistry, PrintingDoesNotWaitForIt) {
+    configure({});
+    add_printer(W("Office"));
+    add_printer(W("Other"));
+    load();
+    HANDLE open = nullptr;
+    std::future<bool> meanwhile;
+    std::function<bool()> work;
+    answer_by([&](const Text&) -> LONG {
+        if (!meanwhile.valid()) meanwhile = std::async(std::launch::async, work);
+        return meanwhile.wait_for(std::chrono::seconds(20)) == std::future_status::ready ? ERROR_DISK_FULL : 1;
+    });
+    const auto close = [&] { return monitor.close_port(open); };
+    const auto print_and_list = [&] {
+        return close() && print(W("Other"), "page").result == host::Result::printed && listed().size() >= 2;
+    };
+    const std::tuple<LPCWSTR, Text, DWORD, std::function<bool()>> rows[] = {
+        {W("TSConfigPort"), W("Office"), 87, print_and_list},
+        {W("TSAddPort"), W("Attic"), ERROR_DISK_FULL, print_and_list},
+        {W("TSDeletePort"), W("Office"), 0, close},
+    };
+    for (const auto& [command, name, code, done_meanwhile] : rows) {
+        meanwhile = {};
+        work = done_meanwhile;
+        ASSERT_TRUE(monitor.open_port(W("Office"), open));
+        const PortConfig input = config(name, W("printer"));
+        EXPECT_EQ(command == Text(W("TSDeletePort")) ? send(command, name) : send(command, input), code);
+        EXPECT_TRUE(meanwhile.get()) << host::to_utf8(command);
+    }
+    EXPECT_EQ(logged("(Error: 112)", "ERROR"), 1);
+    EXPECT_EQ(logged("failed to create ports/port-name/PrinterAddress key: \"printer\": 112", "ERROR"), 1);
+    EXPECT_EQ(logged("PortNumber"), 0) << "each stops where it failed";
+}
+
+// What was stored before a value that could not be stored stays, and is not touched again.
+TEST_F(ScriptedRegistry, AChangeStopsWhereItFails) {
+    start({});
+    const Lines before = listed();
+    Lines asked;
+    answer_by([&](const Text& value) -> LONG {
+        asked.push_back(host::to_utf8(value));
+        return value == W("PortNumber") ? ERROR_DISK_FULL : ERROR_SUCCESS;
+    });
+    EXPECT_EQ(send(W("TSConfigPort"), config(W("Office"), W("printer"), 9101)), 87u);
+    EXPECT_EQ(asked, (Lines{"HostName", "PortNumber"}));
+    EXPECT_EQ(listed(), before);
+    EXPECT_EQ(logged("failed to create ports/port-name/PortNumber key: 9101 - ", "ERROR"), 1);
+    EXPECT_EQ(logged("TSM: Xcv DoConfigPort: failed to update registry", "ERROR"), 1);
 }
 
 }  // namespace

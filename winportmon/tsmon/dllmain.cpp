@@ -7,19 +7,18 @@ namespace {
 
 // Spin count as of Windows' documentation: the high bit asks for the lock's memory in advance.
 constexpr DWORD kSpinCount = 0x80000000;
+OptionalLock* const kLocks[] = {&tsmon::MonitorLock, &tsmon::ChangeLock, &tsmon::HandleLock};
 
 void Attach(HINSTANCE instance) {
     OutputDebugStringA("TSM Attaching of DLL");
     tsmon::module_instance = instance;
-    tsmon::MonitorLock.create(kSpinCount);
-    tsmon::PortHandleLock.create(kSpinCount);
+    for (OptionalLock* lock : kLocks) lock->create(kSpinCount);
     DisableThreadLibraryCalls(instance);
 }
 
 void Detach() {
     OutputDebugStringA("TSM Detaching of DLL");
-    tsmon::MonitorLock.destroy();
-    tsmon::PortHandleLock.destroy();
+    for (OptionalLock* lock : kLocks) lock->destroy();
     OutputDebugStringA("TSM Closing log file");
     log_close();
     log_free_lock();

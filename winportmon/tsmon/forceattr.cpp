@@ -51,50 +51,66 @@ uint32_t CheckForceAttrNeeded(PortEntry* port) {
 
 // -- Work files ------------------------------------------------------------------------------------------------------
 
+namespace {
+
+// Closes the stream, if there is one; false when that fails. Leaves the error, that of an earlier loss first.
+bool CloseStream(WorkFile* file) {
+    const bool closed = file->stream == nullptr || fclose(file->stream) == 0;
+    file->stream = nullptr;
+    if (file->loss != 0) SetLastError(file->loss);
+    return closed;
+}
+
+}  // namespace
+
 BOOL CreateForceAttrFiles(PortEntry* port) {
     log_debug(LOG_HERE, "TSM: create force attribute spool files");
     const SpoolerIdentity as_spooler(SpoolerIdentity::always,
                                      "TSM: unable to RevertToPrinterSelf. Try continuing without impersonation.",
                                      "TSM: unable to ImpersonatePrinterClient");
     ForceAttrState& state = port->force_attr;
-    if (!CreateForceAttrFile(port, kInput, &state.input_name, &state.input)) return FALSE;
-    if (!KeepsFiles() || CreateForceAttrFile(port, kOutput, &state.output_name, &state.output)) return TRUE;
-    os_file_delete(state.input_name);
-    CloseForceAttrFile(kInput, &state.input_name, &state.input);
+    if (!CreateForceAttrFile(port, kInput, &state.input)) return FALSE;
+    if (!KeepsFiles() || CreateForceAttrFile(port, kOutput, &state.output)) return TRUE;
+    os_file_delete(state.input.name);
+    CloseForceAttrFile(kInput, &state.input);
     return FALSE;
 }
 
-BOOL CreateForceAttrFile(PortEntry* port, const char* kind, char** name, FILE** file) {
+BOOL CreateForceAttrFile(PortEntry* port, const char* kind, WorkFile* file) {
     log_dev(LOG_HERE, "TSM: CreateForceAttrFile");
-    *file = nullptr;
-    *name = static_cast<char*>(calloc(1, kFileNameBlock));
-    if (*name == nullptr) return FALSE;
+    *file = WorkFile{};
+    file->name = static_cast<char*>(calloc(1, kFileNameBlock));
+    if (file->name == nullptr) return FALSE;
     const char* const printer_name = port->printer_name_utf8;
-    const int length = util_snprintf(*name, kFileNameSize, "%s\\%s-%s-%d.dat", session_context.forceattr_spool_dir_path,
-                                     kind, printer_name, port->job_id);
+    const int length = util_snprintf(file->name, kFileNameSize, "%s\\%s-%s-%d.dat",
+                                     session_context.forceattr_spool_dir_path, kind, printer_name, port->job_id);
     // A cut name would be another file's, and one with a separator in it a file outside of the directory.
     if (length >= static_cast<int>(kFileNameSize)) {
         SetLastError(ERROR_FILENAME_EXCED_RANGE);
     } else if (printer_name != nullptr && strpbrk(printer_name, "\\/:") != nullptr) {
         SetLastError(ERROR_INVALID_NAME);
     } else {
-        *file = os_fopen(*name, "wb");
+        file->stream = os_fopen(file->name, "wb");
     }
-    if (*file == nullptr) {
-        log_error_last_error(LOG_HERE, "TSM: unable to create force attributes %s file \"%s\"", kind, *name);
-        free(*name);
-        *name = nullptr;
+    if (file->stream == nullptr) {
+        log_error_last_error(LOG_HERE, "TSM: unable to create force attributes %s file \"%s\"", kind, file->name);
+        free(file->name);
+        file->name = nullptr;
         return FALSE;
     }
-    log_debug(LOG_HERE, "TSM: successfully created force attr %s file: %s", kind, *name);
+    log_debug(LOG_HERE, "TSM: successfully created force attr %s file: %s", kind, file->name);
     return TRUE;
 }
 
-BOOL AppendFile(const char* kind, FILE* file, const void* data, DWORD length, DWORD* written) {
-    if (file == nullptr) return FALSE;
-    *written = static_cast<DWORD>(fwrite(data, 1, length, file));
-    // A stream that lost bytes stays incomplete.
-    if (*written == length && ferror(file) == 0) return TRUE;
+BOOL AppendFile(const char* kind, WorkFile* file, const void* data, DWORD length, DWORD* written) {
+    if (file->stream == nullptr) return FALSE;
+    *written = 0;
+    if (file->loss == 0) {
+        *written = static_cast<DWORD>(fwrite(data, 1, length, file->stream));
+        if (*written == length && ferror(file->stream) == 0) return TRUE;
+        file->loss = util_last_error_or(ERROR_WRITE_FAULT);
+    }
+    SetLastError(file->loss);
     log_error_last_error(LOG_HERE, "TSM: unable to write entire buffer. Only wrote %d bytes to force attr %s file",
                          *written, kind);
     return FALSE;
@@ -110,12 +126,12 @@ BOOL DeleteForceAttrFiles(PortEntry* port) {
     const char* const directory = session_context.forceattr_spool_dir_path;
     const char* const printer_name = port->printer_name_utf8;
     BOOL result = TRUE;
-    if (state.input_name != nullptr && !os_file_delete(state.input_name)) {
-        log_error_last_error(LOG_HERE, "TSM: Unable to delete force attr spool path: %s", state.input_name);
+    if (state.input.name != nullptr && !os_file_delete(state.input.name)) {
+        log_error_last_error(LOG_HERE, "TSM: Unable to delete force attr spool path: %s", state.input.name);
         result = FALSE;
     }
-    if (state.output_name != nullptr && !os_file_delete(state.output_name)) {
-        log_error_last_error(LOG_HERE, "TSM: Unable to delete force attr output path: %s", state.output_name);
+    if (state.output.name != nullptr && !os_file_delete(state.output.name)) {
+        log_error_last_error(LOG_HERE, "TSM: Unable to delete force attr output path: %s", state.output.name);
         result = FALSE;
     }
     if (!serialize_job_delete(directory, printer_name, port->job_id_text)) {
@@ -131,11 +147,11 @@ BOOL DeleteForceAttrFiles(PortEntry* port) {
 
 namespace {
 
-void AbandonFile(const char* kind, char** name, FILE** file) {
-    if (*name == nullptr) return;
+void AbandonFile(const char* kind, WorkFile* file) {
+    if (file->name == nullptr) return;
     char path[kFileNameSize];
-    util_strncpy(path, *name, sizeof path);
-    CloseForceAttrFile(kind, name, file);
+    util_strncpy(path, file->name, sizeof path);
+    CloseForceAttrFile(kind, file);
     if (!KeepsFiles() && !os_file_delete(path)) {
         log_error_last_error(LOG_HERE, "TSM: Unable to delete force attr spool path: %s", path);
     }
@@ -145,25 +161,22 @@ void AbandonFile(const char* kind, char** name, FILE** file) {
 
 void AbandonForceAttrFiles(PortEntry* port) {
     ForceAttrState& state = port->force_attr;
-    if (state.input_name == nullptr && state.output_name == nullptr) return;
+    if (state.input.name == nullptr && state.output.name == nullptr) return;
     const SpoolerIdentity as_spooler(SpoolerIdentity::always);
-    AbandonFile(kInput, &state.input_name, &state.input);
-    AbandonFile(kOutput, &state.output_name, &state.output);
+    AbandonFile(kInput, &state.input);
+    AbandonFile(kOutput, &state.output);
 }
 
-void CloseForceAttrFile(const char* kind, char** name, FILE** file) {
-    if (*file != nullptr && fclose(*file) != 0) {
-        log_error_last_error(LOG_HERE, "TSM: Unable to close force attr %s file", kind);
-    }
-    *file = nullptr;
-    free(*name);
-    *name = nullptr;
+void CloseForceAttrFile(const char* kind, WorkFile* file) {
+    if (!CloseStream(file)) log_error_last_error(LOG_HERE, "TSM: Unable to close force attr %s file", kind);
+    free(file->name);
+    file->name = nullptr;
 }
 
 void CloseForceAttrFiles(PortEntry* port) {
     ForceAttrState& state = port->force_attr;
-    CloseForceAttrFile(kInput, &state.input_name, &state.input);
-    if (KeepsFiles()) CloseForceAttrFile(kOutput, &state.output_name, &state.output);
+    CloseForceAttrFile(kInput, &state.input);
+    if (KeepsFiles()) CloseForceAttrFile(kOutput, &state.output);
 }
 
 // -- The conversation ------------------------------------------------------------------------------------------------
@@ -179,15 +192,6 @@ constexpr HelperLines kLines = {
     "TSM: forceattr thread CloseHandle failure",   false,
 };
 
-// Completes the input file on disk; nothing is written to it afterwards.
-bool CloseInput(ForceAttrState* state) {
-    const bool whole = state->input != nullptr && ferror(state->input) == 0;
-    const bool closed = state->input != nullptr && fclose(state->input) == 0;
-    if (!whole || !closed) log_error_last_error(LOG_HERE, "TSM: Unable to close force attr spool file");
-    state->input = nullptr;
-    return whole && closed;
-}
-
 bool Send(const HelperHandles& helper, const char* name, const char* value) {
     return SendHelperCommand(helper.std_out_rd, helper.std_in_wr, name, value) != FALSE;
 }
@@ -195,12 +199,16 @@ bool Send(const HelperHandles& helper, const char* name, const char* value) {
 // Tells the helper what to rewrite; false, with its line, when it does not take it.
 bool RequestRewrite(PortEntry* port, const HelperHandles& helper) {
     const char* const printer_name = port->printer_name_utf8;
-    const char* const input_name = port->force_attr.input_name;
+    const char* const input_name = port->force_attr.input.name;
     if (!Send(helper, "printername", printer_name)) {
         log_error(LOG_HERE, "TSM: Failed printername command in helper");
         return false;
     }
-    if (!CloseInput(&port->force_attr)) return false;
+    // Completes the file on disk; nothing is written to it afterwards.
+    if (!CloseStream(&port->force_attr.input) || port->force_attr.input.loss != 0) {
+        log_error_last_error(LOG_HERE, "TSM: Unable to close force attr spool file");
+        return false;
+    }
     if (!Send(helper, "spoolfile", input_name)) {
         log_error(LOG_HERE, "TSM: Failed spoolfile command in helper: \"%s\"", input_name);
         return false;
@@ -308,7 +316,7 @@ Step ReadPiece(Forwarding* forwarding, DWORD* count) {
 
 void CopyPiece(Forwarding* forwarding, DWORD count) {
     DWORD written = 0;
-    AppendFile(kOutput, forwarding->port->force_attr.output, forwarding->buffer, count, &written);
+    AppendFile(kOutput, &forwarding->port->force_attr.output, forwarding->buffer, count, &written);
     forwarding->bytes_written_file += written;
     log_debug(LOG_HERE, "TSM:  AppendFile: dwOutputWrites = %lu, bytes_written_file = %I64d (loop_counter = %I64d)",
               written, forwarding->bytes_written_file, forwarding->loop_counter);

@@ -14,10 +14,11 @@ uint32_t CheckForceAttrNeeded(PortEntry* port);
 BOOL CreateForceAttrFiles(PortEntry* port);
 
 // Opens one of them: a new name, owned by the port, and an open stream. FALSE leaves both null.
-BOOL CreateForceAttrFile(PortEntry* port, const char* kind, char** name, FILE** file);
+BOOL CreateForceAttrFile(PortEntry* port, const char* kind, WorkFile* file);
 
-// TRUE only when every byte was written, now and before; *written is untouched for a null stream.
-BOOL AppendFile(const char* kind, FILE* file, const void* data, DWORD length, DWORD* written);
+// TRUE only when every byte was written. A file that has lost bytes takes no more, and each later call fails with the
+// error of the loss; *written is untouched for a null stream.
+BOOL AppendFile(const char* kind, WorkFile* file, const void* data, DWORD length, DWORD* written);
 
 // Lets the helper rewrite the input file and forwards its output to the printer; blocks until the helper has closed its
 // output. TRUE when all of it went out, or the spooler was asked to restart the job. Without a helper the work files
@@ -37,6 +38,6 @@ void AbandonForceAttrFiles(PortEntry* port);
 
 // Closes the streams and frees the names; harmless when there are none.
 void CloseForceAttrFiles(PortEntry* port);
-void CloseForceAttrFile(const char* kind, char** name, FILE** file);
+void CloseForceAttrFile(const char* kind, WorkFile* file);
 
 }  // namespace tsmon

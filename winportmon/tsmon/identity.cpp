@@ -14,7 +14,8 @@ HANDLE Revert(const char* failure_line, const char* announcement = nullptr) {
 
 void Impersonate(HANDLE token, const char* failure_line) {
     if (token == nullptr || ImpersonatePrinterClient(token)) return;
-    if (failure_line != nullptr) log_error_last_error(LOG_HERE, "%s", failure_line);
+    if (failure_line == nullptr) failure_line = "TSM: Unable to ImpersonatePrinterClient";
+    log_error_last_error(LOG_HERE, "%s", failure_line);
 }
 
 bool SwitchesForLogging() {

@@ -15,8 +15,8 @@ void ImpersonateAsConfigured(HANDLE token);
 HANDLE RevertForLogging();  // for log lines, with debug logging on and operations not run as the spooler
 void ImpersonateForLogging(HANDLE token);
 
-// The thread runs as the spooler until the scope ends. Each failure is logged with its own line, if any, and
-// the operation continues under the current identity.
+// The thread runs as the spooler until the scope ends. A failure leaves its own line, and the operation continues under
+// the current identity. Null lines: a failed revert leaves none, a failed return to the client a general one.
 class SpoolerIdentity {
   public:
     enum When { always, unless_done };  // unless_done: not when the whole operation runs as the spooler

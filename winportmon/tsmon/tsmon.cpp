@@ -1,6 +1,5 @@
 #include "winportmon/tsmon/tsmon.h"
 
-#include <atomic>
 #include <cstring>
 
 #include "common/global.h"
@@ -17,22 +16,45 @@
 namespace tsmon {
 
 OptionalLock MonitorLock;
+OptionalLock ChangeLock;
+OptionalLock HandleLock;
 HINSTANCE module_instance;
 
 namespace {
 
 // -- Start -----------------------------------------------------------------------------------------------------------
 
-// Instances that were started and not shut down; the spooler of a cluster has several. Configuration, log and the
-// force-attributes directory exist once per process: the first start sets them up, the last shutdown closes the log.
-std::atomic<int> instances{0};
+// Instances that were started and not shut down; the spooler of a cluster has several. Guarded by HandleLock.
+MonitorContext* instances;
+
+// Configuration, log and the force-attributes directory exist once per process: the first start that finds an install
+// directory sets them up, the last shutdown closes the log. Guarded by ChangeLock.
+bool is_set_up = false;
+
+void AddInstance(MonitorContext* context) {
+    static uint32_t last_number = 0;
+    const LockGuard lock(HandleLock);
+    context->number = ++last_number;
+    context->next = instances;
+    instances = context;
+}
+
+// Returns whether it was the last one.
+bool RemoveInstance(const MonitorContext* context) {
+    const LockGuard lock(HandleLock);
+    MonitorContext** link = &instances;
+    while (*link != context) link = &(*link)->next;
+    *link = context->next;
+    return instances == nullptr;
+}
 
 // Logging, configuration and the helper's path. Without an install directory there is no configuration and no log file.
-void InitGlobals(MonitorContext* context, bool is_first) {
-    if (is_first) session_context.debug_logging = 1;
+void InitGlobals(MonitorContext* context) {
+    if (!is_set_up) session_context.debug_logging = 1;
     char install_path[MAX_PATH];
     if (!GetInstallPath(install_path, sizeof install_path)) return;
-    if (is_first) config_init(install_path);
+    if (!is_set_up) config_init(install_path);
+    is_set_up = true;
     log_debug(LOG_HERE, "TSM: Starting port monitor version: %s (%s)", TSM_VERSION, PRODUCT_NAME);
     BuildHelperCommandPath(context, install_path);
     CheckHelperCommandPath(context, TRUE);
@@ -70,7 +92,13 @@ void LoadPortEntryCallback(MonitorContext* context, const PortConfig* config) {
 void WINAPI Shutdown(HANDLE monitor) {
     auto* const context = static_cast<MonitorContext*>(monitor);
     log_debug(LOG_HERE, "TSM Shutdown");
-    if (--instances == 0) log_close();
+    {
+        const LockGuard lock(ChangeLock);
+        if (RemoveInstance(context)) {
+            log_close();
+            is_set_up = false;
+        }
+    }
     WSACleanup();
     FreePorts(context);
     GlobalFree(context);
@@ -101,6 +129,14 @@ MONITOR2 operation_table = [] {
 }();
 
 }  // namespace
+
+MonitorContext* FindInstance(uint32_t number) {
+    const LockGuard lock(HandleLock);
+    MonitorContext* instance = instances;
+    while (instance != nullptr && instance->number != number) instance = instance->next;
+    return instance;
+}
+
 }  // namespace tsmon
 
 extern "C" LPMONITOR2 WINAPI InitializePrintMonitor2(MONITORINIT* init, HANDLE* monitor) {
@@ -108,7 +144,7 @@ extern "C" LPMONITOR2 WINAPI InitializePrintMonitor2(MONITORINIT* init, HANDLE* 
     constexpr WORD kWinsockVersion = 0x0202;
 
     log_debug(LOG_HERE, "TSM: Initialize Monitor2");
-    const MonitorLockGuard lock;
+    const LockGuard change(ChangeLock);
     auto* const context = static_cast<MonitorContext*>(GlobalAlloc(GPTR, sizeof(MonitorContext)));
     if (context == nullptr) {
         log_error(LOG_HERE, "TSM: Failed to allocate for init");
@@ -116,23 +152,28 @@ extern "C" LPMONITOR2 WINAPI InitializePrintMonitor2(MONITORINIT* init, HANDLE* 
     }
     memcpy(context->signature, "TSM", sizeof context->signature);
     context->init = init;
-    const bool is_first = instances++ == 0;
-    InitGlobals(context, is_first);
+    const bool was_set_up = is_set_up;
+    InitGlobals(context);
+    const bool sets_up = is_set_up && !was_set_up;
     log_debug(LOG_HERE, "TSM: Initialize on server \"%S\" for %s spooler", init->pszServerName,
               init->bLocal ? "local" : "clustered");
     LogUserName();
-    if (is_first) SweepForceAttrFiles();
+    if (sets_up) SweepForceAttrFiles();
     WSADATA sockets;
     const int error = WSAStartup(kWinsockVersion, &sockets);
     if (error != 0) {
         log_error(LOG_HERE, "TSM: WSAStartup failed with error: %d", error);
-        --instances;
+        is_set_up = was_set_up;
         GlobalFree(context);
         return nullptr;
     }
-    ForAllPortRegEntries(context, LoadPortEntryCallback);
+    {
+        const MonitorLockGuard lock;
+        ForAllPortRegEntries(context, LoadPortEntryCallback);
+    }
     // Opened as the spooler: the user whose document writes the first line may not have the right to.
-    if (is_first) log_open();
+    if (sets_up) log_open();
+    AddInstance(context);
     *monitor = context;
     log_debug(LOG_HERE, "TSM init complete");
     return &operation_table;

@@ -11,7 +11,6 @@
 #include "common/serialize_hpc_job.h"
 #include "common/util.h"
 #include "winapi/winapi.h"
-#include "winportmon/tsmon/port_index.h"
 
 // The one export. Returns the operation table and stores the monitor handle, a MonitorContext; null, and the handle
 // untouched, when the monitor cannot start. The MONITORINIT record outlives the monitor.
@@ -20,7 +19,6 @@ extern "C" LPMONITOR2 WINAPI InitializePrintMonitor2(MONITORINIT* init, HANDLE* 
 namespace tsmon {
 
 struct PortEntry;
-struct XcvHandle;
 
 // -- The instance ----------------------------------------------------------------------------------------------------
 
@@ -29,16 +27,19 @@ struct MonitorContext {
     char signature[4];  // "TSM"
     MONITORINIT* init;  // the spooler's: registry callbacks and server name
     WCHAR helper_command_path[MAX_PATH];
-    PortEntry* ports;        // in the order of loading and creation; guarded by MonitorLock
-    XcvHandle* xcv_handles;  // open configuration handles; guarded by MonitorLock
-    PortEntry* last_port;    // tail of the list, for appending; same lock
-    PortEntry* retired;      // ports that were deleted while the spooler held them open; guarded by PortHandleLock
-    PortIndex index;         // of the list, by name; guarded by MonitorLock
+    PortEntry* ports;      // in the order of loading and creation; guarded by MonitorLock
+    PortEntry* last_port;  // tail of the list, for appending; same lock
+    PortEntry* retired;    // ports that were deleted while they were held open; guarded by HandleLock
+    MonitorContext* next;  // in the list of live instances; guarded by HandleLock
+    uint32_t number;       // no other instance of this process has it
 };
 
+// The live instance of that number; null when it has been shut down. Takes HandleLock.
+MonitorContext* FindInstance(uint32_t number);
+
 // The library's lock. Guards the port list and the ports' configurations, the in-document flag as StartDocPort changes
-// it, the open configuration handles, and the helper's path and launch. A start of the monitor holds it throughout.
-// Created when the library is loaded, deleted when it is unloaded.
+// it, the open configuration handles, and the helper's path and launch. Created when the library is loaded, deleted
+// when it is unloaded.
 extern OptionalLock MonitorLock;
 
 class MonitorLockGuard : LockGuard {
@@ -46,10 +47,14 @@ class MonitorLockGuard : LockGuard {
     MonitorLockGuard() : LockGuard(MonitorLock) {}
 };
 
-// Guards which port records are alive, how often the spooler holds each open, and the retired ones. Held for a few
-// instructions, and no other lock is taken under it: closing a port never waits for a helper's launch or the registry.
-// Lives as long as MonitorLock.
-extern OptionalLock PortHandleLock;
+// One at a time: starts and stops of an instance, and the commands that change ports, each with its registry writes.
+// Taken before MonitorLock, so that documents do not wait for the registry. Lives as long as MonitorLock.
+extern OptionalLock ChangeLock;
+
+// Guards which instances and port records are alive, how often each port is held open, and the retired ones. Held for a
+// few instructions, and no other lock is taken under it: closing a port never waits for a helper's launch or the
+// registry. Lives as long as MonitorLock.
+extern OptionalLock HandleLock;
 
 // The library's instance handle, for its string resources.
 extern HINSTANCE module_instance;
@@ -108,13 +113,17 @@ struct HwCheckState {
     uint32_t active;
 };
 
-// The work files of forced attributes. Names are heap texts owned by the port; streams are null when closed.
+// A work file of forced attributes.
+struct WorkFile {
+    char* name;    // heap text, owned by the port; null when there is no file
+    FILE* stream;  // null when closed
+    DWORD loss;    // the error with which bytes were lost; 0: it holds all that it was given
+};
+
 struct ForceAttrState {
     uint32_t active;
-    char* input_name;
-    FILE* input;
-    char* output_name;
-    FILE* output;
+    WorkFile input;
+    WorkFile output;  // a copy of what was sent, when files are kept
 };
 
 constexpr uint32_t kPortInDocument = 1;  // of PortEntry::flags: between StartDocPort and EndDocPort
@@ -125,11 +134,10 @@ struct PortEntry {
     char signature[4];  // "TSPT"
     PortEntry* next;
     // Here, near the name, since opening and closing a port looks at nothing else of it.
-    uint32_t open_handles;    // that the spooler holds; guarded by PortHandleLock, as are retired and next_alive
-    uint32_t retired;         // removed from the list; freed with its last handle; set under MonitorLock too
-    PortIndexEntry in_index;  // of its instance, while it is in the list; guarded by MonitorLock
-    PortEntry* next_alive;    // of the same place in the table of records that are alive
-    PortConfig config;        // guarded by MonitorLock; a document uses its own copy
+    uint32_t open_handles;  // that the spooler holds; guarded by HandleLock, as are retired and next_live
+    uint32_t retired;       // removed from the list; freed with its last handle; set under MonitorLock too
+    PortEntry* next_live;   // in the same bucket of the table of live records
+    PortConfig config;      // guarded by MonitorLock; a document uses its own copy
     uint32_t flags;
     WCHAR* printer_name;      // heap text; null outside a document
     WCHAR* server_name;       // heap text; null unless the printer was named with its server
@@ -150,6 +158,10 @@ struct PortEntry {
     PortConfig document_config;    // the configuration as it was when the document started
     uint32_t refused_restart_job;  // the job whose refused restart was last logged at error level
 };
+
+inline bool IsInDocument(const PortEntry* port) {
+    return (port->flags & kPortInDocument) != 0;
+}
 
 // Whether a failure of the document's job is its first one, which goes to the log at error level; the others, however
 // often the spooler tries the job again, go to debug.

@@ -20,11 +20,7 @@ namespace tsmon {
 
 namespace {
 
-bool IsInDocument(const PortEntry* port) {
-    return (port->flags & kPortInDocument) != 0;
-}
-
-// From here on the document has a configuration of its own, too.
+// Takes the document's own copy of the configuration, too.
 void EnterDocument(PortEntry* port) {
     const MonitorLockGuard lock;
     CopyConfigForDocument(port);
@@ -275,8 +271,8 @@ WriteSlot* CountWrite(WriteStats* stats, DWORD size) {
 }
 
 BOOL SpoolBuffer(PortEntry* port, const BYTE* data, DWORD size, DWORD* written) {
-    const char* const name = port->force_attr.input_name;
-    if (!AppendFile("input", port->force_attr.input, data, size, written)) {
+    const char* const name = port->force_attr.input.name;
+    if (!AppendFile("input", &port->force_attr.input, data, size, written)) {
         log_error(LOG_HERE, "TSM Write Port: failed to send data to force attr file: \"%s\"", name);
         return FALSE;
     }

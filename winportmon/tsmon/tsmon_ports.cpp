@@ -8,32 +8,29 @@
 
 namespace tsmon {
 
-OptionalLock PortHandleLock;
-
 // -- Records that are alive ------------------------------------------------------------------------------------------
 
 namespace {
 
 // The port records that are not freed yet, by their address, so that a handle is validated before it is dereferenced.
-constexpr size_t kAlivePlaces = 16384;
-PortEntry* alive[kAlivePlaces];
+constexpr size_t kLiveBuckets = 16384;
+PortEntry* live_ports[kLiveBuckets];
 
-// The link to the record, or the null one where it would stand. The caller holds PortHandleLock, as below.
-PortEntry** FindAlive(const void* handle) {
+// The link to the record, or the null one where it would stand. The caller holds HandleLock, as below.
+PortEntry** FindLive(const void* handle) {
     const auto address = reinterpret_cast<uintptr_t>(handle);
-    PortEntry** link = &alive[address / sizeof(PortEntry) % kAlivePlaces];
-    while (*link != nullptr && *link != handle) link = &(*link)->next_alive;
+    PortEntry** link = &live_ports[address / sizeof(PortEntry) % kLiveBuckets];
+    while (*link != nullptr && *link != handle) link = &(*link)->next_live;
     return link;
 }
 
-void AddAlive(PortEntry* port) {
-    const LockGuard handles(PortHandleLock);
-    *FindAlive(port) = port;
+void AddLive(PortEntry* port) {
+    const LockGuard handles(HandleLock);
+    *FindLive(port) = port;
 }
 
 void Free(PortEntry* port) {
-    PortEntry** const link = FindAlive(port);
-    *link = port->next_alive;
+    *FindLive(port) = port->next_live;
     GlobalFree(port);
 }
 
@@ -68,25 +65,20 @@ PortEntry* CreatePortEntry(MonitorContext* context, const PortConfig* config) {
     port->config = *config;
     port->socket = INVALID_SOCKET;
     port->monitor = context;
-    AddAlive(port);
+    AddLive(port);
 
     const MonitorLockGuard lock;
     PortEntry** const tail = context->last_port != nullptr ? &context->last_port->next : &context->ports;
     *tail = port;
     context->last_port = port;
-    AddToIndex(&context->index, port);
     return port;
 }
 
 PortEntry* FindPortEntry(MonitorContext* context, const WCHAR* name) {
-    return name != nullptr ? FindInIndex(context, name) : nullptr;
-}
-
-void ReplacePortConfig(PortEntry* port, const PortConfig* config) {
-    PortIndex* const index = &port->monitor->index;
-    RemoveFromIndex(index, port);
-    port->config = *config;
-    ReturnToIndex(index, port);
+    if (name == nullptr) return nullptr;
+    PortEntry* port = context->ports;
+    while (port != nullptr && lstrcmpiW(FieldText(port->config.port_name).text, name) != 0) port = port->next;
+    return port;
 }
 
 void CopyConfigForDocument(PortEntry* port) {
@@ -97,28 +89,24 @@ void CopyConfigForDocument(PortEntry* port) {
     port->document_config = port->config;
 }
 
-BOOL DeletePortEntry(MonitorContext* context, const WCHAR* name) {
+BOOL DeletePortEntry(MonitorContext* context, const WCHAR* name, PortEntry** deleted) {
     PortEntry* const port = FindPortEntry(context, name);
+    *deleted = port;
     if (port == nullptr) return FALSE;
-    RemoveFromIndex(&context->index, port);
     PortEntry* previous = nullptr;
     for (PortEntry* other = context->ports; other != port; other = other->next) previous = other;
     (previous != nullptr ? previous->next : context->ports) = port->next;
     if (context->last_port == port) context->last_port = previous;
-    const LockGuard handles(PortHandleLock);
-    if (port->open_handles == 0) {
-        Free(port);
-    } else {
-        Retire(port);
-    }
+    const LockGuard handles(HandleLock);
+    ++port->open_handles;  // the caller's
+    Retire(port);
     return TRUE;
 }
 
 void FreePorts(MonitorContext* context) {
-    const LockGuard handles(PortHandleLock);
+    const LockGuard handles(HandleLock);
     FreeAll(context->ports);
     FreeAll(context->retired);
-    FreeIndex(&context->index);
 }
 
 // -- EnumPorts -------------------------------------------------------------------------------------------------------
@@ -137,8 +125,7 @@ class ResourceText {
         if (text_ != nullptr) {
             LoadStringW(module_instance, id, text_, kResourceTextSize);
         } else {
-            const DWORD error = GetLastError();
-            error_ = error != ERROR_SUCCESS ? error : ERROR_NOT_ENOUGH_MEMORY;
+            error_ = util_last_error_or(ERROR_NOT_ENOUGH_MEMORY);
         }
     }
     ~ResourceText() {
@@ -272,7 +259,7 @@ BOOL WINAPI OpenPort(HANDLE monitor, LPWSTR name, HANDLE* port) {
         log_error(LOG_HERE, "TSM: Unable to find the port: %S", name);
         return FALSE;
     }
-    const LockGuard handles(PortHandleLock);
+    const LockGuard handles(HandleLock);
     ++found->open_handles;
     *port = found;
     return TRUE;
@@ -280,27 +267,30 @@ BOOL WINAPI OpenPort(HANDLE monitor, LPWSTR name, HANDLE* port) {
 
 namespace {
 
-// Counts a handle as closed. The port, when that was the last handle of a deleted one; it is the caller's then.
-PortEntry* CloseHandleOf(HANDLE handle) {
-    const LockGuard handles(PortHandleLock);
-    PortEntry* const port = *FindAlive(handle);
+// Counts a hold as given back. The port, when that was the last hold of a deleted one; it is the caller's then.
+PortEntry* TakeUnheld(HANDLE handle) {
+    const LockGuard handles(HandleLock);
+    PortEntry* const port = *FindLive(handle);
     if (port == nullptr) return nullptr;
     if (port->open_handles > 0) --port->open_handles;
     if (port->retired == 0 || port->open_handles > 0) return nullptr;
     TakeFromRetired(port);
-    *FindAlive(port) = port->next_alive;
+    *FindLive(port) = port->next_live;
     return port;
 }
 
 }  // namespace
 
+void ReleasePort(HANDLE handle) {
+    PortEntry* const port = TakeUnheld(handle);
+    if (port == nullptr) return;
+    AbandonDocument(port);
+    GlobalFree(port);
+}
+
 BOOL WINAPI ClosePort(HANDLE handle) {
     log_debug(LOG_HERE, "TSM ClosePort");
-    PortEntry* const port = CloseHandleOf(handle);
-    if (port != nullptr) {
-        AbandonDocument(port);
-        GlobalFree(port);
-    }
+    ReleasePort(handle);
     return TRUE;
 }
 

@@ -12,13 +12,15 @@ PortEntry* CreatePortEntry(MonitorContext* context, const PortConfig* config);
 // MonitorLock where the list may change meanwhile.
 PortEntry* FindPortEntry(MonitorContext* context, const WCHAR* name);
 
-// Unlinks the first port of that name; FALSE when there is none. It is freed at once, or, while the spooler holds
-// handles of it, with the last of them; its connection and its printer handle are not touched. The caller holds
-// MonitorLock.
-BOOL DeletePortEntry(MonitorContext* context, const WCHAR* name);
+// Unlinks the first port of that name, whose connection and printer handle are not touched; FALSE, and a null
+// *deleted, when there is none. The caller holds MonitorLock and, once it holds no lock any more, passes *deleted to
+// ReleasePort.
+BOOL DeletePortEntry(MonitorContext* context, const WCHAR* name, PortEntry** deleted);
 
-// Replaces a port's configuration; its place in the list stays. The caller holds MonitorLock.
-void ReplacePortConfig(PortEntry* port, const PortConfig* config);
+// Gives back one hold on a port. A deleted port goes with its last hold: what a document of it has left open is closed
+// first, which may wait 30 seconds for the printer. Any other value, also one whose port is gone, does nothing. The
+// caller holds no lock.
+void ReleasePort(HANDLE port);
 
 // Takes the port's configuration over for the document that starts. A port that was deleted while the spooler held it
 // open takes that of the port of its name, if there is one again. The caller holds MonitorLock.
@@ -30,7 +32,7 @@ void FreePorts(MonitorContext* context);
 
 // Slots of the operation table. EnumPorts fails with 122 (and the size needed) for a short buffer and with 124 for a
 // level other than 1 and 2; OpenPort with 87 for a null name, and without a code for an unknown one. ClosePort takes
-// any handle, also one that is closed already or whose port is gone.
+// any handle, as ReleasePort does.
 BOOL WINAPI EnumPorts(HANDLE monitor, LPWSTR server, DWORD level, LPBYTE buffer, DWORD size, LPDWORD needed,
                       LPDWORD returned);
 BOOL WINAPI OpenPort(HANDLE monitor, LPWSTR name, HANDLE* port);

@@ -111,7 +111,7 @@ LONG StorePort(const Registry& registry, const PortConfig* config) {
     return status;
 }
 
-LONG UpdateStoredPort(const Registry& registry, const PortConfig* config, const PortConfig* before) {
+LONG UpdateStoredPort(const Registry& registry, const PortConfig* config) {
     const FieldText name(config->port_name);
     const FieldText address(config->printer_address);
     Key ports;
@@ -139,7 +139,6 @@ LONG UpdateStoredPort(const Registry& registry, const PortConfig* config, const 
         log_error_code(LOG_HERE, static_cast<uint32_t>(status),
                        "TSM: UpdatePortInRegistry failed to create ports/port-name/PortNumber key: %u",
                        config->port_number);
-        WriteHostName(registry, port, before);  // the next start must not find half of each
     }
     return status;
 }
@@ -182,8 +181,10 @@ void CopyName(const WCHAR* name, WCHAR (&field)[kPortNameSize]) {
     field[length] = 0;
 }
 
-// One stored port into the walk's record; false, with its line, when it cannot be read.
-bool LoadStoredPort(const Registry& registry, const Key& ports, const WCHAR* name, PortConfig* config) {
+// Reads one stored port into the walk's record and hands it to the callback, while its key is open; or logs why it
+// cannot be read.
+void LoadStoredPort(const Registry& registry, const Key& ports, const WCHAR* name, PortConfig* config,
+                    MonitorContext* context, PortRegCallback callback) {
     CopyName(name, config->port_name);
     Key port;
     LONG status = OpenKey(registry, ports.get(), name, KEY_READ, &port);
@@ -192,7 +193,7 @@ bool LoadStoredPort(const Registry& registry, const Key& ports, const WCHAR* nam
                        "TSM: ForAllPortRetEntries failed to access port config for port: \"%S\". This port will not be "
                        "loaded.",
                        name);
-        return false;
+        return;
     }
     DWORD size = sizeof config->printer_address;
     status = registry.QueryValue(port.get(), kHostNameValue, config->printer_address, &size);
@@ -201,7 +202,7 @@ bool LoadStoredPort(const Registry& registry, const Key& ports, const WCHAR* nam
                        "TSM: ForAllPortRetEntries failed to get PrinterAddress value for port: \"%S\". Data size: %u. "
                        "This port will not be loaded.",
                        name, size);
-        return false;
+        return;
     }
     // Values that were stored too short keep nothing of the previous port.
     if (size / sizeof(WCHAR) < kPrinterAddressSize) config->printer_address[size / sizeof(WCHAR)] = 0;
@@ -213,9 +214,9 @@ bool LoadStoredPort(const Registry& registry, const Key& ports, const WCHAR* nam
                        "TSM: ForAllPortRetEntries failed to get PortNumber value for port: \"%S\". Data size: %u. This "
                        "port will not be loaded.",
                        name, size);
-        return false;
+        return;
     }
-    return true;
+    callback(context, config);
 }
 
 void WalkPorts(const Registry& registry, const Key& ports, MonitorContext* context, PortRegCallback callback) {
@@ -234,7 +235,7 @@ void WalkPorts(const Registry& registry, const Key& ports, MonitorContext* conte
             continue;
         }
         failures = 0;
-        if (LoadStoredPort(registry, ports, name, &config)) callback(context, &config);
+        LoadStoredPort(registry, ports, name, &config, context, callback);
     }
     log_error(LOG_HERE, "TSM: ForAllPortRegEntries gives up after %u failures in a row.", failures);
 }
@@ -250,11 +251,11 @@ BOOL AddPortInRegistry(MONITORINIT* init, const PortConfig* config) {
     return Succeeded(status);
 }
 
-BOOL UpdatePortInRegistry(MONITORINIT* init, const PortConfig* config, const PortConfig* before) {
+BOOL UpdatePortInRegistry(MONITORINIT* init, const PortConfig* config) {
     LONG status = ERROR_SUCCESS;
     {
         const SpoolerIdentity as_spooler(SpoolerIdentity::always);
-        status = UpdateStoredPort(Registry(init), config, before);
+        status = UpdateStoredPort(Registry(init), config);
     }
     return Succeeded(status);
 }

@@ -10,10 +10,9 @@ namespace tsmon {
 using PortRegCallback = void (*)(MonitorContext* context, const PortConfig* config);
 
 // TRUE when both values were written; FALSE leaves what was already written in place, and the status that failed as
-// the thread's last error. Adding creates the port's key, updating needs it. An update whose address was written and
-// whose number was not puts the address of `before` back, the configuration as it was stored until now.
+// the thread's last error. Adding creates the port's key, updating needs it.
 BOOL AddPortInRegistry(MONITORINIT* init, const PortConfig* config);
-BOOL UpdatePortInRegistry(MONITORINIT* init, const PortConfig* config, const PortConfig* before);
+BOOL UpdatePortInRegistry(MONITORINIT* init, const PortConfig* config);
 
 // Stops at the first missing part; a null name does nothing.
 void DeletePortFromRegistry(MONITORINIT* init, const WCHAR* name);

@@ -3,6 +3,7 @@
 #include "common/log.h"
 #include "common/serialize_names.h"
 #include "winportmon/tsmon/identity.h"
+#include "winportmon/tsmon/tsmon_ports.h"
 #include "winportmon/tsmon/util_connection.h"
 
 namespace tsmon {
@@ -43,6 +44,10 @@ BOOL WriteOverConnection(PortEntry* port, const char* caller, const void* data, 
 
 // After the connection was lost: is the printer back? Then the job starts over, with a connection of its own.
 void ProbePrinter(PortEntry* port, const char* caller, BOOL* restart_requested) {
+    if (!IsInDocument(port)) {  // a buffer without a document goes by the port's own configuration
+        const MonitorLockGuard lock;
+        CopyConfigForDocument(port);
+    }
     if (!ConnectToPrinter(&port->document_config, &port->socket, session_context.debug_logging)) {
         log_debug(LOG_HERE, "TSM: %s: failed to reconnect", caller);
         return;

@@ -12,6 +12,19 @@ namespace tsmon {
 
 // -- Handles ---------------------------------------------------------------------------------------------------------
 
+namespace {
+
+XcvHandle* xcv_handles;  // of all instances, in the order of their opening; guarded by MonitorLock
+
+// The link to the handle, or the null one at the end. The caller holds MonitorLock.
+XcvHandle** FindHandle(HANDLE xcv) {
+    XcvHandle** link = &xcv_handles;
+    while (*link != nullptr && *link != xcv) link = &(*link)->next;
+    return link;
+}
+
+}  // namespace
+
 BOOL WINAPI XcvOpenPort(HANDLE monitor, LPCWSTR object_name, ACCESS_MASK granted_access, HANDLE* xcv) {
     log_debug(LOG_HERE, "TSM Xcv Open Port");
     log_debug(LOG_HERE, "TSM: hMonitor = %p, pszObject = \"%S\" GrantedAccess = 0x%x phXcv = %p", monitor, object_name,
@@ -25,22 +38,19 @@ BOOL WINAPI XcvOpenPort(HANDLE monitor, LPCWSTR object_name, ACCESS_MASK granted
     memcpy(handle->object_name_text, name, name_size);
     handle->object_name = handle->object_name_text;
     handle->granted_access = granted_access;
-    handle->monitor = static_cast<MonitorContext*>(monitor);
+    handle->instance = static_cast<MonitorContext*>(monitor)->number;
 
     const MonitorLockGuard lock;
-    XcvHandle** tail = &handle->monitor->xcv_handles;
-    while (*tail != nullptr) tail = &(*tail)->next;
-    *tail = handle;
+    *FindHandle(nullptr) = handle;
     return TRUE;
 }
 
 BOOL WINAPI XcvClosePort(HANDLE xcv) {
     log_debug(LOG_HERE, "TSM Xcv Close Port");
-    auto* const handle = static_cast<XcvHandle*>(xcv);
     const MonitorLockGuard lock;
-    XcvHandle** link = &handle->monitor->xcv_handles;
-    while (*link != nullptr && *link != handle) link = &(*link)->next;
-    if (*link == nullptr) return TRUE;
+    XcvHandle** const link = FindHandle(xcv);
+    XcvHandle* const handle = *link;
+    if (handle == nullptr) return TRUE;
     *link = handle->next;
     GlobalFree(handle);
     return TRUE;
@@ -52,7 +62,8 @@ namespace {
 
 // The arguments of a command; the input is never read past its size.
 struct Request {
-    XcvHandle* handle;
+    const XcvHandle* handle;
+    MonitorContext* monitor;
     const BYTE* input;
     DWORD input_size;
     BYTE* output;
@@ -60,7 +71,6 @@ struct Request {
     DWORD* needed;
 
     bool IsFromAdministrator() const { return (handle->granted_access & SERVER_ACCESS_ADMINISTER) != 0; }
-    MonitorContext* monitor() const { return handle->monitor; }
 };
 
 // The input as a PortConfig: what is missing at the end is zero.
@@ -106,12 +116,6 @@ class NameInput {
     DWORD error_ = ERROR_INVALID_PARAMETER;
 };
 
-// The error of a failed call that may not have set one; never success.
-DWORD LastErrorOr(DWORD otherwise) {
-    const DWORD error = GetLastError();
-    return error != ERROR_SUCCESS ? error : otherwise;
-}
-
 DWORD DoMonitorUi(const Request& request) {
     static constexpr WCHAR kLibrary[] = W("tsprintportmonui.dll");
     if (request.needed != nullptr) *request.needed = sizeof kLibrary;
@@ -122,18 +126,19 @@ DWORD DoMonitorUi(const Request& request) {
 }
 
 // Into the list, then into the registry, as one step: two callers cannot add the same name, nor one delete it
-// meanwhile.
-DWORD AddPortEverywhere(MonitorContext* monitor, const PortConfig* config, const WCHAR* name) {
-    const MonitorLockGuard lock;
+// meanwhile. A port that could not be stored comes back in *deleted, to be released.
+DWORD AddPortEverywhere(MonitorContext* monitor, const PortConfig* config, const WCHAR* name, PortEntry** deleted) {
+    const LockGuard change(ChangeLock);  // the list does not change meanwhile
     if (FindPortEntry(monitor, name) != nullptr) {
         SetLastError(ERROR_ALREADY_EXISTS);
         return ERROR_ALREADY_EXISTS;
     }
-    if (CreatePortEntry(monitor, config) == nullptr) return LastErrorOr(ERROR_NOT_ENOUGH_MEMORY);
+    if (CreatePortEntry(monitor, config) == nullptr) return util_last_error_or(ERROR_NOT_ENOUGH_MEMORY);
     if (AddPortInRegistry(monitor->init, config)) return ERROR_SUCCESS;
-    const DWORD error = LastErrorOr(ERROR_CANTWRITE);
+    const DWORD error = util_last_error_or(ERROR_CANTWRITE);
     log_error(LOG_HERE, "TSM Xcv DoAddPort: failed to add port and so removing port entry");
-    DeletePortEntry(monitor, name);
+    const MonitorLockGuard lock;
+    DeletePortEntry(monitor, name, deleted);
     return error;
 }
 
@@ -145,12 +150,15 @@ DWORD DoAddPort(const Request& request) {
     if (!input.IsPortConfig()) return ERROR_INVALID_PARAMETER;
     DWORD error = ERROR_SUCCESS;
     const BOOL exists = SpoolerPortExists(name.text, &error);
-    if (error != ERROR_SUCCESS) return LastErrorOr(error);
+    if (error != ERROR_SUCCESS) return util_last_error_or(error);
     if (exists) {
         SetLastError(ERROR_ALREADY_EXISTS);
         return ERROR_ALREADY_EXISTS;
     }
-    return AddPortEverywhere(request.monitor(), input.get(), name.text);
+    PortEntry* deleted = nullptr;
+    const DWORD status = AddPortEverywhere(request.monitor, input.get(), name.text, &deleted);
+    ReleasePort(deleted);
+    return status;
 }
 
 DWORD DoConfigPort(const Request& request) {
@@ -159,17 +167,18 @@ DWORD DoConfigPort(const Request& request) {
     log_debug(LOG_HERE, "TSM Xcv DoConfigPort: \"%S\"", name.text);
     if (!request.IsFromAdministrator()) return ERROR_ACCESS_DENIED;
     if (!input.IsPortConfig()) return ERROR_INVALID_PARAMETER;
-    const MonitorLockGuard lock;
-    PortEntry* const port = FindPortEntry(request.monitor(), name.text);
+    const LockGuard change(ChangeLock);  // the port stays meanwhile
+    PortEntry* const port = FindPortEntry(request.monitor, name.text);
     if (port == nullptr) {
         log_error(LOG_HERE, "TSM: Unable to find the port: %S", name.text);
         return ERROR_INVALID_PARAMETER;
     }
-    if (!UpdatePortInRegistry(request.monitor()->init, input.get(), &port->config)) {
+    if (!UpdatePortInRegistry(request.monitor->init, input.get())) {
         log_error(LOG_HERE, "TSM: Xcv DoConfigPort: failed to update registry");
         return ERROR_INVALID_PARAMETER;
     }
-    ReplacePortConfig(port, input.get());
+    const MonitorLockGuard lock;
+    port->config = *input.get();
     return ERROR_SUCCESS;
 }
 
@@ -183,7 +192,7 @@ DWORD DoGetConfigInfo(const Request& request) {
         return ERROR_INVALID_PARAMETER;
     }
     const MonitorLockGuard lock;
-    const PortEntry* const port = FindPortEntry(request.monitor(), name);
+    const PortEntry* const port = FindPortEntry(request.monitor, name);
     if (port == nullptr) {
         log_error(LOG_HERE, "TSM: Unable to find the port: %S", name);
         return ERROR_INVALID_PARAMETER;
@@ -198,12 +207,17 @@ DWORD DoDeletePort(const Request& request) {
     log_debug(LOG_HERE, "TSM Xcv DoDeletePort: \"%S\"", name.get());
     if (!request.IsFromAdministrator()) return ERROR_ACCESS_DENIED;
     if (name.get() == nullptr) return name.error();
-    const MonitorLockGuard lock;
-    if (!DeletePortEntry(request.monitor(), name.get())) {
-        log_error(LOG_HERE, "TSM Xcv DoDeletePort: \"%S\" - name not found", name.get());
-        return ERROR_FILE_NOT_FOUND;
+    PortEntry* deleted = nullptr;
+    {
+        const LockGuard change(ChangeLock);
+        const MonitorLockGuard lock;
+        if (!DeletePortEntry(request.monitor, name.get(), &deleted)) {
+            log_error(LOG_HERE, "TSM Xcv DoDeletePort: \"%S\" - name not found", name.get());
+            return ERROR_FILE_NOT_FOUND;
+        }
+        DeletePortFromRegistry(request.monitor->init, name.get());
     }
-    DeletePortFromRegistry(request.monitor()->init, name.get());
+    ReleasePort(deleted);
     return ERROR_SUCCESS;
 }
 
@@ -258,10 +272,17 @@ DWORD WINAPI XcvDataPort(HANDLE xcv, LPCWSTR command, LPBYTE input, DWORD input_
                          LPDWORD needed) {
     log_debug(LOG_HERE, "TSM Xcv Data Port");
     log_debug(LOG_HERE, "TSM: hXcv = %p, pszDataName = \"%S\", cbOutputData = %d", xcv, command, output_size);
+    const XcvHandle* handle = nullptr;
+    {
+        const MonitorLockGuard lock;
+        handle = *FindHandle(xcv);
+    }
+    MonitorContext* const monitor = handle != nullptr ? FindInstance(handle->instance) : nullptr;
+    if (monitor == nullptr) return ERROR_INVALID_HANDLE;
     if (command == nullptr) return ERROR_INVALID_PARAMETER;
     for (const Command& known : kCommands) {
         if (!IsSame(command, known.name)) continue;
-        return known.handler(Request{static_cast<XcvHandle*>(xcv), input, input_size, output, output_size, needed});
+        return known.handler(Request{handle, monitor, input, input_size, output, output_size, needed});
     }
     return ERROR_INVALID_PARAMETER;
 }

@@ -13,13 +13,13 @@ struct XcvHandle {
     XcvHandle* next;
     WCHAR* object_name;  // the text below: the port, for commands about one
     ACCESS_MASK granted_access;
-    MonitorContext* monitor;
+    uint32_t instance;          // of the monitor, by its number
     WCHAR object_name_text[1];  // the record is allocated with room for all of it
 };
 
 // Slots of the operation table. XcvOpenPort: FALSE, and a null handle, when memory runs out. XcvDataPort: the command's
-// Win32 code; 87 for an unknown command and for unusable input, which is never read past its size.
-// XcvClosePort: always TRUE. All take MonitorLock.
+// Win32 code; 87 for an unknown command and for unusable input, which is never read past its size; 6 for a handle that
+// is closed or whose instance has been shut down. XcvClosePort: always TRUE, for any handle. All take MonitorLock.
 BOOL WINAPI XcvOpenPort(HANDLE monitor, LPCWSTR object_name, ACCESS_MASK granted_access, HANDLE* xcv);
 DWORD WINAPI XcvDataPort(HANDLE xcv, LPCWSTR command, LPBYTE input, DWORD input_size, LPBYTE output, DWORD output_size,
                          LPDWORD needed);

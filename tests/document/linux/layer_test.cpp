@@ -6,6 +6,7 @@
 #include "tests/support/helper_script.h"
 #include "tests/support/linux/fast_clock.h"
 #include "tests/support/reported.h"
+#include "winapi/linux/fault.h"
 #include "winapi/linux/handle.h"
 
 namespace test {
@@ -50,6 +51,11 @@ TEST_F(Layer, ALossAfterTheLastByteLeavesALine) {
     office->behave_once(late);
     for (int i = 0; i < 2; ++i) EXPECT_EQ(print(W("Office"), pattern(20000)).result, host::Result::printed);
     EXPECT_EQ(logged("TSM: an error occured while waiting for FD_CLOSE event: 100", "ERROR"), 1);
+    EXPECT_EQ(logged("TSM: an error occured while waiting for FD_CLOSE event: ", "ERROR"), 1);
+    // No document: nothing of one can be lost.
+    late.reset_after = 0;
+    office->behave_once(late);
+    send_config(monitor, W("TSPortIsValid"), port_config(W(""), W("127.0.0.1"), office->port()));
     EXPECT_EQ(logged("TSM: an error occured while waiting for FD_CLOSE event: ", "ERROR"), 1);
     const Reported reported(log());
     EXPECT_EQ(reported.named(), Causes{"printer.broke-off"}) << reported.words;
@@ -123,6 +129,28 @@ TEST_F(HelperLimits, AFloodIsCutOff) {
         EXPECT_EQ(heard(), kAsked + (command == "wait" ? "wait\n" : "") + "(output closed)\n");
         expect_clean();
     }
+}
+
+// What failed once is told as long as the file is used.
+TEST_F(HelperLimits, AWorkFileThatLostBytesStaysLost) {
+    start({"Debug=off"});
+    force_attributes();
+    const HANDLE port = begin_document(kJob);
+    winapi::fault::arm(1, winapi::fault::Mode::once);
+    EXPECT_FALSE(write(port, pattern(1 << 20)));
+    winapi::fault::disarm();
+    ASSERT_EQ(winapi::fault::failed_function(), "fwrite");
+    SetLastError(0);
+    EXPECT_FALSE(write(port, "0123456789"));
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_DISK_FULL));
+    EXPECT_EQ(written, 0u);
+    EXPECT_FALSE(monitor.end_document(port));
+    EXPECT_TRUE(monitor.close_port(port));
+    EXPECT_EQ(logged("TSM: unable to write entire buffer. Only wrote 0 bytes to force attr input file - ", "ERROR"), 2);
+    EXPECT_EQ(logged("TSM: Unable to close force attr spool file - ", "ERROR"), 1);
+    EXPECT_EQ(logged("(Error: 112)", "ERROR"), 3);
+    EXPECT_EQ(arrived(1), Lines{""});
+    expect_clean();
 }
 
 // Whoever else starts a child meanwhile gives it nothing of ours: not the log, nor the work file, nor a record.

@@ -180,30 +180,6 @@ TEST_F(Layer, LosesNoRotatedFileToAFault) {
     }
 }
 
-TEST_F(Layer, FindsPortsWithoutMemoryForTheirIndex) {
-    const auto numbered = [](DWORD number) {
-        return host::port_config(host::to_text("Printer " + std::to_string(number)), W(""), number);
-    };
-    const size_t before = winapi::open_allocations();
-    for (const DWORD first_without : {0u, 64u}) {  // the first places, and twice as many
-        tsmon::MonitorContext context = {};
-        for (DWORD i = 0; i < 200; ++i) {
-            const tsmon::PortConfig config = numbered(i);
-            // The second allocation, after that of the port itself.
-            if (i == first_without) winapi::fault::arm(2, winapi::fault::Mode::once);
-            ASSERT_NE(tsmon::CreatePortEntry(&context, &config), nullptr);
-            winapi::fault::disarm();
-        }
-        ASSERT_EQ(winapi::fault::failed_function(), "GlobalAlloc");
-        for (DWORD i = 0; i < 200; ++i) {
-            const tsmon::PortEntry* const port = tsmon::FindPortEntry(&context, numbered(i).port_name);
-            ASSERT_TRUE(port != nullptr && port->config.port_number == i) << i;
-        }
-        tsmon::FreePorts(&context);
-        EXPECT_EQ(winapi::open_allocations(), before);
-    }
-}
-
 TEST_F(Layer, AJobThatIsGoneAtTheSecondLookLeavesNoRecord) {
     spooler_sim::add_printer(W("Office"));
     spooler_sim::add_job(W("Office"), 7, W("document"), W("bob"));
