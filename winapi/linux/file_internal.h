@@ -70,22 +70,8 @@ int look_at(int descriptor, struct stat& status);
 // Windows' read-only attribute: nobody may write to it.
 bool is_read_only(const struct stat& status);
 
-// Writes all of it, in as many calls as it takes; `written` is right after a failure too. Inline, since each line of
-// the log comes back through it: after a system call the processor has foreseen no return.
-inline DWORD write_all(int descriptor, const void* data, size_t size, size_t& written) {
-    written = 0;
-    while (written < size) {
-        const ssize_t count = ::write(descriptor, static_cast<const char*>(data) + written, size - written);
-        if (count >= 0) {
-            written += static_cast<size_t>(count);
-        } else if (errno == EBADF) {
-            return ERROR_ACCESS_DENIED;  // the descriptor is open, but for reading
-        } else if (errno != EINTR) {
-            return error_from_errno(errno);
-        }
-    }
-    return ERROR_SUCCESS;
-}
+// Writes all of it, in as many calls as it takes; `written` is right after a failure too.
+DWORD write_all(int descriptor, const void* data, size_t size, size_t& written);
 
 // One read; 0 bytes at the end of a file, ERROR_BROKEN_PIPE at the end of a pipe.
 DWORD read_some(int descriptor, void* buffer, size_t size, size_t& count);

@@ -178,6 +178,21 @@ DWORD rename_file(const std::string& from, const std::string& to) {
     return errno == ENOENT ? ERROR_PATH_NOT_FOUND : error_from_errno(errno);
 }
 
+DWORD write_all(int descriptor, const void* data, size_t size, size_t& written) {
+    written = 0;
+    while (written < size) {
+        const ssize_t count = ::write(descriptor, static_cast<const char*>(data) + written, size - written);
+        if (count >= 0) {
+            written += static_cast<size_t>(count);
+        } else if (errno == EBADF) {
+            return ERROR_ACCESS_DENIED;  // the descriptor is open, but for reading
+        } else if (errno != EINTR) {
+            return error_from_errno(errno);
+        }
+    }
+    return ERROR_SUCCESS;
+}
+
 DWORD read_some(int descriptor, void* buffer, size_t size, size_t& count) {
     ssize_t result = 0;
     do {

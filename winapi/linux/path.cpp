@@ -1,7 +1,6 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <map>
 #include <mutex>
@@ -29,23 +28,14 @@ Drives& drives() {
     return *instance;
 }
 
-// The kind of a character in a path.
-enum class Sign : unsigned char { of_name, separator, refused };
-
-constexpr std::array<Sign, 0x80> ascii_signs = [] {
-    std::array<Sign, 0x80> signs{};
-    for (size_t c = 0; c < 0x20; ++c) signs[c] = Sign::refused;
-    for (const char c : {'<', '>', ':', '"', '|', '?', '*'}) signs[static_cast<size_t>(c)] = Sign::refused;
-    for (const char c : {'\\', '/'}) signs[static_cast<size_t>(c)] = Sign::separator;
-    return signs;
-}();
-
-Sign sign_of(WCHAR c) {
-    return c < ascii_signs.size() ? ascii_signs[c] : Sign::of_name;
-}
+constexpr std::u16string_view separators = u"\\/";
 
 bool is_separator(WCHAR c) {
-    return sign_of(c) == Sign::separator;
+    return separators.find(c) != separators.npos;
+}
+
+bool is_forbidden(WCHAR c) {
+    return c < 0x20 || std::u16string_view(u"<>:\"|?*").find(c) != std::u16string_view::npos;
 }
 
 bool is_letter(WCHAR c) {
@@ -99,28 +89,18 @@ DWORD take_start(std::u16string_view& path, std::string& folder, bool& climbs) {
     return ERROR_SUCCESS;
 }
 
-// Adds the names of a path of less than MAX_PATH characters to the folder it starts from; ".." stays within its first
+// Adds the names of a path to the folder it starts from; ".." stays within its first
 // `root` characters.
 DWORD add_names(std::u16string_view path, size_t root, std::string& native) {
-    const WCHAR* next = path.data();
-    const WCHAR* const path_end = next + path.size();
-    while (next != path_end) {
-        const WCHAR* const begin = next;
-        char text[MAX_PATH];  // the name, if it is all ASCII
-        WCHAR bits = 0;       // of all its characters
-        for (; next != path_end && sign_of(*next) == Sign::of_name; ++next) {
-            text[next - begin] = static_cast<char>(*next);
-            bits |= *next;
-        }
-        const std::u16string_view name(begin, next);
-        if (next != path_end && sign_of(*next) == Sign::refused) return ERROR_INVALID_NAME;
-        if (next != path_end) ++next;
-        const std::u16string_view kept = trim(name, next == path_end);
+    while (!path.empty()) {
+        const std::u16string_view name = path.substr(0, path.find_first_of(separators));
+        if (std::any_of(name.begin(), name.end(), is_forbidden)) return ERROR_INVALID_NAME;
+        path.remove_prefix(std::min(name.size() + 1, path.size()));
+        const std::u16string_view kept = trim(name, path.empty());
         if (name == u"..") {
             if (native.size() > root) native.resize(native.rfind('/'));
         } else if (!kept.empty()) {
-            native += '/';
-            native += bits < 0x80 ? std::string_view(text, kept.size()) : to_utf8(std::u16string(kept).c_str());
+            native += "/" + to_utf8(std::u16string(kept).c_str());
         }
     }
     return ERROR_SUCCESS;
