@@ -268,6 +268,28 @@ std::string run_delete(World& world) {
     return whether(code == ERROR_SUCCESS && are_ports(world, changed, changed));
 }
 
+// Whoever closes the port last gives back what the document held, and is himself again.
+std::string run_abandoned(World& world) {
+    HANDLE port = nullptr;
+    spooler_sim::add_job(kPrinterName, kJob, W("doc"), W("ann"));
+    const spooler_sim::ClientScope user(W("ann"));
+    if (world.monitor.open_port(kPrinterName, port)) {
+        DWORD written = 0;
+        if (world.monitor.start_document(port, kPrinterName, kJob, W("doc"))) {
+            world.monitor.write(port, page().data(), static_cast<DWORD>(page().size()), written);
+        }
+        host::send_name(world.monitor, W("TSDeletePort"), kPrinterName);
+        world.monitor.close_port(port);
+    }
+    winapi::fault::disarm();
+    host::send_name(world.monitor, W("TSDeletePort"), kPrinterName);  // where that failed
+    world.arrived();
+    const bool untold_return = failed("ImpersonatePrinterClient") && untold(world, "mpersonatePrinterClient");
+    const host::PortConfig own = host::port_config(kPrinterName, W("127.0.0.1"), world.printer().port());
+    host::send_config(world.monitor, W("TSAddPort"), own);
+    return untold_return ? "the thread stays the spooler, and the log does not tell" : "";
+}
+
 // A spooler that cannot list its monitor's ports says that it has none: nothing can be asked of the answer.
 std::string run_ask(World& world) {
     BYTE library[64];
@@ -313,6 +335,7 @@ const std::vector<Scenario>& scenarios() {
                             {"Debug=on", "IsPrintingBasedOnPortMonitor=on", "ForceAttributesDebug=on"});
          },
          run_forced},
+        {"abandoned", [](World& world) { prepare_course(world, {.forced = true}); }, run_abandoned},
         {"lost-printer", prepare_lost, run_lost},
         {"rotation", prepare_rotation, run_document},
         {"xcv-add", prepare_monitor, run_add, true},

@@ -163,7 +163,7 @@ extern "C" LPMONITOR2 WINAPI InitializePrintMonitor2(MONITORINIT* init, HANDLE* 
     const int error = WSAStartup(kWinsockVersion, &sockets);
     if (error != 0) {
         log_error(LOG_HERE, "TSM: WSAStartup failed with error: %d", error);
-        is_set_up = was_set_up;
+        is_set_up = is_set_up && instances != nullptr;
         GlobalFree(context);
         return nullptr;
     }

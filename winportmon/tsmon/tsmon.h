@@ -48,12 +48,12 @@ class MonitorLockGuard : LockGuard {
 };
 
 // One at a time: starts and stops of an instance, and the commands that change ports, each with its registry writes.
-// Taken before MonitorLock, so that documents do not wait for the registry. Lives as long as MonitorLock.
+// Taken before MonitorLock, so that documents do not wait while a port is stored. Lives as long as MonitorLock.
 extern OptionalLock ChangeLock;
 
-// Guards which instances and port records are alive, how often each port is held open, and the retired ones. Held for a
-// few instructions, and no other lock is taken under it: closing a port never waits for a helper's launch or the
-// registry. Lives as long as MonitorLock.
+// Guards which instances, port records and configuration handles are alive, how often each port is held open, and the
+// retired ones. Held for a few instructions, and no other lock is taken under it: closing a port never waits for a
+// helper's launch or the registry. Lives as long as MonitorLock.
 extern OptionalLock HandleLock;
 
 // The library's instance handle, for its string resources.
@@ -134,7 +134,7 @@ struct PortEntry {
     char signature[4];  // "TSPT"
     PortEntry* next;
     // Here, near the name, since opening and closing a port looks at nothing else of it.
-    uint32_t open_handles;  // that the spooler holds; guarded by HandleLock, as are retired and next_live
+    uint32_t open_handles;  // the spooler's, and that of a deletion under way; guarded by HandleLock, like the next two
     uint32_t retired;       // removed from the list; freed with its last handle; set under MonitorLock too
     PortEntry* next_live;   // in the same bucket of the table of live records
     PortConfig config;      // guarded by MonitorLock; a document uses its own copy
@@ -155,7 +155,7 @@ struct PortEntry {
     uint32_t initial_write_size;  // of the document's first buffer that is not empty and goes to the printer or a file
     WriteStats write_stats;
     MonitorContext* monitor;
-    PortConfig document_config;    // the configuration as it was when the document started
+    PortConfig document_config;    // as it was when the document, or a buffer without one, started
     uint32_t refused_restart_job;  // the job whose refused restart was last logged at error level
 };
 

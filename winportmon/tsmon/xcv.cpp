@@ -14,9 +14,11 @@ namespace tsmon {
 
 namespace {
 
-XcvHandle* xcv_handles;  // of all instances, in the order of their opening; guarded by MonitorLock
+// Of all instances, in the order of their opening. Changed under MonitorLock and HandleLock, looked at under the
+// latter.
+XcvHandle* xcv_handles;
 
-// The link to the handle, or the null one at the end. The caller holds MonitorLock.
+// The link to the handle, or the null one at the end. The caller holds HandleLock.
 XcvHandle** FindHandle(HANDLE xcv) {
     XcvHandle** link = &xcv_handles;
     while (*link != nullptr && *link != xcv) link = &(*link)->next;
@@ -41,6 +43,7 @@ BOOL WINAPI XcvOpenPort(HANDLE monitor, LPCWSTR object_name, ACCESS_MASK granted
     handle->instance = static_cast<MonitorContext*>(monitor)->number;
 
     const MonitorLockGuard lock;
+    const LockGuard handles(HandleLock);
     *FindHandle(nullptr) = handle;
     return TRUE;
 }
@@ -48,6 +51,7 @@ BOOL WINAPI XcvOpenPort(HANDLE monitor, LPCWSTR object_name, ACCESS_MASK granted
 BOOL WINAPI XcvClosePort(HANDLE xcv) {
     log_debug(LOG_HERE, "TSM Xcv Close Port");
     const MonitorLockGuard lock;
+    const LockGuard handles(HandleLock);
     XcvHandle** const link = FindHandle(xcv);
     XcvHandle* const handle = *link;
     if (handle == nullptr) return TRUE;
@@ -274,7 +278,7 @@ DWORD WINAPI XcvDataPort(HANDLE xcv, LPCWSTR command, LPBYTE input, DWORD input_
     log_debug(LOG_HERE, "TSM: hXcv = %p, pszDataName = \"%S\", cbOutputData = %d", xcv, command, output_size);
     const XcvHandle* handle = nullptr;
     {
-        const MonitorLockGuard lock;
+        const LockGuard handles(HandleLock);
         handle = *FindHandle(xcv);
     }
     MonitorContext* const monitor = handle != nullptr ? FindInstance(handle->instance) : nullptr;

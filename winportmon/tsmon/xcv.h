@@ -19,7 +19,8 @@ struct XcvHandle {
 
 // Slots of the operation table. XcvOpenPort: FALSE, and a null handle, when memory runs out. XcvDataPort: the command's
 // Win32 code; 87 for an unknown command and for unusable input, which is never read past its size; 6 for a handle that
-// is closed or whose instance has been shut down. XcvClosePort: always TRUE, for any handle. All take MonitorLock.
+// is closed or whose instance has been shut down. XcvClosePort: always TRUE, for any handle. Opening and closing take
+// MonitorLock; so do commands that look at a port or change one.
 BOOL WINAPI XcvOpenPort(HANDLE monitor, LPCWSTR object_name, ACCESS_MASK granted_access, HANDLE* xcv);
 DWORD WINAPI XcvDataPort(HANDLE xcv, LPCWSTR command, LPBYTE input, DWORD input_size, LPBYTE output, DWORD output_size,
                          LPDWORD needed);
