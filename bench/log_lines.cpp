@@ -3,6 +3,7 @@
 #include <thread>
 
 #include "bench/plan.h"
+#include "common/global.h"
 #include "common/log.h"
 #include "tools/host/platform.h"
 #include "tools/host/setup.h"

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "common/format.h"
 #include "common/global.h"
 #include "common/util.h"
 

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "common/global.h"
 #include "common/log.h"
 
 namespace {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "common/config.h"
+#include "common/global.h"
 
 void handle_debug(int32_t reset, const CountedString* value, SessionContext* context);
 void handle_error_poll_method(int32_t reset, const CountedString* value, SessionContext* context);

@@ -1,6 +1,7 @@
 // All settings of print-provider.conf, in the order in which names are looked up.
 #include "common/config.h"
 #include "common/config_handlers.h"
+#include "common/global.h"
 
 // clang-format off
 #define STORED(field) sizeof(SessionContext::field), offsetof(SessionContext, field)

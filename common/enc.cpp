@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "common/tessaron.h"
 #include "common/util.h"
 
 int enc_wide_to_utf8_alloc(char** out, const WCHAR* text) {

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "common/global.h"
 #include "common/lock.h"
 #include "common/os.h"
 #include "common/util.h"

@@ -9,7 +9,6 @@
 #include <cstdint>
 
 #include "common/format.h"
-#include "common/global.h"
 
 // The place of a log call: the source file's name without its folder, and the line.
 #define LOG_HERE __FILE_NAME__, __LINE__
@@ -49,6 +48,10 @@ void log_message(int32_t level, const char* file, int line, uint32_t code, const
 
 // -- The calls -------------------------------------------------------------------------------------------------------
 
+// Whether debug and development lines are written: the two fields of the settings that every log call reads.
+extern const int32_t& debug_logging_switch;
+extern const int32_t& dev_logging_switch;
+
 // The functions behind the checked calls below.
 void log_plain(LogLevel level, const char* file, int line, const char* format, ...);
 void log_with_code(LogLevel level, const char* file, int line, uint32_t code, const char* format, ...);
@@ -68,13 +71,33 @@ void log_info(const char* file, int line, FormatString<std::type_identity_t<Argu
 template <typename... Arguments>
 void log_debug(const char* file, int line, FormatString<std::type_identity_t<Arguments>...> format,
                Arguments... arguments) {
-    if (session_context.debug_logging != 0) log_plain(LOG_DEBUG, file, line, format.text, arguments...);
+    if (debug_logging_switch != 0) log_plain(LOG_DEBUG, file, line, format.text, arguments...);
 }
 
 template <typename... Arguments>
 void log_dev(const char* file, int line, FormatString<std::type_identity_t<Arguments>...> format,
              Arguments... arguments) {
-    if (session_context.dev_logging != 0) log_plain(LOG_DEV, file, line, format.text, arguments...);
+    if (dev_logging_switch != 0) log_plain(LOG_DEV, file, line, format.text, arguments...);
+}
+
+// A text that another function logs for its caller, with the place where it is written: LOG_TEXT("TSM: ..."). One that
+// is empty leaves no line.
+struct LogText {
+    const char* text;
+    const char* file;
+    int line;
+};
+#define LOG_TEXT(text) \
+    LogText {          \
+        text, LOG_HERE \
+    }
+
+inline void log_error(const LogText& text) {
+    if (text.text != nullptr) log_error(text.file, text.line, "%s", text.text);
+}
+
+inline void log_dev(const LogText& text) {
+    if (text.text != nullptr) log_dev(text.file, text.line, "%s", text.text);
 }
 
 // A failure that may repeat itself: an error when it is the first of its kind, else a debug line.
@@ -111,4 +134,8 @@ template <typename... Arguments>
 void log_failure_last_error(bool first, const char* file, int line,
                             FormatString<std::type_identity_t<Arguments>...> format, Arguments... arguments) {
     log_with_code(first ? LOG_ERROR : LOG_DEBUG, file, line, GetLastError(), format.text, arguments...);
+}
+
+inline void log_error_last_error(const LogText& text) {
+    if (text.text != nullptr) log_error_last_error(text.file, text.line, "%s", text.text);
 }

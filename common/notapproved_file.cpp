@@ -1,5 +1,6 @@
 #include "common/notapproved_file.h"
 
+#include "common/global.h"
 #include "common/log.h"
 #include "common/os.h"
 #include "common/serialize_names.h"

@@ -9,6 +9,7 @@
 
 #include "common/enc.h"
 #include "common/log.h"
+#include "common/tessaron.h"
 #include "common/util.h"
 
 namespace {

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "common/enc.h"
+#include "common/format.h"
 #include "common/os.h"
 #include "common/util.h"
 

@@ -1,4 +1,5 @@
 #include "common/util.h"
+#include "common/log.h"
 
 #include <algorithm>
 #include <cctype>

@@ -1,11 +1,10 @@
-// Bounded text, comparison, file names, assertions and counted strings.
+// Bounded text, comparison, file names and counted strings.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 
-#include "common/log.h"
-#include "common/tessaron.h"
+#include "winapi/winapi.h"
 
 // Copies at most size - 1 bytes, fills the rest with zeros and always terminates. `size` is at least 1.
 char* util_strncpy(char* destination, const char* source, size_t size);
@@ -44,13 +43,6 @@ inline DWORD util_last_error_or(DWORD otherwise) {
     const DWORD error = GetLastError();
     return error != ERROR_SUCCESS ? error : otherwise;
 }
-
-// Reports a violated precondition: an error line with the caller's location, and a development line.
-#define UTIL_FAILED_ASSERTION(condition)                                  \
-    do {                                                                  \
-        log_error(LOG_HERE, "message: (%s) assertion failed", condition); \
-        report_assertion(0, condition);                                   \
-    } while (false)
 
 // -- Counted strings -------------------------------------------------------------------------------------------------
 

@@ -2,6 +2,7 @@
 // make the same of it.
 #include "tools/tsport/doctor/conf.h"
 #include "common/config.h"
+#include "common/global.h"
 #include "fuzz/support.h"
 #include "tools/tsport/doctor/library.h"
 

@@ -2,6 +2,8 @@
 #include <map>
 #include <thread>
 
+#include "common/global.h"
+#include "common/log.h"
 #include "tests/unit/log_fixture.h"
 
 namespace {

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "common/global.h"
 #include "common/log.h"
 #include "common/os.h"
 #include "tests/support/scratch.h"

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <chrono>
 
+#include "common/log.h"
 #include "tests/support/platform.h"
 #include "tests/unit/log_fixture.h"
 

@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "common/enc.h"
+#include "common/format.h"
 #include "common/util.h"
 #include "tests/unit/log_fixture.h"
 #include "winportmon/tsmon/helper.h"

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "common/global.h"
 #include "common/log.h"
 #include "common/os.h"
 #include "common/serialize_job.h"
@@ -65,9 +66,10 @@ bool CloseStream(WorkFile* file) {
 
 BOOL CreateForceAttrFiles(PortEntry* port) {
     log_debug(LOG_HERE, "TSM: create force attribute spool files");
-    const SpoolerIdentity as_spooler(SpoolerIdentity::always,
-                                     "TSM: unable to RevertToPrinterSelf. Try continuing without impersonation.",
-                                     "TSM: unable to ImpersonatePrinterClient");
+    const SpoolerIdentity as_spooler(
+        SpoolerIdentity::always,
+        {.revert_failed = LOG_TEXT("TSM: unable to RevertToPrinterSelf. Try continuing without impersonation."),
+         .impersonate_failed = LOG_TEXT("TSM: unable to ImpersonatePrinterClient")});
     ForceAttrState& state = port->force_attr;
     if (!CreateForceAttrFile(port, kInput, &state.input)) return FALSE;
     if (!KeepsFiles() || CreateForceAttrFile(port, kOutput, &state.output)) return TRUE;
@@ -106,6 +108,7 @@ BOOL AppendFile(const char* kind, WorkFile* file, const void* data, DWORD length
     if (file->stream == nullptr) return FALSE;
     *written = 0;
     if (file->loss == 0) {
+        SetLastError(ERROR_SUCCESS);  // a loss may leave none
         *written = static_cast<DWORD>(fwrite(data, 1, length, file->stream));
         if (*written == length && ferror(file->stream) == 0) return TRUE;
         file->loss = util_last_error_or(ERROR_WRITE_FAULT);
@@ -119,9 +122,10 @@ BOOL AppendFile(const char* kind, WorkFile* file, const void* data, DWORD length
 BOOL DeleteForceAttrFiles(PortEntry* port) {
     if (KeepsFiles()) return TRUE;
     log_debug(LOG_HERE, "TSM: delete force attributes files");
-    const SpoolerIdentity as_spooler(SpoolerIdentity::always,
-                                     "TSM: DeleteForceAttrFiles unable to RevertToPrinterSelf.",
-                                     "TSM: DeleteForceAttrFiles unable to ImpersonatePrinterClient");
+    const SpoolerIdentity as_spooler(
+        SpoolerIdentity::always,
+        {.revert_failed = LOG_TEXT("TSM: DeleteForceAttrFiles unable to RevertToPrinterSelf."),
+         .impersonate_failed = LOG_TEXT("TSM: DeleteForceAttrFiles unable to ImpersonatePrinterClient")});
     const ForceAttrState& state = port->force_attr;
     const char* const directory = session_context.forceattr_spool_dir_path;
     const char* const printer_name = port->printer_name_utf8;
@@ -162,7 +166,8 @@ void AbandonFile(const char* kind, WorkFile* file) {
 void AbandonForceAttrFiles(PortEntry* port) {
     ForceAttrState& state = port->force_attr;
     if (state.input.name == nullptr && state.output.name == nullptr) return;
-    const SpoolerIdentity as_spooler(SpoolerIdentity::always);
+    const SpoolerIdentity as_spooler(SpoolerIdentity::always,
+                                     {.impersonate_failed = LOG_TEXT("TSM: Unable to ImpersonatePrinterClient")});
     AbandonFile(kInput, &state.input);
     AbandonFile(kOutput, &state.output);
 }
@@ -184,12 +189,18 @@ void CloseForceAttrFiles(PortEntry* port) {
 namespace {
 
 constexpr HelperLines kLines = {
-    "TSM: Failed to create Stdout CreatePipe",     "TSM: Failed to set Stdout SetHandleInformation",
-    "TSM: Failed to create Stdin CreatePipe",      "TSM: Failed to set Stdin SetHandleInformation",
-    "TSM: Failed to create child process",         "TSM: forceattr StdOutRd CloseHandle failure",
-    "TSM: forceattr StdOutWr CloseHandle failure", "TSM: forceattr StdInRd CloseHandle failure",
-    "TSM: forceattr StdInWr CloseHandle failure",  "TSM: forceattr process CloseHandle failure",
-    "TSM: forceattr thread CloseHandle failure",   false,
+    .create_std_out = LOG_TEXT("TSM: Failed to create Stdout CreatePipe"),
+    .keep_std_out = LOG_TEXT("TSM: Failed to set Stdout SetHandleInformation"),
+    .create_std_in = LOG_TEXT("TSM: Failed to create Stdin CreatePipe"),
+    .keep_std_in = LOG_TEXT("TSM: Failed to set Stdin SetHandleInformation"),
+    .create_process = LOG_TEXT("TSM: Failed to create child process"),
+    .close_std_out_rd = LOG_TEXT("TSM: forceattr StdOutRd CloseHandle failure"),
+    .close_std_out_wr = LOG_TEXT("TSM: forceattr StdOutWr CloseHandle failure"),
+    .close_std_in_rd = LOG_TEXT("TSM: forceattr StdInRd CloseHandle failure"),
+    .close_std_in_wr = LOG_TEXT("TSM: forceattr StdInWr CloseHandle failure"),
+    .close_process = LOG_TEXT("TSM: forceattr process CloseHandle failure"),
+    .close_thread = LOG_TEXT("TSM: forceattr thread CloseHandle failure"),
+    .omit_error_text = false,
 };
 
 bool Send(const HelperHandles& helper, const char* name, const char* value) {

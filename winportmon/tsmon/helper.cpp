@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "common/enc.h"
+#include "common/global.h"
 #include "common/log.h"
 #include "common/util.h"
 
@@ -133,19 +134,19 @@ BOOL CreateChildProcess(MonitorContext* context, HANDLE std_out, HANDLE std_in, 
 namespace {
 
 // A pipe; only the child's end is inheritable.
-bool CreatePipeToChild(HANDLE* read_end, HANDLE* write_end, const HANDLE* ours, DWORD size, const char* create_failed,
-                       const char* keep_failed) {
+bool CreatePipeToChild(HANDLE* read_end, HANDLE* write_end, const HANDLE* ours, DWORD size,
+                       const LogText& create_failed, const LogText& keep_failed) {
     SECURITY_ATTRIBUTES inheritable = {};
     inheritable.nLength = sizeof inheritable;
     inheritable.bInheritHandle = TRUE;
     if (!CreatePipe(read_end, write_end, &inheritable, size)) {
         *read_end = nullptr;
         *write_end = nullptr;
-        log_error(LOG_HERE, "%s", create_failed);
+        log_error(create_failed);
         return false;
     }
     if (SetHandleInformation(*ours, HANDLE_FLAG_INHERIT, 0)) return true;
-    log_error(LOG_HERE, "%s", keep_failed);
+    log_error(keep_failed);
     return false;
 }
 
@@ -160,13 +161,13 @@ BOOL StartHelper(MonitorContext* context, DWORD pipe_size, const HelperLines& li
         return FALSE;
     }
     if (!CreateChildProcess(context, handles->std_out_wr, handles->std_in_rd, &handles->process, &handles->thread)) {
-        log_error(LOG_HERE, "%s", lines.create_process);
+        log_error(lines.create_process);
         return FALSE;
     }
     // From here on the helper holds the only other ends: a read ends when it exits.
     CloseHelperHandle(&handles->std_out_wr, lines.close_std_out_wr);
-    if (lines.child_std_in_without_reason) {
-        if (!CloseHandle(handles->std_in_rd)) log_error(LOG_HERE, "%s", lines.close_std_in_rd);
+    if (lines.omit_error_text) {
+        if (!CloseHandle(handles->std_in_rd)) log_error(lines.close_std_in_rd);
         handles->std_in_rd = nullptr;
     } else {
         CloseHelperHandle(&handles->std_in_rd, lines.close_std_in_rd);
@@ -183,9 +184,9 @@ void CloseHelper(HelperHandles* handles, const HelperLines& lines) {
     CloseHelperHandle(&handles->thread, lines.close_thread);
 }
 
-void CloseHelperHandle(HANDLE* handle, const char* failure_line) {
+void CloseHelperHandle(HANDLE* handle, const LogText& failure) {
     if (*handle == nullptr) return;
-    if (!CloseHandle(*handle)) log_error_last_error(LOG_HERE, "%s", failure_line);
+    if (!CloseHandle(*handle)) log_error_last_error(failure);
     *handle = nullptr;
 }
 

@@ -1,6 +1,7 @@
 // The helper program: finding, starting and releasing it.
 #pragma once
 
+#include "common/log.h"
 #include "winportmon/tsmon/tsmon.h"
 
 namespace tsmon {
@@ -38,18 +39,18 @@ struct HelperHandles {
 
 // The error lines of one kind of conversation.
 struct HelperLines {
-    const char* create_std_out;
-    const char* keep_std_out;  // our end of the pipe could not be made non-inheritable
-    const char* create_std_in;
-    const char* keep_std_in;
-    const char* create_process;
-    const char* close_std_out_rd;
-    const char* close_std_out_wr;
-    const char* close_std_in_rd;
-    const char* close_std_in_wr;
-    const char* close_process;
-    const char* close_thread;
-    bool child_std_in_without_reason;  // the close of the child's input end after its start is logged without a reason
+    LogText create_std_out;
+    LogText keep_std_out;  // our end of the pipe could not be made non-inheritable
+    LogText create_std_in;
+    LogText keep_std_in;
+    LogText create_process;
+    LogText close_std_out_rd;
+    LogText close_std_out_wr;
+    LogText close_std_in_rd;
+    LogText close_std_in_wr;
+    LogText close_process;
+    LogText close_thread;
+    bool omit_error_text;  // of the line about the child's input end, closed after its start
 };
 
 // Makes two pipes of `pipe_size` bytes (0: the system's default) and starts the helper on them. FALSE leaves what was
@@ -62,7 +63,7 @@ BOOL StartHelper(MonitorContext* context, DWORD pipe_size, const HelperLines& li
 void CloseHelper(HelperHandles* handles, const HelperLines& lines);
 
 // Closes a handle that may be null and forgets it; a failure is logged with the line.
-void CloseHelperHandle(HANDLE* handle, const char* failure_line);
+void CloseHelperHandle(HANDLE* handle, const LogText& failure);
 
 // The bytes of a path buffer of 260 characters, at debug level.
 void LogHexDump(const char* label, const WCHAR (&buffer)[MAX_PATH]);

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <iterator>
 
+#include "common/global.h"
 #include "common/log.h"
 
 namespace tsmon {
@@ -12,49 +13,32 @@ namespace tsmon {
 
 namespace {
 
+// What the helper calls a problem, and the status bits that show it. "Job Suspended" concerns the job alone.
 struct StatusWord {
     const char* word;
-    DWORD bits;
+    DWORD printer_bits;
+    DWORD job_bits;
 };
 
-constexpr StatusWord PrinterStatusWords[] = {
-    {"No Paper", PRINTER_STATUS_PAPER_OUT},
-    {"Low Toner", PRINTER_STATUS_TONER_LOW},
-    {"No Toner", PRINTER_STATUS_NO_TONER},
-    {"Door Open", PRINTER_STATUS_DOOR_OPEN},
-    {"Jammed", PRINTER_STATUS_PAPER_JAM},
-    {"Output Full", PRINTER_STATUS_OUTPUT_BIN_FULL},
-    {"Offline", PRINTER_STATUS_ERROR},
-    {"Low Paper", PRINTER_STATUS_ERROR},
-    {"Service Requested", PRINTER_STATUS_ERROR},
-    {"Input Tray Missing", PRINTER_STATUS_ERROR},
-    {"Output Tray Missing", PRINTER_STATUS_ERROR},
-    {"Marker Supply Missing", PRINTER_STATUS_ERROR},
-    {"Output Near Full", PRINTER_STATUS_ERROR},
-    {"Input Tray Empty", PRINTER_STATUS_ERROR},
-    {"Overdue Prevent Maintenance", PRINTER_STATUS_ERROR},
+constexpr StatusWord StatusWords[] = {
+    {"No Paper", PRINTER_STATUS_PAPER_OUT, JOB_STATUS_PAPEROUT},
+    {"Low Toner", PRINTER_STATUS_TONER_LOW, JOB_STATUS_ERROR},
+    {"No Toner", PRINTER_STATUS_NO_TONER, JOB_STATUS_ERROR},
+    {"Door Open", PRINTER_STATUS_DOOR_OPEN, JOB_STATUS_ERROR},
+    {"Jammed", PRINTER_STATUS_PAPER_JAM, JOB_STATUS_ERROR},
+    {"Output Full", PRINTER_STATUS_OUTPUT_BIN_FULL, JOB_STATUS_ERROR},
+    {"Offline", PRINTER_STATUS_ERROR, JOB_STATUS_ERROR},
+    {"Low Paper", PRINTER_STATUS_ERROR, JOB_STATUS_ERROR},
+    {"Service Requested", PRINTER_STATUS_ERROR, JOB_STATUS_ERROR},
+    {"Input Tray Missing", PRINTER_STATUS_ERROR, JOB_STATUS_ERROR},
+    {"Output Tray Missing", PRINTER_STATUS_ERROR, JOB_STATUS_ERROR},
+    {"Marker Supply Missing", PRINTER_STATUS_ERROR, JOB_STATUS_ERROR},
+    {"Output Near Full", PRINTER_STATUS_ERROR, JOB_STATUS_ERROR},
+    {"Input Tray Empty", PRINTER_STATUS_ERROR, JOB_STATUS_ERROR},
+    {"Overdue Prevent Maintenance", PRINTER_STATUS_ERROR, JOB_STATUS_ERROR},
+    {"Job Suspended", 0, JOB_STATUS_ERROR},
 };
-static_assert(std::size(PrinterStatusWords) == 15);
-
-constexpr StatusWord JobStatusWords[] = {
-    {"No Paper", JOB_STATUS_PAPEROUT},
-    {"Offline", JOB_STATUS_ERROR},
-    {"Low Toner", JOB_STATUS_ERROR},
-    {"No Toner", JOB_STATUS_ERROR},
-    {"Door Open", JOB_STATUS_ERROR},
-    {"Jammed", JOB_STATUS_ERROR},
-    {"Output Full", JOB_STATUS_ERROR},
-    {"Low Paper", JOB_STATUS_ERROR},
-    {"Service Requested", JOB_STATUS_ERROR},
-    {"Input Tray Missing", JOB_STATUS_ERROR},
-    {"Output Tray Missing", JOB_STATUS_ERROR},
-    {"Marker Supply Missing", JOB_STATUS_ERROR},
-    {"Output Near Full", JOB_STATUS_ERROR},
-    {"Input Tray Empty", JOB_STATUS_ERROR},
-    {"Overdue Prevent Maintenance", JOB_STATUS_ERROR},
-    {"Job Suspended", JOB_STATUS_ERROR},
-};
-static_assert(std::size(JobStatusWords) == 16);
+static_assert(std::size(StatusWords) == 16);
 
 // Shown instead of the general error.
 constexpr DWORD kSpecificPrinterBits = PRINTER_STATUS_PAPER_JAM | PRINTER_STATUS_PAPER_OUT |
@@ -62,11 +46,10 @@ constexpr DWORD kSpecificPrinterBits = PRINTER_STATUS_PAPER_JAM | PRINTER_STATUS
                                        PRINTER_STATUS_NO_TONER | PRINTER_STATUS_DOOR_OPEN;
 constexpr DWORD kSpecificJobBits = JOB_STATUS_PAPEROUT;
 
-template <size_t N>
-DWORD BitsOfText(const StatusWord (&words)[N], const char* text, DWORD general_bit, DWORD specific_bits) {
+DWORD BitsOfText(DWORD StatusWord::*column, const char* text, DWORD general_bit, DWORD specific_bits) {
     DWORD bits = 0;
-    for (const StatusWord& word : words) {
-        if (strstr(text, word.word) != nullptr) bits |= word.bits;
+    for (const StatusWord& word : StatusWords) {
+        if (strstr(text, word.word) != nullptr) bits |= word.*column;
     }
     return (bits & specific_bits) != 0 ? bits & ~general_bit : bits;
 }
@@ -74,11 +57,11 @@ DWORD BitsOfText(const StatusWord (&words)[N], const char* text, DWORD general_b
 }  // namespace
 
 DWORD PrinterStatusFromErrorText(const char* error_text) {
-    return BitsOfText(PrinterStatusWords, error_text, PRINTER_STATUS_ERROR, kSpecificPrinterBits);
+    return BitsOfText(&StatusWord::printer_bits, error_text, PRINTER_STATUS_ERROR, kSpecificPrinterBits);
 }
 
 DWORD JobStatusFromErrorText(const char* error_text) {
-    return BitsOfText(JobStatusWords, error_text, JOB_STATUS_ERROR, kSpecificJobBits);
+    return BitsOfText(&StatusWord::job_bits, error_text, JOB_STATUS_ERROR, kSpecificJobBits);
 }
 
 // -- Updates ---------------------------------------------------------------------------------------------------------

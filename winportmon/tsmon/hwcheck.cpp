@@ -1,5 +1,6 @@
 #include "winportmon/tsmon/hwcheck.h"
 
+#include "common/global.h"
 #include "common/log.h"
 #include "common/serialize_settings.h"
 #include "winportmon/tsmon/helper.h"
@@ -10,12 +11,18 @@ namespace tsmon {
 namespace {
 
 constexpr HelperLines kLines = {
-    "TSM Start Doc: Failed to create Stdout CreatePipe", "TSM Start Doc: Failed to set Stdout SetHandleInformation",
-    "TSM Start Doc: Failed to create Stdin CreatePipe",  "TSM Start Doc: Failed to set Stdin SetHandleInformation",
-    "TSM Start Doc: Failed to create child process",     "TSM Start Doc: StdOutRd CloseHandle failure",
-    "TSM Start Doc: StdOutWr CloseHandle failure",       "TSM Start Doc: StdInRd CloseHandle failure",
-    "TSM Start Doc: StdInWr CloseHandle failure",        "TSM Start Doc: process CloseHandle failure",
-    "TSM Start Doc: thread CloseHandle failure",         true,
+    .create_std_out = LOG_TEXT("TSM Start Doc: Failed to create Stdout CreatePipe"),
+    .keep_std_out = LOG_TEXT("TSM Start Doc: Failed to set Stdout SetHandleInformation"),
+    .create_std_in = LOG_TEXT("TSM Start Doc: Failed to create Stdin CreatePipe"),
+    .keep_std_in = LOG_TEXT("TSM Start Doc: Failed to set Stdin SetHandleInformation"),
+    .create_process = LOG_TEXT("TSM Start Doc: Failed to create child process"),
+    .close_std_out_rd = LOG_TEXT("TSM Start Doc: StdOutRd CloseHandle failure"),
+    .close_std_out_wr = LOG_TEXT("TSM Start Doc: StdOutWr CloseHandle failure"),
+    .close_std_in_rd = LOG_TEXT("TSM Start Doc: StdInRd CloseHandle failure"),
+    .close_std_in_wr = LOG_TEXT("TSM Start Doc: StdInWr CloseHandle failure"),
+    .close_process = LOG_TEXT("TSM Start Doc: process CloseHandle failure"),
+    .close_thread = LOG_TEXT("TSM Start Doc: thread CloseHandle failure"),
+    .omit_error_text = true,
 };
 
 // The handles of a running helper, between the port and the conversation.
@@ -27,10 +34,10 @@ void StoreHandles(PortEntry* port, const HelperHandles& handles) {
 }
 
 // A command of the start of a document; false, with its line, when the helper did not take it.
-bool Send(PortEntry* port, const char* name, const char* value, const char* failure_line,
+bool Send(PortEntry* port, const char* name, const char* value, const LogText& failure,
           uint32_t* helper_failed = nullptr, uint32_t* delete_job = nullptr) {
     if (SendHelperCommandAndWait(port, name, value, delete_job)) return true;
-    log_error(LOG_HERE, "%s", failure_line);
+    log_error(failure);
     if (helper_failed != nullptr) *helper_failed = 1;
     return false;
 }
@@ -42,18 +49,18 @@ bool TellAboutDocument(PortEntry* port, uint32_t* helper_failed) {
     const Utf8Text server_name(port->server_name);
     const Utf8Text address(FieldText(port->document_config.printer_address).text);
 
-    if (!Send(port, "printername", printer_name, "TSM Start Doc: Failed printername command in helper")) {
+    if (!Send(port, "printername", printer_name, LOG_TEXT("TSM Start Doc: Failed printername command in helper"))) {
         return false;
     }
     if (port->server_name != nullptr &&
-        !Send(port, "servername", server_name.get(), "TSM Start Doc: Failed servername command in helper")) {
+        !Send(port, "servername", server_name.get(), LOG_TEXT("TSM Start Doc: Failed servername command in helper"))) {
         return false;
     }
-    if (!Send(port, "printeraddress", address.get(), "TSM Start Doc: Failed printeraddress command in helper",
+    if (!Send(port, "printeraddress", address.get(), LOG_TEXT("TSM Start Doc: Failed printeraddress command in helper"),
               helper_failed) ||
-        !Send(port, "jobid", job_id, "TSM Start Doc: Failed jobid command in helper") ||
-        !Send(port, "wait", nullptr, "TSM Start Doc: Failed wait command in helper") ||
-        !Send(port, "startdoc", nullptr, "TSM Start Doc: Failed startdoc command in helper", helper_failed,
+        !Send(port, "jobid", job_id, LOG_TEXT("TSM Start Doc: Failed jobid command in helper")) ||
+        !Send(port, "wait", nullptr, LOG_TEXT("TSM Start Doc: Failed wait command in helper")) ||
+        !Send(port, "startdoc", nullptr, LOG_TEXT("TSM Start Doc: Failed startdoc command in helper"), helper_failed,
               &port->marked_for_deletion)) {
         return false;
     }
@@ -134,10 +141,10 @@ void HwCheckEnd(PortEntry* port) {
 }
 
 void HwCheckCloseHandles(PortEntry* port) {
-    CloseHelperHandle(&port->hw_check.std_in_wr, "TSM: hwcheck StdInWr CloseHandle failure");
-    CloseHelperHandle(&port->hw_check.std_out_rd, "TSM: hwcheck StdOutRd CloseHandle failure");
-    CloseHelperHandle(&port->hw_check.process, "TSM: hwcheck process CloseHandle failure");
-    CloseHelperHandle(&port->hw_check.thread, "TSM: hwcheck thread CloseHandle failure");
+    CloseHelperHandle(&port->hw_check.std_in_wr, LOG_TEXT("TSM: hwcheck StdInWr CloseHandle failure"));
+    CloseHelperHandle(&port->hw_check.std_out_rd, LOG_TEXT("TSM: hwcheck StdOutRd CloseHandle failure"));
+    CloseHelperHandle(&port->hw_check.process, LOG_TEXT("TSM: hwcheck process CloseHandle failure"));
+    CloseHelperHandle(&port->hw_check.thread, LOG_TEXT("TSM: hwcheck thread CloseHandle failure"));
 }
 
 }  // namespace tsmon

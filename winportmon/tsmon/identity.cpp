@@ -1,21 +1,20 @@
 #include "winportmon/tsmon/identity.h"
 
+#include "common/global.h"
 #include "common/log.h"
 
 namespace tsmon {
 namespace {
 
-HANDLE Revert(const char* failure_line, const char* announcement = nullptr) {
+HANDLE Revert(const LogText& failure, const LogText& announcement = {}) {
     const HANDLE token = RevertToPrinterSelf();
-    if (announcement != nullptr) log_dev(LOG_HERE, "%s", announcement);
-    if (token == nullptr && failure_line != nullptr) log_error_last_error(LOG_HERE, "%s", failure_line);
+    log_dev(announcement);
+    if (token == nullptr) log_error_last_error(failure);
     return token;
 }
 
-void Impersonate(HANDLE token, const char* failure_line) {
-    if (token == nullptr || ImpersonatePrinterClient(token)) return;
-    if (failure_line == nullptr) failure_line = "TSM: Unable to ImpersonatePrinterClient";
-    log_error_last_error(LOG_HERE, "%s", failure_line);
+void Impersonate(HANDLE token, const LogText& failure) {
+    if (token != nullptr && !ImpersonatePrinterClient(token)) log_error_last_error(failure);
 }
 
 bool SwitchesForLogging() {
@@ -29,25 +28,24 @@ bool RunsAsSystem() {
 }
 
 HANDLE RevertAsConfigured() {
-    return RunsAsSystem() ? Revert("TSM: Unable to RevertToPrinterSelf as configured") : nullptr;
+    return RunsAsSystem() ? Revert(LOG_TEXT("TSM: Unable to RevertToPrinterSelf as configured")) : nullptr;
 }
 
 void ImpersonateAsConfigured(HANDLE token) {
-    if (RunsAsSystem()) Impersonate(token, "TSM: Unable to ImpersonatePrinterClient as configured");
+    Impersonate(token, LOG_TEXT("TSM: Unable to ImpersonatePrinterClient as configured"));
 }
 
 HANDLE RevertForLogging() {
-    return SwitchesForLogging() ? Revert("TSM: Unable to RevertToPrinterSelf for logging") : nullptr;
+    return SwitchesForLogging() ? Revert(LOG_TEXT("TSM: Unable to RevertToPrinterSelf for logging")) : nullptr;
 }
 
 void ImpersonateForLogging(HANDLE token) {
-    if (SwitchesForLogging()) Impersonate(token, "TSM: Unable to ImpersonatePrinterClient for logging");
+    Impersonate(token, LOG_TEXT("TSM: Unable to ImpersonatePrinterClient for logging"));
 }
 
-SpoolerIdentity::SpoolerIdentity(When when, const char* revert_failed, const char* impersonate_failed,
-                                 const char* announcement)
-    : impersonate_failed_(impersonate_failed),
-      token_(when == always || !RunsAsSystem() ? Revert(revert_failed, announcement) : nullptr) {}
+SpoolerIdentity::SpoolerIdentity(When when, const IdentityLines& lines)
+    : impersonate_failed_(lines.impersonate_failed),
+      token_(when == always || !RunsAsSystem() ? Revert(lines.revert_failed, lines.announcement) : nullptr) {}
 
 SpoolerIdentity::~SpoolerIdentity() {
     Impersonate(token_, impersonate_failed_);

@@ -2,6 +2,7 @@
 // identity and back, each depending on its setting.
 #pragma once
 
+#include "common/log.h"
 #include "winapi/winapi.h"
 
 namespace tsmon {
@@ -15,22 +16,28 @@ void ImpersonateAsConfigured(HANDLE token);
 HANDLE RevertForLogging();  // for log lines, with debug logging on and operations not run as the spooler
 void ImpersonateForLogging(HANDLE token);
 
-// The thread runs as the spooler until the scope ends. A failure leaves its own line, and the operation continues under
-// the current identity. Null lines: a failed revert leaves none, a failed return to the client a general one.
+// The error lines of a scope that runs as the spooler, and a development line between the attempt and the first of
+// them.
+struct IdentityLines {
+    LogText revert_failed = {};
+    LogText impersonate_failed = {};
+    LogText announcement = {};
+};
+
+// The thread runs as the spooler until the scope ends. A failure leaves its line, and the operation continues under
+// the current identity.
 class SpoolerIdentity {
   public:
     enum When { always, unless_done };  // unless_done: not when the whole operation runs as the spooler
 
-    // `announcement` is a development line between the attempt and the line about its failure.
-    explicit SpoolerIdentity(When when, const char* revert_failed = nullptr, const char* impersonate_failed = nullptr,
-                             const char* announcement = nullptr);
+    SpoolerIdentity(When when, const IdentityLines& lines);
     ~SpoolerIdentity();
     SpoolerIdentity(const SpoolerIdentity&) = delete;
     SpoolerIdentity& operator=(const SpoolerIdentity&) = delete;
 
   private:
-    const char* impersonate_failed_;
-    HANDLE token_;
+    const LogText impersonate_failed_;
+    const HANDLE token_;
 };
 
 }  // namespace tsmon

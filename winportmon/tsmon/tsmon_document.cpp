@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "common/enc.h"
+#include "common/global.h"
 #include "common/log.h"
 #include "common/notapproved_file.h"
 #include "common/tessaron.h"
@@ -85,9 +86,11 @@ bool OpenPrinterOf(PortEntry* port, LPWSTR full_name) {
 // The printer in the spooler, opened as the spooler itself.
 bool OpenDocumentPrinter(PortEntry* port, LPWSTR full_name) {
     {
-        const SpoolerIdentity as_spooler(SpoolerIdentity::unless_done,
-                                         "TSM: Unable to RevertToPrinterSelf. Try OpenPrinter without impersonation.",
-                                         "TSM: Unable to ImpersonatePrinterClient", "TSM: reverting to printer self");
+        const SpoolerIdentity as_spooler(
+            SpoolerIdentity::unless_done,
+            {.revert_failed = LOG_TEXT("TSM: Unable to RevertToPrinterSelf. Try OpenPrinter without impersonation."),
+             .impersonate_failed = LOG_TEXT("TSM: Unable to ImpersonatePrinterClient"),
+             .announcement = LOG_TEXT("TSM: reverting to printer self")});
         if (!OpenPrinterOf(port, full_name)) return false;
     }
     log_dev(LOG_HERE, "TSM: Opened Printer");
@@ -339,8 +342,9 @@ void EndNotApproved(const PortEntry* port) {
     log_debug(LOG_HERE, "TSM End Doc Port - abandon as JobId: %d has an associated notapproved file", port->job_id);
     const SpoolerIdentity as_spooler(
         SpoolerIdentity::unless_done,
-        "TSM End Doc: unable to RevertToPrinterSelf. Try notapproved deletion without impersonation.",
-        "TSM End Doc: unable to ImpersonatePrinterClient");
+        {.revert_failed =
+             LOG_TEXT("TSM End Doc: unable to RevertToPrinterSelf. Try notapproved deletion without impersonation."),
+         .impersonate_failed = LOG_TEXT("TSM End Doc: unable to ImpersonatePrinterClient")});
     notapproved_file_delete(port->job_id);
 }
 

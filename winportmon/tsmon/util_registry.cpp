@@ -11,6 +11,9 @@ constexpr const WCHAR* kHostNameValue = W("HostName");
 constexpr const WCHAR* kPortNumberValue = W("PortNumber");
 constexpr uint32_t kFailuresInARow = 1000;  // of an enumeration, after which it is given up
 
+// On the spooler's own threads there is no client to revert from, which is no failure.
+constexpr IdentityLines kIdentityLines = {.impersonate_failed = LOG_TEXT("TSM: Unable to ImpersonatePrinterClient")};
+
 // The spooler's callbacks with what every call of them passes.
 class Registry {
   public:
@@ -245,7 +248,7 @@ void WalkPorts(const Registry& registry, const Key& ports, MonitorContext* conte
 BOOL AddPortInRegistry(MONITORINIT* init, const PortConfig* config) {
     LONG status = ERROR_SUCCESS;
     {
-        const SpoolerIdentity as_spooler(SpoolerIdentity::always);
+        const SpoolerIdentity as_spooler(SpoolerIdentity::always, kIdentityLines);
         status = StorePort(Registry(init), config);
     }
     return Succeeded(status);
@@ -254,7 +257,7 @@ BOOL AddPortInRegistry(MONITORINIT* init, const PortConfig* config) {
 BOOL UpdatePortInRegistry(MONITORINIT* init, const PortConfig* config) {
     LONG status = ERROR_SUCCESS;
     {
-        const SpoolerIdentity as_spooler(SpoolerIdentity::always);
+        const SpoolerIdentity as_spooler(SpoolerIdentity::always, kIdentityLines);
         status = UpdateStoredPort(Registry(init), config);
     }
     return Succeeded(status);
@@ -262,12 +265,12 @@ BOOL UpdatePortInRegistry(MONITORINIT* init, const PortConfig* config) {
 
 void DeletePortFromRegistry(MONITORINIT* init, const WCHAR* name) {
     if (name == nullptr) return;
-    const SpoolerIdentity as_spooler(SpoolerIdentity::always);
+    const SpoolerIdentity as_spooler(SpoolerIdentity::always, kIdentityLines);
     DeleteStoredPort(Registry(init), name);
 }
 
 void ForAllPortRegEntries(MonitorContext* context, PortRegCallback callback) {
-    const SpoolerIdentity as_spooler(SpoolerIdentity::always);
+    const SpoolerIdentity as_spooler(SpoolerIdentity::always, kIdentityLines);
     const Registry registry(context->init);
     Key ports;
     const LONG status = OpenKey(registry, registry.root(), kPortsKey, KEY_READ, &ports);

@@ -1,5 +1,6 @@
 #include "winportmon/tsmon/util_writer.h"
 
+#include "common/global.h"
 #include "common/log.h"
 #include "common/serialize_names.h"
 #include "winportmon/tsmon/identity.h"
@@ -87,9 +88,10 @@ BOOL TsmWriteToPrinter(PortEntry* port, const char* caller, const void* data, DW
 }
 
 void WriteHpcJobFile(const char* caller, const HpcJobRecord* record) {
-    const SpoolerIdentity as_spooler(SpoolerIdentity::unless_done,
-                                     "TSM: Unable to RevertToPrinterSelf for hpc spool file",
-                                     "TSM: Unable to ImpersonatePrinterClient");
+    const SpoolerIdentity as_spooler(
+        SpoolerIdentity::unless_done,
+        {.revert_failed = LOG_TEXT("TSM: Unable to RevertToPrinterSelf for hpc spool file"),
+         .impersonate_failed = LOG_TEXT("TSM: Unable to ImpersonatePrinterClient")});
     RewriteIfPresent(caller, record);
 }
 

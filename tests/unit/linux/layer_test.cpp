@@ -6,6 +6,8 @@
 #include <thread>
 
 #include "common/config.h"
+#include "common/global.h"
+#include "common/log.h"
 #include "common/util.h"
 #include "tests/support/linux/fast_clock.h"
 #include "tests/support/listener.h"
