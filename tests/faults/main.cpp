@@ -87,9 +87,11 @@ std::string run_trial(World& world, const Trial& trial, std::uint64_t& calls) {
     world.printer().behave(peer::Behaviour());
     host::clear_away(world.folder, "Office", kJob, kEveryCourse);
     const host::Outcome next = world.print(page());
-    const std::vector<std::string> arrived = world.arrived(next.result == host::Result::printed);
     // A connection of the run before, which nobody waited for, may still come in first.
-    const bool prints = next.result == host::Result::printed && !arrived.empty() && arrived.back() == page();
+    const bool prints = next.result == host::Result::printed && host::wait_until([&world] {
+                            const std::vector<std::string> arrived = world.arrived();
+                            return !arrived.empty() && arrived.back() == page();
+                        });
     if (wrong.empty() && !prints) wrong = "the next document does not print: " + next.words;
     world.monitor.unload();
     alarm(0);
