@@ -1,10 +1,12 @@
 #include "bench/report.h"
 
+#include <rapidjson/ostreamwrapper.h>
+#include <rapidjson/prettywriter.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <fstream>
-#include <sstream>
 
 namespace bench {
 namespace {
@@ -51,31 +53,45 @@ size_t width_of(const std::string& text) {
     return static_cast<size_t>(std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xC0) != 0x80; }));
 }
 
-std::string quoted(const std::string& text) {
-    std::string result = "\"";
-    for (const char c : text) {
-        if (c == '"' || c == '\\') result += '\\';
-        result += c;
-    }
-    return result + "\"";
+using JsonWriter = rapidjson::PrettyWriter<rapidjson::OStreamWrapper>;
+
+void write_text(JsonWriter& json, const char* name, const std::string& text) {
+    json.Key(name);
+    json.String(text.c_str());
 }
 
-void write_row(std::ostream& out, const Row& row) {
-    out << "  {\"case\": " << quoted(row.name);
+void write_number(JsonWriter& json, const char* name, double value) {
+    json.Key(name);
+    json.Double(value);
+}
+
+void write_row(JsonWriter& json, const Row& row) {
+    json.StartObject();
+    write_text(json, "case", row.name);
     if (row.measured()) {
-        out << ", \"unit\": " << quoted(row.unit) << ", \"ours\": " << row.ours;
+        write_text(json, "unit", row.unit);
+        write_number(json, "ours", row.ours);
         if (!row.against.empty()) {
-            out << ", \"against\": " << quoted(row.against) << ", \"theirs\": " << row.theirs
-                << ", \"ratio\": " << row.ratio();
+            write_text(json, "against", row.against);
+            write_number(json, "theirs", row.theirs);
+            write_number(json, "ratio", row.ratio());
         }
         if (row.interval) {
-            out << ", \"pairs\": " << row.pairs << ", \"interval\": [" << row.interval->low << ", "
-                << row.interval->high << "]";
+            json.Key("pairs");
+            json.Uint64(row.pairs);
+            json.Key("interval");
+            json.StartArray();
+            json.Double(row.interval->low);
+            json.Double(row.interval->high);
+            json.EndArray();
         }
-        if (row.bar) out << ", \"bar\": " << *row.bar << ", \"verdict\": " << quoted(row.verdict());
+        if (row.bar) {
+            write_number(json, "bar", *row.bar);
+            write_text(json, "verdict", row.verdict());
+        }
     }
-    if (!row.words.empty()) out << ", \"words\": " << quoted(row.words);
-    out << "}";
+    if (!row.words.empty()) write_text(json, "words", row.words);
+    json.EndObject();
 }
 
 }  // namespace
@@ -152,12 +168,13 @@ void Report::print_table() const {
 
 bool Report::write_json(const std::string& path) const {
     std::ofstream file(path);
-    file << "[\n";
-    for (size_t i = 0; i < rows_.size(); ++i) {
-        write_row(file, rows_[i]);
-        file << (i + 1 < rows_.size() ? ",\n" : "\n");
-    }
-    file << "]\n";
+    rapidjson::OStreamWrapper stream(file);
+    JsonWriter json(stream);
+    json.SetFormatOptions(rapidjson::kFormatSingleLineArray);
+    json.SetMaxDecimalPlaces(6);
+    json.StartArray();
+    for (const Row& row : rows_) write_row(json, row);
+    json.EndArray();
     return static_cast<bool>(file.flush());
 }
 

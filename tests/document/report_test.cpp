@@ -3,13 +3,14 @@
 
 #include "tests/support/helper_script.h"
 #include "tests/support/reported.h"
+#include "tools/tsport/run.h"
 
 namespace test {
 namespace {
 
+using tsport::report::Cause;
 using tsport::report::Document;
 using tsport::report::Outcome;
-using tsport::report::Trouble;
 
 class Report : public HelperServer {
   protected:
@@ -18,11 +19,10 @@ class Report : public HelperServer {
     Document only_cause(const Reported& reported, const std::string& id, Outcome outcome) const {
         EXPECT_EQ(reported.named(), std::multiset<std::string>{id}) << reported.words;
         EXPECT_NE(reported.json.find("\"causes\": {\"" + id + "\": 1}"), std::string::npos) << reported.json;
-        EXPECT_NE(reported.html.find("data-cause=\"" + id + "\""), std::string::npos);
         EXPECT_EQ(reported.report->cut_lines + reported.report->foreign_lines, 0u);
         std::vector<Document> found;
         for (const Document* const document : reported.documents) {
-            if (document->trouble != 0) found.push_back(*document);
+            if (document->causes != 0) found.push_back(*document);
         }
         EXPECT_EQ(found.size(), 1u) << reported.words;
         if (found.size() != 1) return {};
@@ -164,7 +164,7 @@ TEST_F(Report, AMissingHelper) {
     const Reported reported = report();
     const Document& document = *reported.documents.back();
     EXPECT_EQ(document.outcome, Outcome::lost);
-    EXPECT_TRUE(document.has(Trouble::helper_missing_for_check));
+    EXPECT_TRUE(document.has(Cause::helper_missing_for_check));
     EXPECT_EQ(reported.named(), std::multiset<std::string>{"forced.no-helper"}) << reported.words;
 }
 
@@ -242,15 +242,14 @@ TEST_F(Report, ALogThatWasRotatedInTheMiddleOfADocument) {
     start({"LogRotateSizeKBytes=16", "LogRotateNumber=100", "LogRotateCheckCount=1"});
     for (DWORD job = 0; job < 12; ++job) PrintServer::print_job(100 + job, pattern(200'000));
     std::string json;
-    std::string why;
     ASSERT_TRUE(fs::exists(base / "print-monitor.log.10"));
-    const auto out = [&](std::string_view text) { json += text; };
-    EXPECT_EQ(tsport::report::run({folder.base, "--json"}, out, why), 0) << why;
+    const tsport::Console console{std::cin, nullptr, [&](std::string_view text) { json += text; }};
+    EXPECT_EQ(tsport::run({"report", folder.base, "--json"}, console).status, tsport::done);
     EXPECT_NE(json.find("\"documents\": 13, \"failed\": 0, \"bytes\": 2400010,"), std::string::npos) << json;
     EXPECT_NE(json.find("\"printed\": 13,"), std::string::npos);
 }
 
-TEST_F(Report, TheLifeOfOneJob) {
+TEST_F(Report, TheHistoryOfOneJob) {
     start();
     PrintServer::print_job(42, pattern(5000), true);
     PrintServer::print_job(43, pattern(200'000));
@@ -258,12 +257,13 @@ TEST_F(Report, TheLifeOfOneJob) {
     options.job = 43;
     const Reported reported = report(options);
     EXPECT_EQ(reported.documents.size(), 1u);
-    EXPECT_NE(reported.life.find("  the document starts: \"Office\", JobId: 43"), std::string::npos) << reported.life;
-    EXPECT_NE(reported.life.find("  4 buffers, 200,000 bytes sent to the printer\n"), std::string::npos)
-        << reported.life;
-    EXPECT_EQ(reported.life.find("JobId: 42"), std::string::npos) << reported.life;
+    EXPECT_NE(reported.history.find("  the document starts: \"Office\", JobId: 43"), std::string::npos)
+        << reported.history;
+    EXPECT_NE(reported.history.find("  4 buffers, 200,000 bytes sent to the printer\n"), std::string::npos)
+        << reported.history;
+    EXPECT_EQ(reported.history.find("JobId: 42"), std::string::npos) << reported.history;
     options.job = 42;
-    EXPECT_NE(report(options).life.find("1 buffer, 5,000 bytes taken and thrown away\n"), std::string::npos);
+    EXPECT_NE(report(options).history.find("1 buffer, 5,000 bytes taken and thrown away\n"), std::string::npos);
 }
 
 TEST_F(Report, OnlyWhatWasAskedFor) {
@@ -282,7 +282,7 @@ TEST_F(Report, OnlyWhatWasAskedFor) {
     options.printer = "127.0.0.1";
     EXPECT_EQ(report(options).documents.size(), 4u);
     options.since = all.documents[1]->start;
-    options.until = *options.since + 1;
+    options.until = *options.since + std::chrono::milliseconds(1);
     const auto at_once = std::count_if(all.documents.begin(), all.documents.end(),
                                        [&](const Document* document) { return document->start == *options.since; });
     EXPECT_EQ(report(options).documents.size(), static_cast<size_t>(at_once));
@@ -290,51 +290,53 @@ TEST_F(Report, OnlyWhatWasAskedFor) {
     EXPECT_EQ(report(options).documents.size(), 0u);
 }
 
-TEST_F(Report, TheLine) {
-    const tsport::report::Stamp now = *tsport::report::parse_stamp("2026-03-01 12:00:00,000");
+TEST_F(Report, Times) {
+    const tsport::report::Timestamp now = *tsport::report::parse_timestamp("2026-03-01 12:00:00,000");
     const struct {
-        Lines words;
-        const char* since;
-    } good[] = {
-        {{"log", "--since", "2026-02-28"}, "2026-02-28 00:00:00.000"},
-        {{"--since", "2026-02-28T09:05", "log"}, "2026-02-28 09:05:00.000"},
-        {{"log", "--since", "2026-02-28 09:05:07"}, "2026-02-28 09:05:07.000"},
-        {{"log", "--since", "90m"}, "2026-03-01 10:30:00.000"},
-        {{"log", "--since", "24h"}, "2026-02-28 12:00:00.000"},
-        {{"log", "--since", "7d", "--job", "0", "--html", "page", "--csv"}, "2026-02-22 12:00:00.000"},
+        const char* text;
+        const char* time;  // "": it is none
+    } rows[] = {
+        {"2026-02-28", "2026-02-28 00:00:00.000"},
+        {"2026-02-28T09:05", "2026-02-28 09:05:00.000"},
+        {"2026-02-28 09:05:07", "2026-02-28 09:05:07.000"},
+        {"90m", "2026-03-01 10:30:00.000"},
+        {"24h", "2026-02-28 12:00:00.000"},
+        {"7d", "2026-02-22 12:00:00.000"},
+        {"24w", ""},
+        {"yesterday", ""},
+        {"2026-13-01", ""},
+        {"2026-02-29", ""},
     };
-    for (const auto& row : good) {
-        tsport::report::Options options;
-        std::string why;
-        ASSERT_TRUE(parse_options(row.words, now, options, why)) << why;
-        EXPECT_EQ(tsport::report::stamp_in_words(*options.since), row.since);
-        EXPECT_EQ(options.logs, Lines{"log"});
+    for (const auto& row : rows) {
+        const auto time = tsport::report::parse_time(row.text, now);
+        EXPECT_EQ(time ? tsport::report::to_text(*time) : "", row.time) << row.text;
     }
-    const Lines wrong[] = {{},
-                           {"--json"},
-                           {"log", "--since"},
-                           {"log", "--since", "yesterday"},
-                           {"log", "--since", "2026-13-01"},
-                           {"log", "--until", "24w"},
-                           {"log", "--job", "x"},
-                           {"log", "--job", "4294967296"},
-                           {"log", "--rows", "0"},
-                           {"log", "--printer", ""},
-                           {"log", "--json", "--csv"},
-                           {"log", "--frobnicate"}};
-    for (const Lines& words : wrong) {
-        std::string why;
-        EXPECT_EQ(tsport::report::run(
-                      words, [](std::string_view) {}, why),
-                  2)
-            << testing::PrintToString(words);
-        EXPECT_NE(why, "");
+}
+
+TEST_F(Report, CommandLinesThatAreRefused) {
+    start();
+    const struct {
+        Lines arguments;
+        tsport::Status status;
+        const char* message;
+    } rows[] = {
+        {{}, tsport::bad_usage, "report takes LOG..."},
+        {{"log", "--since", "2026-13-01"}, tsport::bad_usage, "--since takes a time like 2026-03-01,"},
+        {{"log", "--job", "4294967296"}, tsport::bad_usage, "--job takes a number, not 4294967296"},
+        {{"log", "--rows=0"}, tsport::bad_usage, "--rows takes a number from 1"},
+        {{"log", "--json", "--csv"}, tsport::bad_usage, "--csv and --json exclude each other"},
+        {{"log", "--printr", "Office"}, tsport::bad_usage, "did you mean --printer?"},
+        {{"log", "--server", "other"}, tsport::bad_usage, "--store and --server do not go with report"},
+        {{"no/such/log", "--rows=5"}, tsport::refused, "no/such/log does not exist"},
+        {{folder.base, "--html", "no/such/page"}, tsport::refused, "no/such/page cannot be written"},
+    };
+    for (const auto& row : rows) {
+        Lines arguments = {"report"};
+        arguments.insert(arguments.end(), row.arguments.begin(), row.arguments.end());
+        const tsport::Answer answer = tsport::run(arguments);
+        EXPECT_EQ(answer.status, row.status) << answer.err;
+        EXPECT_NE((answer.err + answer.out).find(row.message), std::string::npos) << answer.err;
     }
-    std::string why;
-    EXPECT_EQ(tsport::report::run(
-                  {"no/such/log"}, [](std::string_view) {}, why),
-              3);
-    EXPECT_EQ(why, "no/such/log is not there");
 }
 
 // A monitor that is started again in the middle of a document has lost it; one whose log just ends may still print it.

@@ -81,7 +81,7 @@ def check_sorting(browser):
 
 
 def check_page(browser):
-    same("scripts", browser.evaluate("document.scripts.length"), 1)
+    same("scripts", browser.evaluate("Array.from(document.scripts, script => script.type)"), ["application/json", ""])
     same("elements that are none of ours", browser.evaluate("""
         Array.from(new Set(Array.from(document.body.querySelectorAll('*'), e => e.localName))).filter(name =>
             !['header','main','footer','h1','h2','p','dl','div','dt','dd','section','ul','li','strong','code','table',
@@ -94,6 +94,19 @@ def check_page(browser):
     same("complaints", browser.complaints(), [])
 
 
+def check_without_script(browser, page, report):
+    """A table of sums, and nothing that waits to be filled."""
+    browser.call("Emulation.setScriptExecutionDisabled", value=True)
+    browser.open(page)
+    same("sums without script", browser.evaluate("""Array.from(document.querySelectorAll('#sums td'), cell =>
+        cell.textContent).slice(0, 5)"""), [f"{count:,}" for count in (
+            report["documents"], report["outcomes"]["printed"], report["outcomes"]["late"], report["failed"],
+            report["outcomes"]["unknown"])])
+    same("sections without script", browser.evaluate("""Array.from(document.querySelectorAll('section'), section =>
+        section.offsetHeight ? section.id : '').join('')"""), "sums")
+    browser.call("Emulation.setScriptExecutionDisabled", value=False)
+
+
 def look_at(browser, folder, name, log):
     report = json.loads(tsport(log, "--json"))
     page = f"{folder}/{name}.html"
@@ -103,6 +116,7 @@ def look_at(browser, folder, name, log):
     check_page(browser)
     check_sorting(browser)
     same("complaints afterwards", browser.complaints(), [])
+    check_without_script(browser, page, report)
     return report
 
 

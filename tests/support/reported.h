@@ -14,9 +14,9 @@ namespace test {
 struct Reported {
     explicit Reported(const std::string& log, const tsport::report::Options& options = {})
         : report(std::make_unique<tsport::report::Report>()) {
-        tsport::report::Collector collector(options, *report, [this](std::string_view text) { life += text; });
+        tsport::report::Collector collector(options, *report, [this](std::string_view text) { history += text; });
         std::istringstream lines(log);
-        for (std::string line; std::getline(lines, line);) collector.take(line);
+        for (std::string line; std::getline(lines, line);) collector.add(line);
         collector.finish();
         documents = report->documents.in_order();
         tsport::report::write_text(*report, options, [this](std::string_view text) { words += text; });
@@ -39,9 +39,9 @@ struct Reported {
     }
 
     std::unique_ptr<tsport::report::Report> report;
-    std::vector<const tsport::report::Document*> documents;
+    tsport::report::DocumentList documents;
     std::string words;
-    std::string life;
+    std::string history;
     std::string json;
     std::string csv;
     std::string html;

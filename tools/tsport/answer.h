@@ -29,7 +29,7 @@ struct Reply {
     std::vector<std::string> heads;  // of a table; none: lines without heads
     Rows rows;
     std::string summary;               // a line below
-    std::vector<std::string> objects;  // the same as JSON objects
+    std::vector<JsonMembers> objects;  // the same as JSON objects
     bool array = false;                // JSON is an array of them, not the only one
     std::string data;                  // for standard output alone; all else then goes to standard error
     bool has_data = false;
@@ -44,9 +44,9 @@ struct Task {
     const Console& console;
 
     // A line, and the same as a JSON object.
-    void say(const std::string& words, const std::string& object) const {
+    void say(const std::string& words, JsonMembers object) const {
         reply.rows.push_back({words});
-        reply.objects.push_back(object);
+        reply.objects.push_back(std::move(object));
     }
     void fail(Status status, const std::string& words, const char* cause, DWORD code = 0) const {
         reply.status = status;
@@ -78,7 +78,7 @@ void import_ports(const Task& task);
 void diff_ports(const Task& task);
 void completion(const Task& task);
 
-// report, with the words behind it.
-Answer report_logs(const std::vector<std::string>& words);
+void report_logs(const Task& task);
+command_line::Options report_options(Command& command);
 
 }  // namespace tsport

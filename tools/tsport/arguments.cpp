@@ -99,8 +99,11 @@ bool take_verb(const std::string& word, Command& command, std::string& why) {
 bool fits_together(const Command& command, std::string& why) {
     why = "--library goes with --store";
     if (!command.library.empty() && command.store.empty()) return false;
+    const bool reports = command.verb->run == report_logs;
     why = "--csv and --json exclude each other";
-    if (command.csv && command.json && command.verb->run == list) return false;
+    if (command.csv && command.json && (reports || command.verb->run == list)) return false;
+    why = "--store and --server do not go with report";
+    if (reports && (!command.store.empty() || !command.servers.empty())) return false;
     why = "--store and --server exclude each other";
     return command.store.empty() || command.servers.empty();
 }

@@ -104,7 +104,7 @@ std::string case_of(const Verb& verb, bool bash) {
     const std::string options = names_of(verb.own_options(nowhere));
     const std::string operands = verb.operands;
     const bool has_names = operands.find("NAME") != std::string::npos && operands.rfind("NAME HOST", 0) != 0;
-    const bool has_file = operands.rfind("FILE", 0) == 0;
+    const bool has_file = operands.starts_with("FILE") || operands.starts_with("LOG");
     const std::string name = verb.name;
     if (!bash) {
         return "        '" + name + "' { $options += '" + options + "'.Split(' '); $names = $" +

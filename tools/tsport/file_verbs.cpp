@@ -82,13 +82,15 @@ std::string printer_before(const Change& change) {
     return "was " + shown(change.before.address) + " " + std::to_string(change.before.number);
 }
 
-std::string in_json(const std::vector<Change>& changes) {
-    std::string text = "[";
-    for (const Change& change : changes) {
-        text += text.size() == 1 ? "" : ", ";
-        text += "{\"port\": " + tsport::in_json(change.after) + ", \"was\": " + tsport::in_json(change.before) + "}";
-    }
-    return text + "]";
+void write_member(JsonWriter& json, const char* name, const std::vector<Change>& changes) {
+    json.array(name, [&] {
+        for (const Change& change : changes) {
+            json.object([&] {
+                tsport::write_member(json, "port", change.after);
+                tsport::write_member(json, "was", change.before);
+            });
+        }
+    });
 }
 
 // -- Import ----------------------------------------------------------------------------------------------------------
@@ -166,9 +168,12 @@ void show_plan(const Task& task, const Differences& plan) {
     reply.summary = std::to_string(plan.only_in_file.size()) + (dry_run ? " to add, " : " added, ") +
                     std::to_string(plan.changed.size()) + (dry_run ? " to change, " : " changed, ") +
                     std::to_string(plan.same) + " left alone";
-    reply.objects = {std::string("{\"dry_run\": ") + (dry_run ? "true" : "false") +
-                     ", \"added\": " + tsport::in_json(plan.only_in_file) + ", \"changed\": " + in_json(plan.changed) +
-                     ", \"left_alone\": " + std::to_string(plan.same) + "}"};
+    reply.objects = {[plan, dry_run](JsonWriter& json) {
+        json.member("dry_run", dry_run);
+        tsport::write_member(json, "added", plan.only_in_file);
+        write_member(json, "changed", plan.changed);
+        json.member("left_alone", plan.same);
+    }};
 }
 
 // What the file holds now, so that its comments, order and encoding stay; false when the verb has been answered.
@@ -210,10 +215,9 @@ void export_ports(const Task& task) {
     } else if (!write_file(path, text, why)) {
         return task.fail(bad_usage, why, "file");
     }
-    const std::string count = std::to_string(ports.size());
-    task.say(
-        count + (ports.size() == 1 ? " port" : " ports") + " written to " + (path == "-" ? "standard output" : path),
-        "{\"exported\": " + count + "}");
+    task.say(std::to_string(ports.size()) + (ports.size() == 1 ? " port" : " ports") + " written to " +
+                 (path == "-" ? "standard output" : path),
+             [count = ports.size()](JsonWriter& json) { json.member("exported", count); });
 }
 
 void import_ports(const Task& task) {
@@ -238,8 +242,11 @@ void diff_ports(const Task& task) {
     }
     if (!found.any()) reply.summary = "no differences";
     reply.status = found.any() ? not_there : done;
-    reply.objects = {"{\"only_in_file\": " + tsport::in_json(found.only_in_file) + ", \"only_here\": " +
-                     tsport::in_json(found.only_here) + ", \"differ\": " + in_json(found.changed) + "}"};
+    reply.objects = {[found](JsonWriter& json) {
+        tsport::write_member(json, "only_in_file", found.only_in_file);
+        tsport::write_member(json, "only_here", found.only_here);
+        write_member(json, "differ", found.changed);
+    }};
 }
 
 }  // namespace tsport

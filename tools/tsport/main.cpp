@@ -6,6 +6,7 @@
 
 int main(int count, char** arguments) {
     const host::Utf8Console utf8;
+    std::ios::sync_with_stdio(false);  // logs on standard input are read in blocks
     const tsport::Console console{std::cin, host::is_terminal(stderr) ? stderr : nullptr};
     const tsport::Answer answer = tsport::run(host::program_arguments(count, arguments), console);
     std::fputs(answer.out.c_str(), stdout);

@@ -96,15 +96,20 @@ std::vector<std::string> cells_of(const Port& port) {
     return {shown(port.name), shown(port.address), std::to_string(port.number)};
 }
 
-std::string in_json(const Port& port) {
-    return "{\"name\": " + quoted(port.name) + ", \"address\": " + quoted(port.address) +
-           ", \"port\": " + std::to_string(port.number) + "}";
+void write_members(JsonWriter& json, const Port& port) {
+    json.member("name", port.name);
+    json.member("address", port.address);
+    json.member("port", port.number);
 }
 
-std::string in_json(const std::vector<Port>& ports) {
-    std::string text = "[";
-    for (const Port& port : ports) text += (text.size() == 1 ? "" : ", ") + in_json(port);
-    return text + "]";
+void write_member(JsonWriter& json, const char* name, const Port& port) {
+    json.object(name, [&] { write_members(json, port); });
+}
+
+void write_member(JsonWriter& json, const char* name, const std::vector<Port>& ports) {
+    json.array(name, [&] {
+        for (const Port& port : ports) json.object([&] { write_members(json, port); });
+    });
 }
 
 }  // namespace tsport

@@ -4,11 +4,12 @@
 #include <string>
 #include <vector>
 
+#include "tools/tsport/json.h"
 #include "tools/tsport/port.h"
 
 namespace tsport {
 
-// In quotes, with what cannot stand for itself escaped: a JSON string, and a text of a ports file.
+// In quotes, with what cannot stand for itself escaped: a text of a ports file.
 std::string quoted(const Text& text);
 // For people: as it is, but for characters that a terminal would obey.
 std::string shown(const Text& text);
@@ -19,7 +20,9 @@ std::string in_columns(const Rows& rows);
 
 // Name, address and number as three cells.
 std::vector<std::string> cells_of(const Port& port);
-std::string in_json(const Port& port);
-std::string in_json(const std::vector<Port>& ports);
+void write_members(JsonWriter& json, const Port& port);
+// A member that is a port, or an array of ports.
+void write_member(JsonWriter& json, const char* name, const Port& port);
+void write_member(JsonWriter& json, const char* name, const std::vector<Port>& ports);
 
 }  // namespace tsport

@@ -72,12 +72,13 @@ std::string in_words(const std::vector<Text>& names) {
     return words;
 }
 
-std::string in_json(const Port& port, const std::vector<Text>& queues) {
-    std::string object = tsport::in_json(port);
-    object.pop_back();
-    object += ", \"queues\": [";
-    for (size_t i = 0; i < queues.size(); ++i) object += (i == 0 ? "" : ", ") + quoted(queues[i]);
-    return object + "]}";
+JsonMembers members_of(const Port& port, const std::vector<Text>& queues) {
+    return [=](JsonWriter& json) {
+        write_members(json, port);
+        json.array("queues", [&] {
+            for (const Text& queue : queues) json.value(queue);
+        });
+    };
 }
 
 }  // namespace
@@ -89,7 +90,9 @@ namespace {
 void list_names_only(const Task& task) {
     std::vector<Text> names;
     if (!find_names(task, names)) return;
-    for (const Text& name : names) task.say(host::to_utf8(name), "{\"name\": " + quoted(name) + "}");
+    for (const Text& name : names) {
+        task.say(host::to_utf8(name), [name](JsonWriter& json) { json.member("name", name); });
+    }
     task.reply.array = true;
 }
 
@@ -109,7 +112,7 @@ void list(const Task& task) {
     for (const Port& port : ports) {
         reply.rows.push_back(cells_of(port));
         if (any_queue) reply.rows.back().push_back(in_words(queues[port.name]));
-        reply.objects.push_back(in_json(port, queues[port.name]));
+        reply.objects.push_back(members_of(port, queues[port.name]));
     }
     if (ports.empty()) reply.summary = "no ports";
     if (task.command.csv) {
@@ -128,7 +131,7 @@ void show(const Task& task) {
     const std::vector<std::string> cells = cells_of(port);
     task.reply.rows = {{"name", cells[0]}, {"address", cells[1]}, {"port", cells[2]}};
     if (queues.count(port.name) != 0) task.reply.rows.push_back({"queues", in_words(queues[port.name])});
-    task.reply.objects = {in_json(port, queues[port.name])};
+    task.reply.objects = {members_of(port, queues[port.name])};
 }
 
 void exists(const Task& task) {
@@ -136,8 +139,10 @@ void exists(const Task& task) {
     bool there = false;
     if (task.failed(ask_whether_exists(task.spooler, name, there), "look for the port " + named(name))) return;
     task.reply.status = there ? done : not_there;
-    task.say(named(name) + (there ? " exists" : " does not exist"),
-             "{\"name\": " + quoted(name) + ", \"exists\": " + (there ? "true" : "false") + "}");
+    task.say(named(name) + (there ? " exists" : " does not exist"), [name, there](JsonWriter& json) {
+        json.member("name", name);
+        json.member("exists", there);
+    });
 }
 
 // -- add, set, delete ------------------------------------------------------------------------------------------------
@@ -146,7 +151,8 @@ void add(const Task& task) {
     Port port = task.command.port;
     if (!task.command.number_given) port.number = default_number;
     if (task.failed(add_port(task.spooler, port), "add the port " + named(port.name)) || !task.kept()) return;
-    task.say("added " + named(port.name) + ": " + printer_of(port), "{\"added\": " + tsport::in_json(port) + "}");
+    task.say("added " + named(port.name) + ": " + printer_of(port),
+             [port](JsonWriter& json) { write_member(json, "added", port); });
 }
 
 void set(const Task& task) {
@@ -162,7 +168,10 @@ void set(const Task& task) {
     }
     if (task.failed(set_port(task.spooler, port), "change the port " + named(port.name)) || !task.kept()) return;
     task.say("changed " + named(port.name) + ": " + printer_of(port) + " (was " + printer_of(before) + ")",
-             "{\"changed\": " + tsport::in_json(port) + ", \"was\": " + tsport::in_json(before) + "}");
+             [port, before](JsonWriter& json) {
+                 write_member(json, "changed", port);
+                 write_member(json, "was", before);
+             });
 }
 
 namespace {
@@ -200,7 +209,7 @@ void remove(const Task& task) {
         }
         progress->show(++finished);
         task.say((dry_run ? "would delete " : "deleted ") + named(name),
-                 std::string(dry_run ? "{\"would_delete\": " : "{\"deleted\": ") + quoted(name) + "}");
+                 [name, dry_run](JsonWriter& json) { json.member(dry_run ? "would_delete" : "deleted", name); });
     }
     task.reply.array = task.command.names.size() > 1 || is_pattern(task.command.names[0]);
     if (!dry_run && finished != 0) task.kept();
@@ -243,11 +252,14 @@ DWORD test_one(const Task& task, const Port& port, Tested& result) {
     return code;
 }
 
-std::string test_in_json(const Port& port, const Tested& result) {
-    const bool reachable = std::string(result.verdict) == "accepted";
-    return (port.name.empty() ? "{" : "{\"name\": " + quoted(port.name) + ", ") +
-           "\"address\": " + quoted(port.address) + ", \"port\": " + std::to_string(port.number) +
-           ", \"reachable\": " + (reachable ? "true" : "false") + ", \"verdict\": \"" + result.verdict + "\"}";
+JsonMembers members_of(const Port& port, const Tested& result) {
+    return [=](JsonWriter& json) {
+        if (!port.name.empty()) json.member("name", port.name);
+        json.member("address", port.address);
+        json.member("port", port.number);
+        json.member("reachable", std::string(result.verdict) == "accepted");
+        json.member("verdict", result.verdict);
+    };
 }
 
 // Many at once. Returns the first error of a spooler that could not be asked.
@@ -291,7 +303,7 @@ void test(const Task& task) {
         std::vector<std::string> cells = cells_of(ports[i]);
         cells.emplace_back(results[i].words);
         reply.rows.push_back(one ? std::vector<std::string>{printer_of(ports[i]) + " " + results[i].words} : cells);
-        reply.objects.push_back(test_in_json(ports[i], results[i]));
+        reply.objects.push_back(members_of(ports[i], results[i]));
     }
     if (ports.empty()) reply.summary = "no ports";
 }

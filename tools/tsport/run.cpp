@@ -120,30 +120,37 @@ void run_hosted(const Command& command, const Console& console, Reply& reply) {
 
 // -- The answer ------------------------------------------------------------------------------------------------------
 
-std::string in_json(const Error& error) {
-    return "{\"error\": " + quoted(host::to_text(error.words)) + ", \"code\": " + std::to_string(error.code) +
-           ", \"cause\": \"" + error.cause + "\"}";
+JsonMembers members_of(const Error& error) {
+    return json_error(error.words, error.code, error.cause);
 }
 
-// The object with one more field in front.
-std::string of_server(const Text& server, const std::string& object) {
-    return "{\"server\": " + quoted(server) + ", " + object.substr(1);
+// The object with one more member in front.
+JsonMembers of_server(const Text& server, const JsonMembers& object) {
+    return [=](JsonWriter& json) {
+        json.member("server", server);
+        object(json);
+    };
 }
 
-std::string array_of(const std::vector<std::string>& objects) {
-    std::string text = "[";
-    for (const std::string& object : objects) text += (text.size() == 1 ? "" : ", ") + object;
-    return text + "]";
+std::string json_line(const std::vector<JsonMembers>& objects) {
+    std::string text;
+    {
+        JsonWriter json([&text](std::string_view piece) { text += piece; });
+        json.array([&] {
+            for (const JsonMembers& members : objects) json.object([&] { members(json); });
+        });
+    }
+    return text + "\n";
 }
 
 void answer_in_json(const Reply& reply, Answer& answer) {
     std::string& to = reply.has_data ? answer.err : answer.out;
     if (!reply.error.words.empty()) {
-        answer.out += in_json(reply.error) + "\n";
+        answer.out += json_line(members_of(reply.error));
     } else if (reply.array) {
-        to += array_of(reply.objects) + "\n";
+        to += json_line(reply.objects);
     } else if (!reply.objects.empty()) {
-        to += reply.objects[0] + "\n";
+        to += json_line(reply.objects[0]);
     }
 }
 
@@ -158,7 +165,7 @@ void answer_in_words(const Reply& reply, Answer& answer) {
 
 // One table or one array for all servers.
 void answer_for_servers(const Command& command, const std::vector<Reply>& replies, Answer& answer) {
-    std::vector<std::string> objects;
+    std::vector<JsonMembers> objects;
     Rows rows;
     for (size_t i = 0; i < replies.size(); ++i) {
         const Reply& reply = replies[i];
@@ -174,20 +181,20 @@ void answer_for_servers(const Command& command, const std::vector<Reply>& replie
         }
         for (const auto& row : reply.rows) add_row(row);
         if (!reply.summary.empty()) add_row({reply.summary});
-        for (const std::string& object : reply.objects) objects.push_back(of_server(server, object));
+        for (const JsonMembers& object : reply.objects) objects.push_back(of_server(server, object));
         if (reply.error.words.empty()) continue;
-        objects.push_back(of_server(server, in_json(reply.error)));
+        objects.push_back(of_server(server, members_of(reply.error)));
         if (!command.json) answer.err += "tsport: " + shown(server) + ": " + reply.error.words + "\n";
         add_row({reply.error.cause == "no-spooler" ? "cannot be reached" : "failed, see below"});
     }
-    answer.out = command.json ? array_of(objects) + "\n" : in_columns(rows);
+    answer.out = command.json ? json_line(objects) : in_columns(rows);
 }
 
 Answer wrong_line(const Command& command, const std::string& why) {
     Answer answer;
     answer.status = bad_usage;
     if (command.json) {
-        answer.out = in_json({why, "usage", 0}) + "\n";
+        answer.out = json_line(json_error(why, 0, "usage"));
     } else {
         answer.err = "tsport: " + why + "\nTry tsport --help.\n";
     }

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/tsport/json.h"
+
 namespace tsport {
 
 enum Status {
@@ -25,6 +27,8 @@ struct Answer {
 struct Console {
     std::istream& input;            // read for the file "-"
     std::FILE* progress = nullptr;  // a terminal; null: progress is not shown
+    // Gets what may be too long for an answer, piece by piece.
+    Sink output = [](std::string_view text) { std::fwrite(text.data(), 1, text.size(), stdout); };
 };
 
 // Runs the tool with these arguments, without the program's name.

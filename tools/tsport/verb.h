@@ -6,6 +6,7 @@
 
 #include "tools/command_line/options.h"
 #include "tools/tsport/port.h"
+#include "tools/tsport/report/options.h"
 
 namespace tsport {
 
@@ -36,6 +37,7 @@ struct Command {
     bool force = false;
     bool names_only = false;
     std::uint64_t timeout_seconds = 5;
+    report::Options report;
 };
 
 // What a verb needs of the monitor: nothing, or that it is installed (or hosted, over --store).

@@ -4,7 +4,6 @@
 #include "tools/tsport/answer.h"
 #include "tools/tsport/doctor/doctor.h"
 #include "tools/tsport/help.h"
-#include "tools/tsport/report/report.h"
 
 namespace tsport {
 namespace {
@@ -97,6 +96,11 @@ std::string file_and_names(const Words& words, Command& command) {
     return words[0].empty() ? "the file's name is empty" : take_names(words, 1, command);
 }
 
+std::string some_logs(const Words& words, Command& command) {
+    command.report.logs = words;
+    return words.empty() ? wrong_operands : "";
+}
+
 std::string one_shell(const Words& words, Command& command) {
     if (words.size() != 1) return wrong_operands;
     command.topic = words[0];
@@ -160,7 +164,7 @@ const std::vector<Verb> table = {
     {"doctor", "", "why documents are not printed: checks everything that printing depends on",
      doctor_help, Needs::nothing, nullptr, nullptr, nullptr, doctor::run},
     {"report", "LOG...", "what became of the documents, from the monitor's logs",
-     report_help, Needs::nothing, nullptr, nullptr, nullptr, report_logs},
+     report_help, Needs::nothing, some_logs, report_options, report_logs},
     {"completion", "bash | powershell", "a script that completes command lines",
      completion_help, Needs::nothing, one_shell, no_options, completion},
 };

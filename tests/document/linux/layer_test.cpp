@@ -59,7 +59,7 @@ TEST_F(Layer, ALossAfterTheLastByteLeavesALine) {
     EXPECT_EQ(logged("TSM: an error occured while waiting for FD_CLOSE event: ", "ERROR"), 1);
     const Reported reported(log());
     EXPECT_EQ(reported.named(), Causes{"printer.broke-off"}) << reported.words;
-    EXPECT_EQ(reported.report->sums.all().of(tsport::report::Trouble::broken_at_end), 1u);
+    EXPECT_EQ(reported.report->sums.all().of(tsport::report::Cause::broken_at_end), 1u);
 }
 
 // Until the settings have been read a start tells the debugger everything.

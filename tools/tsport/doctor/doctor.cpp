@@ -1,9 +1,7 @@
 #include "tools/tsport/doctor/doctor.h"
 
 #include <algorithm>
-#include <array>
 #include <chrono>
-#include <ctime>
 #include <filesystem>
 
 #include "tools/host/platform.h"
@@ -16,6 +14,7 @@
 #include "tools/tsport/doctor/rights.h"
 #include "tools/tsport/file.h"
 #include "tools/tsport/output.h"
+#include "tools/tsport/report/options.h"
 
 namespace tsport {
 
@@ -72,7 +71,7 @@ Answer failed(const Request& request, Status status, const std::string& why, con
     Answer answer;
     answer.status = status;
     if (request.json) {
-        answer.out = "{\"error\": " + quoted(host::to_text(why)) + ", \"code\": 0, \"cause\": \"" + cause + "\"}\n";
+        answer.out = json_line(json_error(why, 0, cause));
     } else {
         answer.err = "tsport: " + shown(host::to_text(why)) + "\n";
         if (status == bad_usage) answer.err += "Try tsport doctor --help.\n";
@@ -80,20 +79,11 @@ Answer failed(const Request& request, Status status, const std::string& why, con
     return answer;
 }
 
-// The time as the log writes it.
-std::string local_time() {
-    const std::time_t now = std::time(nullptr);
-    const std::tm* const parts = std::localtime(&now);
-    std::array<char, 32> text{};
-    if (parts != nullptr) std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", parts);
-    return text.data();
-}
-
 void look_at_base(const BaseDirectory& base, Findings& findings) {
     const Settings settings = look_at_settings(base.path, findings);
     const std::vector<Directory> directories = look_at_directories(base, settings, findings);
     look_at_helper(base, findings);
-    look_at_log(base, settings, base.copied ? "" : local_time(), findings);
+    look_at_log(base, settings, base.copied ? std::nullopt : std::optional(report::local_now()), findings);
     if (base.copied) {
         findings.could_not_look("rights", "those of a copy say nothing about the server");
     } else {

@@ -27,10 +27,6 @@ command_line::Words words_for_choices() {
     return words;
 }
 
-std::string json_text(const std::string& utf8) {
-    return quoted(host::to_text(utf8));
-}
-
 // Text output contains no terminal control characters.
 std::string safe(const std::string& utf8) {
     return shown(host::to_text(utf8));
@@ -83,22 +79,30 @@ std::string Findings::in_words() const {
 }
 
 std::string Findings::in_json() const {
-    std::string text;
-    const auto separated = [&text] { return text.back() == '[' ? "" : ", "; };
-    text += "{\"findings\": [";
-    for (const Finding& finding : findings_) {
-        text += separated() + ("{\"id\": " + json_text(finding.kind->id)) + ", \"found\": " + json_text(finding.what) +
-                ", \"means\": " + json_text(finding.kind->means) + ", \"mend\": " + json_text(finding.mend) + "}";
-    }
-    text += "], \"seen\": [";
-    for (const Note& note : seen_) {
-        text += separated() + ("{\"area\": " + json_text(note.area)) + ", \"found\": " + json_text(note.words) + "}";
-    }
-    text += "], \"not_looked_at\": [";
-    for (const Note& note : unseen_) {
-        text += separated() + ("{\"area\": " + json_text(note.area)) + ", \"why\": " + json_text(note.words) + "}";
-    }
-    return text + "]}\n";
+    return json_line([this](JsonWriter& json) {
+        const auto write_notes = [&json](const char* name, const std::vector<Note>& notes, const char* text) {
+            json.array(name, [&] {
+                for (const Note& note : notes) {
+                    json.object([&] {
+                        json.member("area", note.area);
+                        json.member(text, note.words);
+                    });
+                }
+            });
+        };
+        json.array("findings", [&] {
+            for (const Finding& finding : findings_) {
+                json.object([&] {
+                    json.member("id", finding.kind->id);
+                    json.member("found", finding.what);
+                    json.member("means", finding.kind->means);
+                    json.member("mend", finding.mend);
+                });
+            }
+        });
+        write_notes("seen", seen_, "found");
+        write_notes("not_looked_at", unseen_, "why");
+    });
 }
 
 std::string counted(size_t count, const std::string& noun) {

@@ -2,58 +2,17 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <map>
 
 #include "tools/host/text.h"
+#include "tools/tsport/report/line_reader.h"
 
 namespace tsport::doctor {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr size_t time_size = 19;  // "2021-03-09 14:07:02"
-
-// Seconds since some day long ago; false when the text does not begin with a time.
-bool parse_time(const std::string& text, std::int64_t& seconds) {
-    int year = 0;
-    int month = 0;
-    int day = 0;
-    int hour = 0;
-    int minute = 0;
-    int second = 0;
-    if (std::sscanf(text.c_str(), "%4d-%2d-%2d %2d:%2d:%2d", &year, &month, &day, &hour, &minute, &second) != 6) {
-        return false;
-    }
-    if (year < 1 || month < 1 || month > 12 || day < 1 || day > 31 || hour > 23 || minute > 59 || second > 60)
-        return false;
-    // The days before a month, with the year beginning in March.
-    const std::int64_t from_march = (month + 9) % 12;
-    const std::int64_t years = year - (month <= 2 ? 1 : 0);
-    const std::int64_t days = years * 365 + years / 4 - years / 100 + years / 400 + (from_march * 153 + 2) / 5 + day;
-    seconds = ((days * 24 + hour) * 60 + minute) * 60 + second;
-    return true;
-}
-
-struct ErrorLine {
-    std::int64_t seconds = 0;
-    std::string time;
-    std::string message;
-};
-
-// "2021-03-09 14:07:02,481 ERROR: tsmon.cpp:12 - message [77]", source and thread with Debug on only.
-bool parse_error(const std::string& line, ErrorLine& error) {
-    const size_t level = line.find(" ERROR: ");
-    if (level != time_size + 4 || !parse_time(line, error.seconds)) return false;
-    error.time = line.substr(0, time_size);
-    error.message = line.substr(level + 8);
-    const size_t dash = error.message.find(" - ");
-    const size_t colon = error.message.find(".cpp:");
-    if (colon != std::string::npos && dash != std::string::npos && colon < dash) error.message.erase(0, dash + 3);
-    return true;
-}
 
 // Reduces a message to its kind: without numbers and names.
 std::string kind_of(const std::string& message) {
@@ -69,66 +28,54 @@ std::string kind_of(const std::string& message) {
     return plain;
 }
 
+struct ErrorLine {
+    report::Timestamp time;
+    std::string message;
+};
+
 struct ErrorKind {
     size_t count = 0;
     ErrorLine last;
 };
 
-class LastDay {
-  public:
-    explicit LastDay(const std::string& now) { has_end_ = parse_time(now, end_); }
+// To the second, as administrators look for it in the log.
+std::string second_text(report::Timestamp time) {
+    return report::to_text(time).substr(0, 19);
+}
 
-    void read(std::istream& log) {
-        std::string line;
-        while (std::getline(log, line)) {
-            std::int64_t seconds = 0;
-            if (line.size() < time_size || !parse_time(line, seconds)) continue;
-            last_line_ = line.substr(0, time_size);
-            last_seconds_ = seconds;
-            ErrorLine error;
-            if (parse_error(line, error)) errors_.push_back(std::move(error));
-        }
+// The errors within a day before `now`, or before the last line, by their kinds.
+std::map<std::string, ErrorKind> errors_of_last_day(std::istream& log, std::optional<report::Timestamp> now,
+                                                    std::optional<report::Timestamp>& last_line) {
+    std::vector<ErrorLine> errors;
+    report::LineReader reader(log);
+    while (reader.next()) {
+        report::LogLine line;
+        if (report::parse_line(reader.line(), line) != report::LineKind::complete) continue;
+        last_line = line.time;
+        if (line.error) errors.push_back({line.time, std::string(line.message)});
     }
-    std::map<std::string, ErrorKind> kinds() const {
-        constexpr std::int64_t day = 24 * 60 * 60;
-        const std::int64_t end = has_end_ ? end_ : last_seconds_;
-        std::map<std::string, ErrorKind> kinds;
-        for (const ErrorLine& error : errors_) {
-            if (error.seconds < end - day) continue;
-            ErrorKind& kind = kinds[kind_of(error.message)];
-            ++kind.count;
-            kind.last = error;
-        }
-        return kinds;
+    std::map<std::string, ErrorKind> kinds;
+    for (const ErrorLine& error : errors) {
+        if (error.time < now.value_or(*last_line) - std::chrono::days(1)) continue;
+        ErrorKind& kind = kinds[kind_of(error.message)];
+        ++kind.count;
+        kind.last = error;
     }
-    const std::string& last_line() const { return last_line_; }
+    return kinds;
+}
 
-  private:
-    std::int64_t end_ = 0;
-    bool has_end_ = false;
-    std::string last_line_;
-    std::int64_t last_seconds_ = 0;
-    std::vector<ErrorLine> errors_;
-};
-
-void check_errors(const std::string& name, const std::string& now, Findings& findings, std::string& last_line) {
+void check_errors(const std::string& name, std::optional<report::Timestamp> now, Findings& findings,
+                  std::optional<report::Timestamp>& last_line) {
     constexpr std::streamoff most = 16 << 20;  // of the log's end; older lines are the report's
     const fs::path path = host::path_of(name);
     std::ifstream log(path, std::ios::binary);
     std::error_code error;
     const auto size = static_cast<std::streamoff>(fs::file_size(path, error));
-    if (!error && size > most) {
-        log.seekg(size - most);
-        std::string rest_of_line;
-        std::getline(log, rest_of_line);
-    }
-    LastDay day(now);
-    day.read(log);
-    last_line = day.last_line();
-    for (const auto& [kind, errors] : day.kinds()) {
+    if (!error && size > most) log.seekg(size - most);
+    for (const auto& [kind, errors] : errors_of_last_day(log, now, last_line)) {
         findings.add("log.errors",
-                     counted(errors.count, "error") + " within a day, the last at " + errors.last.time + ": " +
-                         shown_text(errors.last.message),
+                     counted(errors.count, "error") + " within a day, the last at " + second_text(errors.last.time) +
+                         ": " + shown_text(errors.last.message),
                      "tsport report \"" + name + "\" tells which documents it cost");
     }
 }
@@ -168,7 +115,8 @@ bool is_read_only(const fs::path& path) {
 
 }  // namespace
 
-void look_at_log(const BaseDirectory& base, const Settings& settings, const std::string& now, Findings& findings) {
+void look_at_log(const BaseDirectory& base, const Settings& settings, std::optional<report::Timestamp> now,
+                 Findings& findings) {
     const std::string name = path_in(base.path, "print-monitor.log");
     const fs::path path = host::path_of(name);
     std::error_code error;
@@ -184,10 +132,10 @@ void look_at_log(const BaseDirectory& base, const Settings& settings, const std:
         findings.add("log.not-writable", name + " is marked read-only", "attrib -r \"" + name + "\"");
     }
     check_rotation(name, settings, findings);
-    std::string last_line;
+    std::optional<report::Timestamp> last_line;
     check_errors(name, now, findings, last_line);
     findings.saw("log", name + ": " + host::size_in_words(fs::file_size(path, error)) +
-                            (last_line.empty() ? ", no line with a time" : ", last line " + last_line));
+                            (last_line ? ", last line " + second_text(*last_line) : ", no line with a time"));
 }
 
 }  // namespace tsport::doctor

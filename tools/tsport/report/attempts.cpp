@@ -1,5 +1,7 @@
 #include "tools/tsport/report/attempts.h"
 
+#include <algorithm>
+
 namespace tsport::report {
 namespace {
 
@@ -9,11 +11,10 @@ std::uint64_t key_of(TextId printer, std::uint32_t job) {
 
 }  // namespace
 
-std::uint16_t Attempts::number_for(TextId printer, std::uint32_t job, Stamp now) const {
+std::uint16_t Attempts::number_for(TextId printer, std::uint32_t job, Timestamp now) const {
     const auto found = jobs_.find(key_of(printer, job));
     if (found == jobs_.end() || now - found->second.last > longest) return 1;
-    const std::uint16_t courses = found->second.courses;
-    return courses == UINT16_MAX ? courses : static_cast<std::uint16_t>(courses + 1);
+    return static_cast<std::uint16_t>(std::min(found->second.attempts + 1, UINT16_MAX));
 }
 
 void Attempts::note(const Document& document) {

@@ -1,4 +1,4 @@
-// Which course of its job a document is. Only jobs that failed and have not printed since are remembered, a bounded
+// Which attempt of its job a document is. Only jobs that failed and have not printed since are remembered, a bounded
 // number of them, for at most a day, because job numbers are reused.
 #pragma once
 
@@ -13,17 +13,17 @@ namespace tsport::report {
 class Attempts {
   public:
     static constexpr size_t most = 4096;
-    static constexpr Stamp longest = 86'400'000;
+    static constexpr std::chrono::hours longest{24};
 
-    // For a document that starts: 1 for the first course of its job.
-    std::uint16_t number_for(TextId printer, std::uint32_t job, Stamp now) const;
+    // For a document that starts: 1 for the first attempt of its job.
+    std::uint16_t number_for(TextId printer, std::uint32_t job, Timestamp now) const;
     // Records its outcome.
     void note(const Document& document);
 
   private:
     struct Job {
-        std::uint16_t courses;
-        Stamp last;
+        std::uint16_t attempts;
+        Timestamp last;
         std::list<std::uint64_t>::iterator place;
     };
     void forget_oldest();

@@ -1,9 +1,8 @@
 // The lines of a log, brought into a report.
 #include <algorithm>
 #include <cctype>
-#include <cstring>
 
-#include "tools/tsport/report/life.h"
+#include "tools/tsport/report/job_history.h"
 
 namespace tsport::report {
 namespace {
@@ -15,50 +14,46 @@ bool same_letters(std::string_view a, std::string_view b) {
 
 }  // namespace
 
-Collector::Collector(const Options& options, Report& report, Sink life)
+Collector::Collector(const Options& options, Report& report, Sink history)
     : options_(options),
       report_(report),
-      life_(options.job && life ? std::make_shared<Life>(*options.job, std::move(life)) : nullptr),
-      follower_(report.texts, {[this](const Document& document) {
-                                   if (!wanted(document)) return;
-                                   report_.sums.add(document, report_.texts);
-                                   report_.documents.add(document);
-                               },
-                               [this](std::string_view message) {
-                                   const bool narrowed =
-                                       options_.job || !options_.printer.empty() || options_.since || options_.until;
-                                   if (!narrowed) report_.other_errors.add(message);
-                               },
-                               {}}) {
-    if (life_ != nullptr) {
-        follower_.listen_to_lines([this](const Line& line, const Message& message, const Document& document) {
-            if (wanted(document)) life_->take(line, message, document);
-        });
-    }
-}
+      history_(options.job && history ? std::make_unique<JobHistory>(*options.job, std::move(history)) : nullptr),
+      tracker_(report.texts, {[this](const Document& document) {
+                                  if (!wanted(document)) return;
+                                  report_.sums.add(document, report_.texts);
+                                  report_.documents.add(document);
+                              },
+                              [this](std::string_view message) {
+                                  const bool narrowed =
+                                      options_.job || !options_.printer.empty() || options_.since || options_.until;
+                                  if (!narrowed) report_.other_errors.add(message);
+                              },
+                              history_ == nullptr ? decltype(Listener::line)()
+                                                  : [this](const LogLine& line, const Message& message,
+                                                           const Document& document) {
+                                                        if (wanted(document)) history_->add(line, message, document);
+                                                    }}) {}
 
-void Collector::take(std::string_view text, bool whole) {
+Collector::~Collector() = default;
+
+void Collector::add(std::string_view text, bool complete) {
     ++report_.lines;
-    Line line;
-    const Kind kind = whole ? take_apart(text, line) : Kind::cut;
-    if (kind == Kind::foreign) {
+    LogLine line;
+    const LineKind kind = complete ? parse_line(text, line) : LineKind::truncated;
+    if (kind == LineKind::foreign) {
         ++report_.foreign_lines;
-        return;
-    }
-    if (kind == Kind::cut || !follower_.take(line)) {
+    } else if (kind == LineKind::truncated || !tracker_.process(line)) {
         ++report_.cut_lines;
-        return;
+    } else {
+        report_.detailed_lines += line.detailed ? 1 : 0;
+        if (!report_.first) report_.first = line.time;
+        report_.last = line.time;
     }
-    report_.detailed_lines += line.detailed ? 1 : 0;
-    std::memcpy(last_stamp_, line.stamp.data(), stamp_size);
-    if (!report_.first.empty()) return;
-    if (const auto first = parse_stamp(line.stamp)) report_.first = stamp_in_words(*first);
 }
 
 void Collector::finish() {
-    follower_.finish();
-    if (life_ != nullptr) life_->finish();
-    if (const auto last = parse_stamp({last_stamp_, stamp_size})) report_.last = stamp_in_words(*last);
+    tracker_.finish();
+    if (history_ != nullptr) history_->finish();
 }
 
 bool Collector::wanted(const Document& document) const {

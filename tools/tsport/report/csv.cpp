@@ -4,19 +4,11 @@ namespace tsport::report {
 namespace {
 
 // A cell that no spreadsheet interprets as a formula, whatever a printer's name begins with.
-struct Cell {
-    std::string_view text;
-};
-
-Writer& operator<<(Writer& out, Cell cell) {
-    constexpr std::string_view starts_formula = "=+-@";
-    const bool formula = !cell.text.empty() && starts_formula.find(cell.text.front()) != std::string_view::npos;
-    out << (formula ? "\"'" : "\"");
-    for (const char& character : cell.text) {
-        if (character == '"') out << "\"";
-        out << std::string_view(&character, 1);
-    }
-    return out << "\"";
+std::string cell(std::string_view text) {
+    const bool formula = !text.empty() && std::string_view("=+-@").find(text.front()) != std::string_view::npos;
+    std::string quoted = formula ? "\"'" : "\"";
+    for (const char c : text) quoted.append(c == '"' ? 2 : 1, c);
+    return quoted + "\"";
 }
 
 }  // namespace
@@ -27,16 +19,15 @@ void write_csv(const Report& report, const Sink& sink) {
     out << "start,printer,job,port,address,writes,bytes,sent,start_ms,connect_ms,write_ms,end_ms,close_ms,total_ms,"
            "held_ms,held_for,attempt,outcome,cause,words\r\n";
     for (const Document* const document : report.documents.in_order()) {
-        const size_t cause = document->cause();
-        out << Cell{stamp_in_words(document->start)} << "," << Cell{texts[document->printer]} << ","
-            << (document->has_job ? std::to_string(document->job) : std::string()) << "," << Cell{texts[document->port]}
-            << "," << Cell{texts[document->address]} << "," << document->writes << "," << document->taken << ","
+        const auto cause = document->cause();
+        out << cell(to_text(document->start)) << "," << cell(texts[document->printer]) << ","
+            << (document->has_job ? std::to_string(document->job) : "") << "," << cell(texts[document->port]) << ","
+            << cell(texts[document->address]) << "," << document->writes << "," << document->taken << ","
             << document->sent << "," << document->start_ms << "," << document->connect_ms << "," << document->write_ms
             << "," << document->end_ms << "," << document->close_ms << "," << document->total_ms << ","
-            << document->held_ms << "," << Cell{texts[document->held_for]} << "," << document->attempt << ","
-            << text_of(document->outcome).id << ","
-            << (cause == troubles ? "" : text_of(static_cast<Trouble>(cause)).id) << ","
-            << Cell{cause_in_words(*document, texts)} << "\r\n";
+            << document->held_ms << "," << cell(texts[document->held_for]) << "," << document->attempt << ","
+            << info_of(document->outcome).id << "," << (cause ? info_of(*cause).id : "") << ","
+            << cell(cause_text(*document, texts)) << "\r\n";
     }
 }
 

@@ -5,19 +5,19 @@
 namespace tsport::report {
 namespace {
 
-constexpr OutcomeText outcome_texts[] = {
+constexpr OutcomeInfo outcome_infos[] = {
     {"printed", "printed"}, {"late", "printed late"},           {"refused", "refused"},
     {"dropped", "dropped"}, {"not-started", "failed to start"}, {"restarted", "lost and restarted"},
     {"lost", "lost"},       {"unknown", "end unknown"},
 };
-static_assert(std::size(outcome_texts) == outcomes);
+static_assert(std::size(outcome_infos) == outcome_count);
 
-constexpr TroubleText trouble_texts[] = {
+constexpr CauseInfo cause_infos[] = {
     {"port.unknown", "the monitor has no port of that name",
      "compare the queue's port with `tsport list`; add the port, or give the queue another one"},
     {"spooler.bad-name", "the printer's name could not be taken apart",
      "the spooler gave no name or was out of memory: restart the spooler"},
-    {"spooler.no-printer", "the spooler would not open the printer",
+    {"spooler.no-printer", "the spooler refused to open the printer",
      "the queue was renamed or deleted while its jobs waited, or the spooler's account may not open it"},
     {"job.not-approved", "the job was not approved and was resumed past the Print Provider",
      "release jobs in the Print Provider, not in the queue; ask who resumed it there"},
@@ -45,7 +45,7 @@ constexpr TroubleText trouble_texts[] = {
     {"forced.no-helper", "the helper program for forced attributes is missing",
      "repair the Print Provider's installation: ts-print-monitor.exe belongs in the base directory"},
     {"forced.file-full", "the job could not be kept in its work file", "make room where ForceAttributesSpoolDir lies"},
-    {"forced.failed", "the rewritten data could not be had or sent",
+    {"forced.failed", "the rewritten data could not be obtained or sent",
      "look at the Print Provider's own log for what its helper did; print the document again"},
     {"forced.unchanged", "printed without its forced attributes, as its work file could not be created",
      "check ForceAttributesSpoolDir: that it exists, is writable, and that the printer's name can be a file name"},
@@ -64,41 +64,39 @@ constexpr TroubleText trouble_texts[] = {
     {"spooler.restarted", "the monitor was started again in the middle of the document",
      "the spooler ended: look for it in the system's event log"},
 };
-static_assert(std::size(trouble_texts) == troubles);
+static_assert(std::size(cause_infos) == cause_count);
 
 }  // namespace
 
-const OutcomeText& text_of(Outcome outcome) {
-    return outcome_texts[static_cast<size_t>(outcome)];
+const OutcomeInfo& info_of(Outcome outcome) {
+    return outcome_infos[static_cast<size_t>(outcome)];
 }
 
-const TroubleText& text_of(Trouble trouble) {
-    return trouble_texts[static_cast<size_t>(trouble)];
+const CauseInfo& info_of(Cause cause) {
+    return cause_infos[static_cast<size_t>(cause)];
 }
 
-size_t Document::cause() const {
-    return trouble == 0 ? troubles : static_cast<size_t>(std::countr_zero(trouble));
+std::optional<Cause> Document::cause() const {
+    if (causes == 0) return {};
+    return static_cast<Cause>(std::countr_zero(causes));
 }
 
-void Document::add(Trouble which, TextId text) {
-    const auto place = static_cast<size_t>(which);
-    if (place < cause() || (place == cause() && detail == 0)) detail = text;
-    trouble |= 1u << place;
+void Document::add(Cause which, TextId text) {
+    const auto first = cause();
+    if (!first || which < *first || (which == *first && detail == 0)) detail = text;
+    causes |= 1u << static_cast<unsigned>(which);
 }
 
-void Document::remove(Trouble which) {
-    if (static_cast<size_t>(which) == cause()) detail = 0;
-    trouble &= ~(1u << static_cast<unsigned>(which));
+void Document::remove(Cause which) {
+    if (which == cause()) detail = 0;
+    causes &= ~(1u << static_cast<unsigned>(which));
 }
 
-std::string cause_in_words(const Document& document, const Texts& texts) {
-    const size_t cause = document.cause();
-    if (cause == troubles)
-        return document.attempt > 1 && document.came_out() ? "sent again after an earlier failure" : "";
-    std::string words = trouble_texts[cause].words;
-    const TextId more = static_cast<Trouble>(cause) == Trouble::held ? document.held_for : document.detail;
-    if (more != 0) words += ": " + texts[more];
-    return words;
+std::string cause_text(const Document& document, const Texts& texts) {
+    const auto cause = document.cause();
+    if (!cause) return document.attempt > 1 && document.came_out() ? "sent again after an earlier failure" : "";
+    const TextId more = *cause == Cause::held ? document.held_for : document.detail;
+    return info_of(*cause).text + (more == 0 ? "" : ": " + texts[more]);
 }
 
 }  // namespace tsport::report

@@ -2,16 +2,17 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
-#include "tools/tsport/report/line.h"
+#include "tools/tsport/report/log_line.h"
 #include "tools/tsport/report/texts.h"
 
 namespace tsport::report {
 
 enum class Outcome : std::uint8_t {
     printed,
-    late,         // printed, after it was held or after an earlier course of the job had failed
+    late,         // printed, after it was held or after an earlier attempt of the job had failed
     refused,      // not approved: accepted and discarded
     dropped,      // ordered by the helper: accepted and discarded
     not_started,  // StartDocPort or OpenPort failed
@@ -19,11 +20,11 @@ enum class Outcome : std::uint8_t {
     lost,         // some of it has not reached the printer, and nobody was asked to send it again
     unknown,      // its end is not in the log
 };
-constexpr size_t outcomes = 8;
+constexpr size_t outcome_count = 8;
 
-// What went wrong with a document, or beside it. A document's cause is the first of its troubles in this order: what
+// What went wrong with a document, or beside it. A document's cause is the first of its cause_count in this order: what
 // kept it from the printer comes before what only delayed or changed it.
-enum class Trouble : std::uint8_t {
+enum class Cause : std::uint8_t {
     port_unknown,
     printer_name_unusable,
     printer_not_in_spooler,
@@ -52,23 +53,23 @@ enum class Trouble : std::uint8_t {
     started_twice,
     monitor_restarted,
 };
-constexpr size_t troubles = 27;
+constexpr size_t cause_count = 27;
 
-struct OutcomeText {
-    const char* id;     // for scripts
-    const char* words;  // for people
+struct OutcomeInfo {
+    const char* id;    // for scripts
+    const char* text;  // for people
 };
-const OutcomeText& text_of(Outcome outcome);
+const OutcomeInfo& info_of(Outcome outcome);
 
-struct TroubleText {
+struct CauseInfo {
     const char* id;
-    const char* words;   // what happened, as part of a sentence
+    const char* text;    // what happened, as part of a sentence
     const char* remedy;  // what to look at or to do
 };
-const TroubleText& text_of(Trouble trouble);
+const CauseInfo& info_of(Cause cause);
 
 struct Document {
-    Stamp start = 0;
+    Timestamp start;
     std::uint64_t taken = 0;  // bytes that the monitor took from the spooler ...
     std::uint64_t sent = 0;   // ... and that went to the printer
     TextId printer = 0;
@@ -86,29 +87,29 @@ struct Document {
     std::uint32_t held_ms = 0;     // of the start and the end, by the helper
     std::uint32_t connect_ms = 0;  // of the start, what the helper did not take
     std::uint32_t close_ms = 0;    // of the end, waiting for the printer to close its side
-    std::uint32_t trouble = 0;     // bit n: Trouble n
-    std::uint16_t attempt = 1;     // which course of the job it is
+    std::uint32_t causes = 0;      // bit n: Cause n
+    std::uint16_t attempt = 1;     // of its job
     Outcome outcome = Outcome::unknown;
     bool started = false;    // its start is in the log
     bool has_job = false;    // the log names the job
     bool rewritten = false;  // with forced attributes
     bool detailed = false;   // written with Debug on: what is 0 is known to be 0
 
-    bool has(Trouble which) const { return (trouble >> static_cast<unsigned>(which) & 1) != 0; }
-    // With the system's text; the one of the cause is kept.
-    void add(Trouble which, TextId text = 0);
-    void remove(Trouble which);
+    bool has(Cause which) const { return (causes >> static_cast<unsigned>(which) & 1) != 0; }
+    // With the system's text, which is kept when this is the first of its causes.
+    void add(Cause which, TextId text = 0);
+    void remove(Cause which);
     // In the middle of its data.
     bool lost_connection() const {
-        return has(Trouble::connection_reset) || has(Trouble::connection_lost) || has(Trouble::printer_stalled);
+        return has(Cause::connection_reset) || has(Cause::connection_lost) || has(Cause::printer_stalled);
     }
     bool came_out() const { return outcome == Outcome::printed || outcome == Outcome::late; }
-    // The first trouble; `troubles` when there is none.
-    size_t cause() const;
-    Stamp end() const { return start + total_ms; }
+    // The first of its causes.
+    std::optional<Cause> cause() const;
+    Timestamp end() const { return start + std::chrono::milliseconds(total_ms); }
 };
 
-// The cause in words with the system's text and with what it was held for; "" without one.
-std::string cause_in_words(const Document& document, const Texts& texts);
+// The text of its cause, with the system's text or with what it was held for; "" without one.
+std::string cause_text(const Document& document, const Texts& texts);
 
 }  // namespace tsport::report

@@ -1,120 +1,162 @@
-#include "tools/tsport/report/writer.h"
+#include "tools/tsport/json.h"
+
+#include "tools/tsport/report/report.h"
 
 namespace tsport::report {
 namespace {
 
-// A text of the report: UTF-8 without controls.
-struct Quoted {
-    std::string_view text;
-};
-
-Writer& operator<<(Writer& out, Quoted quoted) {
-    out << "\"";
-    for (const char& character : quoted.text) {
-        if (character == '"' || character == '\\') out << "\\";
-        out << std::string_view(&character, 1);
-    }
-    return out << "\"";
+void write_totals(JsonWriter& json, const Totals& totals) {
+    json.member("documents", totals.documents);
+    json.member("failed", totals.failed());
+    json.member("bytes", totals.taken);
+    json.member("sent", totals.sent);
+    json.member("held_ms", totals.held_ms);
+    json.member("close_ms", totals.close_ms);
+    json.object("outcomes", [&] {
+        for (size_t i = 0; i < outcome_count; ++i) {
+            json.member(info_of(static_cast<Outcome>(i)).id, totals.by_outcome[i]);
+        }
+    });
+    json.object("causes", [&] {
+        for (size_t i = 0; i < cause_count; ++i) {
+            if (totals.by_cause[i] != 0) json.member(info_of(static_cast<Cause>(i)).id, totals.by_cause[i]);
+        }
+    });
 }
 
-void put_counts(Writer& out, const Totals& totals) {
-    out << "\"documents\": " << totals.documents << ", \"failed\": " << totals.failed()
-        << ", \"bytes\": " << totals.taken << ", \"sent\": " << totals.sent << ", \"held_ms\": " << totals.held_ms
-        << ", \"close_ms\": " << totals.close_ms << ", \"outcomes\": {";
-    for (size_t i = 0; i < outcomes; ++i) {
-        out << (i == 0 ? "" : ", ") << Quoted{text_of(static_cast<Outcome>(i)).id} << ": " << totals.by_outcome[i];
-    }
-    out << "}, \"causes\": {";
-    bool first = true;
-    for (size_t i = 0; i < troubles; ++i) {
-        if (totals.by_cause[i] == 0) continue;
-        out << (first ? "" : ", ") << Quoted{text_of(static_cast<Trouble>(i)).id} << ": " << totals.by_cause[i];
-        first = false;
-    }
-    out << "}";
+void write_quantiles(JsonWriter& json, const char* name, const Quantiles& values) {
+    json.object(name, [&] {
+        json.member("count", values.count());
+        json.member("median", values.median());
+        json.member("p95", values.p95());
+    });
 }
 
-void put_quantiles(Writer& out, const char* name, const Quantiles& values) {
-    out << ", \"" << name << "\": {\"count\": " << values.count() << ", \"median\": " << values.median()
-        << ", \"p95\": " << values.p95() << "}";
+void write_printer(JsonWriter& json, const PrinterSums& sums) {
+    json.member("printer", sums.name);
+    write_totals(json, sums);
+    write_quantiles(json, "connect_ms", sums.connect);
+    write_quantiles(json, "bytes_per_second", sums.throughput);
+    json.member("restarted_often", sums.restarted_often);
 }
 
-void put_document(Writer& out, const Document& document, const Texts& texts) {
-    out << "{\"start\": " << Quoted{stamp_in_words(document.start)}
-        << ", \"start_known\": " << (document.started || !document.detailed ? "true" : "false")
-        << ", \"printer\": " << Quoted{texts[document.printer]} << ", \"job\": ";
-    if (document.has_job) {
-        out << document.job;
-    } else {
-        out << "null";
-    }
-    out << ", \"port\": " << Quoted{texts[document.port]} << ", \"address\": " << Quoted{texts[document.address]}
-        << ", \"writes\": " << document.writes << ", \"bytes\": " << document.taken << ", \"sent\": " << document.sent
-        << ", \"start_ms\": " << document.start_ms << ", \"connect_ms\": " << document.connect_ms
-        << ", \"write_ms\": " << document.write_ms << ", \"end_ms\": " << document.end_ms
-        << ", \"close_ms\": " << document.close_ms << ", \"total_ms\": " << document.total_ms
-        << ", \"held_ms\": " << document.held_ms << ", \"held_for\": " << Quoted{texts[document.held_for]}
-        << ", \"attempt\": " << document.attempt << ", \"rewritten\": " << (document.rewritten ? "true" : "false")
-        << ", \"thread\": " << document.thread << ", \"detailed\": " << (document.detailed ? "true" : "false")
-        << ", \"outcome\": " << Quoted{text_of(document.outcome).id} << ", \"cause\": ";
-    const size_t cause = document.cause();
-    if (cause == troubles) {
-        out << "null";
-    } else {
-        out << Quoted{text_of(static_cast<Trouble>(cause)).id};
-    }
-    out << ", \"words\": " << Quoted{cause_in_words(document, texts)} << ", \"also\": [";
-    bool first = true;
-    for (size_t i = cause + 1; i < troubles; ++i) {
-        if (!document.has(static_cast<Trouble>(i))) continue;
-        out << (first ? "" : ", ") << Quoted{text_of(static_cast<Trouble>(i)).id};
-        first = false;
-    }
-    out << "]}";
+void write_document(JsonWriter& json, const Document& document, const Texts& texts) {
+    const auto cause = document.cause();
+    json.member("start", to_text(document.start));
+    json.member("start_known", document.started || !document.detailed);
+    json.member("printer", texts[document.printer]);
+    json.member("job", document.has_job ? std::optional(document.job) : std::nullopt);
+    json.member("port", texts[document.port]);
+    json.member("address", texts[document.address]);
+    json.member("writes", document.writes);
+    json.member("bytes", document.taken);
+    json.member("sent", document.sent);
+    json.member("start_ms", document.start_ms);
+    json.member("connect_ms", document.connect_ms);
+    json.member("write_ms", document.write_ms);
+    json.member("end_ms", document.end_ms);
+    json.member("close_ms", document.close_ms);
+    json.member("total_ms", document.total_ms);
+    json.member("held_ms", document.held_ms);
+    json.member("held_for", texts[document.held_for]);
+    json.member("attempt", document.attempt);
+    json.member("rewritten", document.rewritten);
+    json.member("thread", document.thread);
+    json.member("detailed", document.detailed);
+    json.member("outcome", info_of(document.outcome).id);
+    json.member("cause", cause ? std::optional(info_of(*cause).id) : std::nullopt);
+    json.member("words", cause_text(document, texts));
+    json.array("also", [&] {
+        for (size_t i = 0; i < cause_count; ++i) {
+            const auto other = static_cast<Cause>(i);
+            if (document.has(other) && other != cause) json.value(info_of(other).id);
+        }
+    });
+}
+
+// Everything but the documents one by one.
+void write_summary(JsonWriter& json, const Report& report) {
+    const Totals& all = report.sums.all();
+    json.array("files", [&] {
+        for (const std::string& file : report.files) json.value(sanitize(file));
+    });
+    json.member("lines", report.lines);
+    json.member("log_bytes", report.bytes);
+    json.member("cut_lines", report.cut_lines);
+    json.member("foreign_lines", report.foreign_lines);
+    json.member("detailed_lines", report.detailed_lines);
+    json.member("first", report.first ? to_text(*report.first) : "");
+    json.member("last", report.last ? to_text(*report.last) : "");
+    json.member("only", report.covers);
+    json.break_line();
+    write_totals(json, all);
+    json.break_line();
+    json.array("stands_out", [&] {
+        for (const Finding& finding : report.sums.findings()) {
+            json.object([&] {
+                json.member("id", finding.id);
+                json.member("printer", finding.printer);
+                json.member("words", finding.text);
+            });
+        }
+    });
+    json.break_line();
+    json.array("other_errors", [&] {
+        for (const OtherErrors::Error& error : report.other_errors.in_order()) {
+            json.object([&] {
+                json.member("text", error.text);
+                json.member("count", error.count);
+            });
+        }
+    });
+    json.break_line();
+    json.array("printers", [&] {
+        for (const PrinterSums* const sums : report.sums.printers()) {
+            json.break_line();
+            json.object([&] { write_printer(json, *sums); });
+        }
+    });
+    json.break_line();
+    json.object("outcome_texts", [&] {
+        for (size_t i = 0; i < outcome_count; ++i) {
+            const OutcomeInfo& outcome = info_of(static_cast<Outcome>(i));
+            json.member(outcome.id, outcome.text);
+        }
+    });
+    json.break_line();
+    json.object("cause_texts", [&] {
+        for (const Cause cause : all.ranked_causes()) {
+            json.object(info_of(cause).id, [&] {
+                json.member("text", info_of(cause).text);
+                json.member("remedy", info_of(cause).remedy);
+            });
+        }
+    });
+    json.break_line();
 }
 
 }  // namespace
 
+void write_json(const Report& report, const DocumentList& documents, const Sink& sink) {
+    {
+        JsonWriter json(sink);
+        json.object([&] {
+            write_summary(json, report);
+            json.member("left_out", report.sums.all().documents - documents.size());
+            json.break_line();
+            json.array("list", [&] {
+                for (const Document* const document : documents) {
+                    json.break_line();
+                    json.object([&] { write_document(json, *document, report.texts); });
+                }
+            });
+        });
+    }
+    sink("\n");
+}
+
 void write_json(const Report& report, const Sink& sink) {
-    Writer out(sink);
-    out << "{\"files\": [";
-    for (size_t i = 0; i < report.files.size(); ++i) out << (i == 0 ? "" : ", ") << Quoted{showable(report.files[i])};
-    out << "], \"lines\": " << report.lines << ", \"log_bytes\": " << report.bytes
-        << ", \"cut_lines\": " << report.cut_lines << ", \"foreign_lines\": " << report.foreign_lines
-        << ", \"detailed_lines\": " << report.detailed_lines << ", \"first\": " << Quoted{report.first}
-        << ", \"last\": " << Quoted{report.last} << ",\n";
-    put_counts(out, report.sums.all());
-    out << ",\n\"stands_out\": [";
-    const char* before = "";
-    for (const Finding& finding : report.sums.findings()) {
-        out << before << "{\"id\": " << Quoted{finding.id} << ", \"printer\": " << Quoted{finding.printer}
-            << ", \"words\": " << Quoted{finding.words} << "}";
-        before = ", ";
-    }
-    out << "],\n\"other_errors\": [";
-    before = "";
-    for (const OtherErrors::Error& error : report.other_errors.in_order()) {
-        out << before << "{\"text\": " << Quoted{error.text} << ", \"count\": " << error.count << "}";
-        before = ", ";
-    }
-    out << "],\n\"printers\": [";
-    before = "\n";
-    for (const PrinterSums* const sums : report.sums.printers()) {
-        out << before << "{\"printer\": " << Quoted{sums->name} << ", ";
-        put_counts(out, *sums);
-        put_quantiles(out, "connect_ms", sums->connect);
-        put_quantiles(out, "bytes_per_second", sums->throughput);
-        out << ", \"restarted_often\": " << sums->restarted_often << "}";
-        before = ",\n";
-    }
-    out << "],\n\"left_out\": " << report.documents.left_out() << ",\n\"list\": [";
-    before = "\n";
-    for (const Document* const document : report.documents.in_order()) {
-        out << before;
-        put_document(out, *document, report.texts);
-        before = ",\n";
-    }
-    out << "]}\n";
+    write_json(report, report.documents.in_order(), sink);
 }
 
 }  // namespace tsport::report

@@ -1,17 +1,16 @@
 #include "tools/tsport/report/messages.h"
 
-#include <array>
-#include <cstring>
+#include <algorithm>
 #include <vector>
 
 namespace tsport::report {
 namespace {
 
-// Words that end with a colon are followed by the rest of the message. The first entry of a message's beginning counts.
+// A text that ends with a colon is followed by the rest of the message. Of several beginnings the longest counts.
 struct Row {
     std::string_view begin;
     Event event;
-    const char* words;
+    const char* text;
 };
 
 constexpr Row rows[] = {
@@ -41,9 +40,9 @@ constexpr Row rows[] = {
     {"TSM: get addr for ", Event::looking_up, "looks up the printer's address and connects:"},
     {"TSM: Error looking up printer address: ", Event::lookup_failed, "the address cannot be looked up:"},
     {"TSM: Failed to create connection to printer: ", Event::no_socket, "no connection could be made:"},
-    {"TSM: Failed to connect to printer: ", Event::connect_failed, "the printer takes no connection:"},
+    {"TSM: Failed to connect to printer: ", Event::connect_failed, "the printer accepts no connection:"},
     {"TSM: addr = ", Event::told, "its bytes:"},
-    {"TSM: unable to connect to printer by tcp", Event::told, "none of its addresses takes one"},
+    {"TSM: unable to connect to printer by tcp", Event::told, "none of its addresses accepts a connection"},
     {"TSM Start Doc Port failed to connect to printer address: ", Event::start_failed,
      "the document does not start, the printer cannot be reached:"},
 
@@ -53,23 +52,23 @@ constexpr Row rows[] = {
     {"TSM Write Port: given ", Event::given, nullptr},  // or into the work file
     {"TSM forceattr: given ", Event::given_rewritten, "rewritten data goes to the printer:"},
     {"TSM: unable to send data to printer: ", Event::send_failed, "the connection breaks, with error:"},
-    {"TSM: timeout on socket for send", Event::send_timed_out, "the printer has taken nothing for 20 seconds"},
+    {"TSM: timeout on socket for send", Event::send_timed_out, "the printer has accepted no data for 20 seconds"},
     {"TSM: error sending data", Event::send_error, "the connection cannot be waited for"},
     {"TSM Write Port: send successful but wrote 0 bytes", Event::sent_nothing, "the connection took no bytes"},
     {"TSM forceattr: send successful but wrote 0 bytes", Event::sent_nothing, "the connection took no bytes"},
     {"TSM Write Port: failed to send data to printer, close connection", Event::lost, "the connection is given up"},
     {"TSM forceattr: failed to send data to printer, close connection", Event::lost, "the connection is given up"},
-    {"TSM: Write Port: invalid socket but reestablished connection and requested restart", Event::restart_asked,
+    {"TSM: Write Port: invalid socket but reestablished connection and requested restart", Event::restart_requested,
      "the printer is back: the spooler is asked to send the job again"},
-    {"TSM forceattr: Doing force attributes, so signal job to restart.", Event::restart_asked,
+    {"TSM forceattr: Doing force attributes, so signal job to restart.", Event::restart_requested,
      "the spooler is asked to send the job again"},
-    {"TSM Write Port: Doing force attributes, so signal job to restart.", Event::restart_asked,
+    {"TSM Write Port: Doing force attributes, so signal job to restart.", Event::restart_requested,
      "the spooler is asked to send the job again"},
     {"TSM Write Port: the spooler refused to restart job ", Event::restart_refused,
      "the spooler does not send the job again:"},
     {"TSM forceattr: the spooler refused to restart job ", Event::restart_refused,
      "the spooler does not send the job again:"},
-    {"TSM: Write Port: failed to reconnect", Event::told, "the printer is still not there"},
+    {"TSM: Write Port: failed to reconnect", Event::told, "the printer is still not reachable"},
     {"TSM Write Port - wrote out hpc serialize file for job ", Event::told, "the progress record is written"},
 
     // Its end.
@@ -77,7 +76,7 @@ constexpr Row rows[] = {
     {"TSM End Doc Port", Event::end, "the document ends"},
     {"TSM: in End Doc but startdoc flag not set and returning true", Event::no_document, "there is no document to end"},
     {"TSM: waiting for FD_CLOSE on socket", Event::close_awaited,
-     "the data is through; waits for the printer to close its side"},
+     "all data has been sent; waits for the printer to close its side"},
     {"TSM: timed out waiting to get the FD_CLOSE event on the socket", Event::close_not_seen,
      "the printer has not closed its side within 30 seconds"},
     {"TSM: failed to shutdown socket with error: ", Event::told, "the end of the data cannot be sent, error:"},
@@ -91,11 +90,11 @@ constexpr Row rows[] = {
     // The hardware check.
     {"Printer settings file '", Event::told, "no record asks for a check of the printer's hardware"},
     {"TSM Start Doc: not hardware check enabled", Event::told, "the printer's hardware is not checked"},
-    {"TSM End Doc: not hardware check enabled", Event::told, "there is no check to be told of the end"},
+    {"TSM End Doc: not hardware check enabled", Event::told, "there is no check to be informed of the end"},
     {"TSM: printer settings detected hardware check on", Event::told, "the printer's hardware is to be checked"},
     {"TSM: printer settings detected hardware check off", Event::told, "the printer's hardware is not to be checked"},
     {"TSM Start Doc: no hardware check", Event::no_check, "without its helper program there is no check"},
-    {"TSM: Could not access the install path for ", Event::helper_not_found, "the helper program is not there:"},
+    {"TSM: Could not access the install path for ", Event::helper_not_found, "the helper program does not exist:"},
     {"TSM: Unable to Create Child Process, error:", Event::helper_not_started, "the helper program does not start:"},
     {"TSM: Created child process ", Event::told, "the helper program is started:"},
     {"TSM: write to helper: ", Event::told, "tells the helper:"},
@@ -105,25 +104,25 @@ constexpr Row rows[] = {
     {"TSM: received OK from helper", Event::answered, "the helper agrees"},
     {"TSM: received ERROR from helper", Event::answered, "the helper answers with an error"},
     {"TSM: received DELETE from helper", Event::dropped, "the helper orders the job dropped"},
-    {"TSM: did NOT receive valid response from helper", Event::answered, "the helper's answer is none:"},
+    {"TSM: did NOT receive valid response from helper", Event::answered, "no valid answer from the helper:"},
     {"TSM: abandon waiting for response for job because job is deleting/deleted", Event::deleted_while_held,
      "the job was deleted meanwhile"},
     {"TSM: error in ReadFile", Event::helper_gone, "the helper is gone:"},
     {"TSM: unable to write to helper for name ", Event::helper_gone, "the helper is gone:"},
     {"TSM: helper failed 1st time but port connected to printer, try helper one more time", Event::check_again,
-     "the printer is there, so the check is tried once more"},
+     "the printer is reachable, so the check is tried once more"},
     {"TSM Start Doc: Failed ", Event::check_failed, "the hardware check has failed:"},
     {"TSM End Doc: Failed to write enddoc", Event::check_not_ended, "the helper did not take the end of the document"},
     {"TSM: Failed to write end", Event::check_not_ended, "the helper did not take the end of the document"},
 
     // Forced attributes.
-    {"TSM: checking if force attr needed for JobId: ", Event::told, "looks for a record that forces attributes on it"},
+    {"TSM: checking if force attr needed for JobId: ", Event::told, "looks for a record of forced attributes"},
     {"Unable to find msf (printer_name = ", Event::told, "there is none"},
     {"TSM: detected force attributes on ", Event::told, "attributes are to be forced:"},
     {"TSM: detected force attributes off ", Event::told, "no attributes are to be forced"},
     {"TSM: sending force attr data", Event::rewriting, "the helper is to rewrite the document"},
-    {"TSM: successfully sent force attr data", Event::told, "the rewritten document is through"},
-    {"TSM: failed to send force attr data", Event::rewriting_failed, "the rewritten document is not through"},
+    {"TSM: successfully sent force attr data", Event::told, "the rewritten document has been sent"},
+    {"TSM: failed to send force attr data", Event::rewriting_failed, "the rewritten document was not sent"},
     {"TSM: Failed printername command in helper", Event::rewriting_step_failed, nullptr},
     {"TSM: Failed spoolfile command in helper", Event::rewriting_step_failed, nullptr},
     {"TSM: Failed jobid command in helper", Event::rewriting_step_failed, nullptr},
@@ -134,14 +133,14 @@ constexpr Row rows[] = {
     {"TSM: read from helper pipe returned early", Event::rewriting_step_failed, nullptr},
     {"TSM: Unable to close force attr spool file", Event::rewriting_step_failed, nullptr},
     {"TSM: Unable to allocate buffer to send data to printer", Event::rewriting_step_failed, nullptr},
-    {"TSM: Failed to send on forceattr data", Event::rewriting_step_failed, "the helper's output is not through"},
+    {"TSM: Failed to send on forceattr data", Event::rewriting_step_failed, "the helper's output was not sent"},
     {"TSM: cannot find helper and so no force attributes", Event::no_rewriting,
      "without its helper program the document is not rewritten"},
-    {"TSM: unable to create force attributes ", Event::work_file_failed, "no work file can be made:"},
+    {"TSM: unable to create force attributes ", Event::work_file_failed, "no work file can be created:"},
     {"Could not create temporary spool file. ", Event::printed_unchanged, "the document is printed unchanged"},
     {"TSM Write Port: failed to send data to force attr file: ", Event::work_file_full,
-     "the work file does not take the data:"},
-    {"TSM: unable to write entire buffer. ", Event::work_file_failed, "the work file does not take the data:"},
+     "the data cannot be written to the work file:"},
+    {"TSM: unable to write entire buffer. ", Event::work_file_failed, "the data cannot be written to the work file:"},
 
     // Identities.
     {"TSM: Unable to RevertToPrinterSelf", Event::identity, nullptr},
@@ -151,79 +150,37 @@ constexpr Row rows[] = {
     {"TSM End Doc: unable to ", Event::identity, nullptr},
 };
 
-// Eight characters, the first of which differ from message to message, are the key of a beginning.
-constexpr size_t key_at = 4;
-constexpr size_t least = key_at + 8;
-
-std::uint64_t key_of(const char* text) {
-    std::uint64_t key = 0;
-    std::memcpy(&key, text + key_at, sizeof key);
-    return key;
-}
-
-bool same_eight(const char* a, const char* b) {
-    return std::memcmp(a, b, 8) == 0;
-}
-
-// What starts_with says, of two texts with the same key, without a call for so few characters: eight at a time, those
-// at the end first, where texts that begin alike differ.
-bool begins_with(std::string_view message, std::string_view begin) {
-    if (message.size() < begin.size()) return false;
-    const char* const text = message.data();
-    for (size_t end = begin.size(); end > least; end = end > least + 8 ? end - 8 : least) {
-        if (!same_eight(text + end - 8, begin.data() + end - 8)) return false;
-    }
-    return same_eight(text, begin.data());
-}
-
-constexpr int index_bits = 9;
-size_t index_of(std::uint64_t key) {
-    return static_cast<size_t>(key * 0x9E3779B97F4A7C15u >> (64 - index_bits));
-}
-
-constexpr bool all_long_enough() {
-    for (const Row& row : rows) {
-        if (row.begin.size() < least) return false;
-    }
-    return true;
-}
-static_assert(all_long_enough());
-
-// Rows whose keys have the same index stand one behind the other, in the order of the table.
-struct Index {
-    struct Place {
-        std::uint64_t key;
-        Row row;
-    };
-    std::vector<Place> places;
-    std::array<std::uint16_t, (1u << index_bits) + 1> first{};
-
-    Index() {
-        for (size_t index = 0; index + 1 < first.size(); ++index) {
-            first[index] = static_cast<std::uint16_t>(places.size());
-            for (const Row& row : rows) {
-                const std::uint64_t key = key_of(row.begin.data());
-                if (index_of(key) == index) places.push_back({key, row});
-            }
-        }
-        first.back() = static_cast<std::uint16_t>(places.size());
-    }
+// The rows in the order of their beginnings, each with the one that it continues: "TSM End Doc Port completed" follows,
+// and continues, "TSM End Doc Port".
+struct Beginning {
+    Row row;
+    const Beginning* shorter;
 };
-const Index index_of_rows;
+
+std::vector<Beginning> sorted_rows() {
+    std::vector<Beginning> sorted;
+    for (const Row& row : rows) sorted.push_back({row, nullptr});
+    std::sort(sorted.begin(), sorted.end(),
+              [](const Beginning& a, const Beginning& b) { return a.row.begin < b.row.begin; });
+    for (size_t i = 1; i < sorted.size(); ++i) {
+        const Beginning* shorter = &sorted[i - 1];
+        while (shorter != nullptr && !sorted[i].row.begin.starts_with(shorter->row.begin)) shorter = shorter->shorter;
+        sorted[i].shorter = shorter;
+    }
+    return sorted;
+}
+const std::vector<Beginning> beginnings = sorted_rows();
 
 }  // namespace
 
 Message recognise(std::string_view message) {
-    if (message.size() < least) return {Event::none, nullptr, message};
-    const std::uint64_t key = key_of(message.data());
-    const size_t index = index_of(key);
-    const Index::Place* place = index_of_rows.places.data() + index_of_rows.first[index];
-    const Index::Place* const end = index_of_rows.places.data() + index_of_rows.first[index + 1];
-    for (; place != end; ++place) {
-        if (place->key != key || !begins_with(message, place->row.begin)) continue;
-        return {place->row.event, place->row.words, message.substr(place->row.begin.size())};
-    }
-    return {Event::none, nullptr, message};
+    // Whatever the message begins with stands before it in this order, or is continued by what stands there.
+    const auto behind = std::upper_bound(beginnings.begin(), beginnings.end(), message,
+                                         [](std::string_view text, const Beginning& b) { return text < b.row.begin; });
+    const Beginning* found = behind == beginnings.begin() ? nullptr : &*std::prev(behind);
+    while (found != nullptr && !message.starts_with(found->row.begin)) found = found->shorter;
+    if (found == nullptr) return {Event::none, nullptr, message};
+    return {found->row.event, found->row.text, message.substr(found->row.begin.size())};
 }
 
 }  // namespace tsport::report

@@ -6,10 +6,10 @@
 
 namespace tsport::report {
 
-// Follower takes each group in a function of its own.
+// DocumentTracker has a function for each group, and relies on their order.
 enum class Event : std::uint8_t {
     none,  // any other message
-    told,  // worth a word in the life of a job, and nothing else
+    told,  // of interest in the history of a job alone
 
     // Starts and ports.
     monitor_started,
@@ -44,7 +44,7 @@ enum class Event : std::uint8_t {
     send_error,
     sent_nothing,
     lost,
-    restart_asked,
+    restart_requested,
     restart_refused,
 
     // The end.
@@ -80,8 +80,8 @@ enum class Event : std::uint8_t {
 
 struct Message {
     Event event = Event::none;
-    const char* words = nullptr;  // for the life of a job; null: the message itself
-    std::string_view rest;        // what stands behind its fixed beginning
+    const char* text = nullptr;  // for the history of a job; null: the message itself
+    std::string_view rest;       // what stands behind its fixed beginning
 };
 
 // By the fixed beginning of the message.

@@ -18,8 +18,8 @@ std::uint16_t class_of(std::uint64_t value) {
 std::uint64_t middle_of(std::uint16_t number) {
     if (number < 32) return number;
     const int power = (number - 32) / 16 + 5;
-    const auto step = static_cast<std::uint64_t>((number - 32) % 16);
-    return ((16 + step) << (power - 4)) + (1ull << (power - 4)) / 2;
+    const auto entry = static_cast<std::uint64_t>((number - 32) % 16);
+    return ((16 + entry) << (power - 4)) + (1ull << (power - 4)) / 2;
 }
 
 constexpr std::uint64_t least_for_throughput = 65536;
@@ -50,19 +50,19 @@ void Totals::add(const Document& document) {
     held_ms += document.held_ms;
     close_ms += document.close_ms;
     ++by_outcome[static_cast<size_t>(document.outcome)];
-    if (document.cause() != troubles) ++by_cause[document.cause()];
+    if (const auto cause = document.cause()) ++by_cause[static_cast<size_t>(*cause)];
 }
 
 std::uint64_t Totals::failed() const {
     return documents - of(Outcome::printed) - of(Outcome::late) - of(Outcome::unknown);
 }
 
-std::vector<Trouble> Totals::causes() const {
-    std::vector<Trouble> found;
-    for (size_t i = 0; i < troubles; ++i) {
-        if (by_cause[i] != 0) found.push_back(static_cast<Trouble>(i));
+std::vector<Cause> Totals::ranked_causes() const {
+    std::vector<Cause> found;
+    for (size_t i = 0; i < cause_count; ++i) {
+        if (by_cause[i] != 0) found.push_back(static_cast<Cause>(i));
     }
-    std::stable_sort(found.begin(), found.end(), [this](Trouble a, Trouble b) { return of(a) > of(b); });
+    std::stable_sort(found.begin(), found.end(), [this](Cause a, Cause b) { return of(a) > of(b); });
     return found;
 }
 
@@ -86,7 +86,7 @@ void Sums::add(const Document& document, const Texts& texts) {
         sums.connect.add(document.connect_ms);
     }
     // Until the printer has all of it and closes: the last part waits in the system's buffers when the writes are over.
-    if (document.came_out() && !document.rewritten && !document.has(Trouble::close_not_seen) &&
+    if (document.came_out() && !document.rewritten && !document.has(Cause::close_not_seen) &&
         document.sent >= least_for_throughput) {
         sums.throughput.add(document.sent * 1000 /
                             std::max<std::uint64_t>(std::uint64_t{document.write_ms} + document.close_ms, 1));
@@ -110,22 +110,22 @@ std::string number(std::uint64_t value) {
     return std::to_string(value);
 }
 
-void look_at(const PrinterSums& sums, std::vector<Finding>& findings) {
-    const auto add = [&](const char* id, const std::string& words) { findings.push_back({id, sums.name, words}); };
+void examine(const PrinterSums& sums, std::vector<Finding>& findings) {
+    const auto add = [&](const char* id, const std::string& text) { findings.push_back({id, sums.name, text}); };
     if (sums.connect.count() >= 3 && sums.connect.median() >= 1000) {
         add("printer.slow-to-accept", "slow to accept a document: half of the starts took " +
                                           host::seconds_in_words(static_cast<double>(sums.connect.median()) / 1e3) +
                                           " and more");
     }
-    const std::uint64_t unclosed = sums.of(Trouble::close_not_seen);
+    const std::uint64_t unclosed = sums.of(Cause::close_not_seen);
     if (unclosed >= 2 && unclosed * 2 >= sums.of(Outcome::printed) + sums.of(Outcome::late)) {
         add("printer.never-closes", "does not close its side: " + number(unclosed) +
                                         " documents waited 30 s at their end, and the queue with them");
     }
-    const std::uint64_t resets = sums.of(Trouble::connection_reset) + sums.of(Trouble::broken_at_end);
+    const std::uint64_t resets = sums.of(Cause::connection_reset) + sums.of(Cause::broken_at_end);
     if (resets >= 2) add("printer.resets", "broke " + number(resets) + " documents off");
-    const std::uint64_t unreached = sums.of(Trouble::connection_refused) + sums.of(Trouble::connection_timed_out) +
-                                    sums.of(Trouble::unreachable) + sums.of(Trouble::address_unknown);
+    const std::uint64_t unreached = sums.of(Cause::connection_refused) + sums.of(Cause::connection_timed_out) +
+                                    sums.of(Cause::unreachable) + sums.of(Cause::address_unknown);
     if (unreached >= 3) add("printer.often-unreachable", "could not be reached " + number(unreached) + " times");
     if (sums.restarted_often > 0) {
         add("job.restarted-often", number(sums.restarted_often) +
@@ -138,14 +138,14 @@ void look_at(const PrinterSums& sums, std::vector<Finding>& findings) {
 
 std::vector<Finding> Sums::findings() const {
     std::vector<Finding> findings;
-    for (const PrinterSums* const sums : printers()) look_at(*sums, findings);
+    for (const PrinterSums* const sums : printers()) examine(*sums, findings);
     return findings;
 }
 
 // -- Documents -------------------------------------------------------------------------------------------------------
 
 void KeptDocuments::add(const Document& document) {
-    const bool good = document.outcome == Outcome::printed && document.trouble == 0;
+    const bool good = document.outcome == Outcome::printed && document.causes == 0;
     std::deque<Document>& kept = good ? good_ : bad_;
     kept.push_back(document);
     if (kept.size() <= (good ? most_good : most_bad)) return;
@@ -153,8 +153,8 @@ void KeptDocuments::add(const Document& document) {
     ++left_out_;
 }
 
-std::vector<const Document*> KeptDocuments::in_order() const {
-    std::vector<const Document*> all;
+DocumentList KeptDocuments::in_order() const {
+    DocumentList all;
     all.reserve(good_.size() + bad_.size());
     for (const Document& document : good_) all.push_back(&document);
     for (const Document& document : bad_) all.push_back(&document);
@@ -170,7 +170,7 @@ void OtherErrors::add(std::string_view message) {
     auto found = errors_.find(common);
     if (found == errors_.end()) {
         const bool full = errors_.size() >= most;
-        const std::string text = full ? "(other messages)" : showable(message.substr(0, Texts::longest));
+        const std::string text = full ? "(other messages)" : sanitize(message.substr(0, Texts::longest));
         found = errors_.try_emplace(std::string(full ? "" : common), Error{text, 0}).first;
     }
     ++found->second.count;

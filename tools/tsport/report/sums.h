@@ -35,16 +35,16 @@ struct Totals {
     std::uint64_t sent = 0;
     std::uint64_t held_ms = 0;
     std::uint64_t close_ms = 0;
-    std::array<std::uint64_t, outcomes> by_outcome{};
-    std::array<std::uint64_t, troubles> by_cause{};
+    std::array<std::uint64_t, outcome_count> by_outcome{};
+    std::array<std::uint64_t, cause_count> by_cause{};
 
     void add(const Document& document);
     std::uint64_t of(Outcome outcome) const { return by_outcome[static_cast<size_t>(outcome)]; }
-    std::uint64_t of(Trouble cause) const { return by_cause[static_cast<size_t>(cause)]; }
+    std::uint64_t of(Cause cause) const { return by_cause[static_cast<size_t>(cause)]; }
     // Documents that were not printed, except those whose end is not in the log.
     std::uint64_t failed() const;
     // Those that occurred, the most frequent first.
-    std::vector<Trouble> causes() const;
+    std::vector<Cause> ranked_causes() const;
 };
 
 struct PrinterSums : Totals {
@@ -58,7 +58,7 @@ struct PrinterSums : Totals {
 struct Finding {
     const char* id;
     std::string printer;
-    std::string words;
+    std::string text;
 };
 
 class Sums {
@@ -78,6 +78,8 @@ class Sums {
 
 // The documents themselves: those that went wrong and those that did not apart, so that many of the latter do not push
 // out the former. The oldest ones go first.
+using DocumentList = std::vector<const Document*>;
+
 class KeptDocuments {
   public:
     static constexpr size_t most_good = 140'000;
@@ -86,7 +88,7 @@ class KeptDocuments {
     void add(const Document& document);
     std::uint64_t left_out() const { return left_out_; }
     // In the order of their starts. The documents stay where they are until the next one is added.
-    std::vector<const Document*> in_order() const;
+    DocumentList in_order() const;
 
   private:
     std::deque<Document> good_;

@@ -17,7 +17,7 @@ std::string counted(std::uint64_t number, std::string_view what) {
     return grouped(number) + " " + std::string(what) + (number == 1 ? "" : "s");
 }
 
-std::string time_in_words(std::uint64_t milliseconds) {
+std::string duration_text(std::uint64_t milliseconds) {
     char text[64];
     if (milliseconds < 1000) {
         std::snprintf(text, sizeof text, "%d ms", static_cast<int>(milliseconds));
@@ -40,7 +40,7 @@ std::string known(const std::string& text) {
 }
 
 std::string waited(std::uint64_t milliseconds) {
-    return milliseconds == 0 ? "-" : time_in_words(milliseconds);
+    return milliseconds == 0 ? "-" : duration_text(milliseconds);
 }
 
 // "Office (192.168.1.20)", or what is known of it.
@@ -51,11 +51,11 @@ std::string place_of(const std::string& port, const std::string& address) {
 }
 
 std::vector<std::string> cells_of(const Document& document, const Texts& texts) {
-    const auto time = [&](std::uint32_t value) { return document.detailed ? time_in_words(value) : std::string("?"); };
-    std::string outcome = text_of(document.outcome).words;
-    const std::string cause = cause_in_words(document, texts);
+    const auto time = [&](std::uint32_t value) { return document.detailed ? duration_text(value) : std::string("?"); };
+    std::string outcome = info_of(document.outcome).text;
+    const std::string cause = cause_text(document, texts);
     if (!cause.empty()) outcome.append(": ").append(cause);
-    return {stamp_in_words(document.start),
+    return {to_text(document.start),
             known(texts[document.printer]),
             document.has_job ? std::to_string(document.job) : "?",
             place_of(texts[document.port], texts[document.address]),
@@ -71,7 +71,7 @@ std::vector<std::string> cells_of(const Document& document, const Texts& texts) 
 void put_head(Writer& out, const Report& report) {
     out << counted(report.files.size(), "file") << ", " << counted(report.lines, "line") << ", "
         << host::size_in_words(report.bytes);
-    if (!report.first.empty()) out << ", from " << report.first << " to " << report.last;
+    if (report.first) out << ", from " << to_text(*report.first) << " to " << to_text(*report.last);
     out << "\n";
     if (report.cut_lines + report.foreign_lines != 0) {
         out << counted(report.cut_lines, "line") << " cut or broken, " << counted(report.foreign_lines, "line")
@@ -89,7 +89,7 @@ void put_head(Writer& out, const Report& report) {
 
 // The last ones; those that went wrong are all in front when there are too many for one table.
 void put_documents(Writer& out, const Report& report, std::size_t most) {
-    std::vector<const Document*> documents = report.documents.in_order();
+    DocumentList documents = report.documents.in_order();
     if (documents.empty()) {
         out << "no documents\n\n";
         return;
@@ -116,8 +116,8 @@ void put_printers(Writer& out, const Report& report) {
     for (const PrinterSums* const sums : report.sums.printers()) {
         rows.push_back({sums->name, std::to_string(sums->documents), std::to_string(sums->of(Outcome::printed)),
                         std::to_string(sums->of(Outcome::late)), std::to_string(sums->failed()),
-                        host::size_in_words(sums->taken), time_in_words(sums->connect.median()),
-                        time_in_words(sums->connect.p95()), rate(sums->throughput, sums->throughput.median()),
+                        host::size_in_words(sums->taken), duration_text(sums->connect.median()),
+                        duration_text(sums->connect.p95()), rate(sums->throughput, sums->throughput.median()),
                         rate(sums->throughput, sums->throughput.p95()), waited(sums->held_ms)});
     }
     if (rows.size() > 1) out << in_columns(rows) << "\n";
@@ -125,12 +125,12 @@ void put_printers(Writer& out, const Report& report) {
 
 void put_causes(Writer& out, const Report& report) {
     const Totals& all = report.sums.all();
-    const std::vector<Trouble> causes = all.causes();
+    const std::vector<Cause> causes = all.ranked_causes();
     if (causes.empty()) return;
     out << "CAUSES\n";
-    for (const Trouble cause : causes) {
-        const TroubleText& text = text_of(cause);
-        out << "  " << grouped(all.of(cause)) << " x " << text.words << " [" << text.id << "]\n      " << text.remedy
+    for (const Cause cause : causes) {
+        const CauseInfo& info = info_of(cause);
+        out << "  " << grouped(all.of(cause)) << " x " << info.text << " [" << info.id << "]\n      " << info.remedy
             << "\n";
     }
     out << "\n";
@@ -140,7 +140,7 @@ void put_rest(Writer& out, const Report& report) {
     const std::vector<Finding> findings = report.sums.findings();
     if (!findings.empty()) out << "WHAT STANDS OUT\n";
     for (const Finding& finding : findings) {
-        out << "  " << finding.printer << ": " << finding.words << " [" << finding.id << "]\n";
+        out << "  " << finding.printer << ": " << finding.text << " [" << finding.id << "]\n";
     }
     if (!findings.empty()) out << "\n";
     const auto errors = report.other_errors.in_order();

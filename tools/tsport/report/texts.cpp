@@ -14,7 +14,7 @@ bool is_plain(std::string_view text) {
     return true;
 }
 
-bool steers(WCHAR c) {
+bool is_control_or_bidi(WCHAR c) {
     return c < 0x20 || (c >= 0x7F && c < 0xA0) || (c >= 0x200E && c <= 0x200F) || (c >= 0x2028 && c <= 0x202E) ||
            (c >= 0x2066 && c <= 0x2069) || c == 0xFEFF || c >= 0xFFFE;
 }
@@ -28,11 +28,11 @@ std::string_view cut(std::string_view text, size_t size) {
 
 }  // namespace
 
-std::string showable(std::string_view raw) {
+std::string sanitize(std::string_view raw) {
     if (is_plain(raw)) return std::string(raw);
     host::Text text = host::to_text(std::string(raw));
     for (WCHAR& character : text) {
-        if (steers(character)) character = 0xFFFD;
+        if (is_control_or_bidi(character)) character = 0xFFFD;
     }
     return host::to_utf8(text);
 }
@@ -44,7 +44,7 @@ TextId Texts::add(std::string_view raw) {
     raw = cut(raw, longest);
     std::string shown;
     if (!is_plain(raw)) {
-        shown = showable(raw);
+        shown = sanitize(raw);
         raw = shown;
     }
     const auto known = known_.find(raw);

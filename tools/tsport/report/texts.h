@@ -32,6 +32,6 @@ class Texts {
 };
 
 // What `Texts` makes of a text.
-std::string showable(std::string_view raw);
+std::string sanitize(std::string_view raw);
 
 }  // namespace tsport::report

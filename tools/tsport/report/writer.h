@@ -42,6 +42,6 @@ std::string grouped(std::uint64_t number);
 // "1 document", "2 documents"
 std::string counted(std::uint64_t number, std::string_view what);
 // "12 ms", "3.4 s", "2 min 5 s".
-std::string time_in_words(std::uint64_t milliseconds);
+std::string duration_text(std::uint64_t milliseconds);
 
 }  // namespace tsport::report

@@ -1,12 +1,12 @@
-#include "tools/tsport/report/life.h"
+#include "tools/tsport/report/job_history.h"
 
 #include "tools/tsport/report/writer.h"
 
 namespace tsport::report {
 namespace {
 
-// Lines that come with every buffer and say nothing of their own, or only that the log itself was looked after.
-bool says_nothing(const Line& line, const Message& message) {
+// Lines that come with every buffer and add nothing, and those of the log's own rotation.
+bool is_noise(const LogLine& line, const Message& message) {
     constexpr std::string_view beginnings[] = {"TSM: Write Port: write data to printer of size ",
                                                "TSM: forceattr: write data to printer of size ",
                                                "TSM Write Port: noting initial buf size of ",
@@ -37,65 +37,57 @@ bool says_nothing(const Line& line, const Message& message) {
 
 }  // namespace
 
-void Collector::Life::take(const Line& line, const Message& message, const Document& document) {
+void JobHistory::add(const LogLine& line, const Message& message, const Document& document) {
     if (!document.has_job || document.job != job_) return;
     // Two jobs may have the same number, on two printers; they are distinguished here.
-    if (begun_ && line.thread != thread_) tell_data();
+    if (begun_ && line.thread != thread_) write_buffers();
     if (message.event == Event::start || (!begun_ && thread_ == 0)) {
-        tell_data();
+        write_buffers();
         if (begun_) sink_("\n");
         begun_ = true;
     }
     thread_ = line.thread;
-    if (says_nothing(line, message) || add_data(line, message)) return;
-    tell_data();
-    if (message.words == nullptr) {
-        tell(line.stamp, showable(line.message));
+    if (is_noise(line, message) || add_buffer(line, message)) return;
+    write_buffers();
+    if (message.text == nullptr) {
+        write(line.time, sanitize(line.message));
         return;
     }
-    std::string words = message.words;
-    if (words.ends_with(':')) words += " " + showable(message.rest);
-    tell(line.stamp, words);
+    std::string text = message.text;
+    if (text.ends_with(':')) text += " " + sanitize(message.rest);
+    write(line.time, text);
 }
 
-bool Collector::Life::add_data(const Line& line, const Message& message) {
-    const bool thrown_away = message.event == Event::data_abandoned;
-    if (message.event == Event::write) {
-        if (data_.buffers++ == 0) {
-            data_ = Data{1, 0, std::string(line.stamp), " taken"};
-        }
-        if (std::string_view rest = message.rest; const auto size = take_number(rest)) {
-            data_.bytes += static_cast<std::uint32_t>(*size);
-        }
-        return true;
-    }
-    if (thrown_away) {
-        data_.where = " taken and thrown away";
-        return true;
-    }
-    if (message.event != Event::given && message.event != Event::given_rewritten) return false;
-    if (message.event == Event::given_rewritten) {
-        data_.where = " of rewritten data sent to the printer";
+bool JobHistory::add_buffer(const LogLine& line, const Message& message) {
+    const bool rewritten = message.event == Event::given_rewritten;
+    if (message.event == Event::write || rewritten) {
+        if (buffers_.count++ == 0) buffers_ = {1, 0, line.time, rewritten ? "" : " taken"};
+        if (rewritten) buffers_.where = " of rewritten data sent to the printer";
         std::string_view rest = message.rest;
-        if (data_.buffers++ == 0) data_.from = std::string(line.stamp);
-        if (const auto size = take_number(rest)) data_.bytes += static_cast<std::uint32_t>(*size);
+        if (const auto size = take_number(rest)) buffers_.bytes += static_cast<std::uint32_t>(*size);
+    } else if (message.event == Event::data_abandoned) {
+        buffers_.where = " taken and thrown away";
+    } else if (message.event == Event::given) {
+        const bool to_file = message.rest.find(" to force attr file") != std::string_view::npos;
+        buffers_.where = to_file ? " kept in the work file" : " sent to the printer";
     } else {
-        data_.where = message.rest.find(" to force attr file") != std::string_view::npos ? " kept in the work file"
-                                                                                         : " sent to the printer";
+        return false;
     }
     return true;
 }
 
-void Collector::Life::tell_data() {
-    if (data_.buffers == 0) return;
-    const std::string words = counted(data_.buffers, "buffer") + ", " + counted(data_.bytes, "byte") + data_.where;
-    const std::string from = data_.from;
-    data_ = Data();
-    tell(from, words);
+void JobHistory::write_buffers() {
+    if (buffers_.count != 0) {
+        write(buffers_.first,
+              counted(buffers_.count, "buffer") + ", " + counted(buffers_.bytes, "byte") + buffers_.where);
+    }
+    buffers_ = {};
 }
 
-void Collector::Life::tell(std::string_view stamp, const std::string& words) {
-    sink_(std::string(stamp) + "  " + words + "\n");
+void JobHistory::write(Timestamp time, const std::string& text) {
+    std::string in_log = to_text(time);
+    in_log[19] = ',';  // as it is found in the log
+    sink_(in_log + "  " + text + "\n");
 }
 
 }  // namespace tsport::report

@@ -1,8 +1,5 @@
 // The effect of each line on its document.
-#include <algorithm>
-#include <limits>
-
-#include "tools/tsport/report/follow_step.h"
+#include "tools/tsport/report/tracker.h"
 
 namespace tsport::report {
 
@@ -16,16 +13,6 @@ std::int64_t error_code_of(std::string_view message) {
     if (place == std::string_view::npos) return -1;
     std::string_view number = message.substr(place + 8);
     return take_number(number).value_or(-1);
-}
-
-std::uint32_t milliseconds(Stamp from, Stamp to) {
-    return static_cast<std::uint32_t>(std::clamp<Stamp>(to - from, 0, std::numeric_limits<std::uint32_t>::max()));
-}
-
-bool is_slot(std::string_view rest) {
-    if (!rest.ends_with(" bytes")) return false;
-    const size_t number = rest.find_last_not_of("0123456789", rest.size() - 7);
-    return number != std::string_view::npos && number > 3 && rest.compare(number - 3, 4, " ms ") == 0;
 }
 
 namespace {
@@ -45,163 +32,164 @@ std::optional<std::string_view> take_until(std::string_view& text, std::string_v
 }
 
 // '"NAME", JobId: 7, Version: ...'. The name may hold anything, what follows it not.
-std::optional<Course::Start> parse_start(std::string_view rest, Stamp at, Texts& texts) {
+std::optional<ThreadState::Start> parse_start(std::string_view rest, Timestamp time, Texts& texts) {
     constexpr std::string_view behind = "\", JobId: ";
     const size_t end = rest.rfind(behind);
     if (!rest.starts_with('"') || end == std::string_view::npos || end == 0) return {};
     std::string_view number = rest.substr(end + behind.size());
     const auto job = take_number(number);
     if (!job) return {};
-    return Course::Start{texts.add(rest.substr(1, end - 1)), unsigned_of(*job), at};
+    return ThreadState::Start{texts.add(rest.substr(1, end - 1)), unsigned_of(*job), time};
 }
 
 }  // namespace
 
 // -- The start of a document -----------------------------------------------------------------------------------------
 
-bool Follower::take_start(const Step& step) {
-    Course& course = step.course;
-    Document& document = step.document();
-    switch (step.message.event) {
+bool DocumentTracker::process_start(const Entry& entry) {
+    ThreadState& state = entry.state;
+    Document& document = entry.document();
+    switch (entry.message.event) {
         case Event::start:
-            return start(step);
+            return start(entry);
         case Event::monitor_started:
             monitor_started();
             return true;
         case Event::port_opened:
-            course.port = texts_.add(step.rest());
+            state.port = texts_.add(entry.rest());
             return true;
         case Event::port_closed:
             // A document that is under way goes on: its thread may have opened the port once more.
-            if (course.not_started) close(course);
-            if (!course.open) course.port = 0;
+            if (state.not_started) close(state);
+            if (!state.open) state.port = 0;
             return true;
         case Event::port_unknown:
-            port_unknown(step);
+            port_unknown(entry);
             return true;
         case Event::started_twice:
-            document.add(Trouble::started_twice);
+            document.add(Cause::started_twice);
             return true;
         case Event::name_unusable:
-            not_started(step, Trouble::printer_name_unusable);
+            not_started(entry, Cause::printer_name_unusable);
             return true;
         case Event::printer_not_opened:
-            not_started(step, Trouble::printer_not_in_spooler);
+            not_started(entry, Cause::printer_not_in_spooler);
             return true;
         case Event::not_approved:
-            course.refused = true;
-            document.add(Trouble::not_approved);
+            state.refused = true;
+            document.add(Cause::not_approved);
             return true;
         case Event::abandoned:
-            abandoned(step);
+            abandoned(entry);
             return true;
         case Event::data_abandoned:
-            abandoned(step);
-            document.taken += course.last_size;
+            abandoned(entry);
+            document.taken += state.last_size;
             return true;
         default:
             return true;
     }
 }
 
-bool Follower::start(const Step& step) {
-    Course& course = step.course;
-    const auto parsed = parse_start(step.rest(), step.now, texts_);
+bool DocumentTracker::start(const Entry& entry) {
+    ThreadState& state = entry.state;
+    const auto parsed = parse_start(entry.rest(), entry.time(), texts_);
     if (!parsed) return false;
-    if (course.open && !course.not_started && !course.ended) {
-        course.second_start = parsed;
+    if (state.open && !state.not_started && !state.ended) {
+        state.second_start = parsed;
         return true;
     }
-    close(course);
-    begin(course, *parsed);
+    close(state);
+    begin(state, *parsed);
     return true;
 }
 
 // A start of which the monitor says that the document before it has not ended changes nothing; after any other line the
 // document before it has no end.
-void Follower::settle_second_start(Course& course, Event event) {
-    const Course::Start begun = *course.second_start;
-    course.second_start.reset();
+void DocumentTracker::settle_second_start(ThreadState& state, Event event) {
+    const ThreadState::Start begun = *state.second_start;
+    state.second_start.reset();
     if (event == Event::started_twice) return;
-    close(course);
-    begin(course, begun);
+    close(state);
+    begin(state, begun);
 }
 
-void Follower::not_started(const Step& step, Trouble trouble) {
-    step.course.not_started = true;
-    step.document().start_ms = milliseconds(step.document().start, step.now);
-    step.document().add(trouble, texts_.add(system_text_of(step.rest())));
+void DocumentTracker::not_started(const Entry& entry, Cause cause) {
+    entry.state.not_started = true;
+    entry.document().start_ms = elapsed_ms(entry.document().start, entry.time());
+    entry.document().add(cause, texts_.add(system_text_of(entry.rest())));
 }
 
 // "7 has an associated notapproved file" or "7 has been marked for deletion".
-void Follower::abandoned(const Step& step) {
-    Document& document = step.document();
-    std::string_view rest = step.rest();
+void DocumentTracker::abandoned(const Entry& entry) {
+    Document& document = entry.document();
+    std::string_view rest = entry.rest();
     if (const auto job = take_number(rest); job && !document.has_job) {
         document.job = unsigned_of(*job);
         document.has_job = true;
     }
     if (rest.find("notapproved") != std::string_view::npos) {
-        step.course.refused = true;
-        document.add(Trouble::not_approved);
+        entry.state.refused = true;
+        document.add(Cause::not_approved);
     } else {
-        step.course.dropped = true;
-        document.add(Trouble::dropped_by_helper);
+        entry.state.dropped = true;
+        document.add(Cause::dropped_by_helper);
     }
 }
 
-void Follower::port_unknown(const Step& step) {
+void DocumentTracker::port_unknown(const Entry& entry) {
     Document document;
-    document.start = step.now;
-    document.thread = step.line.thread;
-    document.port = texts_.add(step.rest());
+    document.start = entry.time();
+    document.thread = entry.line.thread;
+    document.port = texts_.add(entry.rest());
     document.outcome = Outcome::not_started;
     document.detailed = true;
-    document.add(Trouble::port_unknown);
-    step.course.port = 0;
+    document.add(Cause::port_unknown);
+    entry.state.port = 0;
     listener_.document(document);
 }
 
 // -- Its connection --------------------------------------------------------------------------------------------------
 
-bool Follower::take_connection(const Step& step) {
-    Course& course = step.course;
-    Document& document = step.document();
-    switch (step.message.event) {
+bool DocumentTracker::process_connection(const Entry& entry) {
+    ThreadState& state = entry.state;
+    Document& document = entry.document();
+    switch (entry.message.event) {
         case Event::looking_up:
-            course.connecting.reset();
-            if (document.address == 0) document.address = texts_.add(step.rest());
+            state.connect_failure.reset();
+            state.connect_failure_text = 0;
+            if (document.address == 0) document.address = texts_.add(entry.rest());
             return true;
         case Event::lookup_failed:
-            connecting(step, Trouble::address_unknown);
+            connect_failed(entry, Cause::address_unknown);
             return true;
         case Event::no_socket:
-            connecting(step, Trouble::unreachable);
+            connect_failed(entry, Cause::unreachable);
             return true;
         case Event::connect_failed: {
-            const std::int64_t code = error_code_of(step.rest());
-            connecting(step, code == 10061   ? Trouble::connection_refused
-                             : code == 10060 ? Trouble::connection_timed_out
-                                             : Trouble::unreachable);
+            const std::int64_t code = error_code_of(entry.rest());
+            connect_failed(entry, code == 10061   ? Cause::connection_refused
+                             : code == 10060 ? Cause::connection_timed_out
+                                             : Cause::unreachable);
             return true;
         }
         case Event::start_failed:
-            start_failed(step);
+            start_failed(entry);
             return true;
         case Event::close_awaited:
-            course.close_awaited = step.now;
+            state.close_awaited = entry.time();
             return true;
         case Event::close_not_seen:
             // One that is given up after a loss may wait as long, and that is no news.
-            if (!document.lost_connection()) document.add(Trouble::close_not_seen);
+            if (!document.lost_connection()) document.add(Cause::close_not_seen);
             return true;
         case Event::close_broken:
             if (!document.lost_connection()) {
-                document.add(Trouble::broken_at_end, texts_.add("error " + std::string(step.rest())));
+                document.add(Cause::broken_at_end, texts_.add("error " + std::string(entry.rest())));
             }
             return true;
         case Event::close_seen:
-            close_ended(step);
+            close_ended(entry);
             return true;
         default:
             return true;
@@ -209,65 +197,65 @@ bool Follower::take_connection(const Step& step) {
 }
 
 // Another address of the printer may still take the connection.
-void Follower::connecting(const Step& step, Trouble trouble) {
-    Course& course = step.course;
-    if (course.connecting && *course.connecting <= trouble) return;
-    course.connecting = trouble;
-    course.connecting_detail = texts_.add(system_text_of(step.rest()));
+void DocumentTracker::connect_failed(const Entry& entry, Cause cause) {
+    ThreadState& state = entry.state;
+    if (state.connect_failure && *state.connect_failure <= cause) return;
+    state.connect_failure = cause;
+    state.connect_failure_text = texts_.add(system_text_of(entry.rest()));
 }
 
-void Follower::start_failed(const Step& step) {
-    Course& course = step.course;
-    Document& document = step.document();
-    course.not_started = true;
-    document.start_ms = milliseconds(document.start, step.now);
-    if (document.address == 0) document.address = texts_.add(step.rest());
-    document.add(course.connecting.value_or(Trouble::unreachable), course.connecting ? course.connecting_detail : 0);
+void DocumentTracker::start_failed(const Entry& entry) {
+    ThreadState& state = entry.state;
+    Document& document = entry.document();
+    state.not_started = true;
+    document.start_ms = elapsed_ms(document.start, entry.time());
+    if (document.address == 0) document.address = texts_.add(entry.rest());
+    document.add(state.connect_failure.value_or(Cause::unreachable), state.connect_failure_text);
 }
 
-void Follower::close_ended(const Step& step) {
-    Course& course = step.course;
-    if (course.close_awaited) step.document().close_ms += milliseconds(*course.close_awaited, step.now);
-    course.close_awaited.reset();
+void DocumentTracker::close_ended(const Entry& entry) {
+    ThreadState& state = entry.state;
+    if (state.close_awaited) entry.document().close_ms += elapsed_ms(*state.close_awaited, entry.time());
+    state.close_awaited.reset();
 }
 
 // -- Its data --------------------------------------------------------------------------------------------------------
 
-bool Follower::take_data(const Step& step) {
-    Course& course = step.course;
-    Document& document = step.document();
-    switch (step.message.event) {
+bool DocumentTracker::process_data(const Entry& entry) {
+    ThreadState& state = entry.state;
+    Document& document = entry.document();
+    switch (entry.message.event) {
         case Event::write: {
-            std::string_view rest = step.rest();
+            std::string_view rest = entry.rest();
             const auto size = take_number(rest);
-            course.last_size = unsigned_of(size.value_or(0));
+            state.last_size = unsigned_of(size.value_or(0));
             ++document.writes;
             return size.has_value();
         }
         case Event::given:
         case Event::given_rewritten:
-            return given(step);
+            return data_sent(entry);
         case Event::send_failed:
-            send_failed(step);
+            send_failed(entry);
             return true;
         case Event::send_timed_out:
-            document.add(Trouble::printer_stalled);
+            document.add(Cause::printer_stalled);
             return true;
         case Event::send_error:
-            document.add(Trouble::connection_lost);
+            document.add(Cause::connection_lost);
             return true;
         case Event::sent_nothing:
-            document.add(Trouble::printer_took_nothing);
+            document.add(Cause::printer_took_nothing);
             return true;
         case Event::lost:
-            lost(step);
+            connection_lost(entry);
             return true;
-        case Event::restart_asked:
-            course.restart_asked = true;
+        case Event::restart_requested:
+            state.restart_requested = true;
             return true;
         case Event::restart_refused:
-            course.restart_asked = false;
-            document.add(Trouble::restart_refused, texts_.add(system_text_of(step.rest())));
+            state.restart_requested = false;
+            document.add(Cause::restart_refused, texts_.add(system_text_of(entry.rest())));
             return true;
         default:
             return true;
@@ -275,72 +263,72 @@ bool Follower::take_data(const Step& step) {
 }
 
 // "65536 bytes and sent 65536 bytes", and " to force attr file: ..." behind it.
-bool Follower::given(const Step& step) {
-    Document& document = step.document();
-    std::string_view rest = step.rest();
+bool DocumentTracker::data_sent(const Entry& entry) {
+    Document& document = entry.document();
+    std::string_view rest = entry.rest();
     if (!take_number(rest) || !rest.starts_with(" bytes and sent ")) return false;
     rest.remove_prefix(16);
     const auto count = take_number(rest);
     if (!count || *count < 0) return false;
     const auto bytes = static_cast<std::uint64_t>(*count);
     const bool to_file = rest.starts_with(" bytes to ");
-    if (step.message.event == Event::given) document.taken += bytes;
+    if (entry.message.event == Event::given) document.taken += bytes;
     if (!to_file) document.sent += bytes;
     return true;
 }
 
-void Follower::send_failed(const Step& step) {
-    const bool reset = error_code_of(step.rest()) == 10054;
-    step.document().add(reset ? Trouble::connection_reset : Trouble::connection_lost,
-                        texts_.add(system_text_of(step.rest())));
+void DocumentTracker::send_failed(const Entry& entry) {
+    const bool reset = error_code_of(entry.rest()) == 10054;
+    entry.document().add(reset ? Cause::connection_reset : Cause::connection_lost,
+                        texts_.add(system_text_of(entry.rest())));
 }
 
-void Follower::lost(const Step& step) {
-    Document& document = step.document();
-    step.course.lost = true;
-    if (!document.lost_connection()) document.add(Trouble::connection_lost);
+void DocumentTracker::connection_lost(const Entry& entry) {
+    Document& document = entry.document();
+    entry.state.lost = true;
+    if (!document.lost_connection()) document.add(Cause::connection_lost);
 }
 
 // -- Its end ---------------------------------------------------------------------------------------------------------
 
-bool Follower::take_end(const Step& step) {
-    Course& course = step.course;
-    Document& document = step.document();
-    switch (step.message.event) {
+bool DocumentTracker::process_end(const Entry& entry) {
+    ThreadState& state = entry.state;
+    Document& document = entry.document();
+    switch (entry.message.event) {
         case Event::end:
-            course.end_begun = step.now;
+            state.end_begun = entry.time();
             return true;
         case Event::no_document:
             // Of a start that failed, or of none.
-            if (!course.not_started && document.writes == 0) course.open = false;
+            if (!state.not_started && document.writes == 0) state.open = false;
             return true;
         case Event::ended:
-            return ended(step);
+            return ended(entry);
         case Event::statistics:
-            return statistics(step);
+            return statistics(entry);
         default:
             return true;
     }
 }
 
-bool Follower::ended(const Step& step) {
-    Course& course = step.course;
-    Document& document = step.document();
-    std::string_view rest = step.rest();
+bool DocumentTracker::ended(const Entry& entry) {
+    ThreadState& state = entry.state;
+    Document& document = entry.document();
+    std::string_view rest = entry.rest();
     const auto result = take_number(rest);
     if (!result) return false;
-    course.ended = true;
-    if (*result == 0) course.failed_at_end = true;
-    if (document.end_ms == 0 && course.end_begun) document.end_ms = milliseconds(*course.end_begun, step.now);
-    if (document.total_ms == 0) document.total_ms = milliseconds(document.start, step.now);
+    state.ended = true;
+    if (*result == 0) state.failed_at_end = true;
+    if (document.end_ms == 0 && state.end_begun) document.end_ms = elapsed_ms(*state.end_begun, entry.time());
+    if (document.total_ms == 0) document.total_ms = elapsed_ms(document.start, entry.time());
     return true;
 }
 
 // "NAME, jobid: 7, ", then "Start 3 ms", "Writes 2, total duration 5 ms, total size 8192 bytes", "End 1 ms" or
 // "Total 9 ms".
-bool Follower::statistics(const Step& step) {
-    Document& document = step.document();
-    std::string_view rest = step.rest();
+bool DocumentTracker::statistics(const Entry& entry) {
+    Document& document = entry.document();
+    std::string_view rest = entry.rest();
     constexpr std::string_view behind = ", jobid: ";
     const size_t end = rest.rfind(behind);
     if (end == std::string_view::npos) return false;
@@ -354,9 +342,11 @@ bool Follower::statistics(const Step& step) {
         document.job = unsigned_of(*job);
         document.printer = texts_.add(name);
     }
+    // "write[3/9] = 0 ms 4096 bytes": one of up to twenty lines that add nothing.
+    if (rest.starts_with("write[")) return true;
     const auto what = take_until(rest, " ");
     const auto number = take_number(rest);
-    if (!what || !number) return is_slot(step.rest());
+    if (!what || !number) return false;
     const std::uint32_t figure = unsigned_of(*number);
     if (*what == "Start") {
         document.start_ms = figure;
@@ -364,7 +354,7 @@ bool Follower::statistics(const Step& step) {
         document.end_ms = figure;
     } else if (*what == "Total") {
         document.total_ms = figure;
-        if (!document.started) document.start = parse_stamp(step.line.stamp).value_or(step.now) - figure;
+        if (!document.started) document.start = entry.time() - std::chrono::milliseconds(figure);
     } else if (*what == "Writes") {
         const auto duration = take_until(rest, "duration ") ? take_number(rest) : std::nullopt;
         const auto size = take_until(rest, "size ") ? take_number(rest) : std::nullopt;
@@ -382,75 +372,75 @@ bool Follower::statistics(const Step& step) {
 
 // -- The helper ------------------------------------------------------------------------------------------------------
 
-bool Follower::take_check(const Step& step) {
-    Course& course = step.course;
-    Document& document = step.document();
-    switch (step.message.event) {
+bool DocumentTracker::process_check(const Entry& entry) {
+    ThreadState& state = entry.state;
+    Document& document = entry.document();
+    switch (entry.message.event) {
         case Event::held:
-            if (!course.held_since) course.held_since = step.now;
+            if (!state.held_since) state.held_since = entry.time();
             return true;
         case Event::held_for:
-            held_for(step);
+            held_for(entry);
             return true;
         case Event::answered:
         case Event::dropped:
-            hold_ended(step);
+            hold_ended(entry);
             return true;
         case Event::deleted_while_held:
-            hold_ended(step);
-            document.add(Trouble::job_deleted_while_held);
+            hold_ended(entry);
+            document.add(Cause::job_deleted_while_held);
             return true;
         case Event::check_failed:
         case Event::check_not_ended:
-            helper_failed(step, Trouble::check_failed);
+            helper_failed(entry, Cause::check_failed);
             return true;
         case Event::check_again:
-            document.remove(Trouble::check_failed);
+            document.remove(Cause::check_failed);
             return true;
         case Event::helper_gone:
-            hold_ended(step);
-            course.step_detail = texts_.add(system_text_of(step.rest()));
+            hold_ended(entry);
+            state.helper_failure_text = texts_.add(system_text_of(entry.rest()));
             return true;
         case Event::helper_not_found:
         case Event::helper_not_started:
-            course.step_detail = texts_.add(step.line.message);
+            state.helper_failure_text = texts_.add(entry.line.message);
             return true;
         case Event::no_check:
-            document.add(Trouble::helper_missing_for_check);
+            document.add(Cause::helper_missing_for_check);
             return true;
         case Event::identity:
-            document.add(Trouble::identity, texts_.add(step.line.message));
+            document.add(Cause::identity, texts_.add(entry.line.message));
             return true;
         default:
             return true;
     }
 }
 
-bool Follower::take_rewriting(const Step& step) {
-    Course& course = step.course;
-    Document& document = step.document();
-    switch (step.message.event) {
+bool DocumentTracker::process_rewriting(const Entry& entry) {
+    ThreadState& state = entry.state;
+    Document& document = entry.document();
+    switch (entry.message.event) {
         case Event::work_file_failed:
-            course.step_detail = texts_.add(step.line.message);
+            state.helper_failure_text = texts_.add(entry.line.message);
             return true;
         case Event::rewriting_step_failed:
-            if (course.step_detail == 0) course.step_detail = texts_.add(step.line.message);
+            if (state.helper_failure_text == 0) state.helper_failure_text = texts_.add(entry.line.message);
             return true;
         case Event::rewriting:
             document.rewritten = true;
             return true;
         case Event::no_rewriting:
-            document.add(Trouble::helper_missing_for_rewriting);
+            document.add(Cause::helper_missing_for_rewriting);
             return true;
         case Event::rewriting_failed:
-            course.failed_at_end = true;
-            helper_failed(step, Trouble::rewriting_failed);
+            state.failed_at_end = true;
+            helper_failed(entry, Cause::rewriting_failed);
             return true;
         case Event::work_file_full:
-            helper_failed(step, Trouble::work_file_full);
+            helper_failed(entry, Cause::work_file_full);
             return true;
         case Event::printed_unchanged:
-            helper_failed(step, Trouble::printed_unchanged);
+            helper_failed(entry, Cause::printed_unchanged);
             return true;
         default:
             return true;
@@ -458,10 +448,10 @@ bool Follower::take_rewriting(const Step& step) {
 }
 
 // '"Door Open"'
-void Follower::held_for(const Step& step) {
-    std::string_view text = step.rest();
+void DocumentTracker::held_for(const Entry& entry) {
+    std::string_view text = entry.rest();
     if (text.size() >= 2 && text.front() == '"' && text.back() == '"') text = text.substr(1, text.size() - 2);
-    Document& document = step.document();
+    Document& document = entry.document();
     const TextId id = texts_.add(text);
     if (id == 0 || id == document.held_for) return;
     const std::string before = texts_[document.held_for];
@@ -469,19 +459,19 @@ void Follower::held_for(const Step& step) {
     if (!known) document.held_for = before.empty() ? id : texts_.add(before + ", " + texts_[id]);
 }
 
-void Follower::hold_ended(const Step& step) {
-    Course& course = step.course;
-    if (!course.held_since) return;
-    const std::uint32_t held = milliseconds(*course.held_since, step.now);
-    course.document.held_ms += held;
-    if (!course.end_begun) course.held_at_start_ms += held;
-    course.held_since.reset();
+void DocumentTracker::hold_ended(const Entry& entry) {
+    ThreadState& state = entry.state;
+    if (!state.held_since) return;
+    const std::uint32_t held = elapsed_ms(*state.held_since, entry.time());
+    state.document.held_ms += held;
+    if (!state.end_begun) state.held_at_start_ms += held;
+    state.held_since.reset();
 }
 
-void Follower::helper_failed(const Step& step, Trouble trouble) {
-    const TextId reason = step.course.step_detail;
-    step.document().add(trouble, reason != 0 ? reason : texts_.add(step.line.message));
-    step.course.step_detail = 0;
+void DocumentTracker::helper_failed(const Entry& entry, Cause cause) {
+    const TextId reason = entry.state.helper_failure_text;
+    entry.document().add(cause, reason != 0 ? reason : texts_.add(entry.line.message));
+    entry.state.helper_failure_text = 0;
 }
 
 }  // namespace tsport::report

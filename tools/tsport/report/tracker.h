@@ -1,0 +1,94 @@
+// Follows the documents of a log, line by line. Documents that print at once are distinguished by the thread that
+// drives each; lines written with Debug off name no thread and go to DebugOffTracker.
+#pragma once
+
+#include <functional>
+#include <string_view>
+
+#include "tools/tsport/report/attempts.h"
+#include "tools/tsport/report/debug_off.h"
+#include "tools/tsport/report/log_line.h"
+#include "tools/tsport/report/messages.h"
+#include "tools/tsport/report/thread_state.h"
+
+namespace tsport::report {
+
+struct Listener {
+    // A document that has ended, or whose end is not in the log.
+    std::function<void(const Document&)> document;
+    // An ERROR line that says nothing of a document.
+    std::function<void(std::string_view message)> other_error;
+    // May be empty. Each line of a document under way, after the document has been updated; it may have no job yet.
+    std::function<void(const LogLine&, const Message&, const Document&)> line;
+};
+
+class DocumentTracker {
+  public:
+    // The texts have to outlive the tracker.
+    DocumentTracker(Texts& texts, Listener listener);
+    DocumentTracker(const DocumentTracker&) = delete;
+    DocumentTracker& operator=(const DocumentTracker&) = delete;
+
+    // False when the line is of a known message, but its fields cannot be read.
+    bool process(const LogLine& line);
+    // The log is over: what is still under way has no end.
+    void finish();
+
+  private:
+    // A line, and the thread that it belongs to.
+    struct Entry {
+        ThreadState& state;
+        const LogLine& line;
+        const Message& message;
+
+        Document& document() const { return state.document; }
+        Timestamp time() const { return line.time; }
+        std::string_view rest() const { return message.rest; }
+    };
+
+    bool process_detailed(const LogLine& line, const Message& message);
+    bool dispatch(const Entry& entry);
+    // One for each group of events; false as `process`.
+    bool process_start(const Entry& entry);
+    bool process_connection(const Entry& entry);
+    bool process_data(const Entry& entry);
+    bool process_end(const Entry& entry);
+    bool process_check(const Entry& entry);
+    bool process_rewriting(const Entry& entry);
+
+    bool start(const Entry& entry);
+    void settle_second_start(ThreadState& state, Event event);
+    void not_started(const Entry& entry, Cause cause);
+    void abandoned(const Entry& entry);
+    void port_unknown(const Entry& entry);
+    void monitor_started();
+    void connect_failed(const Entry& entry, Cause cause);
+    void start_failed(const Entry& entry);
+    void close_ended(const Entry& entry);
+    bool data_sent(const Entry& entry);
+    void send_failed(const Entry& entry);
+    void connection_lost(const Entry& entry);
+    bool ended(const Entry& entry);
+    bool statistics(const Entry& entry);
+    void held_for(const Entry& entry);
+    void hold_ended(const Entry& entry);
+    void helper_failed(const Entry& entry, Cause cause);
+
+    void begin(ThreadState& state, Timestamp time);
+    void begin(ThreadState& state, const ThreadState::Start& start);
+    void close(ThreadState& state);
+
+    Texts& texts_;
+    Listener listener_;
+    ThreadStates threads_;
+    Attempts attempts_;
+    DebugOffTracker debug_off_;
+    std::uint64_t line_count_ = 0;
+};
+
+// "text (Error: 5)" behind the message that it was appended to; "" when there is none.
+std::string_view system_text_of(std::string_view message);
+// The number in "... (Error: 5)"; -1 when there is none.
+std::int64_t error_code_of(std::string_view message);
+
+}  // namespace tsport::report
