@@ -3,6 +3,7 @@
 
 #include "tests/support/helper_script.h"
 #include "tests/support/reported.h"
+#include "tools/tsport/report/line_reader.h"
 #include "tools/tsport/run.h"
 
 namespace test {
@@ -349,6 +350,75 @@ TEST_F(Report, ADocumentWithoutAnEnd) {
     EXPECT_EQ(Reported(cut).named(), std::multiset<std::string>{});
     const Document document = only_cause(Reported(cut + whole), "spooler.restarted", Outcome::unknown);
     EXPECT_EQ(document.job, 42u);
+}
+
+// -- Logs of any kind ------------------------------------------------------------------------------------------------
+
+TEST(LineReader, GivesEachLineOnceAndSkipsTheRestOfALongOne) {
+    constexpr size_t longest = tsport::report::LineReader::longest;
+    const std::string most(longest, 'x');
+    std::istringstream log(
+        "\xEF\xBB\xBF"
+        "first\n\n" +
+            most + "\n" + most + "yz\nlast",
+        std::ios::binary);
+    const struct {
+        std::string line;
+        bool complete;
+    } rows[] = {{"first", true}, {"", true}, {most, true}, {most, false}, {"last", true}};
+    tsport::report::LineReader reader(log);
+    for (const auto& row : rows) {
+        ASSERT_TRUE(reader.next());
+        EXPECT_TRUE(reader.line() == row.line) << reader.line().substr(0, 20);
+        EXPECT_EQ(reader.complete(), row.complete) << row.line.substr(0, 20);
+    }
+    EXPECT_FALSE(reader.next());
+    EXPECT_EQ(reader.bytes(), log.str().size());
+    EXPECT_FALSE(reader.is_utf16());
+}
+
+TEST(LogLine, IsTakenForWhatItIs) {
+    using tsport::report::LineKind;
+    const struct {
+        const char* text;
+        LineKind kind;
+        const char* message;
+        std::uint32_t thread;
+    } rows[] = {
+        {"2026-02-28 23:59:59,999 ERROR: tsmon.cpp:12 - it failed [77]\r", LineKind::complete, "it failed", 77},
+        {"2026-02-28 23:59:59,999 DEV  : a.cpp:1 - [x] - y [4294967295]", LineKind::complete, "[x] - y", 4294967295u},
+        {"2026-02-28 23:59:59,999 ERROR: it failed [77]", LineKind::complete, "it failed [77]", 0},
+        {"2026-02-28 23:59:59,999 INFO : ready", LineKind::complete, "ready", 0},
+        {"2026-02-28 23:59:59,999 DEBUG: tsmon.cpp:12 - it fai", LineKind::truncated, "", 0},
+        {"2026-02-28 23:59:59,999 ERROR: tsmon.cpp:12 - it [4294967296]", LineKind::truncated, "", 0},
+        {"2026-02-28 23:59:59,999 ERR", LineKind::truncated, "", 0},
+        {"2026-02-29 23:59:59,999 ERROR: no such day", LineKind::foreign, "", 0},
+        {"2026-02-28 24:00:00,000 ERROR: no such hour", LineKind::foreign, "", 0},
+        {"2026-02-28T23:59:59,999 ERROR: of another program", LineKind::foreign, "", 0},
+    };
+    for (const auto& row : rows) {
+        tsport::report::LogLine line;
+        ASSERT_EQ(tsport::report::parse_line(row.text, line), row.kind) << row.text;
+        if (row.kind != LineKind::complete) continue;
+        EXPECT_EQ(line.message, row.message);
+        EXPECT_EQ(line.thread, row.thread) << row.text;
+        EXPECT_EQ(tsport::report::to_text(line.time), "2026-02-28 23:59:59.999");
+    }
+}
+
+// More threads than are followed at once: every document is still counted, once.
+TEST(DocumentTracker, LosesNoDocumentToTheNumberOfThreads) {
+    constexpr unsigned threads = 3 * tsport::report::ThreadStates::most / 2;
+    std::string log;
+    for (unsigned i = 1; i <= threads; ++i) {
+        const std::string number = std::to_string(i);
+        log += "2026-03-01 10:00:00,000 DEBUG: a.cpp:1 - TSM Start Doc Port - pFullPrinterName: \"Office\", JobId: " +
+               number + ", Version: 1 [" + number + "]\n";
+    }
+    const Reported reported(log);
+    EXPECT_EQ(reported.documents.size(), threads);
+    EXPECT_EQ(reported.count(Outcome::unknown), threads);
+    EXPECT_EQ(reported.documents.back()->job, threads);
 }
 
 }  // namespace

@@ -256,6 +256,28 @@ TEST_F(Tsport, EveryVerbHasItsHelp) {
     EXPECT_FALSE(fs::exists("store"));
 }
 
+// What a terminal would obey is escaped, and what is no text becomes U+FFFD; a parser reads the same from it.
+TEST(Json, TextsOfAnyKind) {
+    const struct {
+        const char* text;
+        const char* json;
+    } rows[] = {
+        {"a, b: \"c\" \\", R"("a, b: \"c\" \\")"},
+        {"\x1B[2J\t", R"("\u001B[2J\t")"},
+        {"\xC3\xBC\xE6\x97\xA5", "\"\xC3\xBC\xE6\x97\xA5\""},
+        {"\xC3\xBC \xC2\x9B", R"("\u00FC \u009B")"},
+        {"\xF0\x9F\x96\xA8\xE2\x80\xA8", R"("\uD83D\uDDA8\u2028")"},
+        {"\xC3(", "\"\xEF\xBF\xBD(\""},
+    };
+    for (const auto& row : rows) {
+        const std::string json = tsport::json_line([&](tsport::JsonWriter& writer) {
+            writer.member("text", row.text);
+            writer.member("none", std::optional<std::uint32_t>());
+        });
+        EXPECT_EQ(json, "{\"text\": " + std::string(row.json) + ", \"none\": null}\n");
+    }
+}
+
 // -- The store -------------------------------------------------------------------------------------------------------
 
 TEST_F(Tsport, ExportAndImportGiveBackTheSamePorts) {

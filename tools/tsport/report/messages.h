@@ -6,7 +6,6 @@
 
 namespace tsport::report {
 
-// DocumentTracker has a function for each group, and relies on their order.
 enum class Event : std::uint8_t {
     none,  // any other message
     told,  // of interest in the history of a job alone
@@ -77,6 +76,7 @@ enum class Event : std::uint8_t {
     rewriting_failed,
     printed_unchanged,
 };
+constexpr size_t event_count = static_cast<size_t>(Event::printed_unchanged) + 1;
 
 struct Message {
     Event event = Event::none;

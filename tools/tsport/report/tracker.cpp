@@ -54,14 +54,15 @@ bool DocumentTracker::process_detailed(const LogLine& line, const Message& messa
     if (silent && !listener_.line) return true;
     ThreadState& state = threads_.of(line.thread, line_count_, [this](ThreadState& old) { close(old); });
     state.last_time = line.time;
-    const bool good = dispatch({state, line, message});
+    bool readable = true;
+    dispatch({state, line, message, readable});
     if (listener_.line && state.open) listener_.line(line, message, state.document);
     // Only now, so that the last line of a document still belongs to it.
     if (state.open && state.ended) close(state);
-    return good;
+    return readable;
 }
 
-bool DocumentTracker::dispatch(const Entry& entry) {
+void DocumentTracker::dispatch(const Entry& entry) {
     ThreadState& state = entry.state;
     const Event event = entry.message.event;
     if (state.second_start) settle_second_start(state, event);
@@ -69,14 +70,9 @@ bool DocumentTracker::dispatch(const Entry& entry) {
         begin(state, entry.time());
     } else if (!state.open && entry.line.error && event != Event::none && event != Event::port_unknown) {
         listener_.other_error(entry.line.message);
-        return true;
+        return;
     }
-    if (event <= Event::told) return true;
-    if (event <= Event::data_abandoned) return process_start(entry);
-    if (event <= Event::close_seen) return process_connection(entry);
-    if (event <= Event::restart_refused) return process_data(entry);
-    if (event <= Event::statistics) return process_end(entry);
-    return event <= Event::identity ? process_check(entry) : process_rewriting(entry);
+    if (const Handler handle = handlers_[static_cast<size_t>(event)]) handle(*this, entry);
 }
 
 void DocumentTracker::begin(ThreadState& state, Timestamp time) {

@@ -2,6 +2,7 @@
 // drives each; lines written with Debug off name no thread and go to DebugOffTracker.
 #pragma once
 
+#include <array>
 #include <functional>
 #include <string_view>
 
@@ -40,39 +41,51 @@ class DocumentTracker {
         ThreadState& state;
         const LogLine& line;
         const Message& message;
+        bool& readable;  // set to false when its fields cannot be read
 
         Document& document() const { return state.document; }
         Timestamp time() const { return line.time; }
         std::string_view rest() const { return message.rest; }
     };
+    using Handler = void (*)(DocumentTracker& tracker, const Entry& entry);
+    using Handlers = std::array<Handler, event_count>;
+    static const Handlers handlers_;
 
     bool process_detailed(const LogLine& line, const Message& message);
-    bool dispatch(const Entry& entry);
-    // One for each group of events; false as `process`.
-    bool process_start(const Entry& entry);
-    bool process_connection(const Entry& entry);
-    bool process_data(const Entry& entry);
-    bool process_end(const Entry& entry);
-    bool process_check(const Entry& entry);
-    bool process_rewriting(const Entry& entry);
+    void dispatch(const Entry& entry);
 
+    // What handlers call. Those with a result return false when the line's fields cannot be read.
     bool start(const Entry& entry);
     void settle_second_start(ThreadState& state, Event event);
-    void not_started(const Entry& entry, Cause cause);
-    void abandoned(const Entry& entry);
+    void port_closed(const Entry& entry);
     void port_unknown(const Entry& entry);
+    void not_started(const Entry& entry, Cause cause);
+    void refused(const Entry& entry);
+    void abandoned(const Entry& entry);
+    void data_abandoned(const Entry& entry);
     void monitor_started();
-    void connect_failed(const Entry& entry, Cause cause);
+    void looking_up(const Entry& entry);
+    void address_failed(const Entry& entry, Cause cause);
+    void connect_failed(const Entry& entry);
     void start_failed(const Entry& entry);
     void close_ended(const Entry& entry);
+    void bad_close(const Entry& entry, Cause cause);
+    bool data_taken(const Entry& entry);
     bool data_sent(const Entry& entry);
     void send_failed(const Entry& entry);
     void connection_lost(const Entry& entry);
+    void restart_refused(const Entry& entry);
+    void no_document(const Entry& entry);
     bool ended(const Entry& entry);
     bool statistics(const Entry& entry);
+    void held(const Entry& entry);
     void held_for(const Entry& entry);
     void hold_ended(const Entry& entry);
+    void deleted_while_held(const Entry& entry);
+    void helper_gone(const Entry& entry);
+    void step_failed(const Entry& entry);
     void helper_failed(const Entry& entry, Cause cause);
+    void rewriting_failed(const Entry& entry);
 
     void begin(ThreadState& state, Timestamp time);
     void begin(ThreadState& state, const ThreadState::Start& start);

@@ -44,52 +44,89 @@ std::optional<ThreadState::Start> parse_start(std::string_view rest, Timestamp t
 
 }  // namespace
 
-// -- The start of a document -----------------------------------------------------------------------------------------
+// -- What each event does --------------------------------------------------------------------------------------------
 
-bool DocumentTracker::process_start(const Entry& entry) {
-    ThreadState& state = entry.state;
-    Document& document = entry.document();
-    switch (entry.message.event) {
-        case Event::start:
-            return start(entry);
-        case Event::monitor_started:
-            monitor_started();
-            return true;
-        case Event::port_opened:
-            state.port = texts_.add(entry.rest());
-            return true;
-        case Event::port_closed:
-            // A document that is under way goes on: its thread may have opened the port once more.
-            if (state.not_started) close(state);
-            if (!state.open) state.port = 0;
-            return true;
-        case Event::port_unknown:
-            port_unknown(entry);
-            return true;
-        case Event::started_twice:
-            document.add(Cause::started_twice);
-            return true;
-        case Event::name_unusable:
-            not_started(entry, Cause::printer_name_unusable);
-            return true;
-        case Event::printer_not_opened:
-            not_started(entry, Cause::printer_not_in_spooler);
-            return true;
-        case Event::not_approved:
-            state.refused = true;
-            document.add(Cause::not_approved);
-            return true;
-        case Event::abandoned:
-            abandoned(entry);
-            return true;
-        case Event::data_abandoned:
-            abandoned(entry);
-            document.taken += state.last_size;
-            return true;
-        default:
-            return true;
-    }
-}
+const DocumentTracker::Handlers DocumentTracker::handlers_ = [] {
+    using Self = DocumentTracker;
+    constexpr std::pair<Event, Handler> rows[] = {
+        // Starts and ports.
+        {Event::start, [](Self& self, const Entry& entry) { entry.readable = self.start(entry); }},
+        {Event::monitor_started, [](Self& self, const Entry&) { self.monitor_started(); }},
+        {Event::port_opened, [](Self& self, const Entry& entry) { entry.state.port = self.texts_.add(entry.rest()); }},
+        {Event::port_closed, [](Self& self, const Entry& entry) { self.port_closed(entry); }},
+        {Event::port_unknown, [](Self& self, const Entry& entry) { self.port_unknown(entry); }},
+        {Event::started_twice, [](Self&, const Entry& entry) { entry.document().add(Cause::started_twice); }},
+        {Event::name_unusable, [](Self& self, const Entry& entry) { self.not_started(entry, Cause::printer_name_unusable); }},
+        {Event::printer_not_opened,
+         [](Self& self, const Entry& entry) { self.not_started(entry, Cause::printer_not_in_spooler); }},
+        {Event::not_approved, [](Self& self, const Entry& entry) { self.refused(entry); }},
+        {Event::abandoned, [](Self& self, const Entry& entry) { self.abandoned(entry); }},
+        {Event::data_abandoned, [](Self& self, const Entry& entry) { self.data_abandoned(entry); }},
+
+        // The connection.
+        {Event::looking_up, [](Self& self, const Entry& entry) { self.looking_up(entry); }},
+        {Event::lookup_failed, [](Self& self, const Entry& entry) { self.address_failed(entry, Cause::address_unknown); }},
+        {Event::no_socket, [](Self& self, const Entry& entry) { self.address_failed(entry, Cause::unreachable); }},
+        {Event::connect_failed, [](Self& self, const Entry& entry) { self.connect_failed(entry); }},
+        {Event::start_failed, [](Self& self, const Entry& entry) { self.start_failed(entry); }},
+        {Event::close_awaited, [](Self&, const Entry& entry) { entry.state.close_awaited = entry.time(); }},
+        {Event::close_not_seen, [](Self& self, const Entry& entry) { self.bad_close(entry, Cause::close_not_seen); }},
+        {Event::close_broken, [](Self& self, const Entry& entry) { self.bad_close(entry, Cause::broken_at_end); }},
+        {Event::close_seen, [](Self& self, const Entry& entry) { self.close_ended(entry); }},
+
+        // Data.
+        {Event::write, [](Self& self, const Entry& entry) { entry.readable = self.data_taken(entry); }},
+        {Event::given, [](Self& self, const Entry& entry) { entry.readable = self.data_sent(entry); }},
+        {Event::given_rewritten, [](Self& self, const Entry& entry) { entry.readable = self.data_sent(entry); }},
+        {Event::send_failed, [](Self& self, const Entry& entry) { self.send_failed(entry); }},
+        {Event::send_timed_out, [](Self&, const Entry& entry) { entry.document().add(Cause::printer_stalled); }},
+        {Event::send_error, [](Self&, const Entry& entry) { entry.document().add(Cause::connection_lost); }},
+        {Event::sent_nothing, [](Self&, const Entry& entry) { entry.document().add(Cause::printer_took_nothing); }},
+        {Event::lost, [](Self& self, const Entry& entry) { self.connection_lost(entry); }},
+        {Event::restart_requested, [](Self&, const Entry& entry) { entry.state.restart_requested = true; }},
+        {Event::restart_refused, [](Self& self, const Entry& entry) { self.restart_refused(entry); }},
+
+        // The end.
+        {Event::end, [](Self&, const Entry& entry) { entry.state.end_begun = entry.time(); }},
+        {Event::no_document, [](Self& self, const Entry& entry) { self.no_document(entry); }},
+        {Event::ended, [](Self& self, const Entry& entry) { entry.readable = self.ended(entry); }},
+        {Event::statistics, [](Self& self, const Entry& entry) { entry.readable = self.statistics(entry); }},
+
+        // The hardware check, and the helper program.
+        {Event::held, [](Self& self, const Entry& entry) { self.held(entry); }},
+        {Event::held_for, [](Self& self, const Entry& entry) { self.held_for(entry); }},
+        {Event::answered, [](Self& self, const Entry& entry) { self.hold_ended(entry); }},
+        {Event::dropped, [](Self& self, const Entry& entry) { self.hold_ended(entry); }},
+        {Event::deleted_while_held, [](Self& self, const Entry& entry) { self.deleted_while_held(entry); }},
+        {Event::check_failed, [](Self& self, const Entry& entry) { self.helper_failed(entry, Cause::check_failed); }},
+        {Event::check_not_ended, [](Self& self, const Entry& entry) { self.helper_failed(entry, Cause::check_failed); }},
+        {Event::check_again, [](Self&, const Entry& entry) { entry.document().remove(Cause::check_failed); }},
+        {Event::helper_gone, [](Self& self, const Entry& entry) { self.helper_gone(entry); }},
+        {Event::helper_not_found, [](Self& self, const Entry& entry) { self.step_failed(entry); }},
+        {Event::helper_not_started, [](Self& self, const Entry& entry) { self.step_failed(entry); }},
+        {Event::no_check, [](Self&, const Entry& entry) { entry.document().add(Cause::helper_missing_for_check); }},
+        {Event::identity, [](Self& self, const Entry& entry) {
+             entry.document().add(Cause::identity, self.texts_.add(entry.line.message));
+         }},
+
+        // Forced attributes.
+        {Event::work_file_failed, [](Self& self, const Entry& entry) { self.step_failed(entry); }},
+        {Event::work_file_full, [](Self& self, const Entry& entry) { self.helper_failed(entry, Cause::work_file_full); }},
+        {Event::rewriting, [](Self&, const Entry& entry) { entry.document().rewritten = true; }},
+        {Event::rewriting_step_failed, [](Self& self, const Entry& entry) {
+             if (entry.state.helper_failure_text == 0) self.step_failed(entry);
+         }},
+        {Event::no_rewriting, [](Self&, const Entry& entry) { entry.document().add(Cause::helper_missing_for_rewriting); }},
+        {Event::rewriting_failed, [](Self& self, const Entry& entry) { self.rewriting_failed(entry); }},
+        {Event::printed_unchanged,
+         [](Self& self, const Entry& entry) { self.helper_failed(entry, Cause::printed_unchanged); }},
+    };
+    Handlers handlers{};
+    for (const auto& [event, handler] : rows) handlers[static_cast<size_t>(event)] = handler;
+    return handlers;
+}();
+
+// -- The start of a document -----------------------------------------------------------------------------------------
 
 bool DocumentTracker::start(const Entry& entry) {
     ThreadState& state = entry.state;
@@ -114,10 +151,21 @@ void DocumentTracker::settle_second_start(ThreadState& state, Event event) {
     begin(state, begun);
 }
 
+// A document that is under way goes on: its thread may have opened the port once more.
+void DocumentTracker::port_closed(const Entry& entry) {
+    if (entry.state.not_started) close(entry.state);
+    if (!entry.state.open) entry.state.port = 0;
+}
+
 void DocumentTracker::not_started(const Entry& entry, Cause cause) {
     entry.state.not_started = true;
     entry.document().start_ms = elapsed_ms(entry.document().start, entry.time());
     entry.document().add(cause, texts_.add(system_text_of(entry.rest())));
+}
+
+void DocumentTracker::refused(const Entry& entry) {
+    entry.state.refused = true;
+    entry.document().add(Cause::not_approved);
 }
 
 // "7 has an associated notapproved file" or "7 has been marked for deletion".
@@ -129,12 +177,16 @@ void DocumentTracker::abandoned(const Entry& entry) {
         document.has_job = true;
     }
     if (rest.find("notapproved") != std::string_view::npos) {
-        entry.state.refused = true;
-        document.add(Cause::not_approved);
+        refused(entry);
     } else {
         entry.state.dropped = true;
         document.add(Cause::dropped_by_helper);
     }
+}
+
+void DocumentTracker::data_abandoned(const Entry& entry) {
+    abandoned(entry);
+    entry.document().taken += entry.state.last_size;
 }
 
 void DocumentTracker::port_unknown(const Entry& entry) {
@@ -151,53 +203,21 @@ void DocumentTracker::port_unknown(const Entry& entry) {
 
 // -- Its connection --------------------------------------------------------------------------------------------------
 
-bool DocumentTracker::process_connection(const Entry& entry) {
-    ThreadState& state = entry.state;
-    Document& document = entry.document();
-    switch (entry.message.event) {
-        case Event::looking_up:
-            state.connect_failure.reset();
-            state.connect_failure_text = 0;
-            if (document.address == 0) document.address = texts_.add(entry.rest());
-            return true;
-        case Event::lookup_failed:
-            connect_failed(entry, Cause::address_unknown);
-            return true;
-        case Event::no_socket:
-            connect_failed(entry, Cause::unreachable);
-            return true;
-        case Event::connect_failed: {
-            const std::int64_t code = error_code_of(entry.rest());
-            connect_failed(entry, code == 10061   ? Cause::connection_refused
-                             : code == 10060 ? Cause::connection_timed_out
-                                             : Cause::unreachable);
-            return true;
-        }
-        case Event::start_failed:
-            start_failed(entry);
-            return true;
-        case Event::close_awaited:
-            state.close_awaited = entry.time();
-            return true;
-        case Event::close_not_seen:
-            // One that is given up after a loss may wait as long, and that is no news.
-            if (!document.lost_connection()) document.add(Cause::close_not_seen);
-            return true;
-        case Event::close_broken:
-            if (!document.lost_connection()) {
-                document.add(Cause::broken_at_end, texts_.add("error " + std::string(entry.rest())));
-            }
-            return true;
-        case Event::close_seen:
-            close_ended(entry);
-            return true;
-        default:
-            return true;
-    }
+void DocumentTracker::looking_up(const Entry& entry) {
+    entry.state.connect_failure.reset();
+    entry.state.connect_failure_text = 0;
+    if (entry.document().address == 0) entry.document().address = texts_.add(entry.rest());
+}
+
+void DocumentTracker::connect_failed(const Entry& entry) {
+    const std::int64_t code = error_code_of(entry.rest());
+    address_failed(entry, code == 10061   ? Cause::connection_refused
+                          : code == 10060 ? Cause::connection_timed_out
+                                          : Cause::unreachable);
 }
 
 // Another address of the printer may still take the connection.
-void DocumentTracker::connect_failed(const Entry& entry, Cause cause) {
+void DocumentTracker::address_failed(const Entry& entry, Cause cause) {
     ThreadState& state = entry.state;
     if (state.connect_failure && *state.connect_failure <= cause) return;
     state.connect_failure = cause;
@@ -219,47 +239,20 @@ void DocumentTracker::close_ended(const Entry& entry) {
     state.close_awaited.reset();
 }
 
+// The close of a connection that was lost before may go the same way, and that is no news.
+void DocumentTracker::bad_close(const Entry& entry, Cause cause) {
+    if (entry.document().lost_connection()) return;
+    entry.document().add(cause, cause == Cause::close_not_seen ? 0 : texts_.add("error " + std::string(entry.rest())));
+}
+
 // -- Its data --------------------------------------------------------------------------------------------------------
 
-bool DocumentTracker::process_data(const Entry& entry) {
-    ThreadState& state = entry.state;
-    Document& document = entry.document();
-    switch (entry.message.event) {
-        case Event::write: {
-            std::string_view rest = entry.rest();
-            const auto size = take_number(rest);
-            state.last_size = unsigned_of(size.value_or(0));
-            ++document.writes;
-            return size.has_value();
-        }
-        case Event::given:
-        case Event::given_rewritten:
-            return data_sent(entry);
-        case Event::send_failed:
-            send_failed(entry);
-            return true;
-        case Event::send_timed_out:
-            document.add(Cause::printer_stalled);
-            return true;
-        case Event::send_error:
-            document.add(Cause::connection_lost);
-            return true;
-        case Event::sent_nothing:
-            document.add(Cause::printer_took_nothing);
-            return true;
-        case Event::lost:
-            connection_lost(entry);
-            return true;
-        case Event::restart_requested:
-            state.restart_requested = true;
-            return true;
-        case Event::restart_refused:
-            state.restart_requested = false;
-            document.add(Cause::restart_refused, texts_.add(system_text_of(entry.rest())));
-            return true;
-        default:
-            return true;
-    }
+bool DocumentTracker::data_taken(const Entry& entry) {
+    std::string_view rest = entry.rest();
+    const auto size = take_number(rest);
+    entry.state.last_size = unsigned_of(size.value_or(0));
+    ++entry.document().writes;
+    return size.has_value();
 }
 
 // "65536 bytes and sent 65536 bytes", and " to force attr file: ..." behind it.
@@ -280,7 +273,7 @@ bool DocumentTracker::data_sent(const Entry& entry) {
 void DocumentTracker::send_failed(const Entry& entry) {
     const bool reset = error_code_of(entry.rest()) == 10054;
     entry.document().add(reset ? Cause::connection_reset : Cause::connection_lost,
-                        texts_.add(system_text_of(entry.rest())));
+                         texts_.add(system_text_of(entry.rest())));
 }
 
 void DocumentTracker::connection_lost(const Entry& entry) {
@@ -289,26 +282,16 @@ void DocumentTracker::connection_lost(const Entry& entry) {
     if (!document.lost_connection()) document.add(Cause::connection_lost);
 }
 
+void DocumentTracker::restart_refused(const Entry& entry) {
+    entry.state.restart_requested = false;
+    entry.document().add(Cause::restart_refused, texts_.add(system_text_of(entry.rest())));
+}
+
 // -- Its end ---------------------------------------------------------------------------------------------------------
 
-bool DocumentTracker::process_end(const Entry& entry) {
-    ThreadState& state = entry.state;
-    Document& document = entry.document();
-    switch (entry.message.event) {
-        case Event::end:
-            state.end_begun = entry.time();
-            return true;
-        case Event::no_document:
-            // Of a start that failed, or of none.
-            if (!state.not_started && document.writes == 0) state.open = false;
-            return true;
-        case Event::ended:
-            return ended(entry);
-        case Event::statistics:
-            return statistics(entry);
-        default:
-            return true;
-    }
+// Of a start that failed, or of none.
+void DocumentTracker::no_document(const Entry& entry) {
+    if (!entry.state.not_started && entry.document().writes == 0) entry.state.open = false;
 }
 
 bool DocumentTracker::ended(const Entry& entry) {
@@ -322,9 +305,7 @@ bool DocumentTracker::ended(const Entry& entry) {
     if (document.end_ms == 0 && state.end_begun) document.end_ms = elapsed_ms(*state.end_begun, entry.time());
     if (document.total_ms == 0) document.total_ms = elapsed_ms(document.start, entry.time());
     return true;
-}
-
-// "NAME, jobid: 7, ", then "Start 3 ms", "Writes 2, total duration 5 ms, total size 8192 bytes", "End 1 ms" or
+}  // "NAME, jobid: 7, ", then "Start 3 ms", "Writes 2, total duration 5 ms, total size 8192 bytes", "End 1 ms" or
 // "Total 9 ms".
 bool DocumentTracker::statistics(const Entry& entry) {
     Document& document = entry.document();
@@ -372,79 +353,8 @@ bool DocumentTracker::statistics(const Entry& entry) {
 
 // -- The helper ------------------------------------------------------------------------------------------------------
 
-bool DocumentTracker::process_check(const Entry& entry) {
-    ThreadState& state = entry.state;
-    Document& document = entry.document();
-    switch (entry.message.event) {
-        case Event::held:
-            if (!state.held_since) state.held_since = entry.time();
-            return true;
-        case Event::held_for:
-            held_for(entry);
-            return true;
-        case Event::answered:
-        case Event::dropped:
-            hold_ended(entry);
-            return true;
-        case Event::deleted_while_held:
-            hold_ended(entry);
-            document.add(Cause::job_deleted_while_held);
-            return true;
-        case Event::check_failed:
-        case Event::check_not_ended:
-            helper_failed(entry, Cause::check_failed);
-            return true;
-        case Event::check_again:
-            document.remove(Cause::check_failed);
-            return true;
-        case Event::helper_gone:
-            hold_ended(entry);
-            state.helper_failure_text = texts_.add(system_text_of(entry.rest()));
-            return true;
-        case Event::helper_not_found:
-        case Event::helper_not_started:
-            state.helper_failure_text = texts_.add(entry.line.message);
-            return true;
-        case Event::no_check:
-            document.add(Cause::helper_missing_for_check);
-            return true;
-        case Event::identity:
-            document.add(Cause::identity, texts_.add(entry.line.message));
-            return true;
-        default:
-            return true;
-    }
-}
-
-bool DocumentTracker::process_rewriting(const Entry& entry) {
-    ThreadState& state = entry.state;
-    Document& document = entry.document();
-    switch (entry.message.event) {
-        case Event::work_file_failed:
-            state.helper_failure_text = texts_.add(entry.line.message);
-            return true;
-        case Event::rewriting_step_failed:
-            if (state.helper_failure_text == 0) state.helper_failure_text = texts_.add(entry.line.message);
-            return true;
-        case Event::rewriting:
-            document.rewritten = true;
-            return true;
-        case Event::no_rewriting:
-            document.add(Cause::helper_missing_for_rewriting);
-            return true;
-        case Event::rewriting_failed:
-            state.failed_at_end = true;
-            helper_failed(entry, Cause::rewriting_failed);
-            return true;
-        case Event::work_file_full:
-            helper_failed(entry, Cause::work_file_full);
-            return true;
-        case Event::printed_unchanged:
-            helper_failed(entry, Cause::printed_unchanged);
-            return true;
-        default:
-            return true;
-    }
+void DocumentTracker::held(const Entry& entry) {
+    if (!entry.state.held_since) entry.state.held_since = entry.time();
 }
 
 // '"Door Open"'
@@ -466,6 +376,26 @@ void DocumentTracker::hold_ended(const Entry& entry) {
     state.document.held_ms += held;
     if (!state.end_begun) state.held_at_start_ms += held;
     state.held_since.reset();
+}
+
+void DocumentTracker::deleted_while_held(const Entry& entry) {
+    hold_ended(entry);
+    entry.document().add(Cause::job_deleted_while_held);
+}
+
+void DocumentTracker::helper_gone(const Entry& entry) {
+    hold_ended(entry);
+    entry.state.helper_failure_text = texts_.add(system_text_of(entry.rest()));
+}
+
+// The line that names the failure comes later.
+void DocumentTracker::step_failed(const Entry& entry) {
+    entry.state.helper_failure_text = texts_.add(entry.line.message);
+}
+
+void DocumentTracker::rewriting_failed(const Entry& entry) {
+    entry.state.failed_at_end = true;
+    helper_failed(entry, Cause::rewriting_failed);
 }
 
 void DocumentTracker::helper_failed(const Entry& entry, Cause cause) {
