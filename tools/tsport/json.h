@@ -33,7 +33,7 @@ class JsonWriter {
     }
     template <std::unsigned_integral Number>
     requires(!std::same_as<Number, bool>) void value(Number number) { writer_.Uint64(number); }
-    // Nothing is null.
+    // std::nullopt becomes null.
     template <typename Value>
     void value(const std::optional<Value>& content) {
         content ? value(*content) : void(writer_.Null());
@@ -68,7 +68,7 @@ class JsonWriter {
         writer_.EndArray();
     }
 
-    // What comes next, a member, an element or the end of the document, begins a line.
+    // The next member or element begins a line.
     void break_line();
 
   private:

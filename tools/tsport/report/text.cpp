@@ -35,7 +35,7 @@ std::string duration_text(std::uint64_t milliseconds) {
 
 namespace {
 
-std::string known(const std::string& text) {
+std::string or_unknown(const std::string& text) {
     return text.empty() ? "?" : text;
 }
 
@@ -45,7 +45,7 @@ std::string waited(std::uint64_t milliseconds) {
 
 // "Office (192.168.1.20)", or what is known of it.
 std::string place_of(const std::string& port, const std::string& address) {
-    if (port.empty() || address.empty()) return known(port.empty() ? address : port);
+    if (port.empty() || address.empty()) return or_unknown(port.empty() ? address : port);
     std::string place = port;
     return place.append(" (").append(address).append(")");
 }
@@ -56,7 +56,7 @@ std::vector<std::string> cells_of(const Document& document, const Texts& texts) 
     const std::string cause = cause_text(document, texts);
     if (!cause.empty()) outcome.append(": ").append(cause);
     return {to_text(document.start),
-            known(texts[document.printer]),
+            or_unknown(texts[document.printer]),
             document.has_job ? std::to_string(document.job) : "?",
             place_of(texts[document.port], texts[document.address]),
             document.detailed ? std::to_string(document.writes) : "?",
@@ -68,7 +68,7 @@ std::vector<std::string> cells_of(const Document& document, const Texts& texts) 
             outcome};
 }
 
-void put_head(Writer& out, const Report& report) {
+void write_head(Writer& out, const Report& report) {
     out << counted(report.files.size(), "file") << ", " << counted(report.lines, "line") << ", "
         << host::size_in_words(report.bytes);
     if (report.first) out << ", from " << to_text(*report.first) << " to " << to_text(*report.last);
@@ -79,16 +79,15 @@ void put_head(Writer& out, const Report& report) {
     }
     if (report.utf16) out << "A file is UTF-16 and could not be read: save it as UTF-8, or give the log itself.\n";
     if (report.lines > report.foreign_lines && report.detailed_lines == 0) {
-        out << "Written with Debug=off: documents that printed without trouble leave no line, and the others no job. "
-               "With\n"
-               "Debug=on in print-provider.conf, and the spooler restarted, the next report tells all of them apart.\n";
+        out << "Written with Debug=off: documents that printed without trouble leave no line, and the others no job.\n"
+               "Set Debug=on in print-provider.conf and restart the spooler: the next report then distinguishes them.\n";
     }
     if (!report.covers.empty()) out << "Only " << report.covers << ".\n";
     out << "\n";
 }
 
-// The last ones; those that went wrong are all in front when there are too many for one table.
-void put_documents(Writer& out, const Report& report, std::size_t most) {
+// The last ones.
+void write_documents(Writer& out, const Report& report, std::size_t most) {
     DocumentList documents = report.documents.in_order();
     if (documents.empty()) {
         out << "no documents\n\n";
@@ -107,7 +106,7 @@ void put_documents(Writer& out, const Report& report, std::size_t most) {
     out << "\n";
 }
 
-void put_printers(Writer& out, const Report& report) {
+void write_printers(Writer& out, const Report& report) {
     Rows rows = {
         {"PRINTER", "DOCUMENTS", "PRINTED", "LATE", "FAILED", "BYTES", "START", "95 %", "THROUGHPUT", "95 %", "HELD"}};
     const auto rate = [](const Quantiles& values, std::uint64_t value) {
@@ -123,7 +122,7 @@ void put_printers(Writer& out, const Report& report) {
     if (rows.size() > 1) out << in_columns(rows) << "\n";
 }
 
-void put_causes(Writer& out, const Report& report) {
+void write_causes(Writer& out, const Report& report) {
     const Totals& all = report.sums.all();
     const std::vector<Cause> causes = all.ranked_causes();
     if (causes.empty()) return;
@@ -136,7 +135,7 @@ void put_causes(Writer& out, const Report& report) {
     out << "\n";
 }
 
-void put_rest(Writer& out, const Report& report) {
+void write_rest(Writer& out, const Report& report) {
     const std::vector<Finding> findings = report.sums.findings();
     if (!findings.empty()) out << "WHAT STANDS OUT\n";
     for (const Finding& finding : findings) {
@@ -146,18 +145,18 @@ void put_rest(Writer& out, const Report& report) {
     const auto errors = report.other_errors.in_order();
     if (!errors.empty()) out << "OTHER ERRORS\n";
     for (const OtherErrors::Error& error : errors) out << "  " << grouped(error.count) << " x " << error.text << "\n";
-    if (!errors.empty()) out << "docs/LOG.md tells what each of them means.\n\n";
+    if (!errors.empty()) out << "docs/LOG.md explains each of them.\n\n";
 }
 
 }  // namespace
 
 void write_text(const Report& report, const Options& options, const Sink& sink) {
     Writer out(sink);
-    put_head(out, report);
-    put_documents(out, report, options.rows);
-    put_printers(out, report);
-    put_causes(out, report);
-    put_rest(out, report);
+    write_head(out, report);
+    write_documents(out, report, options.rows);
+    write_printers(out, report);
+    write_causes(out, report);
+    write_rest(out, report);
     const Totals& all = report.sums.all();
     out << counted(all.documents, "document") << ", " << host::size_in_words(all.taken) << ": "
         << grouped(all.of(Outcome::printed) + all.of(Outcome::late)) << " printed, " << grouped(all.failed())
