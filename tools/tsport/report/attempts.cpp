@@ -20,20 +20,11 @@ std::uint16_t Attempts::number_for(TextId printer, std::uint32_t job, Timestamp 
 void Attempts::note(const Document& document) {
     if (!document.has_job || document.outcome == Outcome::unknown) return;
     const std::uint64_t key = key_of(document.printer, document.job);
-    const auto found = jobs_.find(key);
-    if (found != jobs_.end()) {
-        order_.erase(found->second.place);
-        jobs_.erase(found);
-    }
+    jobs_.erase(key);
     const Outcome outcome = document.outcome;
     if (outcome != Outcome::not_started && outcome != Outcome::restarted && outcome != Outcome::lost) return;
-    if (jobs_.size() >= most) forget_oldest();
-    jobs_[key] = {document.attempt, document.end(), order_.insert(order_.end(), key)};
-}
-
-void Attempts::forget_oldest() {
-    jobs_.erase(order_.front());
-    order_.pop_front();
+    if (jobs_.size() >= most) jobs_.clear();
+    jobs_[key] = {document.attempt, document.end()};
 }
 
 }  // namespace tsport::report

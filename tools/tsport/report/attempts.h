@@ -1,9 +1,8 @@
-// Which attempt of its job a document is. Only jobs that failed and have not printed since are remembered, a bounded
-// number of them, for at most a day, because job numbers are reused.
+// Which attempt of its job a document is. Jobs that failed and have not printed since are remembered, for at most a
+// day, because job numbers are reused.
 #pragma once
 
 #include <cstdint>
-#include <list>
 #include <unordered_map>
 
 #include "tools/tsport/report/document.h"
@@ -12,7 +11,7 @@ namespace tsport::report {
 
 class Attempts {
   public:
-    static constexpr size_t most = 4096;
+    static constexpr size_t most = 65'536;  // when there are more, all are forgotten
     static constexpr std::chrono::hours longest{24};
 
     // For a document that starts: 1 for the first attempt of its job.
@@ -24,12 +23,8 @@ class Attempts {
     struct Job {
         std::uint16_t attempts;
         Timestamp last;
-        std::list<std::uint64_t>::iterator place;
     };
-    void forget_oldest();
-
     std::unordered_map<std::uint64_t, Job> jobs_;
-    std::list<std::uint64_t> order_;  // the one that failed longest ago first
 };
 
 }  // namespace tsport::report

@@ -1,4 +1,6 @@
-#include "tools/tsport/report/writer.h"
+#include <sstream>
+
+#include "tools/tsport/report/report.h"
 
 namespace tsport::report {
 namespace {
@@ -14,12 +16,13 @@ std::string cell(std::string_view text) {
 }  // namespace
 
 void write_csv(const Report& report, const Sink& sink) {
-    Writer out(sink);
     const Texts& texts = report.texts;
-    out << "start,printer,job,port,address,writes,bytes,sent,start_ms,connect_ms,write_ms,end_ms,close_ms,total_ms,"
-           "held_ms,held_for,attempt,outcome,cause,words\r\n";
+    sink(
+        "start,printer,job,port,address,writes,bytes,sent,start_ms,connect_ms,write_ms,end_ms,close_ms,total_ms,"
+        "held_ms,held_for,attempt,outcome,cause,words\r\n");
     for (const Document* const document : report.documents.in_order()) {
         const auto cause = document->cause();
+        std::ostringstream out;
         out << cell(to_text(document->start)) << "," << cell(texts[document->printer]) << ","
             << (document->has_job ? std::to_string(document->job) : "") << "," << cell(texts[document->port]) << ","
             << cell(texts[document->address]) << "," << document->writes << "," << document->taken << ","
@@ -28,6 +31,7 @@ void write_csv(const Report& report, const Sink& sink) {
             << document->held_ms << "," << cell(texts[document->held_for]) << "," << document->attempt << ","
             << info_of(document->outcome).id << "," << (cause ? info_of(*cause).id : "") << ","
             << cell(cause_text(*document, texts)) << "\r\n";
+        sink(out.str());
     }
 }
 

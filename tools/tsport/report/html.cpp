@@ -3,8 +3,9 @@
 #include <algorithm>
 
 #include "tools/host/text.h"
+#include "tools/tsport/report/figures.h"
 #include "tools/tsport/report/page.h"
-#include "tools/tsport/report/writer.h"
+#include "tools/tsport/report/report.h"
 
 namespace tsport::report {
 namespace {
@@ -43,7 +44,7 @@ std::string escaped(std::string_view json) {
 }
 
 // What a reader without scripts sees.
-void write_sums(const Totals& all, Writer& out) {
+std::string sums_rows(const Totals& all) {
     const std::pair<const char*, std::string> rows[] = {
         {"Documents", grouped(all.documents)},
         {"Printed", grouped(all.of(Outcome::printed))},
@@ -53,9 +54,11 @@ void write_sums(const Totals& all, Writer& out) {
         {"Data", host::size_in_words(all.taken)},
         {"Held in all", duration_text(all.held_ms)},
     };
+    std::string text;
     for (const auto& [name, figure] : rows) {
-        out << "<tr><th scope=\"row\">" << name << "</th><td class=\"n\">" << figure << "</td></tr>\n";
+        text += std::string("<tr><th scope=\"row\">") + name + "</th><td class=\"n\">" + figure + "</td></tr>\n";
     }
+    return text;
 }
 
 }  // namespace
@@ -65,10 +68,7 @@ void write_html(const Report& report, const Sink& sink) {
     const size_t sums = page.find(page_sums_mark);
     const size_t data = page.find(page_report_mark);
     sink(page.substr(0, sums));
-    {
-        Writer out(sink);
-        write_sums(report.sums.all(), out);
-    }
+    sink(sums_rows(report.sums.all()));
     sink(page.substr(sums + page_sums_mark.size(), data - sums - page_sums_mark.size()));
     write_json(report, listed(report), [&](std::string_view json) { sink(escaped(json)); });
     sink(page.substr(data + page_report_mark.size()));

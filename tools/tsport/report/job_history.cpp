@@ -1,6 +1,6 @@
 #include "tools/tsport/report/job_history.h"
 
-#include "tools/tsport/report/writer.h"
+#include "tools/tsport/report/figures.h"
 
 namespace tsport::report {
 namespace {

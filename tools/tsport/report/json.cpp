@@ -48,16 +48,13 @@ void write_document(JsonWriter& json, const Document& document, const Texts& tex
     json.member("job", document.has_job ? std::optional(document.job) : std::nullopt);
     json.member("port", texts[document.port]);
     json.member("address", texts[document.address]);
-    json.member("writes", document.writes);
-    json.member("bytes", document.taken);
-    json.member("sent", document.sent);
-    json.member("start_ms", document.start_ms);
-    json.member("connect_ms", document.connect_ms);
-    json.member("write_ms", document.write_ms);
-    json.member("end_ms", document.end_ms);
-    json.member("close_ms", document.close_ms);
-    json.member("total_ms", document.total_ms);
-    json.member("held_ms", document.held_ms);
+    const std::pair<const char*, std::uint64_t> figures[] = {
+        {"writes", document.writes},     {"bytes", document.taken},           {"sent", document.sent},
+        {"start_ms", document.start_ms}, {"connect_ms", document.connect_ms}, {"write_ms", document.write_ms},
+        {"end_ms", document.end_ms},     {"close_ms", document.close_ms},     {"total_ms", document.total_ms},
+        {"held_ms", document.held_ms},
+    };
+    for (const auto& [name, figure] : figures) json.member(name, figure);
     json.member("held_for", texts[document.held_for]);
     json.member("attempt", document.attempt);
     json.member("rewritten", document.rewritten);

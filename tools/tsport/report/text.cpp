@@ -1,9 +1,11 @@
 #include <algorithm>
 #include <cstdio>
+#include <sstream>
 
 #include "tools/host/text.h"
 #include "tools/tsport/output.h"
-#include "tools/tsport/report/writer.h"
+#include "tools/tsport/report/figures.h"
+#include "tools/tsport/report/report.h"
 
 namespace tsport::report {
 
@@ -68,7 +70,7 @@ std::vector<std::string> cells_of(const Document& document, const Texts& texts) 
             outcome};
 }
 
-void write_head(Writer& out, const Report& report) {
+void write_head(std::ostream& out, const Report& report) {
     out << counted(report.files.size(), "file") << ", " << counted(report.lines, "line") << ", "
         << host::size_in_words(report.bytes);
     if (report.first) out << ", from " << to_text(*report.first) << " to " << to_text(*report.last);
@@ -80,14 +82,15 @@ void write_head(Writer& out, const Report& report) {
     if (report.utf16) out << "A file is UTF-16 and could not be read: save it as UTF-8, or give the log itself.\n";
     if (report.lines > report.foreign_lines && report.detailed_lines == 0) {
         out << "Written with Debug=off: documents that printed without trouble leave no line, and the others no job.\n"
-               "Set Debug=on in print-provider.conf and restart the spooler: the next report then distinguishes them.\n";
+               "Set Debug=on in print-provider.conf and restart the spooler: the next report then distinguishes "
+               "them.\n";
     }
     if (!report.covers.empty()) out << "Only " << report.covers << ".\n";
     out << "\n";
 }
 
 // The last ones.
-void write_documents(Writer& out, const Report& report, std::size_t most) {
+void write_documents(std::ostream& out, const Report& report, std::size_t most) {
     DocumentList documents = report.documents.in_order();
     if (documents.empty()) {
         out << "no documents\n\n";
@@ -106,7 +109,7 @@ void write_documents(Writer& out, const Report& report, std::size_t most) {
     out << "\n";
 }
 
-void write_printers(Writer& out, const Report& report) {
+void write_printers(std::ostream& out, const Report& report) {
     Rows rows = {
         {"PRINTER", "DOCUMENTS", "PRINTED", "LATE", "FAILED", "BYTES", "START", "95 %", "THROUGHPUT", "95 %", "HELD"}};
     const auto rate = [](const Quantiles& values, std::uint64_t value) {
@@ -122,7 +125,7 @@ void write_printers(Writer& out, const Report& report) {
     if (rows.size() > 1) out << in_columns(rows) << "\n";
 }
 
-void write_causes(Writer& out, const Report& report) {
+void write_causes(std::ostream& out, const Report& report) {
     const Totals& all = report.sums.all();
     const std::vector<Cause> causes = all.ranked_causes();
     if (causes.empty()) return;
@@ -135,7 +138,7 @@ void write_causes(Writer& out, const Report& report) {
     out << "\n";
 }
 
-void write_rest(Writer& out, const Report& report) {
+void write_rest(std::ostream& out, const Report& report) {
     const std::vector<Finding> findings = report.sums.findings();
     if (!findings.empty()) out << "WHAT STANDS OUT\n";
     for (const Finding& finding : findings) {
@@ -151,7 +154,7 @@ void write_rest(Writer& out, const Report& report) {
 }  // namespace
 
 void write_text(const Report& report, const Options& options, const Sink& sink) {
-    Writer out(sink);
+    std::ostringstream out;
     write_head(out, report);
     write_documents(out, report, options.rows);
     write_printers(out, report);
@@ -161,6 +164,7 @@ void write_text(const Report& report, const Options& options, const Sink& sink) 
     out << counted(all.documents, "document") << ", " << host::size_in_words(all.taken) << ": "
         << grouped(all.of(Outcome::printed) + all.of(Outcome::late)) << " printed, " << grouped(all.failed())
         << " not, " << grouped(all.of(Outcome::unknown)) << " with their end unknown\n";
+    sink(out.str());
 }
 
 }  // namespace tsport::report
