@@ -8,3 +8,5 @@ file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/rapidjson)
 file(CREATE_LINK ${RAPIDJSON_FOLDER}/rapidjson ${CMAKE_BINARY_DIR}/rapidjson/rapidjson SYMBOLIC)
 add_library(rapidjson INTERFACE)
 target_include_directories(rapidjson SYSTEM INTERFACE ${CMAKE_BINARY_DIR}/rapidjson)
+# Before its first allocation its stack adds to a null pointer, which clang's sanitizer reports. Nothing is read there.
+target_compile_options(rapidjson INTERFACE $<$<CXX_COMPILER_ID:Clang>:-fno-sanitize=pointer-overflow>)
