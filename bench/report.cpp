@@ -170,7 +170,7 @@ bool Report::write_json(const std::string& path) const {
     std::ofstream file(path);
     rapidjson::OStreamWrapper stream(file);
     JsonWriter json(stream);
-    json.SetFormatOptions(rapidjson::kFormatSingleLineArray);
+    json.SetIndent(' ', 2);
     json.SetMaxDecimalPlaces(6);
     json.StartArray();
     for (const Row& row : rows_) write_row(json, row);

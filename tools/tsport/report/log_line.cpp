@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
+#include <cstring>
 
 namespace tsport::report {
 namespace {
@@ -21,7 +22,8 @@ int two_digits(const char* text) {
 // "file.cpp:123 - " in front of the message.
 bool take_source(std::string_view& text) {
     const size_t blank = text.find(' ');
-    if (blank == std::string_view::npos || !text.substr(blank).starts_with(" - ")) return false;
+    if (blank == std::string_view::npos || blank + 2 >= text.size()) return false;
+    if (text[blank + 1] != '-' || text[blank + 2] != ' ') return false;
     const size_t colon = text.substr(0, blank).find_last_not_of("0123456789");
     if (colon == std::string_view::npos || colon == 0 || colon + 1 == blank || text[colon] != ':') return false;
     text.remove_prefix(blank + 3);
@@ -87,12 +89,13 @@ LineKind parse_line(std::string_view text, LogLine& line) {
     if (text.ends_with('\r')) text.remove_suffix(1);
     const auto time = parse_timestamp(text);
     if (!time || !text.substr(time_size).starts_with(' ')) return LineKind::foreign;
-    const std::string_view level = text.substr(level_at, level_size);
-    const bool debug = level == "DEBUG: " || level == "DEV  : ";
-    line.error = !debug && level == "ERROR: ";
-    if ((!line.error && !debug && level != "INFO : ") || text.size() == level_at + level_size) {
-        return LineKind::truncated;
-    }
+    if (text.size() <= level_at + level_size) return LineKind::truncated;
+    const auto has_level = [&](const char(&level)[level_size + 1]) {
+        return std::memcmp(&text[level_at], level, level_size) == 0;
+    };
+    const bool debug = has_level("DEBUG: ") || has_level("DEV  : ");
+    line.error = has_level("ERROR: ");
+    if (!debug && !line.error && !has_level("INFO : ")) return LineKind::truncated;
     line.time = *time;
     line.message = text.substr(level_at + level_size);
     line.detailed = take_source(line.message);
