@@ -8,7 +8,7 @@ namespace tsport::report {
 
 enum class Event : std::uint8_t {
     none,  // any other message
-    told,  // of interest in the history of a job alone
+    history_only,  // of interest in the history of a job alone
 
     // Starts and ports.
     monitor_started,

@@ -50,7 +50,7 @@ bool DocumentTracker::process(const LogLine& line) {
 bool DocumentTracker::process_detailed(const LogLine& line, const Message& message) {
     if (message.event == Event::none && line.error) listener_.other_error(line.message);
     // Most lines of a large log say nothing of their document.
-    const bool silent = message.event == Event::none || (message.event == Event::told && !line.error);
+    const bool silent = message.event == Event::none || (message.event == Event::history_only && !line.error);
     if (silent && !listener_.line) return true;
     ThreadState& state = threads_.of(line.thread, line_count_, [this](ThreadState& old) { close(old); });
     state.last_time = line.time;
