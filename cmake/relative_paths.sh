@@ -5,6 +5,8 @@
 set -eu
 folder=$1
 shift
+# A compiler cache keeps what was compiled with a precompiled header only where it may.
+export CCACHE_SLOPPINESS=${CCACHE_SLOPPINESS:-pch_defines,time_macros}
 relative=$(realpath --relative-to=. "$folder")
 arguments=("${@/#$folder/$relative}")
 exec "${arguments[@]/#-I$folder/-I$relative}"

@@ -1,4 +1,5 @@
-// Runs one target over its part of the corpus. A target that finds something aborts the process.
+// Runs one target over its part of the corpus, which is in the folder named. A target that finds something aborts the
+// process.
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -7,9 +8,9 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
-int main() {
+int main(int, char** arguments) {
     int count = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(FUZZ_CORPUS)) {
+    for (const auto& entry : std::filesystem::directory_iterator(arguments[1])) {
         std::printf("%s\n", entry.path().filename().c_str());
         std::fflush(stdout);
         std::ifstream stream(entry.path(), std::ios::binary);

@@ -1,5 +1,8 @@
 #!/usr/bin/env python3
-"""Looks at a finished library or program as Windows and its debuggers will: check_binary.py PATH VERSION"""
+"""Looks at a finished library or program as Windows and its debuggers will:
+
+    check_binary.py PATH VERSION LLVM_VERSION
+"""
 import os
 import re
 import struct
@@ -49,8 +52,9 @@ BINARIES = {
 }
 
 
-def output_of(*command):
-    return subprocess.run(command, check=True, stdout=subprocess.PIPE).stdout.decode()
+def output_of(tool, *arguments):
+    """What one of LLVM's tools prints, in the version that the last argument of the program names."""
+    return subprocess.run([f"{tool}-{sys.argv[-1]}", *arguments], check=True, stdout=subprocess.PIPE).stdout.decode()
 
 
 def resources_of(text):
@@ -77,7 +81,7 @@ def image_checks(path):
     """Every check as (what is asked, what must be there, what is there)."""
     name = os.path.basename(path)
     expected = BINARIES[name]
-    text = output_of("llvm-readobj-16", "--file-headers", "--sections", "--coff-imports", "--coff-exports", path)
+    text = output_of("llvm-readobj", "--file-headers", "--sections", "--coff-imports", "--coff-exports", path)
     is_library = name.endswith(".dll")
     yield "64-bit image for x64", (True, True), ("IMAGE_FILE_MACHINE_AMD64" in text, "Magic: 0x20B\n" in text)
     yield "library", is_library, "IMAGE_FILE_DLL " in text
@@ -106,7 +110,7 @@ def image_checks(path):
 def resource_checks(path, version):
     name = os.path.basename(path)
     expected = BINARIES[name]
-    resources = resources_of(output_of("llvm-readobj-16", "--coff-resources", path))
+    resources = resources_of(output_of("llvm-readobj", "--coff-resources", path))
     yield "languages", {ENGLISH}, {key[2] for key in resources if key[0] != MANIFEST}
     strings = b"".join(data for key, data in resources.items() if key[0] == STRING_TABLE)
     yield "missing strings", [], [text for text in expected["strings"] if text.encode("utf-16-le") not in strings]
@@ -130,14 +134,16 @@ def resource_checks(path, version):
 
 def symbol_checks(path):
     pdb = os.path.splitext(path)[0] + ".pdb"
-    debug = output_of("llvm-readobj-16", "--coff-debug-directory", path)
+    debug = output_of("llvm-readobj", "--coff-debug-directory", path)
     yield "name of the symbols' file, without a folder", [os.path.basename(pdb)], re.findall(r"PDBFileName: (.*)", debug)
-    identity = bytes.fromhex(re.search(r"PDBGUID: \(([0-9A-F ]+)\)", debug)[1])
-    fields = "%08X-%04X-%04X-" % struct.unpack("<IHH", identity[:8]) + identity[8:10].hex() + "-" + identity[10:].hex()
-    summary = output_of("llvm-pdbutil-16", "dump", "--summary", pdb)
-    yield "identity of the symbols", fields.upper(), re.search(r"GUID: \{(.*)\}", summary)[1].upper()
+    identity = re.search(r"PDBGUID: [({]([0-9A-F -]+)[)}]", debug)[1]
+    if " " in identity:  # up to version 18 its bytes are printed
+        data = bytes.fromhex(identity)
+        identity = "%08X-%04X-%04X-" % struct.unpack("<IHH", data[:8]) + data[8:10].hex() + "-" + data[10:].hex()
+    summary = output_of("llvm-pdbutil", "dump", "--summary", pdb)
+    yield "identity of the symbols", identity.upper(), re.search(r"GUID: \{(.*)\}", summary)[1].upper()
 
-    symbols = output_of("llvm-pdbutil-16", "dump", "--symbols", "-l", pdb)
+    symbols = output_of("llvm-pdbutil", "dump", "--symbols", "-l", pdb)
     for function, source in BINARIES[os.path.basename(path)]["functions"].items():
         yield f"symbol {function}", True, f"`{function}`\n" in symbols
         yield f"source of {function}", True, f"\nC:\\tsprintportmon\\{source} (MD5" in symbols
@@ -154,4 +160,4 @@ def checks(path, version):
 
 
 if __name__ == "__main__":
-    sys.exit(report(checks(*sys.argv[1:])))
+    sys.exit(report(checks(*sys.argv[1:-1])))
