@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # The Windows library: builds it here and runs under Wine what can run there. `./run windows` takes its steps from here;
-# say() and version() are there.
+# say() and what counts and times tests are there.
 windows_folder=$PWD/build/windows
 windows_native=$PWD/build/native
 windows_passed=0
@@ -19,10 +19,13 @@ windows_count() {
 # A program under Wine, as the tests run it.
 windows_wine() { cmake/wine.sh "$windows_folder/wine" "$@"; }
 
-# windows_count_cases OUTPUT STATUS: the cases in the output of a program that GoogleTest drives, or that ends with
-# "N passed, N failed".
+# The server of a prefix, as cmake/wine.sh starts it: windows_server PREFIX OPTION
+windows_server() { env -u TMPDIR WINEPREFIX="$1" wineserver "$2"; }
+
+# windows_count_cases OUTPUT STATUS REPEAT: the cases in the output of a program that GoogleTest drives, or that ends with
+# "N passed, N failed". REPEAT is the command that the name of a case completes, or repeats all where there are no cases.
 windows_count_cases() {
-    local output=$1 result=$2 cases bad
+    local output=$1 result=$2 repeat=$3 cases bad
     cases=$(sed -nE 's/^.*\[  PASSED  \] ([0-9]+) tests?\..*/\1/p; s/^(.* )?([0-9]+) passed, [0-9]+ failed$/\2/p' "$output" | tail -1)
     bad=$(sed -nE 's/^.*\[  FAILED  \] ([0-9]+) tests?, listed below:.*/\1/p; s/^(.* )?[0-9]+ passed, ([0-9]+) failed$/\2/p' \
         "$output" | tail -1)
@@ -30,20 +33,25 @@ windows_count_cases() {
     [[ $result -eq 0 || ${bad:-0} -ne 0 ]] || bad=1
     windows_passed=$((windows_passed + ${cases:-0}))
     windows_failed=$((windows_failed + ${bad:-0}))
-    [[ $result -eq 0 ]] || grep -vE '\[ +(OK|RUN) +' "$output" | tail -n 100 >&2
+    [[ $result -ne 0 ]] || return 0
+    say_what_failed "$output" "$repeat"
+    say "The whole of it is in $output."
 }
 
 # Every ctest entry.
 windows_test() {
-    local names name output result
+    local names name output result started number=0
     mkdir -p "$windows_folder/reports"
-    mapfile -t names < <(ctest --test-dir "$windows_folder" -N | sed -nE 's/^ *Test *#[0-9]+: //p')
+    mapfile -t names < <(tests_of windows)
     for name in "${names[@]}"; do
-        say "build/windows: $name ..."
+        say "build/windows: $name ($((++number)) of ${#names[@]}) ..."
         output=$windows_folder/reports/$name.log
         result=0
+        started=$EPOCHREALTIME
         ctest --test-dir "$windows_folder" -R "^$name\$" --verbose </dev/null >"$output" 2>&1 || result=$?
-        windows_count_cases "$output" $result
+        note_time "build/windows: $name" "$started"
+        windows_count_cases "$output" $result \
+            "cmake/wine.sh \$PWD/build/windows/wine build/windows/bin/$name.exe --gtest_filter="
     done
 }
 
@@ -86,7 +94,8 @@ windows_spooler() {
     mkdir -p "$windows_folder/reports"
     timeout 600 cmake/wine.sh "$windows_folder/wine-spooler" build/windows/bin/spooler_tests.exe \
         >"$output" 2>&1 </dev/null || result=$?
-    windows_count_cases "$output" $result
+    windows_count_cases "$output" $result \
+        "cmake/wine.sh \$PWD/build/windows/wine-spooler build/windows/bin/spooler_tests.exe --gtest_filter="
 }
 
 # Every course of a document, as ./run demo shows them.
@@ -106,7 +115,7 @@ windows_on_display() {
     # A desktop of Wine's own: no window manager is there to draw frames, and the display takes the focus from nobody.
     cmake/wine.sh "$prefix" reg add 'HKCU\Software\Wine\Explorer' /v Desktop /d Default /f >/dev/null
     cmake/wine.sh "$prefix" reg add 'HKCU\Software\Wine\Explorer\Desktops' /v Default /d 1600x1200 /f >/dev/null
-    WINEPREFIX=$prefix wineserver --wait  # both count from the next start
+    windows_server "$prefix" --wait  # both count from the next start
     : >"$windows_folder/display"
     Xvfb -displayfd 5 -screen 0 1600x1200x24 -nolisten tcp 5>"$windows_folder/display" >/dev/null 2>&1 </dev/null &
     server=$!
@@ -116,7 +125,7 @@ windows_on_display() {
         sleep 0.1
     done
     WINE_DISPLAY=:$number timeout 900 cmake/wine.sh "$prefix" "$@" </dev/null || result=$?
-    WINEPREFIX=$prefix wineserver --kill || true
+    windows_server "$prefix" --kill || true
     kill "$server" 2>/dev/null || true
     wait "$server" 2>/dev/null || true
     return $result
@@ -128,7 +137,7 @@ windows_ui() {
     say "The port dialogs under Wine ..."
     mkdir -p "$windows_folder/reports"
     windows_on_display 96 build/windows/ui/ui_tests.exe >"$output" 2>&1 || result=$?
-    windows_count_cases "$output" $result
+    windows_count_cases "$output" $result "GTEST_FILTER=CASE ./run windows ui, with CASE="
 }
 
 # The pictures of the dialogs in docs/, in the fonts that Debian has for Wine.
@@ -155,7 +164,7 @@ windows_package() {
         output=$windows_folder/reports/check_$check.log
         result=0
         tests/package/check_$check.py build/windows "$(version)" >"$output" 2>&1 || result=1
-        windows_count_cases "$output" $result
+        windows_count_cases "$output" $result "tests/package/check_$check.py build/windows $(version)"
     done
     packaging/package.sh build/windows "$(version)"
 }

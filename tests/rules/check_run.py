@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Looks at ./run itself: what it says of its commands, wrong lines, build folders of other checkouts, and Ctrl-C."""
+"""Looks at ./run itself: what it says of its commands, wrong lines, build folders of other checkouts, chosen and failed
+tests, and Ctrl-C."""
 import os
 import re
 import shutil
@@ -10,20 +11,43 @@ import tempfile
 import time
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-# A project with targets of the names that ./run tools builds. The first one stops in the middle when a file says so.
+# A project with targets of the names that ./run tools builds, and a test. The first target stops in the middle when a file
+# says so.
 PROJECT = """cmake_minimum_required(VERSION 3.25)
 project(small LANGUAGES NONE)
 foreach(tool fakeprinter tsport)
   add_custom_target(${tool})
 endforeach()
 add_custom_target(spoolhost COMMAND ${CMAKE_SOURCE_DIR}/stop)
+enable_testing()
+add_test(NAME small_tests COMMAND ${CMAKE_SOURCE_DIR}/small_tests)
 """
 STOP = """#!/bin/sh
 mktemp >/dev/null
 [ ! -e wait ] || { touch waiting; sleep 60; }
 """
-PRESETS = """{"version": 6, "configurePresets": [{"name": "native", "generator": "Ninja",
- "binaryDir": "${sourceDir}/build/${presetName}"}]}"""
+# What GoogleTest prints, of a case that passed, one that failed and one that crashed.
+SMALL_TESTS = """#!/bin/sh
+cat <<END
+filter: $GTEST_FILTER
+[ RUN      ] Suite.Good
+[       OK ] Suite.Good (0 ms)
+[ RUN      ] Suite.Bad
+what is wrong
+[  FAILED  ] Suite.Bad (0 ms)
+[ RUN      ] Suite.Crash
+END
+exit 1
+"""
+FAILURES = """[ RUN      ] Suite.Bad
+what is wrong
+[  FAILED  ] Suite.Bad (0 ms)
+    To repeat it alone: ./run test Suite.Bad
+"""
+CRASH = "    To repeat it alone: ./run test Suite.Crash\n"
+PRESETS = """{"version": 6, "configurePresets": [
+ {"name": "native", "generator": "Ninja", "binaryDir": "${sourceDir}/build/${presetName}"},
+ {"name": "asan", "inherits": "native"}]}"""
 
 
 def run(*words, folder=ROOT):
@@ -42,7 +66,7 @@ def line_checks():
         yield f"{command} --help", (0, True, ""), (status, text.startswith(f"  ./run {command}") and text in usage, errors)
         yield f"help {command}", (0, text, ""), run("help", command)
         yield f"{command} --hlep", (2, "", f"./run {command}: unknown option --hlep\n" + text), run(command, "--hlep")
-    for words, why in {("windows", "test", "tset"): "unknown step tset", ("test", "quickly"): "too many arguments: quickly",
+    for words, why in {("windows", "test", "tset"): "unknown step tset", ("test", "one", "two"): "too many arguments: two",
                        ("fuzz", "ten"): "no number: ten", ("faults", "--seed"): "--seed needs a value"}.items():
         status, text, errors = run(*words)
         yield " ".join(words), (2, "", f"./run {words[0]}: {why}"), (status, text, errors.splitlines()[0])
@@ -53,11 +77,13 @@ def build_checks():
         first, second, temporary = (os.path.join(folder, name) for name in ("first", "second", "temporary"))
         os.environ["TMPDIR"] = temporary
         os.mkdir(temporary)
-        os.mkdir(first)
-        for name, text in {"CMakeLists.txt": PROJECT, "CMakePresets.json": PRESETS, "stop": STOP}.items():
+        for name, text in {"CMakeLists.txt": PROJECT, "CMakePresets.json": PRESETS, "stop": STOP,
+                           "small_tests": SMALL_TESTS, "tests/small/suite.cpp": "TEST(Suite, Bad) {}\n"}.items():
+            os.makedirs(os.path.dirname(os.path.join(first, name)), exist_ok=True)
             with open(os.path.join(first, name), "w", encoding="ascii") as file:
                 file.write(text)
-        os.chmod(os.path.join(first, "stop"), 0o755)
+        for name in "stop", "small_tests":
+            os.chmod(os.path.join(first, name), 0o755)
         shutil.copy(os.path.join(ROOT, "run"), first)
         paths = [f"{second}/build/native/bin/{name}" for name in ("spoolhost", "fakeprinter", "tsport")]
         yield "tools", 0, run("tools", folder=first)[0]
@@ -65,6 +91,13 @@ def build_checks():
         yield "tools, elsewhere", (0, paths, True), (lambda status, text, errors: (
             status, text.split(), f"belongs to {first}" in errors))(*run("tools", folder=second))
         yield "tools, once more", False, "belongs to" in run("tools", folder=second)[2]
+        for name, passed_on in {"Suite": "Suite.*:*/Suite.*", "S*.Bad": "S*.Bad", "small_tests": ""}.items():
+            status, text, errors = run("test", name, folder=second)
+            yield f"test {name}", (1, "0 passed, 1 failed\n", True, True, True), (
+                status, text, f"filter: {passed_on}\n" in errors, FAILURES in errors, CRASH in errors)
+        status, text, errors = run("test", "Sweet.Bad", folder=second)
+        yield "test of no such name", (2, "", "./run test: no program or case of that name: Sweet.Bad"), (
+            status, text, errors.splitlines()[0])
         yield "temporary files", [], os.listdir(temporary)
 
         open(os.path.join(second, "build/native/wait"), "w", encoding="ascii").close()

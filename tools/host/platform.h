@@ -29,7 +29,7 @@ class Utf8Console {
     Utf8Console& operator=(const Utf8Console&) = delete;
 
   private:
-    unsigned before_;
+    [[maybe_unused]] unsigned before_;  // the console's code page, on Windows
 };
 
 // Removes what the registry holds for the monitor and its print server.
