@@ -6,6 +6,7 @@ set -eu
 WINEPREFIX=$1
 shift
 unset DISPLAY WAYLAND_DISPLAY
+unset TMPDIR  # Debian's Wine 10 crashes where it is set
 export WINEPREFIX WINEARCH=win64 WINEDEBUG="${WINEDEBUG:--all}" LC_ALL=C.UTF-8
 export WINEDLLOVERRIDES="${WINEDLLOVERRIDES:-mscoree,mshtml,winemenubuilder.exe=}"
 

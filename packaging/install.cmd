@@ -72,9 +72,9 @@ if errorlevel 1 goto :back
 echo The former library is kept in "%programs%\former\%number%".
 :kept
 for %%t in (%targets%) do (
-    if exist %%t move /y %%t "%%~t.old" >nul 2>&1
-    if exist %%t goto :in_use
-    move /y "%%~t.new" %%t >nul 2>&1
+    if exist "%%~t" move /y "%%~t" "%%~t.old" >nul 2>&1
+    if exist "%%~t" goto :in_use
+    move /y "%%~t.new" "%%~t" >nul 2>&1
     if exist "%%~t.new" goto :in_use
 )
 reg add "%key%" /v Driver /t REG_SZ /d tsprintportmon.dll /f >nul
@@ -92,8 +92,8 @@ exit /b 0
 echo A file is in use: close tsport and the programs that show the port dialogs.
 :back
 for %%t in (%targets%) do (
-    if not exist "%%~t.new" del /q %%t
-    if not exist %%t if exist "%%~t.old" move /y "%%~t.old" %%t >nul
+    if not exist "%%~t.new" del /q "%%~t"
+    if not exist "%%~t" if exist "%%~t.old" move /y "%%~t.old" "%%~t" >nul
 )
 call :start
 echo The installation failed. What was installed before is in place again.
@@ -117,6 +117,8 @@ if not exist "%system%\%~1" exit /b 0
 for %%f in ("%system%\%~1") do set "size=%%~zf"
 for %%f in ("%here%%~1") do if not "%%~zf"=="%size%" set "differs=1"
 fc /b "%system%\%~1" "%here%%~1" >nul 2>&1
+rem Not every fc compares bytes: it then says 2, as for a file that is not there.
+if errorlevel 2 fc "%system%\%~1" "%here%%~1" >nul 2>&1
 if errorlevel 1 set "differs=1"
 exit /b 0
 

@@ -35,8 +35,8 @@ call :stop
 if errorlevel 1 exit /b 1
 for %%t in (%libraries%) do (
     if exist "%%~t.old" del /q "%%~t.old" >nul 2>&1
-    if exist %%t move /y %%t "%%~t.old" >nul 2>&1
-    if exist %%t goto :in_use
+    if exist "%%~t" move /y "%%~t" "%%~t.old" >nul 2>&1
+    if exist "%%~t" goto :in_use
 )
 reg query "%key%" /v Driver >nul 2>&1
 if not errorlevel 1 (
@@ -60,7 +60,7 @@ if exist "%programs%\former\" echo Former libraries stay in "%programs%\former".
 :in_use
 echo A library in %system% is in use: close the programs that show its dialogs.
 :back
-for %%t in (%libraries%) do if exist "%%~t.old" move /y "%%~t.old" %%t >nul
+for %%t in (%libraries%) do if exist "%%~t.old" move /y "%%~t.old" "%%~t" >nul
 call :start
 echo Nothing was removed.
 exit /b 1

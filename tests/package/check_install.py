@@ -219,7 +219,9 @@ def build_older(build, folder):
 def main():
     build, new = sys.argv[1:]
     prefix = os.path.join(os.path.abspath(build), "wine-install")
-    end_wine = functools.partial(subprocess.run, ["wineserver", "--kill"], env={**os.environ, "WINEPREFIX": prefix}, check=False)
+    # As in cmake/wine.sh.
+    environment = {name: value for name, value in os.environ.items() if name != "TMPDIR"} | {"WINEPREFIX": prefix}
+    end_wine = functools.partial(subprocess.run, ["wineserver", "--kill"], env=environment, check=False)
     if os.path.exists(prefix):
         end_wine()  # what an interrupted run has left
         shutil.rmtree(prefix)

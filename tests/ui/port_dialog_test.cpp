@@ -1,5 +1,8 @@
 // The dialog in which a port is added or configured.
+#include <algorithm>
 #include <atomic>
+#include <cstddef>
+#include <cstdint>
 
 #include "tests/ui/dialogs.h"
 #include "tools/peer/tcp_printer.h"
@@ -366,35 +369,38 @@ TEST_F(PrinterTest, AServerThatDoesNotAnswerBlocksNothing) {
 TEST_F(PrinterTest, AHundredDialogsLeaveNothingBehind) {
     const SilentPrinter printer;
     spooler.config = make_config(L"Office", L"127.0.0.1", printer.port());
-    constexpr int kWarm = 10;
-    constexpr int kDialogs = 100;
-    std::atomic<int> shown = 0;
-    Desk desk([&](HWND window) -> BOOL {
-        for (; shown < kWarm + kDialogs; ++shown) functions().pfnConfigurePortUI(nullptr, window, L"Office");
-        return TRUE;
-    });
-    size_t handles_before = 0;
-    size_t memory_before = 0;
-    DWORD objects_before = 0;
-    HWND dialog = nullptr;
-    for (int i = 0; i < kWarm + kDialogs; ++i) {
-        if (i == kWarm) {
-            handles_before = handles();
-            memory_before = memory();
-            objects_before = GetGuiResources(GetCurrentProcess(), GR_USEROBJECTS);
+    constexpr int kRounds = 5;
+    constexpr int kDialogs = 20;  // in a round
+    const auto show = [this](int dialogs) {
+        std::atomic<int> shown = 0;
+        Desk desk([&](HWND window) -> BOOL {
+            for (; shown < dialogs; ++shown) functions().pfnConfigurePortUI(nullptr, window, L"Office");
+            return TRUE;
+        });
+        HWND dialog = nullptr;
+        for (int i = 0; i < dialogs; ++i) {
+            EXPECT_TRUE(wait_until([&] { return shown == i; }));
+            dialog = desk.front_after(dialog);
+            ASSERT_NE(dialog, nullptr);
+            PostMessageW(GetDlgItem(dialog, IDC_TEST), BM_CLICK, 0, 0);
+            EXPECT_TRUE(Desk::begins(dialog, IDC_TEST_RESULT, L"Connecting"));
+            PostMessageW(dialog, WM_COMMAND, IDCANCEL, 0);
         }
-        EXPECT_TRUE(wait_until([&] { return shown == i; }));
-        dialog = desk.front_after(dialog);
-        ASSERT_NE(dialog, nullptr);
-        PostMessageW(GetDlgItem(dialog, IDC_TEST), BM_CLICK, 0, 0);
-        EXPECT_TRUE(Desk::begins(dialog, IDC_TEST_RESULT, L"Connecting"));
-        PostMessageW(dialog, WM_COMMAND, IDCANCEL, 0);
+        expect_end(desk, ERROR_SUCCESS);
+    };
+    show(10);
+    const size_t handles_before = handles();
+    const DWORD objects_before = GetGuiResources(GetCurrentProcess(), GR_USEROBJECTS);
+    // What leaks does so in each round; some heaps take a large block for many small ones now and then.
+    ptrdiff_t least_growth = PTRDIFF_MAX;
+    for (int round = 0; round < kRounds; ++round) {
+        const size_t memory_before = memory();
+        show(kDialogs);
+        EXPECT_TRUE(wait_until([&] { return handles() <= handles_before + kDialogs / 2; }))
+            << handles_before << " handles before, " << handles() << " now";
+        least_growth = std::min(least_growth, static_cast<ptrdiff_t>(memory() - memory_before));
     }
-    expect_end(desk, ERROR_SUCCESS);
-    EXPECT_TRUE(wait_until([&] { return handles() <= handles_before + kDialogs / 10; }))
-        << handles_before << " handles before, " << handles() << " now";
-    EXPECT_TRUE(wait_until([&] { return memory() <= memory_before + 100 * kDialogs; }))
-        << memory_before << " bytes before, " << memory() << " now";
+    EXPECT_LE(least_growth, 100 * kDialogs);
     EXPECT_LE(GetGuiResources(GetCurrentProcess(), GR_USEROBJECTS), objects_before);
 }
 
