@@ -4,7 +4,7 @@
 #include <cmath>
 #include <fstream>
 
-#include "tools/host/text.h"
+#include "host/text.h"
 
 namespace bench {
 namespace {

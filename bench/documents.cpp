@@ -5,7 +5,7 @@
 
 #include "bench/plan.h"
 #include "bench/print_server.h"
-#include "tools/peer/pattern.h"
+#include "testbed/test_printer/pattern.h"
 
 namespace bench {
 namespace {
@@ -21,7 +21,7 @@ double rate(std::uint64_t bytes, double seconds) {
 
 std::vector<char> buffer_of(size_t size) {
     std::vector<char> data(size);
-    peer::Pattern().fill(data.data(), data.size());
+    test_printer::Pattern().fill(data.data(), data.size());
     return data;
 }
 

@@ -3,15 +3,15 @@
 
 #include "bench/plan.h"
 #include "bench/print_server.h"
-#include "tools/host/platform.h"
-#include "tools/host/records.h"
+#include "host/platform.h"
+#include "testbed/records.h"
 
 namespace bench {
 namespace {
 
 // What brings the helper into play for the next document.
 void force_next(const PrintServer& server) {
-    require(host::write_force_attributes_records(server.folder, "Printer 0", PrintServer::kFirstJob),
+    require(testbed::write_force_attributes_records(server.folder, "Printer 0", PrintServer::kFirstJob),
             "the records of forced attributes cannot be written");
 }
 

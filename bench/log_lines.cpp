@@ -5,8 +5,8 @@
 #include "bench/plan.h"
 #include "common/global.h"
 #include "common/log.h"
-#include "tools/host/platform.h"
-#include "tools/host/setup.h"
+#include "host/platform.h"
+#include "host/setup.h"
 
 namespace bench {
 namespace {

@@ -2,9 +2,9 @@
 #include <cstdio>
 
 #include "bench/plan.h"
-#include "tools/command_line/options.h"
-#include "tools/host/platform.h"
-#include "tools/host/text.h"
+#include "host/command_line/options.h"
+#include "host/platform.h"
+#include "host/text.h"
 
 namespace {
 

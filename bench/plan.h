@@ -2,7 +2,7 @@
 #pragma once
 
 #include "bench/bench.h"
-#include "tools/host/monitor_host.h"
+#include "host/monitor_host.h"
 
 namespace bench {
 

@@ -4,11 +4,11 @@
 #include <string>
 #include <vector>
 
-#include "tools/host/print_server.h"
+#include "testbed/print_server.h"
 
 namespace bench {
 
-class PrintServer : public host::PrintServer {
+class PrintServer : public testbed::PrintServer {
   public:
     // Stores `ports` ports that lead to the receiver's TCP port; start() loads the monitor.
     PrintServer(std::uint16_t receiver_port, unsigned ports);

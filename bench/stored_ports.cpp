@@ -1,7 +1,7 @@
 // A server with many ports: the start of the monitor, the list of its ports, and finding one of them.
 #include "bench/plan.h"
 #include "bench/print_server.h"
-#include "tools/host/ports.h"
+#include "host/ports.h"
 
 namespace bench {
 namespace {

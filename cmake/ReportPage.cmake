@@ -40,7 +40,7 @@ set(data "<script type=\"application/json\" id=\"report\">")
 replace("${data}" "</script>" "${data}@REPORT@</script>")
 replace("<script src=" "report.js\"></script>" "<script>${script}</script>")
 
-file(WRITE ${OUTPUT} "#include \"tools/tsport/report/page.h\"\n
+file(WRITE ${OUTPUT} "#include \"tsport/report/page.h\"\n
 namespace tsport::report {\n
 const std::string_view page_template = R\"PAGE(${page})PAGE\";\n
 }  // namespace tsport::report\n")

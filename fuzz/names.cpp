@@ -6,9 +6,9 @@
 #include "common/serialize_settings.h"
 #include "common/util.h"
 #include "fuzz/support.h"
-#include "tools/host/platform.h"
-#include "tools/host/print_server.h"
-#include "tools/host/records.h"
+#include "host/platform.h"
+#include "testbed/print_server.h"
+#include "testbed/records.h"
 #include "winapi/linux/control.h"
 #include "winapi/linux/handle.h"
 
@@ -22,14 +22,14 @@ constexpr DWORD kJob = 7;
 constexpr const char* kRecords[] = {"forceattr", "hpc", "notapprovedjobs", "settings"};
 
 // One for all inputs. A printer on loopback has a port, and so has one that is switched off.
-struct Server : host::PrintServer {
+struct Server : testbed::PrintServer {
     Server() : PrintServer(fuzz::scratch()), printer(add_printer(W("On"))) {
         std::string why;
         host::store_port(W("Off"), W("127.0.0.1"), 1);
         REQUIRE(set_up({"Debug=on", "IsPrintingBasedOnPortMonitor=on", "LogRotateSizeKBytes=64"}, why));
         REQUIRE(try_load(why));
     }
-    peer::TcpPrinter& printer;
+    test_printer::TcpPrinter& printer;
 };
 
 // A record under its own name; not when the file system refuses the name.
@@ -40,15 +40,15 @@ void leave_record(const Server& server, const char* kind, const char* file_name,
     if (size > 0 && size <= 255) fuzz::write_file(path, contents);
 }
 
-void leave_records(const Server& server, const Text& full_name, const host::Course& course) {
+void leave_records(const Server& server, const Text& full_name, const testbed::Course& course) {
     // Behind the server in front of it, if there is one.
     const size_t begin = full_name.starts_with(W("\\\\")) ? full_name.find(W('\\'), 2) + 1 : 0;
     const std::string printer = winapi::to_utf8(full_name.substr(begin).c_str());
     char file_name[255];
     serialize_msf_filename(file_name, sizeof file_name, printer.c_str(), "7");
-    if (course.forced) leave_record(server, "forceattr", file_name, host::force_attributes_record());
+    if (course.forced) leave_record(server, "forceattr", file_name, testbed::force_attributes_record());
     serialize_settings_filename(file_name, sizeof file_name, printer.c_str());
-    if (course.checked) leave_record(server, "settings", file_name, host::settings_record());
+    if (course.checked) leave_record(server, "settings", file_name, testbed::settings_record());
     if (course.not_approved) leave_record(server, "notapprovedjobs", "7.notapproved", "");
     HpcJobRecord record = {"", kJob, 0};
     util_strncpy(record.printer_name, winapi::to_utf8(full_name.c_str()).c_str(), sizeof record.printer_name);
@@ -105,7 +105,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (is_registered) spooler_sim::add_printer(name);
     leave_records(server, name,
                   {.not_approved = (course & 0x30) == 0x30, .checked = course >= 0x80, .forced = (course & 0x40) != 0});
-    host::Document document = host::PrintServer::document(name, host::memory_source(document_data));
+    host::Document document = testbed::PrintServer::document(name, host::memory_source(document_data));
     document.port = is_on ? W("On") : W("Off");
     document.job_id = kJob;
     print(server, document, document_data, is_registered && is_on);

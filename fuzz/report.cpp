@@ -3,8 +3,8 @@
 #include <rapidjson/document.h>
 
 #include "fuzz/support.h"
-#include "tools/host/text.h"
-#include "tools/tsport/report/report.h"
+#include "host/text.h"
+#include "tsport/report/report.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
 // The configuration channel and the calls on the port list beside it: a sequence of them. Names stay unique, what fails
 // changes nothing, the registry holds the same ports, and the next start brings them back.
 #include "fuzz/support.h"
-#include "tools/host/platform.h"
-#include "tools/host/ports.h"
-#include "tools/host/print_server.h"
+#include "host/platform.h"
+#include "host/ports.h"
+#include "testbed/print_server.h"
 #include "winapi/linux/control.h"
 
 namespace {
@@ -170,7 +170,7 @@ bool run(const MonitorHost& monitor, Input& input) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     winapi::allow_dns(false);
-    host::PrintServer server(fuzz::scratch());
+    testbed::PrintServer server(fuzz::scratch());
     // The library stays: it counts what its code has been through.
     static const HMODULE library = LoadLibraryW(host::windows_path(server.load_options.library).c_str());
     REQUIRE(library != nullptr);

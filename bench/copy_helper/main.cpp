@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/ts-print-monitor/platform.h"
+#include "testbed/helper/platform.h"
 
 namespace {
 

@@ -12,7 +12,7 @@
 #include "bench/plan.h"
 #include "bench/print_server.h"
 #include "common/log.h"
-#include "tools/host/platform.h"
+#include "host/platform.h"
 #include "winapi/linux/fault.h"
 
 namespace bench {

@@ -6,8 +6,8 @@
 
 #include "bench/plan.h"
 #include "bench/print_server.h"
-#include "tools/host/platform.h"
-#include "tools/tsport/run.h"
+#include "host/platform.h"
+#include "tsport/run.h"
 
 namespace bench {
 namespace {

@@ -10,7 +10,7 @@
 
 #include "bench/linux/cases.h"
 #include "bench/linux/others.h"
-#include "tools/host/platform.h"
+#include "host/platform.h"
 #include "winapi/linux/control.h"
 
 namespace bench {

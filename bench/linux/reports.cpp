@@ -12,7 +12,7 @@
 #include "bench/linux/others.h"
 #include "bench/plan.h"
 #include "bench/print_server.h"
-#include "tools/host/platform.h"
+#include "host/platform.h"
 
 namespace bench {
 namespace {

@@ -8,7 +8,7 @@
 #include "bench/print_server.h"
 #include "bench/windows/cases.h"
 #include "bench/windows/imports.h"
-#include "tools/host/platform.h"
+#include "host/platform.h"
 
 namespace bench {
 namespace {

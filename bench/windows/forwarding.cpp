@@ -2,7 +2,7 @@
 #include <algorithm>
 
 #include "bench/plan.h"
-#include "tools/host/platform.h"
+#include "host/platform.h"
 
 namespace bench {
 namespace {

@@ -9,7 +9,7 @@
 #include <mutex>
 
 #include "bench/plan.h"
-#include "tools/host/platform.h"
+#include "host/platform.h"
 #include "winapi/spooler_sim/windows/imports.h"
 
 namespace bench {

@@ -6,10 +6,10 @@
 #include <regex>
 #include <thread>
 
+#include "host/ports.h"
+#include "testbed/print_server.h"
+#include "testbed/records.h"
 #include "tests/support/files.h"
-#include "tools/host/ports.h"
-#include "tools/host/print_server.h"
-#include "tools/host/records.h"
 
 namespace {
 
@@ -47,9 +47,9 @@ struct Page {
 };
 
 // A print server of its own for each scene.
-class Scene : public host::PrintServer {
+class Scene : public testbed::PrintServer {
   public:
-    explicit Scene(const std::string& name) : host::PrintServer(root + "/Установка Ж") {
+    explicit Scene(const std::string& name) : testbed::PrintServer(root + "/Установка Ж") {
         transcript << "\n==== " << name << '\n';
         std::error_code ignored;
         fs::remove_all(path_of(root), ignored);
@@ -67,7 +67,7 @@ class Scene : public host::PrintServer {
     void write(const std::string& name, const std::string& text) {
         test::write_file(path_of(folder.base + "/" + name), text);
     }
-    void add_printer(const Text& name) { printers.push_back(&host::PrintServer::add_printer(name)); }
+    void add_printer(const Text& name) { printers.push_back(&testbed::PrintServer::add_printer(name)); }
 
     void print(const Page& page) {
         host::Document job = document(page.printer, host::generated_source(page.size, page.size), page.write_size);
@@ -96,16 +96,16 @@ class Scene : public host::PrintServer {
         }
     }
 
-    std::vector<peer::TcpPrinter*> printers;
+    std::vector<test_printer::TcpPrinter*> printers;
 
   private:
     void note_printers() {
-        for (peer::TcpPrinter* const printer : printers) {
+        for (test_printer::TcpPrinter* const printer : printers) {
             printer->wait_for_ends(printer->connections());
             for (size_t i = 0; i < printer->connections(); ++i) {
-                const peer::Connection connection = printer->connection(i);
-                note("printed: " + std::to_string(connection.bytes) + " bytes, " + peer::end_in_words(connection.end) +
-                     ", " + connection.sha256);
+                const test_printer::Connection connection = printer->connection(i);
+                note("printed: " + std::to_string(connection.bytes) + " bytes, " +
+                     test_printer::end_in_words(connection.end) + ", " + connection.sha256);
             }
         }
     }
@@ -134,9 +134,9 @@ class Scene : public host::PrintServer {
 // -- The set ---------------------------------------------------------------------------------------------------------
 
 // Step by step: how much of a document a printer takes before it is lost would else be a matter of time.
-void lose_printer(Scene& scene, peer::TcpPrinter& printer) {
+void lose_printer(Scene& scene, test_printer::TcpPrinter& printer) {
     const Text name = W("Принтер");
-    peer::Behaviour broken;
+    test_printer::Behaviour broken;
     broken.reset_after = 1000;
     printer.behave_once(broken);
     spooler_sim::add_job(name, 5, W("doc"), W("Ирина"));
@@ -165,7 +165,7 @@ void lose_printer(Scene& scene, peer::TcpPrinter& printer) {
     scene.note_job(job);
 }
 
-void configure_ports(Scene& scene, peer::TcpPrinter& printer) {
+void configure_ports(Scene& scene, test_printer::TcpPrinter& printer) {
     const auto send_config = [&](LPCWSTR command, const Text& name, const Text& address, DWORD port) {
         const host::PortConfig config = host::port_config(name, address, port);
         scene.note(host::to_utf8(Text(command) + W(" ") + name) + ": " +
@@ -205,7 +205,7 @@ const struct {
     std::vector<Page> pages;
     std::vector<std::pair<std::string, std::string>> files = {};
     void (*before)(Scene& scene) = nullptr;                            // the monitor is loaded
-    void (*after)(Scene& scene, peer::TcpPrinter& printer) = nullptr;  // the pages; with the first of the printers
+    void (*after)(Scene& scene, test_printer::TcpPrinter& printer) = nullptr;  // the pages; with the first of the printers
 } scenes[] = {
     {"names", kDebug + "IsPrintingBasedOnPortMonitor=on\n",
      {W("Office"), kOdd, W("Εκτυπωτής"), W("Принтер 1"), W("プリンタ"), W("a/b:c*?"), kHalfPair, W("\U0001F5A8 paper"), Text(64, W('Щ'))},
@@ -224,11 +224,11 @@ const struct {
     {"configuration", kDebug, {W("Ж")}, {}, {}, nullptr, configure_ports},
     // From a folder whose name no single code page holds.
     {"helper", kDebug, {kName}, {{kName, 5000, 1000, 7}},
-     {{"spool/settings/Принтер.dat", host::settings_record()},
+     {{"spool/settings/Принтер.dat", testbed::settings_record()},
       {"ts-print-monitor.script", "run 1: on startdoc WAIT \"Door Open\" for 50 ms then OK\n"}},
-     [](Scene& scene) { host::install_helper(scene.folder); },
-     [](Scene& scene, peer::TcpPrinter&) {  // the start would have swept these away
-         host::write_force_attributes_records(scene.folder, "Принтер", 8);
+     [](Scene& scene) { testbed::install_helper(scene.folder); },
+     [](Scene& scene, test_printer::TcpPrinter&) {  // the start would have swept these away
+         testbed::write_force_attributes_records(scene.folder, "Принтер", 8);
          scene.print({kName, 1000, 300, 8});  // little enough for the helper to write it at once
      }},
 };

@@ -7,16 +7,16 @@
 #include <regex>
 #include <set>
 
+#include "host/setup.h"
+#include "testbed/test_printer/tcp_printer.h"
 #include "tests/support/files.h"
-#include "tools/host/setup.h"
-#include "tools/peer/tcp_printer.h"
-#include "tools/tsport/doctor/doctor.h"
-#include "tools/tsport/doctor/library.h"
-#include "tools/tsport/doctor/monitor.h"
-#include "tools/tsport/doctor/ports.h"
-#include "tools/tsport/doctor/queues.h"
-#include "tools/tsport/doctor/rights.h"
-#include "tools/tsport/platform.h"
+#include "tsport/doctor/doctor.h"
+#include "tsport/doctor/library.h"
+#include "tsport/doctor/monitor.h"
+#include "tsport/doctor/ports.h"
+#include "tsport/doctor/queues.h"
+#include "tsport/doctor/rights.h"
+#include "tsport/platform.h"
 
 namespace test {
 namespace {
@@ -119,8 +119,8 @@ class Doctor : public testing::Test {
     std::string settings_;
     std::string ports_;
     bool no_settings_ = false;
-    peer::TcpPrinter printer_;
-    peer::TcpPrinter closed_;
+    test_printer::TcpPrinter printer_;
+    test_printer::TcpPrinter closed_;
 };
 
 TEST_F(Doctor, NamesEachPlantedFaultOnceAndNothingElse) {
@@ -347,7 +347,7 @@ TEST(DoctorsList, IsTheSameInTheSourcesAndInTheDocuments) {
     fs::path root = path_of(TEST_FOLDER).parent_path();
     if (!fs::exists(root)) root = path_of(std::string(TEST_FOLDER).substr(2)).parent_path();
     std::string sources;
-    for (const auto& file : fs::directory_iterator(root / "tools" / "tsport" / "doctor")) {
+    for (const auto& file : fs::directory_iterator(root / "tsport" / "doctor")) {
         if (file.path().extension() == ".cpp" && file.path().stem() != "kinds") sources += read_file(file.path());
     }
     std::set<std::string> table;

@@ -219,7 +219,7 @@ TEST_F(Documents, EverySizeArrivesByteForByte) {
         EXPECT_TRUE(outcome.identity_kept);
         EXPECT_EQ(outcome.job.commands, std::vector<DWORD>{JOB_CONTROL_SENT_TO_PRINTER});
         EXPECT_TRUE(arrived(1) == Lines{data}) << size;
-        EXPECT_EQ(office->connection(office->connections() - 1).end, peer::End::finished);
+        EXPECT_EQ(office->connection(office->connections() - 1).end, test_printer::End::finished);
     }
 }
 
@@ -260,14 +260,14 @@ TEST_F(Documents, APrinterThatCannotBeReachedIsReportedOnceAJob) {
 class LostPrinters : public Documents {
   protected:
     LostPrinters() { broken.reset_after = 100000; }
-    peer::Behaviour broken;
+    test_printer::Behaviour broken;
 };
 
 // Lost twice: the second loss of the same job goes to the debug log.
 TEST_F(LostPrinters, TheRestartedJobArrivesWhole) {
     start();
     office->behave_once(broken);
-    office->behave_once(peer::Behaviour());  // the probe
+    office->behave_once(test_printer::Behaviour());  // the probe
     office->behave_once(broken);
     const std::string data = pattern(8 << 20);
     const host::Outcome outcome = print(W("Office"), data);
@@ -319,7 +319,7 @@ TEST_F(LostPrinters, ABufferWithoutADocumentGoesByThePort) {
     ASSERT_TRUE(monitor.open_port(W("Office"), port));
     EXPECT_FALSE(write(port, "x"));
     ASSERT_TRUE(office->wait_for_ends(1));
-    peer::TcpPrinter other;
+    test_printer::TcpPrinter other;
     ASSERT_EQ(send_config(monitor, W("TSConfigPort"), port_config(W("Office"), W("127.0.0.1"), other.port())), 0u);
     EXPECT_FALSE(write(port, "x"));
     ASSERT_TRUE(other.wait_for_ends(1));

@@ -97,7 +97,7 @@ TEST_F(ForcedAttributes, WithDebugOnEveryFileIsKeptAndARestartFindsThem) {
     EXPECT_EQ(logged(", bytes_written_file = " + std::to_string(kForcedPage.size()) + " "), 2);
     EXPECT_EQ(read_file(work_file(all[0])), kPage);
     EXPECT_EQ(read_file(work_file(all[3])), kForcedPage);
-    EXPECT_EQ(read_file(work_file(all[2])), host::force_attributes_record());
+    EXPECT_EQ(read_file(work_file(all[2])), testbed::force_attributes_record());
     expect_clean();
 
     // Without a copy there is no rewriting: a folder has its name.
@@ -110,7 +110,7 @@ TEST_F(ForcedAttributes, WithDebugOnEveryFileIsKeptAndARestartFindsThem) {
     expect_clean();
 
     // A lost printer has the job restarted, and it counts as restarted, whatever the spooler answers.
-    peer::Behaviour broken;
+    test_printer::Behaviour broken;
     broken.reset_after = 300000;
     office->behave_once(broken);
     answer_by("on forceattr OK then write 9 MiB");
@@ -164,7 +164,7 @@ TEST_F(ForcedAttributes, AWorkFileThatCannotBeHadLeavesTheJobUnchanged) {
 
 TEST_F(ForcedAttributes, ARecordThatIsNotWholeForcesNothing) {
     start();
-    const std::string record = host::force_attributes_record();
+    const std::string record = testbed::force_attributes_record();
     const size_t copies = record.find("set_num_copies");
     const std::pair<std::string, bool> cases[] = {
         {"", false},

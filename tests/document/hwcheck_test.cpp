@@ -112,10 +112,10 @@ TEST_F(HardwareCheck, EveryCourse) {
 // A new address counts from the next document on, not for one that is held, nor for its reconnection.
 TEST_F(HardwareCheck, AHeldDocumentKeepsItsAddress) {
     start();
-    peer::TcpPrinter::Options options;
+    test_printer::TcpPrinter::Options options;
     options.address = "127.0.0.2";
-    auto elsewhere = std::make_unique<peer::TcpPrinter>(options);
-    peer::Behaviour broken;
+    auto elsewhere = std::make_unique<test_printer::TcpPrinter>(options);
+    test_printer::Behaviour broken;
     broken.reset_after = 100000;
     office->behave_once(broken);
     answer_by("run 1: on printername WAIT \"Door Open\" until changed then OK\nrun 1: on startdoc ERROR");
@@ -206,12 +206,12 @@ TEST_F(HardwareCheck, AClusterNameHasItsServerAnnounced) {
 }
 
 TEST_F(HardwareCheck, OnlyAWholeRecordThatSaysSnmpCounts) {
-    const std::string whole = host::settings_record();
+    const std::string whole = testbed::settings_record();
     start();
     for (const std::string& record :
          {std::string(whole).replace(whole.find("SNMP"), 4, "DEVICE-API"),
           std::string(whole).replace(whole.find("is_virtual"), 10, "colour"), whole.substr(0, whole.find("#END"))}) {
-        write_file(host::settings_record_path(folder, "Office"), record);
+        write_file(testbed::settings_record_path(folder, "Office"), record);
         EXPECT_EQ(print_job("page").result, host::Result::printed);
         EXPECT_EQ(arrived(), Lines{"page"});
         EXPECT_EQ(heard(), "") << record;

@@ -1,11 +1,11 @@
-// The programs of tools/ as their users start them: help, version, wrong lines, and what spoolhost tells of jobs.
+// The programs as their users start them: help, version, wrong lines, and what spoolhost tells of jobs.
 #include <ctime>
 
+#include "host/command_line/options.h"
+#include "host/progress.h"
+#include "testbed/records.h"
 #include "tests/support/child_process.h"
 #include "tests/support/print_server.h"
-#include "tools/command_line/options.h"
-#include "tools/host/progress.h"
-#include "tools/host/records.h"
 
 namespace test {
 namespace {
@@ -17,7 +17,7 @@ Ended run_program(const std::string& name, const std::string& arguments) {
 TEST(Programs, AnswerForHelpAndVersionAndRefuseWrongLines) {
     for (const std::string name : {"tsport", "spoolhost", "fakeprinter", "demo", "ts-print-monitor"}) {
         SCOPED_TRACE(name);
-        const std::string file = name == "ts-print-monitor" ? host::helper_file_name : name;
+        const std::string file = name == "ts-print-monitor" ? testbed::helper_file_name : name;
         const Ended help = run_program(file, "--help");
         EXPECT_EQ(help.status, 0u);
         EXPECT_EQ(help.output.rfind(name + " - ", 0), 0u) << help.output;
@@ -68,8 +68,8 @@ TEST_F(Spoolhost, TellsWhatBecameOfEachJob) {
 TEST_F(Spoolhost, TellsThatTheHelperDroppedAJob) {
     configure({});
     add_printer(W("Office"));
-    ASSERT_TRUE(host::install_helper(folder) && host::write_settings_record(folder, "Printer 1") &&
-                host::set_helper_script(folder, "on startdoc DELETE"));
+    ASSERT_TRUE(testbed::install_helper(folder) && testbed::write_settings_record(folder, "Printer 1") &&
+                testbed::set_helper_script(folder, "on startdoc DELETE"));
     const Ended ended = spoolhost(printer_option() + " --base " + folder.install);
     EXPECT_EQ(ended.status, 1u);
     EXPECT_NE(ended.output.find("dropped by order of the helper program\n0 of 1 jobs were printed"), std::string::npos)

@@ -3,8 +3,8 @@
 
 #include "tests/support/helper_script.h"
 #include "tests/support/reported.h"
-#include "tools/tsport/report/line_reader.h"
-#include "tools/tsport/run.h"
+#include "tsport/report/line_reader.h"
+#include "tsport/run.h"
 
 namespace test {
 namespace {
@@ -141,7 +141,7 @@ TEST_F(Report, EachThingThatGoesWrongIsNamedOnce) {
 
 TEST_F(Report, APrinterLostInTheMiddleOfAJobThatIsSentAgain) {
     start();
-    peer::Behaviour broken;
+    test_printer::Behaviour broken;
     broken.reset_after = 100'000;
     office->behave_once(broken);
     const std::string data = pattern(8 << 20);

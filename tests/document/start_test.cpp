@@ -1,6 +1,6 @@
 // Start and stop of the monitor, its stored ports, and what EnumPorts and OpenPort make of them.
+#include "host/monitor_registry.h"
 #include "tests/support/print_server.h"
-#include "tools/host/monitor_registry.h"
 
 namespace test {
 namespace {

@@ -5,9 +5,9 @@
 #include "tests/support/child_process.h"
 #include "tests/support/platform.h"
 #include "tests/support/print_server.h"
-#include "tools/tsport/file.h"
-#include "tools/tsport/run.h"
-#include "tools/tsport/store.h"
+#include "tsport/file.h"
+#include "tsport/ports/store.h"
+#include "tsport/run.h"
 
 namespace test {
 namespace {
@@ -204,8 +204,8 @@ class Tsport : public testing::Test {
 
     const fs::path home_;
     const std::string folder_;
-    peer::TcpPrinter printer_;
-    peer::TcpPrinter closed_;
+    test_printer::TcpPrinter printer_;
+    test_printer::TcpPrinter closed_;
     std::vector<std::unique_ptr<Server>> servers_;
 };
 

@@ -3,8 +3,8 @@
 #include <functional>
 #include <future>
 
+#include "host/monitor_registry.h"
 #include "tests/support/print_server.h"
-#include "tools/host/monitor_registry.h"
 
 namespace test {
 namespace {
@@ -34,8 +34,8 @@ class Xcv : public PrintServer {
 
 TEST_F(Xcv, APortsLife) {
     configure({"Debug=on"});
-    peer::TcpPrinter first;
-    peer::TcpPrinter second;
+    test_printer::TcpPrinter first;
+    test_printer::TcpPrinter second;
     spooler_sim::add_printer(W("Office"));
     load();
     EXPECT_EQ(send(W("TSPortExists"), Text(W("Office")), 0), 0u);
@@ -134,7 +134,7 @@ TEST_F(Xcv, ACheckConnectsAndLeavesNothingOpen) {
     const size_t handles = open_handles();
     EXPECT_EQ(send(W("TSPortIsValid"), good, 0), 0u);
     ASSERT_TRUE(office->wait_for_ends(1));
-    EXPECT_EQ(office->connection(0).end, peer::End::finished);
+    EXPECT_EQ(office->connection(0).end, test_printer::End::finished);
     EXPECT_EQ(office->connection(0).bytes, 0u);
 
     // A longer input is one of a later port UI: its beginning is understood.
@@ -245,14 +245,14 @@ TEST_F(Xcv, ADocumentOutlivesItsPort) {
         EXPECT_TRUE(write(port, data));
         EXPECT_TRUE(monitor.end_document(port));
     };
-    peer::TcpPrinter other;
+    test_printer::TcpPrinter other;
     const PortConfig elsewhere = config(W("Office"), W("127.0.0.1"), other.port());
     const HANDLE port = begin_document(7);
     ASSERT_TRUE(write(port, "one "));
     ASSERT_EQ(send(W("TSConfigPort"), elsewhere), 0u);
     ASSERT_TRUE(write(port, "two "));
     ASSERT_EQ(send(W("TSDeletePort"), Text(W("Office"))), 0u);
-    peer::TcpPrinter third;
+    test_printer::TcpPrinter third;
     ASSERT_EQ(send(W("TSAddPort"), config(W("OFFICE"), W("127.0.0.1"), third.port())), 0u);
     ASSERT_TRUE(write(port, "three"));
     // Meanwhile the new port prints for itself.

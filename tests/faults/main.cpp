@@ -9,9 +9,9 @@
 #include <cstring>
 #include <set>
 
+#include "host/command_line/options.h"
+#include "host/platform.h"
 #include "tests/faults/world.h"
-#include "tools/command_line/options.h"
-#include "tools/host/platform.h"
 #include "winapi/linux/control.h"
 #include "winapi/linux/fault.h"
 
@@ -84,11 +84,11 @@ std::string run_trial(World& world, const Trial& trial, std::uint64_t& calls) {
     const std::string left_over = world.left_over();
     if (wrong.empty() && !left_over.empty()) wrong = "left over: " + left_over;
     if (!loaded && !world.load() && wrong.empty()) wrong = "does not start any more: " + world.error();
-    world.printer().behave(peer::Behaviour());
-    host::clear_away(world.folder, "Office", kJob, kEveryCourse);
+    world.printer().behave(test_printer::Behaviour());
+    testbed::clear_away(world.folder, "Office", kJob, kEveryCourse);
     const host::Outcome next = world.print(page());
     // A connection of the run before, which nobody waited for, may still come in first.
-    const bool prints = next.result == host::Result::printed && host::wait_until([&world] {
+    const bool prints = next.result == host::Result::printed && testbed::wait_until([&world] {
                             const std::vector<std::string> arrived = world.arrived();
                             return !arrived.empty() && arrived.back() == page();
                         });

@@ -120,10 +120,10 @@ std::string run_document(World& world) {
     return check_document(world, world.print(page()), {page()}, false);
 }
 
-void prepare_course(World& world, const host::Course& course, const Lines& settings = kSettings) {
+void prepare_course(World& world, const testbed::Course& course, const Lines& settings = kSettings) {
     world.reset(settings);
     world.load();
-    host::lay_out(world.folder, "Office", kJob, course);
+    testbed::lay_out(world.folder, "Office", kJob, course);
 }
 
 // A marker that could not be looked for does not refuse the job.
@@ -153,7 +153,7 @@ std::string run_forced(World& world) {
 
 void prepare_lost(World& world) {
     prepare_monitor(world);
-    peer::Behaviour broken;
+    test_printer::Behaviour broken;
     broken.reset_after = 3000;
     broken.receive_buffer = 65536;
     world.printer().behave_once(broken);

@@ -5,7 +5,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "tools/host/platform.h"
+#include "host/platform.h"
 #include "winapi/linux/control.h"
 
 namespace faults {
@@ -24,10 +24,10 @@ Lines in_words(const std::vector<host::PortConfig>& ports) {
 
 const Text kPrinterName = W("Office");
 
-const host::Course kEveryCourse = {.not_approved = true, .progress = true, .checked = true, .forced = true};
+const testbed::Course kEveryCourse = {.not_approved = true, .progress = true, .checked = true, .forced = true};
 
 World::World() {
-    const bool ready = set_up({}, error_) && host::install_helper(folder);
+    const bool ready = set_up({}, error_) && testbed::install_helper(folder);
     if (!ready && error_.empty()) error_ = "the helper program cannot be copied";
     if (!printer_.error().empty()) error_ = printer_.error();
     winapi::allow_dns(false);
@@ -38,14 +38,14 @@ void World::reset(const Lines& settings) {
     monitor.unload();
     release_library();
     for (const auto& entry : fs::directory_iterator(folder.base)) {
-        if (entry.path().filename() != host::helper_file_name) fs::remove_all(entry.path());
+        if (entry.path().filename() != testbed::helper_file_name) fs::remove_all(entry.path());
     }
     host::clear_registry();
     spooler_sim::reset();
     spooler_sim::add_printer(kPrinterName);
     if (!set_up(settings, error_)) return;
     host::store_port(kPrinterName, W("127.0.0.1"), printer_.port());
-    printer_.behave(peer::Behaviour());
+    printer_.behave(test_printer::Behaviour());
 }
 
 void World::keep_library() {

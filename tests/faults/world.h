@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
+#include "host/ports.h"
+#include "testbed/print_server.h"
+#include "testbed/records.h"
 #include "tests/support/linux/stock.h"
-#include "tools/host/ports.h"
-#include "tools/host/print_server.h"
-#include "tools/host/records.h"
 #include "winapi/linux/fault.h"
 
 namespace faults {
@@ -18,9 +18,9 @@ using Lines = std::vector<std::string>;
 extern const Text kPrinterName;
 constexpr DWORD kJob = 7;
 // Of which all traces are cleared away.
-extern const host::Course kEveryCourse;
+extern const testbed::Course kEveryCourse;
 
-class World : public host::PrintServer {
+class World : public testbed::PrintServer {
   public:
     World();
 
@@ -38,7 +38,7 @@ class World : public host::PrintServer {
         error_.clear();
         return try_load(error_);
     }
-    peer::TcpPrinter& printer() { return printer_; }
+    test_printer::TcpPrinter& printer() { return printer_; }
     // The job, as the course has it laid out.
     host::Outcome print(const std::string& data, DWORD write_size = 8192);
     // What connections since the last call have brought; the empty ones are left out. Waits for one when one must come:
@@ -59,7 +59,7 @@ class World : public host::PrintServer {
 
   private:
     std::string error_;
-    peer::TcpPrinter printer_;
+    test_printer::TcpPrinter printer_;
     size_t seen_ = 0;
     test::Stock stock_;
     HMODULE kept_ = nullptr;

@@ -47,7 +47,7 @@ BINARIES = {
         "manifests": [],
         "winspool.drv": None,
         "spoolss.dll": None,
-        "functions": {"main": "tools\\tsport\\main.cpp"},
+        "functions": {"main": "tsport\\main.cpp"},
     },
 }
 

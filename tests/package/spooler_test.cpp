@@ -103,7 +103,7 @@ class Spooler : public HelperServer {
         }
     }
 
-    peer::TcpPrinter* other = nullptr;
+    test_printer::TcpPrinter* other = nullptr;
 };
 
 TEST_F(Spooler, DocumentsOfEveryCourse) {
@@ -111,7 +111,7 @@ TEST_F(Spooler, DocumentsOfEveryCourse) {
     const struct {
         const char* name;
         std::string data;
-        host::Course course;
+        testbed::Course course;
         Outcome outcome;
         Lines arrive;
     } rows[] = {
@@ -128,7 +128,7 @@ TEST_F(Spooler, DocumentsOfEveryCourse) {
         DWORD id = 0;
         const Outcome outcome = print_on(office_name, row.data, [&](DWORD job) {
             id = job;
-            ASSERT_TRUE(host::lay_out(folder, "Office", job, row.course));
+            ASSERT_TRUE(testbed::lay_out(folder, "Office", job, row.course));
         });
         EXPECT_EQ(outcome.told, row.outcome.told);
         EXPECT_EQ(outcome.commands, row.outcome.commands);
@@ -137,7 +137,7 @@ TEST_F(Spooler, DocumentsOfEveryCourse) {
         EXPECT_EQ(logged("", "ERROR: "), row.outcome.told ? 0 : 2);
         heard();
         expect_nothing_left();
-        host::clear_away(folder, "Office", id, row.course);
+        testbed::clear_away(folder, "Office", id, row.course);
     }
 }
 
@@ -164,7 +164,7 @@ TEST_F(Spooler, PrintersThatRefuseOrAreLost) {
     office->refuse();
     EXPECT_TRUE(print_on(office_name, page) == Outcome());
     office->listen();
-    peer::Behaviour losing;
+    test_printer::Behaviour losing;
     losing.reset_after = 100000;
     losing.receive_buffer = 65536;
     office->behave(losing);
@@ -192,9 +192,9 @@ TEST_F(Spooler, PortsComeChangeAndGoWhileDocumentsPrint) {
         for (; !stop.stop_requested(); sent.push_back(page)) EXPECT_TRUE(print_on(office_name, page) == printed);
     });
     const Text name = L"ts_new";
-    peer::TcpPrinter third;
+    test_printer::TcpPrinter third;
     size_t count = 0;
-    const auto expect_leads_to = [&](peer::TcpPrinter& printer, size_t connection) {
+    const auto expect_leads_to = [&](test_printer::TcpPrinter& printer, size_t connection) {
         const std::string data = "page " + std::to_string(++count);
         EXPECT_TRUE(print_on(L"New", data) == printed);
         EXPECT_TRUE(printer.wait_for_end_of(connection));

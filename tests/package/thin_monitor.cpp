@@ -3,8 +3,8 @@
 // an ear for SetJobW. Everything else goes through untouched.
 #include "tests/package/thin_monitor.h"
 
-#include "tools/host/monitor_registry.h"
-#include "tools/host/setup.h"
+#include "host/monitor_registry.h"
+#include "host/setup.h"
 #include "winapi/spooler_sim/windows/imports.h"
 
 namespace thin_monitor {

@@ -13,11 +13,11 @@
 #include <random>
 #include <thread>
 
-#include "tools/host/monitor_host.h"
-#include "tools/host/platform.h"
-#include "tools/host/records.h"
-#include "tools/peer/pattern.h"
-#include "tools/peer/tcp_printer.h"
+#include "host/monitor_host.h"
+#include "host/platform.h"
+#include "testbed/records.h"
+#include "testbed/test_printer/pattern.h"
+#include "testbed/test_printer/tcp_printer.h"
 
 namespace {
 
@@ -31,7 +31,7 @@ const char* const names[] = {"Front desk",
 
 // What becomes of a document: what the service has laid out for it, and what printer and spooler do.
 struct Kind {
-    host::Course course;
+    testbed::Course course;
     bool is_refused = false;
     bool is_lost = false;  // in the middle
     bool has_queue = true;
@@ -53,14 +53,15 @@ const Kind kinds[] = {
 struct Server {
     host::BaseFolder folder;
     host::MonitorHost monitor;
-    std::list<peer::TcpPrinter> printers;
+    std::list<test_printer::TcpPrinter> printers;
     std::uint64_t lines = 0;
     bool paced = false;
     std::atomic<std::uint64_t> written{0};  // lines, as near as it needs to be known
 };
 
 // One document, from its preparation to what has to be cleared away.
-void print(Server& server, peer::TcpPrinter& printer, const std::string& name, const Kind& kind, std::mt19937& random) {
+void print(Server& server, test_printer::TcpPrinter& printer, const std::string& name, const Kind& kind,
+           std::mt19937& random) {
     host::Document document;
     document.port = host::to_text(name);
     document.printer = kind.has_queue ? document.port : W("Nobody's");
@@ -69,21 +70,21 @@ void print(Server& server, peer::TcpPrinter& printer, const std::string& name, c
     document.job_id = server.monitor.next_job_id();
     document.not_approved = kind.course.not_approved;
     document.retry_pause_ms = 5;
-    host::lay_out(server.folder, name, document.job_id, kind.course);
+    testbed::lay_out(server.folder, name, document.job_id, kind.course);
     if (kind.is_refused) printer.refuse();
     if (kind.is_lost) {
-        peer::Behaviour broken;
+        test_printer::Behaviour broken;
         broken.reset_after = 200'000;
         printer.behave_once(broken);
         document.source = host::generated_source(4 << 20, random());
     }
     const host::Outcome outcome = server.monitor.print_document(document);
     if (kind.is_refused) printer.listen();
-    host::clear_away(server.folder, name, document.job_id, kind.course);
+    testbed::clear_away(server.folder, name, document.job_id, kind.course);
     server.written += 60 + 3ull * outcome.writes;
 }
 
-void work(Server& server, peer::TcpPrinter& printer, size_t number) {
+void work(Server& server, test_printer::TcpPrinter& printer, size_t number) {
     std::mt19937 random(static_cast<unsigned>(number + 1));
     // Each kind once somewhere, then mostly documents that print.
     for (unsigned i = 0; server.written < server.lines; ++i) {
@@ -106,13 +107,13 @@ int main(int count, char** arguments) {
     server.paced = count > 3;
     std::string why;
     if (!host::set_up_base(arguments[1], {"Debug=on", "LogRotateNumber=1"}, server.folder, why) ||
-        !host::install_helper(server.folder)) {
+        !testbed::install_helper(server.folder)) {
         std::fprintf(stderr, "busy_server: %s\n", why.c_str());
         return 1;
     }
     for (const char* const name : names) {
-        peer::TcpPrinter& printer = server.printers.emplace_back();
-        peer::Behaviour behaviour;
+        test_printer::TcpPrinter& printer = server.printers.emplace_back();
+        test_printer::Behaviour behaviour;
         behaviour.keep_bytes = 0;
         if (server.paced) {
             behaviour.bytes_per_second = 600'000 * server.printers.size();
@@ -132,7 +133,7 @@ int main(int count, char** arguments) {
     }
     std::list<std::thread> threads;
     size_t number = 0;
-    for (peer::TcpPrinter& printer : server.printers) {
+    for (test_printer::TcpPrinter& printer : server.printers) {
         threads.emplace_back([&server, &printer, number] { work(server, printer, number); });
         ++number;
     }

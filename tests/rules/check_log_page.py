@@ -57,7 +57,7 @@ def page_entries():
 
 
 def known_beginnings():
-    code = (root / "tools/tsport/report/messages.cpp").read_text()
+    code = (root / "tsport/report/messages.cpp").read_text()
     return [text_of(found) for found in re.findall(r"^    \{(" + LITERALS + r"), Event::", code, re.M)]
 
 

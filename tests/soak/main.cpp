@@ -7,9 +7,9 @@
 #include <filesystem>
 #include <thread>
 
+#include "host/command_line/options.h"
+#include "host/platform.h"
 #include "tests/soak/port.h"
-#include "tools/command_line/options.h"
-#include "tools/host/platform.h"
 #include "winapi/linux/control.h"
 
 namespace soak {
@@ -57,7 +57,7 @@ bool Soak::set_up() {
     const bool ready =
         server_.set_up({"Debug=on", "IsPrintingBasedOnPortMonitor=on", "LogRotateNumber=3", "LogRotateSizeKBytes=4096"},
                        why) &&
-        host::install_helper(server_.folder) && server_.try_load(why);
+        testbed::install_helper(server_.folder) && server_.try_load(why);
     if (!ready) std::fprintf(stderr, "cannot be set up: %s\n", why.c_str());
     return ready;
 }

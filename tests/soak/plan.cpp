@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "tools/peer/pattern.h"
+#include "testbed/test_printer/pattern.h"
 
 namespace soak {
 namespace {
@@ -11,7 +11,7 @@ using host::Result;
 
 struct Choice {
     unsigned of_hundred;
-    host::Course course;
+    testbed::Course course;
     Result result = Result::printed;
 };
 
@@ -47,7 +47,7 @@ const Choice& draw(Random& random) {
 }
 
 void plan_trouble(Random& random, std::uint64_t trouble, Plan& plan) {
-    peer::Behaviour& behaviour = plan.behaviour;
+    test_printer::Behaviour& behaviour = plan.behaviour;
     const std::uint64_t place = below(random, plan.data.size() + 1);
     if (trouble < kLost) {
         (below(random, 2) == 0 ? behaviour.reset_after : behaviour.close_after) = place;
@@ -82,7 +82,7 @@ Plan make_plan(Random& random) {
     plan.data.resize(1 + below(random, largest));
     std::generate(plan.data.begin(), plan.data.end(), [&random] { return static_cast<char>(random()); });
     if (plan.result != Result::failed) plan.first = plan.data;
-    if (plan.course.script.find("write ") != std::string::npos) plan.first = peer::pattern(kWritten);
+    if (plan.course.script.find("write ") != std::string::npos) plan.first = test_printer::pattern(kWritten);
     // Each write logs a dozen lines, for which 63 other threads are waiting too.
     plan.write_size = static_cast<DWORD>(std::max(size_t{512} << below(random, 8), plan.data.size() / 100));
     plan_trouble(random, trouble, plan);

@@ -5,22 +5,22 @@
 #include <random>
 #include <string>
 
-#include "tools/host/monitor_host.h"
-#include "tools/host/records.h"
-#include "tools/peer/tcp_printer.h"
+#include "host/monitor_host.h"
+#include "testbed/records.h"
+#include "testbed/test_printer/tcp_printer.h"
 
 namespace soak {
 
 using Random = std::mt19937_64;
 
 struct Plan {
-    host::Course course;  // as the service lays it out, with the helper's script
-    host::Result result;  // unless a printer or an administrator is in the way
+    testbed::Course course;  // as the service lays it out, with the helper's script
+    host::Result result;     // unless a printer or an administrator is in the way
     std::string data;
     std::string first;  // what the first run sends: the data, or what the helper makes of it; nothing when that fails
     DWORD write_size = 0;
-    peer::Behaviour behaviour;    // of the printer, on the first connection ...
-    bool is_lost_always = false;  // ... or on all of them, none of which gets through
+    test_printer::Behaviour behaviour;  // of the printer, on the first connection ...
+    bool is_lost_always = false;        // ... or on all of them, none of which gets through
 };
 
 Plan make_plan(Random& random);

@@ -20,9 +20,9 @@ host::PortConfig Port::config(size_t address) const {
 
 void Port::print_one() {
     const Plan plan = make_plan(random_);
-    host::Document document = host::PrintServer::document(name_, host::memory_source(plan.data), plan.write_size);
+    host::Document document = testbed::PrintServer::document(name_, host::memory_source(plan.data), plan.write_size);
     document.job_id = server_.monitor.next_job_id();
-    host::lay_out(server_.folder, plain_name_, document.job_id, plan.course);
+    testbed::lay_out(server_.folder, plain_name_, document.job_id, plan.course);
     if (plan.is_lost_always)
         printer_.behave(plan.behaviour);
     else
@@ -31,7 +31,7 @@ void Port::print_one() {
     const unsigned before = renewals;
     const host::Outcome outcome = server_.monitor.print_document(document);
     const bool away = before % 2 == 1 || renewals != before;
-    printer_.behave(peer::Behaviour());
+    printer_.behave(test_printer::Behaviour());
 
     Connections arrived;
     const std::string wrong = take_arrived(arrived) ? judge(plan, outcome, arrived, away)
@@ -40,7 +40,7 @@ void Port::print_one() {
         server_.wrong(plain_name_ + ", job " + std::to_string(outcome.job_id) + " of " +
                       std::to_string(plan.data.size()) + " bytes (" + plan.course.script + "): " + wrong);
     }
-    host::clear_away(server_.folder, plain_name_, document.job_id, plan.course);
+    testbed::clear_away(server_.folder, plain_name_, document.job_id, plan.course);
     forget_arrived();
     ++server_.documents;
     server_.restarts += outcome.restarts;
@@ -55,7 +55,7 @@ bool Port::take_arrived(Connections& arrived) {
     const std::string own = "the soak's connection behind number " + std::to_string(seen_);
     if (!knock(own)) return false;
     while (printer_.wait_for_end_of(seen_)) {
-        peer::Connection next = printer_.connection(seen_++);
+        test_printer::Connection next = printer_.connection(seen_++);
         if (next.data == own) return true;
         arrived.push_back(std::move(next));
     }
@@ -83,8 +83,8 @@ std::string Port::judge(const Plan& plan, const host::Outcome& outcome, const Co
     for (size_t i = 0; i < arrived.size(); ++i) {
         const std::string& expected = i == 0 ? plan.first : plan.data;
         if (!expected.starts_with(arrived[i].data)) return "bytes arrived that are not the document's";
-        if (arrived[i].end == peer::End::reset_by_peer) return "the monitor has reset a connection";
-        const bool ended_well = arrived[i].end == peer::End::finished && arrived[i].bytes != 0;
+        if (arrived[i].end == test_printer::End::reset_by_peer) return "the monitor has reset a connection";
+        const bool ended_well = arrived[i].end == test_printer::End::finished && arrived[i].bytes != 0;
         if (i + 1 < arrived.size() && ended_well) return "restarted although the printer has lost nothing";
     }
     if (outcome.result == Result::printed) return judge_printed(plan, outcome, arrived);
@@ -108,10 +108,11 @@ std::string Port::judge_printed(const Plan& plan, const host::Outcome& outcome, 
                outcome.words;
     }
     if (restarts == 0 && plan.result != host::Result::printed) return "reported as printed, and should not be";
-    const peer::Connection& last = arrived.back();
-    const bool lost_there = last.end == peer::End::reset_here || last.end == peer::End::closed_here;
+    const test_printer::Connection& last = arrived.back();
+    const bool lost_there = last.end == test_printer::End::reset_here || last.end == test_printer::End::closed_here;
     if (lost_there || last.data == (restarts == 0 ? plan.first : plan.data)) return "";
-    return "reported as printed, and " + std::to_string(last.bytes) + " bytes arrived, " + peer::end_in_words(last.end);
+    return "reported as printed, and " + std::to_string(last.bytes) + " bytes arrived, " +
+           test_printer::end_in_words(last.end);
 }
 
 }  // namespace soak

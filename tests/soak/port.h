@@ -7,9 +7,9 @@
 #include <mutex>
 #include <vector>
 
+#include "host/ports.h"
 #include "tests/soak/plan.h"
 #include "tests/soak/server.h"
-#include "tools/host/ports.h"
 
 namespace soak {
 
@@ -31,7 +31,7 @@ class Port {
     std::atomic<unsigned> renewals{0};  // counts when it goes and when it is back: odd while it is away
 
   private:
-    using Connections = std::vector<peer::Connection>;
+    using Connections = std::vector<test_printer::Connection>;
 
     bool take_arrived(Connections& arrived);
     bool knock(const std::string& data) const;
@@ -43,7 +43,7 @@ class Port {
     Random random_;
     std::string plain_name_;
     host::Text name_;
-    peer::TcpPrinter& printer_;
+    test_printer::TcpPrinter& printer_;
     size_t seen_ = 0;
 };
 

@@ -5,12 +5,12 @@
 #include <mutex>
 #include <string>
 
+#include "testbed/print_server.h"
 #include "tests/support/linux/stock.h"
-#include "tools/host/print_server.h"
 
 namespace soak {
 
-struct Server : host::PrintServer {
+struct Server : testbed::PrintServer {
     // Something that must not be; the first ones are printed.
     void wrong(const std::string& what);
 

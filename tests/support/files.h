@@ -6,7 +6,7 @@
 #include <sstream>
 #include <string>
 
-#include "tools/host/text.h"
+#include "host/text.h"
 
 namespace test {
 

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <future>
 
+#include "testbed/records.h"
 #include "tests/support/print_server.h"
-#include "tools/host/records.h"
 
 namespace test {
 
@@ -50,10 +50,10 @@ class HelperServer : public PrintServer {
 
     // -- Records of the Print Provider
 
-    void check_hardware() { EXPECT_TRUE(host::write_settings_record(folder, "Office")); }
+    void check_hardware() { EXPECT_TRUE(testbed::write_settings_record(folder, "Office")); }
     fs::path work_file(const std::string& name) const { return path_of(folder.spool("forceattr") + "/" + name); }
     void force_attributes(const std::string& printer = "Office", DWORD job = kJob) {
-        EXPECT_TRUE(host::write_force_attributes_records(folder, printer, job));
+        EXPECT_TRUE(testbed::write_force_attributes_records(folder, printer, job));
     }
     // The names in the force-attributes directory, sorted.
     Lines work_files() const {

@@ -5,15 +5,15 @@
 #include <stdexcept>
 #include <string>
 
-#include "tools/peer/net.h"
+#include "testbed/test_printer/net.h"
 
 namespace test {
 
 // One accepted connection; closed by its destructor.
 class Peer {
   public:
-    explicit Peer(peer::net::Socket socket) : socket_(socket) {}
-    Peer(Peer&& other) noexcept : socket_(other.socket_) { other.socket_ = peer::net::no_socket; }
+    explicit Peer(test_printer::net::Socket socket) : socket_(socket) {}
+    Peer(Peer&& other) noexcept : socket_(other.socket_) { other.socket_ = test_printer::net::no_socket; }
     Peer(const Peer&) = delete;
     Peer& operator=(const Peer&) = delete;
     ~Peer() { close(); }
@@ -23,24 +23,24 @@ class Peer {
         std::string data(size, '\0');
         size_t filled = 0;
         for (size_t count = 0; filled < size; filled += count) {
-            const auto result = peer::net::receive(socket_, data.data() + filled, size - filled, count);
-            if (result != peer::net::Received::data) break;
+            const auto result = test_printer::net::receive(socket_, data.data() + filled, size - filled, count);
+            if (result != test_printer::net::Received::data) break;
         }
         data.resize(filled);
         return data;
     }
     void close() {
-        if (socket_ != peer::net::no_socket) peer::net::close_socket(socket_);
-        socket_ = peer::net::no_socket;
+        if (socket_ != test_printer::net::no_socket) test_printer::net::close_socket(socket_);
+        socket_ = test_printer::net::no_socket;
     }
     // Closes so that the other side sees a reset.
     void reset() {
-        peer::net::reset_socket(socket_);
-        socket_ = peer::net::no_socket;
+        test_printer::net::reset_socket(socket_);
+        socket_ = test_printer::net::no_socket;
     }
 
   private:
-    peer::net::Socket socket_;
+    test_printer::net::Socket socket_;
 };
 
 // Listens at 127.0.0.1 from construction to destruction.
@@ -48,21 +48,21 @@ class Listener {
   public:
     Listener() {
         std::string why;
-        socket_ = peer::net::bind_to("127.0.0.1", 0, why);
-        if (!peer::net::start_listening(socket_)) throw std::runtime_error("the listener cannot listen " + why);
+        socket_ = test_printer::net::bind_to("127.0.0.1", 0, why);
+        if (!test_printer::net::start_listening(socket_)) throw std::runtime_error("the listener cannot listen " + why);
     }
     Listener(const Listener&) = delete;
     Listener& operator=(const Listener&) = delete;
-    ~Listener() { peer::net::close_socket(socket_); }
+    ~Listener() { test_printer::net::close_socket(socket_); }
 
-    unsigned short port() const { return peer::net::bound_port(socket_); }
+    unsigned short port() const { return test_printer::net::bound_port(socket_); }
     Peer accept() {
-        peer::net::wait_readable(socket_, 20'000);
-        return Peer(peer::net::accept_from(socket_));
+        test_printer::net::wait_readable(socket_, 20'000);
+        return Peer(test_printer::net::accept_from(socket_));
     }
 
   private:
-    peer::net::Socket socket_;
+    test_printer::net::Socket socket_;
 };
 
 }  // namespace test

@@ -8,12 +8,12 @@
 #include <string>
 #include <vector>
 
+#include "host/platform.h"
+#include "host/ports.h"
+#include "testbed/print_server.h"
+#include "testbed/test_printer/pattern.h"
 #include "tests/support/files.h"
 #include "tests/support/platform.h"
-#include "tools/host/platform.h"
-#include "tools/host/ports.h"
-#include "tools/host/print_server.h"
-#include "tools/peer/pattern.h"
 
 namespace test {
 
@@ -23,7 +23,7 @@ using host::PortConfig;
 using host::send_config;
 using host::send_name;
 using host::Text;
-using host::wait_until;
+using testbed::wait_until;
 using Lines = std::vector<std::string>;
 
 // Whether no more handles are open than before, once what others still hold, a printer's connection say, is closed too.
@@ -31,7 +31,7 @@ inline bool handles_fall_to(size_t count) {
     return wait_until([count] { return open_handles() <= count; });
 }
 
-class PrintServer : public testing::Test, protected host::PrintServer {
+class PrintServer : public testing::Test, protected testbed::PrintServer {
   protected:
     ~PrintServer() override {
         monitor.unload();
@@ -59,8 +59,8 @@ class PrintServer : public testing::Test, protected host::PrintServer {
         load();
     }
     // Before load().
-    peer::TcpPrinter& add_printer(const Text& name) {
-        peer::TcpPrinter& printer = host::PrintServer::add_printer(name);
+    test_printer::TcpPrinter& add_printer(const Text& name) {
+        test_printer::TcpPrinter& printer = testbed::PrintServer::add_printer(name);
         EXPECT_EQ(printer.error(), "");
         if (name == W("Office")) {
             office = &printer;
@@ -132,7 +132,7 @@ class PrintServer : public testing::Test, protected host::PrintServer {
         }
         return count;
     }
-    peer::TcpPrinter* office = nullptr;
+    test_printer::TcpPrinter* office = nullptr;
     DWORD written = 0;  // by the last write
 
   private:
@@ -146,6 +146,6 @@ class PrintServer : public testing::Test, protected host::PrintServer {
 };
 
 // Nothing lost, doubled or moved goes unseen in it.
-using peer::pattern;
+using test_printer::pattern;
 
 }  // namespace test

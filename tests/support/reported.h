@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/tsport/report/report.h"
+#include "tsport/report/report.h"
 
 namespace test {
 

@@ -5,8 +5,8 @@
 #include <filesystem>
 #include <string>
 
-#include "tools/host/platform.h"
-#include "tools/host/setup.h"
+#include "host/platform.h"
+#include "host/setup.h"
 
 // A stream as the product opens one ("r", "w" or "a", each with "b" too), or null.
 inline FILE* open_stream(const host::Text& path, LPCWSTR mode) {

@@ -5,11 +5,11 @@
 #include <string>
 #include <thread>
 
-#include "tools/host/print_server.h"
+#include "testbed/print_server.h"
 
 namespace ui {
 
-using host::wait_until;
+using testbed::wait_until;
 
 // "MESSAGE" as C++ text for failures.
 std::string utf8(const std::wstring& text);

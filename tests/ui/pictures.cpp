@@ -1,6 +1,6 @@
 #include "tests/ui/dialogs.h"
 
-#include "tools/peer/tcp_printer.h"
+#include "testbed/test_printer/tcp_printer.h"
 
 namespace ui {
 
@@ -23,7 +23,7 @@ class Pictures : public Dialogs {
 };
 
 TEST_F(Pictures, Add) {
-    peer::TcpPrinter printer;
+    test_printer::TcpPrinter printer;
     const auto desk = add_port();
     const HWND dialog = desk->front();
     store(dialog, "add-empty");
@@ -44,7 +44,7 @@ TEST_F(Pictures, AddWithMistakes) {
 }
 
 TEST_F(Pictures, Configure) {
-    peer::TcpPrinter printer;
+    test_printer::TcpPrinter printer;
     printer.refuse();
     spooler.config = make_config(L"Office", L"127.0.0.1", printer.port());
     const auto desk = configure_port(L"Office");

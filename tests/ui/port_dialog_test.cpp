@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "testbed/test_printer/tcp_printer.h"
 #include "tests/ui/dialogs.h"
-#include "tools/peer/tcp_printer.h"
 #include "winportmon/tsmonui/probe.h"
 
 namespace ui {
@@ -268,7 +268,7 @@ class PrinterTest : public Dialogs {
 };
 
 TEST_F(PrinterTest, SaysInWordsWhatHappened) {
-    peer::TcpPrinter printer;
+    test_printer::TcpPrinter printer;
     const std::wstring port = std::to_wstring(printer.port());
     test(L"127.0.0.1", printer.port());
     EXPECT_TRUE(says(L"Success: the printer takes connections on port " + port + L"."));

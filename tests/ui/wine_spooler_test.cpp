@@ -1,8 +1,8 @@
 // Ports in Windows' own dialogs from end to end: a program calls AddPortW, ConfigurePortW and DeletePortW, Wine's
 // spooler finds the dialogs through the monitor, and the monitor carries out what was typed.
 #include "tests/package/wine_spooler.h"
+#include "testbed/test_printer/tcp_printer.h"
 #include "tests/ui/dialogs.h"
-#include "tools/peer/tcp_printer.h"
 
 namespace ui {
 namespace {
@@ -62,7 +62,7 @@ class WineSpooler : public testing::Test {
 
 TEST_F(WineSpooler, APortIsAddedChangedAndDeletedAsTyped) {
     const std::wstring name = L"B\u00fcro \u6771\u4eac";
-    peer::TcpPrinter printer;
+    test_printer::TcpPrinter printer;
     auto desk = add_port();
     HWND dialog = desk->front();
     ASSERT_NE(dialog, nullptr);

@@ -10,8 +10,8 @@
 #include "common/global.h"
 #include "common/log.h"
 #include "common/os.h"
+#include "host/sha256.h"
 #include "tests/support/scratch.h"
-#include "tools/peer/sha256.h"
 
 using Strings = std::vector<std::string>;
 
@@ -43,7 +43,7 @@ inline Strings split(const std::string& text, const std::string& line_end) {
 
 // Different for any other lines: for texts that are written once, in the sources.
 inline std::string digest_of(const Strings& lines) {
-    peer::Sha256 hash;
+    host::Sha256 hash;
     for (const std::string& line : lines) hash.update((line + "\n").c_str(), line.size() + 1);
     return hash.finish().substr(0, 16);
 }

@@ -1,11 +1,11 @@
 // The monitor's stored ports.
 #include "winportmon/tsmon/util_registry.h"
 
+#include "host/monitor_registry.h"
+#include "host/platform.h"
+#include "host/setup.h"
 #include "tests/support/platform.h"
 #include "tests/unit/log_fixture.h"
-#include "tools/host/monitor_registry.h"
-#include "tools/host/platform.h"
-#include "tools/host/setup.h"
 
 namespace {
 

@@ -18,13 +18,13 @@ class Layer : public PrintServer {};
 
 TEST_F(Layer, APrinterHasThirtySecondsToClose) {
     start();
-    peer::Behaviour silent;
+    test_printer::Behaviour silent;
     silent.never_close = true;
     // The monitor reads nothing, and a close counts only once everything before it has been read.
-    peer::Behaviour talking;
+    test_printer::Behaviour talking;
     talking.answer = "@PJL USTATUS JOB\r\n";
     Causes causes = {"printer.no-close"};
-    for (const peer::Behaviour& behaviour : {silent, talking}) {
+    for (const test_printer::Behaviour& behaviour : {silent, talking}) {
         office->behave_once(behaviour);
         const FastClock clock(100);
         const DWORD begin = GetTickCount();
@@ -46,7 +46,7 @@ TEST_F(Layer, APrinterHasThirtySecondsToClose) {
 // a close without its error.
 TEST_F(Layer, ALossAfterTheLastByteLeavesALine) {
     start();
-    peer::Behaviour late;
+    test_printer::Behaviour late;
     late.reset_after = 20000;
     office->behave_once(late);
     for (int i = 0; i < 2; ++i) EXPECT_EQ(print(W("Office"), pattern(20000)).result, host::Result::printed);

@@ -6,7 +6,7 @@
 #include <memory>
 
 #include "tests/support/print_server.h"
-#include "tools/tsport/run.h"
+#include "tsport/run.h"
 
 namespace test {
 namespace {

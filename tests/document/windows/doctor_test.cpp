@@ -1,9 +1,9 @@
 // Access lists of real files, as the doctor reads them.
 #include <gtest/gtest.h>
 
+#include "host/setup.h"
 #include "tests/support/files.h"
-#include "tools/host/setup.h"
-#include "tools/tsport/doctor/rights.h"
+#include "tsport/doctor/rights.h"
 
 #include <aclapi.h>
 #include <sddl.h>

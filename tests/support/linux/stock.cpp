@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "tools/host/print_server.h"
+#include "testbed/print_server.h"
 #include "winapi/linux/control.h"
 
 namespace test {
@@ -24,7 +24,7 @@ size_t children() {
 }
 
 Stock take_stock() {
-    host::wait_until([] { return children() == 0; });
+    testbed::wait_until([] { return children() == 0; });
     return {winapi::open_handles(),     winapi::open_allocations(), spooler_sim::open_printers(),
             spooler_sim::open_tokens(), winapi::misuses(),          children()};
 }

@@ -1,0 +1,32 @@
+// The ports of a monitor: as its configuration channel takes and gives them, as it lists them, as they are stored.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/monitor_host.h"
+#include "host/xcv.h"
+#include "winportmon/tsmon/tsmon.h"
+
+namespace host {
+
+using tsmon::PortConfig;
+
+// Texts are cut where their fields end.
+PortConfig port_config(const Text& name, const Text& address, DWORD number = 9100);
+// "name|address|number"
+std::string in_words(const PortConfig& config);
+
+// Commands of the configuration channel; they return its Win32 code.
+DWORD send_config(const MonitorHost& monitor, LPCWSTR command, const PortConfig& config,
+                  ACCESS_MASK access = SERVER_ACCESS_ADMINISTER);
+DWORD send_name(const MonitorHost& monitor, LPCWSTR command, const Text& name,
+                ACCESS_MASK access = SERVER_ACCESS_ADMINISTER);
+DWORD read_config(const MonitorHost& monitor, const Text& name, PortConfig& config);
+
+// The ports that EnumPorts names, in its order, each as TSGetConfigInfo gives it; empty when that fails.
+std::vector<PortConfig> listed_ports(const MonitorHost& monitor);
+// Those in the registry, in its order. What is stored in part is no port.
+std::vector<PortConfig> stored_ports();
+
+}  // namespace host

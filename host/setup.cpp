@@ -1,0 +1,95 @@
+#include "host/setup.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <random>
+
+#include "host/platform.h"
+
+namespace host {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr size_t address_units = 129;  // of the stored "HostName", terminator included
+constexpr const char* spool_folders[] = {"activejobs", "forceattr", "hpc", "notapprovedjobs", "settings"};
+
+bool append_lines(const std::string& path, const std::vector<std::string>& lines) {
+    std::ofstream file(path_of(path), std::ios::app);
+    for (const std::string& line : lines) file << line << '\n';
+    file.flush();
+    return static_cast<bool>(file);
+}
+
+bool create_key(const Text& path, HKEY& key) {
+    return RegCreateKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS,
+                           nullptr, &key, nullptr) == ERROR_SUCCESS;
+}
+
+bool set_value(HKEY key, LPCWSTR name, DWORD type, const void* data, size_t size) {
+    return RegSetValueExW(key, name, 0, type, static_cast<const BYTE*>(data), static_cast<DWORD>(size)) ==
+           ERROR_SUCCESS;
+}
+
+}  // namespace
+
+const WCHAR monitor_registry_path[] = W("SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Tessaron TCP/IP Port");
+
+BaseFolder base_folder(const std::string& install) {
+    return {install, install + "/providers/print/win"};
+}
+
+bool set_up_base(const std::string& install, const std::vector<std::string>& conf, BaseFolder& folder,
+                 std::string& why) {
+    folder = base_folder(install);
+    std::error_code error;
+    for (const char* const name : spool_folders) {
+        fs::create_directories(path_of(folder.spool(name)), error);
+        if (error) {
+            why = folder.spool(name) + ": " + error.message();
+            return false;
+        }
+    }
+    const std::string version = folder.base + "/env-version";
+    const bool versioned = fs::exists(path_of(version), error) || append_lines(version, {"envversion=15"});
+    if (!versioned || !append_lines(folder.base + "/print-provider.conf", conf)) {
+        why = "the settings in " + folder.base + " cannot be written";
+        return false;
+    }
+    if (store_install_path(windows_path(install))) return true;
+    why = "the install path cannot be stored in the registry";
+    return false;
+}
+
+std::string make_temporary_folder() {
+    std::random_device random;
+    std::error_code error;
+    const fs::path parent = fs::temp_directory_path(error);
+    for (int attempt = 0; attempt < 10 && !error; ++attempt) {
+        const fs::path folder = parent / ("printhost-" + std::to_string(random()));
+        if (fs::create_directory(folder, error)) return utf8_of(folder);
+    }
+    return std::string();
+}
+
+bool store_port(const Text& name, const Text& address, DWORD port) {
+    WCHAR field[address_units] = {};
+    std::copy_n(address.begin(), std::min(address.size(), address_units - 1), field);
+    HKEY key = nullptr;
+    if (!create_key(Text(monitor_registry_path) + W("\\Ports\\") + name, key)) return false;
+    const bool stored = set_value(key, W("HostName"), REG_SZ, field, sizeof field) &&
+                        set_value(key, W("PortNumber"), REG_DWORD, &port, sizeof port);
+    RegCloseKey(key);
+    return stored;
+}
+
+bool store_install_path(const Text& path) {
+    HKEY key = nullptr;
+    if (!create_key(W("SOFTWARE\\Wow6432Node\\ts-print-provider"), key)) return false;
+    const bool stored = set_value(key, W("InstallPath"), REG_SZ, path.c_str(), (path.size() + 1) * sizeof(WCHAR));
+    RegCloseKey(key);
+    return stored;
+}
+
+}  // namespace host

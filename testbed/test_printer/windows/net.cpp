@@ -1,0 +1,119 @@
+#include "testbed/test_printer/net.h"
+
+#include <winsock2.h>
+#include <ws2tcpip.h>
+
+#include <algorithm>
+#include <limits>
+
+namespace test_printer::net {
+namespace {
+
+// Winsock stays started from the first use to the end of the process.
+bool started() {
+    static const bool done = [] {
+        WSADATA data;
+        return WSAStartup(MAKEWORD(2, 2), &data) == 0;
+    }();
+    return done;
+}
+
+SOCKET native(Socket socket) {
+    return static_cast<SOCKET>(socket);
+}
+
+int limited(size_t size) {
+    return static_cast<int>(std::min<size_t>(size, std::numeric_limits<int>::max()));
+}
+
+bool set_blocking(SOCKET socket, bool blocking) {
+    u_long waits_not = blocking ? 0 : 1;
+    return ioctlsocket(socket, static_cast<long>(FIONBIO), &waits_not) == 0;
+}
+
+}  // namespace
+
+Socket bind_to(const std::string& address, std::uint16_t port, std::string& why) {
+    sockaddr_in name{};
+    name.sin_family = AF_INET;
+    name.sin_port = htons(port);
+    if (!started() || inet_pton(AF_INET, address.c_str(), &name.sin_addr) != 1) {
+        why = "not an IPv4 address: " + address;
+        return no_socket;
+    }
+    const SOCKET socket =
+        WSASocketW(AF_INET, SOCK_STREAM, IPPROTO_TCP, nullptr, 0, WSA_FLAG_OVERLAPPED | WSA_FLAG_NO_HANDLE_INHERIT);
+    // Nobody else may take the address; a port whose connections are still fading can be bound all the same.
+    if (socket == INVALID_SOCKET || !set_blocking(socket, false) ||
+        ::bind(socket, reinterpret_cast<const sockaddr*>(&name), sizeof name) != 0) {
+        why = "error " + std::to_string(WSAGetLastError());
+        if (socket != INVALID_SOCKET) closesocket(socket);
+        return no_socket;
+    }
+    return static_cast<Socket>(socket);
+}
+
+std::uint16_t bound_port(Socket socket) {
+    sockaddr_in name{};
+    int size = sizeof name;
+    if (getsockname(native(socket), reinterpret_cast<sockaddr*>(&name), &size) != 0) return 0;
+    return ntohs(name.sin_port);
+}
+
+bool start_listening(Socket socket) {
+    return ::listen(native(socket), SOMAXCONN) == 0;
+}
+
+void set_receive_buffer(Socket socket, int bytes) {
+    setsockopt(native(socket), SOL_SOCKET, SO_RCVBUF, reinterpret_cast<const char*>(&bytes), sizeof bytes);
+}
+
+Wait wait_readable(Socket socket, int timeout_ms) {
+    WSAPOLLFD entry{native(socket), POLLRDNORM, 0};
+    const int ready = WSAPoll(&entry, 1, timeout_ms);
+    if (ready > 0) return Wait::ready;
+    return ready == 0 ? Wait::timed_out : Wait::failed;
+}
+
+Socket accept_from(Socket listener) {
+    const SOCKET accepted = ::accept(native(listener), nullptr, nullptr);
+    if (accepted == INVALID_SOCKET) return no_socket;
+    // An accepted socket inherits the listener's options, except handle inheritance.
+    set_blocking(accepted, true);
+    SetHandleInformation(reinterpret_cast<HANDLE>(accepted), HANDLE_FLAG_INHERIT, 0);
+    return static_cast<Socket>(accepted);
+}
+
+Received receive(Socket socket, void* buffer, size_t size, size_t& count) {
+    const int got = ::recv(native(socket), static_cast<char*>(buffer), limited(size), 0);
+    count = got > 0 ? static_cast<size_t>(got) : 0;
+    if (got > 0) return Received::data;
+    return got == 0 ? Received::finished : Received::reset;
+}
+
+bool send_all(Socket socket, const void* data, size_t size) {
+    const auto* bytes = static_cast<const char*>(data);
+    while (size != 0) {
+        const int sent = ::send(native(socket), bytes, limited(size), 0);
+        if (sent <= 0) return false;
+        bytes += sent;
+        size -= static_cast<size_t>(sent);
+    }
+    return true;
+}
+
+void finish_sending(Socket socket) {
+    ::shutdown(native(socket), SD_SEND);
+}
+
+void close_socket(Socket socket) {
+    closesocket(native(socket));
+}
+
+void reset_socket(Socket socket) {
+    const linger at_once{1, 0};
+    setsockopt(native(socket), SOL_SOCKET, SO_LINGER, reinterpret_cast<const char*>(&at_once), sizeof at_once);
+    closesocket(native(socket));
+}
+
+}  // namespace test_printer::net

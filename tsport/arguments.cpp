@@ -1,0 +1,159 @@
+#include "tsport/arguments.h"
+
+#include <algorithm>
+
+#include "tsport/answer.h"
+#include "tsport/file.h"
+#include "tsport/help.h"
+#include "tsport/ports/encoding.h"
+
+namespace tsport {
+namespace {
+
+using command_line::Line;
+using command_line::Option;
+using command_line::Options;
+using command_line::Words;
+
+// -- Servers ---------------------------------------------------------------------------------------------------------
+
+// "NAME" or "\\NAME"; returns what is wrong.
+std::string add_server(const std::string& given, std::vector<Text>& servers) {
+    Text name = host::to_text(given);
+    name.erase(0, name.find_first_not_of(W("\\")));
+    if (name.empty() || name.find_first_of(W("\\/,: \t")) != Text::npos) {
+        return "\"" + given + "\" is no name of a server; it looks like \\\\NAME";
+    }
+    name = W("\\\\") + name;
+    const bool known =
+        std::any_of(servers.begin(), servers.end(), [&](const Text& server) { return same_name(server, name); });
+    if (!known) servers.push_back(name);
+    return std::string();
+}
+
+// A file with one name in each line; what follows a "#" is a comment.
+std::string add_servers_of(const std::string& path, std::vector<Text>& servers) {
+    std::string bytes;
+    std::string why;
+    Encoding encoding;
+    Text text;
+    Fault fault;
+    if (!read_file(path, bytes, why)) return why;
+    if (!decode(bytes, encoding, text, fault)) return path + ":" + std::to_string(fault.line) + ": " + fault.why;
+    size_t number = 0;
+    for (Text line : lines_of(text)) {
+        ++number;
+        line.resize(std::min(line.size(), line.find(W('#'))));
+        line.erase(0, line.find_first_not_of(W(" \t")));
+        line.resize(line.find_last_not_of(W(" \t")) + 1);
+        if (line.empty()) continue;
+        why = add_server(host::to_utf8(line), servers);
+        if (!why.empty()) return path + ":" + std::to_string(number) + ": " + why;
+    }
+    return servers.empty() ? path + " names no server" : std::string();
+}
+
+// -- The line --------------------------------------------------------------------------------------------------------
+
+// The options of all verbs, so that one may stand before its verb. Their values are discarded in this pass.
+Options all_options(Command& nowhere) {
+    Options options = common_options(nowhere);
+    for (const Verb& verb : verbs()) {
+        for (Option& option : verb.own_options(nowhere)) options.push_back(std::move(option));
+    }
+    return options;
+}
+
+std::string owners_of(const std::string& option, Command& nowhere) {
+    std::string owners;
+    for (const Verb& verb : verbs()) {
+        for (const Option& own : verb.own_options(nowhere)) {
+            if (own.name == option) owners += (owners.empty() ? "" : ", ") + std::string(verb.name);
+        }
+    }
+    return owners;
+}
+
+// Parses the line again with the verb's own options.
+bool take_options(const Line& line, Command& command, std::string& why) {
+    Options options = common_options(command);
+    for (Option& option : command.verb->own_options(command)) options.push_back(std::move(option));
+    Line taken;
+    for (const auto& [given, value] : line.given) {
+        const auto known = std::find_if(options.begin(), options.end(),
+                                        [name = given->name](const Option& option) { return option.name == name; });
+        why = given->name + " does not go with " + command.verb->name + "; it belongs to " +
+              owners_of(given->name, command);
+        if (known == options.end()) return false;
+        taken.given.emplace_back(&*known, value);
+    }
+    return command_line::take(taken, why);
+}
+
+bool take_verb(const std::string& word, Command& command, std::string& why) {
+    command.verb = find_verb(word);
+    why = "unknown verb " + word + command_line::did_you_mean(word, verb_names());
+    return command.verb != nullptr;
+}
+
+bool fits_together(const Command& command, std::string& why) {
+    why = "--library goes with --store";
+    if (!command.library.empty() && command.store.empty()) return false;
+    const bool reports = command.verb->run == report_logs;
+    why = "--csv and --json exclude each other";
+    if (command.csv && command.json && (reports || command.verb->run == list)) return false;
+    why = "--store and --server do not go with report";
+    if (reports && (!command.store.empty() || !command.servers.empty())) return false;
+    why = "--store and --server exclude each other";
+    return command.store.empty() || command.servers.empty();
+}
+
+}  // namespace
+
+Options common_options(Command& command) {
+    return {
+        command_line::flag("--json", command.json),
+        command_line::text("--store", "FILE", command.store),
+        command_line::text("--library", "PATH", command.library),
+        command_line::number("--wait", 0, 3600, command.wait_seconds),
+        {"--server", "NAME", [&command](const std::string& name) { return add_server(name, command.servers); }},
+        {"--servers", "FILE", [&command](const std::string& path) { return add_servers_of(path, command.servers); }},
+    };
+}
+
+bool parse_arguments(const Words& words, Arguments& arguments, std::string& why) {
+    Command& command = arguments.command;
+    command.json = std::any_of(words.begin(), words.end(),
+                               [](const std::string& word) { return word.substr(0, word.find('=')) == "--json"; });
+    Command nowhere;
+    const Options options = all_options(nowhere);
+    Line line;
+    if (!command_line::split(words, options, line, why)) return false;
+    const bool topic = line.words.size() > 1 && line.words[0] == "help";
+    if (line.version) {
+        arguments.text = std::string("tsport ") + command_line::version() + "\n";
+        return true;
+    }
+    if (line.words == Words{"help"} || (line.help && line.words.empty())) {
+        arguments.text = general_help();
+        return true;
+    }
+    why = "no verb given";
+    if (line.words.empty() || !take_verb(line.words[topic ? 1 : 0], command, why)) return false;
+    if (line.help || topic) {
+        arguments.text = command.verb->help;
+        return true;
+    }
+    if (!take_options(line, command, why)) return false;
+    why = std::string(command.verb->name) + " stands first in its line";
+    if (command.verb->run_alone != nullptr) return false;
+    why = command.verb->take(Words(line.words.begin() + 1, line.words.end()), command);
+    if (why == "operands") {
+        why = std::string(command.verb->name) + " takes " +
+              (*command.verb->operands != 0 ? command.verb->operands : "no operands") + "; see tsport " +
+              command.verb->name + " --help";
+    }
+    return why.empty() && fits_together(command, why);
+}
+
+}  // namespace tsport

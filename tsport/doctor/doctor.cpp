@@ -1,0 +1,179 @@
+#include "tsport/doctor/doctor.h"
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+
+#include "host/platform.h"
+#include "tsport/doctor/base.h"
+#include "tsport/doctor/log.h"
+#include "tsport/doctor/monitor.h"
+#include "tsport/doctor/platform.h"
+#include "tsport/doctor/ports.h"
+#include "tsport/doctor/queues.h"
+#include "tsport/doctor/rights.h"
+#include "tsport/file.h"
+#include "tsport/output.h"
+#include "tsport/report/options.h"
+
+namespace tsport {
+
+const char doctor_help[] = R"(usage: tsport doctor [--only WORD] [--skip WORD] [--timeout SECONDS] [--json]
+       tsport doctor [--base DIR] [--store FILE] ...
+
+Looks at everything that has to be right before a page comes out: the spooler, the monitor and its library, the Print
+Provider, its settings and directories, the helper program, rights, the log, ports and queues. Each finding has an
+identifier, what was found, what it means and how to mend it; docs/DOCTOR.md lists them all. Nothing is changed.
+
+  --base DIR         looks at a copy of a server's base directory (InstallPath\providers\print\win), on any machine
+  --store FILE       looks at the ports in FILE, as tsport export writes it
+  --only WORD        only these findings; WORD is an identifier (conf.unknown-name) or its first part (conf). May be
+  --skip WORD        given several times, and name several, separated by commas; --skip: all but these
+  --timeout SECONDS  how long a printer may take to accept a connection (default 5)
+
+Exit status: 0 all well, 1 findings, 2 the line is wrong, 3 it cannot look. Without --base and --store it looks at this
+server and needs an administrator.
+
+examples:
+  tsport doctor
+  tsport doctor --only conf,dirs
+  tsport doctor --base C:\copy\win --store ports.txt --skip ports.no-answer --json
+)";
+
+namespace doctor {
+namespace {
+
+struct Request {
+    std::string base;
+    std::string store;
+    Choice choice;
+    std::uint64_t timeout_seconds = 5;
+    bool json = false;
+
+    std::chrono::milliseconds timeout() const { return std::chrono::seconds(timeout_seconds); }
+};
+
+command_line::Option words(const std::string& name, command_line::Words& target) {
+    const auto take = [&target](const std::string& value) {
+        for (size_t begin = 0; begin <= value.size();) {
+            const size_t end = std::min(value.find(',', begin), value.size());
+            target.push_back(value.substr(begin, end - begin));
+            const std::string wrong = choice_fault(target.back());
+            if (!wrong.empty()) return wrong;
+            begin = end + 1;
+        }
+        return std::string();
+    };
+    return {name, "WORD", take};
+}
+
+Answer failed(const Request& request, Status status, const std::string& why, const char* cause) {
+    Answer answer;
+    answer.status = status;
+    if (request.json) {
+        answer.out = json_line(json_error(why, 0, cause));
+    } else {
+        answer.err = "tsport: " + shown(host::to_text(why)) + "\n";
+        if (status == bad_usage) answer.err += "Try tsport doctor --help.\n";
+    }
+    return answer;
+}
+
+void look_at_base(const BaseDirectory& base, Findings& findings) {
+    const Settings settings = look_at_settings(base.path, findings);
+    const std::vector<Directory> directories = look_at_directories(base, settings, findings);
+    look_at_helper(base, findings);
+    look_at_log(base, settings, base.copied ? std::nullopt : std::optional(report::local_now()), findings);
+    if (base.copied) {
+        findings.could_not_look("rights", "those of a copy say nothing about the server");
+    } else {
+        look_at_rights(base, settings, directories, findings);
+    }
+}
+
+void look_at_all_ports(const std::vector<Port>& ports, const Request& request, Findings& findings) {
+    if (!findings.wants("ports")) return;
+    look_at_ports(ports, findings);
+    try_ports(ports, request.timeout(), findings);
+}
+
+void look_at_server(const Request& request, Findings& findings) {
+    const std::string system = system_directory();
+    const Spooler spooler;
+    Installed installed{system + "\\tsprintportmon.dll", system, ""};
+    std::string why;
+    // In the package this program has a folder of its own.
+    read_file(host::executable_folder() + "/../SHA256SUMS", installed.sums, why);
+    const bool registered = look_at_registration(HKEY_LOCAL_MACHINE, findings);
+    look_at_library(installed, findings);
+    look_at_protected_print(HKEY_LOCAL_MACHINE, findings);
+    look_at_spooler(spooler, registered, findings);
+    const std::string base = find_base(HKEY_LOCAL_MACHINE, findings);
+    if (!base.empty()) look_at_base({base, false}, findings);
+    look_at_all_ports(read_registry_ports(HKEY_LOCAL_MACHINE, monitor_key(), findings), request, findings);
+    look_at_queues(spooler, findings);
+}
+
+// What was given of a server: its base directory, its ports, or both. False with the reason when it cannot be read.
+bool look_at_copy(const Request& request, Findings& findings, std::string& why) {
+    std::error_code error;
+    why = request.base + " is no directory";
+    if (!request.base.empty() && !std::filesystem::is_directory(host::path_of(request.base), error)) return false;
+    std::vector<Port> ports;
+    if (!request.store.empty() && !read_file_ports(request.store, ports, findings, why)) return false;
+    for (const char* const area : {"spooler", "monitor", "provider", "queues"}) {
+        findings.could_not_look(area, "only the server itself shows it");
+    }
+    if (!request.base.empty()) {
+        look_at_base({request.base, true}, findings);
+    } else {
+        for (const char* const area : {"conf", "env", "dirs", "helper", "rights", "log"}) {
+            findings.could_not_look(area, "name a copy of the base directory with --base DIR");
+        }
+    }
+    if (!request.store.empty()) {
+        look_at_all_ports(ports, request, findings);
+    } else {
+        findings.could_not_look("ports", "name a file of ports with --store FILE");
+    }
+    return true;
+}
+
+}  // namespace
+
+Answer run(const command_line::Words& arguments) {
+    Request request;
+    const command_line::Options options = {
+        command_line::flag("--json", request.json),
+        command_line::text("--base", "DIR", request.base),
+        command_line::text("--store", "FILE", request.store),
+        words("--only", request.choice.only),
+        words("--skip", request.choice.skip),
+        command_line::number("--timeout", 1, 600, request.timeout_seconds),
+    };
+    for (const std::string& argument : arguments) request.json = request.json || argument == "--json";
+    command_line::Line line;
+    std::string why;
+    if (!command_line::split(arguments, options, line, why)) return failed(request, bad_usage, why, "usage");
+    if (line.help) return {done, doctor_help, ""};
+    if (line.version) return {done, std::string("tsport ") + command_line::version() + "\n", ""};
+    if (!command_line::take(line, why)) return failed(request, bad_usage, why, "usage");
+    if (!line.words.empty()) return failed(request, bad_usage, "doctor takes no operands", "usage");
+
+    Findings findings(request.choice);
+    const bool copied = !request.base.empty() || !request.store.empty();
+    if (!copied && why_no_server() != nullptr) return failed(request, refused, why_no_server(), "no-spooler");
+    if (!copied) {
+        look_at_server(request, findings);
+    } else if (!look_at_copy(request, findings, why)) {
+        return failed(request, refused, why, "file");
+    }
+    if (findings.saw_nothing()) {
+        return failed(request, refused, "nothing of what was asked for can be looked at here; see tsport doctor --help",
+                      "file");
+    }
+    return {findings.all().empty() ? done : not_there, request.json ? findings.in_json() : findings.in_words(), ""};
+}
+
+}  // namespace doctor
+}  // namespace tsport

@@ -1,0 +1,71 @@
+// The doctor's results: findings, the areas it examined, and those it could not.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/command_line/options.h"
+
+namespace tsport::doctor {
+
+// A finding's stable identifier, "area.word", and what it means for printing.
+struct Kind {
+    const char* id;
+    const char* means;
+};
+const std::vector<Kind>& kinds();
+
+// Identifiers or areas that are looked at; none: all.
+struct Choice {
+    command_line::Words only;
+    command_line::Words skip;
+};
+// What is wrong with a word of --only or --skip, or nothing.
+std::string choice_fault(const std::string& word);
+
+class Findings {
+  public:
+    explicit Findings(Choice choice = {}) : choice_(std::move(choice)) {}
+
+    // Whether any finding of the area is requested.
+    bool wants(const std::string& area) const;
+
+    // `id` stands in the table of kinds; one that is not asked for is dropped. `mend` is the command or the edit.
+    void add(const std::string& id, const std::string& what, const std::string& mend);
+    // What was seen there, findings or not.
+    void saw(const std::string& area, const std::string& what);
+    void could_not_look(const std::string& area, const std::string& why);
+
+    struct Finding {
+        const Kind* kind;
+        std::string what;
+        std::string mend;
+    };
+    const std::vector<Finding>& all() const { return findings_; }
+    // Whether none of the requested areas could be examined.
+    bool saw_nothing() const { return findings_.empty() && seen_.empty(); }
+
+    std::string in_words() const;
+    std::string in_json() const;
+
+  private:
+    struct Note {
+        std::string area;
+        std::string words;
+    };
+    bool wants_kind(const std::string& id) const;
+
+    Choice choice_;
+    std::vector<Finding> findings_;
+    std::vector<Note> seen_;
+    std::vector<Note> unseen_;
+};
+
+// "5 ports", "1 port".
+std::string counted(size_t count, const std::string& noun);
+// A file of a folder, with the separator that the folder's path has itself.
+std::string path_in(const std::string& folder, const std::string& name);
+// Text of a file, of any bytes, as messages show it: in quotes, and cut when it is long.
+std::string shown_text(const std::string& text);
+
+}  // namespace tsport::doctor

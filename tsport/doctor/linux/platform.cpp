@@ -1,0 +1,22 @@
+#include "tsport/doctor/platform.h"
+
+namespace tsport::doctor {
+
+const char* why_no_server() {
+    return "there is no print spooler on this system; look at a copied server with --base DIR and --store FILE";
+}
+
+std::string system_directory() {
+    return std::string();
+}
+
+Service spooler_service() {
+    return Service::unknown;
+}
+
+bool read_access(const std::string&, AccessList&, std::string& why) {
+    why = "access lists are looked at on Windows alone";
+    return false;
+}
+
+}  // namespace tsport::doctor

@@ -1,0 +1,49 @@
+#include "tsport/doctor/registry.h"
+
+#include <algorithm>
+
+namespace tsport::doctor {
+
+RegistryKey::RegistryKey(HKEY hive, const Text& path) {
+    if (RegOpenKeyExW(hive, path.c_str(), 0, KEY_READ, &key_) != ERROR_SUCCESS) key_ = nullptr;
+}
+
+RegistryKey::~RegistryKey() {
+    if (key_ != nullptr) RegCloseKey(key_);
+}
+
+std::vector<Text> RegistryKey::subkeys() const {
+    constexpr DWORD longest_name = 256;
+    std::vector<Text> names;
+    if (key_ == nullptr) return names;
+    for (DWORD index = 0;; ++index) {
+        WCHAR name[longest_name] = {};
+        DWORD size = longest_name;
+        if (RegEnumKeyExW(key_, index, name, &size, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) return names;
+        names.emplace_back(name, size);
+    }
+}
+
+DWORD RegistryKey::read(LPCWSTR name, void* data, DWORD& size) const {
+    if (key_ == nullptr) return ERROR_FILE_NOT_FOUND;
+    return static_cast<DWORD>(RegQueryValueExW(key_, name, nullptr, nullptr, static_cast<BYTE*>(data), &size));
+}
+
+bool RegistryKey::read_text(LPCWSTR name, Text& text) const {
+    WCHAR buffer[1024] = {};
+    DWORD size = sizeof buffer - sizeof buffer[0];
+    DWORD type = 0;
+    if (key_ == nullptr ||
+        RegQueryValueExW(key_, name, nullptr, &type, reinterpret_cast<BYTE*>(buffer), &size) != ERROR_SUCCESS) {
+        return false;
+    }
+    text = buffer;
+    return type == REG_SZ;
+}
+
+bool RegistryKey::read_number(LPCWSTR name, DWORD& number) const {
+    DWORD size = sizeof number;
+    return read(name, &number, size) == ERROR_SUCCESS && size == sizeof number;
+}
+
+}  // namespace tsport::doctor

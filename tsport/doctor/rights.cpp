@@ -1,0 +1,153 @@
+#include "tsport/doctor/rights.h"
+
+#include <algorithm>
+#include <filesystem>
+
+#include "host/text.h"
+
+namespace tsport::doctor {
+namespace {
+
+// Windows evaluates the list in order: the first entry for a right decides.
+template <typename IsOneOfThem>
+std::uint32_t rights_of(const AccessList& access, std::uint32_t mask, IsOneOfThem is_one_of_them) {
+    if (access.everybody) return mask;
+    std::uint32_t undecided = mask;
+    std::uint32_t allowed = 0;
+    for (const AccessEntry& entry : access.entries) {
+        if (!is_one_of_them(entry.sid)) continue;
+        if (entry.allows) allowed |= undecided & entry.mask;
+        undecided &= ~entry.mask;
+    }
+    return allowed;
+}
+
+bool is_everyone(const std::string& sid) {
+    return sid == "S-1-1-0" || sid == "S-1-5-11";
+}
+
+bool is_every_user(const std::string& sid) {
+    const bool domain_users = sid.rfind("S-1-5-21-", 0) == 0 && sid.size() > 4 && sid.substr(sid.size() - 4) == "-513";
+    return is_everyone(sid) || sid == "S-1-5-32-545" || domain_users;
+}
+
+bool is_system(const std::string& sid) {
+    return is_everyone(sid) || sid == "S-1-5-18" || sid == "S-1-5-32-544";
+}
+
+// Each place once.
+class Rights {
+  public:
+    explicit Rights(Findings& findings) : findings_(findings) {}
+
+    void users_may_not_change(const std::string& path, const std::string& what) {
+        AccessList access;
+        if (!read(path, access) || rights_of_users(access, rights_to_change) == 0) return;
+        findings_.add("rights.users-write", "every user may change " + what + ", " + path,
+                      "icacls \"" + path +
+                          "\" /inheritance:r /grant \"*S-1-5-18:(OI)(CI)F\" "
+                          "\"*S-1-5-32-544:(OI)(CI)F\", then the lines of README.txt for what users must read");
+    }
+    void users_must(std::uint32_t right, const std::string& path, const std::string& what, const std::string& lost) {
+        AccessList access;
+        if (!read(path, access) || rights_of_users(access, right) == right) return;
+        findings_.add("rights.users-cannot-see", "users may not read " + what + ", " + path + ": " + lost,
+                      "write HWCheckPortMonitorRunAsSystem=on into print-provider.conf and restart the spooler; or "
+                      "icacls \"" +
+                          path + "\" /grant \"*S-1-5-11:(OI)(CI)RX\"");
+    }
+    void system_must_write(const std::string& path, const std::string& what) {
+        AccessList access;
+        if (!read(path, access) || rights_of_system(access, rights_to_write) == rights_to_write) return;
+        findings_.add("rights.system-cannot-write", "the system account may not write " + what + ", " + path,
+                      "icacls \"" + path + "\" /grant \"*S-1-5-18:(OI)(CI)F\"");
+    }
+    bool read(const std::string& path, AccessList& access) {
+        std::string why;
+        if (read_access(path, access, why)) {
+            ++seen_;
+            return true;
+        }
+        findings_.could_not_look("rights", path + ": " + why);
+        return false;
+    }
+    size_t seen() const { return seen_; }
+
+  private:
+    Findings& findings_;
+    size_t seen_ = 0;
+};
+
+const char* lost_with(const std::string& directory) {
+    if (directory == "dirs.no-notapproved") return "jobs that are not approved are printed";
+    if (directory == "dirs.no-settings") return "devices are not checked before a job";
+    return "forced attributes are skipped";
+}
+
+void look_above_helper(const std::string& helper, Rights& rights, Findings& findings) {
+    std::error_code error;
+    for (const std::string& path : shadowing_paths(helper)) {
+        if (std::filesystem::exists(host::path_of(path), error)) {
+            findings.add("helper.shadowed", path + " exists and is started in place of " + helper,
+                         "find out where it comes from, and move it away");
+            continue;
+        }
+        const std::string folder = path.substr(0, path.rfind('\\') + 1);
+        AccessList access;
+        if (!rights.read(folder, access) || rights_of_users(access, right_to_create_files) == 0) continue;
+        findings.add("helper.folder-writable",
+                     "users may create " + path + ", which would be started in place of " + helper,
+                     "icacls \"" + folder + "\" and take the right to create files (WD) from all but administrators");
+    }
+}
+
+}  // namespace
+
+std::uint32_t rights_of_users(const AccessList& access, std::uint32_t mask) {
+    return rights_of(access, mask, is_every_user);
+}
+
+std::uint32_t rights_of_system(const AccessList& access, std::uint32_t mask) {
+    return rights_of(access, mask, is_system);
+}
+
+std::vector<std::string> shadowing_paths(const std::string& helper) {
+    std::vector<std::string> paths;
+    for (size_t blank = helper.find(' '); blank != std::string::npos; blank = helper.find(' ', blank + 1)) {
+        paths.push_back(helper.substr(0, blank) + ".exe");
+    }
+    return paths;
+}
+
+void look_at_rights(const BaseDirectory& base, const Settings& settings, const std::vector<Directory>& directories,
+                    Findings& findings) {
+    if (!findings.wants("rights") && !findings.wants("helper")) return;
+    Rights rights(findings);
+    std::error_code error;
+    const auto exists = [&error](const std::string& path) {
+        return std::filesystem::exists(host::path_of(path), error);
+    };
+    const std::string helper = helper_path(base);
+    rights.users_may_not_change(base.path, "the base directory");
+    rights.system_must_write(base.path, "the base directory");
+    if (exists(helper)) rights.users_may_not_change(helper, "the helper program");
+    const bool as_user = settings.values->hwcheck_port_monitor_run_as_system == 0;
+    for (const Directory& directory : directories) {
+        if (!directory.seen) continue;
+        rights.users_may_not_change(directory.path, directory.purpose);
+        rights.system_must_write(directory.path, directory.purpose);
+        const bool is_spool = &directory == directories.data();
+        if (as_user && !is_spool) {
+            rights.users_must(right_to_read, directory.path, directory.purpose, lost_with(directory.missing_id));
+        }
+    }
+    if (as_user && exists(helper)) {
+        rights.users_must(right_to_see, helper, "the helper program",
+                          "it is not started, devices are not checked and forced attributes are skipped");
+    }
+    look_above_helper(helper, rights, findings);
+    findings.saw("rights", counted(rights.seen(), "access list") + (as_user ? "; documents are printed as the user"
+                                                                            : "; documents are printed as the system"));
+}
+
+}  // namespace tsport::doctor

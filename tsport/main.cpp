@@ -1,0 +1,15 @@
+// Manages the monitor's ports from the command line.
+#include <cstdio>
+
+#include "host/platform.h"
+#include "tsport/run.h"
+
+int main(int count, char** arguments) {
+    const host::Utf8Console utf8;
+    std::ios::sync_with_stdio(false);  // logs on standard input are read in blocks
+    const tsport::Console console{std::cin, host::is_terminal(stderr) ? stderr : nullptr};
+    const tsport::Answer answer = tsport::run(host::program_arguments(count, arguments), console);
+    std::fputs(answer.out.c_str(), stdout);
+    std::fputs(answer.err.c_str(), stderr);
+    return std::fflush(stdout) == 0 ? answer.status : static_cast<int>(tsport::refused);
+}

@@ -1,0 +1,115 @@
+#include "tsport/output.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+
+namespace tsport {
+namespace {
+
+bool is_high(WCHAR c) {
+    return (c & 0xFC00) == 0xD800;
+}
+bool is_low(WCHAR c) {
+    return (c & 0xFC00) == 0xDC00;
+}
+bool is_control(WCHAR c) {
+    return c < 0x20 || (c >= 0x7F && c < 0xA0) || c == 0x2028 || c == 0x2029;
+}
+
+// Controls and halves of pairs as \uXXXX; those of `marked` with a backslash before them.
+std::string escaped(const Text& text, const Text& marked) {
+    Text result;
+    for (size_t i = 0; i < text.size(); ++i) {
+        const WCHAR c = text[i];
+        if (is_high(c) && i + 1 < text.size() && is_low(text[i + 1])) {
+            result += c;
+            result += text[++i];
+        } else if (is_control(c) || is_high(c) || is_low(c)) {
+            char code[8];
+            std::snprintf(code, sizeof code, "\\u%04x", static_cast<unsigned>(c));
+            for (const char* digit = code; *digit != 0; ++digit) result += static_cast<WCHAR>(*digit);
+        } else {
+            if (marked.find(c) != Text::npos) result += W('\\');
+            result += c;
+        }
+    }
+    return host::to_utf8(result);
+}
+
+struct Range {
+    std::uint32_t first;
+    std::uint32_t last;
+};
+// Combining marks take no room on a terminal; East Asian letters and pictures take two places.
+constexpr Range narrow[] = {{0x300, 0x36F}, {0x483, 0x489}, {0x591, 0x5BD}, {0x200B, 0x200F}, {0xFE00, 0xFE0F}};
+constexpr Range wide[] = {{0x1100, 0x115F}, {0x2E80, 0x303E}, {0x3041, 0xA4CF}, {0xAC00, 0xD7A3},   {0xF900, 0xFAFF},
+                          {0xFE30, 0xFE6F}, {0xFF00, 0xFF60}, {0xFFE0, 0xFFE6}, {0x1F300, 0x1FAFF}, {0x20000, 0x3FFFD}};
+
+template <size_t N>
+bool in(const Range (&ranges)[N], std::uint32_t character) {
+    return std::any_of(ranges, ranges + N,
+                       [&](const Range& range) { return character >= range.first && character <= range.last; });
+}
+
+size_t width_of(const std::string& utf8) {
+    const Text text = host::to_text(utf8);
+    size_t width = 0;
+    for (size_t i = 0; i < text.size(); ++i) {
+        std::uint32_t character = text[i];
+        if (is_high(text[i]) && i + 1 < text.size()) {
+            character = 0x10000 + ((character & 0x3FF) << 10) + (text[++i] & 0x3FFu);
+        }
+        if (!in(narrow, character)) width += in(wide, character) ? 2 : 1;
+    }
+    return width;
+}
+
+}  // namespace
+
+std::string quoted(const Text& text) {
+    return '"' + escaped(text, W("\"\\")) + '"';
+}
+
+std::string shown(const Text& text) {
+    return escaped(text, Text());
+}
+
+std::string in_columns(const Rows& rows) {
+    std::vector<size_t> widths;
+    for (const auto& row : rows) {
+        widths.resize(std::max(widths.size(), row.size()));
+        for (size_t i = 0; i + 1 < row.size(); ++i) widths[i] = std::max(widths[i], width_of(row[i]));
+    }
+    std::string text;
+    for (const auto& row : rows) {
+        for (size_t i = 0; i < row.size(); ++i) {
+            text += row[i];
+            if (i + 1 < row.size()) text.append(widths[i] - width_of(row[i]) + 2, ' ');
+        }
+        text += '\n';
+    }
+    return text;
+}
+
+std::vector<std::string> cells_of(const Port& port) {
+    return {shown(port.name), shown(port.address), std::to_string(port.number)};
+}
+
+void write_members(JsonWriter& json, const Port& port) {
+    json.member("name", port.name);
+    json.member("address", port.address);
+    json.member("port", port.number);
+}
+
+void write_member(JsonWriter& json, const char* name, const Port& port) {
+    json.object(name, [&] { write_members(json, port); });
+}
+
+void write_member(JsonWriter& json, const char* name, const std::vector<Port>& ports) {
+    json.array(name, [&] {
+        for (const Port& port : ports) json.object([&] { write_members(json, port); });
+    });
+}
+
+}  // namespace tsport

@@ -1,0 +1,28 @@
+// Ports and texts in words: columns for people, JSON for scripts.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tsport/json.h"
+#include "tsport/ports/port.h"
+
+namespace tsport {
+
+// In quotes, with what cannot stand for itself escaped: a text of a ports file.
+std::string quoted(const Text& text);
+// For people: as it is, but for characters that a terminal would obey.
+std::string shown(const Text& text);
+
+// Lines of cells, each column as wide as its widest cell that another one follows.
+using Rows = std::vector<std::vector<std::string>>;
+std::string in_columns(const Rows& rows);
+
+// Name, address and number as three cells.
+std::vector<std::string> cells_of(const Port& port);
+void write_members(JsonWriter& json, const Port& port);
+// A member that is a port, or an array of ports.
+void write_member(JsonWriter& json, const char* name, const Port& port);
+void write_member(JsonWriter& json, const char* name, const std::vector<Port>& ports);
+
+}  // namespace tsport

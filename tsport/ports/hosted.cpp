@@ -1,0 +1,89 @@
+#include "tsport/ports/hosted.h"
+
+#include <filesystem>
+
+#include "host/platform.h"
+
+namespace tsport {
+namespace {
+
+// A monitor that finds the service's folder logs there and sweeps work files: beside a running spooler that would
+// disturb it.
+bool is_print_server() {
+    for (const LPCWSTR path : {W("SOFTWARE\\Wow6432Node\\ts-print-provider"), W("SOFTWARE\\Wow6432Node\\Tessaron")}) {
+        HKEY key = nullptr;
+        if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, KEY_READ, &key) != ERROR_SUCCESS) continue;
+        DWORD size = 0;
+        const LSTATUS status = RegQueryValueExW(key, W("InstallPath"), nullptr, nullptr, nullptr, &size);
+        RegCloseKey(key);
+        if (status == ERROR_SUCCESS) return true;
+    }
+    return false;
+}
+
+// In the package this program has a folder of its own.
+std::string own_library() {
+    const std::string beside = host::executable_folder() + "/" + host::monitor_file_name();
+    std::error_code error;
+    if (std::filesystem::exists(beside, error)) return beside;
+    return host::executable_folder() + "/../" + host::monitor_file_name();
+}
+
+}  // namespace
+
+bool Hosted::load(const Options& options, std::string& why) {
+    if (is_print_server()) {
+        why = "the Print Provider is installed here: a hosted library would work in its folders";
+        return false;
+    }
+    path_ = options.store;
+    if (options.for_changes && is_file(path_) && !take_lock(lock_, path_, options.wait, why)) return false;
+    std::error_code error;
+    file_.csv = has_csv_name(path_);
+    if (std::filesystem::exists(host::path_of(path_), error) && !read_ports_file(path_, file_.csv, file_, why)) {
+        return false;
+    }
+    if (!store_.write(file_.ports())) {
+        why = "the ports of " + path_ + " cannot be handed to the library";
+        return false;
+    }
+    if (!host::use_simulated_spooler(nullptr)) {
+        why = "this program cannot be led to the simulated spooler: " + host::error_in_words(GetLastError());
+        return false;
+    }
+    library_ = options.library.empty() ? own_library() : options.library;
+    return start(why);
+}
+
+bool Hosted::start(std::string& why) {
+    host::MonitorHost::Options setup;
+    setup.library = library_;
+    setup.hive = store_.hive();
+    setup.registry_path = store_.path();
+    return monitor_.load(setup, why);
+}
+
+bool Hosted::read(const std::vector<Text>& names, std::vector<Port>& ports) const {
+    std::vector<Port> stored;
+    if (!store_.read(stored)) return false;
+    const PortIndex index = index_of(stored);
+    for (const Text& name : names) {
+        const auto found = index.find(name);
+        if (found != index.end()) ports.push_back(*found->second);
+    }
+    return true;
+}
+
+bool Hosted::put(const std::vector<Port>& ports, std::string& why) {
+    why = "the ports cannot be handed to the library";
+    monitor_.unload();
+    return store_.write(ports) && start(why);
+}
+
+bool Hosted::keep(std::string& why) {
+    std::vector<Port> ports;
+    why = "the library's ports cannot be read back";
+    return store_.read(ports) && write_file(path_, format_ports(file_, ports), why);
+}
+
+}  // namespace tsport

@@ -1,0 +1,311 @@
+// The verbs about ports, but for those that read or write files.
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+#include "host/connect.h"
+#include "tsport/answer.h"
+#include "tsport/commands.h"
+
+namespace tsport {
+
+std::string named(const Text& name) {
+    return "\"" + shown(name) + "\"";
+}
+
+std::string printer_of(const Port& port) {
+    return shown(port.address) + " port " + std::to_string(port.number);
+}
+
+namespace {
+
+void no_such_port(const Task& task, const std::vector<Text>& names) {
+    std::string words;
+    for (const Text& name : names) words += (words.empty() ? "" : ", ") + named(name);
+    const bool pattern = names.size() == 1 && is_pattern(names[0]);
+    task.fail(not_there, (pattern ? "no port matches " : "there is no port ") + words, "no-port");
+}
+
+// The monitor's names that the command asks for; false when that has been answered.
+bool find_names(const Task& task, std::vector<Text>& selected) {
+    std::vector<Text> names;
+    std::vector<Text> missing;
+    if (task.failed(list_names(task.spooler, names), "list the ports")) return false;
+    selected = select_names(names, task.command.names, missing);
+    if (!missing.empty()) no_such_port(task, missing);
+    return missing.empty();
+}
+
+bool find_ports(const Task& task, std::vector<Port>& ports) {
+    std::vector<Text> names;
+    return find_names(task, names) && task.read(names, ports);
+}
+
+// The one port that the command names, as the monitor has it.
+bool find_port(const Task& task, Port& port) {
+    std::vector<Text> names;
+    if (task.failed(list_names(task.spooler, names), "list the ports")) return false;
+    for (const Text& name : names) {
+        if (!same_name(name, task.command.port.name)) continue;
+        return !task.failed(read_port(task.spooler, name, port), "show the port " + named(name));
+    }
+    no_such_port(task, {task.command.port.name});
+    return false;
+}
+
+// -- Queues ----------------------------------------------------------------------------------------------------------
+
+using QueueIndex = std::map<Text, std::vector<Text>, NameOrder>;  // by port
+
+bool find_queues(const Task& task, QueueIndex& index) {
+    std::vector<Queue> queues;
+    if (task.failed(task.spooler.queues(queues), "list the queues")) return false;
+    for (const Queue& queue : queues) {
+        for (const Text& port : queue.ports) index[port].push_back(queue.name);
+    }
+    return true;
+}
+
+std::string in_words(const std::vector<Text>& names) {
+    std::string words;
+    for (const Text& name : names) words += (words.empty() ? "" : ", ") + shown(name);
+    return words;
+}
+
+JsonMembers members_of(const Port& port, const std::vector<Text>& queues) {
+    return [=](JsonWriter& json) {
+        write_members(json, port);
+        json.array("queues", [&] {
+            for (const Text& queue : queues) json.value(queue);
+        });
+    };
+}
+
+}  // namespace
+
+// -- list, show, exists ----------------------------------------------------------------------------------------------
+
+namespace {
+
+void list_names_only(const Task& task) {
+    std::vector<Text> names;
+    if (!find_names(task, names)) return;
+    for (const Text& name : names) {
+        task.say(host::to_utf8(name), [name](JsonWriter& json) { json.member("name", name); });
+    }
+    task.reply.array = true;
+}
+
+}  // namespace
+
+void list(const Task& task) {
+    if (task.command.names_only) return list_names_only(task);
+    std::vector<Port> ports;
+    QueueIndex queues;
+    Reply& reply = task.reply;
+    if (!find_ports(task, ports) || !find_queues(task, queues)) return;
+    reply.array = true;
+    reply.heads = {"NAME", "ADDRESS", "PORT"};
+    bool any_queue = false;
+    for (const Port& port : ports) any_queue = any_queue || queues.count(port.name) != 0;
+    if (any_queue) reply.heads.emplace_back("QUEUES");
+    for (const Port& port : ports) {
+        reply.rows.push_back(cells_of(port));
+        if (any_queue) reply.rows.back().push_back(in_words(queues[port.name]));
+        reply.objects.push_back(members_of(port, queues[port.name]));
+    }
+    if (ports.empty()) reply.summary = "no ports";
+    if (task.command.csv) {
+        reply.data = format_ports({{}, true, W(','), {}}, ports);
+        reply.has_data = true;
+        reply.rows.clear();
+        reply.heads.clear();
+        reply.summary.clear();
+    }
+}
+
+void show(const Task& task) {
+    Port port;
+    QueueIndex queues;
+    if (!find_port(task, port) || !find_queues(task, queues)) return;
+    const std::vector<std::string> cells = cells_of(port);
+    task.reply.rows = {{"name", cells[0]}, {"address", cells[1]}, {"port", cells[2]}};
+    if (queues.count(port.name) != 0) task.reply.rows.push_back({"queues", in_words(queues[port.name])});
+    task.reply.objects = {members_of(port, queues[port.name])};
+}
+
+void exists(const Task& task) {
+    const Text& name = task.command.port.name;
+    bool there = false;
+    if (task.failed(ask_whether_exists(task.spooler, name, there), "look for the port " + named(name))) return;
+    task.reply.status = there ? done : not_there;
+    task.say(named(name) + (there ? " exists" : " does not exist"), [name, there](JsonWriter& json) {
+        json.member("name", name);
+        json.member("exists", there);
+    });
+}
+
+// -- add, set, delete ------------------------------------------------------------------------------------------------
+
+void add(const Task& task) {
+    Port port = task.command.port;
+    if (!task.command.number_given) port.number = default_number;
+    if (task.failed(add_port(task.spooler, port), "add the port " + named(port.name)) || !task.kept()) return;
+    task.say("added " + named(port.name) + ": " + printer_of(port),
+             [port](JsonWriter& json) { write_member(json, "added", port); });
+}
+
+void set(const Task& task) {
+    Port before;
+    if (!find_port(task, before)) return;
+    Port port = before;
+    port.address = task.command.port.address;
+    if (task.command.number_given) port.number = task.command.port.number;
+    if (port.number == 0 || port.number > largest_number) {
+        task.fail(bad_usage, "the port's number, " + std::to_string(port.number) + ", is not 1 to 65535: give PORT too",
+                  "usage");
+        return;
+    }
+    if (task.failed(set_port(task.spooler, port), "change the port " + named(port.name)) || !task.kept()) return;
+    task.say("changed " + named(port.name) + ": " + printer_of(port) + " (was " + printer_of(before) + ")",
+             [port, before](JsonWriter& json) {
+                 write_member(json, "changed", port);
+                 write_member(json, "was", before);
+             });
+}
+
+namespace {
+
+// False when a queue prints to one of the ports; nothing is deleted then.
+bool may_delete(const Task& task, const std::vector<Text>& names) {
+    QueueIndex queues;
+    if (task.command.force) return true;
+    if (!find_queues(task, queues)) return false;
+    std::string used;
+    for (const Text& name : names) {
+        if (queues.count(name) == 0) continue;
+        used += (used.empty() ? "" : "; ") + named(name) + " by " + in_words(queues[name]);
+    }
+    if (used.empty()) return true;
+    task.fail(refused,
+              "nothing was deleted: queues print to " + used + "; give them other ports first, or delete with --force",
+              "in-use");
+    return false;
+}
+
+}  // namespace
+
+void remove(const Task& task) {
+    std::vector<Text> names;
+    if (!find_names(task, names) || !may_delete(task, names)) return;
+    const bool dry_run = task.command.dry_run;
+    const auto progress = task.progress(names.size(), "deleted");
+    size_t finished = 0;
+    for (const Text& name : names) {
+        const DWORD code = dry_run ? static_cast<DWORD>(ERROR_SUCCESS) : delete_port(task.spooler, name);
+        if (task.failed(code == ERROR_FILE_NOT_FOUND ? static_cast<DWORD>(ERROR_SUCCESS) : code,
+                        "delete the port " + named(name))) {
+            break;
+        }
+        progress->show(++finished);
+        task.say((dry_run ? "would delete " : "deleted ") + named(name),
+                 [name, dry_run](JsonWriter& json) { json.member(dry_run ? "would_delete" : "deleted", name); });
+    }
+    task.reply.array = task.command.names.size() > 1 || is_pattern(task.command.names[0]);
+    if (!dry_run && finished != 0) task.kept();
+}
+
+// -- test ------------------------------------------------------------------------------------------------------------
+
+namespace {
+
+struct Tested {
+    const char* words;
+    const char* verdict;  // in JSON
+};
+
+Tested tested(host::Verdict verdict) {
+    switch (verdict) {
+        case host::Verdict::accepted:
+            return {"takes connections", "accepted"};
+        case host::Verdict::refused:
+            return {"refuses connections", "refused"};
+        case host::Verdict::unknown_name:
+            return {"has a name that is unknown here", "unknown-name"};
+        case host::Verdict::no_answer:
+            break;
+    }
+    return {"does not answer", "no-answer"};
+}
+
+// Another server is asked to try it itself: what can be reached from here says nothing about it.
+DWORD test_one(const Task& task, const Port& port, Tested& result) {
+    if (task.spooler.server().empty()) {
+        result = tested(host::try_connection(host::to_utf8(port.address), static_cast<std::uint16_t>(port.number),
+                                             std::chrono::seconds(task.command.timeout_seconds)));
+        return ERROR_SUCCESS;
+    }
+    bool reachable = false;
+    const Spooler own(task.spooler.server());  // each thread talks to the spooler on its own
+    const DWORD code = ask_whether_reachable(own, port, reachable);
+    result = reachable ? tested(host::Verdict::accepted) : Tested{"cannot be reached from the server", "no-connection"};
+    return code;
+}
+
+JsonMembers members_of(const Port& port, const Tested& result) {
+    return [=](JsonWriter& json) {
+        if (!port.name.empty()) json.member("name", port.name);
+        json.member("address", port.address);
+        json.member("port", port.number);
+        json.member("reachable", std::string(result.verdict) == "accepted");
+        json.member("verdict", result.verdict);
+    };
+}
+
+// Many at once. Returns the first error of a spooler that could not be asked.
+DWORD test_all(const Task& task, const std::vector<Port>& ports, std::vector<Tested>& results) {
+    constexpr size_t at_once = 64;
+    const auto progress = task.progress(ports.size(), "tested");
+    std::atomic<size_t> next{0};
+    std::atomic<size_t> finished{0};
+    std::atomic<DWORD> error{ERROR_SUCCESS};
+    std::vector<std::thread> threads;
+    for (size_t i = 0; i < std::min(at_once, ports.size()); ++i) {
+        threads.emplace_back([&] {
+            for (size_t at = next++; at < ports.size(); at = next++) {
+                if (const DWORD code = test_one(task, ports[at], results[at])) error = code;
+                progress->show(++finished);
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    return error;
+}
+
+}  // namespace
+
+void test(const Task& task) {
+    Reply& reply = task.reply;
+    std::vector<Port> ports;
+    const bool host_given = task.command.number_given;
+    if (host_given) {
+        ports.push_back(task.command.port);
+    } else if (!find_ports(task, ports)) {
+        return;
+    }
+    std::vector<Tested> results(ports.size());
+    if (task.failed(test_all(task, ports, results), "test the ports")) return;
+    const bool one = host_given || (task.command.names.size() == 1 && !is_pattern(task.command.names[0]));
+    reply.array = !one;
+    if (!one) reply.heads = {"NAME", "ADDRESS", "PORT", "PRINTER"};
+    for (size_t i = 0; i < ports.size(); ++i) {
+        if (std::string(results[i].verdict) != "accepted") reply.status = not_there;
+        std::vector<std::string> cells = cells_of(ports[i]);
+        cells.emplace_back(results[i].words);
+        reply.rows.push_back(one ? std::vector<std::string>{printer_of(ports[i]) + " " + results[i].words} : cells);
+        reply.objects.push_back(members_of(ports[i], results[i]));
+    }
+    if (ports.empty()) reply.summary = "no ports";
+}
+
+}  // namespace tsport

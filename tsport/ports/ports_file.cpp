@@ -1,0 +1,277 @@
+#include "tsport/ports/ports_file.h"
+
+#include <algorithm>
+#include <set>
+
+#include "tsport/file.h"
+#include "tsport/output.h"
+#include "tsport/ports/csv.h"
+
+namespace tsport {
+namespace {
+
+// -- Writing ---------------------------------------------------------------------------------------------------------
+
+bool is_plain(WCHAR c) {
+    return (c >= W('0') && c <= W('9')) || (c >= W('a') && c <= W('z')) || (c >= W('A') && c <= W('Z')) ||
+           c == W('.') || c == W(':') || c == W('-') || c == W('_');
+}
+
+std::string written(const Text& address) {
+    const bool plain = !address.empty() && std::all_of(address.begin(), address.end(), is_plain);
+    return plain ? host::to_utf8(address) : quoted(address);
+}
+
+const std::vector<std::string> head = {"# name", "address", "port"};
+
+// The line above the columns as this program writes it, however wide they were.
+bool is_head(const Entry& entry) {
+    std::string words;
+    for (const char c : host::to_utf8(entry.text)) {
+        if (c != ' ' || (!words.empty() && words.back() != ' ')) words += c;
+    }
+    return words == "# name address port";
+}
+
+// The file's entries with these ports in place of its own.
+std::vector<Entry> updated(const std::vector<Entry>& entries, const std::vector<Port>& ports) {
+    const PortIndex wanted = index_of(ports);
+    std::set<const Port*> placed;
+    std::vector<Entry> result;
+    for (Entry entry : entries) {
+        if (entry.is_port) {
+            const auto found = wanted.find(entry.port.name);
+            if (found == wanted.end()) continue;
+            entry.port = *found->second;
+            placed.insert(found->second);
+        }
+        result.push_back(entry);
+    }
+    for (const Port& port : ports) {
+        Entry entry;
+        entry.is_port = true;
+        entry.port = port;
+        if (placed.count(&port) == 0) result.push_back(entry);
+    }
+    return result;
+}
+
+std::string format_lines(const std::vector<Entry>& entries) {
+    Rows rows;
+    for (const Entry& entry : entries) {
+        if (!entry.is_port) {
+            if (is_head(entry)) rows.push_back(head);
+            continue;
+        }
+        rows.push_back({quoted(entry.port.name), written(entry.port.address), std::to_string(entry.port.number)});
+        if (!entry.comment.empty()) rows.back().push_back(host::to_utf8(entry.comment));
+    }
+    const std::vector<Text> aligned = lines_of(host::to_text(in_columns(rows)));
+    std::string text;
+    size_t next = 0;
+    for (const Entry& entry : entries) {
+        const bool is_row = entry.is_port || is_head(entry);
+        text += host::to_utf8(is_row ? aligned[next++] : entry.text) + "\n";
+    }
+    return text;
+}
+
+// -- Reading ---------------------------------------------------------------------------------------------------------
+
+bool is_blank(WCHAR c) {
+    return c == W(' ') || c == W('\t');
+}
+
+// The texts of one line.
+class Line {
+  public:
+    explicit Line(const Text& text) : text_(text) {}
+
+    bool at_end() {
+        while (at_ < text_.size() && is_blank(text_[at_])) ++at_;
+        fault_ = at_;
+        return at_ == text_.size() || text_[at_] == W('#');
+    }
+    Text rest() const { return text_.substr(at_); }
+    // Where the last text began or is wrong, or where the next one should have begun.
+    size_t column() const { return fault_ + 1; }
+
+    // The next text; false with the reason when it is not well-formed.
+    bool take(Text& value, std::string& why) {
+        value.clear();
+        fault_ = at_;
+        if (text_[at_] == W('"')) return take_quoted(value, why);
+        const size_t begin = at_;
+        for (; at_ < text_.size() && !is_blank(text_[at_]); ++at_) {
+            fault_ = at_;
+            why = "a typographic quote; write \" instead";
+            if (is_typographic_quote(text_[at_])) return false;
+            why = "a quote inside a text that does not begin with one";
+            if (text_[at_] == W('"')) return false;
+            value += text_[at_];
+        }
+        fault_ = begin;
+        return true;
+    }
+
+  private:
+    bool take_quoted(Text& value, std::string& why) {
+        const size_t begin = at_;
+        for (++at_; at_ < text_.size(); ++at_) {
+            if (text_[at_] == W('"')) {
+                fault_ = ++at_;
+                why = "no blank after a closing quote";
+                if (at_ < text_.size() && !is_blank(text_[at_])) return false;
+                fault_ = begin;
+                return true;
+            }
+            fault_ = at_;
+            if (text_[at_] != W('\\')) {
+                value += text_[at_];
+            } else if (!take_escape(value)) {
+                why = "an escape other than \\\" \\\\ \\t \\n \\r \\uXXXX";
+                return false;
+            }
+        }
+        fault_ = begin;
+        why = "the closing quote is missing";
+        return false;
+    }
+    // From the backslash to the last character that belongs to it.
+    bool take_escape(Text& value) {
+        const Text names = W("\"\\tnr");
+        const Text meanings = W("\"\\\t\n\r");
+        if (++at_ == text_.size()) return false;
+        const size_t index = names.find(text_[at_]);
+        if (index != Text::npos) {
+            value += meanings[index];
+            return true;
+        }
+        return text_[at_] == W('u') && take_code(value);
+    }
+    bool take_code(Text& value) {
+        const Text digits = W("0123456789abcdef0123456789ABCDEF");
+        unsigned code = 0;
+        for (int i = 0; i < 4; ++i) {
+            const size_t digit = ++at_ < text_.size() ? digits.find(text_[at_]) : Text::npos;
+            if (digit == Text::npos) return false;
+            code = code * 16 + static_cast<unsigned>(digit % 16);
+        }
+        value += static_cast<WCHAR>(code);
+        return code != 0;
+    }
+
+    const Text& text_;
+    size_t at_ = 0;
+    size_t fault_ = 0;
+};
+
+// What is wrong with the line; empty when nothing is.
+std::string parse_line(Line& line, Entry& entry) {
+    std::string why;
+    Text number;
+    if (!line.take(entry.port.name, why)) return why;
+    if (!(why = name_fault(entry.port.name)).empty()) return why;
+    if (line.at_end()) return "the printer's address is missing";
+    if (!line.take(entry.port.address, why)) return why;
+    if (!(why = address_fault(entry.port.address)).empty()) return why;
+    if (line.at_end()) return "the port number is missing";
+    if (!line.take(number, why)) return why;
+    if (!(why = parse_port_number(number, entry.port.number)).empty()) return why;
+    if (!line.at_end()) return "more than name, address and port number";
+    entry.comment = line.rest();
+    return std::string();
+}
+
+void parse_lines(const Text& text, std::vector<Entry>& entries, std::vector<Fault>& faults) {
+    size_t number = 0;
+    for (const Text& content : lines_of(text)) {
+        Entry entry;
+        entry.line = ++number;
+        Line line(content);
+        if (line.at_end()) {
+            entry.text = content;
+        } else {
+            entry.is_port = true;
+            const std::string why = parse_line(line, entry);
+            if (!why.empty()) faults.push_back({number, line.column(), why});
+        }
+        entries.push_back(entry);
+    }
+}
+
+void find_doubles(const std::vector<Entry>& entries, std::vector<Fault>& faults) {
+    std::map<Text, size_t, NameOrder> seen;
+    for (const Entry& entry : entries) {
+        if (!entry.is_port || entry.port.name.empty()) continue;
+        const auto [place, is_new] = seen.emplace(entry.port.name, entry.line);
+        if (is_new) continue;
+        faults.push_back({entry.line, 1,
+                          "the port \"" + shown(entry.port.name) + "\" stands in line " +
+                              std::to_string(place->second) + " already"});
+    }
+}
+
+}  // namespace
+
+std::string parse_port_number(const Text& text, DWORD& number) {
+    std::uint64_t value = 0;
+    if (!host::parse_number(host::to_utf8(text), 1, largest_number, value)) {
+        return "the port number is not 1 to 65535: " + shown(text);
+    }
+    number = static_cast<DWORD>(value);
+    return std::string();
+}
+
+std::vector<Port> PortsFile::ports() const {
+    std::vector<Port> found;
+    for (const Entry& entry : entries) {
+        if (entry.is_port) found.push_back(entry.port);
+    }
+    return found;
+}
+
+bool has_csv_name(const std::string& path) {
+    const size_t dot = path.rfind('.');
+    return dot != std::string::npos && same_name(host::to_text(path.substr(dot)), W(".csv"));
+}
+
+bool parse_ports(const std::string& bytes, const std::string& name, PortsFile& file, std::string& why) {
+    std::vector<Fault> faults(1);
+    Text text;
+    if (decode(bytes, file.encoding, text, faults[0])) {
+        faults.clear();
+        if (file.csv) {
+            parse_csv(text, file, faults);
+        } else {
+            parse_lines(text, file.entries, faults);
+        }
+        find_doubles(file.entries, faults);
+    }
+    std::stable_sort(faults.begin(), faults.end(),
+                     [](const Fault& left, const Fault& right) { return left.line < right.line; });
+    why.clear();
+    for (const Fault& fault : faults) {
+        why += (why.empty() ? "" : "\n") + name + ":" + std::to_string(fault.line) + ":" +
+               std::to_string(fault.column) + ": " + fault.why;
+    }
+    return faults.empty();
+}
+
+bool read_ports_file(const std::string& path, bool csv, PortsFile& file, std::string& why) {
+    std::string bytes;
+    file.csv = csv;
+    return read_file(path, bytes, why) && parse_ports(bytes, path, file, why);
+}
+
+std::string format_ports(const PortsFile& file, const std::vector<Port>& ports) {
+    std::vector<Entry> entries = file.entries;
+    if (file.csv) return encode(format_csv(updated(entries, ports), file.separator), file.encoding);
+    if (entries.empty()) {
+        entries.emplace_back();
+        entries.back().text = W("# name address port");
+    }
+    return encode(host::to_text(format_lines(updated(entries, ports))), file.encoding);
+}
+
+}  // namespace tsport

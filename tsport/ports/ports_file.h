@@ -1,0 +1,50 @@
+// Ports in a text file, one per line:
+//
+//   # name          address        port
+//   "Office 1"      192.168.1.20   9100
+//   "Caf\u00e9"     printer.local  9101   # on the second floor
+//
+// A text in quotes may hold anything, with \" \\ \t \n \r and \uXXXX; without quotes it ends at a blank. What follows a
+// "#" outside of quotes is a comment. Or as CSV: a line with the columns' names (name, address, port) and one line per
+// port, separated by commas or semicolons.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tsport/ports/encoding.h"
+#include "tsport/ports/port.h"
+
+namespace tsport {
+
+// A line of the file: a port, or what else stands there.
+struct Entry {
+    bool is_port = false;
+    Port port;
+    Text text;     // of a line that is no port: the whole line
+    Text comment;  // behind a port, from its "#" on
+    size_t line = 0;
+};
+
+struct PortsFile {
+    Encoding encoding;
+    bool csv = false;
+    WCHAR separator = W(',');  // of CSV
+    std::vector<Entry> entries;
+
+    std::vector<Port> ports() const;
+};
+
+bool has_csv_name(const std::string& path);
+
+// False with a line "NAME:LINE:COLUMN: reason" for each fault; a port that is named twice is one, too. `file.csv` says
+// how to read it.
+bool parse_ports(const std::string& bytes, const std::string& name, PortsFile& file, std::string& why);
+// False with the reason also when the file cannot be read.
+bool read_ports_file(const std::string& path, bool csv, PortsFile& file, std::string& why);
+
+// The same file with these ports instead of its own: its comments, its order and its encoding stay, what is new comes
+// at the end.
+std::string format_ports(const PortsFile& file, const std::vector<Port>& ports);
+
+}  // namespace tsport

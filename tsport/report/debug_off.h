@@ -1,0 +1,52 @@
+// The lines of a log written with Debug off: no thread, no job, and nothing of documents that were printed. Each
+// failure makes a document of which little more is known.
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <optional>
+
+#include "tsport/report/document.h"
+#include "tsport/report/messages.h"
+
+namespace tsport::report {
+
+class DebugOffTracker {
+  public:
+    using Report = std::function<void(const Document&)>;
+    // The texts have to outlive the tracker.
+    DebugOffTracker(Texts& texts, Report report) : texts_(texts), report_(std::move(report)) {}
+
+    // False when the line says nothing of a document.
+    bool process(const LogLine& line, const Message& message);
+    // The log is over.
+    void finish();
+
+  private:
+    // A connection that broke. The line that names the loss comes later.
+    struct Loss {
+        Cause cause;
+        TextId detail;
+        Timestamp time;
+    };
+    static constexpr size_t most_losses = 256;
+    static constexpr std::chrono::minutes longest_loss{1};  // a broken connection is closed within half of that
+
+    bool process_loss(Timestamp time, const Message& message);
+    bool process_failure(const LogLine& line, const Message& message);
+    void add_loss(Timestamp time, Cause cause, std::string_view text);
+    void report_loss();
+    void report_overdue_losses(Timestamp now);
+    void report_not_approved(Timestamp time, std::string_view rest);
+    void report_failed_start(Timestamp time, Cause cause, TextId port, TextId address);
+    void report(Timestamp time, Outcome outcome, Cause cause, TextId detail = 0);
+    void report(const Document& document);
+
+    Texts& texts_;
+    Report report_;
+    std::deque<Loss> losses_;
+    std::optional<Document> last_;  // not reported yet
+    TextId failed_step_ = 0;
+};
+
+}  // namespace tsport::report

@@ -1,0 +1,159 @@
+#include "tsport/json.h"
+
+#include "tsport/report/report.h"
+
+namespace tsport::report {
+namespace {
+
+void write_totals(JsonWriter& json, const Totals& totals) {
+    json.member("documents", totals.documents);
+    json.member("failed", totals.failed());
+    json.member("bytes", totals.taken);
+    json.member("sent", totals.sent);
+    json.member("held_ms", totals.held_ms);
+    json.member("close_ms", totals.close_ms);
+    json.object("outcomes", [&] {
+        for (size_t i = 0; i < outcome_count; ++i) {
+            json.member(info_of(static_cast<Outcome>(i)).id, totals.by_outcome[i]);
+        }
+    });
+    json.object("causes", [&] {
+        for (size_t i = 0; i < cause_count; ++i) {
+            if (totals.by_cause[i] != 0) json.member(info_of(static_cast<Cause>(i)).id, totals.by_cause[i]);
+        }
+    });
+}
+
+void write_quantiles(JsonWriter& json, const char* name, const Quantiles& values) {
+    json.object(name, [&] {
+        json.member("count", values.count());
+        json.member("median", values.median());
+        json.member("p95", values.p95());
+    });
+}
+
+void write_printer(JsonWriter& json, const PrinterSums& sums) {
+    json.member("printer", sums.name);
+    write_totals(json, sums);
+    write_quantiles(json, "connect_ms", sums.connect);
+    write_quantiles(json, "bytes_per_second", sums.throughput);
+    json.member("restarted_often", sums.restarted_often);
+}
+
+void write_document(JsonWriter& json, const Document& document, const Texts& texts) {
+    const auto cause = document.cause();
+    json.member("start", to_text(document.start));
+    json.member("start_known", document.started || !document.detailed);
+    json.member("printer", texts[document.printer]);
+    json.member("job", document.has_job ? std::optional(document.job) : std::nullopt);
+    json.member("port", texts[document.port]);
+    json.member("address", texts[document.address]);
+    const std::pair<const char*, std::uint64_t> figures[] = {
+        {"writes", document.writes},     {"bytes", document.taken},           {"sent", document.sent},
+        {"start_ms", document.start_ms}, {"connect_ms", document.connect_ms}, {"write_ms", document.write_ms},
+        {"end_ms", document.end_ms},     {"close_ms", document.close_ms},     {"total_ms", document.total_ms},
+        {"held_ms", document.held_ms},
+    };
+    for (const auto& [name, figure] : figures) json.member(name, figure);
+    json.member("held_for", texts[document.held_for]);
+    json.member("attempt", document.attempt);
+    json.member("rewritten", document.rewritten);
+    json.member("thread", document.thread);
+    json.member("detailed", document.detailed);
+    json.member("outcome", info_of(document.outcome).id);
+    json.member("cause", cause ? std::optional(info_of(*cause).id) : std::nullopt);
+    json.member("words", cause_text(document, texts));
+    json.array("also", [&] {
+        for (size_t i = 0; i < cause_count; ++i) {
+            const auto other = static_cast<Cause>(i);
+            if (document.has(other) && other != cause) json.value(info_of(other).id);
+        }
+    });
+}
+
+// Everything but the documents one by one.
+void write_summary(JsonWriter& json, const Report& report) {
+    const Totals& all = report.sums.all();
+    json.array("files", [&] {
+        for (const std::string& file : report.files) json.value(sanitize(file));
+    });
+    json.member("lines", report.lines);
+    json.member("log_bytes", report.bytes);
+    json.member("cut_lines", report.cut_lines);
+    json.member("foreign_lines", report.foreign_lines);
+    json.member("detailed_lines", report.detailed_lines);
+    json.member("first", report.first ? to_text(*report.first) : "");
+    json.member("last", report.last ? to_text(*report.last) : "");
+    json.member("only", report.covers);
+    json.break_line();
+    write_totals(json, all);
+    json.break_line();
+    json.array("stands_out", [&] {
+        for (const Finding& finding : report.sums.findings()) {
+            json.object([&] {
+                json.member("id", finding.id);
+                json.member("printer", finding.printer);
+                json.member("words", finding.text);
+            });
+        }
+    });
+    json.break_line();
+    json.array("other_errors", [&] {
+        for (const OtherErrors::Error& error : report.other_errors.in_order()) {
+            json.object([&] {
+                json.member("text", error.text);
+                json.member("count", error.count);
+            });
+        }
+    });
+    json.break_line();
+    json.array("printers", [&] {
+        for (const PrinterSums* const sums : report.sums.printers()) {
+            json.break_line();
+            json.object([&] { write_printer(json, *sums); });
+        }
+    });
+    json.break_line();
+    json.object("outcome_texts", [&] {
+        for (size_t i = 0; i < outcome_count; ++i) {
+            const OutcomeInfo& outcome = info_of(static_cast<Outcome>(i));
+            json.member(outcome.id, outcome.text);
+        }
+    });
+    json.break_line();
+    json.object("cause_texts", [&] {
+        for (const Cause cause : all.ranked_causes()) {
+            json.object(info_of(cause).id, [&] {
+                json.member("text", info_of(cause).text);
+                json.member("remedy", info_of(cause).remedy);
+            });
+        }
+    });
+    json.break_line();
+}
+
+}  // namespace
+
+void write_json(const Report& report, const DocumentList& documents, const Sink& sink) {
+    {
+        JsonWriter json(sink);
+        json.object([&] {
+            write_summary(json, report);
+            json.member("left_out", report.sums.all().documents - documents.size());
+            json.break_line();
+            json.array("list", [&] {
+                for (const Document* const document : documents) {
+                    json.break_line();
+                    json.object([&] { write_document(json, *document, report.texts); });
+                }
+            });
+        });
+    }
+    sink("\n");
+}
+
+void write_json(const Report& report, const Sink& sink) {
+    write_json(report, report.documents.in_order(), sink);
+}
+
+}  // namespace tsport::report

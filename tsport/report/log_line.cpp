@@ -1,0 +1,115 @@
+#include "tsport/report/log_line.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+
+namespace tsport::report {
+namespace {
+
+constexpr size_t time_size = 23;
+constexpr size_t level_at = time_size + 1;
+constexpr size_t level_size = 7;  // "DEBUG: "
+
+// -1 when the two characters are not digits.
+int two_digits(const char* text) {
+    const int tens = text[0] - '0';
+    const int ones = text[1] - '0';
+    return tens >= 0 && tens <= 9 && ones >= 0 && ones <= 9 ? tens * 10 + ones : -1;
+}
+
+// "file.cpp:123 - " in front of the message.
+bool take_source(std::string_view& text) {
+    const size_t blank = text.find(' ');
+    if (blank == std::string_view::npos || blank + 2 >= text.size()) return false;
+    if (text[blank + 1] != '-' || text[blank + 2] != ' ') return false;
+    const size_t colon = text.substr(0, blank).find_last_not_of("0123456789");
+    if (colon == std::string_view::npos || colon == 0 || colon + 1 == blank || text[colon] != ':') return false;
+    text.remove_prefix(blank + 3);
+    return true;
+}
+
+// " [5995]" behind it.
+bool take_thread(std::string_view& text, std::uint32_t& thread) {
+    const size_t bracket = text.rfind('[');
+    if (bracket == std::string_view::npos || bracket == 0 || text[bracket - 1] != ' ' || text.back() != ']')
+        return false;
+    const char* const end = text.data() + text.size() - 1;
+    const auto [stop, error] = std::from_chars(text.data() + bracket + 1, end, thread);
+    if (error != std::errc() || stop != end) return false;
+    text.remove_suffix(text.size() - bracket + 1);
+    return true;
+}
+
+}  // namespace
+
+std::optional<Timestamp> parse_timestamp(std::string_view text) {
+    using namespace std::chrono;
+    if (text.size() < time_size || text[4] != '-' || text[7] != '-' || text[10] != ' ' || text[13] != ':' ||
+        text[16] != ':' || text[19] != ',') {
+        return {};
+    }
+    const int century = two_digits(&text[0]);
+    const int years = two_digits(&text[2]);
+    const int month_number = two_digits(&text[5]);
+    const int day_number = two_digits(&text[8]);
+    const int hour = two_digits(&text[11]);
+    const int minute = two_digits(&text[14]);
+    const int second = two_digits(&text[17]);
+    const int hundredths = two_digits(&text[20]);
+    const int thousandths = text[22] - '0';
+    if (century < 0 || years < 0 || month_number < 0 || day_number < 0 || hour < 0 || hour > 23 || minute < 0 ||
+        minute > 59 || second < 0 || second > 60 || hundredths < 0 || thousandths < 0 || thousandths > 9) {
+        return {};
+    }
+    const year_month_day date = year(century * 100 + years) / month_number / day_number;
+    if (!date.ok()) return {};
+    return local_days(date) + hours(hour) + minutes(minute) + seconds(second) +
+           milliseconds(hundredths * 10 + thousandths);
+}
+
+std::string to_text(Timestamp time) {
+    const auto midnight = std::chrono::floor<std::chrono::days>(time);
+    const std::chrono::year_month_day date(midnight);
+    const std::chrono::hh_mm_ss clock(time - midnight);
+    char text[64];
+    std::snprintf(text, sizeof text, "%04d-%02u-%02u %02d:%02d:%02d.%03d", static_cast<int>(date.year()),
+                  static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+                  static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
+                  static_cast<int>(clock.seconds().count()), static_cast<int>(clock.subseconds().count()));
+    return text;
+}
+
+std::uint32_t elapsed_ms(Timestamp from, Timestamp to) {
+    return static_cast<std::uint32_t>(std::clamp<std::int64_t>((to - from).count(), 0, UINT32_MAX));
+}
+
+LineKind parse_line(std::string_view text, LogLine& line) {
+    if (text.ends_with('\r')) text.remove_suffix(1);
+    const auto time = parse_timestamp(text);
+    if (!time || !text.substr(time_size).starts_with(' ')) return LineKind::foreign;
+    if (text.size() <= level_at + level_size) return LineKind::truncated;
+    const auto has_level = [&](const char(&level)[level_size + 1]) {
+        return std::memcmp(&text[level_at], level, level_size) == 0;
+    };
+    const bool debug = has_level("DEBUG: ") || has_level("DEV  : ");
+    line.error = has_level("ERROR: ");
+    if (!debug && !line.error && !has_level("INFO : ")) return LineKind::truncated;
+    line.time = *time;
+    line.message = text.substr(level_at + level_size);
+    line.detailed = take_source(line.message);
+    if (line.detailed) return take_thread(line.message, line.thread) ? LineKind::complete : LineKind::truncated;
+    // Lines of these levels are only written in detail.
+    return debug ? LineKind::truncated : LineKind::complete;
+}
+
+std::optional<std::int64_t> take_number(std::string_view& text) {
+    std::int64_t number = 0;
+    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc()) return {};
+    text.remove_prefix(static_cast<size_t>(stop - text.data()));
+    return number;
+}
+
+}  // namespace tsport::report

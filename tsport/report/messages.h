@@ -1,0 +1,90 @@
+// The messages of the monitor that a report understands.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+namespace tsport::report {
+
+enum class Event : std::uint8_t {
+    none,          // any other message
+    history_only,  // of interest in the history of a job alone
+
+    // Starts and ports.
+    monitor_started,
+    port_opened,
+    port_closed,
+    port_unknown,
+    start,
+    started_twice,
+    name_unusable,
+    printer_not_opened,
+    not_approved,
+    abandoned,
+    data_abandoned,
+
+    // The connection.
+    looking_up,
+    lookup_failed,
+    no_socket,
+    connect_failed,
+    start_failed,
+    close_awaited,
+    close_not_seen,
+    close_broken,
+    close_seen,
+
+    // Data.
+    write,
+    given,
+    given_rewritten,
+    send_failed,
+    send_timed_out,
+    send_error,
+    sent_nothing,
+    lost,
+    restart_requested,
+    restart_refused,
+
+    // The end.
+    end,
+    no_document,
+    ended,
+    statistics,
+
+    // The hardware check, and the helper program.
+    held,
+    held_for,
+    answered,
+    dropped,
+    deleted_while_held,
+    check_failed,
+    check_again,
+    check_not_ended,
+    helper_gone,
+    helper_not_found,
+    helper_not_started,
+    no_check,
+    identity,
+
+    // Forced attributes.
+    work_file_failed,
+    work_file_full,
+    rewriting,
+    rewriting_step_failed,
+    no_rewriting,
+    rewriting_failed,
+    printed_unchanged,
+};
+constexpr size_t event_count = static_cast<size_t>(Event::printed_unchanged) + 1;
+
+struct Message {
+    Event event = Event::none;
+    const char* text = nullptr;  // for the history of a job; null: the message itself
+    std::string_view rest;       // what stands behind its fixed beginning
+};
+
+// By the fixed beginning of the message.
+Message recognise(std::string_view message);
+
+}  // namespace tsport::report

@@ -1,0 +1,59 @@
+#include "tsport/report/texts.h"
+
+#include "host/text.h"
+
+namespace tsport::report {
+namespace {
+
+constexpr TextId too_many = 1;
+
+bool is_plain(std::string_view text) {
+    for (const char character : text) {
+        if (character < 0x20 || character > 0x7E) return false;
+    }
+    return true;
+}
+
+bool is_control_or_bidi(WCHAR c) {
+    return c < 0x20 || (c >= 0x7F && c < 0xA0) || (c >= 0x200E && c <= 0x200F) || (c >= 0x2028 && c <= 0x202E) ||
+           (c >= 0x2066 && c <= 0x2069) || c == 0xFEFF || c >= 0xFFFE;
+}
+
+// Not in the middle of a character.
+std::string_view cut(std::string_view text, size_t size) {
+    if (text.size() <= size) return text;
+    while (size > 0 && (static_cast<unsigned char>(text[size]) & 0xC0) == 0x80) --size;
+    return text.substr(0, size);
+}
+
+}  // namespace
+
+std::string sanitize(std::string_view raw) {
+    if (is_plain(raw)) return std::string(raw);
+    host::Text text = host::to_text(std::string(raw));
+    for (WCHAR& character : text) {
+        if (is_control_or_bidi(character)) character = 0xFFFD;
+    }
+    return host::to_utf8(text);
+}
+
+Texts::Texts() : texts_{"", "(too many names)"} {}
+
+TextId Texts::add(std::string_view raw) {
+    if (raw.empty()) return 0;
+    raw = cut(raw, longest);
+    std::string shown;
+    if (!is_plain(raw)) {
+        shown = sanitize(raw);
+        raw = shown;
+    }
+    const auto known = known_.find(raw);
+    if (known != known_.end()) return known->second;
+    if (texts_.size() >= most || bytes_ >= most_bytes) return too_many;
+    bytes_ += texts_.emplace_back(raw).size();
+    const auto id = static_cast<TextId>(texts_.size() - 1);
+    known_.emplace(texts_.back(), id);
+    return id;
+}
+
+}  // namespace tsport::report

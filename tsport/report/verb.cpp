@@ -1,0 +1,94 @@
+// report: its help, its options, and what it prints. It works from log files alone, without a monitor.
+#include <fstream>
+
+#include "tsport/answer.h"
+#include "tsport/help.h"
+#include "tsport/report/report.h"
+
+namespace tsport {
+
+const char report_help[] = R"(usage: tsport report LOG... [options]
+
+Reports what became of the documents, from the monitor's logs: each with its times and its outcome, the causes of what
+went wrong and what to do about them, sums of each printer, and what stands out. LOG is a file, a folder (the log in it
+with all its numbered files, in order), or - for the standard input. Logs written with Debug=on distinguish documents;
+others show only what went wrong.
+
+  --html FILE      also writes a page with charts, which any browser opens
+  --json, --csv    for scripts, and spreadsheets (the documents alone)
+  --since TIME     only documents that started then or later ...
+  --until TIME     ... and before then: 2026-03-01, "2026-03-01 09:05", or 90m, 24h, 7d ago
+  --printer NAME   only those of one printer, by its name or its address
+  --job N          the history of one job, line by line, in words
+  --rows N         the last N documents (default 40); the sums count all
+
+Exit status: 0 done, 2 usage error, 3 a log cannot be read.
+
+examples:
+  tsport report "C:\Program Files\Tessaron\providers\print\win"
+  tsport report print-monitor.log --since 24h --html report.html
+  tsport report print-monitor.log* --job 1234
+)";
+
+namespace {
+
+command_line::Option time_option(const std::string& name, std::optional<report::Timestamp>& target) {
+    return {name, "TIME", [&target, name](const std::string& value) {
+                target = report::parse_time(value, report::local_now());
+                return target
+                           ? ""
+                           : name + " takes a time like 2026-03-01, \"2026-03-01 09:05\", 90m, 24h or 7d, not " + value;
+            }};
+}
+
+command_line::Option job_option(std::optional<std::uint32_t>& target) {
+    return {"--job", "N", [&target](const std::string& value) {
+                std::uint64_t number = 0;
+                if (!host::parse_number(value, 0, UINT32_MAX, number)) return "--job takes a number, not " + value;
+                target = static_cast<std::uint32_t>(number);
+                return std::string();
+            }};
+}
+
+bool write_page(const std::string& path, const report::Report& report) {
+    std::ofstream file(host::path_of(path), std::ios::binary);
+    report::write_html(
+        report, [&](std::string_view text) { file.write(text.data(), static_cast<std::streamsize>(text.size())); });
+    return static_cast<bool>(file.flush());
+}
+
+}  // namespace
+
+command_line::Options report_options(Command& command) {
+    report::Options& options = command.report;
+    return {command_line::text("--html", "FILE", options.html),
+            command_line::flag("--csv", command.csv),
+            time_option("--since", options.since),
+            time_option("--until", options.until),
+            command_line::text("--printer", "NAME", options.printer),
+            job_option(options.job),
+            command_line::number("--rows", 1, 1'000'000, options.rows)};
+}
+
+// A report goes out as it is written: it may be longer than what should be held in memory.
+void report_logs(const Task& task) {
+    const report::Options& options = task.command.report;
+    const Sink& out = task.console.output;
+    const bool for_people = !task.command.json && !task.command.csv;
+    const auto report = std::make_unique<report::Report>();
+    std::string why;
+    if (!read_logs(options, for_people ? out : Sink(), *report, why)) return task.fail(refused, why, "file");
+    if (!options.html.empty() && !write_page(options.html, *report)) {
+        return task.fail(refused, options.html + " cannot be written", "file");
+    }
+    if (for_people) {
+        if (options.job && report->sums.all().documents != 0) out("\n");
+        write_text(*report, options, out);
+    } else if (task.command.json) {
+        write_json(*report, out);
+    } else {
+        write_csv(*report, out);
+    }
+}
+
+}  // namespace tsport

@@ -1,0 +1,241 @@
+#include "tsport/run.h"
+
+#include <algorithm>
+#include <atomic>
+#include <thread>
+
+#include "tsport/answer.h"
+#include "tsport/arguments.h"
+#include "tsport/commands.h"
+
+namespace tsport {
+
+// -- Task ------------------------------------------------------------------------------------------------------------
+
+namespace {
+
+const char* cause_of(DWORD code) {
+    switch (code) {
+        case ERROR_ACCESS_DENIED:
+            return "access";
+        case ERROR_ALREADY_EXISTS:
+            return "exists";
+        case RPC_S_SERVER_UNAVAILABLE:
+            return "no-spooler";
+        default:
+            return "refused";
+    }
+}
+
+std::string hint_for(DWORD code) {
+    if (code == ERROR_ACCESS_DENIED) return " (this takes an administrator)";
+    if (code == ERROR_ALREADY_EXISTS) return " (the spooler has a port of that name)";
+    if (code == RPC_S_SERVER_UNAVAILABLE) return " (is the print spooler there running? net start spooler starts it)";
+    return std::string();
+}
+
+}  // namespace
+
+bool Task::failed(DWORD code, const std::string& deed) const {
+    if (code == ERROR_SUCCESS) return false;
+    const char* const who =
+        code == RPC_S_SERVER_UNAVAILABLE ? "the spooler cannot be asked to " : "the spooler refused to ";
+    fail(refused, who + deed + ": " + host::error_in_words(code) + hint_for(code), cause_of(code), code);
+    return true;
+}
+
+bool Task::read(const std::vector<Text>& names, std::vector<Port>& ports) const {
+    if (hosted == nullptr) return !failed(read_ports(spooler, names, ports), "show the ports");
+    if (hosted->read(names, ports)) return true;
+    fail(refused, "the library's ports cannot be read", "store");
+    return false;
+}
+
+bool Task::kept() const {
+    std::string why;
+    if (hosted == nullptr || hosted->keep(why)) return true;
+    fail(refused, why, "file");
+    return false;
+}
+
+std::unique_ptr<host::Progress> Task::progress(size_t steps, const char* deed) const {
+    host::Progress::Options options;
+    if (command.servers.size() <= 1) options.stream = console.progress;
+    options.total = steps;
+    options.deed = deed;
+    return std::make_unique<host::Progress>(options);
+}
+
+// -- The verb on one server ------------------------------------------------------------------------------------------
+
+namespace {
+
+// Whether the server has the monitor at all; when it cannot be asked, the verb will find out what is wrong.
+bool is_installed(const Spooler& spooler) {
+    std::vector<Text> names;
+    if (spooler.monitors(names) != ERROR_SUCCESS) return true;
+    return std::any_of(names.begin(), names.end(), [](const Text& name) { return same_name(name, monitor_name); });
+}
+
+void run_on(const Command& command, const Text& server, Hosted* hosted, const Console& console, Reply& reply) {
+    const Spooler spooler(server);
+    const Task task{command, spooler, hosted, reply, console};
+    if (command.verb->needs != Needs::nothing && hosted == nullptr && !is_installed(spooler)) {
+        task.fail(refused, "the port monitor \"" + shown(monitor_name) + "\" is not installed; " + installing_hint(),
+                  "not-installed");
+        return;
+    }
+    command.verb->run(task);
+}
+
+void run_on_servers(const Command& command, const Console& console, std::vector<Reply>& replies) {
+    constexpr size_t at_once = 16;
+    std::atomic<size_t> next{0};
+    std::vector<std::thread> threads;
+    for (size_t i = 0; i < std::min(at_once, command.servers.size()); ++i) {
+        threads.emplace_back([&] {
+            for (size_t at = next++; at < command.servers.size(); at = next++) {
+                run_on(command, command.servers[at], nullptr, console, replies[at]);
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+}
+
+void run_hosted(const Command& command, const Console& console, Reply& reply) {
+    Hosted hosted;
+    Hosted::Options options;
+    options.library = command.library;
+    options.store = command.store;
+    options.for_changes = command.verb->needs == Needs::changing && !command.dry_run;
+    options.wait = std::chrono::seconds(command.wait_seconds);
+    std::string why;
+    if (hosted.load(options, why)) {
+        run_on(command, Text(), &hosted, console, reply);
+    } else {
+        reply.status = refused;
+        reply.error = {why, "store", 0};
+    }
+}
+
+// -- The answer ------------------------------------------------------------------------------------------------------
+
+JsonMembers members_of(const Error& error) {
+    return json_error(error.words, error.code, error.cause);
+}
+
+// The object with one more member in front.
+JsonMembers of_server(const Text& server, const JsonMembers& object) {
+    return [=](JsonWriter& json) {
+        json.member("server", server);
+        object(json);
+    };
+}
+
+std::string json_line(const std::vector<JsonMembers>& objects) {
+    std::string text;
+    {
+        JsonWriter json([&text](std::string_view piece) { text += piece; });
+        json.array([&] {
+            for (const JsonMembers& members : objects) json.object([&] { members(json); });
+        });
+    }
+    return text + "\n";
+}
+
+void answer_in_json(const Reply& reply, Answer& answer) {
+    std::string& to = reply.has_data ? answer.err : answer.out;
+    if (!reply.error.words.empty()) {
+        answer.out += json_line(members_of(reply.error));
+    } else if (reply.array) {
+        to += json_line(reply.objects);
+    } else if (!reply.objects.empty()) {
+        to += json_line(reply.objects[0]);
+    }
+}
+
+void answer_in_words(const Reply& reply, Answer& answer) {
+    std::string& to = reply.has_data ? answer.err : answer.out;
+    Rows rows = reply.rows;
+    if (!reply.heads.empty() && !rows.empty()) rows.insert(rows.begin(), reply.heads);
+    to += in_columns(rows);
+    if (!reply.summary.empty()) to += reply.summary + "\n";
+    if (!reply.error.words.empty()) answer.err += "tsport: " + reply.error.words + "\n";
+}
+
+// One table or one array for all servers.
+void answer_for_servers(const Command& command, const std::vector<Reply>& replies, Answer& answer) {
+    std::vector<JsonMembers> objects;
+    Rows rows;
+    for (size_t i = 0; i < replies.size(); ++i) {
+        const Reply& reply = replies[i];
+        const Text& server = command.servers[i];
+        const auto add_row = [&](std::vector<std::string> row) {
+            row.insert(row.begin(), shown(server));
+            rows.push_back(std::move(row));
+        };
+        answer.status = std::max(answer.status, reply.status);
+        if (rows.empty() && !reply.heads.empty()) {
+            rows.push_back(reply.heads);
+            rows.back().insert(rows.back().begin(), "SERVER");
+        }
+        for (const auto& row : reply.rows) add_row(row);
+        if (!reply.summary.empty()) add_row({reply.summary});
+        for (const JsonMembers& object : reply.objects) objects.push_back(of_server(server, object));
+        if (reply.error.words.empty()) continue;
+        objects.push_back(of_server(server, members_of(reply.error)));
+        if (!command.json) answer.err += "tsport: " + shown(server) + ": " + reply.error.words + "\n";
+        add_row({reply.error.cause == "no-spooler" ? "cannot be reached" : "failed, see below"});
+    }
+    answer.out = command.json ? json_line(objects) : in_columns(rows);
+}
+
+Answer wrong_line(const Command& command, const std::string& why) {
+    Answer answer;
+    answer.status = bad_usage;
+    if (command.json) {
+        answer.out = json_line(json_error(why, 0, "usage"));
+    } else {
+        answer.err = "tsport: " + why + "\nTry tsport --help.\n";
+    }
+    return answer;
+}
+
+}  // namespace
+
+Answer run(const std::vector<std::string>& words, const Console& console) {
+    const Verb* const alone = words.empty() ? nullptr : find_verb(words[0]);
+    if (alone != nullptr && alone->run_alone != nullptr) return alone->run_alone({words.begin() + 1, words.end()});
+    Arguments arguments;
+    Answer answer;
+    std::string why;
+    const Command& command = arguments.command;
+    if (!parse_arguments(words, arguments, why)) return wrong_line(command, why);
+    if (!arguments.text.empty()) {
+        answer.out = arguments.text;
+        return answer;
+    }
+    if (command.servers.size() > 1 && !command.file.empty() &&
+        (command.verb->run == export_ports || command.file == "-")) {
+        return wrong_line(command, "one file cannot serve several servers here; name one server");
+    }
+    if (!command.servers.empty() && command.verb->needs != Needs::nothing) {
+        std::vector<Reply> replies(command.servers.size());
+        run_on_servers(command, console, replies);
+        answer_for_servers(command, replies, answer);
+        for (const Reply& reply : replies) answer.out = reply.has_data ? reply.data : answer.out;
+        return answer;
+    }
+    Reply reply;
+    if (command.store.empty() || command.verb->needs == Needs::nothing) {
+        run_on(command, Text(), nullptr, console, reply);
+    } else {
+        run_hosted(command, console, reply);
+    }
+    answer.status = reply.status;
+    answer.out = reply.data;
+    (command.json ? answer_in_json : answer_in_words)(reply, answer);
+    return answer;
+}
+
+}  // namespace tsport

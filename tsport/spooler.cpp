@@ -1,0 +1,121 @@
+#include "tsport/spooler.h"
+
+#include <cstdint>
+
+namespace tsport {
+namespace {
+
+LPWSTR writable(const Text& text) {
+    return text.empty() ? nullptr : const_cast<LPWSTR>(text.c_str());
+}
+
+// The records that an enumerating function gives, with the memory for their texts.
+template <typename Record>
+class Records {
+  public:
+    // `enumerate`(buffer, size, &needed, &count)
+    template <typename Function>
+    DWORD read(Function enumerate) {
+        DWORD needed = 0;
+        while (!enumerate(reinterpret_cast<BYTE*>(buffer_.data()),
+                          static_cast<DWORD>(buffer_.size() * sizeof buffer_[0]), &needed, &count_)) {
+            const DWORD error = GetLastError();
+            if (error != ERROR_INSUFFICIENT_BUFFER) return error;
+            buffer_.resize(needed / sizeof buffer_[0] + 1);
+        }
+        return ERROR_SUCCESS;
+    }
+    const Record* begin() const { return reinterpret_cast<const Record*>(buffer_.data()); }
+    const Record* end() const { return begin() + count_; }
+
+  private:
+    std::vector<std::uint64_t> buffer_;  // aligned for the records
+    DWORD count_ = 0;
+};
+
+Text text_of(LPCWSTR text) {
+    return text != nullptr ? Text(text) : Text();
+}
+
+std::vector<Text> split_at_commas(const Text& text) {
+    std::vector<Text> parts(1);
+    for (const WCHAR c : text) {
+        if (c == W(',')) {
+            parts.emplace_back();
+        } else {
+            parts.back() += c;
+        }
+    }
+    return parts;
+}
+
+}  // namespace
+
+const WCHAR monitor_name[] = W("Tessaron TCP/IP Port");
+
+Spooler::~Spooler() {
+    if (administration_ != nullptr) ClosePrinter(administration_);
+}
+
+DWORD Spooler::ports(std::vector<SpoolerPort>& ports) const {
+    Records<PORT_INFO_2W> records;
+    const DWORD code = records.read([&](BYTE* buffer, DWORD size, DWORD* needed, DWORD* count) {
+        return EnumPortsW(writable(server_), 2, buffer, size, needed, count);
+    });
+    for (const PORT_INFO_2W& record : records)
+        ports.push_back({text_of(record.pPortName), text_of(record.pMonitorName)});
+    return code;
+}
+
+DWORD Spooler::queues(std::vector<Queue>& queues) const {
+    Records<PRINTER_INFO_2W> records;
+    const DWORD flags = server_.empty() ? PRINTER_ENUM_LOCAL : PRINTER_ENUM_NAME;
+    const DWORD code = records.read([&](BYTE* buffer, DWORD size, DWORD* needed, DWORD* count) {
+        return EnumPrintersW(flags, writable(server_), 2, buffer, size, needed, count);
+    });
+    for (const PRINTER_INFO_2W& record : records) {
+        Text name = text_of(record.pPrinterName);
+        // Another server's printers come with its name.
+        const Text prefix = server_ + W("\\");
+        if (!server_.empty() && same_name(name.substr(0, prefix.size()), prefix)) name.erase(0, prefix.size());
+        queues.push_back({name, split_at_commas(text_of(record.pPortName))});
+    }
+    return code;
+}
+
+DWORD Spooler::monitors(std::vector<Text>& names) const {
+    Records<MONITOR_INFO_1W> records;
+    const DWORD code = records.read([&](BYTE* buffer, DWORD size, DWORD* needed, DWORD* count) {
+        return EnumMonitorsW(writable(server_), 1, buffer, size, needed, count);
+    });
+    for (const MONITOR_INFO_1W& record : records) names.push_back(text_of(record.pName));
+    return code;
+}
+
+DWORD Spooler::open(const Text& object, bool administrator, HANDLE& channel) const {
+    Text name = (server_.empty() ? Text() : server_ + W("\\")) + object;
+    PRINTER_DEFAULTSW defaults = {};
+    defaults.DesiredAccess = administrator ? SERVER_ACCESS_ADMINISTER : SERVER_ACCESS_ENUMERATE;
+    return OpenPrinterW(name.data(), &channel, &defaults) ? static_cast<DWORD>(ERROR_SUCCESS) : GetLastError();
+}
+
+DWORD Spooler::send(const Message& message) const {
+    const bool kept = message.port.empty() && message.administrator;
+    HANDLE channel = kept ? administration_ : nullptr;
+    if (channel == nullptr) {
+        const Text object =
+            message.port.empty() ? W(",XcvMonitor ") + Text(monitor_name) : W(",XcvPort ") + message.port;
+        if (const DWORD error = open(object, message.administrator, channel)) return error;
+        if (kept) administration_ = channel;
+    }
+    DWORD needed = 0;
+    DWORD status = ERROR_SUCCESS;
+    const BOOL passed_on =
+        XcvDataW(channel, message.command, static_cast<BYTE*>(const_cast<void*>(message.input)), message.input_size,
+                 static_cast<BYTE*>(message.output), message.output_size, &needed, &status);
+    const DWORD code = passed_on ? status : GetLastError();
+    if (!kept) ClosePrinter(channel);
+    return code;
+}
+
+}  // namespace tsport

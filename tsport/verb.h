@@ -1,0 +1,73 @@
+// The command line: a verb with its operands and options.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/command_line/options.h"
+#include "tsport/ports/port.h"
+#include "tsport/report/options.h"
+
+namespace tsport {
+
+struct Answer;
+struct Task;
+struct Verb;
+
+// The parsed command. A verb reads only what its own operands and options fill.
+struct Command {
+    const Verb* verb = nullptr;
+    bool json = false;
+
+    // The servers or the store that hold the ports.
+    std::string store;
+    std::string library;
+    std::uint64_t wait_seconds = 10;
+    std::vector<Text> servers;  // none: this machine's
+
+    std::vector<Text> names;  // of ports, or patterns
+    Port port;
+    bool number_given = false;
+    std::string file;
+    std::string topic;  // of help, of completion
+
+    bool all = false;
+    bool csv = false;
+    bool dry_run = false;
+    bool force = false;
+    bool names_only = false;
+    std::uint64_t timeout_seconds = 5;
+    report::Options report;
+};
+
+// What a verb needs of the monitor: nothing, or that it is installed (or hosted, over --store).
+enum class Needs { nothing, reading, changing };
+
+// One row of the table in verbs.cpp; help, completion and the nearest known word follow from it.
+struct Verb {
+    const char* name;
+    const char* operands;  // as the list of verbs shows them
+    const char* summary;
+    const char* help;  // the whole text of its --help
+    Needs needs;
+    // Takes the operands; what is wrong with them, or nothing. "operands" stands for their number or kind.
+    std::string (*take)(const command_line::Words& operands, Command& command);
+    command_line::Options (*options)(Command& command);  // its own, beside those of all verbs
+    void (*run)(const Task& task);
+    // For a verb that has nothing to do with ports and takes the rest of the line itself, --help included; the three
+    // above are null then.
+    Answer (*run_alone)(const command_line::Words& arguments) = nullptr;
+
+    command_line::Options own_options(Command& command) const {
+        return options != nullptr ? options(command) : command_line::Options();
+    }
+};
+
+const std::vector<Verb>& verbs();
+const Verb* find_verb(const std::string& name);
+// Of all verbs: --json, --store, --server ...
+command_line::Options common_options(Command& command);
+// "export" and its like, whatever it takes.
+command_line::Words verb_names();
+
+}  // namespace tsport

@@ -1,0 +1,88 @@
+#include "tsport/platform.h"
+
+#include "host/text.h"
+
+namespace tsport {
+namespace {
+
+const WCHAR* wide_path(const std::string& path, host::Text& text) {
+    text = host::path_of(path).wstring();
+    return text.c_str();
+}
+
+HANDLE handle_of(std::intptr_t value) {
+    return reinterpret_cast<HANDLE>(value);  // NOLINT(performance-no-int-to-ptr)
+}
+
+}  // namespace
+
+HKEY private_hive() {
+    return HKEY_CURRENT_USER;
+}
+
+const char* installing_hint() {
+    return "install it with: msiexec /i tsprintportmon-" PROGRAM_VERSION "-x64.msi";
+}
+
+bool is_device_name(const std::string& path) {
+    constexpr LPCWSTR devices[] = {W("CON"), W("PRN"), W("AUX"), W("NUL"), W("CONIN$"), W("CONOUT$")};
+    constexpr LPCWSTR numbered[] = {W("COM"), W("LPT")};
+    const host::Text full = host::path_of(path).wstring();
+    if (full.rfind(W("\\\\.\\"), 0) == 0) return true;
+    const host::Text name = host::path_of(path).stem().wstring();
+    const auto is = [](const host::Text& text, LPCWSTR word) { return lstrcmpiW(text.c_str(), word) == 0; };
+    for (const LPCWSTR device : devices) {
+        if (is(name, device)) return true;
+    }
+    for (const LPCWSTR device : numbered) {
+        if (name.size() == 4 && is(name.substr(0, 3), device) && name[3] >= W('0') && name[3] <= W('9')) return true;
+    }
+    return false;
+}
+
+std::FILE* open_stream(const std::string& path, const char* mode) {
+    host::Text text;
+    return _wfopen(wide_path(path, text), host::to_text(mode).c_str());
+}
+
+bool flush_to_disk(std::FILE* stream) {
+    if (std::fflush(stream) != 0) return false;
+    FlushFileBuffers(handle_of(_get_osfhandle(_fileno(stream))));  // refused for what is no disk file
+    return true;
+}
+
+bool replace_file(const std::string& fresh, const std::string& target, std::string& why) {
+    host::Text from;
+    host::Text to;
+    wide_path(fresh, from);
+    if (GetFileAttributesW(wide_path(target, to)) != INVALID_FILE_ATTRIBUTES &&
+        ReplaceFileW(to.c_str(), from.c_str(), nullptr, REPLACEFILE_IGNORE_MERGE_ERRORS, nullptr, nullptr)) {
+        return true;
+    }
+    if (MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) return true;
+    why = host::error_in_words(GetLastError());
+    return false;
+}
+
+FileLock::~FileLock() {
+    if (handle_ != -1) CloseHandle(handle_of(handle_));
+}
+
+FileLock::Result FileLock::try_take(const std::string& path, std::string& why) {
+    host::Text text;
+    path_ = path + ".lock";
+    const HANDLE file = CreateFileW(wide_path(path_, text), GENERIC_READ | GENERIC_WRITE | DELETE, 0, nullptr,
+                                    OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_DELETE_ON_CLOSE, nullptr);
+    if (file != INVALID_HANDLE_VALUE) {
+        handle_ = reinterpret_cast<std::intptr_t>(file);
+        return Result::taken;
+    }
+    // While its last holder releases it, access to the file is denied.
+    const DWORD error = GetLastError();
+    const bool exists = GetFileAttributesW(text.c_str()) != INVALID_FILE_ATTRIBUTES;
+    if (error == ERROR_SHARING_VIOLATION || (error == ERROR_ACCESS_DENIED && exists)) return Result::busy;
+    why = host::error_in_words(error);
+    return Result::failed;
+}
+
+}  // namespace tsport
