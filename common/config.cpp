@@ -9,8 +9,6 @@
 
 namespace {
 
-constexpr size_t kLineSize = 8192;  // a longer line is read as several
-
 OptionalLock config_lock;
 
 template <typename Field>
@@ -68,14 +66,15 @@ void set_text(const ConfigVar& var, const CountedString* value, SessionContext* 
     log_debug(LOG_HERE, "Config: %s set to: %s", var.name, field);
 }
 
-void set_integer(const ConfigVar& var, const CountedString* value, SessionContext* context) {
+int set_integer(const ConfigVar& var, const CountedString* value, SessionContext* context) {
     int32_t number = 0;
     if (!util_parse_int(value->data, &number) || number < 0) {
         log_error(LOG_HERE, "Invalid value assigned to %s", var.name);
-        return;
+        return 0;
     }
     *field_of<int32_t>(context, var) = number;
     log_debug(LOG_HERE, "Config: %s set to: %ld", var.name, number);
+    return 1;
 }
 
 void set_boolean(const ConfigVar& var, const CountedString* value, SessionContext* context) {
@@ -87,29 +86,36 @@ void set_boolean(const ConfigVar& var, const CountedString* value, SessionContex
 
 }  // namespace
 
-int config_set_value(const CountedString* name, const CountedString* value, SessionContext* context) {
-    for (size_t i = 0; i < CONFIG_VAR_COUNT; ++i) {
-        const ConfigVar& var = config_vars[i];
-        if (config_name_matches(name, var.name) != 0) continue;
-        switch (var.type) {
-            case CONFIG_VAR_STRING:
-                set_text(var, value, context);
-                break;
-            case CONFIG_VAR_INT:
-                set_integer(var, value, context);
-                break;
-            case CONFIG_VAR_BOOL:
-                set_boolean(var, value, context);
-                break;
-            case CONFIG_VAR_HANDLER:
-                var.handler(0, value, context);
-                break;
-            default:
-                break;
-        }
-        return 1;
+int config_store(const ConfigVar* var, const CountedString* value, SessionContext* context) {
+    switch (var->type) {
+        case CONFIG_VAR_STRING:
+            set_text(*var, value, context);
+            return 1;
+        case CONFIG_VAR_INT:
+            return set_integer(*var, value, context);
+        case CONFIG_VAR_BOOL:
+            set_boolean(*var, value, context);
+            return 1;
+        case CONFIG_VAR_HANDLER:
+            var->handler(0, value, context);
+            return 1;
+        default:
+            return 1;
     }
-    return 0;
+}
+
+const ConfigVar* config_find_var(const CountedString* name) {
+    for (size_t i = 0; i < CONFIG_VAR_COUNT; ++i) {
+        if (config_name_matches(name, config_vars[i].name) == 0) return &config_vars[i];
+    }
+    return nullptr;
+}
+
+int config_set_value(const CountedString* name, const CountedString* value, SessionContext* context) {
+    const ConfigVar* const var = config_find_var(name);
+    if (var == nullptr) return 0;
+    config_store(var, value, context);
+    return 1;
 }
 
 // -- Lines -----------------------------------------------------------------------------------------------------------
@@ -126,37 +132,27 @@ char* skip_blanks(char* text) {
     return text;
 }
 
-// A line up to its "=": what both files have in common.
-struct Line {
-    char* text;    // the line as read
-    char* name;    // its first character that is not blank
-    char* equals;  // null when there is none before the end of the line
-    char* value;   // behind the "=" and the blanks that follow it
-
-    bool is_comment() const { return *name == '\0' || *name == ';' || *name == '#'; }
-    bool has_name() const { return equals != name; }
-};
-
-Line split_line(char* text) {
-    Line line{text, skip_blanks(text), nullptr, nullptr};
-    char* const end = line.name + strcspn(line.name, "=\n\r");
-    if (*end == '=') {
-        line.equals = end;
-        line.value = skip_blanks(end + 1);
-    }
-    return line;
-}
-
-// Cuts the line into two texts: the name ends at the "=", the value at the first of `ends`.
-void cut_line(const Line& line, const char* ends) {
-    *line.equals = '\0';
-    line.value[strcspn(line.value, ends)] = '\0';
-}
-
 void remove_blanks_at_end(char* text) {
     size_t length = strlen(text);
     while (length > 0 && is_blank(text[length - 1])) text[--length] = '\0';
 }
+
+}  // namespace
+
+ConfigLine config_split_line(char* text, ConfigFile file) {
+    char* const name = skip_blanks(text);
+    if (*name == '\0' || *name == ';' || *name == '#') return {CONFIG_LINE_COMMENT, nullptr, nullptr};
+    char* const equals = name + strcspn(name, "=\n\r");
+    if (*equals != '=') return {CONFIG_LINE_NO_EQUALS, nullptr, nullptr};
+    if (equals == name) return {CONFIG_LINE_NO_NAME, nullptr, nullptr};
+    char* const value = skip_blanks(equals + 1);
+    *equals = '\0';
+    if (file == CONFIG_FILE_SETTINGS) remove_blanks_at_end(value);
+    value[strcspn(value, file == CONFIG_FILE_SETTINGS ? "\n\r" : "=\n\r")] = '\0';
+    return {*value != '\0' ? CONFIG_LINE_ENTRY : CONFIG_LINE_NO_VALUE, name, value};
+}
+
+namespace {
 
 void set_entry(const char* name_text, const char* value_text, int number, SessionContext* context) {
     CountedString* const name = counted_from_cstr(name_text);
@@ -173,20 +169,15 @@ void set_entry(const char* name_text, const char* value_text, int number, Sessio
 }
 
 void parse_line(char* text, int number, SessionContext* context) {
-    const Line line = split_line(text);
-    if (line.is_comment()) return;
-    if (line.equals == nullptr) {
-        util_strip_newline(line.text);
-        config_print("Invalid config setting at line number: %d with line: \"%s\"\n", number, line.text);
-        return;
-    }
-    if (!line.has_name()) {
+    const ConfigLine line = config_split_line(text, CONFIG_FILE_SETTINGS);
+    if (line.kind == CONFIG_LINE_NO_EQUALS) {
+        util_strip_newline(text);
+        config_print("Invalid config setting at line number: %d with line: \"%s\"\n", number, text);
+    } else if (line.kind == CONFIG_LINE_NO_NAME) {
         config_print("Invalid name in config file at line number: %d\n", number);
-        return;
+    } else if (line.kind == CONFIG_LINE_ENTRY) {
+        set_entry(line.name, line.value, number, context);
     }
-    remove_blanks_at_end(line.value);
-    cut_line(line, "\n\r");
-    if (*line.value != '\0') set_entry(line.name, line.value, number, context);
 }
 
 }  // namespace
@@ -203,7 +194,7 @@ int config_parse_file(const char* path, SessionContext* context) {
         config_print("Failed to open config file: %s, cwd=%s\n", path, cwd);
         return -1;
     }
-    char text[kLineSize];
+    char text[CONFIG_LINE_SIZE];
     for (int number = 1; fgets(text, sizeof text, file) != nullptr; ++number) parse_line(text, number, context);
     fclose(file);
     return 0;
@@ -215,20 +206,21 @@ namespace {
 
 // True when the line gives the version.
 bool parse_env_line(char* text, int number, SessionContext* context) {
-    const Line line = split_line(text);
-    if (line.is_comment()) return false;
-    if (line.equals == nullptr) {
-        log_error(LOG_HERE, "Invalid env version value at line number: %d", number);
-        return false;
-    }
-    if (!line.has_name()) {
-        log_error(LOG_HERE, "Invalid name in env version file at line number: %d", number);
-        return false;
-    }
-    cut_line(line, "=\n\r");
-    if (*line.value == '\0') {
-        log_debug(LOG_HERE, "Empty value in env version file at line number: %d", number);
-        return false;
+    const ConfigLine line = config_split_line(text, CONFIG_FILE_ENV_VERSION);
+    switch (line.kind) {
+        case CONFIG_LINE_NO_EQUALS:
+            log_error(LOG_HERE, "Invalid env version value at line number: %d", number);
+            return false;
+        case CONFIG_LINE_NO_NAME:
+            log_error(LOG_HERE, "Invalid name in env version file at line number: %d", number);
+            return false;
+        case CONFIG_LINE_NO_VALUE:
+            log_debug(LOG_HERE, "Empty value in env version file at line number: %d", number);
+            return false;
+        case CONFIG_LINE_COMMENT:
+            return false;
+        case CONFIG_LINE_ENTRY:
+            break;
     }
     const auto length = static_cast<int32_t>(strlen(line.name));
     const CountedString name{length + 1, length, line.name};
@@ -257,7 +249,7 @@ int config_load_env_version(const char* path, SessionContext* context) {
         return -1;
     }
     bool found = false;
-    char text[kLineSize];
+    char text[CONFIG_LINE_SIZE];
     for (int number = 1; fgets(text, sizeof text, file) != nullptr; ++number) {
         if (parse_env_line(text, number, context)) found = true;
     }

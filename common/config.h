@@ -41,12 +41,39 @@ void config_set_defaults();
 // Deletes the configuration lock when the library is unloaded.
 void config_free_lock();
 
+// The bytes that a line may have, its terminator included; a longer one is read as several.
+constexpr size_t CONFIG_LINE_SIZE = 8192;
+
+enum ConfigFile : int32_t { CONFIG_FILE_SETTINGS = 0, CONFIG_FILE_ENV_VERSION = 1 };
+enum ConfigLineKind : int32_t {
+    CONFIG_LINE_COMMENT = 0,  // or blank
+    CONFIG_LINE_NO_EQUALS = 1,
+    CONFIG_LINE_NO_NAME = 2,
+    CONFIG_LINE_NO_VALUE = 3,
+    CONFIG_LINE_ENTRY = 4,
+};
+
+// A line of one of the files. Name and value point into its text, which is cut at their ends; a line without an "=" or
+// without a name stays as it is, and both are null.
+struct ConfigLine {
+    ConfigLineKind kind;
+    char* name;
+    char* value;
+};
+ConfigLine config_split_line(char* text, ConfigFile file);
+
 // Applies the entries of a file, in their order; bad lines are reported on the standard error descriptor and
 // skipped. Returns 0, or -1 when the path is empty or the file cannot be opened.
 int config_parse_file(const char* path, SessionContext* context);
 
-// Returns 1 when a setting has that name, even if it then refused the value; else 0.
+// Stores a value in its setting. Returns 0 when it is no number, and the setting takes one: that changes nothing.
+int config_store(const ConfigVar* var, const CountedString* value, SessionContext* context);
+
+// The same by the setting's name. Returns 1 when a setting has that name, even if it then refused the value; else 0.
 int config_set_value(const CountedString* name, const CountedString* value, SessionContext* context);
+
+// The setting of that name, or null.
+const ConfigVar* config_find_var(const CountedString* name);
 
 // 0 when the name matches a table name (see ConfigVar) or a fixed word, ignoring the case of ASCII letters.
 int config_name_matches(const CountedString* name, const char* word);

@@ -30,10 +30,7 @@ CountedString lent(const std::string& text) {
 
 const ConfigVar* find_setting(const std::string& name) {
     const CountedString counted_name = lent(name);
-    const ConfigVar* const end = config_vars + CONFIG_VAR_COUNT;
-    const ConfigVar* const found = std::find_if(
-        config_vars, end, [&](const ConfigVar& var) { return config_name_matches(&counted_name, var.name) == 0; });
-    return found != end ? found : nullptr;
+    return config_find_var(&counted_name);
 }
 
 std::string nearest_setting(const std::string& name) {
@@ -98,7 +95,7 @@ class ConfReader {
 
     void read(const ConfLine& line) {
         check_shape(line);
-        if (line.kind != ConfLine::Kind::entry || same_word(line.name, "copyright")) return;
+        if (line.kind != CONFIG_LINE_ENTRY || same_word(line.name, "copyright")) return;
         const ConfigVar* const setting = find_setting(line.name);
         if (setting != nullptr) {
             apply(line, *setting);
@@ -126,10 +123,10 @@ class ConfReader {
             findings_.add("conf.lone-cr",
                           at(line) + " has a carriage return that ends no line: " + shown_text(line.text),
                           "save " + path_ + " with the line ends of Windows or Unix" + restart);
-        } else if (line.kind == ConfLine::Kind::no_equals && !has_mark) {
+        } else if (line.kind == CONFIG_LINE_NO_EQUALS && !has_mark) {
             findings_.add("conf.no-equals", at(line) + " is no Name=value: " + shown_text(line.text),
                           "write the \"=\" into " + in_file(line) + ", or # before a comment" + restart);
-        } else if (line.kind == ConfLine::Kind::no_name) {
+        } else if (line.kind == CONFIG_LINE_NO_NAME) {
             findings_.add("conf.no-name", at(line) + " has no name before the \"=\": " + shown_text(line.text),
                           "write the setting's name into " + in_file(line) + restart);
         }
@@ -153,17 +150,15 @@ class ConfReader {
     }
 
     void apply(const ConfLine& line, const ConfigVar& setting) {
-        const std::string wrong = value_fault(line, setting);
-        const std::string name = setting.name;
-        const CountedString counted_name = lent(line.name);
         const CountedString counted_value = lent(line.value);
-        config_set_value(&counted_name, &counted_value, &values_);
+        const bool taken = config_store(&setting, &counted_value, &values_) != 0;
+        const std::string wrong = value_fault(line, setting, taken);
+        const std::string name = setting.name;
         if (setting.type == CONFIG_VAR_IGNORED) return;
         if (wrong == "conf.bad-number") {
             findings_.add(wrong, at(line) + ": " + name + " is a number, not " + shown_text(line.value),
                           "write a whole number, 0 or more, into " + in_file(line) + restart);
-            std::int32_t number = 0;
-            if (util_parse_int(line.value.c_str(), &number) == 0 || number < 0) return;  // it changes nothing
+            if (!taken) return;
         }
         if (wrong == "conf.bad-switch") {
             findings_.add(wrong, at(line) + ": " + name + "=" + line.value + " means off",
@@ -193,17 +188,14 @@ class ConfReader {
     }
 
     // The finding that the value deserves, or nothing.
-    std::string value_fault(const ConfLine& line, const ConfigVar& setting) const {
+    std::string value_fault(const ConfLine& line, const ConfigVar& setting, bool taken) const {
         const std::string& value = line.value;
-        std::int32_t number = 0;
         const auto is_one_of = [&](std::initializer_list<const char*> words) {
             return std::any_of(words.begin(), words.end(), [&](const char* word) { return same_word(value, word); });
         };
         switch (setting.type) {
             case CONFIG_VAR_INT:
-                return util_parse_int(value.c_str(), &number) != 0 && number >= 0 && is_whole_number(value)
-                           ? ""
-                           : "conf.bad-number";
+                return taken && is_whole_number(value) ? "" : "conf.bad-number";
             case CONFIG_VAR_BOOL:
                 return is_one_of({"on", "true", "yes", "off", "false", "no", "0"}) ? "" : "conf.bad-switch";
             case CONFIG_VAR_STRING:
@@ -268,15 +260,15 @@ void read_conf(const std::string& bytes, const std::string& path, Settings& sett
     const bool readable = check_encoding(bytes, path, findings);
     Findings nothing;
     ConfReader reader(path, *settings.values, readable ? findings : nothing);
-    for (const ConfLine& line : split_conf(bytes, ConfFile::settings)) reader.read(line);
+    for (const ConfLine& line : split_conf(bytes, CONFIG_FILE_SETTINGS)) reader.read(line);
     if (readable) findings.saw("conf", path + ": " + counted(reader.count(), "setting"));
 }
 
 void read_env_version(const std::string& bytes, const std::string& path, Settings& settings, Findings& findings) {
     bool found = false;
     std::string refused;
-    for (const ConfLine& line : split_conf(bytes, ConfFile::version)) {
-        if (line.kind != ConfLine::Kind::entry || !same_word(line.name, "envversion")) continue;
+    for (const ConfLine& line : split_conf(bytes, CONFIG_FILE_ENV_VERSION)) {
+        if (line.kind != CONFIG_LINE_ENTRY || !same_word(line.name, "envversion")) continue;
         if (line.value[0] >= '0' && line.value[0] <= '9') {
             util_parse_int(line.value.c_str(), &settings.values->env_version);
             found = true;

@@ -1,14 +1,15 @@
-// The lines of print-provider.conf and env-version, taken apart as the monitor takes them apart.
+// The lines of print-provider.conf and env-version, and what the monitor overlooks in them.
 #pragma once
 
 #include <string>
 #include <vector>
 
+#include "common/config.h"
+
 namespace tsport::doctor {
 
 struct ConfLine {
-    enum class Kind { comment, no_equals, no_name, empty_value, entry };
-    Kind kind = Kind::comment;
+    ConfigLineKind kind = CONFIG_LINE_COMMENT;
     size_t number = 0;  // as the monitor counts: each piece of a line that is too long for it counts as one
     std::string text;   // the whole line
     std::string name;   // up to the "="
@@ -18,14 +19,9 @@ struct ConfLine {
     bool is_piece = false;    // of a line that is longer than the monitor's buffer
 };
 
-enum class ConfFile { settings, version };  // the two differ in where a value ends
-
-std::vector<ConfLine> split_conf(const std::string& bytes, ConfFile file);
+std::vector<ConfLine> split_conf(const std::string& bytes, ConfigFile file);
 
 // What the monitor reads of the file: all before a Ctrl-Z, which ends a text.
 std::string readable_part(const std::string& bytes);
-
-// A blank in the monitor's sense; a tab is none.
-bool is_conf_blank(char c);
 
 }  // namespace tsport::doctor
