@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "tsport/answer.h"
+#include "tsport/doctor/doctor.h"
 #include "tsport/file.h"
 #include "tsport/help.h"
 #include "tsport/ports/encoding.h"
@@ -59,7 +60,7 @@ std::string add_servers_of(const std::string& path, std::vector<Text>& servers) 
 Options all_options(Command& nowhere) {
     Options options = common_options(nowhere);
     for (const Verb& verb : verbs()) {
-        for (Option& option : verb.own_options(nowhere)) options.push_back(std::move(option));
+        for (Option& option : verb.options(nowhere)) options.push_back(std::move(option));
     }
     return options;
 }
@@ -67,7 +68,7 @@ Options all_options(Command& nowhere) {
 std::string owners_of(const std::string& option, Command& nowhere) {
     std::string owners;
     for (const Verb& verb : verbs()) {
-        for (const Option& own : verb.own_options(nowhere)) {
+        for (const Option& own : verb.options(nowhere)) {
             if (own.name == option) owners += (owners.empty() ? "" : ", ") + std::string(verb.name);
         }
     }
@@ -77,7 +78,7 @@ std::string owners_of(const std::string& option, Command& nowhere) {
 // Parses the line again with the verb's own options.
 bool take_options(const Line& line, Command& command, std::string& why) {
     Options options = common_options(command);
-    for (Option& option : command.verb->own_options(command)) options.push_back(std::move(option));
+    for (Option& option : command.verb->options(command)) options.push_back(std::move(option));
     Line taken;
     for (const auto& [given, value] : line.given) {
         const auto known = std::find_if(options.begin(), options.end(),
@@ -102,8 +103,10 @@ bool fits_together(const Command& command, std::string& why) {
     const bool reports = command.verb->run == report_logs;
     why = "--csv and --json exclude each other";
     if (command.csv && command.json && (reports || command.verb->run == list)) return false;
-    why = "--store and --server do not go with report";
-    if (reports && (!command.store.empty() || !command.servers.empty())) return false;
+    why = std::string("--server does not go with ") + command.verb->name;
+    if ((reports || command.verb->run == doctor::examine) && !command.servers.empty()) return false;
+    why = "--store does not go with report";
+    if (reports && !command.store.empty()) return false;
     why = "--store and --server exclude each other";
     return command.store.empty() || command.servers.empty();
 }
@@ -145,8 +148,6 @@ bool parse_arguments(const Words& words, Arguments& arguments, std::string& why)
         return true;
     }
     if (!take_options(line, command, why)) return false;
-    why = std::string(command.verb->name) + " stands first in its line";
-    if (command.verb->run_alone != nullptr) return false;
     why = command.verb->take(Words(line.words.begin() + 1, line.words.end()), command);
     if (why == "operands") {
         why = std::string(command.verb->name) + " takes " +

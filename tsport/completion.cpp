@@ -101,7 +101,7 @@ std::string names_of(const command_line::Options& options) {
 // What differs from verb to verb: its options, and whether its operands are ports.
 std::string case_of(const Verb& verb, bool bash) {
     Command nowhere;
-    const std::string options = names_of(verb.own_options(nowhere));
+    const std::string options = names_of(verb.options(nowhere));
     const std::string operands = verb.operands;
     const bool has_names = operands.find("NAME") != std::string::npos && operands.rfind("NAME HOST", 0) != 0;
     const bool has_file = operands.starts_with("FILE") || operands.starts_with("LOG");

@@ -204,8 +204,6 @@ Answer wrong_line(const Command& command, const std::string& why) {
 }  // namespace
 
 Answer run(const std::vector<std::string>& words, const Console& console) {
-    const Verb* const alone = words.empty() ? nullptr : find_verb(words[0]);
-    if (alone != nullptr && alone->run_alone != nullptr) return alone->run_alone({words.begin() + 1, words.end()});
     Arguments arguments;
     Answer answer;
     std::string why;

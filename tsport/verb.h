@@ -5,12 +5,12 @@
 #include <vector>
 
 #include "host/command_line/options.h"
+#include "tsport/doctor/findings.h"
 #include "tsport/ports/port.h"
 #include "tsport/report/options.h"
 
 namespace tsport {
 
-struct Answer;
 struct Task;
 struct Verb;
 
@@ -38,6 +38,8 @@ struct Command {
     bool names_only = false;
     std::uint64_t timeout_seconds = 5;
     report::Options report;
+    std::string base;  // a copy of a base directory, for the doctor
+    doctor::Choice findings;
 };
 
 // What a verb needs of the monitor: nothing, or that it is installed (or hosted, over --store).
@@ -54,13 +56,6 @@ struct Verb {
     std::string (*take)(const command_line::Words& operands, Command& command);
     command_line::Options (*options)(Command& command);  // its own, beside those of all verbs
     void (*run)(const Task& task);
-    // For a verb that has nothing to do with ports and takes the rest of the line itself, --help included; the three
-    // above are null then.
-    Answer (*run_alone)(const command_line::Words& arguments) = nullptr;
-
-    command_line::Options own_options(Command& command) const {
-        return options != nullptr ? options(command) : command_line::Options();
-    }
 };
 
 const std::vector<Verb>& verbs();

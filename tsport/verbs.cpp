@@ -162,7 +162,7 @@ const std::vector<Verb> table = {
     {"diff", "FILE", "how the ports differ from the file",
      diff_help, Needs::reading, one_file, diff_options, diff_ports},
     {"doctor", "", "why documents are not printed: checks everything that printing depends on",
-     doctor_help, Needs::nothing, nullptr, nullptr, nullptr, doctor::run},
+     doctor_help, Needs::nothing, no_operands, doctor::options, doctor::examine},
     {"report", "LOG...", "what became of the documents, from the monitor's logs",
      report_help, Needs::nothing, some_logs, report_options, report_logs},
     {"completion", "bash | powershell", "a script that completes command lines",

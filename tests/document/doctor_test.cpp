@@ -17,6 +17,7 @@
 #include "tsport/doctor/queues.h"
 #include "tsport/doctor/rights.h"
 #include "tsport/platform.h"
+#include "tsport/run.h"
 
 namespace test {
 namespace {

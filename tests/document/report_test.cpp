@@ -327,7 +327,7 @@ TEST_F(Report, CommandLinesThatAreRefused) {
         {{"log", "--rows=0"}, tsport::bad_usage, "--rows takes a number from 1"},
         {{"log", "--json", "--csv"}, tsport::bad_usage, "--csv and --json exclude each other"},
         {{"log", "--printr", "Office"}, tsport::bad_usage, "did you mean --printer?"},
-        {{"log", "--server", "other"}, tsport::bad_usage, "--store and --server do not go with report"},
+        {{"log", "--server", "other"}, tsport::bad_usage, "--server does not go with report"},
         {{"no/such/log", "--rows=5"}, tsport::refused, "no/such/log does not exist"},
         {{folder.base, "--html", "no/such/page"}, tsport::refused, "no/such/page cannot be written"},
     };

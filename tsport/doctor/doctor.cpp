@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "host/platform.h"
+#include "tsport/answer.h"
 #include "tsport/doctor/base.h"
 #include "tsport/doctor/log.h"
 #include "tsport/doctor/monitor.h"
@@ -43,16 +44,6 @@ examples:
 namespace doctor {
 namespace {
 
-struct Request {
-    std::string base;
-    std::string store;
-    Choice choice;
-    std::uint64_t timeout_seconds = 5;
-    bool json = false;
-
-    std::chrono::milliseconds timeout() const { return std::chrono::seconds(timeout_seconds); }
-};
-
 command_line::Option words(const std::string& name, command_line::Words& target) {
     const auto take = [&target](const std::string& value) {
         for (size_t begin = 0; begin <= value.size();) {
@@ -67,18 +58,6 @@ command_line::Option words(const std::string& name, command_line::Words& target)
     return {name, "WORD", take};
 }
 
-Answer failed(const Request& request, Status status, const std::string& why, const char* cause) {
-    Answer answer;
-    answer.status = status;
-    if (request.json) {
-        answer.out = json_line(json_error(why, 0, cause));
-    } else {
-        answer.err = "tsport: " + shown(host::to_text(why)) + "\n";
-        if (status == bad_usage) answer.err += "Try tsport doctor --help.\n";
-    }
-    return answer;
-}
-
 void look_at_base(const BaseDirectory& base, Findings& findings) {
     const Settings settings = look_at_settings(base.path, findings);
     const std::vector<Directory> directories = look_at_directories(base, settings, findings);
@@ -91,13 +70,13 @@ void look_at_base(const BaseDirectory& base, Findings& findings) {
     }
 }
 
-void look_at_all_ports(const std::vector<Port>& ports, const Request& request, Findings& findings) {
+void look_at_all_ports(const std::vector<Port>& ports, const Command& command, Findings& findings) {
     if (!findings.wants("ports")) return;
     look_at_ports(ports, findings);
-    try_ports(ports, request.timeout(), findings);
+    try_ports(ports, std::chrono::seconds(command.timeout_seconds), findings);
 }
 
-void look_at_server(const Request& request, Findings& findings) {
+void look_at_server(const Command& command, Findings& findings) {
     const std::string system = system_directory();
     const Spooler spooler;
     Installed installed{system + "\\tsprintportmon.dll", system, ""};
@@ -110,29 +89,29 @@ void look_at_server(const Request& request, Findings& findings) {
     look_at_spooler(spooler, registered, findings);
     const std::string base = find_base(HKEY_LOCAL_MACHINE, findings);
     if (!base.empty()) look_at_base({base, false}, findings);
-    look_at_all_ports(read_registry_ports(HKEY_LOCAL_MACHINE, monitor_key(), findings), request, findings);
+    look_at_all_ports(read_registry_ports(HKEY_LOCAL_MACHINE, monitor_key(), findings), command, findings);
     look_at_queues(spooler, findings);
 }
 
 // What was given of a server: its base directory, its ports, or both. False with the reason when it cannot be read.
-bool look_at_copy(const Request& request, Findings& findings, std::string& why) {
+bool look_at_copy(const Command& command, Findings& findings, std::string& why) {
     std::error_code error;
-    why = request.base + " is no directory";
-    if (!request.base.empty() && !std::filesystem::is_directory(host::path_of(request.base), error)) return false;
+    why = command.base + " is no directory";
+    if (!command.base.empty() && !std::filesystem::is_directory(host::path_of(command.base), error)) return false;
     std::vector<Port> ports;
-    if (!request.store.empty() && !read_file_ports(request.store, ports, findings, why)) return false;
+    if (!command.store.empty() && !read_file_ports(command.store, ports, findings, why)) return false;
     for (const char* const area : {"spooler", "monitor", "provider", "queues"}) {
         findings.could_not_look(area, "only the server itself shows it");
     }
-    if (!request.base.empty()) {
-        look_at_base({request.base, true}, findings);
+    if (!command.base.empty()) {
+        look_at_base({command.base, true}, findings);
     } else {
         for (const char* const area : {"conf", "env", "dirs", "helper", "rights", "log"}) {
             findings.could_not_look(area, "name a copy of the base directory with --base DIR");
         }
     }
-    if (!request.store.empty()) {
-        look_at_all_ports(ports, request, findings);
+    if (!command.store.empty()) {
+        look_at_all_ports(ports, command, findings);
     } else {
         findings.could_not_look("ports", "name a file of ports with --store FILE");
     }
@@ -141,38 +120,28 @@ bool look_at_copy(const Request& request, Findings& findings, std::string& why) 
 
 }  // namespace
 
-Answer run(const command_line::Words& arguments) {
-    Request request;
-    const command_line::Options options = {
-        command_line::flag("--json", request.json),
-        command_line::text("--base", "DIR", request.base),
-        command_line::text("--store", "FILE", request.store),
-        words("--only", request.choice.only),
-        words("--skip", request.choice.skip),
-        command_line::number("--timeout", 1, 600, request.timeout_seconds),
-    };
-    for (const std::string& argument : arguments) request.json = request.json || argument == "--json";
-    command_line::Line line;
-    std::string why;
-    if (!command_line::split(arguments, options, line, why)) return failed(request, bad_usage, why, "usage");
-    if (line.help) return {done, doctor_help, ""};
-    if (line.version) return {done, std::string("tsport ") + command_line::version() + "\n", ""};
-    if (!command_line::take(line, why)) return failed(request, bad_usage, why, "usage");
-    if (!line.words.empty()) return failed(request, bad_usage, "doctor takes no operands", "usage");
+command_line::Options options(Command& command) {
+    return {command_line::text("--base", "DIR", command.base), words("--only", command.findings.only),
+            words("--skip", command.findings.skip), command_line::number("--timeout", 1, 600, command.timeout_seconds)};
+}
 
-    Findings findings(request.choice);
-    const bool copied = !request.base.empty() || !request.store.empty();
-    if (!copied && why_no_server() != nullptr) return failed(request, refused, why_no_server(), "no-spooler");
-    if (!copied) {
-        look_at_server(request, findings);
-    } else if (!look_at_copy(request, findings, why)) {
-        return failed(request, refused, why, "file");
+void examine(const Task& task) {
+    const Command& command = task.command;
+    Findings findings(command.findings);
+    std::string why;
+    if (!command.base.empty() || !command.store.empty()) {
+        if (!look_at_copy(command, findings, why)) return task.fail(refused, why, "file");
+    } else if (why_no_server() != nullptr) {
+        return task.fail(refused, why_no_server(), "no-spooler");
+    } else {
+        look_at_server(command, findings);
     }
     if (findings.saw_nothing()) {
-        return failed(request, refused, "nothing of what was asked for can be looked at here; see tsport doctor --help",
-                      "file");
+        return task.fail(refused, "nothing of what was asked for can be looked at here; see tsport doctor --help",
+                         "file");
     }
-    return {findings.all().empty() ? done : not_there, request.json ? findings.in_json() : findings.in_words(), ""};
+    task.reply.status = findings.all().empty() ? done : not_there;
+    task.reply.data = command.json ? findings.in_json() : findings.in_words();
 }
 
 }  // namespace doctor

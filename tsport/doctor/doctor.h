@@ -1,7 +1,6 @@
 // tsport doctor: checks everything that printing depends on.
 #pragma once
 
-#include "tsport/run.h"
 #include "tsport/verb.h"
 
 namespace tsport {
@@ -10,7 +9,8 @@ extern const char doctor_help[];
 
 namespace doctor {
 
-Answer run(const command_line::Words& arguments);
+command_line::Options options(Command& command);
+void examine(const Task& task);
 
 }  // namespace doctor
 }  // namespace tsport
