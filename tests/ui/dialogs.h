@@ -26,6 +26,9 @@ const MONITORUI& functions();
 size_t handles();
 // Bytes in use in the process's heap.
 size_t memory();
+// The bytes that a heap may keep for so many threads that have ended: one with groups of small blocks, as Wine 10's, an
+// empty group each, which memory() counts.
+ptrdiff_t kept_by_heap(int threads);
 
 // A TCP port of this machine that neither accepts nor refuses: its queue of connections is full.
 class SilentPrinter {

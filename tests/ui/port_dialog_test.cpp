@@ -400,7 +400,7 @@ TEST_F(PrinterTest, AHundredDialogsLeaveNothingBehind) {
             << handles_before << " handles before, " << handles() << " now";
         least_growth = std::min(least_growth, static_cast<ptrdiff_t>(memory() - memory_before));
     }
-    EXPECT_LE(least_growth, 100 * kDialogs);
+    EXPECT_LE(least_growth, 100 * kDialogs + kept_by_heap(kDialogs + 1));
     EXPECT_LE(GetGuiResources(GetCurrentProcess(), GR_USEROBJECTS), objects_before);
 }
 
