@@ -25,14 +25,15 @@ forbid "the product never ends the process" '\b(abort|exit|_exit|terminate|quick
 forbid "no exceptions in the product" '\b(throw|try|catch)\b *[({]' common winportmon
 forbid "the product's memory comes from the heap's functions" '(=|return|\() *new [A-Za-z]|^ *delete(\[\])? ' common winportmon
 forbid "no condition on the platform but in winapi.h" '^ *# *(if|ifdef|ifndef|elif).*(_WIN32|_WIN64|__linux__|__unix__|__MINGW)' \
-    common winportmon tools tests winapi/linux winapi/spooler_sim
+    common winportmon host tsport testbed tests winapi/linux winapi/spooler_sim
 forbid "Windows is seen through winapi.h alone" '^ *# *include *[<"](windows|winsock2|ws2tcpip|winspool|winsplp|io|direct|unistd|pthread|dlfcn|sys/|netinet/|arpa/|winapi/linux)' \
     common winportmon
 forbid "wide text is written W(\"...\")" '(^|[^A-Za-z_0-9])L"|\bwchar_t\b|\bwcs[a-z]+\(' common winportmon
-forbid "common knows nothing of the monitor" '# *include *"(winportmon|tools|tests)/' common
+forbid "common knows nothing of the monitor" '# *include *"(winportmon|host|tsport|testbed|tests)/' common
 forbid "the monitor knows nothing of its dialogs" '# *include *"winportmon/tsmonui/' common winportmon/tsmon
-forbid "the monitor knows nothing of tools and tests" '# *include *"(tools|tests)/' winportmon
-forbid "the layer knows nothing of what is built on it" '# *include *"(common|winportmon|tools|tests)/' winapi
+forbid "the monitor knows nothing of tools and tests" '# *include *"(host|tsport|testbed|tests)/' winportmon
+forbid "what is shipped knows nothing of the test bed" '# *include *"(testbed|tests)/' host tsport
+forbid "the layer knows nothing of what is built on it" '# *include *"(common|winportmon|host|tsport|testbed|tests)/' winapi
 
 printf '%d passed, %d failed\n' "$passed" "$failed"
 [[ $failed -eq 0 ]]
