@@ -49,7 +49,7 @@ TEST_F(ForcedAttributes, WhatTheHelperWritesIsWhatThePrinterGets) {
         EXPECT_TRUE(outcome.identity_kept);
         EXPECT_EQ(outcome.bytes, job.size());
         EXPECT_EQ(outcome.job.commands, Statuses{JOB_CONTROL_SENT_TO_PRINTER});
-        EXPECT_TRUE(arrived() == Lines{printed});
+        EXPECT_TRUE(same_bytes(arrived(), Lines{printed}));
         EXPECT_EQ(heard(), conversation());
         EXPECT_GT(logged(line), before);
         EXPECT_EQ(work_files(), Lines{});
@@ -118,7 +118,7 @@ TEST_F(ForcedAttributes, WithDebugOnEveryFileIsKeptAndARestartFindsThem) {
     EXPECT_EQ(outcome.result, host::Result::printed) << outcome.words;
     EXPECT_EQ(outcome.restarts, 1u);
     EXPECT_EQ(heard(), conversation("forceattr", "(output closed)\n") + conversation());
-    EXPECT_TRUE(arrived().back() == pattern(9 * kMiB));
+    EXPECT_TRUE(same_bytes(arrived().back(), pattern(9 * kMiB)));
     EXPECT_EQ(logged("TSM forceattr: failed to send data to printer, close connection", "ERROR"), 1);
     const Statuses commands = {JOB_CONTROL_RESTART, JOB_CONTROL_SENT_TO_PRINTER, JOB_CONTROL_SENT_TO_PRINTER};
     EXPECT_EQ(outcome.job.commands, commands);

@@ -103,7 +103,7 @@ TEST_F(HardwareCheck, EveryCourse) {
         printer.erase(printer.begin(), printer.begin() + static_cast<std::ptrdiff_t>(seen));
         EXPECT_EQ(printer, course.printer);
         const Lines expected[] = {{page}, {""}, {}};
-        EXPECT_TRUE(arrived() == expected[course.arrival]);
+        EXPECT_TRUE(same_bytes(arrived(), expected[course.arrival]));
         EXPECT_TRUE(course.line.empty() || logged(course.line) > logged_before);
         expect_clean();
     }

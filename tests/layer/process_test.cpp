@@ -6,6 +6,7 @@
 #include <string>
 
 #include "tests/support/child_process.h"
+#include "tests/support/same_bytes.h"
 
 namespace {
 
@@ -39,7 +40,7 @@ TEST(Pipe, TakesAsMuchAsWasAskedForAndEndsWithTheOtherEnd) {
     EXPECT_TRUE(test::write_text(write_end, large));
     CloseHandle(write_end);
     DWORD error = 0;
-    EXPECT_TRUE(test::read_to_end(read_end, error) == large);
+    EXPECT_TRUE(test::same_bytes(test::read_to_end(read_end, error), large));
     EXPECT_EQ(error, DWORD{ERROR_BROKEN_PIPE});
     CloseHandle(read_end);
     ASSERT_TRUE(CreatePipe(&read_end, &write_end, nullptr, 0));

@@ -18,7 +18,7 @@ TEST(SystemMessages, EndInCrLfAndFitOrAreRefused) {
     for (const auto code : {DWORD{0}, DWORD{ERROR_SHARING_VIOLATION}, DWORD{WSAHOST_NOT_FOUND}}) {
         const DWORD length = message(code, 512);
         ASSERT_GT(length, 4u) << code;
-        EXPECT_TRUE(WString(buffer).substr(length - 2) == W("\r\n")) << code;
+        EXPECT_EQ(WString(buffer).substr(length - 2), W("\r\n")) << code;
         EXPECT_EQ(message(code, length), 0u);
         EXPECT_EQ(GetLastError(), DWORD{ERROR_INSUFFICIENT_BUFFER});
         EXPECT_EQ(message(code, length + 1), length);
@@ -43,7 +43,7 @@ TEST(Conversion, ReplacesWhatIsNoTextAndRefusesABufferThatIsTooSmall) {
         const int needed = MultiByteToWideChar(CP_UTF8, 0, utf8.c_str(), -1, nullptr, 0);
         EXPECT_EQ(needed, static_cast<int>(utf16.size()) + 1);
         EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, utf8.c_str(), -1, wide, 64), needed);
-        EXPECT_TRUE(wide == utf16) << utf8;
+        EXPECT_EQ(wide, utf16) << utf8;
         EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, utf8.c_str(), -1, wide, needed - 1), 0);
         EXPECT_EQ(GetLastError(), DWORD{ERROR_INSUFFICIENT_BUFFER});
     }

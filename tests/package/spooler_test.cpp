@@ -132,7 +132,7 @@ TEST_F(Spooler, DocumentsOfEveryCourse) {
         });
         EXPECT_EQ(outcome.told, row.outcome.told);
         EXPECT_EQ(outcome.commands, row.outcome.commands);
-        EXPECT_TRUE(arrived(row.arrive.size()) == row.arrive);
+        EXPECT_TRUE(test::same_bytes(arrived(row.arrive.size()), row.arrive));
         EXPECT_EQ(logged("\"Office\", JobId: " + std::to_string(id) + ", Version: " TSM_VERSION), 1);
         EXPECT_EQ(logged("", "ERROR: "), row.outcome.told ? 0 : 2);
         heard();

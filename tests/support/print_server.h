@@ -14,6 +14,7 @@
 #include "testbed/test_printer/pattern.h"
 #include "tests/support/files.h"
 #include "tests/support/platform.h"
+#include "tests/support/same_bytes.h"
 
 namespace test {
 
