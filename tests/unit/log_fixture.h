@@ -10,7 +10,6 @@
 #include "common/global.h"
 #include "common/log.h"
 #include "common/os.h"
-#include "host/sha256.h"
 #include "tests/support/scratch.h"
 
 using Strings = std::vector<std::string>;
@@ -39,13 +38,6 @@ inline Strings split(const std::string& text, const std::string& line_end) {
     }
     EXPECT_EQ(start, text.size()) << "the last line is not whole";
     return lines;
-}
-
-// Different for any other lines: for texts that are written once, in the sources.
-inline std::string digest_of(const Strings& lines) {
-    host::Sha256 hash;
-    for (const std::string& line : lines) hash.update((line + "\n").c_str(), line.size() + 1);
-    return hash.finish().substr(0, 16);
 }
 
 // "ERROR: message" of each line; the time, the place and the thread are left out.

@@ -14,10 +14,10 @@ class Log : public LogTest {
     void write_files(const Strings& ends) const {
         for (const std::string& end : ends) write_bytes(log_path + end, end.empty() ? "live" : end);
     }
-    Strings contents(const Strings& ends) const {
+    Strings contents(const Strings& ends, const std::string& log = "") const {
         log_close();
         Strings all;
-        for (const std::string& end : ends) all.push_back(read_bytes(log_path + end));
+        for (const std::string& end : ends) all.push_back(read_bytes((log.empty() ? log_path : log) + end));
         return all;
     }
 };
@@ -137,14 +137,14 @@ TEST_F(Log, LosesNothingWhenItCannotRotate) {
     for (const char* const end : {"", ".1", ".3"}) write_bytes(held + end, std::string("live") + end);
     FILE* reader = os_fopen(held.c_str(), "r");
     EXPECT_EQ(log_rotate(4, 0), 0);
-    EXPECT_EQ(read_bytes(held + ".1") + read_bytes(held + ".2"), "live.1missing") << "nothing is moved for nothing";
+    EXPECT_EQ(contents({".1", ".2"}, held), (Strings{"live.1", "missing"})) << "nothing is moved for nothing";
     fclose(reader);
     reader = os_fopen((held + ".3").c_str(), "r");
     EXPECT_EQ(log_rotate(4, 0), 0);
     fclose(reader);
     log_info(LOG_HERE, "next");
     log_close();
-    EXPECT_EQ(read_bytes(held + ".1") + read_bytes(held + ".2") + read_bytes(held + ".3"), "livelive.1live.3");
+    EXPECT_EQ(contents({".1", ".2", ".3"}, held), (Strings{"live", "live.1", "live.3"}));
     EXPECT_EQ(parse_log(read_bytes(held)), Strings{"INFO : next"});
 
     for (const size_t length : {255u, 256u, 259u}) {  // too long to number

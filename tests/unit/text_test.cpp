@@ -1,4 +1,4 @@
-// Formatting, bounded text, encodings and counted strings; a printer's problem in words.
+// Formatting, bounded text, encodings and counted strings; the status bits of a printer's problem.
 #include <algorithm>
 #include <cstdlib>
 
@@ -151,9 +151,11 @@ TEST_F(Text, ConvertsWithinTheLimits) {
     }
     session_context.debug_logging = session_context.dev_logging = 1;
     char kept[8] = "kept";
-    EXPECT_EQ(enc_wide_to_utf8(kept, sizeof kept, W("")) + enc_wide_to_utf8(kept, sizeof kept, nullptr), 2);
-    EXPECT_EQ(enc_wide_to_utf8(kept, 0, kWide) + enc_wide_to_utf8(nullptr, 8, kWide) + enc_utf8_to_wide(nullptr, "a"),
-              0);
+    EXPECT_EQ(enc_wide_to_utf8(kept, sizeof kept, W("")), 1);
+    EXPECT_EQ(enc_wide_to_utf8(kept, sizeof kept, nullptr), 1);
+    EXPECT_EQ(enc_wide_to_utf8(kept, 0, kWide), 0);
+    EXPECT_EQ(enc_wide_to_utf8(nullptr, 8, kWide), 0);
+    EXPECT_EQ(enc_utf8_to_wide(nullptr, "a"), 0);
     EXPECT_STREQ(kept, "kept");
     const std::string bytes = logged_bytes();
     Strings expected;
@@ -173,27 +175,26 @@ TEST_F(Text, CutsTheHelpersPathWhereItsFieldEnds) {
     EXPECT_EQ(context.ports, reinterpret_cast<tsmon::PortEntry*>(~ULONG_PTR{0}));
 }
 
-TEST_F(Text, TellsTheBitsOfAProblem) {
+// A problem with a bit of its own is shown instead of the general error.
+TEST_F(Text, ShowsTheSpecificBitsOfAProblem) {
     const std::tuple<std::string, DWORD, DWORD> cases[] = {
-        {"", 0, 0},
         {"no paper", 0, 0},
-        {"No Paper", 0x10, 0x40},
-        {"Offline", 0x2, 0x2},
-        {"Job Suspended", 0, 0x2},
-        {"Jammed, Offline", 0x8, 0x2},
-        {"Offline; No Paper", 0x10, 0x40},
-        {"tray 2: Low Toner / No Toner / Door Open", 0x460000, 0x2},
-        {"Output Full and Output Near Full", 0x800, 0x2},
+        {"Job Suspended", 0, JOB_STATUS_ERROR},
+        {"Jammed, Offline", PRINTER_STATUS_PAPER_JAM, JOB_STATUS_ERROR},
+        {"Offline; No Paper", PRINTER_STATUS_PAPER_OUT, JOB_STATUS_PAPEROUT},
+        {"tray 2: Low Toner / No Toner / Door Open",
+         PRINTER_STATUS_TONER_LOW | PRINTER_STATUS_NO_TONER | PRINTER_STATUS_DOOR_OPEN, JOB_STATUS_ERROR},
+        {"Output Full and Output Near Full", PRINTER_STATUS_OUTPUT_BIN_FULL, JOB_STATUS_ERROR},
     };
     for (const auto& [text, printer, job] : cases) {
         EXPECT_EQ(tsmon::PrinterStatusFromErrorText(text.c_str()), printer) << text;
         EXPECT_EQ(tsmon::JobStatusFromErrorText(text.c_str()), job) << text;
     }
-    for (const char* const text :
-         {"Low Paper", "Service Requested", "Input Tray Missing", "Output Tray Missing", "Marker Supply Missing",
-          "Output Near Full", "Input Tray Empty", "Overdue Prevent Maintenance"}) {
-        EXPECT_EQ(tsmon::PrinterStatusFromErrorText(text), 0x2u) << text;
-        EXPECT_EQ(tsmon::JobStatusFromErrorText(text), 0x2u) << text;
+    for (const char* const general :
+         {"Offline", "Low Paper", "Service Requested", "Input Tray Missing", "Output Tray Missing",
+          "Marker Supply Missing", "Output Near Full", "Input Tray Empty", "Overdue Prevent Maintenance"}) {
+        EXPECT_EQ(tsmon::PrinterStatusFromErrorText(general), DWORD{PRINTER_STATUS_ERROR}) << general;
+        EXPECT_EQ(tsmon::JobStatusFromErrorText(general), DWORD{JOB_STATUS_ERROR}) << general;
     }
 }
 
