@@ -45,10 +45,10 @@ void line(std::ostream& svg, double x1, double y1, double x2, double y2, const s
     svg << "<line x1=\"" << x1 << "\" y1=\"" << y1 << "\" x2=\"" << x2 << "\" y2=\"" << y2 << "\" " << style << "/>\n";
 }
 
-void text(std::ostream& svg, double x, double y, const char* anchor, const std::string& words,
+void text(std::ostream& svg, double x, double y, const char* anchor, const std::string& label,
           const std::string& colour = "#333") {
     svg << "<text x=\"" << x << "\" y=\"" << y << "\" text-anchor=\"" << anchor << "\" fill=\"" << colour << "\">"
-        << words << "</text>\n";
+        << label << "</text>\n";
 }
 
 void draw_grid(std::ostream& svg, const Axes& axes) {
@@ -59,7 +59,7 @@ void draw_grid(std::ostream& svg, const Axes& axes) {
     }
     for (double power = axes.least_log; power <= axes.most_log; power += 2) {
         const auto bytes = static_cast<std::uint64_t>(std::exp2(power));
-        text(svg, axes.x(std::exp2(power)), kBottom + 20, "middle", host::size_in_words(bytes));
+        text(svg, axes.x(std::exp2(power)), kBottom + 20, "middle", host::size_to_text(bytes));
     }
     text(svg, kLeft, kTop - 16, "start", "1 GiB document: GiB/s over the size of writes");
 }

@@ -58,10 +58,9 @@ void large_documents(Bench& bench) {
         const std::vector<char> data = buffer_of(write_size);
         const auto print = [&] { server.print(0, data, size, write_size); };
         const auto send = [&] { send_plainly(0, bench.receiver.port(), data, size, write_size); };
-        const Pairs pairs =
-            compare(bench, bench.effort,
-                    host::size_in_words(size) + " document, " + host::size_in_words(write_size) + " writes", kPlain,
-                    document.bar, delivering(bench, size, 1, timed(print)), delivering(bench, size, 1, timed(send)));
+        const Pairs pairs = compare(
+            bench, bench.effort, host::size_to_text(size) + " document, " + host::size_to_text(write_size) + " writes",
+            kPlain, document.bar, delivering(bench, size, 1, timed(print)), delivering(bench, size, 1, timed(send)));
         ours.points.push_back({static_cast<double>(write_size), rate(size, pairs.first_median())});
         plain.points.push_back({static_cast<double>(write_size), rate(size, pairs.second_median())});
     }
@@ -193,7 +192,7 @@ void ports_at_once(Bench& bench) {
             return at_once(ports, [&](unsigned i) { send_plainly(i, bench.receiver.port(), data, size, kUsualWrite); });
         };
         const std::string name =
-            std::to_string(ports) + (ports == 1 ? " port, " : " ports at once, ") + host::size_in_words(size) + " each";
+            std::to_string(ports) + (ports == 1 ? " port, " : " ports at once, ") + host::size_to_text(size) + " each";
         const std::optional<double> bar = ports == 64           ? plan().port_64
                                           : ports == kManyPorts ? plan().port_1000
                                                                 : std::nullopt;
@@ -244,14 +243,14 @@ void lock_waits(Bench& bench) {
             const LockUses after = lock_uses();
             const LockUse monitor = between(before.monitor, after.monitor);
             const LockUse log = between(before.log, after.log);
-            char words[160];
-            std::snprintf(words, sizeof words,
+            char note[160];
+            std::snprintf(note, sizeof note,
                           "%.2g %% of its entries; for the log lock %.3g µs, %.2g %%; the document takes %.3g ms",
                           percent(monitor), log.seconds * 1e6 / documents, percent(log), seconds * 1e3 / each);
             Row row = figure_row(std::to_string(ports) + (ports == 1 ? " port" : " ports at once") +
                                      (debug ? ", Debug=on" : ", logging off") + ": a document waits for MonitorLock",
                                  "µs", monitor.seconds * 1e6 / documents);
-            row.words = words;
+            row.note = note;
             bench.report.add(row);
         }
     }

@@ -9,7 +9,7 @@
 
 namespace bench {
 
-// A case that cannot be measured, or in which something went wrong; the words are for people.
+// A case that cannot be measured, or in which something went wrong; what() says it.
 struct Failed : std::runtime_error {
     using std::runtime_error::runtime_error;
 };

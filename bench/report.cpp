@@ -35,7 +35,7 @@ std::string interval_text(const Row& row) {
 using Line = std::vector<std::string>;
 
 Line line_of(const Row& row) {
-    if (!row.measured()) return {row.name, "", "", "", "", "", "", "", row.words};
+    if (!row.measured()) return {row.name, "", "", "", "", "", "", "", row.note};
     const bool compared = !row.against.empty();
     return {row.name,
             number(row.ours) + " " + row.unit,
@@ -45,7 +45,7 @@ Line line_of(const Row& row) {
             interval_text(row),
             row.bar ? number(*row.bar) : "",
             row.verdict(),
-            row.words};
+            row.note};
 }
 
 // Characters, not bytes.
@@ -90,7 +90,7 @@ void write_row(JsonWriter& json, const Row& row) {
             write_text(json, "verdict", row.verdict());
         }
     }
-    if (!row.words.empty()) write_text(json, "words", row.words);
+    if (!row.note.empty()) write_text(json, "note", row.note);
     json.EndObject();
 }
 
@@ -126,7 +126,7 @@ Row figure_row(const std::string& name, const std::string& unit, double ours, st
 Row skipped_row(const std::string& name, const std::string& why) {
     Row row;
     row.name = name;
-    row.words = why;
+    row.note = why;
     return row;
 }
 
@@ -154,7 +154,7 @@ void Report::print_table() const {
     }
     std::vector<size_t> widths(lines[0].size());
     for (const Line& line : lines) {
-        // The words at the end are as long as they are.
+        // The last column is not padded.
         for (size_t i = 0; i + 1 < widths.size(); ++i) widths[i] = std::max(widths[i], width_of(line[i]));
     }
     for (const Line& line : lines) {

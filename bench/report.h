@@ -18,7 +18,7 @@ struct Row {
     size_t pairs = 0;                  // 0: it was not measured in pairs
     std::optional<Interval> interval;  // of the ratio, when it was
     std::optional<double> bar;         // upper limit of the ratio, or of our figure when there is no ratio
-    std::string words;                 // in place of figures, or behind them
+    std::string note;                  // instead of figures, or behind them
 
     bool measured() const { return !unit.empty(); }
     double ratio() const { return ours / theirs; }
@@ -43,7 +43,7 @@ class Report {
     bool all_held() const;
     void print_table() const;
     bool write_json(const std::string& path) const;
-    // Runs cases that may fail; then the words stand in the report, and it does not count as held.
+    // Runs cases that may fail; then the message stands in the report, and it does not count as held.
     template <typename Cases>
     void run(const std::string& name, Cases cases) {
         try {

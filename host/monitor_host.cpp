@@ -31,19 +31,19 @@ bool restart_asked(const Document& document) {
     return asked;
 }
 
-std::string restarts_in_words(unsigned restarts) {
+std::string restarts_to_text(unsigned restarts) {
     if (restarts == 0) return std::string();
     return restarts == 1 ? " after 1 restart" : " after " + std::to_string(restarts) + " restarts";
 }
 
 }  // namespace
 
-// How one run of a job through the monitor went; with no words it came to its end.
+// How one run of a job through the monitor went; an empty message: to its end.
 struct MonitorHost::Run {
-    std::string words;
+    std::string message;
     bool started = true;
     bool dropped = false;
-    bool ended() const { return words.empty(); }
+    bool ended() const { return message.empty(); }
 };
 
 bool MonitorHost::load(const Options& options, std::string& why) {
@@ -51,11 +51,11 @@ bool MonitorHost::load(const Options& options, std::string& why) {
     options_ = options;
     library_ = LoadLibraryW(windows_path(options.library).c_str());
     if (library_ == nullptr) {
-        why = options.library + " cannot be loaded (" + error_in_words(GetLastError()) + ")";
+        why = options.library + " cannot be loaded (" + error_message(GetLastError()) + ")";
         return false;
     }
     if (!use_simulated_spooler(library_)) {
-        why = options.library + " cannot be led to the simulated spooler (" + error_in_words(GetLastError()) + ")";
+        why = options.library + " cannot be led to the simulated spooler (" + error_message(GetLastError()) + ")";
     } else if (start_monitor(options_, why)) {
         return true;
     }
@@ -73,7 +73,7 @@ bool MonitorHost::start_monitor(const Options& options, std::string& why) {
     const LSTATUS status = RegCreateKeyExW(options.hive, options.registry_path.c_str(), 0, nullptr,
                                            REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, &root, nullptr);
     if (status != ERROR_SUCCESS) {
-        why = "the monitor's registry key cannot be opened (" + error_in_words(static_cast<DWORD>(status)) + ")";
+        why = "the monitor's registry key cannot be opened (" + error_message(static_cast<DWORD>(status)) + ")";
         return false;
     }
     init_ = {sizeof init_,
@@ -148,7 +148,7 @@ Outcome MonitorHost::print_document(const Document& given) {
     // The monitor removes the marker of a job that it has refused; to the spooler it ends like a printed one.
     if (outcome.result == Result::printed && marked && !std::filesystem::exists(marker, error)) {
         outcome.result = Result::refused;
-        outcome.words = "refused: not approved";
+        outcome.message = "refused: not approved";
     }
     spooler_sim::get_job(document.printer, document.job_id, outcome.job);
     spooler_sim::remove_job(document.printer, document.job_id);
@@ -163,14 +163,14 @@ void MonitorHost::run_job(const Document& document, Outcome& outcome) const {
         const bool restart = restart_asked(document);
         if (run.ended() && !restart) {
             outcome.result = run.dropped ? Result::dropped : Result::printed;
-            outcome.words = (run.dropped ? "dropped by order of the helper program" : "printed") +
-                            restarts_in_words(outcome.restarts);
+            outcome.message = (run.dropped ? "dropped by order of the helper program" : "printed") +
+                              restarts_to_text(outcome.restarts);
             return;
         }
         if (!restart || outcome.restarts == document.most_restarts) {
             outcome.result = run.started ? Result::failed : Result::not_started;
-            outcome.words = (run.started ? "failed" : "not started") + restarts_in_words(outcome.restarts) + ": " +
-                            (run.ended() ? "the monitor asks for yet another one" : run.words);
+            outcome.message = (run.started ? "failed" : "not started") + restarts_to_text(outcome.restarts) + ": " +
+                              (run.ended() ? "the monitor asks for yet another one" : run.message);
             return;
         }
         ++outcome.restarts;
@@ -190,7 +190,7 @@ MonitorHost::Run MonitorHost::run_once(const Document& document, Outcome& outcom
         run.dropped = is_dropped(port);
         if (!end_document(port) && run.ended()) {
             outcome.error = GetLastError();
-            run.words = "the monitor could not end the document";
+            run.message = "the monitor could not end the document";
         }
     } else {
         outcome.error = GetLastError();

@@ -40,7 +40,7 @@ enum class Result {
 
 struct Outcome {
     Result result = Result::failed;
-    std::string words;  // the same for people
+    std::string message;  // the same as a sentence
     DWORD job_id = 0;
     std::uint64_t bytes = 0;  // taken by the monitor in the last run
     double seconds = 0;       // from the first OpenPort to the last ClosePort

@@ -21,7 +21,7 @@ PortConfig port_config(const Text& name, const Text& address, DWORD number) {
     return config;
 }
 
-std::string in_words(const PortConfig& config) {
+std::string to_line(const PortConfig& config) {
     return to_utf8(tsmon::FieldText(config.port_name).text) + "|" +
            to_utf8(tsmon::FieldText(config.printer_address).text) + "|" + std::to_string(config.port_number);
 }

@@ -15,7 +15,7 @@ using tsmon::PortConfig;
 // Texts are cut where their fields end.
 PortConfig port_config(const Text& name, const Text& address, DWORD number = 9100);
 // "name|address|number"
-std::string in_words(const PortConfig& config);
+std::string to_line(const PortConfig& config);
 
 // Commands of the configuration channel; they return its Win32 code.
 DWORD send_config(const MonitorHost& monitor, LPCWSTR command, const PortConfig& config,

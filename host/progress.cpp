@@ -54,17 +54,17 @@ void Progress::draw(Clock::time_point now) {
                            ? options_.line(done_, seconds)
                            : std::to_string(done_) + " of " + std::to_string(options_.total) + " " + options_.deed;
     if (now - moved_ >= options_.still_after) {
-        line += "  " + standstill_in_words(options_.standstill,
-                                           std::chrono::duration_cast<std::chrono::milliseconds>(now - moved_),
-                                           std::chrono::system_clock::now());
+        line += "  " + standstill_to_text(options_.standstill,
+                                          std::chrono::duration_cast<std::chrono::milliseconds>(now - moved_),
+                                          std::chrono::system_clock::now());
     }
     std::fprintf(options_.stream, "\r\033[K%s", line.c_str());
     std::fflush(options_.stream);
     shown_ = true;
 }
 
-std::string standstill_in_words(const std::string& what, std::chrono::milliseconds duration,
-                                std::chrono::system_clock::time_point now) {
+std::string standstill_to_text(const std::string& what, std::chrono::milliseconds duration,
+                               std::chrono::system_clock::time_point now) {
     const std::time_t since = std::chrono::system_clock::to_time_t(now - duration);
     char clock[16] = {};
     std::strftime(clock, sizeof clock, "%H:%M:%S", std::localtime(&since));

@@ -52,7 +52,7 @@ class Progress {
 };
 
 // "nothing has moved for 12 s, since 14:03:51"
-std::string standstill_in_words(const std::string& what, std::chrono::milliseconds duration,
-                                std::chrono::system_clock::time_point now);
+std::string standstill_to_text(const std::string& what, std::chrono::milliseconds duration,
+                               std::chrono::system_clock::time_point now);
 
 }  // namespace host

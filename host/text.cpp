@@ -32,7 +32,7 @@ std::string utf8_of(const std::filesystem::path& path) {
     return {text.begin(), text.end()};
 }
 
-std::string error_in_words(DWORD code) {
+std::string error_message(DWORD code) {
     WCHAR buffer[512];
     DWORD size = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, code,
                                 MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT), buffer, 512, nullptr);
@@ -58,7 +58,7 @@ bool parse_host_port(const std::string& text, std::string& name, DWORD& port) {
     return true;
 }
 
-std::string size_in_words(std::uint64_t bytes) {
+std::string size_to_text(std::uint64_t bytes) {
     const char* const units[] = {"B", "KiB", "MiB", "GiB", "TiB"};
     double value = static_cast<double>(bytes);
     size_t unit = 0;
@@ -71,12 +71,12 @@ std::string size_in_words(std::uint64_t bytes) {
     return text;
 }
 
-std::string rate_in_words(std::uint64_t bytes, double seconds) {
+std::string rate_to_text(std::uint64_t bytes, double seconds) {
     if (seconds <= 0) return "-";
-    return size_in_words(static_cast<std::uint64_t>(static_cast<double>(bytes) / seconds)) + "/s";
+    return size_to_text(static_cast<std::uint64_t>(static_cast<double>(bytes) / seconds)) + "/s";
 }
 
-std::string seconds_in_words(double seconds) {
+std::string seconds_to_text(double seconds) {
     char text[32];
     if (seconds < 1) {
         std::snprintf(text, sizeof text, "%.1f ms", seconds * 1000);

@@ -35,7 +35,7 @@ std::string number(DWORD value) {
     return text;
 }
 
-std::string bits_in_words(DWORD status, std::span<const Word> words, const char* none) {
+std::string bits_to_text(DWORD status, std::span<const Word> words, const char* none) {
     std::string text;
     for (const Word& word : words) {
         if ((status & word.value) == 0) continue;
@@ -48,15 +48,15 @@ std::string bits_in_words(DWORD status, std::span<const Word> words, const char*
 
 }  // namespace
 
-std::string job_status_in_words(DWORD status) {
-    return bits_in_words(status, job_words, "no status");
+std::string job_status_to_text(DWORD status) {
+    return bits_to_text(status, job_words, "no status");
 }
 
-std::string printer_status_in_words(DWORD status) {
-    return bits_in_words(status, printer_words, "ready");
+std::string printer_status_to_text(DWORD status) {
+    return bits_to_text(status, printer_words, "ready");
 }
 
-std::string job_command_in_words(DWORD command) {
+std::string job_command_to_text(DWORD command) {
     for (const Word& word : command_words) {
         if (word.value == command) return word.text;
     }

@@ -8,10 +8,10 @@
 namespace testbed {
 
 // "printing, error"; "no status" for 0. A bit without a word is shown as its number.
-std::string job_status_in_words(DWORD status);
+std::string job_status_to_text(DWORD status);
 // "door open"; "ready" for 0.
-std::string printer_status_in_words(DWORD status);
+std::string printer_status_to_text(DWORD status);
 // "sent to printer"
-std::string job_command_in_words(DWORD command);
+std::string job_command_to_text(DWORD command);
 
 }  // namespace testbed

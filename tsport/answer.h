@@ -15,24 +15,23 @@
 
 namespace tsport {
 
-// Why a verb did not do what it was asked for. `cause` is a word for scripts, one of those that `tsport --help` lists;
-// `code` the Win32 code behind it, if there is one.
+// Why a verb failed.
 struct Error {
-    std::string words;
-    std::string cause;
-    DWORD code = 0;
+    std::string message;
+    std::string cause;  // for scripts: one of those that `tsport --help` lists
+    DWORD code = 0;     // the Win32 code behind it; 0: there is none
 };
 
 // A verb's output for one server; run.cpp formats it as text or JSON.
 struct Reply {
     int status = done;
-    std::vector<std::string> heads;  // of a table; none: lines without heads
+    std::vector<std::string> header;  // of a table; empty: the rows are plain lines
     Rows rows;
-    std::string summary;               // a line below
-    std::vector<JsonMembers> objects;  // the same as JSON objects
-    bool array = false;                // JSON is an array of them, not the only one
-    std::string data;                  // for standard output alone; all else then goes to standard error
-    bool has_data = false;
+    std::string summary;                    // a line below the rows
+    std::vector<JsonMembers> json_objects;  // the same for --json
+    bool array = false;                     // JSON is an array of them; otherwise the only one
+    std::string payload;                    // a file's contents for standard output; all else goes to standard error
+    bool has_payload = false;
     Error error;
 };
 
@@ -43,26 +42,26 @@ struct Task {
     Reply& reply;
     const Console& console;
 
-    // A line, and the same as a JSON object.
-    void say(const std::string& words, JsonMembers object) const {
-        reply.rows.push_back({words});
-        reply.objects.push_back(std::move(object));
+    // Adds a line, and the same as a JSON object.
+    void say(const std::string& line, JsonMembers object) const {
+        reply.rows.push_back({line});
+        reply.json_objects.push_back(std::move(object));
     }
-    void fail(Status status, const std::string& words, const char* cause, DWORD code = 0) const {
+    void fail(Status status, const std::string& message, const char* cause, DWORD code = 0) const {
         reply.status = status;
-        reply.error = {words, cause, code};
+        reply.error = {message, cause, code};
     }
-    // The same when `code` is an error: the spooler would not `deed` ("add the port ...").
-    bool failed(DWORD code, const std::string& deed) const;
-    // The ports of these names; false when it has failed.
+    // When `code` is an error, reports that the spooler refused to `deed` ("add the port ...") and returns true.
+    bool report_if_error(DWORD code, const std::string& deed) const;
+    // Reads the ports of these names; false when an error was reported.
     bool read(const std::vector<Text>& names, std::vector<Port>& ports) const;
-    // After a change; false when it will not last.
-    bool kept() const;
-    // For work of so many steps: shown on a terminal, once it takes a while.
+    // Writes changed ports to the store, if there is one; false when the change could not be saved.
+    bool save_changes() const;
+    // A progress line on a terminal for work of so many steps, shown once it takes a while.
     std::unique_ptr<host::Progress> progress(size_t steps, const char* deed) const;
 };
 
-// A name as messages show it, and a printer.
+// A name and a printer as messages show them.
 std::string named(const Text& name);
 std::string printer_of(const Port& port);
 

@@ -130,8 +130,8 @@ void completion(const Task& task) {
     put(script, "@VERBS@", words);
     put(script, "@COMMON@", names_of(common_options(nowhere)) + " --help --version");
     put(script, "@CASES@", cases);
-    task.reply.data = script;
-    task.reply.has_data = true;
+    task.reply.payload = script;
+    task.reply.has_payload = true;
 }
 
 }  // namespace tsport

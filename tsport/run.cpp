@@ -36,22 +36,22 @@ std::string hint_for(DWORD code) {
 
 }  // namespace
 
-bool Task::failed(DWORD code, const std::string& deed) const {
+bool Task::report_if_error(DWORD code, const std::string& deed) const {
     if (code == ERROR_SUCCESS) return false;
     const char* const who =
         code == RPC_S_SERVER_UNAVAILABLE ? "the spooler cannot be asked to " : "the spooler refused to ";
-    fail(refused, who + deed + ": " + host::error_in_words(code) + hint_for(code), cause_of(code), code);
+    fail(refused, who + deed + ": " + host::error_message(code) + hint_for(code), cause_of(code), code);
     return true;
 }
 
 bool Task::read(const std::vector<Text>& names, std::vector<Port>& ports) const {
-    if (hosted == nullptr) return !failed(read_ports(spooler, names, ports), "show the ports");
+    if (hosted == nullptr) return !report_if_error(read_ports(spooler, names, ports), "show the ports");
     if (hosted->read(names, ports)) return true;
     fail(refused, "the library's ports cannot be read", "store");
     return false;
 }
 
-bool Task::kept() const {
+bool Task::save_changes() const {
     std::string why;
     if (hosted == nullptr || hosted->keep(why)) return true;
     fail(refused, why, "file");
@@ -121,7 +121,7 @@ void run_hosted(const Command& command, const Console& console, Reply& reply) {
 // -- The answer ------------------------------------------------------------------------------------------------------
 
 JsonMembers members_of(const Error& error) {
-    return json_error(error.words, error.code, error.cause);
+    return json_error(error.message, error.code, error.cause);
 }
 
 // The object with one more member in front.
@@ -143,24 +143,24 @@ std::string json_line(const std::vector<JsonMembers>& objects) {
     return text + "\n";
 }
 
-void answer_in_json(const Reply& reply, Answer& answer) {
-    std::string& to = reply.has_data ? answer.err : answer.out;
-    if (!reply.error.words.empty()) {
+void answer_as_json(const Reply& reply, Answer& answer) {
+    std::string& to = reply.has_payload ? answer.err : answer.out;
+    if (!reply.error.message.empty()) {
         answer.out += json_line(members_of(reply.error));
     } else if (reply.array) {
-        to += json_line(reply.objects);
-    } else if (!reply.objects.empty()) {
-        to += json_line(reply.objects[0]);
+        to += json_line(reply.json_objects);
+    } else if (!reply.json_objects.empty()) {
+        to += json_line(reply.json_objects[0]);
     }
 }
 
-void answer_in_words(const Reply& reply, Answer& answer) {
-    std::string& to = reply.has_data ? answer.err : answer.out;
+void answer_as_text(const Reply& reply, Answer& answer) {
+    std::string& to = reply.has_payload ? answer.err : answer.out;
     Rows rows = reply.rows;
-    if (!reply.heads.empty() && !rows.empty()) rows.insert(rows.begin(), reply.heads);
+    if (!reply.header.empty() && !rows.empty()) rows.insert(rows.begin(), reply.header);
     to += in_columns(rows);
     if (!reply.summary.empty()) to += reply.summary + "\n";
-    if (!reply.error.words.empty()) answer.err += "tsport: " + reply.error.words + "\n";
+    if (!reply.error.message.empty()) answer.err += "tsport: " + reply.error.message + "\n";
 }
 
 // One table or one array for all servers.
@@ -175,16 +175,16 @@ void answer_for_servers(const Command& command, const std::vector<Reply>& replie
             rows.push_back(std::move(row));
         };
         answer.status = std::max(answer.status, reply.status);
-        if (rows.empty() && !reply.heads.empty()) {
-            rows.push_back(reply.heads);
+        if (rows.empty() && !reply.header.empty()) {
+            rows.push_back(reply.header);
             rows.back().insert(rows.back().begin(), "SERVER");
         }
         for (const auto& row : reply.rows) add_row(row);
         if (!reply.summary.empty()) add_row({reply.summary});
-        for (const JsonMembers& object : reply.objects) objects.push_back(of_server(server, object));
-        if (reply.error.words.empty()) continue;
+        for (const JsonMembers& object : reply.json_objects) objects.push_back(of_server(server, object));
+        if (reply.error.message.empty()) continue;
         objects.push_back(of_server(server, members_of(reply.error)));
-        if (!command.json) answer.err += "tsport: " + shown(server) + ": " + reply.error.words + "\n";
+        if (!command.json) answer.err += "tsport: " + shown(server) + ": " + reply.error.message + "\n";
         add_row({reply.error.cause == "no-spooler" ? "cannot be reached" : "failed, see below"});
     }
     answer.out = command.json ? json_line(objects) : in_columns(rows);
@@ -221,7 +221,7 @@ Answer run(const std::vector<std::string>& words, const Console& console) {
         std::vector<Reply> replies(command.servers.size());
         run_on_servers(command, console, replies);
         answer_for_servers(command, replies, answer);
-        for (const Reply& reply : replies) answer.out = reply.has_data ? reply.data : answer.out;
+        for (const Reply& reply : replies) answer.out = reply.has_payload ? reply.payload : answer.out;
         return answer;
     }
     Reply reply;
@@ -231,8 +231,8 @@ Answer run(const std::vector<std::string>& words, const Console& console) {
         run_hosted(command, console, reply);
     }
     answer.status = reply.status;
-    answer.out = reply.data;
-    (command.json ? answer_in_json : answer_in_words)(reply, answer);
+    answer.out = reply.payload;
+    (command.json ? answer_as_json : answer_as_text)(reply, answer);
     return answer;
 }
 

@@ -70,8 +70,7 @@ void memory(Bench& bench) {
     const double small = peak(kMiB);
     const double large = peak(size);
     bench.report.add(figure_row("peak memory of the process, 1.0 MiB document", "KiB", small));
-    bench.report.add(
-        figure_row("peak memory of the process, " + host::size_in_words(size) + " document", "KiB", large));
+    bench.report.add(figure_row("peak memory of the process, " + host::size_to_text(size) + " document", "KiB", large));
     bench.report.add(figure_row("peak memory, large less small document", "KiB", large - small, 64));
     const double more = std::stod(output_of(child_command(bench, "ports", 0)));
     bench.report.add(figure_row("memory per further port and document, 64 to 1,000 ports", "KiB", more, 32));
@@ -137,14 +136,14 @@ std::map<std::string, double> layer_calls_so_far() {
     return calls;
 }
 
-std::string in_words(const std::map<std::string, double>& calls) {
-    std::string words;
+std::string to_text(const std::map<std::string, double>& calls) {
+    std::string text;
     for (const auto& [call, count] : calls) {
-        char text[80];
-        std::snprintf(text, sizeof text, "%s%s %.4g", words.empty() ? "" : ", ", call.c_str(), count);
-        if (count >= 0.02) words += text;
+        char part[80];
+        std::snprintf(part, sizeof part, "%s%s %.4g", text.empty() ? "" : ", ", call.c_str(), count);
+        if (count >= 0.02) text += part;
     }
-    return words;
+    return text;
 }
 
 void add_layer_calls(Bench& bench) {
@@ -162,7 +161,7 @@ void add_layer_calls(Bench& bench) {
         count -= before.at(call);
         row.ours += count;
     }
-    row.words = in_words(calls);
+    row.note = to_text(calls);
     bench.report.add(row);
 }
 
@@ -201,7 +200,7 @@ void add_calls(Bench& bench, const std::string& name, const std::string& child, 
     }
     row.ours = more["total"];
     more.erase("total");
-    row.words = in_words(more);
+    row.note = to_text(more);
     bench.report.add(row);
 }
 

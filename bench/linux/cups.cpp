@@ -60,8 +60,8 @@ void cups(Bench& bench) {
     server.start();
     const spooler_sim::ClientScope client(W("client"));
     const std::uint64_t size = bench.scaled(kGiB);
-    const Pairs large = against_peer(
-        bench, server, host::size_in_words(size) + " document, 64.0 KiB writes, from a file", size, 1, 0.4);
+    const Pairs large =
+        against_peer(bench, server, host::size_to_text(size) + " document, 64.0 KiB writes, from a file", size, 1, 0.4);
     const double seconds = large.second_median();
     const double rate = static_cast<double>(size) / static_cast<double>(kGiB) / seconds;
     if (!bench.chart.empty()) bench.chart.push_back({kPeer, "#2980b9", {{0, rate}}});

@@ -29,8 +29,8 @@ void add_calls(Bench& bench, const std::string& name, unsigned times, const std:
     std::stable_sort(each.begin(), each.end(), [](const auto& a, const auto& b) { return a.second > b.second; });
     for (const auto& [function, calls] : each) {
         char text[80];
-        std::snprintf(text, sizeof text, "%s%s %.4g", row.words.empty() ? "" : ", ", function.c_str(), calls);
-        row.words += text;
+        std::snprintf(text, sizeof text, "%s%s %.4g", row.note.empty() ? "" : ", ", function.c_str(), calls);
+        row.note += text;
     }
     bench.report.add(row);
 }

@@ -41,7 +41,7 @@ class Scene {
         good_ = good_ && as_it_should;
     }
     void show_document(const host::Document& document) {
-        show("document", "\"" + host::to_utf8(document.name) + "\", " + host::size_in_words(document.source.size) +
+        show("document", "\"" + host::to_utf8(document.name) + "\", " + host::size_to_text(document.source.size) +
                              ", job " + std::to_string(document.job_id) + ", to the printer \"" + printer_name + "\"");
     }
 
@@ -49,17 +49,17 @@ class Scene {
     void show_outcome(const host::Outcome& outcome, host::Result expected, const std::vector<DWORD>& commands) {
         std::string statuses;
         for (const DWORD status : outcome.job.status_seen) {
-            statuses += (statuses.empty() ? "" : " -> ") + testbed::job_status_in_words(status);
+            statuses += (statuses.empty() ? "" : " -> ") + testbed::job_status_to_text(status);
         }
         std::string given;
         for (const DWORD command : outcome.job.commands) {
-            given += (given.empty() ? "\"" : ", \"") + testbed::job_command_in_words(command) + "\"";
+            given += (given.empty() ? "\"" : ", \"") + testbed::job_command_to_text(command) + "\"";
         }
         show("spooler", "job " + statuses + "; the monitor told it " + (given.empty() ? "nothing" : given),
              outcome.job.commands == commands);
         show("outcome",
-             outcome.words + " in " + host::seconds_in_words(outcome.seconds) +
-                 (outcome.bytes >= large ? ", " + host::rate_in_words(outcome.bytes, outcome.seconds) : ""),
+             outcome.message + " in " + host::seconds_to_text(outcome.seconds) +
+                 (outcome.bytes >= large ? ", " + host::rate_to_text(outcome.bytes, outcome.seconds) : ""),
              outcome.result == expected && outcome.identity_kept);
     }
     void show_nothing_arrived(const Connections& arrived) {
@@ -70,16 +70,16 @@ class Scene {
     void show_whole(const Connections& arrived, const std::string& digest) {
         if (cannot_see()) return;
         const bool whole = arrived.size() == 1 && is_whole(arrived[0], digest);
-        show("printer", arrived.empty() ? "nothing arrived" : in_words(arrived.back(), digest), whole);
+        show("printer", arrived.empty() ? "nothing arrived" : description(arrived.back(), digest), whole);
     }
     static bool is_whole(const test_printer::Connection& arrived, const std::string& digest) {
         return arrived.end == test_printer::End::finished && arrived.sha256 == digest;
     }
-    static std::string in_words(const test_printer::Connection& arrived, const std::string& digest) {
-        const std::string size = host::size_in_words(arrived.bytes);
+    static std::string description(const test_printer::Connection& arrived, const std::string& digest) {
+        const std::string size = host::size_to_text(arrived.bytes);
         return is_whole(arrived, digest)
                    ? size + " arrived, equal to the document (SHA-256 " + digest.substr(0, 12) + ")"
-                   : size + " arrived, and then the stream was " + end_in_words(arrived.end);
+                   : size + " arrived, and then the stream was " + end_to_text(arrived.end);
     }
 
     // True, with a word about it, when the printer is a real one.
@@ -159,8 +159,8 @@ bool show_held(Stage& stage, const File& file) {
     spooler_sim::Job job;
     spooler_sim::get_job(printer, document.job_id, job);
     scene.show("while held",
-               "job " + testbed::job_status_in_words(job.status) + "; printer " +
-                   testbed::printer_status_in_words(spooler_sim::printer_status(printer)),
+               "job " + testbed::job_status_to_text(job.status) + "; printer " +
+                   testbed::printer_status_to_text(spooler_sim::printer_status(printer)),
                held && (job.status & JOB_STATUS_ERROR) != 0 &&
                    spooler_sim::printer_status(printer) == PRINTER_STATUS_DOOR_OPEN);
     scene.show_nothing_arrived(stage.arrivals(false));
@@ -170,8 +170,8 @@ bool show_held(Stage& stage, const File& file) {
     std::error_code ignored;
     std::filesystem::remove(shut, ignored);
     scene.show("released",
-               "job " + testbed::job_status_in_words(outcome.job.status) + "; printer " +
-                   testbed::printer_status_in_words(spooler_sim::printer_status(printer)),
+               "job " + testbed::job_status_to_text(outcome.job.status) + "; printer " +
+                   testbed::printer_status_to_text(spooler_sim::printer_status(printer)),
                outcome.job.status == JOB_STATUS_PRINTED && spooler_sim::printer_status(printer) == 0);
     scene.show_whole(stage.arrivals(true), digest);
     scene.show_outcome(outcome, host::Result::printed, sent_to_printer);
@@ -208,7 +208,7 @@ bool show_forced_attributes(Stage& stage, const File& file) {
         scene.show("printer",
                    arrived.empty()
                        ? "nothing arrived"
-                       : host::size_in_words(arrived.back().bytes) + " arrived, the document and before its page " +
+                       : host::size_to_text(arrived.back().bytes) + " arrived, the document and before its page " +
                              request.substr(0, request.size() - 1),
                    right);
     }
@@ -231,9 +231,9 @@ bool show_lost_printer(Stage& stage) {
     const bool three = arrived.size() == 3;
     scene.show("printer", std::to_string(arrived.size()) + " connections", three);
     if (three) {
-        scene.show("  first", Scene::in_words(arrived[0], digest), arrived[0].end == test_printer::End::reset_here);
+        scene.show("  first", Scene::description(arrived[0], digest), arrived[0].end == test_printer::End::reset_here);
         scene.show("  second", "nothing: the monitor looked whether the printer is back", arrived[1].bytes == 0);
-        scene.show("  third", Scene::in_words(arrived[2], digest), Scene::is_whole(arrived[2], digest));
+        scene.show("  third", Scene::description(arrived[2], digest), Scene::is_whole(arrived[2], digest));
     }
     // The broken course of the job is told to have been sent at its end, too.
     scene.show_outcome(outcome, host::Result::printed,

@@ -29,8 +29,8 @@ std::string bar_of(std::uint64_t done, std::uint64_t total, double seconds) {
     constexpr std::uint64_t width = 40;
     const auto filled = static_cast<size_t>(width * done / total);
     return "  [" + std::string(filled, '#') + std::string(width - filled, '.') + "] " +
-           std::to_string(100 * done / total) + " %  " + host::size_in_words(done) + " of " +
-           host::size_in_words(total) + "  " + host::rate_in_words(done, seconds);
+           std::to_string(100 * done / total) + " %  " + host::size_to_text(done) + " of " + host::size_to_text(total) +
+           "  " + host::rate_to_text(done, seconds);
 }
 
 }  // namespace

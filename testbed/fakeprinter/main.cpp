@@ -98,8 +98,8 @@ struct Store {
         files.erase(connection);
         const double seconds = std::chrono::duration<double>(record.ended - record.started).count();
         std::printf("connection %zu  %llu bytes  %s  %s  sha256 %s\n", connection + 1,
-                    static_cast<unsigned long long>(record.bytes), host::seconds_in_words(seconds).c_str(),
-                    test_printer::end_in_words(record.end), record.sha256.c_str());
+                    static_cast<unsigned long long>(record.bytes), host::seconds_to_text(seconds).c_str(),
+                    test_printer::end_to_text(record.end), record.sha256.c_str());
         std::fflush(stdout);
     }
 };

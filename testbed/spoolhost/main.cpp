@@ -66,8 +66,8 @@ std::string progress_line(Work& work, std::uint64_t total) {
         const Activity& port = work.ports[i];
         const auto silence = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - port.moved);
         if (!port.printing || silence < still) continue;
-        return line + ", " + host::to_utf8(port_name(i)) + " at " + host::size_in_words(port.bytes) + ": " +
-               host::standstill_in_words("its printer has taken nothing", silence, std::chrono::system_clock::now());
+        return line + ", " + host::to_utf8(port_name(i)) + " at " + host::size_to_text(port.bytes) + ": " +
+               host::standstill_to_text("its printer has taken nothing", silence, std::chrono::system_clock::now());
     }
     return line;
 }
@@ -80,9 +80,9 @@ void note(Work& work, std::uint64_t port, bool printing, std::uint64_t bytes) {
 std::string report_line(const std::string& name, std::uint64_t port, const host::Outcome& outcome) {
     return "job " + host::padded(std::to_string(outcome.job_id), 6) + " " + host::padded(name, 24) + " " +
            host::padded(host::to_utf8(port_name(port)), 10) + " " +
-           host::padded(host::size_in_words(outcome.bytes), 10) + " " +
-           host::padded(host::seconds_in_words(outcome.seconds), 9) + " " +
-           host::padded(host::rate_in_words(outcome.bytes, outcome.seconds), 13) + "  " + outcome.words;
+           host::padded(host::size_to_text(outcome.bytes), 10) + " " +
+           host::padded(host::seconds_to_text(outcome.seconds), 9) + " " +
+           host::padded(host::rate_to_text(outcome.bytes, outcome.seconds), 13) + "  " + outcome.message;
 }
 
 // -- Printing --------------------------------------------------------------------------------------------------------

@@ -12,7 +12,7 @@ constexpr size_t piece = 256 * 1024;
 
 }  // namespace
 
-const char* end_in_words(End end) {
+const char* end_to_text(End end) {
     switch (end) {
         case End::open:
             return "still open";

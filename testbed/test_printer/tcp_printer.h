@@ -43,7 +43,7 @@ enum class End {
     closed_here,    // as Behaviour asked, or because the printer was destroyed
 };
 // "finished", "reset by the sender" and so on.
-const char* end_in_words(End end);
+const char* end_to_text(End end);
 
 struct Connection {
     std::uint64_t bytes = 0;

@@ -105,7 +105,7 @@ class Scene : public testbed::PrintServer {
             for (size_t i = 0; i < printer->connections(); ++i) {
                 const test_printer::Connection connection = printer->connection(i);
                 note("printed: " + std::to_string(connection.bytes) + " bytes, " +
-                     test_printer::end_in_words(connection.end) + ", " + connection.sha256);
+                     test_printer::end_to_text(connection.end) + ", " + connection.sha256);
             }
         }
     }

@@ -199,11 +199,11 @@ TEST_F(Doctor, ShowsWhatWasAskedFor) {
     EXPECT_EQ(look({"--only", "conf.unknwon-name"}).status, tsport::bad_usage);
     EXPECT_EQ(tsport::run({"doctor", "--base", utf8_of(folder_ / "nothing")}).status, tsport::refused);
 
-    const std::string words = tsport::run({"doctor", "--base", utf8_of(base_)}).out;
-    EXPECT_NE(words.find("the nearest is ParseTimeout\n"), std::string::npos) << words;
-    EXPECT_NE(words.find("write ParseTimeout=5 as line 6 of "), std::string::npos) << words;
-    EXPECT_EQ(words.find('\x1B'), std::string::npos) << words;
-    EXPECT_NE(words.find("\"<b>\\u001b[31m\" is no setting"), std::string::npos) << words;
+    const std::string text = tsport::run({"doctor", "--base", utf8_of(base_)}).out;
+    EXPECT_NE(text.find("the nearest is ParseTimeout\n"), std::string::npos) << text;
+    EXPECT_NE(text.find("write ParseTimeout=5 as line 6 of "), std::string::npos) << text;
+    EXPECT_EQ(text.find('\x1B'), std::string::npos) << text;
+    EXPECT_NE(text.find("\"<b>\\u001b[31m\" is no setting"), std::string::npos) << text;
 }
 
 // -- What only a server shows ----------------------------------------------------------------------------------------

@@ -62,7 +62,7 @@ TEST_F(Documents, OnlyTwentyWritesAreShownButAllAreCounted) {
 TEST_F(Documents, ANotApprovedJobReachesNoPrinter) {
     start();
     const host::Outcome outcome = print_job(42, pattern(100000), true);
-    EXPECT_EQ(outcome.result, host::Result::refused) << outcome.words;
+    EXPECT_EQ(outcome.result, host::Result::refused) << outcome.message;
     EXPECT_EQ(outcome.bytes, 100000u) << "the job's data is accepted";
     EXPECT_EQ(outcome.job.commands, std::vector<DWORD>{JOB_CONTROL_SENT_TO_PRINTER});
     EXPECT_EQ(arrived(), Lines{});
@@ -189,7 +189,7 @@ TEST_F(Documents, EverySizeArrivesByteForByte) {
     for (const auto& [size, write_size] : cases) {
         const std::string data = pattern(size);
         const host::Outcome outcome = print(W("Office"), data, write_size);
-        EXPECT_EQ(outcome.result, host::Result::printed) << outcome.words;
+        EXPECT_EQ(outcome.result, host::Result::printed) << outcome.message;
         EXPECT_TRUE(outcome.identity_kept);
         EXPECT_EQ(outcome.job.commands, std::vector<DWORD>{JOB_CONTROL_SENT_TO_PRINTER});
         EXPECT_TRUE(same_bytes(arrived(1), Lines{data})) << size;
@@ -245,7 +245,7 @@ TEST_F(LostPrinters, TheRestartedJobArrivesWhole) {
     office->behave_once(broken);
     const std::string data = pattern(8 << 20);
     const host::Outcome outcome = print(W("Office"), data);
-    EXPECT_EQ(outcome.result, host::Result::printed) << outcome.words;
+    EXPECT_EQ(outcome.result, host::Result::printed) << outcome.message;
     EXPECT_EQ(outcome.restarts, 2u);
     // Each time the lost connection and the probe that found the printer back, and the job's last course.
     ASSERT_TRUE(office->wait_for_ends(5));

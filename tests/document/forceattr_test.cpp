@@ -45,7 +45,7 @@ TEST_F(ForcedAttributes, WhatTheHelperWritesIsWhatThePrinterGets) {
         const std::string line = "TSM: About to read from pipe of size: " + std::to_string(piece);
         const int before = logged(line);
         const host::Outcome outcome = print_job(job, first_write);
-        EXPECT_EQ(outcome.result, host::Result::printed) << outcome.words;
+        EXPECT_EQ(outcome.result, host::Result::printed) << outcome.message;
         EXPECT_TRUE(outcome.identity_kept);
         EXPECT_EQ(outcome.bytes, job.size());
         EXPECT_EQ(outcome.job.commands, Statuses{JOB_CONTROL_SENT_TO_PRINTER});
@@ -71,7 +71,7 @@ TEST_F(ForcedAttributes, AHelperThatDoesNotTakeACommandFailsTheDocument) {
             const std::string line = "TSM: Failed " + command + " command in helper";
             const int before = logged(line, "ERROR");
             const host::Outcome outcome = print_job(kPage);
-            EXPECT_EQ(outcome.result, host::Result::failed) << outcome.words;
+            EXPECT_EQ(outcome.result, host::Result::failed) << outcome.message;
             EXPECT_EQ(outcome.job.commands, Statuses{});
             EXPECT_EQ(arrived(), Lines{""});
             const bool ends_itself = answer == "exit" || (command == "forceattr" && answer != "say \"O\" then silence");
@@ -115,7 +115,7 @@ TEST_F(ForcedAttributes, WithDebugOnEveryFileIsKeptAndARestartFindsThem) {
     office->behave_once(broken);
     answer_by("on forceattr OK then write 9 MiB");
     const host::Outcome outcome = print_job(kPage);
-    EXPECT_EQ(outcome.result, host::Result::printed) << outcome.words;
+    EXPECT_EQ(outcome.result, host::Result::printed) << outcome.message;
     EXPECT_EQ(outcome.restarts, 1u);
     EXPECT_EQ(heard(), conversation("forceattr", "(output closed)\n") + conversation());
     EXPECT_TRUE(same_bytes(arrived().back(), pattern(9 * kMiB)));

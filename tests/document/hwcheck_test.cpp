@@ -124,7 +124,7 @@ TEST_F(HardwareCheck, AHeldDocumentKeepsItsAddress) {
     ASSERT_EQ(send_config(monitor, W("TSConfigPort"), port_config(W("Office"), W("127.0.0.2"), elsewhere->port())), 0u);
     release("changed");
     const host::Outcome outcome = printing.get();
-    EXPECT_EQ(outcome.result, host::Result::printed) << outcome.words;
+    EXPECT_EQ(outcome.result, host::Result::printed) << outcome.message;
     EXPECT_EQ(outcome.restarts, 1u);
     ASSERT_TRUE(office->wait_for_ends(3) && elsewhere->wait_for_ends(1))
         << "first page, loss, reconnection; the job again";

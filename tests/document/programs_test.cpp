@@ -81,7 +81,7 @@ TEST(Progress, SaysSinceWhenWorkStandsStill) {
     const std::time_t since = 1000000 - 62;
     char clock[16];
     std::strftime(clock, sizeof clock, "%H:%M:%S", std::localtime(&since));
-    EXPECT_EQ(host::standstill_in_words("nothing", std::chrono::milliseconds(61900), now),
+    EXPECT_EQ(host::standstill_to_text("nothing", std::chrono::milliseconds(61900), now),
               std::string("nothing for 61 s, since ") + clock);
 }
 

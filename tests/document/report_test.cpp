@@ -18,16 +18,16 @@ class Report : public HelperServer {
     Reported report(const tsport::report::Options& options = {}) const { return Reported(log(), options); }
     // The report names this cause once, for one document, and nothing else; that document.
     Document only_cause(const Reported& reported, const std::string& id, Outcome outcome) const {
-        EXPECT_EQ(reported.named(), std::multiset<std::string>{id}) << reported.words;
+        EXPECT_EQ(reported.named(), std::multiset<std::string>{id}) << reported.report_text;
         EXPECT_NE(reported.json.find("\"causes\": {\"" + id + "\": 1}"), std::string::npos) << reported.json;
         EXPECT_EQ(reported.report->cut_lines + reported.report->foreign_lines, 0u);
         std::vector<Document> found;
         for (const Document* const document : reported.documents) {
             if (document->causes != 0) found.push_back(*document);
         }
-        EXPECT_EQ(found.size(), 1u) << reported.words;
+        EXPECT_EQ(found.size(), 1u) << reported.report_text;
         if (found.size() != 1) return {};
-        EXPECT_EQ(found[0].outcome, outcome) << reported.words;
+        EXPECT_EQ(found[0].outcome, outcome) << reported.report_text;
         return found[0];
     }
     // What the same course leaves in a log without Debug.
@@ -49,7 +49,7 @@ TEST_F(Report, APrintedDocumentHasItsFiguresAndNoCause) {
     start();
     EXPECT_EQ(print(W("Office"), pattern(300'000), 4096).result, host::Result::printed);
     const Reported reported = report();
-    EXPECT_EQ(reported.named(), std::multiset<std::string>{}) << reported.words;
+    EXPECT_EQ(reported.named(), std::multiset<std::string>{}) << reported.report_text;
     ASSERT_EQ(reported.documents.size(), 2u);
     const Document& document = *reported.documents[1];
     EXPECT_EQ(document.outcome, Outcome::printed);
@@ -133,7 +133,7 @@ TEST_F(Report, EachThingThatGoesWrongIsNamedOnce) {
         const Document document = only_cause(reported, row.id, row.outcome);
         EXPECT_EQ(document.taken, row.taken) << row.id;
         EXPECT_EQ(document.sent, row.sent) << row.id;
-        EXPECT_NE(reported.words.find(row.words), std::string::npos) << reported.words;
+        EXPECT_NE(reported.report_text.find(row.words), std::string::npos) << reported.report_text;
         EXPECT_EQ(document.held_ms >= 100, row.outcome == Outcome::late) << row.id;
         if (row.without_debug) only_cause(Reported(without_debug(lines)), row.id, row.outcome);
     }
@@ -166,7 +166,7 @@ TEST_F(Report, AMissingHelper) {
     const Document& document = *reported.documents.back();
     EXPECT_EQ(document.outcome, Outcome::lost);
     EXPECT_TRUE(document.has(Cause::helper_missing_for_check));
-    EXPECT_EQ(reported.named(), std::multiset<std::string>{"forced.no-helper"}) << reported.words;
+    EXPECT_EQ(reported.named(), std::multiset<std::string>{"forced.no-helper"}) << reported.report_text;
 }
 
 // One that fails once and succeeds at the second attempt does not count.
@@ -177,7 +177,7 @@ TEST_F(Report, AHardwareCheckThatWorksAtTheSecondAttempt) {
     print_job(pattern(5000));
     const Reported reported = report();
     EXPECT_EQ(logged("try helper one more time"), 1);
-    EXPECT_EQ(reported.named(), std::multiset<std::string>{}) << reported.words;
+    EXPECT_EQ(reported.named(), std::multiset<std::string>{}) << reported.report_text;
 }
 
 TEST_F(Report, AJobDeletedWhileItIsHeld) {
@@ -190,7 +190,7 @@ TEST_F(Report, AJobDeletedWhileItIsHeld) {
     release("seen");
     printing.get();
     const Reported reported = report();
-    EXPECT_EQ(reported.named(), std::multiset<std::string>{"job.deleted-while-held"}) << reported.words;
+    EXPECT_EQ(reported.named(), std::multiset<std::string>{"job.deleted-while-held"}) << reported.report_text;
     EXPECT_EQ(reported.text(reported.documents.back()->held_for), "No Paper");
 }
 
@@ -228,8 +228,8 @@ TEST_F(Report, PortsThatPrintAtOnceAreToldApart) {
     }
     for (auto& thread : threads) thread.get();
     const Reported reported = report();
-    EXPECT_EQ(reported.named(), std::multiset<std::string>{}) << reported.words;
-    EXPECT_EQ(reported.count(Outcome::printed), ports * 4u + 1) << reported.words;
+    EXPECT_EQ(reported.named(), std::multiset<std::string>{}) << reported.report_text;
+    EXPECT_EQ(reported.count(Outcome::printed), ports * 4u + 1) << reported.report_text;
     for (const Document* const document : reported.documents) {
         if (document->job == 1) continue;
         const unsigned number = (document->job - 10) / 100;

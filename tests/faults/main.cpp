@@ -92,7 +92,7 @@ std::string run_trial(World& world, const Trial& trial, std::uint64_t& calls) {
                             const std::vector<std::string> arrived = world.arrived();
                             return !arrived.empty() && arrived.back() == page();
                         });
-    if (wrong.empty() && !prints) wrong = "the next document does not print: " + next.words;
+    if (wrong.empty() && !prints) wrong = "the next document does not print: " + next.message;
     world.monitor.unload();
     alarm(0);
     return wrong;

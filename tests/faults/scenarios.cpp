@@ -191,12 +191,12 @@ bool registry_failed() {
 }
 
 bool holds(const Lines& ports) {
-    return std::find(ports.begin(), ports.end(), host::in_words(kOld)) != ports.end();
+    return std::find(ports.begin(), ports.end(), host::to_line(kOld)) != ports.end();
 }
 
-// The ports but the one that prints: those that are listed and those that are stored are these, in words.
+// The ports but the one that prints: those that are listed and those that are stored are these.
 bool are_ports(World& world, Lines listed, Lines stored) {
-    const std::string own = host::in_words(host::port_config(kPrinterName, W("127.0.0.1"), world.printer().port()));
+    const std::string own = host::to_line(host::port_config(kPrinterName, W("127.0.0.1"), world.printer().port()));
     for (Lines* const lines : {&listed, &stored}) {
         lines->push_back(own);
         std::sort(lines->begin(), lines->end());
@@ -217,7 +217,7 @@ std::string run_add(World& world) {
         host::send_name(world.monitor, W("TSDeletePort"), W("Old"));
         return whether(agrees);
     }
-    const Lines ports = added ? Lines{host::in_words(kOld)} : Lines{};
+    const Lines ports = added ? Lines{host::to_line(kOld)} : Lines{};
     const bool agree = are_ports(world, ports, ports);
     if (added &&
         (registry_failed() || failed("GetSystemDirectoryW") || failed("LoadLibraryW") || failed("GetProcAddress"))) {
@@ -245,8 +245,8 @@ std::string run_config(World& world) {
     if (registry_failed() && untold(world, "TSM: Xcv DoConfigPort: failed to update registry")) {
         return "the log does not tell of it once";
     }
-    const Lines ports = {host::in_words(code == ERROR_SUCCESS ? kChanged : kOld)};
-    const Lines half = {host::in_words(host::port_config(W("Old"), kChanged.printer_address, kOld.port_number))};
+    const Lines ports = {host::to_line(code == ERROR_SUCCESS ? kChanged : kOld)};
+    const Lines half = {host::to_line(host::port_config(W("Old"), kChanged.printer_address, kOld.port_number))};
     return whether(are_ports(world, ports, ports) || (registry_failed() && are_ports(world, ports, half)));
 }
 
@@ -264,7 +264,7 @@ std::string run_delete(World& world) {
     }
     const LPCWSTR command = deleted ? W("TSAddPort") : W("TSConfigPort");
     const DWORD code = host::send_config(world.monitor, command, kChanged);
-    const Lines changed = {host::in_words(kChanged)};
+    const Lines changed = {host::to_line(kChanged)};
     return whether(code == ERROR_SUCCESS && are_ports(world, changed, changed));
 }
 

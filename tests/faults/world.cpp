@@ -13,11 +13,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-Lines in_words(const std::vector<host::PortConfig>& ports) {
-    Lines words;
-    for (const host::PortConfig& port : ports) words.push_back(host::in_words(port));
-    std::sort(words.begin(), words.end());
-    return words;
+Lines to_lines(const std::vector<host::PortConfig>& ports) {
+    Lines lines;
+    for (const host::PortConfig& port : ports) lines.push_back(host::to_line(port));
+    std::sort(lines.begin(), lines.end());
+    return lines;
 }
 
 }  // namespace
@@ -91,11 +91,11 @@ size_t World::logged(const std::string& text) const {
 }
 
 Lines World::listed() const {
-    return in_words(host::listed_ports(monitor));
+    return to_lines(host::listed_ports(monitor));
 }
 
 Lines World::stored() {
-    return in_words(host::stored_ports());
+    return to_lines(host::stored_ports());
 }
 
 }  // namespace faults

@@ -47,7 +47,7 @@ class World : public testbed::PrintServer {
     // How often a text stands in the log, rotated files included.
     size_t logged(const std::string& text) const;
 
-    // The ports in words, sorted.
+    // The ports as lines, sorted.
     Lines listed() const;
     static Lines stored();
 

@@ -112,7 +112,7 @@ void Soak::watch(const std::atomic<unsigned>& running) {
 void Soak::check_ports() {
     const auto are_ours = [this](std::vector<host::PortConfig> ports) {
         std::sort(ports.begin(), ports.end(), [](const host::PortConfig& left, const host::PortConfig& right) {
-            return host::in_words(left) < host::in_words(right);
+            return host::to_line(left) < host::to_line(right);
         });
         return std::equal(
             ports.begin(), ports.end(), ports_.begin(), ports_.end(),

@@ -89,11 +89,11 @@ std::string Port::judge(const Plan& plan, const host::Outcome& outcome, const Co
     }
     if (outcome.result == Result::printed) return judge_printed(plan, outcome, arrived);
     if (outcome.result == Result::refused || outcome.result == Result::dropped) {
-        if (outcome.result != plan.result) return "its outcome is " + outcome.words;
+        if (outcome.result != plan.result) return "its outcome is " + outcome.message;
         return arrived.empty() ? "" : "refused, and yet connected";
     }
     const bool has_reason = away || plan.is_lost_always || plan.result == Result::failed;
-    return has_reason ? "" : "without a reason: " + outcome.words;
+    return has_reason ? "" : "without a reason: " + outcome.message;
 }
 
 // The monitor learns of what a printer has not read only from its next send. That a printer has ended the connection
@@ -105,14 +105,14 @@ std::string Port::judge_printed(const Plan& plan, const host::Outcome& outcome, 
     const size_t connections = plan.course.forced && restarts != 0 ? 2 * restarts : 2 * restarts + 1;
     if (arrived.size() != connections) {
         return std::to_string(arrived.size()) + " connections, not " + std::to_string(connections) + ": " +
-               outcome.words;
+               outcome.message;
     }
     if (restarts == 0 && plan.result != host::Result::printed) return "reported as printed, and should not be";
     const test_printer::Connection& last = arrived.back();
     const bool lost_there = last.end == test_printer::End::reset_here || last.end == test_printer::End::closed_here;
     if (lost_there || last.data == (restarts == 0 ? plan.first : plan.data)) return "";
     return "reported as printed, and " + std::to_string(last.bytes) + " bytes arrived, " +
-           test_printer::end_in_words(last.end);
+           test_printer::end_to_text(last.end);
 }
 
 }  // namespace soak

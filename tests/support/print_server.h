@@ -103,9 +103,9 @@ class PrintServer : public testing::Test, protected testbed::PrintServer {
         return data;
     }
 
-    // The ports in words: as they are listed, and as they are stored.
-    Lines listed() const { return words_of(host::listed_ports(monitor)); }
-    static Lines stored() { return words_of(host::stored_ports()); }
+    // The ports as lines: as they are listed, and as they are stored.
+    Lines listed() const { return lines_of(host::listed_ports(monitor)); }
+    static Lines stored() { return lines_of(host::stored_ports()); }
     void expect_agreement() const {
         Lines list = listed();
         Lines registry = stored();
@@ -137,9 +137,9 @@ class PrintServer : public testing::Test, protected testbed::PrintServer {
     DWORD written = 0;  // by the last write
 
   private:
-    static Lines words_of(const std::vector<PortConfig>& ports) {
+    static Lines lines_of(const std::vector<PortConfig>& ports) {
         Lines lines;
-        for (const PortConfig& port : ports) lines.push_back(host::in_words(port));
+        for (const PortConfig& port : ports) lines.push_back(host::to_line(port));
         return lines;
     }
 

@@ -19,7 +19,7 @@ struct Reported {
         for (std::string line; std::getline(lines, line);) collector.add(line);
         collector.finish();
         documents = report->documents.in_order();
-        tsport::report::write_text(*report, options, [this](std::string_view text) { words += text; });
+        tsport::report::write_text(*report, options, [this](std::string_view text) { report_text += text; });
         tsport::report::write_json(*report, [this](std::string_view text) { json += text; });
         tsport::report::write_csv(*report, [this](std::string_view text) { csv += text; });
         tsport::report::write_html(*report, [this](std::string_view text) { html += text; });
@@ -28,19 +28,19 @@ struct Reported {
     const std::string& text(tsport::report::TextId id) const { return report->texts[id]; }
     // The documents of one outcome.
     std::uint64_t count(tsport::report::Outcome outcome) const { return report->sums.all().of(outcome); }
-    // Everything that the words for people name by its identifier: causes, and what stands out.
+    // Everything that the text report names by its identifier: causes, and what stands out.
     std::multiset<std::string> named() const {
         std::multiset<std::string> all;
-        for (size_t end = words.find("]\n"); end != std::string::npos; end = words.find("]\n", end + 1)) {
-            const size_t begin = words.rfind('[', end) + 1;
-            all.insert(words.substr(begin, end - begin));
+        for (size_t end = report_text.find("]\n"); end != std::string::npos; end = report_text.find("]\n", end + 1)) {
+            const size_t begin = report_text.rfind('[', end) + 1;
+            all.insert(report_text.substr(begin, end - begin));
         }
         return all;
     }
 
     std::unique_ptr<tsport::report::Report> report;
     tsport::report::DocumentList documents;
-    std::string words;
+    std::string report_text;
     std::string history;
     std::string json;
     std::string csv;

@@ -95,7 +95,7 @@ void look_at_helper(const BaseDirectory& base, Findings& findings) {
     if (mark[0] != 'M' || mark[1] != 'Z') {
         findings.add("helper.no-program", path + " is no program of Windows", reinstall);
     }
-    findings.saw("helper", path + ": " + host::size_in_words(fs::file_size(host::path_of(path), error)));
+    findings.saw("helper", path + ": " + host::size_to_text(fs::file_size(host::path_of(path), error)));
 }
 
 }  // namespace tsport::doctor

@@ -141,7 +141,7 @@ void examine(const Task& task) {
                          "file");
     }
     task.reply.status = findings.all().empty() ? done : not_there;
-    task.reply.data = command.json ? findings.in_json() : findings.in_words();
+    task.reply.payload = command.json ? findings.in_json() : findings.in_words();
 }
 
 }  // namespace doctor

@@ -100,11 +100,10 @@ void check_rotation(const std::string& log, const Settings& settings, Findings& 
                      "move the directory away");
     } else if (size > 2 * limit + (1 << 20)) {
         // The size is looked at every few hundred lines and after each document.
-        findings.add(
-            "log.rotation-blocked",
-            log + " has grown to " + host::size_in_words(size) + ", the limit is " + host::size_in_words(limit),
-            "look who holds print-monitor.log or its numbered files open, and whether the spooler may rename "
-            "files there (icacls)");
+        findings.add("log.rotation-blocked",
+                     log + " has grown to " + host::size_to_text(size) + ", the limit is " + host::size_to_text(limit),
+                     "look who holds print-monitor.log or its numbered files open, and whether the spooler may rename "
+                     "files there (icacls)");
     }
 }
 
@@ -134,7 +133,7 @@ void look_at_log(const BaseDirectory& base, const Settings& settings, std::optio
     check_rotation(name, settings, findings);
     std::optional<report::Timestamp> last_line;
     check_errors(name, now, findings, last_line);
-    findings.saw("log", name + ": " + host::size_in_words(fs::file_size(path, error)) +
+    findings.saw("log", name + ": " + host::size_to_text(fs::file_size(path, error)) +
                             (last_line ? ", last line " + second_text(*last_line) : ", no line with a time"));
 }
 

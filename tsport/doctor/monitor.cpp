@@ -129,7 +129,7 @@ void look_at_spooler(const Spooler& spooler, bool registered, Findings& findings
     }
     std::vector<Text> names;
     if (const DWORD error = spooler.monitors(names)) {
-        findings.could_not_look("spooler", "it cannot be asked: " + host::error_in_words(error));
+        findings.could_not_look("spooler", "it cannot be asked: " + host::error_message(error));
         return;
     }
     const bool loaded =

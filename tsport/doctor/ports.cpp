@@ -23,12 +23,12 @@ std::string load(const RegistryKey& key, Port& port) {
     WCHAR address[tsmon::kPrinterAddressSize] = {};
     DWORD size = sizeof address;
     if (const DWORD error = key.read(W("HostName"), address, size)) {
-        return "its HostName cannot be read: " + host::error_in_words(error);
+        return "its HostName cannot be read: " + host::error_message(error);
     }
     port.address.assign(address, std::find(address, address + size / sizeof(WCHAR), W('\0')));
     size = sizeof port.number;
     if (const DWORD error = key.read(W("PortNumber"), &port.number, size)) {
-        return "its PortNumber cannot be read: " + host::error_in_words(error);
+        return "its PortNumber cannot be read: " + host::error_message(error);
     }
     return "";
 }

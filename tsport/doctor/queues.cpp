@@ -37,7 +37,7 @@ void look_at_queues(const Spooler& spooler, Findings& findings) {
     DWORD error = spooler.queues(queues);
     if (error == ERROR_SUCCESS) error = spooler.ports(ports);
     if (error != ERROR_SUCCESS) {
-        findings.could_not_look("queues", "the spooler cannot be asked: " + host::error_in_words(error));
+        findings.could_not_look("queues", "the spooler cannot be asked: " + host::error_message(error));
         return;
     }
     look_at_queues(queues, ports, findings);

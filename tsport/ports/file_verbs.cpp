@@ -68,7 +68,7 @@ bool read_file_of(const Task& task, PortsFile& file) {
 
 bool read_here(const Task& task, std::vector<Port>& ports) {
     std::vector<Text> names;
-    return !task.failed(list_names(task.spooler, names), "list the ports") && task.read(names, ports);
+    return !task.report_if_error(list_names(task.spooler, names), "list the ports") && task.read(names, ports);
 }
 
 void add_row(Rows& rows, const char* what, const Port& port, const std::string& more = std::string()) {
@@ -98,7 +98,7 @@ void write_member(JsonWriter& json, const char* name, const std::vector<Change>&
 // Checks in advance what the spooler would refuse half-way. False when the verb has been answered.
 bool names_are_free(const Task& task, const Differences& plan) {
     std::vector<SpoolerPort> ports;
-    if (task.failed(task.spooler.ports(ports), "list the ports")) return false;
+    if (task.report_if_error(task.spooler.ports(ports), "list the ports")) return false;
     std::set<Text, NameOrder> taken;
     for (const SpoolerPort& port : ports) taken.insert(port.name);
     for (const Port& port : plan.only_in_file) {
@@ -116,19 +116,19 @@ bool plan_is_sound(const Task& task, const Differences& plan, const PortsFile& f
     for (const Entry& entry : file.entries) {
         if (entry.is_port) lines.emplace(entry.port.name, entry.line);
     }
-    std::string words;
+    std::string messages;
     const auto note = [&](const Port& port, const std::string& why) {
         if (why.empty()) return;
-        words +=
-            (words.empty() ? "" : "\n") + file_name(task.command) + ":" + std::to_string(lines[port.name]) + ": " + why;
+        messages += (messages.empty() ? "" : "\n") + file_name(task.command) + ":" + std::to_string(lines[port.name]) +
+                    ": " + why;
     };
     for (const Port& port : plan.only_in_file) {
         note(port, new_name_fault(port.name));
         note(port, new_address_fault(port.address));
     }
     for (const Change& change : plan.changed) note(change.after, new_address_fault(change.after.address));
-    if (!words.empty()) task.fail(bad_usage, words, "file");
-    return words.empty();
+    if (!messages.empty()) task.fail(bad_usage, messages, "file");
+    return messages.empty();
 }
 
 // All at once.
@@ -136,7 +136,7 @@ bool put_into_store(const Task& task, const Differences& plan) {
     std::vector<Port> ports = plan.only_in_file;
     for (const Change& change : plan.changed) ports.push_back(change.after);
     std::string why;
-    if (task.hosted->put(ports, why)) return task.kept();
+    if (task.hosted->put(ports, why)) return task.save_changes();
     task.fail(refused, why, "store");
     return false;
 }
@@ -148,7 +148,7 @@ bool apply(const Task& task, const Differences& plan) {
     const auto succeeded = [&](DWORD code, const Port& port) {
         const std::string count = " (" + std::to_string(finished) + " of " + std::to_string(plan.to_do()) + " done)";
         progress->show(++finished);
-        return !task.failed(code, "take the port " + named(port.name) + count);
+        return !task.report_if_error(code, "take the port " + named(port.name) + count);
     };
     bool good = true;
     for (const Port& port : plan.only_in_file) good = good && succeeded(add_port(task.spooler, port), port);
@@ -168,7 +168,7 @@ void show_plan(const Task& task, const Differences& plan) {
     reply.summary = std::to_string(plan.only_in_file.size()) + (dry_run ? " to add, " : " added, ") +
                     std::to_string(plan.changed.size()) + (dry_run ? " to change, " : " changed, ") +
                     std::to_string(plan.same) + " left alone";
-    reply.objects = {[plan, dry_run](JsonWriter& json) {
+    reply.json_objects = {[plan, dry_run](JsonWriter& json) {
         json.member("dry_run", dry_run);
         tsport::write_member(json, "added", plan.only_in_file);
         write_member(json, "changed", plan.changed);
@@ -202,16 +202,16 @@ void export_ports(const Task& task) {
     std::vector<Text> missing;
     std::vector<Port> ports;
     std::string why;
-    if (task.failed(list_names(task.spooler, names), "list the ports")) return;
+    if (task.report_if_error(list_names(task.spooler, names), "list the ports")) return;
     names = select_names(names, task.command.names, missing);
     if (!missing.empty()) return task.fail(not_there, "there is no port " + named(missing[0]), "no-port");
     if (!task.read(names, ports)) return;
     if (!read_former_export(task, file)) return;
     const std::string text = format_ports(file, ports);
     // Messages must not mix with the data.
-    task.reply.has_data = path == "-" || !is_file(path);
+    task.reply.has_payload = path == "-" || !is_file(path);
     if (path == "-") {
-        task.reply.data = text;
+        task.reply.payload = text;
     } else if (!write_file(path, text, why)) {
         return task.fail(bad_usage, why, "file");
     }
@@ -242,7 +242,7 @@ void diff_ports(const Task& task) {
     }
     if (!found.any()) reply.summary = "no differences";
     reply.status = found.any() ? not_there : done;
-    reply.objects = {[found](JsonWriter& json) {
+    reply.json_objects = {[found](JsonWriter& json) {
         tsport::write_member(json, "only_in_file", found.only_in_file);
         tsport::write_member(json, "only_here", found.only_here);
         write_member(json, "differ", found.changed);

@@ -48,7 +48,7 @@ bool Hosted::load(const Options& options, std::string& why) {
         return false;
     }
     if (!host::use_simulated_spooler(nullptr)) {
-        why = "this program cannot be led to the simulated spooler: " + host::error_in_words(GetLastError());
+        why = "this program cannot be led to the simulated spooler: " + host::error_message(GetLastError());
         return false;
     }
     library_ = options.library.empty() ? own_library() : options.library;

@@ -20,17 +20,17 @@ std::string printer_of(const Port& port) {
 namespace {
 
 void no_such_port(const Task& task, const std::vector<Text>& names) {
-    std::string words;
-    for (const Text& name : names) words += (words.empty() ? "" : ", ") + named(name);
+    std::string list;
+    for (const Text& name : names) list += (list.empty() ? "" : ", ") + named(name);
     const bool pattern = names.size() == 1 && is_pattern(names[0]);
-    task.fail(not_there, (pattern ? "no port matches " : "there is no port ") + words, "no-port");
+    task.fail(not_there, (pattern ? "no port matches " : "there is no port ") + list, "no-port");
 }
 
 // The monitor's names that the command asks for; false when that has been answered.
 bool find_names(const Task& task, std::vector<Text>& selected) {
     std::vector<Text> names;
     std::vector<Text> missing;
-    if (task.failed(list_names(task.spooler, names), "list the ports")) return false;
+    if (task.report_if_error(list_names(task.spooler, names), "list the ports")) return false;
     selected = select_names(names, task.command.names, missing);
     if (!missing.empty()) no_such_port(task, missing);
     return missing.empty();
@@ -44,10 +44,10 @@ bool find_ports(const Task& task, std::vector<Port>& ports) {
 // The one port that the command names, as the monitor has it.
 bool find_port(const Task& task, Port& port) {
     std::vector<Text> names;
-    if (task.failed(list_names(task.spooler, names), "list the ports")) return false;
+    if (task.report_if_error(list_names(task.spooler, names), "list the ports")) return false;
     for (const Text& name : names) {
         if (!same_name(name, task.command.port.name)) continue;
-        return !task.failed(read_port(task.spooler, name, port), "show the port " + named(name));
+        return !task.report_if_error(read_port(task.spooler, name, port), "show the port " + named(name));
     }
     no_such_port(task, {task.command.port.name});
     return false;
@@ -59,17 +59,17 @@ using QueueIndex = std::map<Text, std::vector<Text>, NameOrder>;  // by port
 
 bool find_queues(const Task& task, QueueIndex& index) {
     std::vector<Queue> queues;
-    if (task.failed(task.spooler.queues(queues), "list the queues")) return false;
+    if (task.report_if_error(task.spooler.queues(queues), "list the queues")) return false;
     for (const Queue& queue : queues) {
         for (const Text& port : queue.ports) index[port].push_back(queue.name);
     }
     return true;
 }
 
-std::string in_words(const std::vector<Text>& names) {
-    std::string words;
-    for (const Text& name : names) words += (words.empty() ? "" : ", ") + shown(name);
-    return words;
+std::string joined(const std::vector<Text>& names) {
+    std::string list;
+    for (const Text& name : names) list += (list.empty() ? "" : ", ") + shown(name);
+    return list;
 }
 
 JsonMembers members_of(const Port& port, const std::vector<Text>& queues) {
@@ -105,21 +105,21 @@ void list(const Task& task) {
     Reply& reply = task.reply;
     if (!find_ports(task, ports) || !find_queues(task, queues)) return;
     reply.array = true;
-    reply.heads = {"NAME", "ADDRESS", "PORT"};
+    reply.header = {"NAME", "ADDRESS", "PORT"};
     bool any_queue = false;
     for (const Port& port : ports) any_queue = any_queue || queues.count(port.name) != 0;
-    if (any_queue) reply.heads.emplace_back("QUEUES");
+    if (any_queue) reply.header.emplace_back("QUEUES");
     for (const Port& port : ports) {
         reply.rows.push_back(cells_of(port));
-        if (any_queue) reply.rows.back().push_back(in_words(queues[port.name]));
-        reply.objects.push_back(members_of(port, queues[port.name]));
+        if (any_queue) reply.rows.back().push_back(joined(queues[port.name]));
+        reply.json_objects.push_back(members_of(port, queues[port.name]));
     }
     if (ports.empty()) reply.summary = "no ports";
     if (task.command.csv) {
-        reply.data = format_ports({{}, true, W(','), {}}, ports);
-        reply.has_data = true;
+        reply.payload = format_ports({{}, true, W(','), {}}, ports);
+        reply.has_payload = true;
         reply.rows.clear();
-        reply.heads.clear();
+        reply.header.clear();
         reply.summary.clear();
     }
 }
@@ -130,14 +130,14 @@ void show(const Task& task) {
     if (!find_port(task, port) || !find_queues(task, queues)) return;
     const std::vector<std::string> cells = cells_of(port);
     task.reply.rows = {{"name", cells[0]}, {"address", cells[1]}, {"port", cells[2]}};
-    if (queues.count(port.name) != 0) task.reply.rows.push_back({"queues", in_words(queues[port.name])});
-    task.reply.objects = {members_of(port, queues[port.name])};
+    if (queues.count(port.name) != 0) task.reply.rows.push_back({"queues", joined(queues[port.name])});
+    task.reply.json_objects = {members_of(port, queues[port.name])};
 }
 
 void exists(const Task& task) {
     const Text& name = task.command.port.name;
     bool there = false;
-    if (task.failed(ask_whether_exists(task.spooler, name, there), "look for the port " + named(name))) return;
+    if (task.report_if_error(ask_whether_exists(task.spooler, name, there), "look for the port " + named(name))) return;
     task.reply.status = there ? done : not_there;
     task.say(named(name) + (there ? " exists" : " does not exist"), [name, there](JsonWriter& json) {
         json.member("name", name);
@@ -150,7 +150,8 @@ void exists(const Task& task) {
 void add(const Task& task) {
     Port port = task.command.port;
     if (!task.command.number_given) port.number = default_number;
-    if (task.failed(add_port(task.spooler, port), "add the port " + named(port.name)) || !task.kept()) return;
+    if (task.report_if_error(add_port(task.spooler, port), "add the port " + named(port.name)) || !task.save_changes())
+        return;
     task.say("added " + named(port.name) + ": " + printer_of(port),
              [port](JsonWriter& json) { write_member(json, "added", port); });
 }
@@ -166,7 +167,9 @@ void set(const Task& task) {
                   "usage");
         return;
     }
-    if (task.failed(set_port(task.spooler, port), "change the port " + named(port.name)) || !task.kept()) return;
+    if (task.report_if_error(set_port(task.spooler, port), "change the port " + named(port.name)) ||
+        !task.save_changes())
+        return;
     task.say("changed " + named(port.name) + ": " + printer_of(port) + " (was " + printer_of(before) + ")",
              [port, before](JsonWriter& json) {
                  write_member(json, "changed", port);
@@ -184,7 +187,7 @@ bool may_delete(const Task& task, const std::vector<Text>& names) {
     std::string used;
     for (const Text& name : names) {
         if (queues.count(name) == 0) continue;
-        used += (used.empty() ? "" : "; ") + named(name) + " by " + in_words(queues[name]);
+        used += (used.empty() ? "" : "; ") + named(name) + " by " + joined(queues[name]);
     }
     if (used.empty()) return true;
     task.fail(refused,
@@ -203,8 +206,8 @@ void remove(const Task& task) {
     size_t finished = 0;
     for (const Text& name : names) {
         const DWORD code = dry_run ? static_cast<DWORD>(ERROR_SUCCESS) : delete_port(task.spooler, name);
-        if (task.failed(code == ERROR_FILE_NOT_FOUND ? static_cast<DWORD>(ERROR_SUCCESS) : code,
-                        "delete the port " + named(name))) {
+        if (task.report_if_error(code == ERROR_FILE_NOT_FOUND ? static_cast<DWORD>(ERROR_SUCCESS) : code,
+                                 "delete the port " + named(name))) {
             break;
         }
         progress->show(++finished);
@@ -212,7 +215,7 @@ void remove(const Task& task) {
                  [name, dry_run](JsonWriter& json) { json.member(dry_run ? "would_delete" : "deleted", name); });
     }
     task.reply.array = task.command.names.size() > 1 || is_pattern(task.command.names[0]);
-    if (!dry_run && finished != 0) task.kept();
+    if (!dry_run && finished != 0) task.save_changes();
 }
 
 // -- test ------------------------------------------------------------------------------------------------------------
@@ -220,7 +223,7 @@ void remove(const Task& task) {
 namespace {
 
 struct Tested {
-    const char* words;
+    const char* message;
     const char* verdict;  // in JSON
 };
 
@@ -294,16 +297,16 @@ void test(const Task& task) {
         return;
     }
     std::vector<Tested> results(ports.size());
-    if (task.failed(test_all(task, ports, results), "test the ports")) return;
+    if (task.report_if_error(test_all(task, ports, results), "test the ports")) return;
     const bool one = host_given || (task.command.names.size() == 1 && !is_pattern(task.command.names[0]));
     reply.array = !one;
-    if (!one) reply.heads = {"NAME", "ADDRESS", "PORT", "PRINTER"};
+    if (!one) reply.header = {"NAME", "ADDRESS", "PORT", "PRINTER"};
     for (size_t i = 0; i < ports.size(); ++i) {
         if (std::string(results[i].verdict) != "accepted") reply.status = not_there;
         std::vector<std::string> cells = cells_of(ports[i]);
-        cells.emplace_back(results[i].words);
-        reply.rows.push_back(one ? std::vector<std::string>{printer_of(ports[i]) + " " + results[i].words} : cells);
-        reply.objects.push_back(members_of(ports[i], results[i]));
+        cells.emplace_back(results[i].message);
+        reply.rows.push_back(one ? std::vector<std::string>{printer_of(ports[i]) + " " + results[i].message} : cells);
+        reply.json_objects.push_back(members_of(ports[i], results[i]));
     }
     if (ports.empty()) reply.summary = "no ports";
 }

@@ -26,11 +26,11 @@ const std::vector<std::string> head = {"# name", "address", "port"};
 
 // The line above the columns as this program writes it, however wide they were.
 bool is_head(const Entry& entry) {
-    std::string words;
+    std::string text;
     for (const char c : host::to_utf8(entry.text)) {
-        if (c != ' ' || (!words.empty() && words.back() != ' ')) words += c;
+        if (c != ' ' || (!text.empty() && text.back() != ' ')) text += c;
     }
-    return words == "# name address port";
+    return text == "# name address port";
 }
 
 // The file's entries with these ports in place of its own.

@@ -51,7 +51,7 @@ std::string sums_rows(const Totals& all) {
         {"Printed late", grouped(all.of(Outcome::late))},
         {"Did not come out", grouped(all.failed())},
         {"End unknown", grouped(all.of(Outcome::unknown))},
-        {"Data", host::size_in_words(all.taken)},
+        {"Data", host::size_to_text(all.taken)},
         {"Held in all", duration_text(all.held_ms)},
     };
     std::string text;

@@ -114,7 +114,7 @@ void examine(const PrinterSums& sums, std::vector<Finding>& findings) {
     const auto add = [&](const char* id, const std::string& text) { findings.push_back({id, sums.name, text}); };
     if (sums.connect.count() >= 3 && sums.connect.median() >= 1000) {
         add("printer.slow-to-accept", "slow to accept a document: half of the starts took " +
-                                          host::seconds_in_words(static_cast<double>(sums.connect.median()) / 1e3) +
+                                          host::seconds_to_text(static_cast<double>(sums.connect.median()) / 1e3) +
                                           " and more");
     }
     const std::uint64_t unclosed = sums.of(Cause::close_not_seen);

@@ -62,7 +62,7 @@ std::vector<std::string> cells_of(const Document& document, const Texts& texts) 
             document.has_job ? std::to_string(document.job) : "?",
             place_of(texts[document.port], texts[document.address]),
             document.detailed ? std::to_string(document.writes) : "?",
-            document.detailed ? host::size_in_words(document.taken) : "?",
+            document.detailed ? host::size_to_text(document.taken) : "?",
             time(document.start_ms),
             time(document.write_ms),
             time(document.end_ms),
@@ -72,7 +72,7 @@ std::vector<std::string> cells_of(const Document& document, const Texts& texts) 
 
 void write_head(std::ostream& out, const Report& report) {
     out << counted(report.files.size(), "file") << ", " << counted(report.lines, "line") << ", "
-        << host::size_in_words(report.bytes);
+        << host::size_to_text(report.bytes);
     if (report.first) out << ", from " << to_text(*report.first) << " to " << to_text(*report.last);
     out << "\n";
     if (report.cut_lines + report.foreign_lines != 0) {
@@ -113,12 +113,12 @@ void write_printers(std::ostream& out, const Report& report) {
     Rows rows = {
         {"PRINTER", "DOCUMENTS", "PRINTED", "LATE", "FAILED", "BYTES", "START", "95 %", "THROUGHPUT", "95 %", "HELD"}};
     const auto rate = [](const Quantiles& values, std::uint64_t value) {
-        return values.count() == 0 ? std::string("-") : host::size_in_words(value) + "/s";
+        return values.count() == 0 ? std::string("-") : host::size_to_text(value) + "/s";
     };
     for (const PrinterSums* const sums : report.sums.printers()) {
         rows.push_back({sums->name, std::to_string(sums->documents), std::to_string(sums->of(Outcome::printed)),
                         std::to_string(sums->of(Outcome::late)), std::to_string(sums->failed()),
-                        host::size_in_words(sums->taken), duration_text(sums->connect.median()),
+                        host::size_to_text(sums->taken), duration_text(sums->connect.median()),
                         duration_text(sums->connect.p95()), rate(sums->throughput, sums->throughput.median()),
                         rate(sums->throughput, sums->throughput.p95()), waited(sums->held_ms)});
     }
@@ -161,7 +161,7 @@ void write_text(const Report& report, const Options& options, const Sink& sink) 
     write_causes(out, report);
     write_rest(out, report);
     const Totals& all = report.sums.all();
-    out << counted(all.documents, "document") << ", " << host::size_in_words(all.taken) << ": "
+    out << counted(all.documents, "document") << ", " << host::size_to_text(all.taken) << ": "
         << grouped(all.of(Outcome::printed) + all.of(Outcome::late)) << " printed, " << grouped(all.failed())
         << " not, " << grouped(all.of(Outcome::unknown)) << " with their end unknown\n";
     sink(out.str());

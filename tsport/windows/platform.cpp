@@ -60,7 +60,7 @@ bool replace_file(const std::string& fresh, const std::string& target, std::stri
         return true;
     }
     if (MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) return true;
-    why = host::error_in_words(GetLastError());
+    why = host::error_message(GetLastError());
     return false;
 }
 
@@ -81,7 +81,7 @@ FileLock::Result FileLock::try_take(const std::string& path, std::string& why) {
     const DWORD error = GetLastError();
     const bool exists = GetFileAttributesW(text.c_str()) != INVALID_FILE_ATTRIBUTES;
     if (error == ERROR_SHARING_VIOLATION || (error == ERROR_ACCESS_DENIED && exists)) return Result::busy;
-    why = host::error_in_words(error);
+    why = host::error_message(error);
     return Result::failed;
 }
 

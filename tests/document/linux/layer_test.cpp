@@ -31,7 +31,7 @@ TEST_F(Layer, APrinterHasThirtySecondsToClose) {
         EXPECT_EQ(print(W("Office"), "page").result, host::Result::printed);
         EXPECT_GE(GetTickCount() - begin, 30000u);
         const Reported reported(log());
-        EXPECT_EQ(reported.named(), causes) << reported.words;
+        EXPECT_EQ(reported.named(), causes) << reported.report_text;
         EXPECT_EQ(reported.documents.back()->outcome, tsport::report::Outcome::printed);
         EXPECT_GE(reported.documents.back()->end_ms, 30000u);
         causes.insert("printer.never-closes");  // what one document shows stands out once it is the rule
@@ -58,7 +58,7 @@ TEST_F(Layer, ALossAfterTheLastByteLeavesALine) {
     send_config(monitor, W("TSPortIsValid"), port_config(W(""), W("127.0.0.1"), office->port()));
     EXPECT_EQ(logged("TSM: an error occured while waiting for FD_CLOSE event: ", "ERROR"), 1);
     const Reported reported(log());
-    EXPECT_EQ(reported.named(), Causes{"printer.broke-off"}) << reported.words;
+    EXPECT_EQ(reported.named(), Causes{"printer.broke-off"}) << reported.report_text;
     EXPECT_EQ(reported.report->sums.all().of(tsport::report::Cause::broken_at_end), 1u);
 }
 

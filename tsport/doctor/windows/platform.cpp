@@ -83,7 +83,7 @@ bool read_access(const std::string& path, AccessList& access, std::string& why) 
     const DWORD error = GetNamedSecurityInfoW(name.data(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr,
                                               &list, nullptr, &descriptor);
     if (error != ERROR_SUCCESS) {
-        why = host::error_in_words(error);
+        why = host::error_message(error);
         return false;
     }
     access = AccessList();
