@@ -31,7 +31,7 @@ void check_doctor(const std::string& text) {
     tsport::doctor::Settings settings;
     tsport::doctor::read_conf(text, "print-provider.conf", settings, findings);
     tsport::doctor::read_env_version(text, "env-version", settings, findings);
-    for (const char c : findings.in_words() + findings.in_json()) {
+    for (const char c : findings.to_text() + findings.to_json()) {
         REQUIRE(static_cast<unsigned char>(c) >= 0x20 || c == '\n');
     }
     REQUIRE(config_parse_file(kPath, &session_context) == 0);

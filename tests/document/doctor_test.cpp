@@ -249,7 +249,7 @@ class Hive {
 TEST(DoctorOfAServer, ReadsTheRegistryAsTheMonitorDoes) {
     Hive hive;
     Findings nothing;
-    EXPECT_FALSE(look_at_registration(hive.get(), nothing));
+    EXPECT_FALSE(check_registration(hive.get(), nothing));
     EXPECT_EQ(tsport::doctor::find_base(hive.get(), nothing), "");
     EXPECT_EQ(ids_of(nothing), (Ids{"monitor.not-registered", "provider.not-registered"}));
 
@@ -269,8 +269,8 @@ TEST(DoctorOfAServer, ReadsTheRegistryAsTheMonitorDoes) {
     hive.set(long_name, W("HostName"), W("printer"));
     hive.set(long_name, W("PortNumber"), 9100);
     Findings findings;
-    EXPECT_FALSE(look_at_registration(hive.get(), findings));
-    look_at_protected_print(hive.get(), findings);
+    EXPECT_FALSE(check_registration(hive.get(), findings));
+    check_protected_print(hive.get(), findings);
     EXPECT_EQ(tsport::doctor::find_base(hive.get(), findings), "");
     const std::vector<tsport::Port> read = tsport::doctor::read_registry_ports(hive.get(), key, findings);
     EXPECT_EQ(ids_of(findings),
@@ -288,7 +288,7 @@ TEST(DoctorOfAServer, FindsQueuesAndPortsThatHaveLostEachOther) {
                                                     {W("LPT1:"), W("Local Port")},
                                                     {W("LPT2:"), W("Local Port")}};
     Findings findings;
-    look_at_queues(queues, ports, findings);
+    check_queues(queues, ports, findings);
     EXPECT_EQ(ids_of(findings), (Ids{"queues.port-gone", "queues.no-queue"}));
 }
 
@@ -298,7 +298,7 @@ TEST(DoctorOfAServer, LooksIntoTheLibrary) {
     const auto findings_of = [&](const std::string& bytes, const std::string& sums) {
         EXPECT_TRUE(write_file(folder / "tsprintportmon.dll", bytes));
         Findings findings;
-        look_at_library({path, utf8_of(folder), sums}, findings);
+        check_library({path, utf8_of(folder), sums}, findings);
         return ids_of(findings);
     };
     const std::string bytes = library_bytes();
@@ -320,7 +320,7 @@ TEST(DoctorOfAServer, LooksIntoTheLibrary) {
     EXPECT_EQ(findings_of(bytes, ""), Ids{"monitor.missing-import"});
     fs::remove(folder / "tsprintportmon.dll");
     Findings findings;
-    look_at_library({path, "", ""}, findings);
+    check_library({path, "", ""}, findings);
     EXPECT_EQ(ids_of(findings), Ids{"monitor.no-library"});
     fs::remove_all(folder);
     for (size_t size = 0; size < bytes.size(); size += 3) tsport::doctor::read_library(bytes.substr(0, size));

@@ -65,7 +65,7 @@ void prepare_bare_start(World& world) {
 }
 
 // Without sockets it does not start; the next start is like the first, with its own settings.
-std::string look_at_start(World& world) {
+std::string check_start(World& world) {
     const bool loaded = world.load();
     world.monitor.unload();
     const bool has_settings = std::filesystem::exists(world.folder.base + "/print-provider.conf");
@@ -79,7 +79,7 @@ std::string look_at_start(World& world) {
 }
 
 std::string run_start(World& world) {
-    const std::string wrong = look_at_start(world);
+    const std::string wrong = check_start(world);
     world.release_library();
     return wrong;
 }

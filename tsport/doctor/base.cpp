@@ -40,7 +40,7 @@ std::vector<Directory> directories_of(const Settings& settings) {
 
 }  // namespace
 
-std::vector<Directory> look_at_directories(const BaseDirectory& base, const Settings& settings, Findings& findings) {
+std::vector<Directory> check_directories(const BaseDirectory& base, const Settings& settings, Findings& findings) {
     std::vector<Directory> directories;
     if (!settings.read) return directories;  // the monitor knows none then
     directories = directories_of(settings);
@@ -55,20 +55,20 @@ std::vector<Directory> look_at_directories(const BaseDirectory& base, const Sett
         if (goes_with_spool && !directories[0].seen) continue;  // already reported
         if (!inside && !is_complete_path(directory.path)) {
             findings.add("dirs.incomplete-path", what + ", has no drive or server",
-                         "write the whole path, drive included, into print-provider.conf and restart the spooler");
+                         "write the complete path, with its drive, into print-provider.conf and restart the spooler");
         } else if (!inside && base.copied) {
-            findings.could_not_look("dirs", what + ", lies outside of the copied base directory");
+            findings.skipped("dirs", what + ", is outside the copied base directory");
         } else if (fs::is_directory(host::path_of(directory.local), error)) {
             directory.seen = true;
             ++seen;
         } else {
             const bool is_there = fs::exists(host::path_of(directory.local), error);
-            findings.add(directory.missing_id, what + (is_there ? ", is no directory" : ", does not exist"),
-                         (is_there ? "put a directory in the file's place: " : "create it: mkdir ") +
+            findings.add(directory.missing_id, what + (is_there ? ", is not a directory" : ", does not exist"),
+                         (is_there ? "replace the file by a directory: " : "create it: mkdir ") +
                              ("\"" + directory.path) + "\", and give it the rights that README.txt names");
         }
     }
-    findings.saw("dirs", std::to_string(seen) + " of " + std::to_string(directories.size()) + " directories are there");
+    findings.saw("dirs", std::to_string(seen) + " of " + std::to_string(directories.size()) + " directories exist");
     return directories;
 }
 
@@ -76,7 +76,7 @@ std::string helper_path(const BaseDirectory& base) {
     return path_in(base.path, "ts-print-monitor.exe");
 }
 
-void look_at_helper(const BaseDirectory& base, Findings& findings) {
+void check_helper(const BaseDirectory& base, Findings& findings) {
     constexpr size_t longest_path = 259;  // the monitor cuts it there
     const std::string path = helper_path(base);
     std::error_code error;
@@ -93,7 +93,7 @@ void look_at_helper(const BaseDirectory& base, Findings& findings) {
     char mark[2] = {};
     std::ifstream(host::path_of(path), std::ios::binary).read(mark, sizeof mark);
     if (mark[0] != 'M' || mark[1] != 'Z') {
-        findings.add("helper.no-program", path + " is no program of Windows", reinstall);
+        findings.add("helper.no-program", path + " is not a Windows program", reinstall);
     }
     findings.saw("helper", path + ": " + host::size_to_text(fs::file_size(host::path_of(path), error)));
 }

@@ -10,7 +10,7 @@ namespace tsport::doctor {
 
 struct BaseDirectory {
     std::string path;
-    bool copied = false;  // of another server: what lies outside of it cannot be looked at here
+    bool copied = false;  // from another server: nothing outside of it can be checked here
 };
 
 // A directory of the settings, what it is for, and the finding when it does not exist.
@@ -19,13 +19,13 @@ struct Directory {
     const char* purpose;
     std::string path;   // as the monitor has it
     std::string local;  // the same for functions of this machine
-    bool seen = false;  // it exists and was looked at
+    bool seen = false;  // it exists and was checked
 };
 
 // The directories the monitor reads or writes, those that exist marked.
-std::vector<Directory> look_at_directories(const BaseDirectory& base, const Settings& settings, Findings& findings);
+std::vector<Directory> check_directories(const BaseDirectory& base, const Settings& settings, Findings& findings);
 
 std::string helper_path(const BaseDirectory& base);
-void look_at_helper(const BaseDirectory& base, Findings& findings);
+void check_helper(const BaseDirectory& base, Findings& findings);
 
 }  // namespace tsport::doctor

@@ -286,7 +286,7 @@ void read_env_version(const std::string& bytes, const std::string& path, Setting
 
 namespace {
 
-void look_at_env_version(const std::string& base, Settings& settings, Findings& findings) {
+void check_env_version(const std::string& base, Settings& settings, Findings& findings) {
     const std::string path = path_in(base, "env-version");
     std::string bytes;
     std::string why;
@@ -326,7 +326,7 @@ void derive_directories(SessionContext& values) {
 
 }  // namespace
 
-Settings look_at_settings(const std::string& base, Findings& findings) {
+Settings check_settings(const std::string& base, Findings& findings) {
     Settings settings;
     util_strncpy(settings.values->base_dir_path, base.c_str(), sizeof settings.values->base_dir_path);
     const std::string path = path_in(base, "print-provider.conf");
@@ -343,7 +343,7 @@ Settings look_at_settings(const std::string& base, Findings& findings) {
         return settings;
     }
     read_conf(bytes, path, settings, findings);
-    look_at_env_version(base, settings, findings);
+    check_env_version(base, settings, findings);
     derive_directories(*settings.values);
     return settings;
 }

@@ -23,6 +23,6 @@ void read_conf(const std::string& bytes, const std::string& path, Settings& sett
 void read_env_version(const std::string& bytes, const std::string& path, Settings& settings, Findings& findings);
 
 // Both files of a base directory, and the directories that follow from them.
-Settings look_at_settings(const std::string& base, Findings& findings);
+Settings check_settings(const std::string& base, Findings& findings);
 
 }  // namespace tsport::doctor

@@ -22,18 +22,18 @@ namespace tsport {
 const char doctor_help[] = R"(usage: tsport doctor [--only WORD] [--skip WORD] [--timeout SECONDS] [--json]
        tsport doctor [--base DIR] [--store FILE] ...
 
-Looks at everything that has to be right before a page comes out: the spooler, the monitor and its library, the Print
-Provider, its settings and directories, the helper program, rights, the log, ports and queues. Each finding has an
-identifier, what was found, what it means and how to mend it; docs/DOCTOR.md lists them all. Nothing is changed.
+Checks everything needed for printing: the spooler, the monitor and its library, the Print Provider, its settings and
+directories, the helper program, rights, the log, ports and queues. A finding has an identifier and says what was found,
+what it means and how to fix it; docs/DOCTOR.md lists them all. Nothing is changed.
 
-  --base DIR         looks at a copy of a server's base directory (InstallPath\providers\print\win), on any machine
-  --store FILE       looks at the ports in FILE, as tsport export writes it
+  --base DIR         checks a copy of a server's base directory (InstallPath\providers\print\win), on any machine
+  --store FILE       checks the ports in FILE, as tsport export writes it
   --only WORD        only these findings; WORD is an identifier (conf.unknown-name) or its first part (conf). May be
   --skip WORD        given several times, and name several, separated by commas; --skip: all but these
   --timeout SECONDS  how long a printer may take to accept a connection (default 5)
 
-Exit status: 0 all well, 1 findings, 2 the line is wrong, 3 it cannot look. Without --base and --store it looks at this
-server and needs an administrator.
+Exit status: 0 no findings, 1 findings, 2 usage error, 3 the server cannot be checked. Without --base and --store it
+checks this server and has to run as administrator.
 
 examples:
   tsport doctor
@@ -58,62 +58,62 @@ command_line::Option words(const std::string& name, command_line::Words& target)
     return {name, "WORD", take};
 }
 
-void look_at_base(const BaseDirectory& base, Findings& findings) {
-    const Settings settings = look_at_settings(base.path, findings);
-    const std::vector<Directory> directories = look_at_directories(base, settings, findings);
-    look_at_helper(base, findings);
-    look_at_log(base, settings, base.copied ? std::nullopt : std::optional(report::local_now()), findings);
+void check_base(const BaseDirectory& base, Findings& findings) {
+    const Settings settings = check_settings(base.path, findings);
+    const std::vector<Directory> directories = check_directories(base, settings, findings);
+    check_helper(base, findings);
+    check_log(base, settings, base.copied ? std::nullopt : std::optional(report::local_now()), findings);
     if (base.copied) {
-        findings.could_not_look("rights", "those of a copy say nothing about the server");
+        findings.skipped("rights", "a copy does not show the server's access rights");
     } else {
-        look_at_rights(base, settings, directories, findings);
+        check_rights(base, settings, directories, findings);
     }
 }
 
-void look_at_all_ports(const std::vector<Port>& ports, const Command& command, Findings& findings) {
+void check_all_ports(const std::vector<Port>& ports, const Command& command, Findings& findings) {
     if (!findings.wants("ports")) return;
-    look_at_ports(ports, findings);
+    check_ports(ports, findings);
     try_ports(ports, std::chrono::seconds(command.timeout_seconds), findings);
 }
 
-void look_at_server(const Command& command, Findings& findings) {
+void check_server(const Command& command, Findings& findings) {
     const std::string system = system_directory();
     const Spooler spooler;
     Installed installed{system + "\\tsprintportmon.dll", system, ""};
     std::string why;
     // In the package this program has a folder of its own.
     read_file(host::executable_folder() + "/../SHA256SUMS", installed.sums, why);
-    const bool registered = look_at_registration(HKEY_LOCAL_MACHINE, findings);
-    look_at_library(installed, findings);
-    look_at_protected_print(HKEY_LOCAL_MACHINE, findings);
-    look_at_spooler(spooler, registered, findings);
+    const bool registered = check_registration(HKEY_LOCAL_MACHINE, findings);
+    check_library(installed, findings);
+    check_protected_print(HKEY_LOCAL_MACHINE, findings);
+    check_spooler(spooler, registered, findings);
     const std::string base = find_base(HKEY_LOCAL_MACHINE, findings);
-    if (!base.empty()) look_at_base({base, false}, findings);
-    look_at_all_ports(read_registry_ports(HKEY_LOCAL_MACHINE, monitor_key(), findings), command, findings);
-    look_at_queues(spooler, findings);
+    if (!base.empty()) check_base({base, false}, findings);
+    check_all_ports(read_registry_ports(HKEY_LOCAL_MACHINE, monitor_key(), findings), command, findings);
+    check_queues(spooler, findings);
 }
 
 // What was given of a server: its base directory, its ports, or both. False with the reason when it cannot be read.
-bool look_at_copy(const Command& command, Findings& findings, std::string& why) {
+bool check_copy(const Command& command, Findings& findings, std::string& why) {
     std::error_code error;
-    why = command.base + " is no directory";
+    why = command.base + " is not a directory";
     if (!command.base.empty() && !std::filesystem::is_directory(host::path_of(command.base), error)) return false;
     std::vector<Port> ports;
     if (!command.store.empty() && !read_file_ports(command.store, ports, findings, why)) return false;
     for (const char* const area : {"spooler", "monitor", "provider", "queues"}) {
-        findings.could_not_look(area, "only the server itself shows it");
+        findings.skipped(area, "it can be checked on the server itself only");
     }
     if (!command.base.empty()) {
-        look_at_base({command.base, true}, findings);
+        check_base({command.base, true}, findings);
     } else {
         for (const char* const area : {"conf", "env", "dirs", "helper", "rights", "log"}) {
-            findings.could_not_look(area, "name a copy of the base directory with --base DIR");
+            findings.skipped(area, "name a copy of the base directory with --base DIR");
         }
     }
     if (!command.store.empty()) {
-        look_at_all_ports(ports, command, findings);
+        check_all_ports(ports, command, findings);
     } else {
-        findings.could_not_look("ports", "name a file of ports with --store FILE");
+        findings.skipped("ports", "name a file of ports with --store FILE");
     }
     return true;
 }
@@ -130,18 +130,17 @@ void examine(const Task& task) {
     Findings findings(command.findings);
     std::string why;
     if (!command.base.empty() || !command.store.empty()) {
-        if (!look_at_copy(command, findings, why)) return task.fail(refused, why, "file");
+        if (!check_copy(command, findings, why)) return task.fail(refused, why, "file");
     } else if (why_no_server() != nullptr) {
         return task.fail(refused, why_no_server(), "no-spooler");
     } else {
-        look_at_server(command, findings);
+        check_server(command, findings);
     }
     if (findings.saw_nothing()) {
-        return task.fail(refused, "nothing of what was asked for can be looked at here; see tsport doctor --help",
-                         "file");
+        return task.fail(refused, "nothing that was asked for can be checked here; see tsport doctor --help", "file");
     }
     task.reply.status = findings.all().empty() ? done : not_there;
-    task.reply.payload = command.json ? findings.in_json() : findings.in_words();
+    task.reply.payload = command.json ? findings.to_json() : findings.to_text();
 }
 
 }  // namespace doctor

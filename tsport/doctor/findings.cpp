@@ -49,43 +49,43 @@ bool Findings::wants(const std::string& area) const {
                        [&](const Kind& kind) { return area_of(kind.id) == area && wants_kind(kind.id); });
 }
 
-void Findings::add(const std::string& id, const std::string& what, const std::string& mend) {
+void Findings::add(const std::string& id, const std::string& what, const std::string& fix) {
     const auto kind = std::find_if(kinds().begin(), kinds().end(), [&](const Kind& known) { return known.id == id; });
     if (kind == kinds().end()) throw std::logic_error("no such finding: " + id);
-    if (wants_kind(id)) findings_.push_back({&*kind, what, mend});
+    if (wants_kind(id)) findings_.push_back({&*kind, what, fix});
 }
 
 void Findings::saw(const std::string& area, const std::string& what) {
     if (wants(area)) seen_.push_back({area, what});
 }
 
-void Findings::could_not_look(const std::string& area, const std::string& why) {
-    if (wants(area)) unseen_.push_back({area, why});
+void Findings::skipped(const std::string& area, const std::string& why) {
+    if (wants(area)) skipped_.push_back({area, why});
 }
 
-std::string Findings::in_words() const {
+std::string Findings::to_text() const {
     std::string text;
     for (const Finding& finding : findings_) {
         text += std::string(finding.kind->id) + ": " + safe(finding.what) + "\n";
         text += "    meaning:  " + std::string(finding.kind->means) + "\n";
-        text += "    to mend:  " + safe(finding.mend) + "\n";
+        text += "    fix:      " + safe(finding.fix) + "\n";
     }
     Rows rows;
-    for (const Note& note : seen_) rows.push_back({note.area, safe(note.words)});
-    for (const Note& note : unseen_) rows.push_back({note.area, "not looked at: " + safe(note.words)});
+    for (const Note& note : seen_) rows.push_back({note.area, safe(note.text)});
+    for (const Note& note : skipped_) rows.push_back({note.area, "not checked: " + safe(note.text)});
     if (!findings_.empty() && !rows.empty()) text += "\n";
     text += in_columns(rows);
     return text + (findings_.empty() ? "no findings" : counted(findings_.size(), "finding")) + "\n";
 }
 
-std::string Findings::in_json() const {
+std::string Findings::to_json() const {
     return json_line([this](JsonWriter& json) {
         const auto write_notes = [&json](const char* name, const std::vector<Note>& notes, const char* text) {
             json.array(name, [&] {
                 for (const Note& note : notes) {
                     json.object([&] {
                         json.member("area", note.area);
-                        json.member(text, note.words);
+                        json.member(text, note.text);
                     });
                 }
             });
@@ -96,12 +96,12 @@ std::string Findings::in_json() const {
                     json.member("id", finding.kind->id);
                     json.member("found", finding.what);
                     json.member("means", finding.kind->means);
-                    json.member("mend", finding.mend);
+                    json.member("fix", finding.fix);
                 });
             }
         });
-        write_notes("seen", seen_, "found");
-        write_notes("not_looked_at", unseen_, "why");
+        write_notes("checked", seen_, "found");
+        write_notes("not_checked", skipped_, "why");
     });
 }
 

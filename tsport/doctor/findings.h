@@ -1,4 +1,4 @@
-// The doctor's results: findings, the areas it examined, and those it could not.
+// The doctor's results: findings, the areas it checked and those it skipped.
 #pragma once
 
 #include <string>
@@ -15,7 +15,7 @@ struct Kind {
 };
 const std::vector<Kind>& kinds();
 
-// Identifiers or areas that are looked at; none: all.
+// The identifiers or areas to check; empty: all.
 struct Choice {
     command_line::Words only;
     command_line::Words skip;
@@ -30,35 +30,35 @@ class Findings {
     // Whether any finding of the area is requested.
     bool wants(const std::string& area) const;
 
-    // `id` stands in the table of kinds; one that is not asked for is dropped. `mend` is the command or the edit.
-    void add(const std::string& id, const std::string& what, const std::string& mend);
-    // What was seen there, findings or not.
+    // `id` is one of kinds(); a finding that was not asked for is dropped. `fix` is the command or the edit.
+    void add(const std::string& id, const std::string& what, const std::string& fix);
+    // Notes that the area was checked, and what is there.
     void saw(const std::string& area, const std::string& what);
-    void could_not_look(const std::string& area, const std::string& why);
+    void skipped(const std::string& area, const std::string& why);
 
     struct Finding {
         const Kind* kind;
         std::string what;
-        std::string mend;
+        std::string fix;
     };
     const std::vector<Finding>& all() const { return findings_; }
     // Whether none of the requested areas could be examined.
     bool saw_nothing() const { return findings_.empty() && seen_.empty(); }
 
-    std::string in_words() const;
-    std::string in_json() const;
+    std::string to_text() const;
+    std::string to_json() const;
 
   private:
     struct Note {
         std::string area;
-        std::string words;
+        std::string text;
     };
     bool wants_kind(const std::string& id) const;
 
     Choice choice_;
     std::vector<Finding> findings_;
     std::vector<Note> seen_;
-    std::vector<Note> unseen_;
+    std::vector<Note> skipped_;
 };
 
 // "5 ports", "1 port".

@@ -8,7 +8,7 @@
 namespace tsport::doctor {
 
 struct LibraryFile {
-    bool is_library = false;  // the headers are whole
+    bool is_library = false;  // the headers are complete
     std::uint16_t machine = 0;
     std::string version;               // "1.0.0", or nothing
     std::vector<std::string> imports;  // names of libraries

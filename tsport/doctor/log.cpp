@@ -76,7 +76,7 @@ void check_errors(const std::string& name, std::optional<report::Timestamp> now,
         findings.add("log.errors",
                      counted(errors.count, "error") + " within a day, the last at " + second_text(errors.last.time) +
                          ": " + shown_text(errors.last.message),
-                     "tsport report \"" + name + "\" tells which documents it cost");
+                     "tsport report \"" + name + "\" shows which documents it affected");
     }
 }
 
@@ -96,13 +96,14 @@ void check_rotation(const std::string& log, const Settings& settings, Findings& 
         if (fs::is_directory(host::path_of(log + suffix), error)) blocked = log + suffix;
     }
     if (!blocked.empty()) {
-        findings.add("log.rotation-blocked", blocked + " is a directory where a rotated log belongs",
+        findings.add("log.rotation-blocked", blocked + " is a directory and has the name of a rotated log",
                      "move the directory away");
     } else if (size > 2 * limit + (1 << 20)) {
-        // The size is looked at every few hundred lines and after each document.
+        // The monitor checks the size every few hundred lines and after each document.
         findings.add("log.rotation-blocked",
                      log + " has grown to " + host::size_to_text(size) + ", the limit is " + host::size_to_text(limit),
-                     "look who holds print-monitor.log or its numbered files open, and whether the spooler may rename "
+                     "find out which program holds print-monitor.log or its numbered files open, and whether the "
+                     "spooler may rename "
                      "files there (icacls)");
     }
 }
@@ -114,8 +115,8 @@ bool is_read_only(const fs::path& path) {
 
 }  // namespace
 
-void look_at_log(const BaseDirectory& base, const Settings& settings, std::optional<report::Timestamp> now,
-                 Findings& findings) {
+void check_log(const BaseDirectory& base, const Settings& settings, std::optional<report::Timestamp> now,
+               Findings& findings) {
     const std::string name = path_in(base.path, "print-monitor.log");
     const fs::path path = host::path_of(name);
     std::error_code error;
@@ -124,7 +125,7 @@ void look_at_log(const BaseDirectory& base, const Settings& settings, std::optio
         return;
     }
     if (!fs::is_regular_file(path, error)) {
-        findings.add("log.not-writable", name + " is no file", "move away what stands there");
+        findings.add("log.not-writable", name + " is not a file", "move it away");
         return;
     }
     if (is_read_only(path)) {
@@ -134,7 +135,7 @@ void look_at_log(const BaseDirectory& base, const Settings& settings, std::optio
     std::optional<report::Timestamp> last_line;
     check_errors(name, now, findings, last_line);
     findings.saw("log", name + ": " + host::size_to_text(fs::file_size(path, error)) +
-                            (last_line ? ", last line " + second_text(*last_line) : ", no line with a time"));
+                            (last_line ? ", last line " + second_text(*last_line) : ", no line has a time"));
 }
 
 }  // namespace tsport::doctor

@@ -9,7 +9,7 @@
 namespace tsport::doctor {
 
 // Without `now` the day ends with the log's last line.
-void look_at_log(const BaseDirectory& base, const Settings& settings, std::optional<report::Timestamp> now,
-                 Findings& findings);
+void check_log(const BaseDirectory& base, const Settings& settings, std::optional<report::Timestamp> now,
+               Findings& findings);
 
 }  // namespace tsport::doctor

@@ -15,7 +15,7 @@ namespace tsport::doctor {
 namespace {
 
 const char library_name[] = "tsprintportmon.dll";
-const char install[] = "install the package anew (README.txt, Installing or updating)";
+const char install[] = "reinstall the package (README.txt, Installing or updating)";
 
 bool exists(const std::string& path) {
     std::error_code error;
@@ -39,7 +39,7 @@ Text monitor_key() {
     return W("SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\") + Text(monitor_name);
 }
 
-bool look_at_registration(HKEY hive, Findings& findings) {
+bool check_registration(HKEY hive, Findings& findings) {
     const RegistryKey key(hive, monitor_key());
     const std::string name = "HKLM\\" + host::to_utf8(monitor_key());
     const std::string command =
@@ -57,7 +57,7 @@ bool look_at_registration(HKEY hive, Findings& findings) {
     return true;
 }
 
-void look_at_protected_print(HKEY hive, Findings& findings) {
+void check_protected_print(HKEY hive, Findings& findings) {
     const Text path = W("SOFTWARE\\Policies\\Microsoft\\Windows NT\\Printers\\WPP");
     DWORD mode = 0;
     if (!RegistryKey(hive, path).read_number(W("WindowsProtectedPrintMode"), mode) || mode == 0) return;
@@ -67,7 +67,7 @@ void look_at_protected_print(HKEY hive, Findings& findings) {
                  "\"Configure Windows protected print\"), then restart the spooler");
 }
 
-void look_at_library(const Installed& installed, Findings& findings) {
+void check_library(const Installed& installed, Findings& findings) {
     std::string bytes;
     std::string why;
     if (!exists(installed.path)) {
@@ -75,16 +75,16 @@ void look_at_library(const Installed& installed, Findings& findings) {
         return;
     }
     if (!read_file(installed.path, bytes, why)) {
-        findings.could_not_look("monitor", why);
+        findings.skipped("monitor", why);
         return;
     }
     const LibraryFile library = read_library(bytes);
     if (!library.is_library) {
-        findings.add("monitor.damaged", installed.path + " is no whole library", install);
+        findings.add("monitor.damaged", installed.path + " is not a complete library", install);
         return;
     }
     if (library.machine != machine_x64) {
-        findings.add("monitor.not-x64", installed.path + " is made for another kind of processor", install);
+        findings.add("monitor.not-x64", installed.path + " is built for another processor", install);
         return;
     }
     const std::string sum = host::sha256(bytes);
@@ -101,14 +101,14 @@ void look_at_library(const Installed& installed, Findings& findings) {
         const bool part_of_windows = import.rfind("api-ms-", 0) == 0 || import.rfind("ext-ms-", 0) == 0;
         if (installed.system_directory.empty() || part_of_windows) continue;
         if (exists(installed.system_directory + "/" + import)) continue;
-        findings.add("monitor.missing-import", installed.path + " needs " + import + ", which is not there",
+        findings.add("monitor.missing-import", installed.path + " needs " + import + ", which does not exist",
                      "repair Windows: sfc /scannow");
     }
     findings.saw("monitor", installed.path + ": version " + library.version + ", SHA-256 " + sum +
                                 (!expected.empty() ? "" : " (no SHA256SUMS of the package to compare with)"));
 }
 
-void look_at_spooler(const Spooler& spooler, bool registered, Findings& findings) {
+void check_spooler(const Spooler& spooler, bool registered, Findings& findings) {
     switch (spooler_service()) {
         case Service::missing:
             findings.add("spooler.missing", "this machine has no print spooler service",
@@ -124,19 +124,19 @@ void look_at_spooler(const Spooler& spooler, bool registered, Findings& findings
         case Service::running:
             break;
         case Service::unknown:
-            findings.could_not_look("spooler", "the state of the service cannot be read");
+            findings.skipped("spooler", "the state of the service cannot be queried");
             break;
     }
     std::vector<Text> names;
     if (const DWORD error = spooler.monitors(names)) {
-        findings.could_not_look("spooler", "it cannot be asked: " + host::error_message(error));
+        findings.skipped("spooler", "it does not answer: " + host::error_message(error));
         return;
     }
     const bool loaded =
         std::any_of(names.begin(), names.end(), [](const Text& name) { return same_name(name, monitor_name); });
     if (registered && !loaded) {
         findings.add("spooler.not-loaded", "the monitor is registered, and the spooler has not loaded it",
-                     "net stop spooler /y, net start spooler; if that does not help, look at the findings of monitor");
+                     "net stop spooler /y, net start spooler; if that does not help, see the findings of monitor");
     }
     findings.saw("spooler", counted(names.size(), "monitor"));
 }
@@ -165,14 +165,14 @@ std::string find_base(HKEY hive, Findings& findings) {
     }
     if (!found[0].empty() && !found[1].empty() && !same_name(found[0], found[1])) {
         findings.add("provider.two-places",
-                     "the Print Provider is registered at two places: " + shown(found[0]) + ", which counts, and " +
+                     "the Print Provider is registered at two places: " + shown(found[0]) + ", which is used, and " +
                          shown(found[1]),
-                     "delete the key of the one that is gone below HKLM\\SOFTWARE\\Wow6432Node");
+                     "delete the key of the one that no longer exists below HKLM\\SOFTWARE\\Wow6432Node");
     }
     const std::string base = host::to_utf8(path) + "\\providers\\print\\win";
     std::error_code error;
     if (!std::filesystem::is_directory(host::path_of(base), error)) {
-        findings.add("provider.no-base", base + " is no directory", "repair the installation of the Print Provider");
+        findings.add("provider.no-base", base + " is not a directory", "repair the installation of the Print Provider");
         return "";
     }
     findings.saw("provider", base);

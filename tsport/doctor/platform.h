@@ -7,7 +7,7 @@
 
 namespace tsport::doctor {
 
-// Why this machine cannot be looked at as a print server; null when it can.
+// Why this machine cannot be checked as a print server; null when it can.
 const char* why_no_server();
 
 // "C:\Windows\System32".
@@ -23,7 +23,7 @@ struct AccessEntry {
     std::string sid;         // "S-1-5-18"
 };
 struct AccessList {
-    bool everybody = false;  // there is no list: all is allowed
+    bool everybody = false;  // there is no list: everything is allowed
     std::vector<AccessEntry> entries;
 };
 // False with the reason when it cannot be read.

@@ -52,7 +52,7 @@ std::vector<Port> read_registry_ports(HKEY hive, const Text& monitor_key, Findin
         } else {
             const std::string where = "HKLM\\" + host::to_utf8(path) + "\\" + shown(name);
             findings.add("ports.not-loaded", "the port " + named(name) + " is skipped: " + why,
-                         "reg delete \"" + where + "\" /f, restart the spooler and add the port anew: tsport add " +
+                         "reg delete \"" + where + "\" /f, restart the spooler and add the port again: tsport add " +
                              named(name) + " HOST PORT");
         }
     }
@@ -69,12 +69,12 @@ bool read_file_ports(const std::string& path, std::vector<Port>& ports, Findings
         for (size_t begin = 0; begin < faults.size();) {
             const size_t end = std::min(faults.find('\n', begin), faults.size());
             findings.add("ports.bad-line", faults.substr(begin, end - begin),
-                         "correct the line, or export the ports anew");
+                         "correct the line, or export the ports again");
             begin = end + 1;
         }
     }
     ports = file.ports();
-    // Those of a wrong line have been told.
+    // Wrong lines have been reported.
     if (!faults.empty()) {
         std::erase_if(ports,
                       [](const Port& port) { return port.name.empty() || port.address.empty() || port.number == 0; });
@@ -82,7 +82,7 @@ bool read_file_ports(const std::string& path, std::vector<Port>& ports, Findings
     return true;
 }
 
-void look_at_ports(const std::vector<Port>& ports, Findings& findings) {
+void check_ports(const std::vector<Port>& ports, Findings& findings) {
     std::map<std::pair<Text, DWORD>, std::vector<const Port*>> users;
     for (const Port& port : ports) {
         const std::string name = named(port.name);
@@ -91,7 +91,7 @@ void look_at_ports(const std::vector<Port>& ports, Findings& findings) {
             odd = "it has a blank at its end";
         if (!odd.empty()) {
             findings.add("ports.odd-name", "the port " + name + ": " + odd,
-                         "add a port with another name, give the printers that one, and tsport delete " + name);
+                         "add a port with another name, assign it to the printers, and tsport delete " + name);
         }
         std::string wrong = address_fault(port.address);
         if (wrong.empty()) wrong = new_address_fault(port.address);
@@ -151,7 +151,7 @@ void try_ports(const std::vector<Port>& ports, std::chrono::milliseconds limit, 
                 break;
             case host::Verdict::no_answer:
                 findings.add("ports.no-answer", what + " does not answer",
-                             "switch the device on, look at its cable and at firewalls on the way; then " + again);
+                             "switch the device on, check its cable and the firewalls on the way; then " + again);
                 break;
             case host::Verdict::unknown_name:
                 findings.add("ports.unknown-host", what + " has a name that is unknown here",

@@ -1,4 +1,4 @@
-// The stored ports: what the monitor will not load, odd ones, and whether their printers take connections.
+// The stored ports: those the monitor will not load, odd ones, and whether their printers accept connections.
 #pragma once
 
 #include <chrono>
@@ -15,7 +15,7 @@ std::vector<Port> read_registry_ports(HKEY hive, const Text& monitor_key, Findin
 // Those of a file of ports, as export writes it. False with the reason when it cannot be read at all.
 bool read_file_ports(const std::string& path, std::vector<Port>& ports, Findings& findings, std::string& why);
 
-void look_at_ports(const std::vector<Port>& ports, Findings& findings);
+void check_ports(const std::vector<Port>& ports, Findings& findings);
 // Many at once.
 void try_ports(const std::vector<Port>& ports, std::chrono::milliseconds limit, Findings& findings);
 

@@ -6,7 +6,7 @@
 
 namespace tsport::doctor {
 
-void look_at_queues(const std::vector<Queue>& queues, const std::vector<SpoolerPort>& ports, Findings& findings) {
+void check_queues(const std::vector<Queue>& queues, const std::vector<SpoolerPort>& ports, Findings& findings) {
     std::set<Text, NameOrder> known;
     std::set<Text, NameOrder> used;
     for (const SpoolerPort& port : ports) known.insert(port.name);
@@ -15,7 +15,7 @@ void look_at_queues(const std::vector<Queue>& queues, const std::vector<SpoolerP
             used.insert(port);
             if (port.empty() || known.count(port) != 0) continue;
             findings.add("queues.port-gone",
-                         "the queue " + named(queue.name) + " prints to " + named(port) + ", which is no port",
+                         "the queue " + named(queue.name) + " prints to " + named(port) + ", which does not exist",
                          "tsport add " + named(port) + " HOST PORT, or give the queue another port in its properties");
         }
     }
@@ -30,17 +30,17 @@ void look_at_queues(const std::vector<Queue>& queues, const std::vector<SpoolerP
     findings.saw("queues", counted(queues.size(), "queue") + ", " + counted(ours, "port") + " of this monitor");
 }
 
-void look_at_queues(const Spooler& spooler, Findings& findings) {
+void check_queues(const Spooler& spooler, Findings& findings) {
     if (!findings.wants("queues")) return;
     std::vector<Queue> queues;
     std::vector<SpoolerPort> ports;
     DWORD error = spooler.queues(queues);
     if (error == ERROR_SUCCESS) error = spooler.ports(ports);
     if (error != ERROR_SUCCESS) {
-        findings.could_not_look("queues", "the spooler cannot be asked: " + host::error_message(error));
+        findings.skipped("queues", "the spooler does not answer: " + host::error_message(error));
         return;
     }
-    look_at_queues(queues, ports, findings);
+    check_queues(queues, ports, findings);
 }
 
 }  // namespace tsport::doctor

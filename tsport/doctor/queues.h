@@ -7,8 +7,8 @@
 namespace tsport::doctor {
 
 // `ports` are those of all monitors.
-void look_at_queues(const std::vector<Queue>& queues, const std::vector<SpoolerPort>& ports, Findings& findings);
+void check_queues(const std::vector<Queue>& queues, const std::vector<SpoolerPort>& ports, Findings& findings);
 // The same, asked of the spooler.
-void look_at_queues(const Spooler& spooler, Findings& findings);
+void check_queues(const Spooler& spooler, Findings& findings);
 
 }  // namespace tsport::doctor

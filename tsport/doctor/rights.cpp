@@ -68,7 +68,7 @@ class Rights {
             ++seen_;
             return true;
         }
-        findings_.could_not_look("rights", path + ": " + why);
+        findings_.skipped("rights", path + ": " + why);
         return false;
     }
     size_t seen() const { return seen_; }
@@ -84,20 +84,20 @@ const char* lost_with(const std::string& directory) {
     return "forced attributes are skipped";
 }
 
-void look_above_helper(const std::string& helper, Rights& rights, Findings& findings) {
+void check_above_helper(const std::string& helper, Rights& rights, Findings& findings) {
     std::error_code error;
     for (const std::string& path : shadowing_paths(helper)) {
         if (std::filesystem::exists(host::path_of(path), error)) {
             findings.add("helper.shadowed", path + " exists and is started in place of " + helper,
-                         "find out where it comes from, and move it away");
+                         "find out where it comes from and move it away");
             continue;
         }
         const std::string folder = path.substr(0, path.rfind('\\') + 1);
         AccessList access;
         if (!rights.read(folder, access) || rights_of_users(access, right_to_create_files) == 0) continue;
-        findings.add("helper.folder-writable",
-                     "users may create " + path + ", which would be started in place of " + helper,
-                     "icacls \"" + folder + "\" and take the right to create files (WD) from all but administrators");
+        findings.add(
+            "helper.folder-writable", "users may create " + path + ", which would be started in place of " + helper,
+            "icacls \"" + folder + "\" and remove the right to create files (WD) from everyone but administrators");
     }
 }
 
@@ -119,8 +119,8 @@ std::vector<std::string> shadowing_paths(const std::string& helper) {
     return paths;
 }
 
-void look_at_rights(const BaseDirectory& base, const Settings& settings, const std::vector<Directory>& directories,
-                    Findings& findings) {
+void check_rights(const BaseDirectory& base, const Settings& settings, const std::vector<Directory>& directories,
+                  Findings& findings) {
     if (!findings.wants("rights") && !findings.wants("helper")) return;
     Rights rights(findings);
     std::error_code error;
@@ -145,7 +145,7 @@ void look_at_rights(const BaseDirectory& base, const Settings& settings, const s
         rights.users_must(right_to_see, helper, "the helper program",
                           "it is not started, devices are not checked and forced attributes are skipped");
     }
-    look_above_helper(helper, rights, findings);
+    check_above_helper(helper, rights, findings);
     findings.saw("rights", counted(rights.seen(), "access list") + (as_user ? "; documents are printed as the user"
                                                                             : "; documents are printed as the system"));
 }

@@ -22,7 +22,7 @@ constexpr std::uint32_t right_to_create_files = 0x2;
 std::vector<std::string> shadowing_paths(const std::string& helper);
 
 // On the print server itself.
-void look_at_rights(const BaseDirectory& base, const Settings& settings, const std::vector<Directory>& directories,
-                    Findings& findings);
+void check_rights(const BaseDirectory& base, const Settings& settings, const std::vector<Directory>& directories,
+                  Findings& findings);
 
 }  // namespace tsport::doctor

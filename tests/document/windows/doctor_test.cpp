@@ -32,7 +32,7 @@ TEST(DoctorOfRights, SaysWhatUsersMayChangeAndMayNotSee) {
         Settings settings;
         settings.values->hwcheck_port_monitor_run_as_system = as_system;
         Findings findings({{"rights"}, {}});
-        look_at_rights({base, false}, settings, directories, findings);
+        check_rights({base, false}, settings, directories, findings);
         std::string ids;
         for (const Findings::Finding& finding : findings.all()) {
             if (finding.what.find(markers) != std::string::npos) ids += finding.kind->id + std::string(" ");

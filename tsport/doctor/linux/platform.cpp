@@ -3,7 +3,7 @@
 namespace tsport::doctor {
 
 const char* why_no_server() {
-    return "there is no print spooler on this system; look at a copied server with --base DIR and --store FILE";
+    return "there is no print spooler on this system; check a copied server with --base DIR and --store FILE";
 }
 
 std::string system_directory() {
@@ -15,7 +15,7 @@ Service spooler_service() {
 }
 
 bool read_access(const std::string&, AccessList&, std::string& why) {
-    why = "access lists are looked at on Windows alone";
+    why = "access lists can be read on Windows only";
     return false;
 }
 
