@@ -17,11 +17,11 @@ enum ConfigVarType : int32_t {
     CONFIG_VAR_HANDLER = 4,  // the handler stores it
 };
 
-// Stores a value; with `reset` set, the setting's default, whatever the value (which is null then).
+// Stores a value; with `reset` set, stores the default (`value` is null then).
 using ConfigHandler = void (*)(int32_t reset, const CountedString* value, SessionContext* context);
 
 struct ConfigVar {
-    const char* name;  // one that ends in "*" stands for all names that begin with the part before it
+    const char* name;  // a trailing "*" matches any suffix
     uint64_t size;     // of the field, in bytes; a text's terminator is included
     size_t field;      // its offset in SessionContext
     int32_t type;
@@ -33,7 +33,7 @@ struct ConfigVar {
 constexpr size_t CONFIG_VAR_COUNT = 183;
 extern const ConfigVar config_vars[];
 
-// The version of the installed environment when nothing says otherwise.
+// The version of the installed environment that is assumed without env-version.
 constexpr int32_t kDefaultEnvVersion = 15;
 
 // Stores every default in session_context. Prepares the log lock and the configuration lock, which is held meanwhile.
@@ -81,7 +81,7 @@ int config_name_matches(const CountedString* name, const char* word);
 // Reads the environment's version. Returns 0, or -1 when the path is empty or the file cannot be opened.
 int config_load_env_version(const char* path, SessionContext* context);
 
-// A message of the parser, to the standard error descriptor; the log may not be set up yet. It carries its line feed.
+// Writes a message of the parser, with its line feed, to the standard error descriptor: the log may not be set up yet.
 void config_print_unchecked(const char* format, ...);
 template <typename... Arguments>
 void config_print(FormatString<std::type_identity_t<Arguments>...> format, Arguments... arguments) {

@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
-// One field per setting of config_table.cpp, in its order (texts are terminated; a switch is 0 or 1), and a few that no
-// setting names. Filled once while the monitor starts, read without a lock afterwards.
+// One field per setting of config_table.cpp, in its order (texts are terminated; a switch is 0 or 1), plus a few fields
+// without a setting. Filled once while the monitor starts, read without a lock afterwards.
 struct SessionContext {
     int32_t debug_logging;
     char ignore_document_names[1024];

@@ -76,13 +76,13 @@ bool is_standard_stream(const char* path) {
 
 // The message goes to the debugger with a line feed behind it.
 void write_to_debugger(const char* message, size_t length) {
-    char usual[1024];
-    auto* const text = length + 2 <= sizeof usual ? usual : static_cast<char*>(malloc(length + 2));
+    char stack_buffer[1024];
+    auto* const text = length + 2 <= sizeof stack_buffer ? stack_buffer : static_cast<char*>(malloc(length + 2));
     if (text == nullptr) return;
     memcpy(text, message, length);
     memcpy(text + length, "\n", 2);
     OutputDebugStringA(text);
-    if (text != usual) free(text);
+    if (text != stack_buffer) free(text);
 }
 
 // Collects the parts of a line, so that most lines reach the stream in one write.
@@ -224,19 +224,19 @@ void log_plain(LogLevel level, const char* file, int line, const char* format, .
     const KeepLastError keep;
     va_list arguments;
     va_start(arguments, format);
-    // Nearly every message fits here, with a line feed for the debugger; only a longer one is worth an allocation.
-    char usual[512];
-    const int length = util_vsnprintf(usual, sizeof usual - 1, format, arguments);
-    char* longer = nullptr;
-    if (length >= 0 && static_cast<size_t>(length) < sizeof usual - 1) {
-        memcpy(usual + length, "\n", 2);
-        OutputDebugStringA(usual);
-        write_line(word_of(level), file, line, usual, static_cast<size_t>(length));
-    } else if (length >= 0 && util_vasprintf(&longer, format, arguments)) {
-        log_write(word_of(level), file, line, longer);
+    // Nearly every message fits here, with a line feed for the debugger; a longer one is allocated.
+    char stack_buffer[512];
+    const int length = util_vsnprintf(stack_buffer, sizeof stack_buffer - 1, format, arguments);
+    char* heap_buffer = nullptr;
+    if (length >= 0 && static_cast<size_t>(length) < sizeof stack_buffer - 1) {
+        memcpy(stack_buffer + length, "\n", 2);
+        OutputDebugStringA(stack_buffer);
+        write_line(word_of(level), file, line, stack_buffer, static_cast<size_t>(length));
+    } else if (length >= 0 && util_vasprintf(&heap_buffer, format, arguments)) {
+        log_write(word_of(level), file, line, heap_buffer);
     }
     va_end(arguments);
-    free(longer);
+    free(heap_buffer);
 }
 
 void log_with_code(LogLevel level, const char* file, int line, uint32_t code, const char* format, ...) {
@@ -369,7 +369,7 @@ int log_rotate(uint32_t number, uint32_t limit) {
     if (is_standard_stream(log_state.path)) return 1;
     const KeepLastError keep;
     const LogLock lock;
-    if (log_state.rotating) return 1;  // one of the rotation's own lines asks again
+    if (log_state.rotating) return 1;  // re-entered from a line that the rotation itself logs
     log_state.rotating = true;
     const int result = rotate_under_lock(number, limit);
     log_state.rotating = false;

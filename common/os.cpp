@@ -20,25 +20,25 @@ constexpr size_t kComputerNameSize = 1024;
 constexpr int kDeleteTries = 60;
 constexpr DWORD kDeleteRetryMs = 5000;
 
-// A UTF-8 text as UTF-16 for one call; null when it cannot be converted. Paths of usual length are not allocated.
+// A UTF-8 text as UTF-16 for one call; null when it cannot be converted. Paths up to kPathSize need no allocation.
 class WideText {
   public:
     explicit WideText(const char* text) {
         if (text == nullptr) return;
-        if (MultiByteToWideChar(CP_UTF8, 0, text, -1, usual_, kPathSize) > 0) {
-            text_ = usual_;
+        if (MultiByteToWideChar(CP_UTF8, 0, text, -1, stack_buffer_, kPathSize) > 0) {
+            text_ = stack_buffer_;
         } else if (GetLastError() == ERROR_INSUFFICIENT_BUFFER) {
-            text_ = longer_ = enc_utf8_to_wide_alloc(text);
+            text_ = heap_buffer_ = enc_utf8_to_wide_alloc(text);
         }
     }
-    ~WideText() { free(longer_); }
+    ~WideText() { free(heap_buffer_); }
     WideText(const WideText&) = delete;
     WideText& operator=(const WideText&) = delete;
     const WCHAR* get() const { return text_; }
 
   private:
-    WCHAR usual_[kPathSize];
-    WCHAR* longer_ = nullptr;
+    WCHAR stack_buffer_[kPathSize];
+    WCHAR* heap_buffer_ = nullptr;
     const WCHAR* text_ = nullptr;
 };
 
@@ -325,13 +325,14 @@ int os_list_numbers(const char* path, OsNumbers* found) {
         wide_pattern.get() == nullptr ? INVALID_HANDLE_VALUE : FindFirstFileW(wide_pattern.get(), &entry);
     if (find == INVALID_HANDLE_VALUE) return 0;
     char file[kEntryNameSize];
-    bool whole = true;
+    bool complete = true;
     do {
-        whole = enc_wide_to_utf8(file, sizeof file, entry.cFileName) != 0 && add_number(found, number_of(file, name));
-    } while (whole && FindNextFileW(find, &entry));
-    whole = whole && GetLastError() == ERROR_NO_MORE_FILES;
+        complete =
+            enc_wide_to_utf8(file, sizeof file, entry.cFileName) != 0 && add_number(found, number_of(file, name));
+    } while (complete && FindNextFileW(find, &entry));
+    complete = complete && GetLastError() == ERROR_NO_MORE_FILES;
     FindClose(find);
-    if (whole) {
+    if (complete) {
         std::sort(found->numbers, found->numbers + found->count, std::greater<>());
         return 1;
     }

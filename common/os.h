@@ -52,7 +52,7 @@ using DirEntryCallback = int (*)(const char* path, int64_t modified);
 // Calls back for every entry but sub-directories, in the system's order. 1 when the directory could be opened.
 int os_dir_forall(const char* directory, DirEntryCallback callback);
 
-// Which of the files "<path>.1", "<path>.2" and so on are there, the highest number first. The caller frees the
+// Which of the files "<path>.1", "<path>.2" and so on exist, the highest number first. The caller frees the
 // numbers.
 struct OsNumbers {
     uint32_t* numbers;

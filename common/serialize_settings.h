@@ -20,5 +20,5 @@ struct PrinterSettings {
 // "<printer>.dat", made safe for the file system; `out` has `size` (255) bytes.
 void serialize_settings_filename(char* out, size_t size, const char* printer_name);
 
-// Returns 1 when the file exists and is whole; else 0, with the record partly filled.
+// Returns 1 when the file exists and is complete; else 0, with the record partly filled.
 int serialize_settings_readin(const char* directory, const char* printer_name, PrinterSettings* settings);

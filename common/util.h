@@ -9,8 +9,8 @@
 // Copies at most size - 1 bytes, fills the rest with zeros and always terminates. `size` is at least 1.
 char* util_strncpy(char* destination, const char* source, size_t size);
 
-// Appends what fits; `size` is that of the whole destination. A destination that is already full stays unchanged,
-// and an error is logged.
+// Appends what fits; `size` is the destination's, including what is in it. A destination that is already full stays
+// unchanged, and an error is logged.
 char* util_strncat(char* destination, const char* source, size_t size);
 
 // 1 when equal, byte for byte or ignoring letter case; 0 otherwise, and when either is null.

@@ -20,8 +20,8 @@ namespace {
 
 constexpr const char* kInput = "input";
 constexpr const char* kOutput = "output";
-constexpr size_t kFileNameBlock = 261;  // bytes allocated for a name ...
-constexpr size_t kFileNameSize = 260;   // ... and those it may take, terminator included
+constexpr size_t kFileNameBufferSize = 261;  // allocated for a name
+constexpr size_t kFileNameSize = 260;        // of it used, terminator included
 constexpr DWORD kLeastPipeSize = 65535;
 constexpr DWORD kLeastForwardSize = 1024;  // no forwarding buffer is as small as this
 
@@ -81,7 +81,7 @@ BOOL CreateForceAttrFiles(PortEntry* port) {
 BOOL CreateForceAttrFile(PortEntry* port, const char* kind, WorkFile* file) {
     log_dev(LOG_HERE, "TSM: CreateForceAttrFile");
     *file = WorkFile{};
-    file->name = static_cast<char*>(calloc(1, kFileNameBlock));
+    file->name = static_cast<char*>(calloc(1, kFileNameBufferSize));
     if (file->name == nullptr) return FALSE;
     const char* const printer_name = port->printer_name_utf8;
     const int length = util_snprintf(file->name, kFileNameSize, "%s\\%s-%s-%d.dat",

@@ -164,7 +164,7 @@ BOOL StartHelper(MonitorContext* context, DWORD pipe_size, const HelperLines& li
         log_error(lines.create_process);
         return FALSE;
     }
-    // From here on the helper holds the only other ends: a read ends when it exits.
+    // Now only the helper has the other ends open: a read ends when it exits.
     CloseHelperHandle(&handles->std_out_wr, lines.close_std_out_wr);
     if (lines.omit_error_text) {
         if (!CloseHandle(handles->std_in_rd)) log_error(lines.close_std_in_rd);

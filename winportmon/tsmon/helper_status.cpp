@@ -9,11 +9,11 @@
 
 namespace tsmon {
 
-// -- Words -----------------------------------------------------------------------------------------------------------
+// -- Status words -----------------------------------------------------------------------------------------------------
 
 namespace {
 
-// What the helper calls a problem, and the status bits that show it. "Job Suspended" concerns the job alone.
+// The helper's name for a problem, and its status bits. "Job Suspended" concerns the job alone.
 struct StatusWord {
     const char* word;
     DWORD printer_bits;

@@ -136,39 +136,39 @@ void PrepareForceAttr(PortEntry* port) {
 
 // The result of a start. A refused document continues without a connection: its data is discarded, and EndDocPort
 // reports it as printed.
-enum class Course { printing, refused, failed };
+enum class StartResult { printing, refused, failed };
 
-Course CheckAndConnect(PortEntry* port) {
+StartResult CheckAndConnect(PortEntry* port) {
     uint32_t helper_failed = 0;
     const BOOL helper_runs = HwCheckStartDoc(port, &helper_failed);
     if (port->marked_for_deletion != 0) {
         log_debug(LOG_HERE, "TSM Start Doc Port - abandon as JobId: %d has been marked for deletion.", port->job_id);
-        return Course::refused;
+        return StartResult::refused;
     }
     if (!ConnectDocument(port)) {
         if (helper_runs) {
             log_debug(LOG_HERE, "TSM: helper started but other failure and so end the helper");
             HwCheckEnd(port);
         }
-        return Course::failed;
+        return StartResult::failed;
     }
     if (helper_failed != 0) {
         log_debug(LOG_HERE, "TSM: helper failed 1st time but port connected to printer, try helper one more time");
         HwCheckStartDoc(port, nullptr);
     }
     PrepareForceAttr(port);
-    return Course::printing;
+    return StartResult::printing;
 }
 
-Course StartDocument(PortEntry* port, LPWSTR full_name) {
+StartResult StartDocument(PortEntry* port, LPWSTR full_name) {
     if (!ExtractPrinterFields(port, full_name)) {
         log_failure_last_error(IsFirstFailure(port), LOG_HERE, "TSM Start Doc error in extracting printer fields");
-        return Course::failed;
+        return StartResult::failed;
     }
-    if (!OpenDocumentPrinter(port, full_name)) return Course::failed;
+    if (!OpenDocumentPrinter(port, full_name)) return StartResult::failed;
     if (IsNotApproved(full_name, port->job_id)) {
         port->not_approved = 1;
-        return Course::refused;
+        return StartResult::refused;
     }
     return CheckAndConnect(port);
 }
@@ -183,22 +183,22 @@ BOOL WINAPI StartDocPort(HANDLE handle, LPWSTR printer_name, DWORD job_id, DWORD
     if (!already_started) ResetDocument(port, printer_name, job_id, start_tick);
     LogStart(printer_name, job_id);
     if (already_started) {
-        // The document in progress stays whole: it can still be written and ended.
+        // The document in progress is not affected: it can still be written and ended.
         log_debug(LOG_HERE, "TSM: already in startdoc and returning true");
         ImpersonateAsConfigured(token);
         return TRUE;
     }
     EnterDocument(port);
     port->printer_handle = nullptr;
-    const Course course = StartDocument(port, printer_name);
-    if (course == Course::failed) {
+    const StartResult result = StartDocument(port, printer_name);
+    if (result == StartResult::failed) {
         LeaveDocument(port);
         ClosePrinterHandle(port);
     }
-    if (course != Course::printing) FreeNames(port);
+    if (result != StartResult::printing) FreeNames(port);
     port->write_stats.start_duration = GetTickCount() - start_tick;
     ImpersonateAsConfigured(token);
-    return course != Course::failed ? TRUE : FALSE;
+    return result != StartResult::failed ? TRUE : FALSE;
 }
 
 // -- Names -----------------------------------------------------------------------------------------------------------

@@ -103,7 +103,7 @@ WSAEVENT SelectCloseEvent(SOCKET socket) {
     return WSA_INVALID_EVENT;
 }
 
-// 0 when the printer closed its side in order; else why the connection ended.
+// 0 when the printer closed the connection cleanly; else why it ended.
 int CloseError(SOCKET socket, WSAEVENT event) {
     WSANETWORKEVENTS happened = {};
     if (WSAEnumNetworkEvents(socket, event, &happened) == SOCKET_ERROR) return WSAGetLastError();

@@ -18,8 +18,8 @@ int WaitForSocketWritable(SOCKET socket);
 BOOL SendToSocket(SOCKET socket, const void* data, DWORD length, DWORD* sent);
 
 // Ends the data, waits up to 30 seconds for the printer to close its side, closes the socket and sets the variable to
-// INVALID_SOCKET. Always TRUE. `complete`: the whole document has been handed over; a printer that breaks the
-// connection off then leaves an error line, since the document's end may be lost.
+// INVALID_SOCKET. Always TRUE. `complete`: all data has been sent; a printer that resets the
+// connection then leaves an error line, since the document's tail may be lost.
 BOOL CleanupSocket(SOCKET* socket, bool complete = false);
 
 }  // namespace tsmon

@@ -43,7 +43,7 @@ BOOL WriteOverConnection(PortEntry* port, const char* caller, const void* data, 
     return TRUE;
 }
 
-// After the connection was lost: is the printer back? Then the job starts over, with a connection of its own.
+// After a lost connection: if the printer accepts connections again, has the job restarted on a new one.
 void ProbePrinter(PortEntry* port, const char* caller, BOOL* restart_requested) {
     if (!IsInDocument(port)) {  // a buffer without a document goes by the port's own configuration
         const MonitorLockGuard lock;

@@ -1,4 +1,4 @@
-// The one place where a document's data goes to the printer.
+// Sends a document's data to the printer: nothing else does.
 #pragma once
 
 #include "winportmon/tsmon/tsmon.h"
