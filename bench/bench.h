@@ -20,7 +20,7 @@ constexpr const char* kPlain = "plain loop";
 struct Bench {
     const Receiver& receiver;
     Report& report;
-    Effort effort;
+    SamplingPlan sampling;
     bool quick;                   // a smoke run: the same cases with a part of the data
     std::vector<Series> chart{};  // what the picture shows
 
@@ -35,7 +35,7 @@ Sample delivering(const Bench& bench, std::uint64_t bytes, std::uint64_t connect
 Sample timed(const std::function<void()>& work);
 
 // Measures a row and adds it; its pairs.
-Pairs compare(Bench& bench, const Effort& effort, const std::string& name, const std::string& against,
+Pairs compare(Bench& bench, const SamplingPlan& sampling, const std::string& name, const std::string& against,
               std::optional<double> bar, const Sample& ours, const Sample& theirs, const std::string& unit = "ms",
               double factor = 1e3, double parts = 1);
 

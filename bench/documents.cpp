@@ -38,10 +38,10 @@ Sample timed(const std::function<void()>& work) {
     return [work] { return seconds_of(work); };
 }
 
-Pairs compare(Bench& bench, const Effort& effort, const std::string& name, const std::string& against,
+Pairs compare(Bench& bench, const SamplingPlan& sampling, const std::string& name, const std::string& against,
               std::optional<double> bar, const Sample& ours, const Sample& theirs, const std::string& unit,
               double factor, double parts) {
-    const Pairs pairs = run_pairs(effort, bar, ours, theirs);
+    const Pairs pairs = run_pairs(sampling, bar, ours, theirs);
     bench.report.add(pair_row(name, against, pairs, bar, unit, factor, parts));
     return pairs;
 }
@@ -58,9 +58,10 @@ void large_documents(Bench& bench) {
         const std::vector<char> data = buffer_of(write_size);
         const auto print = [&] { server.print(0, data, size, write_size); };
         const auto send = [&] { send_plainly(0, bench.receiver.port(), data, size, write_size); };
-        const Pairs pairs = compare(
-            bench, bench.effort, host::size_to_text(size) + " document, " + host::size_to_text(write_size) + " writes",
-            kPlain, document.bar, delivering(bench, size, 1, timed(print)), delivering(bench, size, 1, timed(send)));
+        const Pairs pairs =
+            compare(bench, bench.sampling,
+                    host::size_to_text(size) + " document, " + host::size_to_text(write_size) + " writes", kPlain,
+                    document.bar, delivering(bench, size, 1, timed(print)), delivering(bench, size, 1, timed(send)));
         ours.points.push_back({static_cast<double>(write_size), rate(size, pairs.first_median())});
         plain.points.push_back({static_cast<double>(write_size), rate(size, pairs.second_median())});
     }
@@ -92,7 +93,7 @@ void small_documents(Bench& bench) {
                    }));
     const auto add = [&](const std::string& name, const std::string& against, std::optional<double> bar,
                          const Sample& ours, const Sample& theirs) {
-        compare(bench, bench.effort, documents + name, against, bar, ours, theirs, "µs each", 1e6, count);
+        compare(bench, bench.sampling, documents + name, against, bar, ours, theirs, "µs each", 1e6, count);
     };
     add("logging off", kPlain, plan().small_off, off, plain);
     add("Debug=on", "logging off", plan().small_debug, on, off);
@@ -196,7 +197,7 @@ void ports_at_once(Bench& bench) {
         const std::optional<double> bar = ports == 64           ? plan().port_64
                                           : ports == kManyPorts ? plan().port_1000
                                                                 : std::nullopt;
-        compare(bench, bench.effort, name, kPlain, bar, delivering(bench, size * ports, ports, ours),
+        compare(bench, bench.sampling, name, kPlain, bar, delivering(bench, size * ports, ports, ours),
                 delivering(bench, size * ports, ports, plain));
     }
 }

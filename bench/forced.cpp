@@ -35,7 +35,7 @@ void forced_attributes(Bench& bench) {
     const std::string file = server.folder.base + "/document";
     const Sample theirs = delivering(
         bench, size, 1, timed([&] { other_forwarding().send(bench.receiver.port(), helper, file, data, size); }));
-    compare(bench, bench.effort, "forced attributes, " + host::size_to_text(size), other_forwarding().name,
+    compare(bench, bench.sampling, "forced attributes, " + host::size_to_text(size), other_forwarding().name,
             plan().forced, ours, theirs);
 }
 

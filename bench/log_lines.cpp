@@ -58,7 +58,7 @@ void compare_lines(Bench& bench, const std::string& folder, unsigned threads, bo
     };
     const std::string name = std::string("log line, flushed, ") + std::to_string(threads) +
                              (threads == 1 ? " thread" : " threads") + (detailed ? ", debug detail" : "");
-    compare(bench, bench.effort, name, other_log().name, plan().log_line, ours, theirs, "µs", 1e6, lines * threads);
+    compare(bench, bench.sampling, name, other_log().name, plan().log_line, ours, theirs, "µs", 1e6, lines * threads);
 }
 
 }  // namespace

@@ -43,7 +43,7 @@ int measure(const Options& options) {
     const bench::Receiver receiver(bench::find_receiver(options.receiver));
     bench::Report report;
     bench::Bench bench = {receiver, report, {}, options.quick};
-    if (options.quick) bench.effort = {2, 3, 0.5};
+    if (options.quick) bench.sampling = {2, 3, 0.5};
     for (const bench::Case& one : bench::plan().cases) {
         if (!options.only.empty() && options.only.find(std::string(",") + one.name + ",") == std::string::npos)
             continue;

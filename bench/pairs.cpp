@@ -58,15 +58,15 @@ double margin_of(double bar) {
     return std::max(std::fabs(bar - 1), 0.02);
 }
 
-Pairs run_pairs(const Effort& effort, std::optional<double> bar, const Sample& first, const Sample& second) {
+Pairs run_pairs(const SamplingPlan& sampling, std::optional<double> bar, const Sample& first, const Sample& second) {
     first();
     second();
     Pairs pairs;
     const auto begin = Clock::now();
     for (int done = 0;; ++done) {
         const double spent = std::chrono::duration<double>(Clock::now() - begin).count();
-        const bool enough = done >= effort.most_pairs || spent >= effort.seconds;
-        if (done >= effort.least_pairs && enough && (is_settled(pairs, bar) || spent >= effort.seconds * kLonger))
+        const bool enough = done >= sampling.most_pairs || spent >= sampling.seconds;
+        if (done >= sampling.least_pairs && enough && (is_settled(pairs, bar) || spent >= sampling.seconds * kLonger))
             break;
         pairs.first.push_back(first());
         pairs.second.push_back(second());

@@ -9,7 +9,7 @@
 
 namespace bench {
 
-// A case that cannot be measured, or in which something went wrong; what() says it.
+// Thrown by a case that cannot be measured, or in which something went wrong.
 struct Failed : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
@@ -19,13 +19,13 @@ inline void require(bool good, const char* otherwise) {
     if (!good) throw Failed(otherwise);
 }
 
-// Does it once; the seconds that count.
+// Runs once; returns the seconds that count.
 using Sample = std::function<double()>;
 
 double seconds_of(const std::function<void()>& work);
 double median(std::vector<double> values);
 
-// In which a ratio lies.
+// A confidence interval.
 struct Interval {
     double low;
     double high;
@@ -41,23 +41,23 @@ struct Pairs {
     double first_median() const { return median(first); }
     double second_median() const { return median(second); }
     double ratio() const { return first_median() / second_median(); }
-    // What 95 of 100 ratios lie in that come of pairs drawn from these, as many as these, each as often as it is drawn.
+    // The 95 % bootstrap confidence interval of the ratio.
     Interval interval() const;
 };
 
-struct Effort {
+struct SamplingPlan {
     int least_pairs = 7;
     int most_pairs = 31;
-    double seconds = 10;  // no further pair begins after so long
+    double seconds = 10;  // no pair begins later than this
 
-    Effort of(double share) const { return {least_pairs, most_pairs, seconds * share}; }
+    SamplingPlan of(double share) const { return {least_pairs, most_pairs, seconds * share}; }
 };
 
-// How much a ratio may swing that is judged by this bar: as far as the bar is from 1, and not less than 2 %.
+// The widest interval by which this bar can be judged: the bar's distance from 1, at least 2 %.
 double margin_of(double bar);
 
-// A B A B ..., after a turn of each that does not count. With a bar it goes on, for up to four times the time, until
-// the interval lies on one side of the bar and is no wider than the margin.
-Pairs run_pairs(const Effort& effort, std::optional<double> bar, const Sample& first, const Sample& second);
+// Runs A B A B ..., after one run of each that does not count. With a bar it continues, for up to four times the time,
+// until the interval is on one side of the bar and no wider than the margin.
+Pairs run_pairs(const SamplingPlan& sampling, std::optional<double> bar, const Sample& first, const Sample& second);
 
 }  // namespace bench

@@ -1,4 +1,4 @@
-// Printer names through a whole document, on the course that the records around it ask for. No helper program is there.
+// Printer names through a whole document, as the records around it demand. No helper program is there.
 #include <filesystem>
 
 #include "common/serialize_hpc_job.h"
@@ -40,16 +40,16 @@ void leave_record(const Server& server, const char* kind, const char* file_name,
     if (size > 0 && size <= 255) fuzz::write_file(path, contents);
 }
 
-void leave_records(const Server& server, const Text& full_name, const testbed::Course& course) {
+void leave_records(const Server& server, const Text& full_name, const testbed::DocumentPlan& plan) {
     // Behind the server in front of it, if there is one.
     const size_t begin = full_name.starts_with(W("\\\\")) ? full_name.find(W('\\'), 2) + 1 : 0;
     const std::string printer = winapi::to_utf8(full_name.substr(begin).c_str());
     char file_name[255];
     serialize_msf_filename(file_name, sizeof file_name, printer.c_str(), "7");
-    if (course.forced) leave_record(server, "forceattr", file_name, testbed::force_attributes_record());
+    if (plan.forced) leave_record(server, "forceattr", file_name, testbed::force_attributes_record());
     serialize_settings_filename(file_name, sizeof file_name, printer.c_str());
-    if (course.checked) leave_record(server, "settings", file_name, testbed::settings_record());
-    if (course.not_approved) leave_record(server, "notapprovedjobs", "7.notapproved", "");
+    if (plan.checked) leave_record(server, "settings", file_name, testbed::settings_record());
+    if (plan.not_approved) leave_record(server, "notapprovedjobs", "7.notapproved", "");
     HpcJobRecord record = {"", kJob, 0};
     util_strncpy(record.printer_name, winapi::to_utf8(full_name.c_str()).c_str(), sizeof record.printer_name);
     serialize_hpc_job_filename(file_name, sizeof file_name, &record);
@@ -94,9 +94,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         for (const auto& old : fs::directory_iterator(server.folder.spool(kind))) fs::remove_all(old);
     }
     fuzz::Input input(data, size);
-    const uint8_t course = input.byte();
-    const bool is_registered = course % 8 != 0;
-    const bool is_on = (course & 8) != 0;
+    const uint8_t choice = input.byte();
+    const bool is_registered = choice % 8 != 0;
+    const bool is_on = (choice & 8) != 0;
     input.byte();
     const std::string document_data(input.bytes(input.byte()));
     Text name = input.wide(1024);
@@ -104,7 +104,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
     if (is_registered) spooler_sim::add_printer(name);
     leave_records(server, name,
-                  {.not_approved = (course & 0x30) == 0x30, .checked = course >= 0x80, .forced = (course & 0x40) != 0});
+                  {.not_approved = (choice & 0x30) == 0x30, .checked = choice >= 0x80, .forced = (choice & 0x40) != 0});
     host::Document document = testbed::PrintServer::document(name, host::memory_source(document_data));
     document.port = is_on ? W("On") : W("Off");
     document.job_id = kJob;

@@ -73,22 +73,22 @@ std::string progress_record_path(const BaseFolder& folder, const std::string& pr
     return folder.spool("hpc") + "/job" + of_job(printer, job_id);
 }
 
-bool lay_out(const BaseFolder& folder, const std::string& printer, DWORD job_id, const Course& course) {
-    return write(folder.base + "/" + printer + ".script", course.script) &&
-           (!course.not_approved || write(folder.marker(job_id), "")) &&
-           (!course.progress || write(progress_record_path(folder, printer, job_id), "made by the service")) &&
-           (!course.checked || write_settings_record(folder, printer)) &&
-           (!course.forced || write_force_attributes_records(folder, printer, job_id));
+bool lay_out(const BaseFolder& folder, const std::string& printer, DWORD job_id, const DocumentPlan& plan) {
+    return write(folder.base + "/" + printer + ".script", plan.script) &&
+           (!plan.not_approved || write(folder.marker(job_id), "")) &&
+           (!plan.progress || write(progress_record_path(folder, printer, job_id), "made by the service")) &&
+           (!plan.checked || write_settings_record(folder, printer)) &&
+           (!plan.forced || write_force_attributes_records(folder, printer, job_id));
 }
 
-void clear_away(const BaseFolder& folder, const std::string& printer, DWORD job_id, const Course& course) {
+void clear_away(const BaseFolder& folder, const std::string& printer, DWORD job_id, const DocumentPlan& plan) {
     std::error_code ignored;
     const auto remove = [&](const std::string& path) { fs::remove(path_of(path), ignored); };
     remove(folder.base + "/" + printer + ".script");
-    if (course.not_approved) remove(folder.marker(job_id));
-    if (course.progress) remove(progress_record_path(folder, printer, job_id));
-    if (course.checked) remove(settings_record_path(folder, printer));
-    if (!course.forced) return;
+    if (plan.not_approved) remove(folder.marker(job_id));
+    if (plan.progress) remove(progress_record_path(folder, printer, job_id));
+    if (plan.checked) remove(settings_record_path(folder, printer));
+    if (!plan.forced) return;
     for (const char* const kind : {"/msf", "/job"}) remove(folder.spool("forceattr") + kind + of_job(printer, job_id));
 }
 

@@ -18,17 +18,17 @@ bool install_helper(const BaseFolder& folder);
 // What the helper answers from its next start on; the lines are described in testbed/helper/script.h.
 bool set_helper_script(const BaseFolder& folder, const std::string& script);
 
-// The course that the service has laid out for a document.
-struct Course {
+// What the Print Provider has prepared for a document.
+struct DocumentPlan {
     bool not_approved = false;  // there is a marker
     bool progress = false;      // there is a progress record
     bool checked = false;       // the printer's hardware is checked
     bool forced = false;        // attributes are forced
     std::string script = "";    // what the helper answers for this printer
 };
-bool lay_out(const BaseFolder& folder, const std::string& printer, DWORD job_id, const Course& course);
+bool lay_out(const BaseFolder& folder, const std::string& printer, DWORD job_id, const DocumentPlan& plan);
 // Removes what the monitor has left of it.
-void clear_away(const BaseFolder& folder, const std::string& printer, DWORD job_id, const Course& course);
+void clear_away(const BaseFolder& folder, const std::string& printer, DWORD job_id, const DocumentPlan& plan);
 std::string progress_record_path(const BaseFolder& folder, const std::string& printer, DWORD job_id);
 
 // The text of a record: its fields between first and last line.

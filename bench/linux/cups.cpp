@@ -46,7 +46,7 @@ Pairs against_peer(Bench& bench, const PrintServer& server, const std::string& n
     const auto theirs = [&] {
         for (unsigned i = 0; i < count; ++i) send_by_cups(bench.receiver.port(), path);
     };
-    return compare(bench, bench.effort, name, kPeer, bar, delivering(bench, size * count, count, timed(ours)),
+    return compare(bench, bench.sampling, name, kPeer, bar, delivering(bench, size * count, count, timed(ours)),
                    delivering(bench, size * count, count, timed(theirs)), "ms", 1e3, count);
 }
 

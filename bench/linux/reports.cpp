@@ -80,7 +80,7 @@ void reports(Bench& bench) {
         return seconds;
     };
     const std::string what = "report on " + host::size_to_text(size) + " of log";
-    compare(bench, bench.effort, what, "wc -l", 10.0, ours, theirs);
+    compare(bench, bench.sampling, what, "wc -l", 10.0, ours, theirs);
     bench.report.add(figure_row(what + ", peak memory", "MiB", memory, kMostMemoryMiB));
     std::filesystem::remove_all(folder);
 }

@@ -28,7 +28,7 @@ void show_row(const char* label, const std::string& text) {
     std::fflush(stdout);
 }
 
-// A course as it is shown: a title, the story, rows, and whether all that was expected has happened.
+// An outcome as it is shown: a title, an explanation, rows, and whether all was as expected.
 class Scene {
   public:
     Scene(Stage& stage, const std::string& title, const char* story) : stage_(stage) {
@@ -103,23 +103,23 @@ const std::vector<DWORD> sent_to_printer = {JOB_CONTROL_SENT_TO_PRINTER};
 // What the service lays out for a document while the scope lasts.
 class LaidOut {
   public:
-    LaidOut(Stage& stage, const host::Document& document, const testbed::Course& course)
-        : stage_(stage), job_id_(document.job_id), course_(course) {
-        testbed::lay_out(stage_.folder, printer_name, job_id_, course_);
+    LaidOut(Stage& stage, const host::Document& document, const testbed::DocumentPlan& plan)
+        : stage_(stage), job_id_(document.job_id), plan_(plan) {
+        testbed::lay_out(stage_.folder, printer_name, job_id_, plan_);
     }
-    ~LaidOut() { testbed::clear_away(stage_.folder, printer_name, job_id_, course_); }
+    ~LaidOut() { testbed::clear_away(stage_.folder, printer_name, job_id_, plan_); }
     LaidOut(const LaidOut&) = delete;
     LaidOut& operator=(const LaidOut&) = delete;
 
   private:
     const Stage& stage_;
     const DWORD job_id_;
-    const testbed::Course course_;
+    const testbed::DocumentPlan plan_;
 };
 
 }  // namespace
 
-// -- The courses -----------------------------------------------------------------------------------------------------
+// -- The outcomes ----------------------------------------------------------------------------------------------------
 
 bool show_direct(Stage& stage, const File& file) {
     Scene scene(stage, "Printed directly", "Each buffer goes to the printer as the spooler hands it over.");
@@ -148,7 +148,7 @@ bool show_held(Stage& stage, const File& file) {
     Scene scene(stage, "Held because of an open door, then released",
                 "The printer's hardware is checked; the helper program sees an open door, and later that it is shut.");
     const host::Document document = stage.document(file.name, file.source);
-    const LaidOut course(
+    const LaidOut laid_out(
         stage, document,
         {.checked = true, .script = "on startdoc WAIT \"Door Open\" then WAIT \"Door Open\" until shut then OK"});
     const host::Text& printer = document.printer;
@@ -182,7 +182,7 @@ bool show_dropped(Stage& stage, const File& file) {
     Scene scene(stage, "Dropped by the helper",
                 "The helper program orders the job deleted: the monitor takes the data and throws it away.");
     const host::Document document = stage.document(file.name, file.source);
-    const LaidOut course(stage, document, {.checked = true, .script = "on startdoc DELETE"});
+    const LaidOut laid_out(stage, document, {.checked = true, .script = "on startdoc DELETE"});
     scene.show_document(document);
     const host::Outcome outcome = stage.print(document);
     scene.show_nothing_arrived(stage.arrivals(false));
@@ -195,7 +195,7 @@ bool show_forced_attributes(Stage& stage, const File& file) {
                 "The job goes to a file; at its end the helper program rewrites it, and its output is sent.");
     const host::Document document = stage.document(file.name, file.source);
     scene.show_document(document);
-    const LaidOut course(stage, document, {.forced = true});
+    const LaidOut laid_out(stage, document, {.forced = true});
     const std::string digest = digest_of(file.source);
     const host::Outcome outcome = stage.print(document);
     const Connections arrived = stage.arrivals(true);
@@ -235,7 +235,7 @@ bool show_lost_printer(Stage& stage) {
         scene.show("  second", "nothing: the monitor looked whether the printer is back", arrived[1].bytes == 0);
         scene.show("  third", Scene::description(arrived[2], digest), Scene::is_whole(arrived[2], digest));
     }
-    // The broken course of the job is told to have been sent at its end, too.
+    // The interrupted run of the job is reported as sent at its end, too.
     scene.show_outcome(outcome, host::Result::printed,
                        {JOB_CONTROL_RESTART, JOB_CONTROL_SENT_TO_PRINTER, JOB_CONTROL_SENT_TO_PRINTER});
     return scene.end();

@@ -1,4 +1,4 @@
-// The courses a document can take through the monitor, each shown in plain words and checked.
+// The outcomes a document can have in the monitor, each shown and checked.
 #pragma once
 
 #include <string>

@@ -1,4 +1,4 @@
-// Shows the monitor at work: every course a document can take, with what reaches the printer and what the spooler
+// Shows the monitor at work: every outcome of a document, with what reaches the printer and what the spooler
 // shows.
 #include <cstdio>
 #include <filesystem>
@@ -15,7 +15,7 @@ const char usage[] = R"(demo - prints documents through the port monitor and che
 
 usage: demo [FILE...] [--printer HOST:PORT]
 
-Without files all courses of a document are shown, one after the other: printed directly, not approved, held because
+Without files all outcomes of a document are shown, one after the other: printed directly, not approved, held because
 of an open door, dropped by the helper program, with forced attributes, and with a printer that is lost in the middle.
 With files each of them is printed directly, and then the first one as a job that is not approved, which the monitor
 has to keep from the printer. Without a printer one inside this program, on loopback, takes them, and its bytes are

@@ -247,7 +247,7 @@ TEST_F(LostPrinters, TheRestartedJobArrivesWhole) {
     const host::Outcome outcome = print(W("Office"), data);
     EXPECT_EQ(outcome.result, host::Result::printed) << outcome.message;
     EXPECT_EQ(outcome.restarts, 2u);
-    // Each time the lost connection and the probe that found the printer back, and the job's last course.
+    // Each time the lost connection and the probe that found the printer back, and the job's last run.
     ASSERT_TRUE(office->wait_for_ends(5));
     EXPECT_EQ(office->connection(1).bytes + office->connection(3).bytes, 0u);
     EXPECT_TRUE(same_bytes(office->connection(4).data, data));

@@ -1,4 +1,4 @@
-// Documents on a printer whose hardware is checked: each course as the helper hears it, as the printer gets it, and as
+// Documents on a printer whose hardware is checked: each outcome as the helper hears it, as the printer gets it, and as
 // the spooler shows it.
 #include "tests/support/helper_script.h"
 
@@ -31,7 +31,7 @@ const std::string kClosed = "(end of input)\n";
 const std::string kExit = "(exit)\n";
 const std::string kWhole = kStart + "enddoc\n" + kClosed;
 
-TEST_F(HardwareCheck, EveryCourse) {
+TEST_F(HardwareCheck, EveryOutcome) {
     enum Arrival { printed, nothing, no_connection };
     // clang-format off
     const struct {
@@ -41,7 +41,7 @@ TEST_F(HardwareCheck, EveryCourse) {
         Statuses job = {kPrinting};      // every status the job has had until it is printed
         Statuses printer = {};
         Arrival arrival = printed;
-    } courses[] = {
+    } cases[] = {
         {"", kWhole, "TSM Start Doc: sent <Office, 127.0.0.1, 7, startdoc>"},
         // held
         {"on startdoc WAIT \"Door Open\" for 20 ms then WAIT then OK", kStart + "OK\nOK\nenddoc\n" + kClosed,
@@ -86,25 +86,25 @@ TEST_F(HardwareCheck, EveryCourse) {
     // clang-format on
     start();
     const std::string page = pattern(100000);
-    for (const auto& course : courses) {
-        SCOPED_TRACE(course.script);
-        answer_by(course.script);
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.script);
+        answer_by(row.script);
         const size_t seen = spooler_sim::printer_status_seen(W("Office")).size();
-        const int logged_before = logged(course.line);
+        const int logged_before = logged(row.line);
         const host::Outcome outcome = print_job(page);
-        EXPECT_EQ(outcome.result, course.arrival == printed ? host::Result::printed : host::Result::dropped);
+        EXPECT_EQ(outcome.result, row.arrival == printed ? host::Result::printed : host::Result::dropped);
         EXPECT_TRUE(outcome.identity_kept);
-        EXPECT_EQ(heard(), course.heard);
-        Statuses job = course.job;
+        EXPECT_EQ(heard(), row.heard);
+        Statuses job = row.job;
         job.push_back((job.back() & ~kPrinting) | JOB_STATUS_PRINTED);
         EXPECT_EQ(outcome.job.status_seen, job);
         EXPECT_EQ(outcome.job.commands, Statuses{JOB_CONTROL_SENT_TO_PRINTER});
         Statuses printer = spooler_sim::printer_status_seen(W("Office"));
         printer.erase(printer.begin(), printer.begin() + static_cast<std::ptrdiff_t>(seen));
-        EXPECT_EQ(printer, course.printer);
+        EXPECT_EQ(printer, row.printer);
         const Lines expected[] = {{page}, {""}, {}};
-        EXPECT_TRUE(same_bytes(arrived(), expected[course.arrival]));
-        EXPECT_TRUE(course.line.empty() || logged(course.line) > logged_before);
+        EXPECT_TRUE(same_bytes(arrived(), expected[row.arrival]));
+        EXPECT_TRUE(row.line.empty() || logged(row.line) > logged_before);
         expect_clean();
     }
 }

@@ -30,7 +30,7 @@ class Report : public HelperServer {
         EXPECT_EQ(found[0].outcome, outcome) << reported.report_text;
         return found[0];
     }
-    // What the same course leaves in a log without Debug.
+    // What the same outcome leaves in a log without Debug.
     static std::string without_debug(const std::string& log) {
         std::string text;
         std::istringstream lines(log);

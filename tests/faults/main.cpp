@@ -85,7 +85,7 @@ std::string run_trial(World& world, const Trial& trial, std::uint64_t& calls) {
     if (wrong.empty() && !left_over.empty()) wrong = "left over: " + left_over;
     if (!loaded && !world.load() && wrong.empty()) wrong = "does not start any more: " + world.error();
     world.printer().behave(test_printer::Behaviour());
-    testbed::clear_away(world.folder, "Office", kJob, kEveryCourse);
+    testbed::clear_away(world.folder, "Office", kJob, kFullPlan);
     const host::Outcome next = world.print(page());
     // A connection of the run before, which nobody waited for, may still come in first.
     const bool prints = next.result == host::Result::printed && testbed::wait_until([&world] {

@@ -120,10 +120,10 @@ std::string run_document(World& world) {
     return check_document(world, world.print(page()), {page()}, false);
 }
 
-void prepare_course(World& world, const testbed::Course& course, const Lines& settings = kSettings) {
+void prepare_document(World& world, const testbed::DocumentPlan& plan, const Lines& settings = kSettings) {
     world.reset(settings);
     world.load();
-    testbed::lay_out(world.folder, "Office", kJob, course);
+    testbed::lay_out(world.folder, "Office", kJob, plan);
 }
 
 // A marker that could not be looked for does not refuse the job.
@@ -132,7 +132,7 @@ std::string run_refused(World& world) {
 }
 
 void prepare_checked(World& world, const std::string& script) {
-    prepare_course(world, {.checked = true, .script = script});
+    prepare_document(world, {.checked = true, .script = script});
 }
 
 std::uint64_t failed_calls(const std::string& function) {
@@ -321,21 +321,21 @@ const std::vector<Scenario>& scenarios() {
         {"document", prepare_monitor, run_document},
         {"open-port", prepare_start, run_open_port},
         {"list", prepare_old, run_list, true},
-        {"progress", [](World& world) { prepare_course(world, {.progress = true}); }, run_document},
-        {"refused", [](World& world) { prepare_course(world, {.not_approved = true}); }, run_refused},
+        {"progress", [](World& world) { prepare_document(world, {.progress = true}); }, run_document},
+        {"refused", [](World& world) { prepare_document(world, {.not_approved = true}); }, run_refused},
         {"hwcheck-wait",
          [](World& world) { prepare_checked(world, "on startdoc WAIT \"Door Open\" then WAIT then OK"); },
          run_document},
         {"hwcheck-delete", [](World& world) { prepare_checked(world, "on startdoc DELETE"); }, run_refused},
         {"hwcheck-error", [](World& world) { prepare_checked(world, "on printeraddress ERROR"); }, run_document},
-        {"forceattr", [](World& world) { prepare_course(world, {.forced = true}); }, run_forced},
+        {"forceattr", [](World& world) { prepare_document(world, {.forced = true}); }, run_forced},
         {"forceattr-debug",
          [](World& world) {
-             prepare_course(world, {.forced = true},
-                            {"Debug=on", "IsPrintingBasedOnPortMonitor=on", "ForceAttributesDebug=on"});
+             prepare_document(world, {.forced = true},
+                              {"Debug=on", "IsPrintingBasedOnPortMonitor=on", "ForceAttributesDebug=on"});
          },
          run_forced},
-        {"abandoned", [](World& world) { prepare_course(world, {.forced = true}); }, run_abandoned},
+        {"abandoned", [](World& world) { prepare_document(world, {.forced = true}); }, run_abandoned},
         {"lost-printer", prepare_lost, run_lost},
         {"rotation", prepare_rotation, run_document},
         {"xcv-add", prepare_monitor, run_add, true},

@@ -24,7 +24,7 @@ Lines to_lines(const std::vector<host::PortConfig>& ports) {
 
 const Text kPrinterName = W("Office");
 
-const testbed::Course kEveryCourse = {.not_approved = true, .progress = true, .checked = true, .forced = true};
+const testbed::DocumentPlan kFullPlan = {.not_approved = true, .progress = true, .checked = true, .forced = true};
 
 World::World() {
     const bool ready = set_up({}, error_) && testbed::install_helper(folder);

@@ -18,7 +18,7 @@ using Lines = std::vector<std::string>;
 extern const Text kPrinterName;
 constexpr DWORD kJob = 7;
 // Of which all traces are cleared away.
-extern const testbed::Course kEveryCourse;
+extern const testbed::DocumentPlan kFullPlan;
 
 class World : public testbed::PrintServer {
   public:
@@ -39,7 +39,7 @@ class World : public testbed::PrintServer {
         return try_load(error_);
     }
     test_printer::TcpPrinter& printer() { return printer_; }
-    // The job, as the course has it laid out.
+    // The job, as it was prepared.
     host::Outcome print(const std::string& data, DWORD write_size = 8192);
     // What connections since the last call have brought; the empty ones are left out. Waits for one when one must come:
     // a connection that is not waited for may reach the printer late.

@@ -106,12 +106,12 @@ class Spooler : public HelperServer {
     test_printer::TcpPrinter* other = nullptr;
 };
 
-TEST_F(Spooler, DocumentsOfEveryCourse) {
+TEST_F(Spooler, DocumentsOfEveryOutcome) {
     const std::string rest = page + pattern(300000);
     const struct {
         const char* name;
         std::string data;
-        testbed::Course course;
+        testbed::DocumentPlan plan;
         Outcome outcome;
         Lines arrive;
     } rows[] = {
@@ -128,7 +128,7 @@ TEST_F(Spooler, DocumentsOfEveryCourse) {
         DWORD id = 0;
         const Outcome outcome = print_on(office_name, row.data, [&](DWORD job) {
             id = job;
-            ASSERT_TRUE(testbed::lay_out(folder, "Office", job, row.course));
+            ASSERT_TRUE(testbed::lay_out(folder, "Office", job, row.plan));
         });
         EXPECT_EQ(outcome.told, row.outcome.told);
         EXPECT_EQ(outcome.commands, row.outcome.commands);
@@ -137,7 +137,7 @@ TEST_F(Spooler, DocumentsOfEveryCourse) {
         EXPECT_EQ(logged("", "ERROR: "), row.outcome.told ? 0 : 2);
         heard();
         expect_nothing_left();
-        testbed::clear_away(folder, "Office", id, row.course);
+        testbed::clear_away(folder, "Office", id, row.plan);
     }
 }
 

@@ -1,4 +1,4 @@
-// A print server for looking at reports: printers on which documents take all their courses, side by side, until the
+// A print server for looking at reports: printers on which documents have all their outcomes, side by side, until the
 // log has as many lines as asked for.
 //
 //   busy_server FOLDER LINES [paced]
@@ -31,23 +31,23 @@ const char* const names[] = {"Front desk",
 
 // What becomes of a document: what the service has laid out for it, and what printer and spooler do.
 struct Kind {
-    testbed::Course course;
+    testbed::DocumentPlan plan;
     bool is_refused = false;
     bool is_lost = false;  // in the middle
     bool has_queue = true;
 };
 const Kind kinds[] = {
-    {.course = {}},
-    {.course = {.not_approved = true}},
-    {.course = {.checked = true, .script = "on startdoc WAIT \"Door Open\" for 400 ms then WAIT then OK\n"}},
-    {.course = {.checked = true, .script = "on startdoc WAIT \"No Paper\" for 400 ms then WAIT then OK\n"}},
-    {.course = {.checked = true, .script = "on startdoc DELETE\n"}},
-    {.course = {.checked = true, .script = "on jobid ERROR\n"}},
-    {.course = {.forced = true}},
-    {.course = {.forced = true, .script = "on forceattr ERROR\n"}},
-    {.course = {}, .is_refused = true},
-    {.course = {}, .is_lost = true},
-    {.course = {}, .has_queue = false},
+    {.plan = {}},
+    {.plan = {.not_approved = true}},
+    {.plan = {.checked = true, .script = "on startdoc WAIT \"Door Open\" for 400 ms then WAIT then OK\n"}},
+    {.plan = {.checked = true, .script = "on startdoc WAIT \"No Paper\" for 400 ms then WAIT then OK\n"}},
+    {.plan = {.checked = true, .script = "on startdoc DELETE\n"}},
+    {.plan = {.checked = true, .script = "on jobid ERROR\n"}},
+    {.plan = {.forced = true}},
+    {.plan = {.forced = true, .script = "on forceattr ERROR\n"}},
+    {.plan = {}, .is_refused = true},
+    {.plan = {}, .is_lost = true},
+    {.plan = {}, .has_queue = false},
 };
 
 struct Server {
@@ -68,9 +68,9 @@ void print(Server& server, test_printer::TcpPrinter& printer, const std::string&
     document.source = host::generated_source(random() % (server.paced ? 900'000 : 300'000) + 2000, random());
     document.write_size = 16384;
     document.job_id = server.monitor.next_job_id();
-    document.not_approved = kind.course.not_approved;
+    document.not_approved = kind.plan.not_approved;
     document.retry_pause_ms = 5;
-    testbed::lay_out(server.folder, name, document.job_id, kind.course);
+    testbed::lay_out(server.folder, name, document.job_id, kind.plan);
     if (kind.is_refused) printer.refuse();
     if (kind.is_lost) {
         test_printer::Behaviour broken;
@@ -80,7 +80,7 @@ void print(Server& server, test_printer::TcpPrinter& printer, const std::string&
     }
     const host::Outcome outcome = server.monitor.print_document(document);
     if (kind.is_refused) printer.listen();
-    testbed::clear_away(server.folder, name, document.job_id, kind.course);
+    testbed::clear_away(server.folder, name, document.job_id, kind.plan);
     server.written += 60 + 3ull * outcome.writes;
 }
 

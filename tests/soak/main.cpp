@@ -1,5 +1,5 @@
-// The soak: 64 ports print at once, for minutes, jobs of every size and course on printers and helpers that fail, while
-// administrators change the ports. Every job is accounted for, and nothing may be left over at the end.
+// The soak: 64 ports print at once, for minutes, jobs of all sizes and outcomes on printers and helpers that fail,
+// while administrators change the ports. Every job is accounted for, and nothing may be left over at the end.
 #include <unistd.h>
 
 #include <algorithm>

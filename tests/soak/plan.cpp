@@ -11,7 +11,7 @@ using host::Result;
 
 struct Choice {
     unsigned of_hundred;
-    testbed::Course course;
+    testbed::DocumentPlan document;
     Result result = Result::printed;
 };
 
@@ -74,7 +74,7 @@ Plan make_plan(Random& random) {
     static constexpr size_t kLargest[] = {2 << 10, 2 << 10, 2 << 10, 64 << 10, 64 << 10, 1 << 20};
     Plan plan;
     const Choice& choice = draw(random);
-    plan.course = choice.course;
+    plan.document = choice.document;
     plan.result = choice.result;
     const std::uint64_t trouble = below(random, 100);
     // A small document has been sent before its loss is felt.
@@ -82,7 +82,7 @@ Plan make_plan(Random& random) {
     plan.data.resize(1 + below(random, largest));
     std::generate(plan.data.begin(), plan.data.end(), [&random] { return static_cast<char>(random()); });
     if (plan.result != Result::failed) plan.first = plan.data;
-    if (plan.course.script.find("write ") != std::string::npos) plan.first = test_printer::pattern(kWritten);
+    if (plan.document.script.find("write ") != std::string::npos) plan.first = test_printer::pattern(kWritten);
     // Each write logs a dozen lines, for which 63 other threads are waiting too.
     plan.write_size = static_cast<DWORD>(std::max(size_t{512} << below(random, 8), plan.data.size() / 100));
     plan_trouble(random, trouble, plan);

@@ -1,4 +1,4 @@
-// What one job of the soak is to be: its bytes, its course through the monitor, and the trouble at its printer. All of
+// One job of the soak: its bytes, what is prepared for it, and the failures of its printer. All of
 // it comes from one random number generator, so that a seed repeats it.
 #pragma once
 
@@ -14,8 +14,8 @@ namespace soak {
 using Random = std::mt19937_64;
 
 struct Plan {
-    testbed::Course course;  // as the service lays it out, with the helper's script
-    host::Result result;     // unless a printer or an administrator is in the way
+    testbed::DocumentPlan document;  // what is prepared for it, the helper's script included
+    host::Result result;             // unless a printer or an administrator is in the way
     std::string data;
     std::string first;  // what the first run sends: the data, or what the helper makes of it; nothing when that fails
     DWORD write_size = 0;

@@ -22,7 +22,7 @@ void Port::print_one() {
     const Plan plan = make_plan(random_);
     host::Document document = testbed::PrintServer::document(name_, host::memory_source(plan.data), plan.write_size);
     document.job_id = server_.monitor.next_job_id();
-    testbed::lay_out(server_.folder, plain_name_, document.job_id, plan.course);
+    testbed::lay_out(server_.folder, plain_name_, document.job_id, plan.document);
     if (plan.is_lost_always)
         printer_.behave(plan.behaviour);
     else
@@ -38,9 +38,9 @@ void Port::print_one() {
                                                     : "the printer did not see the end of its connections";
     if (!wrong.empty()) {
         server_.wrong(plain_name_ + ", job " + std::to_string(outcome.job_id) + " of " +
-                      std::to_string(plan.data.size()) + " bytes (" + plan.course.script + "): " + wrong);
+                      std::to_string(plan.data.size()) + " bytes (" + plan.document.script + "): " + wrong);
     }
-    testbed::clear_away(server_.folder, plain_name_, document.job_id, plan.course);
+    testbed::clear_away(server_.folder, plain_name_, document.job_id, plan.document);
     forget_arrived();
     ++server_.documents;
     server_.restarts += outcome.restarts;
@@ -99,10 +99,10 @@ std::string Port::judge(const Plan& plan, const host::Outcome& outcome, const Co
 // The monitor learns of what a printer has not read only from its next send. That a printer has ended the connection
 // after the last one is not its fault; that it is anything but the printer's doing would be.
 std::string Port::judge_printed(const Plan& plan, const host::Outcome& outcome, const Connections& arrived) const {
-    // A connection for each course, and one before each restart that finds the printer back; forced attributes, which
+    // A connection for each run, and one before each restart that finds the printer back; forced attributes, which
     // are sent at the end of the document, ask for theirs at once.
     const size_t restarts = outcome.restarts;
-    const size_t connections = plan.course.forced && restarts != 0 ? 2 * restarts : 2 * restarts + 1;
+    const size_t connections = plan.document.forced && restarts != 0 ? 2 * restarts : 2 * restarts + 1;
     if (arrived.size() != connections) {
         return std::to_string(arrived.size()) + " connections, not " + std::to_string(connections) + ": " +
                outcome.message;
