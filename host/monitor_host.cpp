@@ -55,7 +55,7 @@ bool MonitorHost::load(const Options& options, std::string& why) {
         return false;
     }
     if (!use_simulated_spooler(library_)) {
-        why = options.library + " cannot be led to the simulated spooler (" + error_message(GetLastError()) + ")";
+        why = options.library + " cannot be connected to the simulated spooler (" + error_message(GetLastError()) + ")";
     } else if (start_monitor(options_, why)) {
         return true;
     }
@@ -66,7 +66,7 @@ bool MonitorHost::load(const Options& options, std::string& why) {
 bool MonitorHost::start_monitor(const Options& options, std::string& why) {
     const FARPROC address = GetProcAddress(library_, "InitializePrintMonitor2");
     if (address == nullptr) {
-        why = options.library + " is no port monitor: it has no InitializePrintMonitor2";
+        why = options.library + " is not a port monitor: it has no InitializePrintMonitor2";
         return false;
     }
     HKEY root = nullptr;

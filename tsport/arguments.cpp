@@ -23,7 +23,7 @@ std::string add_server(const std::string& given, std::vector<Text>& servers) {
     Text name = host::to_text(given);
     name.erase(0, name.find_first_not_of(W("\\")));
     if (name.empty() || name.find_first_of(W("\\/,: \t")) != Text::npos) {
-        return "\"" + given + "\" is no name of a server; it looks like \\\\NAME";
+        return "\"" + given + "\" is not a server name; write \\\\NAME";
     }
     name = W("\\\\") + name;
     const bool known =

@@ -28,7 +28,7 @@ const char* cause_of(DWORD code) {
 }
 
 std::string hint_for(DWORD code) {
-    if (code == ERROR_ACCESS_DENIED) return " (this takes an administrator)";
+    if (code == ERROR_ACCESS_DENIED) return " (administrator rights are needed)";
     if (code == ERROR_ALREADY_EXISTS) return " (the spooler has a port of that name)";
     if (code == RPC_S_SERVER_UNAVAILABLE) return " (is the print spooler there running? net start spooler starts it)";
     return std::string();
@@ -39,7 +39,7 @@ std::string hint_for(DWORD code) {
 bool Task::report_if_error(DWORD code, const std::string& deed) const {
     if (code == ERROR_SUCCESS) return false;
     const char* const who =
-        code == RPC_S_SERVER_UNAVAILABLE ? "the spooler cannot be asked to " : "the spooler refused to ";
+        code == RPC_S_SERVER_UNAVAILABLE ? "the spooler does not answer the request to " : "the spooler refused to ";
     fail(refused, who + deed + ": " + host::error_message(code) + hint_for(code), cause_of(code), code);
     return true;
 }

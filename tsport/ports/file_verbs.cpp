@@ -103,7 +103,7 @@ bool names_are_free(const Task& task, const Differences& plan) {
     for (const SpoolerPort& port : ports) taken.insert(port.name);
     for (const Port& port : plan.only_in_file) {
         if (taken.count(port.name) == 0) continue;
-        task.fail(refused, "nothing was done: another monitor has a port " + named(port.name), "exists",
+        task.fail(refused, "nothing was changed: another monitor has a port " + named(port.name), "exists",
                   ERROR_ALREADY_EXISTS);
         return false;
     }
@@ -186,7 +186,7 @@ bool read_former_export(const Task& task, PortsFile& file) {
     std::string why;
     if (read_ports_file(path, file.csv, file, why)) return true;
     task.fail(bad_usage,
-              "nothing was written: " + path + " is there and holds no ports, or not only ports:\n" + why +
+              "nothing was written: " + path + " exists and is not a file of ports:\n" + why +
                   "\nName another file, or replace this one with --force",
               "file");
     return false;

@@ -44,11 +44,11 @@ bool Hosted::load(const Options& options, std::string& why) {
         return false;
     }
     if (!store_.write(file_.ports())) {
-        why = "the ports of " + path_ + " cannot be handed to the library";
+        why = "the ports of " + path_ + " cannot be loaded into the library";
         return false;
     }
     if (!host::use_simulated_spooler(nullptr)) {
-        why = "this program cannot be led to the simulated spooler: " + host::error_message(GetLastError());
+        why = "this program cannot be connected to the simulated spooler: " + host::error_message(GetLastError());
         return false;
     }
     library_ = options.library.empty() ? own_library() : options.library;
@@ -75,7 +75,7 @@ bool Hosted::read(const std::vector<Text>& names, std::vector<Port>& ports) cons
 }
 
 bool Hosted::put(const std::vector<Port>& ports, std::string& why) {
-    why = "the ports cannot be handed to the library";
+    why = "the ports cannot be loaded into the library";
     monitor_.unload();
     return store_.write(ports) && start(why);
 }

@@ -206,9 +206,9 @@ void find_doubles(const std::vector<Entry>& entries, std::vector<Fault>& faults)
         if (!entry.is_port || entry.port.name.empty()) continue;
         const auto [place, is_new] = seen.emplace(entry.port.name, entry.line);
         if (is_new) continue;
-        faults.push_back({entry.line, 1,
-                          "the port \"" + shown(entry.port.name) + "\" stands in line " +
-                              std::to_string(place->second) + " already"});
+        faults.push_back(
+            {entry.line, 1,
+             "the port \"" + shown(entry.port.name) + "\" is already in line " + std::to_string(place->second)});
     }
 }
 
