@@ -134,7 +134,7 @@ TEST_F(DeleteDialog, WhenThePrintersCannotBeListedThatIsSaid) {
     const auto desk = delete_port(L"Office");
     const HWND dialog = desk->front();
     EXPECT_TRUE(Desk::begins(dialog, IDC_QUESTION,
-                             L"Delete the port \"Office\"?\n\nWhich printers use it could not be found out: "));
+                             L"Delete the port \"Office\"?\n\nIt could not be determined which printers use it: "));
     EXPECT_TRUE(fits(dialog, IDC_QUESTION));
 }
 

@@ -338,7 +338,7 @@ TEST_F(PrinterTest, AnotherServerIsAskedAndItsAnswerIsSaid) {
     EXPECT_TRUE(says(L"\\\\print1 cannot connect to the printer on port 9100. Check"));
     answer = RPC_S_CALL_FAILED;
     test(L"10.1.2.5", 9100);
-    EXPECT_TRUE(says(L"The test could not be done: "));
+    EXPECT_TRUE(says(L"The test could not be carried out: "));
     EXPECT_NE(Desk::shown(dialog_, IDC_TEST_RESULT).find(L"(error 1726)"), std::wstring::npos);
     cancel();
 }
