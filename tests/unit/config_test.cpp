@@ -1,7 +1,9 @@
 // The settings, print-provider.conf and env-version.
 #include <algorithm>
+#include <iomanip>
 #include <map>
 #include <set>
+#include <sstream>
 
 #include "common/config.h"
 #include "common/util.h"
@@ -13,177 +15,137 @@ namespace {
 using C = SessionContext;
 const C& c = session_context;
 
-constexpr int32_t no_setting = -1;
-constexpr int32_t ignored = CONFIG_VAR_IGNORED;
-constexpr int32_t text = CONFIG_VAR_STRING;
-constexpr int32_t number = CONFIG_VAR_INT;
-constexpr int32_t on_off = CONFIG_VAR_BOOL;
-constexpr int32_t own = CONFIG_VAR_HANDLER;  // checked one by one
+// Each setting: its name, its type with a text's size if that is not 1024, its default and its label in the dump, in
+// the order of the dump; behind those, the ones that are not dumped. "-" is nothing. A label that ends in "?" shows
+// "true" or "false".
+const char kSettings[] = R"(
+- none - config_file_path   BaseDir text - base_dir_path   Debug own - debug_logging   - none - dev_logging
+Logfile text print-provider.log log_file_path   ParseTimeout number 300 parse_timeout
+ConnectTimeout number 10000 connect_timeout_ms   NetworkTimeout number 120000 send_timeout_ms   TLS switch 0 use_tls?
+TLSMinProtocolVersion own - tls_min_protocol_version   TLSMaxProtocolVersion own - tls_max_protocol_version
+TLSVerifyCertificate switch 0 tls_verify_certificate?   TLSCipherSuites text4096 - tls_cipher_suites
+TLSCABundlePath own - tls_ca_bundle_path   ApplicationServer text localhost app_server_name
+ApplicationServerPort number 9191 app_server_port   RedirectFallbackServer text - redirect_fallback_server
+RedirectCheckPeriodSecs number 60 app_server_redirect_check_secs   ServerName own - server_name
+PlainTextLinesPerPage number 66 lines_per_page   - none - env_version_file_path   - none - env_version
+JobReplaySpoolDir text - jobreplay_spool_dir_path   JobReplayPollIntervalSecs number 300 jobreplay_poll_interval_secs
+JobReplayResendDelayMillis number 1000 jobreplay_resend_delay_millis
+JobReplayAllowReplay switch 1 jobreplay_allow_replay   SpoolDir text - spool_dir_path
+SettingsSpoolDir text - settings_spool_dir_path   LocksSpoolDir text - locks_spool_dir_path
+ActiveJobsSpoolDir text - activejobs_spool_dir_path   DummyDocumentSizeBytes number 24 dummy_doc_size_bytes
+ForceAttributesSpoolDir text - forceattr_spool_dir_path   ForceAttributesDebug switch 0 forceattr_debug
+ErrorPollPeriodSecs number 120 -   ErrorPollActivePeriodSecs number 120 error_poll_active_secs
+ErrorPollInactivePeriodSecs number 600 error_poll_inactive_secs   ErrorPollMethod own - error_poll_method
+ErrorPollUsePortPrinterAddress switch 1 error_poll_use_port_printer_addr
+ErrorPollInErrorPeriodSecs number 0 error_poll_in_error_secs   ErrorPollSNMPRetries number 2 error_poll_snmp_retries
+ErrorPollSNMPTimeoutMillis number 1000 error_poll_snmp_timeout_ms
+PrinterRegisterPollPeriodsecs number 3 printer_register_poll_secs
+PrenotificationPollPeriodsecs number 3 prenotification_poll_secs   HoldJobOnErrorMs number 120000 hold_job_on_error_ms
+IgnoreDocumentNames text - ignore_document_names   IgnoreOSDocumentNames text - ignore_os_document_names
+IgnorePrinters text8192 - ignore_printers   IgnorePrintersSPJ text8192 - ignore_printers_spj
+IgnoreTerminalServerPrinters switch 1 ignore_terminal_server_printers
+IgnoreVirtualPrinters switch 1 ignore_virtual_printers   PrintServerName text - print_server_name
+PreNotifications switch 1 enable_pre_notifications   CheckHeldJobMillis own - check_held_job_ms
+CheckHeldDeleteOnUnpause switch 1 check_held_job_delete_on_unpause   HideDocumentNames switch 0 hide_job_names
+HideDocumentNamesText text [hidden] hide_job_name_text   NotApprovedJobsSpoolDir text - notapproved_jobs_spool_dir_path
+NotApprovedFileChecking switch 1 notapproved_file_checking
+DoForcedAttributesInPrinterPort switch 1 do_forced_attributes_in_tessaron_port
+EmailToPrintUseManufacturerDefaults switch 0 email_to_print_use_manufacturer_defaults
+IgnoreXPS2GDIGeneratedJob switch 1 "ignore XPS2GDI generated job?"
+DoDailyServiceRefresh switch 1 do_daily_service_refresh?   EnableRegisterPrinters switch 1 register_printers_enabled?
+RandomDelayRegisterPrintersMins number 0 register_printers_rand_delay_mins
+DocumentRenameTimeoutMs number 10000 document_rename_timeout_ms
+RefreshDiscardedFlagRetries number 3 refresh_discarded_flag_retries
+ProcessJobPriority text128 BelowNormal process_job_priority
+ManagePrinterAvailableTime switch 1 manage_printer_available_time
+CreateRedirectedJobPaused switch 0 create_redirected_job_paused
+SpoolerNotificationDelaySecMax number 300 spooler_notification_delay_sec_max
+MaxPrintersToMonitor number 3200 max_printers_to_monitor   PDFFitToPage switch 1 xpdf_fit_to_page
+EnableGoogleCloudPrint switch 0 enable_google_cloud_print   MonitorHttpPrinters switch 0 monitor_http_printers?
+DoRefreshForPrinterAttributeNotifications switch 1 do_refresh_for_printer_attribute_notifications?
+TessaronPortSupport switch 1 tessaron_port_support?
+HWCheckWaitIdlePollIntervalMillis number 1000 hwcheck_wait_idle_poll_interval_millis
+HWCheckWaitPrintingPollIntervalMillis number 1000 hwcheck_wait_printing_poll_interval_millis
+HWCheckWaitMaxErrorPollBackoffSecs number 10 hwcheck_wait_max_error__poll_backoff_secs
+HWCheckWaitErrorIncrementSecs number 2 hwcheck_wait_error_increment_secs
+HWCheckWaitIdleNoerrorMaxSecs number 0 hwcheck_wait_idle_noerror_max_secs
+HWCheckWaitPrintingNoerrorMaxSecs number 40 hwcheck_wait_printing_noerror_max_secs
+HWCheckWaitIdleErrorMaxSecs number 0 hwcheck_wait_idle_error_max_secs
+HWCheckWaitPrintingErrorMaxSecs number 0 hwcheck_wait_printing_error_max_secs
+HWCheckStabilizationNumLoopsBefore number 0 hwcheck_stabilization_num_loops_before
+HWCheckStabilizationNumLoopsAfter number 5 hwcheck_stabilization_num_loops_after
+HWCheckExtraTimeLoops number 60 hwcheck_extra_time_loops   HWCheckSnmpRetries number 5 hwcheck_snmp_retries
+HWCheckSnmpTimeoutSecs number 2 hwcheck_snmp_timeout_secs   HWCheckWaitRetriesAfter number 60 hwcheck_wait_retries_after
+HWCheckIgnoreErrors text "Service Requested|Input Tray Empty|Low Paper|Low Toner|No Toner|Output Near Full|Overdue Prevent Maintenance" hwcheck_ignore_errors
+SNMPSamsungByteSwapModel text - snmp_samsung_byte_swap_model   AddHTTPHostHeader switch 1 add_http_host_header
+ApplicationServerApiKey text - app_server_api_key   HWCheckModel1 text - hwcheck_model1
+HWCheckModel2 text - hwcheck_model2   HWCheckModel3 text - hwcheck_model3   HWCheckModel4 text - hwcheck_model4
+HWCheckModel5 text - hwcheck_model5   UsernameOverridePrefix text - username_override_prefix
+UsernameOverrideSuffix text - username_override_suffix   UsernameOverrideRegex1 text - username_override_regex1
+UsernameOverrideRegex2 text - username_override_regex2   UsernameOverrideRegex3 text - username_override_regex3
+UsernameOverrideRegex4 text - username_override_regex4   UsernameOverrideRegex5 text - username_override_regex5
+SpooledJobsDir text - spooled_jobs_spool_dir_path
+SpooledJobsManagerPollTimeoutMillis number 300000 spooled_jobs_manager_poll_timeout_ms
+SpooledJobsManagerDisable switch 0 spooled_jobs_manager_disable
+SpooledJobsManagerJobProcessLimit number 5 spooled_jobs_manager_process_limit
+TransformsDir text - xvp_scripts_dir_path   TransformLogsDir text - xvp_logs_dir_path
+EnableTransformTestMode switch 0 xvp_test_mode   TransformLogsMax number 100 xvp_max_logs
+TransformLogsCheckSecs number 300 xvp_log_check_period_secs
+TransformCacheLifetimeSecs number 14400 xvp_printer_cache_lifetime_secs
+EnableUnicodeSupport switch 1 enable_unicode_support
+ConfigureFullPageWatermark switch 0 configure_full_page_watermark?
+FullPageWatermarkGrayLevel number 127 full_page_watermark_gray_level
+FullPageWatermarkFontSize number 8 full_page_watermark_font_size_points
+FullPageWatermarkPCL6ROP3 number 245 full_page_watermark_pcl6_rop3   GzipCompress text8192 - "gzip print jobs sent to "
+ServerlessPrintingMode switch 0 serverless_printing_mode
+DirectJobRedirectionSendTimeoutSecs number 600 job_send_timeout_ms   DirectPrintingMode switch 0 direct_printing_mode
+PrintEventsReportingDir text - PrintEventsReportingDir   ModifySpoolDebug switch 0 debug_modify_spool_job
+MaxBitsPerComponent number 8 max_bits_per_component   RollwickClientSupport switch 0 enable_rw_client_support
+RollwickClientMasterTokenPath text - rw_client_master_token_path   CompositeIsGrayscale switch 0 composite_is_grayscale
+TreatCompositeGrayscaleImageAsColor switch 0 treat_composite_grayscale_image_as_color
+ReplacePaperAreaWithPrintingArea switch 0 replace_paper_area_with_printing_area   UPNSuffix text - upn_suffix
+PrinterDuplexOrderBackToFront text - printer_duplex_order_back_to_front
+CountBlankPagesForPrinterType text - count_blank_pages_for_printer_type
+ReportPrintProviderUUIDToApplicationServer switch 1 add_print_provider_uuid_header
+MakeJobIdUniqueToPrintProviderInstallation switch 0 print_provider_unique_job_id
+EnableHeldJobEncryption switch 0 encrypt_held_spool_files   EncryptedSpoolDir text - encrypted_spool_dir_path
+EnableEncryptionDebug switch 0 enable_encryption_debug
+XeroxGrayscaleConversionPJLValue text BLACK_WHITE xerox_grayscale_conversion_pjl_value
+EnablePScriptBlack&WhiteDetection switch 1 enable_pscript_bw_detection
+GiveDSCBoundingBoxPrecedence switch 0 give_DSC_precedence
+WaitForServerAtStartupTimeoutSecs number 3600 wait_for_server_at_startup_timeout_secs
+PreserveCupsBackendCallBehavior switch 0 preserve_cups_backend_call_behavior
+ServerEventsPollTimeoutMillis number 90000 -   ActiveJobsResendDelayMillis number 100 -
+HWCheckPortMonitorRunAsSystem switch 0 -   IsPrintingBasedOnPortMonitor switch 0 -
+ServerEventsEnableOnDesktops switch 0 -   SavedSpoolMaxDimensionCm number 10000 -
+CheckHeldWaitEventMillis number 2000 -   PDFPrintAllowPSPassThrough switch 1 -   CancelJobOnPrintedDeleted switch 0 -
+SNMPDisableErrorReporting switch 0 -   WatermarkPCL5MacroNumber number 22 -   ProcessJobConnectRetries number 2 -
+PDFPrintForcePSGrayscale switch 1 -   WatermarkPCL5MacroIsTemp number 0 -   WatermarkPCL5NoGrayLevel switch 0 -
+UseTimeBasedNewJobSearch switch 0 -   ApplicationLogStartStop switch 1 -   LogRotateSizeKBytes number 10240 -
+SNMPMapFailureToOffline switch 1 -   SavedSpoolMaxCopies number 10000 -   SavedSpoolMaxPages number 10000 -
+WatermarkPSNoLandscape switch 0 -   HPCSpoolDir text - -   LogRotateCheckCount number 200 -
+AlwaysRefundOnCancel switch 0 -   CsvLogFilePath text - -   ConvertGrayscaleRPJL switch 1 -
+ServerEventsDisable switch 0 -   HeldJobsSpoolDir text - -   SavedSpoolKeepCount number 3 -
+EnableErrorChecks switch 1 -   OnAppServerError ignored - -   LogRotateNumber number 10 -   EnableTransforms switch 1 -
+SNMPCommunity text public -   PDFPrintDpi number 600 -   LogDevmode switch 0 -   XeroxFax switch 0 -
+SavedSpoolDir text - -   Force.* ignored - -   ArchiveDir text - -
+)";
 
 struct Setting {
-    const char* name;
-    const char* dumped;  // its label in the dump; one that ends in "?" shows "true" or "false"
-    int32_t type;
-    const char* value = "";  // the default
+    std::string name;
+    std::string type;
+    std::string value;
+    std::string label;
 };
 
-// In the order of the dump.
-// clang-format off
-const Setting kSettings[] = {
-    {"", "config_file_path", no_setting}, {"BaseDir", "base_dir_path", text}, {"Debug", "debug_logging", own},
-    {"", "dev_logging", no_setting}, {"Logfile", "log_file_path", text, "print-provider.log"},
-    {"ParseTimeout", "parse_timeout", number, "300"}, {"ConnectTimeout", "connect_timeout_ms", number, "10000"},
-    {"NetworkTimeout", "send_timeout_ms", number, "120000"}, {"TLS", "use_tls?", on_off, "0"},
-    {"TLSMinProtocolVersion", "tls_min_protocol_version", own},
-    {"TLSMaxProtocolVersion", "tls_max_protocol_version", own},
-    {"TLSVerifyCertificate", "tls_verify_certificate?", on_off, "0"},
-    {"TLSCipherSuites", "tls_cipher_suites", text}, {"TLSCABundlePath", "tls_ca_bundle_path", own},
-    {"ApplicationServer", "app_server_name", text, "localhost"},
-    {"ApplicationServerPort", "app_server_port", number, "9191"},
-    {"RedirectFallbackServer", "redirect_fallback_server", text},
-    {"RedirectCheckPeriodSecs", "app_server_redirect_check_secs", number, "60"}, {"ServerName", "server_name", own},
-    {"PlainTextLinesPerPage", "lines_per_page", number, "66"}, {"", "env_version_file_path", no_setting},
-    {"", "env_version", no_setting}, {"JobReplaySpoolDir", "jobreplay_spool_dir_path", text},
-    {"JobReplayPollIntervalSecs", "jobreplay_poll_interval_secs", number, "300"},
-    {"JobReplayResendDelayMillis", "jobreplay_resend_delay_millis", number, "1000"},
-    {"JobReplayAllowReplay", "jobreplay_allow_replay", on_off, "1"}, {"SpoolDir", "spool_dir_path", text},
-    {"SettingsSpoolDir", "settings_spool_dir_path", text}, {"LocksSpoolDir", "locks_spool_dir_path", text},
-    {"ActiveJobsSpoolDir", "activejobs_spool_dir_path", text},
-    {"DummyDocumentSizeBytes", "dummy_doc_size_bytes", number, "24"},
-    {"ForceAttributesSpoolDir", "forceattr_spool_dir_path", text},
-    {"ForceAttributesDebug", "forceattr_debug", on_off, "0"}, {"ErrorPollPeriodSecs", "", number, "120"},
-    {"ErrorPollActivePeriodSecs", "error_poll_active_secs", number, "120"},
-    {"ErrorPollInactivePeriodSecs", "error_poll_inactive_secs", number, "600"},
-    {"ErrorPollMethod", "error_poll_method", own},
-    {"ErrorPollUsePortPrinterAddress", "error_poll_use_port_printer_addr", on_off, "1"},
-    {"ErrorPollInErrorPeriodSecs", "error_poll_in_error_secs", number, "0"},
-    {"ErrorPollSNMPRetries", "error_poll_snmp_retries", number, "2"},
-    {"ErrorPollSNMPTimeoutMillis", "error_poll_snmp_timeout_ms", number, "1000"},
-    {"PrinterRegisterPollPeriodsecs", "printer_register_poll_secs", number, "3"},
-    {"PrenotificationPollPeriodsecs", "prenotification_poll_secs", number, "3"},
-    {"HoldJobOnErrorMs", "hold_job_on_error_ms", number, "120000"},
-    {"IgnoreDocumentNames", "ignore_document_names", text}, {"IgnoreOSDocumentNames", "ignore_os_document_names", text},
-    {"IgnorePrinters", "ignore_printers", text}, {"IgnorePrintersSPJ", "ignore_printers_spj", text},
-    {"IgnoreTerminalServerPrinters", "ignore_terminal_server_printers", on_off, "1"},
-    {"IgnoreVirtualPrinters", "ignore_virtual_printers", on_off, "1"}, {"PrintServerName", "print_server_name", text},
-    {"PreNotifications", "enable_pre_notifications", on_off, "1"}, {"CheckHeldJobMillis", "check_held_job_ms", own},
-    {"CheckHeldDeleteOnUnpause", "check_held_job_delete_on_unpause", on_off, "1"},
-    {"HideDocumentNames", "hide_job_names", on_off, "0"},
-    {"HideDocumentNamesText", "hide_job_name_text", text, "[hidden]"},
-    {"NotApprovedJobsSpoolDir", "notapproved_jobs_spool_dir_path", text},
-    {"NotApprovedFileChecking", "notapproved_file_checking", on_off, "1"},
-    {"DoForcedAttributesInPrinterPort", "do_forced_attributes_in_tessaron_port", on_off, "1"},
-    {"EmailToPrintUseManufacturerDefaults", "email_to_print_use_manufacturer_defaults", on_off, "0"},
-    {"IgnoreXPS2GDIGeneratedJob", "ignore XPS2GDI generated job?", on_off, "1"},
-    {"DoDailyServiceRefresh", "do_daily_service_refresh?", on_off, "1"},
-    {"EnableRegisterPrinters", "register_printers_enabled?", on_off, "1"},
-    {"RandomDelayRegisterPrintersMins", "register_printers_rand_delay_mins", number, "0"},
-    {"DocumentRenameTimeoutMs", "document_rename_timeout_ms", number, "10000"},
-    {"RefreshDiscardedFlagRetries", "refresh_discarded_flag_retries", number, "3"},
-    {"ProcessJobPriority", "process_job_priority", text, "BelowNormal"},
-    {"ManagePrinterAvailableTime", "manage_printer_available_time", on_off, "1"},
-    {"CreateRedirectedJobPaused", "create_redirected_job_paused", on_off, "0"},
-    {"SpoolerNotificationDelaySecMax", "spooler_notification_delay_sec_max", number, "300"},
-    {"MaxPrintersToMonitor", "max_printers_to_monitor", number, "3200"},
-    {"PDFFitToPage", "xpdf_fit_to_page", on_off, "1"},
-    {"EnableGoogleCloudPrint", "enable_google_cloud_print", on_off, "0"},
-    {"MonitorHttpPrinters", "monitor_http_printers?", on_off, "0"},
-    {"DoRefreshForPrinterAttributeNotifications", "do_refresh_for_printer_attribute_notifications?", on_off, "1"},
-    {"TessaronPortSupport", "tessaron_port_support?", on_off, "1"},
-    {"HWCheckWaitIdlePollIntervalMillis", "hwcheck_wait_idle_poll_interval_millis", number, "1000"},
-    {"HWCheckWaitPrintingPollIntervalMillis", "hwcheck_wait_printing_poll_interval_millis", number, "1000"},
-    {"HWCheckWaitMaxErrorPollBackoffSecs", "hwcheck_wait_max_error__poll_backoff_secs", number, "10"},
-    {"HWCheckWaitErrorIncrementSecs", "hwcheck_wait_error_increment_secs", number, "2"},
-    {"HWCheckWaitIdleNoerrorMaxSecs", "hwcheck_wait_idle_noerror_max_secs", number, "0"},
-    {"HWCheckWaitPrintingNoerrorMaxSecs", "hwcheck_wait_printing_noerror_max_secs", number, "40"},
-    {"HWCheckWaitIdleErrorMaxSecs", "hwcheck_wait_idle_error_max_secs", number, "0"},
-    {"HWCheckWaitPrintingErrorMaxSecs", "hwcheck_wait_printing_error_max_secs", number, "0"},
-    {"HWCheckStabilizationNumLoopsBefore", "hwcheck_stabilization_num_loops_before", number, "0"},
-    {"HWCheckStabilizationNumLoopsAfter", "hwcheck_stabilization_num_loops_after", number, "5"},
-    {"HWCheckExtraTimeLoops", "hwcheck_extra_time_loops", number, "60"},
-    {"HWCheckSnmpRetries", "hwcheck_snmp_retries", number, "5"},
-    {"HWCheckSnmpTimeoutSecs", "hwcheck_snmp_timeout_secs", number, "2"},
-    {"HWCheckWaitRetriesAfter", "hwcheck_wait_retries_after", number, "60"},
-    {"HWCheckIgnoreErrors", "hwcheck_ignore_errors", text, "Service Requested|Input Tray Empty|Low Paper|"
-     "Low Toner|No Toner|Output Near Full|Overdue Prevent Maintenance"},
-    {"SNMPSamsungByteSwapModel", "snmp_samsung_byte_swap_model", text},
-    {"AddHTTPHostHeader", "add_http_host_header", on_off, "1"}, {"ApplicationServerApiKey", "app_server_api_key", text},
-    {"HWCheckModel1", "hwcheck_model1", text}, {"HWCheckModel2", "hwcheck_model2", text},
-    {"HWCheckModel3", "hwcheck_model3", text}, {"HWCheckModel4", "hwcheck_model4", text},
-    {"HWCheckModel5", "hwcheck_model5", text}, {"UsernameOverridePrefix", "username_override_prefix", text},
-    {"UsernameOverrideSuffix", "username_override_suffix", text},
-    {"UsernameOverrideRegex1", "username_override_regex1", text},
-    {"UsernameOverrideRegex2", "username_override_regex2", text},
-    {"UsernameOverrideRegex3", "username_override_regex3", text},
-    {"UsernameOverrideRegex4", "username_override_regex4", text},
-    {"UsernameOverrideRegex5", "username_override_regex5", text},
-    {"SpooledJobsDir", "spooled_jobs_spool_dir_path", text},
-    {"SpooledJobsManagerPollTimeoutMillis", "spooled_jobs_manager_poll_timeout_ms", number, "300000"},
-    {"SpooledJobsManagerDisable", "spooled_jobs_manager_disable", on_off, "0"},
-    {"SpooledJobsManagerJobProcessLimit", "spooled_jobs_manager_process_limit", number, "5"},
-    {"TransformsDir", "xvp_scripts_dir_path", text}, {"TransformLogsDir", "xvp_logs_dir_path", text},
-    {"EnableTransformTestMode", "xvp_test_mode", on_off, "0"}, {"TransformLogsMax", "xvp_max_logs", number, "100"},
-    {"TransformLogsCheckSecs", "xvp_log_check_period_secs", number, "300"},
-    {"TransformCacheLifetimeSecs", "xvp_printer_cache_lifetime_secs", number, "14400"},
-    {"EnableUnicodeSupport", "enable_unicode_support", on_off, "1"},
-    {"ConfigureFullPageWatermark", "configure_full_page_watermark?", on_off, "0"},
-    {"FullPageWatermarkGrayLevel", "full_page_watermark_gray_level", number, "127"},
-    {"FullPageWatermarkFontSize", "full_page_watermark_font_size_points", number, "8"},
-    {"FullPageWatermarkPCL6ROP3", "full_page_watermark_pcl6_rop3", number, "245"},
-    {"GzipCompress", "gzip print jobs sent to ", text},
-    {"ServerlessPrintingMode", "serverless_printing_mode", on_off, "0"},
-    {"DirectJobRedirectionSendTimeoutSecs", "job_send_timeout_ms", number, "600"},
-    {"DirectPrintingMode", "direct_printing_mode", on_off, "0"},
-    {"PrintEventsReportingDir", "PrintEventsReportingDir", text},
-    {"ModifySpoolDebug", "debug_modify_spool_job", on_off, "0"},
-    {"MaxBitsPerComponent", "max_bits_per_component", number, "8"},
-    {"RollwickClientSupport", "enable_rw_client_support", on_off, "0"},
-    {"RollwickClientMasterTokenPath", "rw_client_master_token_path", text},
-    {"CompositeIsGrayscale", "composite_is_grayscale", on_off, "0"},
-    {"TreatCompositeGrayscaleImageAsColor", "treat_composite_grayscale_image_as_color", on_off, "0"},
-    {"ReplacePaperAreaWithPrintingArea", "replace_paper_area_with_printing_area", on_off, "0"},
-    {"UPNSuffix", "upn_suffix", text}, {"PrinterDuplexOrderBackToFront", "printer_duplex_order_back_to_front", text},
-    {"CountBlankPagesForPrinterType", "count_blank_pages_for_printer_type", text},
-    {"ReportPrintProviderUUIDToApplicationServer", "add_print_provider_uuid_header", on_off, "1"},
-    {"MakeJobIdUniqueToPrintProviderInstallation", "print_provider_unique_job_id", on_off, "0"},
-    {"EnableHeldJobEncryption", "encrypt_held_spool_files", on_off, "0"},
-    {"EncryptedSpoolDir", "encrypted_spool_dir_path", text},
-    {"EnableEncryptionDebug", "enable_encryption_debug", on_off, "0"},
-    {"XeroxGrayscaleConversionPJLValue", "xerox_grayscale_conversion_pjl_value", text, "BLACK_WHITE"},
-    {"EnablePScriptBlack&WhiteDetection", "enable_pscript_bw_detection", on_off, "1"},
-    {"GiveDSCBoundingBoxPrecedence", "give_DSC_precedence", on_off, "0"},
-    {"WaitForServerAtStartupTimeoutSecs", "wait_for_server_at_startup_timeout_secs", number, "3600"},
-    {"PreserveCupsBackendCallBehavior", "preserve_cups_backend_call_behavior", on_off, "0"},
-    // not in the dump
-    {"ServerEventsPollTimeoutMillis", "", number, "90000"}, {"ActiveJobsResendDelayMillis", "", number, "100"},
-    {"HWCheckPortMonitorRunAsSystem", "", on_off, "0"}, {"IsPrintingBasedOnPortMonitor", "", on_off, "0"},
-    {"ServerEventsEnableOnDesktops", "", on_off, "0"}, {"SavedSpoolMaxDimensionCm", "", number, "10000"},
-    {"CheckHeldWaitEventMillis", "", number, "2000"}, {"PDFPrintAllowPSPassThrough", "", on_off, "1"},
-    {"CancelJobOnPrintedDeleted", "", on_off, "0"}, {"SNMPDisableErrorReporting", "", on_off, "0"},
-    {"WatermarkPCL5MacroNumber", "", number, "22"}, {"ProcessJobConnectRetries", "", number, "2"},
-    {"PDFPrintForcePSGrayscale", "", on_off, "1"}, {"WatermarkPCL5MacroIsTemp", "", number, "0"},
-    {"WatermarkPCL5NoGrayLevel", "", on_off, "0"}, {"UseTimeBasedNewJobSearch", "", on_off, "0"},
-    {"ApplicationLogStartStop", "", on_off, "1"}, {"LogRotateSizeKBytes", "", number, "10240"},
-    {"SNMPMapFailureToOffline", "", on_off, "1"}, {"SavedSpoolMaxCopies", "", number, "10000"},
-    {"SavedSpoolMaxPages", "", number, "10000"}, {"WatermarkPSNoLandscape", "", on_off, "0"}, {"HPCSpoolDir", "", text},
-    {"LogRotateCheckCount", "", number, "200"}, {"AlwaysRefundOnCancel", "", on_off, "0"}, {"CsvLogFilePath", "", text},
-    {"ConvertGrayscaleRPJL", "", on_off, "1"}, {"ServerEventsDisable", "", on_off, "0"}, {"HeldJobsSpoolDir", "", text},
-    {"SavedSpoolKeepCount", "", number, "3"}, {"EnableErrorChecks", "", on_off, "1"}, {"OnAppServerError", "", ignored},
-    {"LogRotateNumber", "", number, "10"}, {"EnableTransforms", "", on_off, "1"}, {"SNMPCommunity", "", text, "public"},
-    {"PDFPrintDpi", "", number, "600"}, {"LogDevmode", "", on_off, "0"}, {"XeroxFax", "", on_off, "0"},
-    {"SavedSpoolDir", "", text}, {"Force.*", "", ignored}, {"ArchiveDir", "", text},
-};
-// clang-format on
-
-// The size of a text's field.
-size_t text_size(const Setting& setting) {
-    const std::map<std::string, size_t> others = {{"TLSCipherSuites", 4096},
-                                                  {"IgnorePrinters", 8192},
-                                                  {"IgnorePrintersSPJ", 8192},
-                                                  {"GzipCompress", 8192},
-                                                  {"ProcessJobPriority", 128}};
-    const auto other = others.find(setting.name);
-    return other == others.end() ? 1024 : other->second;
+std::vector<Setting> settings() {
+    std::vector<Setting> all;
+    std::istringstream rows(kSettings);
+    for (Setting row; rows >> row.name >> row.type >> std::quoted(row.value) >> std::quoted(row.label);) {
+        for (std::string* const text : {&row.name, &row.value, &row.label}) *text = *text == "-" ? "" : *text;
+        all.push_back(row);
+    }
+    return all;
 }
 
 class Config : public LogTest {
@@ -204,6 +166,7 @@ class Config : public LogTest {
 };
 
 TEST_F(Config, HasEverySettingWithItsDefault) {
+    const char* const types[] = {"ignored", "text", "number", "switch", "own"};
     memset(&session_context, 0x55, sizeof session_context);
     config_set_defaults();
     std::map<std::string, std::string> found;
@@ -211,25 +174,22 @@ TEST_F(Config, HasEverySettingWithItsDefault) {
     for (size_t i = 0; i < CONFIG_VAR_COUNT; ++i) {
         const ConfigVar& var = config_vars[i];
         const char* const field = reinterpret_cast<const char*>(&session_context) + var.field;
-        std::string value;
+        std::string& text = found[var.name] = types[var.type];
+        if (var.type == CONFIG_VAR_STRING && var.size != 1024) text += std::to_string(var.size);
+        if (var.type == CONFIG_VAR_STRING) text += std::string(" ") + field;
         if (var.type == CONFIG_VAR_BOOL || var.type == CONFIG_VAR_INT) {
-            value = std::to_string(*reinterpret_cast<const int32_t*>(field));
-        } else if (var.type == CONFIG_VAR_STRING) {
-            value = std::to_string(var.size) + " bytes: " + field;
+            text += " " + std::to_string(*reinterpret_cast<const int32_t*>(field));
         }
-        found[var.name] = "type " + std::to_string(var.type) + ", " + value;
         const bool shared = var.type != CONFIG_VAR_IGNORED && !fields.insert(var.field).second;
         EXPECT_EQ(shared, var.name == std::string("ErrorPollActivePeriodSecs")) << var.name;
     }
-    EXPECT_EQ(found.size(), CONFIG_VAR_COUNT);
-    for (const Setting& setting : kSettings) {
-        if (*setting.name == '\0') continue;
-        std::string value = setting.value;
-        if (setting.type == text) value = std::to_string(text_size(setting)) + " bytes: " + value;
-        EXPECT_EQ(found[setting.name], "type " + std::to_string(setting.type) + ", " + value) << setting.name;
-        found.erase(setting.name);
+    std::map<std::string, std::string> expected;
+    for (const Setting& setting : settings()) {
+        const bool has_value = setting.type != "own" && setting.type != "ignored";
+        if (!setting.name.empty()) expected[setting.name] = setting.type + (has_value ? " " + setting.value : "");
     }
-    EXPECT_TRUE(found.empty()) << found.begin()->first;
+    for (const auto& [name, text] : expected) EXPECT_EQ(found[name], text) << name;
+    EXPECT_EQ(found.size(), expected.size());
     EXPECT_EQ(c.debug_logging, 0);
     EXPECT_EQ(c.dev_logging, 0);
     EXPECT_EQ(c.error_poll_method, 2);
@@ -441,8 +401,8 @@ TEST_F(ConfigInit, DerivesTheDefaults) {
     EXPECT_EQ(before, expected);
     std::set<std::string> labels = {"ignore_document_names", "ignore_os_document_names", "app_server_api_key",
                                     "check_held_job_delete_on_unpause"};
-    for (const Setting& setting : kSettings) {
-        const std::string label = setting.dumped;
+    for (const Setting& setting : settings()) {
+        const std::string& label = setting.label;
         if (label.starts_with("hwcheck_model") || label.starts_with("username_override")) labels.insert(label);
     }
     EXPECT_EQ(labels.size(), 16u);
@@ -454,52 +414,43 @@ TEST_F(ConfigInit, DerivesTheDefaults) {
 // A value of its own for each setting shows that each is stored in, and dumped from, its own field.
 TEST_F(ConfigInit, DumpsEverySettingOfTheFile) {
     // Those that take a value of another kind, or are changed afterwards.
-    std::map<std::string, std::string> shown = {{"config_file_path", path("print-provider.conf")},
-                                                {"env_version_file_path", path("env-version")},
-                                                {"env_version", "15"},
-                                                {"debug_logging", "1"},
-                                                {"dev_logging", "1"},
-                                                {"server_name", "Srv"},
-                                                {"tls_min_protocol_version", "TLSv1.0"},
-                                                {"tls_max_protocol_version", "TLSv1.3"},
-                                                {"tls_ca_bundle_path", ""},
-                                                {"error_poll_method", "os and snmp"},
-                                                {"check_held_job_ms", "1234"},
-                                                {"direct_printing_mode", "0"}};
+    // clang-format off
+    std::map<std::string, std::string> shown = {
+        {"config_file_path", path("print-provider.conf")}, {"env_version_file_path", path("env-version")},
+        {"env_version", "15"}, {"debug_logging", "1"}, {"dev_logging", "1"}, {"server_name", "Srv"},
+        {"tls_min_protocol_version", "TLSv1.0"}, {"tls_max_protocol_version", "TLSv1.3"}, {"tls_ca_bundle_path", ""},
+        {"error_poll_method", "os and snmp"}, {"check_held_job_ms", "1234"}, {"direct_printing_mode", "0"},
+        {"full_page_watermark_pcl6_rop3", "0x1F4"},
+    };
+    // clang-format on
     std::string conf = "Debug=dev\n";
     Strings stored = {"DEBUG: Config: turning on development logging"};
     Strings expected;
-    for (const Setting& setting : kSettings) {
-        std::string value = std::to_string(1000 + (&setting - kSettings));
-        std::string line = setting.dumped;
-        if (setting.type == text) value = "t" + value;
-        if (setting.type == on_off) value = *setting.value == '0' ? "1" : "0";
-        if (setting.type == text || setting.type == number || setting.type == on_off) {
-            const bool on = value == "1";
-            conf += setting.name + ("=" + (setting.type != on_off ? value : on ? "on" : "off")) + "\r\n";
-            stored.push_back("DEBUG: Config: " + (setting.name + (" set to: " + (setting.type != on_off ? value
-                                                                                 : on                   ? "TRUE"
-                                                                                                        : "FALSE"))));
+    int number = 1000;
+    for (const Setting& setting : settings()) {
+        const bool is_switch = setting.type == "switch";
+        const bool is_on = setting.value == "0";
+        std::string value = (setting.type.starts_with("text") ? "t" : "") + std::to_string(++number);
+        if (is_switch) value = is_on ? "TRUE" : "FALSE";
+        if (is_switch || setting.type == "number" || setting.type.starts_with("text")) {
+            conf += setting.name + "=" + value + "\r\n";
+            stored.push_back("DEBUG: Config: " + setting.name + " set to: " + value);
         }
-        if (line.empty()) continue;
-        if (shown.contains(line)) value = shown[line];
-        if (line.ends_with("?")) {
-            line.back() = ':';
-            value = value == "1" ? " true" : " false";
-        } else if (line == "full_page_watermark_pcl6_rop3") {
-            char hexadecimal[16];
-            snprintf(hexadecimal, sizeof hexadecimal, ": 0x%02X", std::stoi(value));
-            value = hexadecimal;
-        } else if (line.starts_with("username_override")) {
-            value = ": '" + value + "'";
-        } else {
-            value = ": " + value;
+        if (setting.label.empty()) continue;
+        std::string label = setting.label;
+        if (is_switch) value = is_on ? "1" : "0";
+        if (shown.contains(label)) value = shown[label];
+        if (label.ends_with("?")) {
+            label.pop_back();
+            value = is_on ? "true" : "false";
+        } else if (label.starts_with("username_override")) {
+            value = "'" + value + "'";
         }
-        expected.push_back("DEBUG: " + line + value);
+        expected.push_back("DEBUG: " + label + ": " + value);
     }
     conf +=
         "TLSMinProtocolVersion=tlsv1.0\nTLSMaxProtocolVersion=tlsv1.3\nServerName=Srv\nErrorPollMethod=both\n"
-        "CheckHeldJobMillis=1234\nLogRotateCheckCount=0\n";
+        "CheckHeldJobMillis=1234\nLogRotateCheckCount=0\nFullPageWatermarkPCL6ROP3=500\n";
     EXPECT_EQ(init(conf), 1);
     auto [before, dump] = logged_parts();
     before.resize(stored.size());
