@@ -86,7 +86,7 @@ void write_to_debugger(const char* message, size_t length) {
 }
 
 // Collects the parts of a line, so that most lines reach the stream in one write.
-struct Line {
+struct LineBuffer {
     char text[1024];
     size_t length = 0;
 
@@ -117,7 +117,7 @@ char digit(uint32_t number) {
 }
 
 // "2026-03-01 09:05:07,042"
-void put_time(Line& out) {
+void put_time(LineBuffer& out) {
     const int64_t now = os_get_time();
     const int64_t second = now / 1000;
     if (second != log_state.second || log_state.second_text[0] == '\0') {
@@ -189,7 +189,7 @@ void write_line(const char* level_word, const char* file, int line, const char* 
     if (log_state.stream == nullptr) return;
 
     const bool detailed = session_context.debug_logging != 0;
-    Line out;
+    LineBuffer out;
     put_time(out);
     out.put(" ");
     out.put(level_word);

@@ -83,9 +83,9 @@ bool is_blank(WCHAR c) {
 }
 
 // The texts of one line.
-class Line {
+class LineParser {
   public:
-    explicit Line(const Text& text) : text_(text) {}
+    explicit LineParser(const Text& text) : text_(text) {}
 
     bool at_end() {
         while (at_ < text_.size() && is_blank(text_[at_])) ++at_;
@@ -167,7 +167,7 @@ class Line {
 };
 
 // What is wrong with the line; empty when nothing is.
-std::string parse_line(Line& line, Entry& entry) {
+std::string parse_line(LineParser& line, Entry& entry) {
     std::string why;
     Text number;
     if (!line.take(entry.port.name, why)) return why;
@@ -188,7 +188,7 @@ void parse_lines(const Text& text, std::vector<Entry>& entries, std::vector<Faul
     for (const Text& content : lines_of(text)) {
         Entry entry;
         entry.line = ++number;
-        Line line(content);
+        LineParser line(content);
         if (line.at_end()) {
             entry.text = content;
         } else {
