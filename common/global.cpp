@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "common/config.h"
+#include "common/file_names.h"
 #include "common/log.h"
 #include "common/os.h"
 #include "common/util.h"
@@ -111,9 +112,9 @@ int config_init(const char* base_dir) {
     SessionContext* const context = &session_context;
     config_set_defaults();
     util_strncpy(context->base_dir_path, base_dir, sizeof context->base_dir_path);
-    os_cat_path(context->config_file_path, sizeof context->config_file_path, base_dir, "print-provider.conf");
-    os_cat_path(context->env_version_file_path, sizeof context->env_version_file_path, base_dir, "env-version");
-    os_cat_path(context->log_file_path, sizeof context->log_file_path, base_dir, "print-monitor.log");
+    os_cat_path(context->config_file_path, sizeof context->config_file_path, base_dir, kSettingsFileName);
+    os_cat_path(context->env_version_file_path, sizeof context->env_version_file_path, base_dir, kEnvVersionFileName);
+    os_cat_path(context->log_file_path, sizeof context->log_file_path, base_dir, kLogFileName);
     log_init_lock();
     log_set_path(context->log_file_path);
     if (config_parse_file(context->config_file_path, context) != 0) {

@@ -86,14 +86,14 @@ struct Port {
     }
     // Whether the registry gives it back as it was, and it touches no other port's key.
     bool is_storable() const {
-        return !name.empty() && name.size() < tsmon::kPortNameSize && name.find(W('\\')) == Text::npos;
+        return !name.empty() && name.size() < contract::kPortNameSize && name.find(W('\\')) == Text::npos;
     }
 };
 
 std::vector<Port> sorted(const std::vector<PortConfig>& configs) {
     std::vector<Port> ports;
     for (const PortConfig& config : configs) {
-        ports.push_back({tsmon::FieldText(config.port_name).text, tsmon::FieldText(config.printer_address).text,
+        ports.push_back({contract::FieldText(config.port_name).text, contract::FieldText(config.printer_address).text,
                          config.port_number});
     }
     std::sort(ports.begin(), ports.end());

@@ -7,6 +7,7 @@
 
 #include "host/monitor_registry.h"
 #include "host/platform.h"
+#include "winportmon/contract/names.h"
 #include "winportmon/tsmon/tsmon.h"
 
 namespace host {
@@ -88,7 +89,7 @@ bool MonitorHost::start_monitor(const Options& options, std::string& why) {
         why = "the monitor could not start (see " + options.folder.log() + ")";
         return false;
     }
-    spooler_sim::add_monitor(table_, monitor_, options.simulated_server);
+    spooler_sim::add_monitor(contract::kMonitorName, table_, monitor_, options.simulated_server);
     return true;
 }
 

@@ -10,6 +10,7 @@
 #include "host/source.h"
 #include "host/text.h"
 #include "winapi/spooler_sim/spooler_sim.h"
+#include "winportmon/contract/names.h"
 
 namespace host {
 
@@ -68,7 +69,7 @@ class MonitorHost {
         Text simulated_server;  // of the simulation's servers the one it works for; empty: this machine's
         // Where the monitor's registry is.
         HKEY hive = HKEY_LOCAL_MACHINE;
-        Text registry_path = monitor_registry_path;
+        Text registry_path = contract::kMonitorKey;
     };
     // False with the reason when the library cannot be loaded, has no InitializePrintMonitor2 or cannot
     // start. Its ports and its settings are those stored at this moment.

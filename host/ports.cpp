@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "host/setup.h"
+#include "winportmon/contract/names.h"
 
 namespace host {
 namespace {
@@ -15,15 +15,15 @@ bool query(HKEY key, LPCWSTR name, void* data, DWORD size) {
 
 PortConfig port_config(const Text& name, const Text& address, DWORD number) {
     PortConfig config = {};
-    std::copy_n(address.begin(), std::min(address.size(), tsmon::kPrinterAddressSize), config.printer_address);
-    std::copy_n(name.begin(), std::min(name.size(), tsmon::kPortNameSize), config.port_name);
+    std::copy_n(address.begin(), std::min(address.size(), contract::kPrinterAddressSize), config.printer_address);
+    std::copy_n(name.begin(), std::min(name.size(), contract::kPortNameSize), config.port_name);
     config.port_number = number;
     return config;
 }
 
 std::string to_line(const PortConfig& config) {
-    return to_utf8(tsmon::FieldText(config.port_name).text) + "|" +
-           to_utf8(tsmon::FieldText(config.printer_address).text) + "|" + std::to_string(config.port_number);
+    return to_utf8(contract::FieldText(config.port_name).text) + "|" +
+           to_utf8(contract::FieldText(config.printer_address).text) + "|" + std::to_string(config.port_number);
 }
 
 DWORD send_config(const MonitorHost& monitor, LPCWSTR command, const PortConfig& config, ACCESS_MASK access) {
@@ -36,7 +36,8 @@ DWORD send_name(const MonitorHost& monitor, LPCWSTR command, const Text& name, A
 }
 
 DWORD read_config(const MonitorHost& monitor, const Text& name, PortConfig& config) {
-    return Xcv(monitor, name, SERVER_ACCESS_ADMINISTER).send(W("TSGetConfigInfo"), nullptr, 0, &config, sizeof config);
+    return Xcv(monitor, name, SERVER_ACCESS_ADMINISTER)
+        .send(contract::kGetConfigInfo, nullptr, 0, &config, sizeof config);
 }
 
 std::vector<PortConfig> listed_ports(const MonitorHost& monitor) {
@@ -56,24 +57,31 @@ std::vector<PortConfig> listed_ports(const MonitorHost& monitor) {
     return ports;
 }
 
-std::vector<PortConfig> stored_ports() {
-    std::vector<PortConfig> ports;
+bool read_stored_ports(std::vector<PortConfig>& ports, HKEY hive, const Text& monitor_key) {
     HKEY all = nullptr;
-    const Text path = Text(monitor_registry_path) + W("\\Ports");
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &all) != ERROR_SUCCESS) return ports;
+    const Text path = monitor_key + W("\\") + contract::kPortsKey;
+    if (RegOpenKeyExW(hive, path.c_str(), 0, KEY_READ, &all) != ERROR_SUCCESS) return true;
+    bool all_whole = true;
     WCHAR name[256];
     DWORD size = 256;
     for (DWORD i = 0; RegEnumKeyExW(all, i, name, &size, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS; ++i) {
         size = 256;
         HKEY port = nullptr;
         PortConfig config = port_config(name, W(""), 0);
-        if (RegOpenKeyExW(all, name, 0, KEY_READ, &port) != ERROR_SUCCESS) continue;
-        const bool whole = query(port, W("HostName"), config.printer_address, sizeof config.printer_address) &&
-                           query(port, W("PortNumber"), &config.port_number, sizeof config.port_number);
-        RegCloseKey(port);
+        bool whole = RegOpenKeyExW(all, name, 0, KEY_READ, &port) == ERROR_SUCCESS;
+        whole = whole && query(port, contract::kHostNameValue, config.printer_address, sizeof config.printer_address) &&
+                query(port, contract::kPortNumberValue, &config.port_number, sizeof config.port_number);
+        if (port != nullptr) RegCloseKey(port);
         if (whole) ports.push_back(config);
+        all_whole = all_whole && whole;
     }
     RegCloseKey(all);
+    return all_whole;
+}
+
+std::vector<PortConfig> stored_ports() {
+    std::vector<PortConfig> ports;
+    read_stored_ports(ports);
     return ports;
 }
 

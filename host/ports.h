@@ -6,14 +6,15 @@
 
 #include "host/monitor_host.h"
 #include "host/xcv.h"
-#include "winportmon/tsmon/tsmon.h"
+#include "winportmon/contract/names.h"
+#include "winportmon/contract/port_config.h"
 
 namespace host {
 
-using tsmon::PortConfig;
+using contract::PortConfig;
 
 // Texts are cut where their fields end.
-PortConfig port_config(const Text& name, const Text& address, DWORD number = 9100);
+PortConfig port_config(const Text& name, const Text& address, DWORD number = contract::kUsualPortNumber);
 // "name|address|number"
 std::string to_line(const PortConfig& config);
 
@@ -26,7 +27,9 @@ DWORD read_config(const MonitorHost& monitor, const Text& name, PortConfig& conf
 
 // The ports that EnumPorts names, in its order, each as TSGetConfigInfo gives it; empty when that fails.
 std::vector<PortConfig> listed_ports(const MonitorHost& monitor);
-// Those in the registry, in its order. What is stored in part is no port.
+// Adds those in the registry, in its order. False when one is there in part, which is no port.
+bool read_stored_ports(std::vector<PortConfig>& ports, HKEY hive = HKEY_LOCAL_MACHINE,
+                       const Text& monitor_key = contract::kMonitorKey);
 std::vector<PortConfig> stored_ports();
 
 }  // namespace host

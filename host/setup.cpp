@@ -5,14 +5,16 @@
 #include <fstream>
 #include <random>
 
+#include "common/file_names.h"
 #include "host/platform.h"
+#include "winportmon/contract/names.h"
+#include "winportmon/contract/port_config.h"
 
 namespace host {
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr size_t address_units = 129;  // of the stored "HostName", terminator included
 constexpr const char* spool_folders[] = {"activejobs", "forceattr", "hpc", "notapprovedjobs", "settings"};
 
 bool append_lines(const std::string& path, const std::vector<std::string>& lines) {
@@ -22,9 +24,9 @@ bool append_lines(const std::string& path, const std::vector<std::string>& lines
     return static_cast<bool>(file);
 }
 
-bool create_key(const Text& path, HKEY& key) {
-    return RegCreateKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS,
-                           nullptr, &key, nullptr) == ERROR_SUCCESS;
+bool create_key(HKEY hive, const Text& path, HKEY& key) {
+    return RegCreateKeyExW(hive, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, &key,
+                           nullptr) == ERROR_SUCCESS;
 }
 
 bool set_value(HKEY key, LPCWSTR name, DWORD type, const void* data, size_t size) {
@@ -34,10 +36,10 @@ bool set_value(HKEY key, LPCWSTR name, DWORD type, const void* data, size_t size
 
 }  // namespace
 
-const WCHAR monitor_registry_path[] = W("SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Tessaron TCP/IP Port");
-
 BaseFolder base_folder(const std::string& install) {
-    return {install, install + "/providers/print/win"};
+    std::string below = contract::kBaseFolder;
+    std::replace(below.begin(), below.end(), '\\', '/');
+    return {install, install + below};
 }
 
 bool set_up_base(const std::string& install, const std::vector<std::string>& conf, BaseFolder& folder,
@@ -51,9 +53,9 @@ bool set_up_base(const std::string& install, const std::vector<std::string>& con
             return false;
         }
     }
-    const std::string version = folder.base + "/env-version";
+    const std::string version = folder.base + "/" + kEnvVersionFileName;
     const bool versioned = fs::exists(path_of(version), error) || append_lines(version, {"envversion=15"});
-    if (!versioned || !append_lines(folder.base + "/print-provider.conf", conf)) {
+    if (!versioned || !append_lines(folder.base + "/" + kSettingsFileName, conf)) {
         why = "the settings in " + folder.base + " cannot be written";
         return false;
     }
@@ -73,21 +75,23 @@ std::string make_temporary_folder() {
     return std::string();
 }
 
-bool store_port(const Text& name, const Text& address, DWORD port) {
-    WCHAR field[address_units] = {};
-    std::copy_n(address.begin(), std::min(address.size(), address_units - 1), field);
+bool store_port(const Text& name, const Text& address, DWORD port, HKEY hive, const Text& monitor_key) {
+    contract::PortConfig config = {};
+    std::copy_n(address.begin(), std::min(address.size(), contract::kPrinterAddressSize - 1), config.printer_address);
     HKEY key = nullptr;
-    if (!create_key(Text(monitor_registry_path) + W("\\Ports\\") + name, key)) return false;
-    const bool stored = set_value(key, W("HostName"), REG_SZ, field, sizeof field) &&
-                        set_value(key, W("PortNumber"), REG_DWORD, &port, sizeof port);
+    if (!create_key(hive, monitor_key + W("\\") + contract::kPortsKey + W("\\") + name, key)) return false;
+    const bool stored =
+        set_value(key, contract::kHostNameValue, REG_SZ, config.printer_address, sizeof config.printer_address) &&
+        set_value(key, contract::kPortNumberValue, REG_DWORD, &port, sizeof port);
     RegCloseKey(key);
     return stored;
 }
 
 bool store_install_path(const Text& path) {
     HKEY key = nullptr;
-    if (!create_key(W("SOFTWARE\\Wow6432Node\\ts-print-provider"), key)) return false;
-    const bool stored = set_value(key, W("InstallPath"), REG_SZ, path.c_str(), (path.size() + 1) * sizeof(WCHAR));
+    if (!create_key(HKEY_LOCAL_MACHINE, contract::kInstallPathKeys[0], key)) return false;
+    const bool stored =
+        set_value(key, contract::kInstallPathValue, REG_SZ, path.c_str(), (path.size() + 1) * sizeof(WCHAR));
     RegCloseKey(key);
     return stored;
 }

@@ -5,7 +5,9 @@
 #include <string>
 #include <vector>
 
+#include "common/file_names.h"
 #include "host/text.h"
+#include "winportmon/contract/names.h"
 
 namespace host {
 
@@ -14,7 +16,7 @@ struct BaseFolder {
     std::string install;  // what "InstallPath" names
     std::string base;     // below it: the settings, the log, the helper program, the spool folders
 
-    std::string log() const { return base + "/print-monitor.log"; }
+    std::string log() const { return base + "/" + kLogFileName; }
     std::string spool(const std::string& name) const { return base + "/spool/" + name; }
     std::string marker(DWORD job_id) const {
         return spool("notapprovedjobs") + "/" + std::to_string(job_id) + ".notapproved";
@@ -32,11 +34,9 @@ bool set_up_base(const std::string& install, const std::vector<std::string>& con
 // caller removes it.
 std::string make_temporary_folder();
 
-// Where the spooler keeps what belongs to this monitor, below HKEY_LOCAL_MACHINE.
-extern const WCHAR monitor_registry_path[];
-
 // Stores a port as the monitor does. The address is cut at 128 characters.
-bool store_port(const Text& name, const Text& address, DWORD port);
+bool store_port(const Text& name, const Text& address, DWORD port, HKEY hive = HKEY_LOCAL_MACHINE,
+                const Text& monitor_key = contract::kMonitorKey);
 bool store_install_path(const Text& path);
 
 }  // namespace host

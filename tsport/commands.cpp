@@ -2,11 +2,13 @@
 
 #include <algorithm>
 
+#include "winportmon/contract/names.h"
+
 namespace tsport {
 namespace {
 
 DWORD send_config(const Spooler& spooler, LPCWSTR command, const Port& port, bool administrator) {
-    const tsmon::PortConfig config = to_config(port);
+    const contract::PortConfig config = to_config(port);
     Spooler::Message message{command, Text()};
     message.administrator = administrator;
     message.input = &config;
@@ -34,14 +36,14 @@ DWORD list_names(const Spooler& spooler, std::vector<Text>& names) {
     std::vector<SpoolerPort> ports;
     const DWORD code = spooler.ports(ports);
     for (const SpoolerPort& port : ports) {
-        if (same_name(port.monitor, monitor_name)) names.push_back(port.name);
+        if (same_name(port.monitor, contract::kMonitorName)) names.push_back(port.name);
     }
     return code;
 }
 
 DWORD read_port(const Spooler& spooler, const Text& name, Port& port) {
-    tsmon::PortConfig config = {};
-    Spooler::Message message{W("TSGetConfigInfo"), name};
+    contract::PortConfig config = {};
+    Spooler::Message message{contract::kGetConfigInfo, name};
     message.output = &config;
     message.output_size = sizeof config;
     const DWORD code = spooler.send(message);
@@ -66,24 +68,24 @@ DWORD read_ports(const Spooler& spooler, const std::vector<Text>& names, std::ve
 }
 
 DWORD add_port(const Spooler& spooler, const Port& port) {
-    return send_config(spooler, W("TSAddPort"), port, true);
+    return send_config(spooler, contract::kAddPort, port, true);
 }
 
 DWORD set_port(const Spooler& spooler, const Port& port) {
-    return send_config(spooler, W("TSConfigPort"), port, true);
+    return send_config(spooler, contract::kConfigPort, port, true);
 }
 
 DWORD delete_port(const Spooler& spooler, const Text& name) {
-    return send_name(spooler, W("TSDeletePort"), name, true);
+    return send_name(spooler, contract::kDeletePort, name, true);
 }
 
 DWORD ask_whether_exists(const Spooler& spooler, const Text& name, bool& exists) {
-    const DWORD code = send_name(spooler, W("TSPortExists"), name, false);
+    const DWORD code = send_name(spooler, contract::kPortExists, name, false);
     return answer_of(code, ERROR_ALREADY_EXISTS, ERROR_SUCCESS, exists);
 }
 
 DWORD ask_whether_reachable(const Spooler& spooler, const Port& port, bool& reachable) {
-    const DWORD code = send_config(spooler, W("TSPortIsValid"), port, false);
+    const DWORD code = send_config(spooler, contract::kPortIsValid, port, false);
     return answer_of(code, ERROR_SUCCESS, ERROR_INVALID_FUNCTION, reachable);
 }
 

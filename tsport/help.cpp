@@ -107,8 +107,9 @@ const char test_help[] = R"(usage: tsport test NAME... [--timeout SECONDS]
 
 Connects to the printers of ports, or to any other, and closes the connections again without sending anything. Says of
 each whether it takes connections, refuses them, does not answer within SECONDS (5 when left out), or has a name that is
-unknown here. Exit status 0 when all of them took the connection, 1 when not. With --server that server tries it itself,
-with its own time limit, and says only whether it succeeded.
+unknown here; and, of a name with several addresses, whether documents wait first for one that does not answer. Exit
+status 0 when all of them took the connection, 1 when not. With --server that server tries it itself, with its own time
+limit, and says only whether it succeeded.
 
 examples:
   tsport test Office

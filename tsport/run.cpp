@@ -7,6 +7,7 @@
 #include "tsport/answer.h"
 #include "tsport/arguments.h"
 #include "tsport/commands.h"
+#include "winportmon/contract/names.h"
 
 namespace tsport {
 
@@ -74,14 +75,16 @@ namespace {
 bool is_installed(const Spooler& spooler) {
     std::vector<Text> names;
     if (spooler.monitors(names) != ERROR_SUCCESS) return true;
-    return std::any_of(names.begin(), names.end(), [](const Text& name) { return same_name(name, monitor_name); });
+    return std::any_of(names.begin(), names.end(),
+                       [](const Text& name) { return same_name(name, contract::kMonitorName); });
 }
 
 void run_on(const Command& command, const Text& server, Hosted* hosted, const Console& console, Reply& reply) {
     const Spooler spooler(server);
     const Task task{command, spooler, hosted, reply, console};
     if (command.verb->needs != Needs::nothing && hosted == nullptr && !is_installed(spooler)) {
-        task.fail(refused, "the port monitor \"" + shown(monitor_name) + "\" is not installed; " + installing_hint(),
+        task.fail(refused,
+                  "the port monitor \"" + shown(contract::kMonitorName) + "\" is not installed; " + installing_hint(),
                   "not-installed");
         return;
     }

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "winportmon/contract/names.h"
+
 namespace tsport {
 namespace {
 
@@ -50,8 +52,6 @@ std::vector<Text> split_at_commas(const Text& text) {
 }
 
 }  // namespace
-
-const WCHAR monitor_name[] = W("Tessaron TCP/IP Port");
 
 Spooler::~Spooler() {
     if (administration_ != nullptr) ClosePrinter(administration_);
@@ -104,7 +104,7 @@ DWORD Spooler::send(const Message& message) const {
     HANDLE channel = kept ? administration_ : nullptr;
     if (channel == nullptr) {
         const Text object =
-            message.port.empty() ? W(",XcvMonitor ") + Text(monitor_name) : W(",XcvPort ") + message.port;
+            message.port.empty() ? W(",XcvMonitor ") + Text(contract::kMonitorName) : W(",XcvPort ") + message.port;
         if (const DWORD error = open(object, message.administrator, channel)) return error;
         if (kept) administration_ = channel;
     }

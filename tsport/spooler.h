@@ -8,8 +8,6 @@
 
 namespace tsport {
 
-extern const WCHAR monitor_name[];
-
 struct SpoolerPort {
     Text name;
     Text monitor;

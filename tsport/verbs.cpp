@@ -39,14 +39,10 @@ std::string take_names(const Words& words, size_t first, Command& command) {
 
 std::string take_printer(const std::string& host, const std::string* port, Command& command) {
     std::string why = take_text(host, command.port.address);
-    if (why.empty()) why = address_fault(command.port.address);
     if (why.empty()) why = new_address_fault(command.port.address);
     if (!why.empty() || port == nullptr) return why;
-    std::uint64_t number = 0;
-    if (!host::parse_number(*port, 1, largest_number, number)) return "the port number is not 1 to 65535: " + *port;
-    command.port.number = static_cast<DWORD>(number);
     command.number_given = true;
-    return std::string();
+    return parse_port_number(host::to_text(*port), command.port.number);
 }
 
 std::string no_operands(const Words& words, Command&) {

@@ -6,8 +6,8 @@
 
 #include <filesystem>
 
-#include "host/setup.h"
 #include "winapi/spooler_sim/windows/redirect.h"
+#include "winportmon/contract/names.h"
 
 namespace host {
 namespace fs = std::filesystem;
@@ -24,14 +24,12 @@ std::string executable_folder() {
 }
 
 const char* monitor_file_name() {
-    return "tsprintportmon.dll";
+    return MONITOR_LIBRARY;
 }
 
 void clear_registry() {
-    for (const LPCWSTR key :
-         {monitor_registry_path, W("SOFTWARE\\Wow6432Node\\ts-print-provider"), W("SOFTWARE\\Wow6432Node\\Tessaron")}) {
-        RegDeleteTreeW(HKEY_LOCAL_MACHINE, key);
-    }
+    RegDeleteTreeW(HKEY_LOCAL_MACHINE, contract::kMonitorKey);
+    for (const LPCWSTR key : contract::kInstallPathKeys) RegDeleteTreeW(HKEY_LOCAL_MACHINE, key);
 }
 
 bool use_simulated_spooler(HMODULE library) {

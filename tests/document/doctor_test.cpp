@@ -18,6 +18,7 @@
 #include "tsport/doctor/rights.h"
 #include "tsport/platform.h"
 #include "tsport/run.h"
+#include "winportmon/contract/names.h"
 
 namespace test {
 namespace {
@@ -283,8 +284,8 @@ TEST(DoctorOfAServer, ReadsTheRegistryAsTheMonitorDoes) {
 
 TEST(DoctorOfAServer, FindsQueuesAndPortsThatHaveLostEachOther) {
     const std::vector<tsport::Queue> queues = {{W("A"), {W("one"), W("LPT1:")}}, {W("B"), {W("gone")}}};
-    const std::vector<tsport::SpoolerPort> ports = {{W("ONE"), tsport::monitor_name},
-                                                    {W("two"), tsport::monitor_name},
+    const std::vector<tsport::SpoolerPort> ports = {{W("ONE"), contract::kMonitorName},
+                                                    {W("two"), contract::kMonitorName},
                                                     {W("LPT1:"), W("Local Port")},
                                                     {W("LPT2:"), W("Local Port")}};
     Findings findings;

@@ -1,6 +1,7 @@
 // Start and stop of the monitor, its stored ports, and what EnumPorts and OpenPort make of them.
 #include "host/monitor_registry.h"
 #include "tests/support/print_server.h"
+#include "winportmon/contract/names.h"
 
 namespace test {
 namespace {
@@ -140,7 +141,7 @@ TEST_F(Start, AnUnreadablePortIsSkippedWithItsLine) {
         {W("g bare"), address, 16, true},
     };
     for (const auto& [port, text, size, has_number] : ports) {
-        const Text path = Text(host::monitor_registry_path) + W("\\Ports\\") + port;
+        const Text path = Text(contract::kMonitorKey) + W("\\Ports\\") + port;
         if (size != 0) store_value(path, W("HostName"), REG_SZ, text, size);
         if (has_number) store_value(path, W("PortNumber"), REG_DWORD, &number, sizeof number);
     }

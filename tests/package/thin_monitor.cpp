@@ -6,6 +6,7 @@
 #include "host/monitor_registry.h"
 #include "host/setup.h"
 #include "winapi/spooler_sim/windows/imports.h"
+#include "winportmon/contract/names.h"
 
 namespace thin_monitor {
 namespace {
@@ -51,7 +52,7 @@ extern "C" MONITOR2* WINAPI InitializePrintMonitor2(MONITORINIT* given, HANDLE* 
     using Initialize = MONITOR2* WINAPI(MONITORINIT*, HANDLE*);
     HKEY root = nullptr;
     library = LoadLibraryW(L"tsprintportmon.dll");
-    RegOpenKeyExW(HKEY_LOCAL_MACHINE, host::monitor_registry_path, 0, KEY_ALL_ACCESS, &root);
+    RegOpenKeyExW(HKEY_LOCAL_MACHINE, contract::kMonitorKey, 0, KEY_ALL_ACCESS, &root);
     auto* const initialize = function_of<Initialize>(library, "InitializePrintMonitor2");
     if (initialize == nullptr) return nullptr;
     spooler_sim::replace_import(library, "SetJobW", reinterpret_cast<spooler_sim::Function>(set_job));

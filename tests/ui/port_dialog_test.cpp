@@ -43,7 +43,7 @@ TEST_F(PortDialog, APortIsAddedWithTheKeyboardAlone) {
 
     EXPECT_EQ(spooler.asked(), (std::vector<std::string>{"open ,XcvMonitor Tessaron TCP/IP Port 1",
                                                          "open ,XcvMonitor Tessaron TCP/IP Port 1", "send TSAddPort"}));
-    const tsmon::PortConfig sent = spooler.sent();
+    const contract::PortConfig sent = spooler.sent();
     EXPECT_TEXT(sent.port_name, L"B\u00fcro");
     EXPECT_TEXT(sent.printer_address, L"10.1.2.3");
     EXPECT_EQ(sent.port_number, 515u);
@@ -64,15 +64,26 @@ TEST_F(PortDialog, WhatIsWrongIsSaidBesideTheField) {
         {IDC_ADDRESS, IDC_ADDRESS_NOTE, L"10.1. 2.3", L"There is a blank in the address. Take it out."},
         {IDC_ADDRESS, IDC_ADDRESS_NOTE, L" 10.1.2.3 ", nullptr},
         {IDC_ADDRESS, IDC_ADDRESS_NOTE, L"http://10.1.2.3",
-         L"Type the address without \"http://\": only the printer's name or IP address."},
+         L"Type only the printer's name or IP address: \"10.1.2.3\"."},
+        {IDC_ADDRESS, IDC_ADDRESS_NOTE, L"//",
+         L"Type the printer's name or IP address, such as printer12 or 192.168.1.20."},
+        {IDC_ADDRESS, IDC_ADDRESS_NOTE, L"999.1.1.1",
+         L"An IP address has four numbers from 0 to 255, without zeros before them, such as 192.168.1.20."},
+        {IDC_ADDRESS, IDC_ADDRESS_NOTE, L"printer\u200B12",
+         L"There are invisible characters in the address. Type it anew."},
         {IDC_ADDRESS, IDC_ADDRESS_NOTE, L"10.1.2.3:9101",
          L"Type the port in its own field: \"10.1.2.3\" here, 9101 under \"TCP port\"."},
-        {IDC_ADDRESS, IDC_ADDRESS_NOTE, L"[fe80::1]", L"Type the address without brackets."},
+        {IDC_ADDRESS, IDC_ADDRESS_NOTE, L"[fe80::1]", L"Type only the printer's name or IP address: \"fe80::1\"."},
         {IDC_ADDRESS, IDC_ADDRESS_NOTE, L"fe80::1", nullptr},
         {IDC_NAME, IDC_NAME_NOTE, L"", L"Type a name for the port."},
         {IDC_NAME, IDC_NAME_NOTE, L"left\\right", L"There is a backslash in the name. Take it out."},
         {IDC_NAME, IDC_NAME_NOTE, L"Room 12, left",
          L"There is a comma in the name. Take it out: Windows separates a printer's ports by commas."},
+        {IDC_NAME, IDC_NAME_NOTE, L"Room\u00A012",
+         L"There are invisible characters or unusual blanks in the name. Type it anew."},
+        {IDC_NAME, IDC_NAME_NOTE, L"lpt1:", L"Windows has a port of its own by this name. Type another name."},
+        {IDC_NAME, IDC_NAME_NOTE, L"TS001",
+         L"Windows deletes printers whose port's name begins with TS and a digit. Type another name."},
         {IDC_PORT, IDC_PORT_NOTE, L"0", L"Type a number from 1 to 65535."},
         {IDC_PORT, IDC_PORT_NOTE, L"65536", L"Type a number from 1 to 65535."},
         {IDC_PORT, IDC_PORT_NOTE, L"65535", nullptr},
@@ -308,13 +319,13 @@ TEST_F(PrinterTest, NoAnswerInTimeIsToldFromAllElse) {
     const SilentPrinter printer;
     Desk desk([&](HWND window) -> BOOL {
         const tsmonui::Server here(nullptr);
-        const tsmon::PortConfig config = make_config(L"", L"127.0.0.1", printer.port());
+        const contract::PortConfig config = make_config(L"", L"127.0.0.1", printer.port());
         tsmonui::Probe* const probe = tsmonui::StartProbe({here, L"", config, 100, window, WM_APP, 77});
         MSG message = {};
         while (GetMessageW(&message, window, 0, 0) > 0 && message.message != WM_APP) DispatchMessageW(&message);
         const tsmonui::ProbeResult result = tsmonui::ResultOf(probe);
         tsmonui::EndProbe(probe);
-        return message.wParam == 77 && result.verdict == tsmonui::Verdict::no_answer;
+        return message.wParam == 77 && result.check.verdict == contract::Verdict::no_answer;
     });
     ASSERT_TRUE(desk.ended());
     EXPECT_TRUE(desk.result());

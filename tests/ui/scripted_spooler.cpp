@@ -118,9 +118,9 @@ std::vector<std::string> ScriptedSpooler::asked() const {
     return questions;
 }
 
-tsmon::PortConfig ScriptedSpooler::sent() const {
+contract::PortConfig ScriptedSpooler::sent() const {
     const std::lock_guard guard(mutex);
-    tsmon::PortConfig record = {};
+    contract::PortConfig record = {};
     if (last_input.size() == sizeof record) std::memcpy(&record, last_input.data(), sizeof record);
     return record;
 }
@@ -134,10 +134,10 @@ int ScriptedSpooler::channels() const {
     return open_channels;
 }
 
-tsmon::PortConfig make_config(const std::wstring& name, const std::wstring& address, uint32_t port) {
-    tsmon::PortConfig config = {};
-    name.copy(config.port_name, tsmon::kPortNameSize - 1);
-    address.copy(config.printer_address, tsmon::kPrinterAddressSize - 1);
+contract::PortConfig make_config(const std::wstring& name, const std::wstring& address, uint32_t port) {
+    contract::PortConfig config = {};
+    name.copy(config.port_name, contract::kPortNameSize - 1);
+    address.copy(config.printer_address, contract::kPrinterAddressSize - 1);
     config.port_number = port;
     return config;
 }

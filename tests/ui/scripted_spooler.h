@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "winapi/spooler_sim/windows/imports.h"
-#include "winportmon/tsmon/tsmon.h"
+#include "winportmon/contract/port_config.h"
 
 namespace ui {
 
@@ -29,13 +29,13 @@ class ScriptedSpooler {
     std::function<DWORD(const std::wstring& command, const void* input)> send;
     std::function<DWORD()> enumerate;
 
-    tsmon::PortConfig config = {};  // that TSGetConfigInfo gives
+    contract::PortConfig config = {};  // that TSGetConfigInfo gives
     std::vector<Printer> printers;
 
     // Everything that was asked, in order: "open OBJECT ACCESS", "send COMMAND", "printers of SERVER".
     std::vector<std::string> asked() const;
     // The record or name that the last command brought.
-    tsmon::PortConfig sent() const;
+    contract::PortConfig sent() const;
     std::wstring sent_name() const;
     // Channels that are open now.
     int channels() const;
@@ -45,6 +45,6 @@ class ScriptedSpooler {
     std::vector<spooler_sim::Function> before_;
 };
 
-tsmon::PortConfig make_config(const std::wstring& name, const std::wstring& address, uint32_t port);
+contract::PortConfig make_config(const std::wstring& name, const std::wstring& address, uint32_t port);
 
 }  // namespace ui

@@ -63,21 +63,27 @@ class WineSpooler : public testing::Test {
 TEST_F(WineSpooler, APortIsAddedChangedAndDeletedAsTyped) {
     const std::wstring name = L"B\u00fcro \u6771\u4eac";
     test_printer::TcpPrinter printer;
-    auto desk = add_port();
-    HWND dialog = desk->front();
-    ASSERT_NE(dialog, nullptr);
-    for (const std::wstring& taken : {std::wstring(L"LPT1:"), name}) {
+    std::unique_ptr<Desk> desk;
+    HWND dialog = nullptr;
+    for (const bool taken : {false, true}) {
+        desk = add_port();
+        dialog = desk->front();
+        ASSERT_NE(dialog, nullptr);
         ASSERT_TRUE(desk->fill(dialog, IDC_ADDRESS, L"127.0.0.1"));
-        ASSERT_TRUE(desk->fill(dialog, IDC_NAME, taken));
+        ASSERT_TRUE(desk->fill(dialog, IDC_NAME, name));
         ASSERT_TRUE(desk->fill(dialog, IDC_PORT, std::to_wstring(printer.port())));
         desk->alt(L'T');
         EXPECT_TRUE(Desk::begins(dialog, IDC_TEST_RESULT, L"Success"));
-        EXPECT_TRUE(listed_ports().empty());
+        EXPECT_EQ(listed_ports().size(), taken ? 1u : 0u);
         desk->click(dialog, IDOK);
-        if (taken == name) break;
+        if (!taken) {
+            expect_success(*desk);
+            continue;
+        }
         EXPECT_TRUE(Desk::shows(dialog, IDC_NAME_NOTE, L"There is a port of this name already. Type another name."));
+        desk->key(VK_ESCAPE);
+        expect_cancelled(*desk);
     }
-    expect_success(*desk);
     EXPECT_EQ(listed_ports(), std::vector<std::wstring>{name});
     EXPECT_TEXT(stored(name), L"127.0.0.1:" + std::to_wstring(printer.port()));
 

@@ -6,6 +6,7 @@
 #include "host/setup.h"
 #include "tests/support/platform.h"
 #include "tests/unit/log_fixture.h"
+#include "winportmon/contract/names.h"
 
 namespace {
 
@@ -19,7 +20,7 @@ TEST_F(StoredPorts, AreHandedOverWhileTheirKeyIsOpen) {
     host::clear_registry();
     ASSERT_TRUE(host::store_port(W("Office"), W("printer"), 9100) && host::store_port(W("Other"), W("printer"), 9101));
     HKEY root = nullptr;
-    ASSERT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, host::monitor_registry_path, 0, KEY_READ, &root), ERROR_SUCCESS);
+    ASSERT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, contract::kMonitorKey, 0, KEY_READ, &root), ERROR_SUCCESS);
     MONITORINIT init = {sizeof init, host::spooler_handle(), root, host::monitor_registry(), TRUE, nullptr};
     tsmon::MonitorContext context = {};
     context.init = &init;

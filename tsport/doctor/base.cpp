@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "host/text.h"
+#include "winportmon/contract/names.h"
 
 namespace tsport::doctor {
 namespace {
@@ -73,7 +74,7 @@ std::vector<Directory> check_directories(const BaseDirectory& base, const Settin
 }
 
 std::string helper_path(const BaseDirectory& base) {
-    return path_in(base.path, "ts-print-monitor.exe");
+    return path_in(base.path, host::to_utf8(contract::kHelperFileName));
 }
 
 void check_helper(const BaseDirectory& base, Findings& findings) {

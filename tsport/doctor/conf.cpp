@@ -7,6 +7,7 @@
 #include <map>
 
 #include "common/config.h"
+#include "common/file_names.h"
 #include "common/os.h"
 #include "host/text.h"
 #include "tsport/doctor/conf_lines.h"
@@ -287,7 +288,7 @@ void read_env_version(const std::string& bytes, const std::string& path, Setting
 namespace {
 
 void check_env_version(const std::string& base, Settings& settings, Findings& findings) {
-    const std::string path = path_in(base, "env-version");
+    const std::string path = path_in(base, kEnvVersionFileName);
     std::string bytes;
     std::string why;
     std::error_code error;
@@ -329,7 +330,7 @@ void derive_directories(SessionContext& values) {
 Settings check_settings(const std::string& base, Findings& findings) {
     Settings settings;
     util_strncpy(settings.values->base_dir_path, base.c_str(), sizeof settings.values->base_dir_path);
-    const std::string path = path_in(base, "print-provider.conf");
+    const std::string path = path_in(base, kSettingsFileName);
     std::string bytes;
     std::string why;
     std::error_code error;

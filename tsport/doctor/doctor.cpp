@@ -16,6 +16,7 @@
 #include "tsport/file.h"
 #include "tsport/output.h"
 #include "tsport/report/options.h"
+#include "winportmon/contract/names.h"
 
 namespace tsport {
 
@@ -79,7 +80,7 @@ void check_all_ports(const std::vector<Port>& ports, const Command& command, Fin
 void check_server(const Command& command, Findings& findings) {
     const std::string system = system_directory();
     const Spooler spooler;
-    Installed installed{system + "\\tsprintportmon.dll", system, ""};
+    Installed installed{system + "\\" MONITOR_LIBRARY, system, ""};
     std::string why;
     // In the package this program has a folder of its own.
     read_file(host::executable_folder() + "/../SHA256SUMS", installed.sums, why);

@@ -77,12 +77,13 @@ const std::vector<Kind>& kinds() {
 
         {"ports.not-loaded", "The spooler does not have the port."},
         {"ports.bad-line", "No port can be imported from this file until it is corrected."},
-        {"ports.odd-name", "Windows cannot reliably assign such a port to a printer."},
+        {"ports.odd-name", "Windows cannot reliably assign such a port to a printer, or takes it for another one."},
         {"ports.odd-address", "The printer cannot be found; documents wait in the queue."},
         {"ports.bad-number", "No connection can be made; documents wait in the queue."},
         {"ports.same-printer", "Documents of these ports wait for each other at the device, which may refuse some."},
         {"ports.unknown-host", "Documents wait in the queue."},
         {"ports.refused", "The device answers but accepts no documents on this TCP port; they wait in the queue."},
+        {"ports.silent-address", "Every document waits at the silent addresses first."},
         {"ports.no-answer", "The device is off or cannot be reached; documents wait in the queue."},
 
         {"queues.port-gone", "Documents of the queue are not printed."},

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <map>
 
+#include "common/file_names.h"
 #include "host/text.h"
 #include "tsport/report/line_reader.h"
 
@@ -117,7 +118,7 @@ bool is_read_only(const fs::path& path) {
 
 void check_log(const BaseDirectory& base, const Settings& settings, std::optional<report::Timestamp> now,
                Findings& findings) {
-    const std::string name = path_in(base.path, "print-monitor.log");
+    const std::string name = path_in(base.path, kLogFileName);
     const fs::path path = host::path_of(name);
     std::error_code error;
     if (!fs::exists(path, error)) {

@@ -1,6 +1,7 @@
 #include "tsport/doctor/monitor.h"
 
 #include <algorithm>
+#include <cstring>
 #include <filesystem>
 
 #include "host/sha256.h"
@@ -10,11 +11,12 @@
 #include "tsport/file.h"
 #include "tsport/output.h"
 #include "tsport/ports/encoding.h"
+#include "winportmon/contract/names.h"
 
 namespace tsport::doctor {
 namespace {
 
-const char library_name[] = "tsprintportmon.dll";
+constexpr const char* library_name = MONITOR_LIBRARY;
 const char install[] = "reinstall the package (README.txt, Installing or updating)";
 
 bool exists(const std::string& path) {
@@ -27,7 +29,7 @@ std::string listed_sum(const std::string& sums) {
     for (const Text& line : lines_of(host::to_text(sums))) {
         const std::string text = host::to_utf8(line);
         const size_t name = text.rfind(library_name);
-        if (name == std::string::npos || name + sizeof library_name - 1 != text.size()) continue;
+        if (name == std::string::npos || name + std::strlen(library_name) != text.size()) continue;
         return text.substr(0, text.find(' '));
     }
     return "";
@@ -36,7 +38,7 @@ std::string listed_sum(const std::string& sums) {
 }  // namespace
 
 Text monitor_key() {
-    return W("SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\") + Text(monitor_name);
+    return contract::kMonitorKey;
 }
 
 bool check_registration(HKEY hive, Findings& findings) {
@@ -45,12 +47,12 @@ bool check_registration(HKEY hive, Findings& findings) {
     const std::string command =
         "reg add \"" + name + "\" /v Driver /t REG_SZ /d " + library_name + " /f, then restart the spooler";
     Text driver;
-    if (!key.is_open() || !key.read_text(W("Driver"), driver)) {
+    if (!key.is_open() || !key.read_text(contract::kDriverValue, driver)) {
         findings.add("monitor.not-registered", name + (key.is_open() ? " has no text value Driver" : " does not exist"),
                      command);
         return false;
     }
-    if (!same_name(driver, host::to_text(library_name))) {
+    if (!same_name(driver, contract::kMonitorLibrary)) {
         findings.add("monitor.other-driver", "Driver of " + name + " is \"" + shown(driver) + "\"", command);
         return false;
     }
@@ -132,8 +134,8 @@ void check_spooler(const Spooler& spooler, bool registered, Findings& findings) 
         findings.skipped("spooler", "it does not answer: " + host::error_message(error));
         return;
     }
-    const bool loaded =
-        std::any_of(names.begin(), names.end(), [](const Text& name) { return same_name(name, monitor_name); });
+    const bool loaded = std::any_of(names.begin(), names.end(),
+                                    [](const Text& name) { return same_name(name, contract::kMonitorName); });
     if (registered && !loaded) {
         findings.add("spooler.not-loaded", "the monitor is registered, and the spooler has not loaded it",
                      "net stop spooler /y, net start spooler; if that does not help, see the findings of monitor");
@@ -144,11 +146,11 @@ void check_spooler(const Spooler& spooler, bool registered, Findings& findings) 
 std::string find_base(HKEY hive, Findings& findings) {
     constexpr DWORD most = 520;  // bytes that the monitor reads
     Text found[2];
-    const Text places[] = {W("SOFTWARE\\Wow6432Node\\ts-print-provider"), W("SOFTWARE\\Wow6432Node\\Tessaron")};
+    const auto& places = contract::kInstallPathKeys;
     for (size_t i = 0; i < 2; ++i) {
         WCHAR value[most / sizeof(WCHAR) + 1] = {};
         DWORD size = most;
-        const DWORD error = RegistryKey(hive, places[i]).read(W("InstallPath"), value, size);
+        const DWORD error = RegistryKey(hive, places[i]).read(contract::kInstallPathValue, value, size);
         if (error == ERROR_SUCCESS) found[i] = value;
         if (error == ERROR_MORE_DATA) {
             findings.add("provider.long-path", "InstallPath below HKLM\\" + host::to_utf8(places[i]) + " is too long",
@@ -169,7 +171,7 @@ std::string find_base(HKEY hive, Findings& findings) {
                          shown(found[1]),
                      "delete the key of the one that no longer exists below HKLM\\SOFTWARE\\Wow6432Node");
     }
-    const std::string base = host::to_utf8(path) + "\\providers\\print\\win";
+    const std::string base = host::to_utf8(path) + contract::kBaseFolder;
     std::error_code error;
     if (!std::filesystem::is_directory(host::path_of(base), error)) {
         findings.add("provider.no-base", base + " is not a directory", "repair the installation of the Print Provider");

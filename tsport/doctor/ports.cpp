@@ -1,15 +1,14 @@
 #include "tsport/doctor/ports.h"
 
 #include <algorithm>
-#include <atomic>
 #include <map>
-#include <thread>
 
-#include "host/connect.h"
 #include "tsport/answer.h"
 #include "tsport/doctor/registry.h"
 #include "tsport/file.h"
+#include "tsport/ports/check.h"
 #include "tsport/ports/ports_file.h"
+#include "winportmon/contract/names.h"
 
 namespace tsport::doctor {
 namespace {
@@ -20,14 +19,14 @@ std::string set_command(const Port& port, const std::string& address) {
 
 // A port as the monitor reads it: whatever the types, as long as the values fit. Returns why it skips it, or nothing.
 std::string load(const RegistryKey& key, Port& port) {
-    WCHAR address[tsmon::kPrinterAddressSize] = {};
+    WCHAR address[contract::kPrinterAddressSize] = {};
     DWORD size = sizeof address;
-    if (const DWORD error = key.read(W("HostName"), address, size)) {
+    if (const DWORD error = key.read(contract::kHostNameValue, address, size)) {
         return "its HostName cannot be read: " + host::error_message(error);
     }
     port.address.assign(address, std::find(address, address + size / sizeof(WCHAR), W('\0')));
     size = sizeof port.number;
-    if (const DWORD error = key.read(W("PortNumber"), &port.number, size)) {
+    if (const DWORD error = key.read(contract::kPortNumberValue, &port.number, size)) {
         return "its PortNumber cannot be read: " + host::error_message(error);
     }
     return "";
@@ -37,14 +36,14 @@ std::string load(const RegistryKey& key, Port& port) {
 
 std::vector<Port> read_registry_ports(HKEY hive, const Text& monitor_key, Findings& findings) {
     std::vector<Port> ports;
-    const Text path = monitor_key + W("\\Ports");
+    const Text path = monitor_key + W("\\") + contract::kPortsKey;
     const RegistryKey parent(hive, path);
     for (const Text& name : parent.subkeys()) {
         Port port{name, Text(), 0};
         const RegistryKey key(hive, path + W("\\") + name);
-        std::string why = name.size() >= tsmon::kPortNameSize
+        std::string why = name.size() >= contract::kPortNameSize
                               ? "its name has " + std::to_string(name.size()) + " characters, the limit is " +
-                                    std::to_string(tsmon::kPortNameSize - 1)
+                                    std::to_string(contract::kPortNameSize - 1)
                               : "";
         if (why.empty()) why = key.is_open() ? load(key, port) : "its key cannot be opened";
         if (why.empty()) {
@@ -86,21 +85,18 @@ void check_ports(const std::vector<Port>& ports, Findings& findings) {
     std::map<std::pair<Text, DWORD>, std::vector<const Port*>> users;
     for (const Port& port : ports) {
         const std::string name = named(port.name);
-        std::string odd = new_name_fault(port.name);
-        if (odd.empty() && (port.name.front() == W(' ') || port.name.back() == W(' ')))
-            odd = "it has a blank at its end";
+        const std::string odd = new_name_fault(port.name);
         if (!odd.empty()) {
             findings.add("ports.odd-name", "the port " + name + ": " + odd,
                          "add a port with another name, assign it to the printers, and tsport delete " + name);
         }
-        std::string wrong = address_fault(port.address);
-        if (wrong.empty()) wrong = new_address_fault(port.address);
+        const std::string wrong = new_address_fault(port.address);
         if (!wrong.empty()) {
             findings.add("ports.odd-address",
                          "the port " + name + " leads to \"" + shown(port.address) + "\": " + wrong,
                          set_command(port, "HOST"));
         }
-        if (port.number == 0 || port.number > largest_number) {
+        if (port.number == 0 || port.number > contract::kLargestPortNumber) {
             findings.add("ports.bad-number",
                          "the port " + name + " has the TCP port number " + std::to_string(port.number),
                          set_command(port, shown(port.address) + " 9100"));
@@ -120,42 +116,37 @@ void check_ports(const std::vector<Port>& ports, Findings& findings) {
 }
 
 void try_ports(const std::vector<Port>& ports, std::chrono::milliseconds limit, Findings& findings) {
-    constexpr size_t at_once = 64;
+    using contract::Verdict;
     std::vector<const Port*> tried;
     for (const Port& port : ports) {
-        const bool odd = !address_fault(port.address).empty() || !new_address_fault(port.address).empty();
-        if (!odd && port.number != 0 && port.number <= largest_number) tried.push_back(&port);
+        const bool sound = new_address_fault(port.address).empty();
+        if (sound && port.number != 0 && port.number <= contract::kLargestPortNumber) tried.push_back(&port);
     }
-    std::vector<host::Verdict> verdicts(tried.size(), host::Verdict::no_answer);
-    std::atomic<size_t> next{0};
-    std::vector<std::thread> threads;
-    for (size_t i = 0; i < std::min(at_once, tried.size()); ++i) {
-        threads.emplace_back([&] {
-            for (size_t at = next++; at < tried.size(); at = next++) {
-                verdicts[at] = host::try_connection(host::to_utf8(tried[at]->address),
-                                                    static_cast<std::uint16_t>(tried[at]->number), limit);
-            }
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
+    std::vector<contract::PrinterCheck> checks(tried.size());
+    for_each_at_once(tried.size(), [&](size_t at) { checks[at] = check_printer(*tried[at], limit); });
     for (size_t i = 0; i < tried.size(); ++i) {
-        const std::string what = "the port " + named(tried[i]->name) + ": " + printer_of(*tried[i]);
-        const std::string again = "tsport test " + named(tried[i]->name);
-        switch (verdicts[i]) {
-            case host::Verdict::accepted:
+        const std::string name = named(tried[i]->name);
+        const std::string what = "the port " + name + ": " + printer_of(*tried[i]) + " " + to_text(checks[i]);
+        const std::string again = "tsport test " + name;
+        switch (checks[i].verdict) {
+            case Verdict::accepted:
+                if (checks[i].silent == 0) break;
+                findings.add(
+                    "ports.silent-address", what,
+                    "take the addresses that nothing answers at out of DNS, or " + set_command(*tried[i], "ADDRESS"));
                 break;
-            case host::Verdict::refused:
-                findings.add("ports.refused", what + " refuses connections",
+            case Verdict::refused:
+                findings.add("ports.refused", what,
                              "switch raw printing on at the device, or correct the number: " +
                                  set_command(*tried[i], shown(tried[i]->address) + " PORT"));
                 break;
-            case host::Verdict::no_answer:
-                findings.add("ports.no-answer", what + " does not answer",
+            case Verdict::no_answer:
+            case Verdict::failed:
+                findings.add("ports.no-answer", what,
                              "switch the device on, check its cable and the firewalls on the way; then " + again);
                 break;
-            case host::Verdict::unknown_name:
-                findings.add("ports.unknown-host", what + " has a name that is unknown here",
-                             "add the name to DNS, or " + set_command(*tried[i], "HOST"));
+            case Verdict::unknown_name:
+                findings.add("ports.unknown-host", what, "add the name to DNS, or " + set_command(*tried[i], "HOST"));
                 break;
         }
     }

@@ -3,6 +3,7 @@
 #include <set>
 
 #include "tsport/answer.h"
+#include "winportmon/contract/names.h"
 
 namespace tsport::doctor {
 
@@ -21,7 +22,7 @@ void check_queues(const std::vector<Queue>& queues, const std::vector<SpoolerPor
     }
     size_t ours = 0;
     for (const SpoolerPort& port : ports) {
-        if (!same_name(port.monitor, monitor_name)) continue;
+        if (!same_name(port.monitor, contract::kMonitorName)) continue;
         ++ours;
         if (used.count(port.name) != 0) continue;
         findings.add("queues.no-queue", "no queue prints to the port " + named(port.name),

@@ -5,9 +5,6 @@
 
 namespace tsport {
 
-// What is wrong with a TCP port's number; empty when nothing is.
-std::string parse_port_number(const Text& text, DWORD& number);
-
 // The first line names the columns, in any order; other columns than name, address and port are not looked at.
 void parse_csv(const Text& text, PortsFile& file, std::vector<Fault>& faults);
 Text format_csv(const std::vector<Entry>& entries, WCHAR separator);

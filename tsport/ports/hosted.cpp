@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "host/platform.h"
+#include "winportmon/contract/names.h"
 
 namespace tsport {
 namespace {
@@ -10,11 +11,11 @@ namespace {
 // A monitor that finds the service's folder logs there and sweeps work files: beside a running spooler that would
 // disturb it.
 bool is_print_server() {
-    for (const LPCWSTR path : {W("SOFTWARE\\Wow6432Node\\ts-print-provider"), W("SOFTWARE\\Wow6432Node\\Tessaron")}) {
+    for (const LPCWSTR path : contract::kInstallPathKeys) {
         HKEY key = nullptr;
         if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, KEY_READ, &key) != ERROR_SUCCESS) continue;
         DWORD size = 0;
-        const LSTATUS status = RegQueryValueExW(key, W("InstallPath"), nullptr, nullptr, nullptr, &size);
+        const LSTATUS status = RegQueryValueExW(key, contract::kInstallPathValue, nullptr, nullptr, nullptr, &size);
         RegCloseKey(key);
         if (status == ERROR_SUCCESS) return true;
     }

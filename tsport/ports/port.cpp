@@ -3,74 +3,81 @@
 #include <algorithm>
 #include <set>
 
+#include "host/ports.h"
 #include "tsport/output.h"
+#include "winportmon/contract/rules.h"
 
 namespace tsport {
 namespace {
 
-std::string too_long(const char* what, size_t length, size_t most) {
-    return std::string(what) + " has " + std::to_string(length) + " characters, the limit is " + std::to_string(most);
+// What the address should have been.
+std::string instead(const Text& address) {
+    const contract::AddressParts parts = contract::PartsOf(address);
+    std::string words = shown(Text(parts.address));
+    if (!parts.port_number.empty()) words += " " + shown(Text(parts.port_number));
+    return parts.address.empty() ? "" : "; type " + words;
 }
 
-bool is_blank(WCHAR c) {
-    return c <= W(' ') || c == 0x7F || c == 0xA0 || c == 0x3000;
-}
+using contract::Fault;
 
-// What an address that came with more than itself should have been: its scheme, brackets, path and port number taken
-// off, the number as a word of its own.
-std::string instead(Text address) {
-    const size_t scheme = address.find(W("://"));
-    if (scheme != Text::npos) address.erase(0, scheme + 3);
-    address.erase(0, address.find_first_not_of(W("\\/")));
-    address.resize(std::min(address.size(), address.find_first_of(W("/\\"))));
-    Text number;
-    const size_t bracket = address.find(W(']'));
-    const size_t colon = bracket != Text::npos ? address.find(W(':'), bracket) : address.rfind(W(':'));
-    const bool has_number = colon != Text::npos && (bracket != Text::npos || address.find(W(':')) == colon);
-    if (has_number) {
-        number = address.substr(colon + 1);
-        address.resize(colon);
-    }
-    std::erase(address, W('['));
-    std::erase(address, W(']'));
-    std::string words = shown(address);
-    if (!number.empty()) words += " " + shown(number);
-    return words.empty() ? "" : "; type " + words;
+// What is said of a fault in a name, and in an address.
+struct FaultText {
+    Fault fault;
+    const char* name;
+    const char* address;
+};
+constexpr FaultText fault_texts[] = {
+    {Fault::none, "", ""},
+    {Fault::empty, "the port's name is empty", "the printer's address is empty"},
+    {Fault::too_long, "the port's name has % characters, the limit is 64",
+     "the printer's address has % characters, the limit is 128"},
+    {Fault::backslash, "a port's name cannot have a backslash in it", ""},
+    {Fault::blank, "a port's name cannot begin or end with a blank", "an address has no blanks in it"},
+    {Fault::invisible, "a port's name cannot have invisible characters in it, nor other blanks than the space bar's",
+     "an address has no invisible characters in it"},
+    {Fault::comma, "a port's name cannot have a comma in it: Windows separates the ports of a printer by commas", ""},
+    {Fault::windows_port, "Windows has a port of its own by this name", ""},
+    {Fault::session_port, "Windows deletes the queues of ports whose names begin with TS and a digit when it starts",
+     ""},
+    {Fault::scheme, "", "an address has no scheme before it"},
+    {Fault::slash, "", "an address has no slashes in it"},
+    {Fault::brackets, "", "an address has no brackets around it"},
+    {Fault::with_port_number, "", "the TCP port is a word of its own behind the address"},
+    {Fault::numeric, "", "an IP address has four numbers from 0 to 255, without zeros before them"},
+};
+static_assert(contract::kPortNameSize == 65 && contract::kPrinterAddressSize == 129);
+
+std::string fault_text(Fault fault, const char* FaultText::*kind, size_t length) {
+    const auto found = std::find_if(std::begin(fault_texts), std::end(fault_texts),
+                                    [fault](const FaultText& text) { return text.fault == fault; });
+    std::string text = (*found).*kind;
+    if (fault == Fault::too_long) text.replace(text.find('%'), 1, std::to_string(length));
+    return text;
 }
 
 }  // namespace
 
 std::string name_fault(const Text& name) {
-    constexpr size_t most = tsmon::kPortNameSize - 1;
-    if (name.empty()) return "the port's name is empty";
-    if (name.size() > most) return too_long("the port's name", name.size(), most);
-    if (name.find(W('\\')) != Text::npos) return "a port's name cannot have a backslash in it";
-    return std::string();
+    return contract::IsImpossible(contract::NameFault(name)) ? new_name_fault(name) : "";
 }
 
 std::string new_name_fault(const Text& name) {
-    if (name.find(W(',')) == Text::npos) return std::string();
-    return "a port's name cannot have a comma in it: Windows separates the ports of a printer by commas";
+    return fault_text(contract::NameFault(name), &FaultText::name, name.size());
 }
 
 std::string address_fault(const Text& address) {
-    constexpr size_t most = tsmon::kPrinterAddressSize - 1;
-    if (address.empty()) return "the printer's address is empty";
-    if (address.size() > most) return too_long("the printer's address", address.size(), most);
-    return std::string();
+    return contract::IsImpossible(contract::AddressFault(address)) ? new_address_fault(address) : "";
 }
 
 std::string new_address_fault(const Text& address) {
-    if (std::any_of(address.begin(), address.end(), is_blank)) return "an address has no blanks in it";
-    if (address.find(W("://")) != Text::npos) return "an address has no scheme before it" + instead(address);
-    if (address.find_first_of(W("/\\")) != Text::npos) {
-        return "an address has no slashes in it" + instead(address);
-    }
-    if (address.find_first_of(W("[]")) != Text::npos) return "an address has no brackets around it" + instead(address);
-    if (std::count(address.begin(), address.end(), W(':')) == 1) {
-        return "the TCP port is a word of its own behind the address" + instead(address);
-    }
-    return std::string();
+    const Fault fault = contract::AddressFault(address);
+    const bool has_more = fault >= Fault::scheme && fault <= Fault::with_port_number;
+    return fault_text(fault, &FaultText::address, address.size()) + (has_more ? instead(address) : "");
+}
+
+std::string parse_port_number(const Text& text, DWORD& number) {
+    number = contract::ParsePortNumber(text);
+    return number != 0 ? "" : "the port number is not 1 to 65535: " + shown(text);
 }
 
 bool same_name(const Text& left, const Text& right) {
@@ -143,16 +150,13 @@ bool same_printer(const Port& left, const Port& right) {
     return left.address == right.address && left.number == right.number;
 }
 
-tsmon::PortConfig to_config(const Port& port) {
-    tsmon::PortConfig config = {};
-    std::copy(port.address.begin(), port.address.end(), config.printer_address);
-    std::copy(port.name.begin(), port.name.end(), config.port_name);
-    config.port_number = port.number;
-    return config;
+contract::PortConfig to_config(const Port& port) {
+    return host::port_config(port.name, port.address, port.number);
 }
 
-Port from_config(const tsmon::PortConfig& config) {
-    return {tsmon::FieldText(config.port_name).text, tsmon::FieldText(config.printer_address).text, config.port_number};
+Port from_config(const contract::PortConfig& config) {
+    return {contract::FieldText(config.port_name).text, contract::FieldText(config.printer_address).text,
+            config.port_number};
 }
 
 }  // namespace tsport

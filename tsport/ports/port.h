@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "host/text.h"
-#include "winportmon/tsmon/tsmon.h"
+#include "winportmon/contract/port_config.h"
 
 namespace tsport {
 
@@ -18,16 +18,14 @@ struct Port {
     DWORD number = 0;
 };
 
-constexpr DWORD default_number = 9100;
-constexpr DWORD largest_number = 65535;
-
 // What is wrong with it, and what to type instead; empty when nothing is.
 // What no port can have: ...
 std::string name_fault(const Text& name);
 std::string address_fault(const Text& address);
-// ... and what a new port should not have, although an existing one may.
+// ... and, beside that, what a new port should not have, although an existing one may.
 std::string new_name_fault(const Text& name);
 std::string new_address_fault(const Text& address);
+std::string parse_port_number(const Text& text, DWORD& number);
 
 // Letter case ignored, as the monitor does.
 bool same_name(const Text& left, const Text& right);
@@ -50,7 +48,7 @@ std::vector<Text> select_names(const std::vector<Text>& names, const std::vector
 bool same_printer(const Port& left, const Port& right);
 
 // The record that the monitor exchanges. The port has no fault.
-tsmon::PortConfig to_config(const Port& port);
-Port from_config(const tsmon::PortConfig& config);
+contract::PortConfig to_config(const Port& port);
+Port from_config(const contract::PortConfig& config);
 
 }  // namespace tsport

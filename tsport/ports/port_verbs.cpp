@@ -1,11 +1,10 @@
 // The verbs about ports, but for those that read or write files.
 #include <atomic>
 #include <chrono>
-#include <thread>
 
-#include "host/connect.h"
 #include "tsport/answer.h"
 #include "tsport/commands.h"
+#include "tsport/ports/check.h"
 
 namespace tsport {
 
@@ -149,7 +148,7 @@ void exists(const Task& task) {
 
 void add(const Task& task) {
     Port port = task.command.port;
-    if (!task.command.number_given) port.number = default_number;
+    if (!task.command.number_given) port.number = contract::kUsualPortNumber;
     if (task.report_if_error(add_port(task.spooler, port), "add the port " + named(port.name)) || !task.save_changes())
         return;
     task.say("added " + named(port.name) + ": " + printer_of(port),
@@ -162,7 +161,7 @@ void set(const Task& task) {
     Port port = before;
     port.address = task.command.port.address;
     if (task.command.number_given) port.number = task.command.port.number;
-    if (port.number == 0 || port.number > largest_number) {
+    if (port.number == 0 || port.number > contract::kLargestPortNumber) {
         task.fail(bad_usage, "the port's number, " + std::to_string(port.number) + ", is not 1 to 65535: give PORT too",
                   "usage");
         return;
@@ -223,35 +222,26 @@ void remove(const Task& task) {
 namespace {
 
 struct Tested {
-    const char* message;
+    std::string message;
     const char* verdict;  // in JSON
+    std::uint32_t wait_seconds;
 };
 
-Tested tested(host::Verdict verdict) {
-    switch (verdict) {
-        case host::Verdict::accepted:
-            return {"takes connections", "accepted"};
-        case host::Verdict::refused:
-            return {"refuses connections", "refused"};
-        case host::Verdict::unknown_name:
-            return {"has a name that is unknown here", "unknown-name"};
-        case host::Verdict::no_answer:
-            break;
-    }
-    return {"does not answer", "no-answer"};
+Tested tested(const contract::PrinterCheck& check) {
+    static constexpr const char* verdicts[] = {"accepted", "refused", "no-answer", "unknown-name", "unreachable"};
+    return {to_text(check), verdicts[static_cast<size_t>(check.verdict)], check.wait_seconds};
 }
 
 // Another server is asked to try it itself: what can be reached from here says nothing about it.
 DWORD test_one(const Task& task, const Port& port, Tested& result) {
     if (task.spooler.server().empty()) {
-        result = tested(host::try_connection(host::to_utf8(port.address), static_cast<std::uint16_t>(port.number),
-                                             std::chrono::seconds(task.command.timeout_seconds)));
+        result = tested(check_printer(port, std::chrono::seconds(task.command.timeout_seconds)));
         return ERROR_SUCCESS;
     }
     bool reachable = false;
     const Spooler own(task.spooler.server());  // each thread talks to the spooler on its own
     const DWORD code = ask_whether_reachable(own, port, reachable);
-    result = reachable ? tested(host::Verdict::accepted) : Tested{"cannot be reached from the server", "no-connection"};
+    result = reachable ? tested({}) : Tested{"cannot be reached from the server", "no-connection", 0};
     return code;
 }
 
@@ -261,27 +251,20 @@ JsonMembers members_of(const Port& port, const Tested& result) {
         json.member("address", port.address);
         json.member("port", port.number);
         json.member("reachable", std::string(result.verdict) == "accepted");
-        json.member("verdict", result.verdict);
+        json.member("verdict", std::string_view(result.verdict));
+        if (result.wait_seconds != 0) json.member("wait_seconds", result.wait_seconds);
     };
 }
 
 // Many at once. Returns the first error of a spooler that could not be asked.
 DWORD test_all(const Task& task, const std::vector<Port>& ports, std::vector<Tested>& results) {
-    constexpr size_t at_once = 64;
     const auto progress = task.progress(ports.size(), "tested");
-    std::atomic<size_t> next{0};
     std::atomic<size_t> finished{0};
     std::atomic<DWORD> error{ERROR_SUCCESS};
-    std::vector<std::thread> threads;
-    for (size_t i = 0; i < std::min(at_once, ports.size()); ++i) {
-        threads.emplace_back([&] {
-            for (size_t at = next++; at < ports.size(); at = next++) {
-                if (const DWORD code = test_one(task, ports[at], results[at])) error = code;
-                progress->show(++finished);
-            }
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
+    for_each_at_once(ports.size(), [&](size_t at) {
+        if (const DWORD code = test_one(task, ports[at], results[at])) error = code;
+        progress->show(++finished);
+    });
     return error;
 }
 

@@ -214,15 +214,6 @@ void find_doubles(const std::vector<Entry>& entries, std::vector<Fault>& faults)
 
 }  // namespace
 
-std::string parse_port_number(const Text& text, DWORD& number) {
-    std::uint64_t value = 0;
-    if (!host::parse_number(host::to_utf8(text), 1, largest_number, value)) {
-        return "the port number is not 1 to 65535: " + shown(text);
-    }
-    number = static_cast<DWORD>(value);
-    return std::string();
-}
-
 std::vector<Port> PortsFile::ports() const {
     std::vector<Port> found;
     for (const Entry& entry : entries) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <filesystem>
 
+#include "common/file_names.h"
 #include "host/text.h"
 
 namespace tsport::report {
@@ -11,7 +12,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* log_name = "print-monitor.log";
+constexpr const char* log_name = kLogFileName;
 constexpr std::uint64_t live = 0;
 constexpr std::uint64_t set_aside = 1;  // ".tmp": a rotation was interrupted
 

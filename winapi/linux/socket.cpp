@@ -3,7 +3,6 @@
 
 #include <arpa/inet.h>
 #include <netdb.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -32,6 +31,8 @@ Point lookup_point("GetAddrInfoW");
 Point socket_point("WSASocketW");
 Point connect_point("connect");
 Point send_point("send");
+Point ioctl_point("ioctlsocket");
+Point option_point("getsockopt");
 Point select_point("select");
 Point shutdown_point("shutdown");
 Point closesocket_point("closesocket");
@@ -54,7 +55,7 @@ struct Socket final : winapi::Object {
     int descriptor() const override { return fd; }
 
     const int fd;
-    std::atomic<bool> blocks{true};  // until an event is selected; each send says so by a flag
+    std::atomic<bool> blocks{true};  // until an event is selected or it is told not to; each send says so by a flag
     std::atomic<bool> connected{false};
     std::atomic<bool> sending_ended{false};
     std::atomic<bool> send_failed{false};
@@ -314,15 +315,19 @@ void FreeAddrInfoW(ADDRINFOW* list) {
 
 namespace {
 
+// Why a connection failed or ended, which it tells once: 0 for a graceful close.
+int pending_error(int fd) {
+    int error = 0;
+    socklen_t size = sizeof error;
+    return ::getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &size) == 0 ? error : errno;
+}
+
 int connect_descriptor(int fd, const sockaddr* address, int size) {
     if (::connect(fd, address, static_cast<socklen_t>(size)) == 0) return 0;
     if (errno != EINTR) return errno;
     // The attempt continues in the background; its outcome is the socket's pending error.
     pollfd polled{fd, POLLOUT, 0};
-    if (winapi::poll_for(&polled, 1, -1) < 0) return errno;
-    int error = 0;
-    socklen_t error_size = sizeof error;
-    return getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &error_size) == 0 ? error : errno;
+    return winapi::poll_for(&polled, 1, -1) < 0 ? errno : pending_error(fd);
 }
 
 // Linux says EPIPE for three things that Windows tells apart.
@@ -422,6 +427,28 @@ int closesocket(SOCKET socket) {
     return starts > 0 ? 0 : socket_error(WSANOTINITIALISED);
 }
 
+int ioctlsocket(SOCKET socket, long command, u_long* argument) {
+    if (ioctl_point.fails()) return socket_error(WSAENETDOWN);
+    const auto found = socket_of(socket);
+    if (found == nullptr) return SOCKET_ERROR;
+    if (command != FIONBIO || argument == nullptr || *argument == 0) return socket_error(WSAEINVAL);
+    found->blocks = false;
+    return 0;
+}
+
+int getsockopt(SOCKET socket, int level, int name, char* value, int* size) {
+    if (option_point.fails()) return socket_error(WSAENETDOWN);
+    const auto found = socket_of(socket);
+    if (found == nullptr) return SOCKET_ERROR;
+    if (level != SOL_SOCKET || name != SO_ERROR) return socket_error(WSAEINVAL);
+    if (value == nullptr || size == nullptr || *size < static_cast<int>(sizeof(int))) return socket_error(WSAEFAULT);
+    const int error = pending_error(found->fd);
+    const int code = error == 0 ? 0 : winapi::wsa_error_from_errno(error);
+    std::memcpy(value, &code, sizeof code);
+    *size = sizeof code;
+    return 0;
+}
+
 // -- select -----------------------------------------------------------------------------------------------------------
 
 namespace {
@@ -466,13 +493,15 @@ std::int64_t select_timeout(const timeval* timeout) {
 int select(int /*ignored*/, fd_set* read_set, fd_set* write_set, fd_set* except_set, const struct timeval* timeout) {
     if (select_point.fails()) return socket_error(WSAENETDOWN);
     if (starts == 0) return socket_error(WSANOTINITIALISED);
-    if (except_set != nullptr) return socket_error(WSAEINVAL);
     Polled polled;
-    if (!add_set(read_set, POLLIN, polled) || !add_set(write_set, POLLOUT, polled)) return SOCKET_ERROR;
+    if (!add_set(read_set, POLLIN, polled) || !add_set(write_set, POLLOUT, polled) ||
+        !add_set(except_set, 0, polled)) {  // a connection that failed
+        return SOCKET_ERROR;
+    }
     if (polled.descriptors.empty()) return socket_error(WSAEINVAL);
     const int ready = winapi::poll_for(polled.descriptors.data(), polled.descriptors.size(), select_timeout(timeout));
     if (ready < 0) return socket_error(winapi::wsa_error_from_errno(errno));
-    keep_ready(write_set, polled, keep_ready(read_set, polled, 0));
+    keep_ready(except_set, polled, keep_ready(write_set, polled, keep_ready(read_set, polled, 0)));
     return ready;
 }
 
@@ -490,13 +519,6 @@ std::shared_ptr<Socket> watched_by(Event& event) {
 bool has_unread_data(int fd) {
     int bytes = 0;
     return ioctl(fd, FIONREAD, &bytes) == 0 && bytes > 0;
-}
-
-// Why a connection ended, which it tells once: 0 for a graceful close.
-int pending_error(int fd) {
-    int error = 0;
-    socklen_t size = sizeof error;
-    return ::getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &size) == 0 ? error : errno;
 }
 
 // A graceful close counts once all that was received has been read, as Windows documents it.

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <netinet/in.h>
+#include <sys/ioctl.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 
@@ -98,6 +99,10 @@ void FreeAddrInfoW(ADDRINFOW* list);
 SOCKET WSASocketW(int family, int type, int protocol, void* protocol_info, GROUP group, DWORD flags);
 int connect(SOCKET socket, const struct sockaddr* address, int size);
 int send(SOCKET socket, const char* data, int size, int flags);
+// FIONBIO alone, and only to switch it on.
+int ioctlsocket(SOCKET socket, long command, u_long* argument);
+// SO_ERROR alone.
+int getsockopt(SOCKET socket, int level, int name, char* value, int* size);
 int select(int ignored, fd_set* read_set, fd_set* write_set, fd_set* except_set, const struct timeval* timeout);
 int shutdown(SOCKET socket, int how);
 int closesocket(SOCKET socket);

@@ -25,7 +25,7 @@ DWORD find_object(const Text& name, ACCESS_MASK access, MonitorRecord& monitor, 
     const MonitorRecord* const found = monitor_of(server);
     const bool of_monitor = ends_with_object(name, W(",XcvMonitor "), object);
     if (!of_monitor && !ends_with_object(name, W(",XcvPort "), object)) return ERROR_INVALID_PRINTER_NAME;
-    if (found == nullptr || (of_monitor && !same_name(object, monitor_name))) return ERROR_INVALID_PRINTER_NAME;
+    if (found == nullptr || (of_monitor && !same_name(object, found->name))) return ERROR_INVALID_PRINTER_NAME;
     if ((access & SERVER_ACCESS_ADMINISTER) != 0 && !state().administrator) return ERROR_ACCESS_DENIED;
     monitor = *found;
     return 0;

@@ -8,8 +8,6 @@
 
 namespace spooler_sim {
 
-const WCHAR monitor_name[] = W("Tessaron TCP/IP Port");
-
 void add_server(const Text& name) {
     const std::lock_guard lock(state().mutex);
     state().servers[name] = true;
@@ -25,9 +23,9 @@ void set_administrator(bool administrator) {
     state().administrator = administrator;
 }
 
-void add_monitor(MONITOR2* monitor, HANDLE handle, const Text& server) {
+void add_monitor(const Text& name, MONITOR2* monitor, HANDLE handle, const Text& server) {
     const std::lock_guard lock(state().mutex);
-    state().monitors.push_back({monitor, handle, server});
+    state().monitors.push_back({name, monitor, handle, server});
 }
 
 void remove_monitor(HANDLE handle) {
@@ -57,7 +55,7 @@ DWORD enum_monitors(LPCWSTR server, DWORD level, BYTE* buffer, DWORD size, DWORD
     Text found;
     if (!find_server(server, found)) return RPC_S_SERVER_UNAVAILABLE;
     std::vector<Text> names = {W("Local Port")};
-    if (monitor_of(found) != nullptr) names.emplace_back(monitor_name);
+    if (const MonitorRecord* const monitor = monitor_of(found)) names.push_back(monitor->name);
     *needed = 0;
     *returned = 0;
     for (const Text& name : names) *needed += static_cast<DWORD>(sizeof(MONITOR_INFO_1W)) + packed_size(name);

@@ -65,8 +65,7 @@ class ClientScope {
 Text current_client();
 
 // Ports that EnumPortsW lists: those of a server's monitor, of which a server has at most one, and those of others.
-extern const WCHAR monitor_name[];
-void add_monitor(MONITOR2* monitor, HANDLE handle, const Text& server = Text());
+void add_monitor(const Text& name, MONITOR2* monitor, HANDLE handle, const Text& server = Text());
 void remove_monitor(HANDLE handle);
 void add_foreign_port(const Text& name);
 

@@ -22,6 +22,7 @@ struct JobRecord {
 };
 
 struct MonitorRecord {
+    Text name;
     MONITOR2* table;
     HANDLE handle;
     Text server;

@@ -7,29 +7,19 @@
 #include "common/global.h"
 #include "common/log.h"
 #include "common/util.h"
+#include "winportmon/contract/names.h"
 
 namespace tsmon {
 namespace {
 
-constexpr WCHAR kHelperFileName[] = W("ts-print-monitor.exe");
-constexpr const char* kInstallPathSuffix = "\\providers\\print\\win\\";
-
-// Where the Print Provider's installer leaves its path, below HKEY_LOCAL_MACHINE, in the order of looking.
-constexpr const char* kInstallPathKeys[] = {
-    "SOFTWARE\\Wow6432Node\\ts-print-provider",
-    "SOFTWARE\\Wow6432Node\\Tessaron",
-};
-
 // The path at one place, as a heap text; null when there is none.
-char* ReadInstallPath(const char* key_path) {
-    WCHAR subkey[kWidePathSize];
+char* ReadInstallPath(const WCHAR* subkey) {
     WCHAR value[MAX_PATH];
     char* path = nullptr;
-    enc_utf8_to_wide(subkey, key_path);
-    log_debug(LOG_HERE, "TSM: looking up registry path: %s", key_path);
-    if (!ReadInstallPathValue(value, sizeof value, HKEY_LOCAL_MACHINE, subkey, W("InstallPath")) ||
+    log_debug(LOG_HERE, "TSM: looking up registry path: %S", subkey);
+    if (!ReadInstallPathValue(value, sizeof value, HKEY_LOCAL_MACHINE, subkey, contract::kInstallPathValue) ||
         !enc_wide_to_utf8_alloc(&path, value)) {
-        log_error(LOG_HERE, "TSM: Could not retrieve the install path for %s.", key_path);
+        log_error(LOG_HERE, "TSM: Could not retrieve the install path for %S.", subkey);
     }
     return path;
 }
@@ -38,14 +28,15 @@ char* ReadInstallPath(const char* key_path) {
 
 BOOL GetInstallPath(char* out, size_t size) {
     char* path = nullptr;
-    for (const char* key_path : kInstallPathKeys) {
-        path = ReadInstallPath(key_path);
+    for (const WCHAR* const subkey : contract::kInstallPathKeys) {
+        path = ReadInstallPath(subkey);
         if (path != nullptr) break;
     }
     if (path == nullptr) return FALSE;
     log_debug(LOG_HERE, "TSM: found value in reg path of: %s", path);
     util_strncpy(out, path, size);
-    util_strncat(out, kInstallPathSuffix, size);
+    util_strncat(out, contract::kBaseFolder, size);
+    util_strncat(out, "\\", size);
     free(path);
     return TRUE;
 }
@@ -80,7 +71,8 @@ void BuildHelperCommandPath(MonitorContext* context, const char* install_path) {
     // A bare name would be searched for along the system's program search path.
     if (!enc_utf8_to_wide(path, install_path)) return;
     size_t length = util_wcsnlen(path, MAX_PATH - 1);
-    for (const WCHAR* name = kHelperFileName; *name != 0 && length < MAX_PATH - 1; ++name) path[length++] = *name;
+    for (const WCHAR* name = contract::kHelperFileName; *name != 0 && length < MAX_PATH - 1; ++name)
+        path[length++] = *name;
     path[length] = 0;
 }
 

@@ -11,12 +11,18 @@
 #include "common/serialize_hpc_job.h"
 #include "common/util.h"
 #include "winapi/winapi.h"
+#include "winportmon/contract/port_config.h"
 
 // The one export. Returns the operation table and stores the monitor handle, a MonitorContext; null, and the handle
 // untouched, when the monitor cannot start. The MONITORINIT record outlives the monitor.
 extern "C" LPMONITOR2 WINAPI InitializePrintMonitor2(MONITORINIT* init, HANDLE* monitor);
 
 namespace tsmon {
+
+using contract::FieldText;
+using contract::kPortNameSize;
+using contract::kPrinterAddressSize;
+using contract::PortConfig;
 
 struct PortEntry;
 
@@ -58,32 +64,6 @@ extern OptionalLock HandleLock;
 
 // The library's instance handle, for its string resources.
 extern HINSTANCE module_instance;
-
-// -- Ports -----------------------------------------------------------------------------------------------------------
-
-constexpr size_t kPrinterAddressSize = 129;  // characters, terminator included
-constexpr size_t kPortNameSize = 65;
-
-// The configuration of a port, as the port UI and the registry exchange it byte for byte. The texts may lack
-// their terminators: read them through FieldText.
-struct PortConfig {
-    WCHAR printer_address[kPrinterAddressSize];  // host name or numeric address
-    WCHAR port_name[kPortNameSize];              // the port's key, letter case ignored
-    uint32_t port_number;                        // TCP
-};
-static_assert(sizeof(PortConfig) == 392 && offsetof(PortConfig, port_name) == 258 &&
-              offsetof(PortConfig, port_number) == 388);
-
-// A text field up to its terminator and never past its end, terminated.
-template <size_t N>
-struct FieldText {
-    explicit FieldText(const WCHAR (&field)[N]) {
-        const size_t length = util_wcsnlen(field, N);
-        memcpy(text, field, length * sizeof(WCHAR));
-        text[length] = 0;
-    }
-    WCHAR text[N + 1];
-};
 
 // -- Documents -------------------------------------------------------------------------------------------------------
 

@@ -3,40 +3,13 @@
 #include <algorithm>
 
 #include "common/log.h"
+#include "winportmon/contract/printer.h"
 
 namespace tsmon {
 namespace {
 
 constexpr long kWritableWaitSeconds = 20;
 constexpr DWORD kCloseWaitMs = 30000;
-constexpr size_t kServiceSize = 6;  // five digits and a terminator
-constexpr uint32_t kLargestPort = 65535;
-
-// The port number as the service name of a lookup; false when it is no TCP port.
-bool FormatService(uint32_t port_number, WCHAR (&service)[kServiceSize]) {
-    if (port_number > kLargestPort) return false;
-    WCHAR digits[kServiceSize];
-    size_t count = 0;
-    do {
-        digits[count++] = static_cast<WCHAR>(W('0') + port_number % 10);
-        port_number /= 10;
-    } while (port_number != 0);
-    std::reverse_copy(digits, digits + count, service);
-    service[count] = 0;
-    return true;
-}
-
-// 0 and the printer's addresses, or a Winsock error.
-int LookUpPrinter(const PortConfig* config, const WCHAR* address, ADDRINFOW** found) {
-    WCHAR service[kServiceSize];
-    if (address[0] == 0) return WSAHOST_NOT_FOUND;  // Windows takes an empty name for this server itself
-    if (!FormatService(config->port_number, service)) return WSATYPE_NOT_FOUND;
-    ADDRINFOW hints = {};
-    hints.ai_family = AF_UNSPEC;
-    hints.ai_socktype = SOCK_STREAM;
-    hints.ai_protocol = IPPROTO_TCP;
-    return GetAddrInfoW(address, service, &hints, found);
-}
 
 void LogRefusedAddress(const ADDRINFOW* target, const WCHAR* address, int error) {
     log_error_code(LOG_HERE, static_cast<uint32_t>(error), "TSM: Failed to connect to printer: %S", address);
@@ -133,7 +106,7 @@ BOOL ConnectToPrinter(const PortConfig* config, SOCKET* out, BOOL log_failures) 
     const FieldText address(config->printer_address);
     log_debug(LOG_HERE, "TSM: get addr for %S", address.text);
     ADDRINFOW* targets = nullptr;
-    const int error = LookUpPrinter(config, address.text, &targets);
+    const int error = contract::LookUpPrinter(address.text, config->port_number, &targets);
     if (error != 0) {
         if (log_failures) {
             log_error_code(LOG_HERE, static_cast<uint32_t>(error), "TSM: Error looking up printer address: %S",

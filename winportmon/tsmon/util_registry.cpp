@@ -1,14 +1,16 @@
 #include "winportmon/tsmon/util_registry.h"
 
 #include "common/log.h"
+#include "winportmon/contract/names.h"
 #include "winportmon/tsmon/identity.h"
 
 namespace tsmon {
 namespace {
 
-constexpr const WCHAR* kPortsKey = W("Ports");
-constexpr const WCHAR* kHostNameValue = W("HostName");
-constexpr const WCHAR* kPortNumberValue = W("PortNumber");
+using contract::kHostNameValue;
+using contract::kPortNumberValue;
+using contract::kPortsKey;
+
 constexpr uint32_t kFailuresInARow = 1000;  // of an enumeration, after which it is given up
 
 // On the spooler's own threads there is no client to revert from, which is no failure.

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "common/log.h"
+#include "winportmon/contract/names.h"
 #include "winportmon/tsmon/tsmon_ports.h"
 #include "winportmon/tsmon/util_connection.h"
 #include "winportmon/tsmon/util_registry.h"
@@ -121,11 +122,11 @@ class NameInput {
 };
 
 DWORD DoMonitorUi(const Request& request) {
-    static constexpr WCHAR kLibrary[] = W("tsprintportmonui.dll");
-    if (request.needed != nullptr) *request.needed = sizeof kLibrary;
-    if (request.output_size < sizeof kLibrary) return ERROR_INSUFFICIENT_BUFFER;
+    using contract::kDialogsLibrary;
+    if (request.needed != nullptr) *request.needed = sizeof kDialogsLibrary;
+    if (request.output_size < sizeof kDialogsLibrary) return ERROR_INSUFFICIENT_BUFFER;
     if (request.output == nullptr) return ERROR_INVALID_PARAMETER;
-    memcpy(request.output, kLibrary, sizeof kLibrary);
+    memcpy(request.output, kDialogsLibrary, sizeof kDialogsLibrary);
     return ERROR_SUCCESS;
 }
 
@@ -256,9 +257,10 @@ struct Command {
 };
 
 constexpr Command kCommands[] = {
-    {W("MonitorUI"), DoMonitorUi},           {W("TSAddPort"), DoAddPort},       {W("TSConfigPort"), DoConfigPort},
-    {W("TSGetConfigInfo"), DoGetConfigInfo}, {W("TSDeletePort"), DoDeletePort}, {W("TSPortExists"), DoPortExists},
-    {W("TSPortIsValid"), DoPortIsValid},
+    {contract::kMonitorUi, DoMonitorUi},     {contract::kAddPort, DoAddPort},
+    {contract::kConfigPort, DoConfigPort},   {contract::kGetConfigInfo, DoGetConfigInfo},
+    {contract::kDeletePort, DoDeletePort},   {contract::kPortExists, DoPortExists},
+    {contract::kPortIsValid, DoPortIsValid},
 };
 
 // Exactly, letter case included.

@@ -1,5 +1,6 @@
 #include "winportmon/tsmonui/port_dialog.h"
 
+#include "winportmon/contract/names.h"
 #include "winportmon/tsmonui/dialog.h"
 #include "winportmon/tsmonui/resource.h"
 #include "winportmon/tsmonui/rules.h"
@@ -9,7 +10,6 @@ namespace {
 
 constexpr UINT kTestEnded = WM_APP + 1;
 constexpr DWORD kTestSeconds = 10;
-constexpr DWORD kUsualPort = 9100;
 constexpr WPARAM kPortDigits = 5;
 
 template <size_t N>
@@ -17,35 +17,43 @@ void Store(WCHAR (&field)[N], const Text& text) {
     lstrcpynW(field, text.c_str(), N);
 }
 
-// The text of a result; its parts are the port, then the server, the time or the reason, then the error's number.
-UINT TextOf(Verdict verdict, bool this_computer) {
-    switch (verdict) {
-        case Verdict::accepted:
-            return this_computer ? IDS_TEST_ACCEPTED : IDS_TEST_ACCEPTED_ON;
-        case Verdict::name_unknown:
-            return IDS_TEST_NAME_UNKNOWN;
-        case Verdict::refused:
-            return IDS_TEST_REFUSED;
-        case Verdict::no_answer:
-            return IDS_TEST_NO_ANSWER;
-        case Verdict::failed:
-            return IDS_TEST_FAILED;
-        case Verdict::server_says_no:
-            return IDS_TEST_SERVER_SAYS_NO;
-        case Verdict::not_done:
+// What is said of a test's result; its parts are the port, then the server, the time or the reason, then a number.
+Text TextOf(const ProbeResult& result, const Text& port, const Text& server) {
+    const contract::PrinterCheck& check = result.check;
+    switch (result.answer) {
+        case ProbeResult::Answer::server_yes:
+            return TableText(IDS_TEST_ACCEPTED_ON, port, server);
+        case ProbeResult::Answer::server_no:
+            return TableText(IDS_TEST_SERVER_SAYS_NO, port, server);
+        case ProbeResult::Answer::not_done:
+            return TableText(IDS_TEST_NOT_DONE, port, ErrorText(result.error), NumberText(result.error));
+        case ProbeResult::Answer::checked:
             break;
     }
-    return IDS_TEST_NOT_DONE;
+    switch (check.verdict) {
+        case contract::Verdict::accepted:
+            return TableText(check.silent == 0 ? IDS_TEST_ACCEPTED : IDS_TEST_ACCEPTED_LATE, port,
+                             NumberText(check.silent), NumberText(check.wait_seconds));
+        case contract::Verdict::unknown_name:
+            return TableText(IDS_TEST_NAME_UNKNOWN);
+        case contract::Verdict::refused:
+            return TableText(IDS_TEST_REFUSED, port);
+        case contract::Verdict::no_answer:
+            return TableText(IDS_TEST_NO_ANSWER, port, NumberText(kTestSeconds));
+        case contract::Verdict::failed:
+            break;
+    }
+    return TableText(IDS_TEST_FAILED, port, ErrorText(check.error), NumberText(check.error));
 }
 
 }  // namespace
 
 PortDialog::PortDialog(const Server& server, const WCHAR* monitor)
     : server_(server), monitor_(monitor), adding_(true), config_{} {
-    config_.port_number = kUsualPort;
+    config_.port_number = contract::kUsualPortNumber;
 }
 
-PortDialog::PortDialog(const Server& server, const WCHAR* monitor, const tsmon::PortConfig& config)
+PortDialog::PortDialog(const Server& server, const WCHAR* monitor, const contract::PortConfig& config)
     : server_(server), monitor_(monitor), adding_(false), config_(config) {}
 
 DWORD PortDialog::Show(HWND owner) {
@@ -165,18 +173,18 @@ void PortDialog::SayOf(int note, const Text& problem, UINT otherwise) {
     Say(window_, note, problem.empty() ? TableText(otherwise) : problem);
 }
 
-tsmon::PortConfig PortDialog::Typed() const {
-    tsmon::PortConfig typed = config_;
+contract::PortConfig PortDialog::Typed() const {
+    contract::PortConfig typed = config_;
     Store(typed.printer_address, ControlText(window_, IDC_ADDRESS));
     if (adding_) Store(typed.port_name, ControlText(window_, IDC_NAME));
-    typed.port_number = PortNumber(ControlText(window_, IDC_PORT));
+    typed.port_number = contract::ParsePortNumber(ControlText(window_, IDC_PORT));
     return typed;
 }
 
 // -- The test --------------------------------------------------------------------------------------------------------
 
 void PortDialog::StartTest() {
-    const tsmon::PortConfig typed = Typed();
+    const contract::PortConfig typed = Typed();
     probe_ = StartProbe({server_, monitor_, typed, kTestSeconds * 1000, window_, kTestEnded, ++ticket_});
     const Text port = NumberText(typed.port_number);
     if (probe_ == nullptr) {
@@ -202,18 +210,14 @@ void PortDialog::TestEnded() {
     const ProbeResult result = ResultOf(probe_);
     const Text port = NumberText(Typed().port_number);  // the one tested: a change would have cancelled the test
     StopTest(0);
-    Text second = server_.InWords();
-    if (result.verdict == Verdict::no_answer) second = NumberText(kTestSeconds);
-    if (result.verdict == Verdict::failed || result.verdict == Verdict::not_done) second = ErrorText(result.error);
-    Say(window_, IDC_TEST_RESULT,
-        TableText(TextOf(result.verdict, server_.is_this_computer()), port, second, NumberText(result.error)));
+    Say(window_, IDC_TEST_RESULT, TextOf(result, port, server_.InWords()));
 }
 
 // -- OK --------------------------------------------------------------------------------------------------------------
 
 // The channel is opened for this one command, so that it works after a restart of the spooler too.
 void PortDialog::Accept() {
-    const tsmon::PortConfig typed = Typed();
+    const contract::PortConfig typed = Typed();
     if (!adding_ && memcmp(&typed, &config_, sizeof typed) == 0) {
         EndDialog(window_, IDCANCEL);
         return;
@@ -223,7 +227,7 @@ void PortDialog::Accept() {
     DWORD error = adding_ ? channel.OpenMonitor(server_, monitor_, Channel::kAdminister)
                           : channel.OpenPort(server_, typed.port_name, Channel::kAdminister);
     const bool opened = error == ERROR_SUCCESS;
-    if (opened) error = channel.Send(adding_ ? W("TSAddPort") : W("TSConfigPort"), &typed, sizeof typed);
+    if (opened) error = channel.Send(adding_ ? contract::kAddPort : contract::kConfigPort, &typed, sizeof typed);
     SetCursor(before);
     if (error == ERROR_SUCCESS) {
         config_ = typed;

@@ -1,7 +1,7 @@
 // The dialog in which a port is added or configured.
 #pragma once
 
-#include "winportmon/tsmon/tsmon.h"
+#include "winportmon/contract/port_config.h"
 #include "winportmon/tsmonui/channel.h"
 #include "winportmon/tsmonui/probe.h"
 
@@ -12,7 +12,7 @@ class PortDialog {
     // For a new port on that server.
     PortDialog(const Server& server, const WCHAR* monitor);
     // For an existing one.
-    PortDialog(const Server& server, const WCHAR* monitor, const tsmon::PortConfig& config);
+    PortDialog(const Server& server, const WCHAR* monitor, const contract::PortConfig& config);
     ~PortDialog() { EndProbe(probe_); }
     PortDialog(const PortDialog&) = delete;
     PortDialog& operator=(const PortDialog&) = delete;
@@ -22,7 +22,7 @@ class PortDialog {
     DWORD Show(HWND owner);
 
     // What was typed at last.
-    const tsmon::PortConfig& config() const { return config_; }
+    const contract::PortConfig& config() const { return config_; }
 
   private:
     static INT_PTR CALLBACK Procedure(HWND window, UINT message, WPARAM first, LPARAM second);
@@ -36,7 +36,7 @@ class PortDialog {
     void Check();
     Text NameProblemHere() const;
     void SayOf(int note, const Text& problem, UINT otherwise);
-    tsmon::PortConfig Typed() const;
+    contract::PortConfig Typed() const;
 
     void StartTest();
     void StopTest(UINT why);
@@ -48,7 +48,7 @@ class PortDialog {
     const Server& server_;
     const WCHAR* const monitor_;
     const bool adding_;
-    tsmon::PortConfig config_;  // before and after
+    contract::PortConfig config_;  // before and after
     HWND window_ = nullptr;
     bool setting_ = false;     // a text is set here, not typed
     bool name_typed_ = false;  // the name no longer follows the address

@@ -1,39 +1,36 @@
 // The test of a printer: whether it takes connections, determined on a thread of its own, so that the dialog stays
 // responsive and can cancel it.
 //
-// Documents are printed by the server. When that is this computer, the test looks the name up and connects itself, as
-// the monitor does, and knows why it failed. Another server is asked through the configuration channel, since only it
-// can tell whether it reaches the printer; its answer is yes or no.
+// Documents are printed by the server. When that is this computer, the test checks the printer from here, and knows why
+// it failed. Another server is asked through the configuration channel, since only it can tell whether it reaches the
+// printer; its answer is yes or no.
 #pragma once
 
-#include "winportmon/tsmon/tsmon.h"
+#include "winportmon/contract/printer.h"
 #include "winportmon/tsmonui/channel.h"
 
 namespace tsmonui {
 
-enum class Verdict {
-    accepted,
-    name_unknown,
-    refused,
-    no_answer,       // within the limit
-    failed,          // for another reason: ProbeResult::error
-    server_says_no,  // another server's answer
-    not_done,        // the server could not be asked, or no thread be started: ProbeResult::error
-};
-
 struct ProbeResult {
-    Verdict verdict;
-    DWORD error;  // Windows' or Winsock's
+    enum class Answer {
+        checked,     // from here: ProbeResult::check
+        server_yes,  // another server's answer
+        server_no,
+        not_done,  // the server could not be asked, or no thread be started: ProbeResult::error
+    };
+    Answer answer;
+    contract::PrinterCheck check;
+    DWORD error;  // Windows'
 };
 
 struct ProbeOrder {
     const Server& server;
-    const WCHAR* monitor;             // its name on that server
-    const tsmon::PortConfig& config;  // address and TCP port are tested
-    DWORD limit_ms;                   // for all attempts to connect from this computer
-    HWND window;                      // told of the end, ...
-    UINT message;                     // ... by this message ...
-    WPARAM ticket;                    // ... with this first parameter, which tells a test from one cancelled before
+    const WCHAR* monitor;                // its name on that server
+    const contract::PortConfig& config;  // address and TCP port are tested
+    DWORD limit_ms;                      // for each attempt to connect from this computer
+    HWND window;                         // told of the end, ...
+    UINT message;                        // ... by this message ...
+    WPARAM ticket;                       // ... with this first parameter, which tells a test from one cancelled before
 };
 
 class Probe;

@@ -1,14 +1,6 @@
 #include "winportmon/tsmonui/text.h"
 
 namespace tsmonui {
-namespace {
-
-bool IsBlank(WCHAR character) {
-    return character == W(' ') || (character >= W('\t') && character <= W('\r')) || character == 0x00A0;
-}
-
-}  // namespace
-
 HINSTANCE module_instance = nullptr;
 
 void Text::Clear() {
@@ -40,8 +32,8 @@ Text ControlText(HWND dialog, int control) {
     WCHAR shown[Text::kSize] = {};
     size_t end = GetDlgItemTextW(dialog, control, shown, Text::kSize);
     size_t start = 0;
-    while (start < end && IsBlank(shown[start])) ++start;
-    while (end > start && IsBlank(shown[end - 1])) --end;
+    while (start < end && contract::IsBlank(shown[start])) ++start;
+    while (end > start && contract::IsBlank(shown[end - 1])) --end;
     return Text().Add(shown + start, end - start);
 }
 
@@ -70,7 +62,7 @@ Text ErrorText(DWORD error) {
     WCHAR words[Text::kSize] = {};
     DWORD end = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, error, 0, words,
                                Text::kSize, nullptr);
-    while (end > 0 && IsBlank(words[end - 1])) --end;
+    while (end > 0 && contract::IsBlank(words[end - 1])) --end;
     if (end == 0) return NumberText(error);
     return Text().Add(words, end);
 }

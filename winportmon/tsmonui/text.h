@@ -4,6 +4,7 @@
 #include <cstddef>
 
 #include "winapi/winapi.h"
+#include "winportmon/contract/rules.h"
 
 namespace tsmonui {
 
@@ -17,12 +18,13 @@ class Text {
 
     Text() = default;
     explicit Text(const WCHAR* text) { Add(text); }
+    explicit Text(contract::TextView text) { Add(text.data(), text.size()); }
 
     const WCHAR* c_str() const { return text_; }
     size_t length() const { return length_; }
     bool empty() const { return length_ == 0; }
     bool cut() const { return cut_; }
-    WCHAR operator[](size_t index) const { return text_[index]; }
+    operator contract::TextView() const { return {text_, length_}; }
 
     void Clear();
     void Add(WCHAR character);

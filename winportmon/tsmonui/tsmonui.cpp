@@ -1,6 +1,7 @@
 // The port dialogs: what Windows calls when a port of the monitor is added, configured or deleted in its own windows.
 // It runs in the administrator's program, which may be on another machine than the print server.
-#include "winportmon/tsmon/tsmon.h"
+#include "winportmon/contract/names.h"
+#include "winportmon/contract/port_config.h"
 #include "winportmon/tsmonui/channel.h"
 #include "winportmon/tsmonui/delete_dialog.h"
 #include "winportmon/tsmonui/dialog.h"
@@ -9,8 +10,6 @@
 
 namespace tsmonui {
 namespace {
-
-constexpr WCHAR kMonitorName[] = W("Tessaron TCP/IP Port");
 
 // Nothing is done without a window: there is nobody to ask.
 bool CanShowDialogs(HWND window) {
@@ -46,16 +45,16 @@ DWORD AddPort(const Server& server, HWND window, const WCHAR* monitor, WCHAR** a
 }
 
 DWORD ConfigurePort(const Server& server, HWND window, const WCHAR* port) {
-    tsmon::PortConfig config = {};
+    contract::PortConfig config = {};
     {
         Channel channel;
         DWORD error = channel.OpenPort(server, port, Channel::kAdminister);
-        if (error == ERROR_SUCCESS) error = channel.Send(W("TSGetConfigInfo"), nullptr, 0, &config, sizeof config);
+        if (error == ERROR_SUCCESS) error = channel.Send(contract::kGetConfigInfo, nullptr, 0, &config, sizeof config);
         if (error != ERROR_SUCCESS) {
             return Tell(window, IDS_CONFIGURE_TITLE, server, ChannelFailure(error, server, port), error);
         }
     }
-    return PortDialog(server, kMonitorName, config).Show(window);
+    return PortDialog(server, contract::kMonitorName, config).Show(window);
 }
 
 DWORD DeletePort(const Server& server, HWND window, const WCHAR* port) {
@@ -69,7 +68,7 @@ DWORD DeletePort(const Server& server, HWND window, const WCHAR* port) {
     if (error != ERROR_SUCCESS) return error;
     error = channel.OpenPort(server, port, Channel::kAdminister);
     if (error == ERROR_SUCCESS) {
-        error = channel.Send(W("TSDeletePort"), port, (static_cast<size_t>(lstrlenW(port)) + 1) * sizeof(WCHAR));
+        error = channel.Send(contract::kDeletePort, port, (static_cast<size_t>(lstrlenW(port)) + 1) * sizeof(WCHAR));
     }
     if (error == ERROR_SUCCESS) return error;
     const bool gone_or_denied = error == ERROR_FILE_NOT_FOUND || error == ERROR_ACCESS_DENIED;
@@ -91,7 +90,7 @@ BOOL WINAPI AddPortUI(PCWSTR server_name, HWND window, PCWSTR monitor_name, PWST
     DWORD error;
     {
         const DialogSurroundings surroundings;
-        error = AddPort(Server(server_name), window, named ? monitor_name : kMonitorName, added);
+        error = AddPort(Server(server_name), window, named ? monitor_name : contract::kMonitorName, added);
     }
     return Answer(error);
 }

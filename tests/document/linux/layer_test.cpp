@@ -1,13 +1,20 @@
 // What only the layer shows of a document: printers and helpers that hold it up, for which its clock shortens the wait,
 // the debugger's output, a name with several addresses, and what a helper has open.
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <atomic>
 #include <set>
 
 #include "tests/support/helper_script.h"
 #include "tests/support/linux/fast_clock.h"
+#include "tests/support/listener.h"
 #include "tests/support/reported.h"
 #include "winapi/linux/fault.h"
 #include "winapi/linux/handle.h"
+#include "winportmon/contract/printer.h"
 
 namespace test {
 namespace {
@@ -83,6 +90,79 @@ TEST_F(Layer, ARefusedFirstAddressIsFollowedByTheNext) {
     EXPECT_EQ(logged("TSM: Failed to connect to printer: printer.example", "ERROR"), 1);
     EXPECT_EQ(logged(" 127 0 0 9"), 1);
     winapi::set_host(u"printer.example", {});
+}
+
+// The port of a socket that takes no connection any more, at another address of this machine: what is sent to it is
+// lost.
+class SilentAddress {
+  public:
+    explicit SilentAddress(unsigned short port) {
+        address_.sin_family = AF_INET;
+        address_.sin_port = htons(port);
+        inet_pton(AF_INET, "127.0.0.9", &address_.sin_addr);
+        const auto* const at = reinterpret_cast<const sockaddr*>(&address_);
+        EXPECT_EQ(::bind(sockets_[0], at, sizeof address_), 0);
+        EXPECT_EQ(::listen(sockets_[0], 0), 0);
+        for (int i = 1; i < 4; ++i) ::connect(sockets_[i], at, sizeof address_);  // fill its queue
+    }
+    ~SilentAddress() {
+        for (const int socket : sockets_) ::close(socket);
+    }
+    SilentAddress(const SilentAddress&) = delete;
+    SilentAddress& operator=(const SilentAddress&) = delete;
+
+  private:
+    static int open() { return ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0); }
+
+    int sockets_[4] = {open(), open(), open(), open()};
+    sockaddr_in address_{};
+};
+
+TEST_F(Layer, ACheckOfAPrinterTellsWhatADocumentWillMeet) {
+    using contract::Verdict;
+    const auto number = add_printer(W("Office")).port();
+    const SilentAddress silent(number);
+    unsigned short closed = 0;
+    {
+        const Listener gone;
+        closed = gone.port();
+    }
+    const struct {
+        const char* what;
+        std::vector<std::string> addresses;
+        std::uint32_t port;
+        Verdict verdict;
+        DWORD error;
+        std::uint32_t silent;
+    } rows[] = {
+        {"accepts", {"127.0.0.1"}, number, Verdict::accepted, 0, 0},
+        {"refused at first", {"127.0.0.8", "127.0.0.1"}, number, Verdict::accepted, 0, 0},
+        {"silent at first", {"127.0.0.9", "127.0.0.8", "127.0.0.1"}, number, Verdict::accepted, 0, 1},
+        {"silent behind", {"127.0.0.1", "127.0.0.9"}, number, Verdict::accepted, 0, 0},
+        {"silent twice", {"127.0.0.9", "127.0.0.9", "127.0.0.1"}, number, Verdict::accepted, 0, 2},
+        {"refuses", {"127.0.0.1"}, closed, Verdict::refused, WSAECONNREFUSED, 0},
+        {"silent", {"127.0.0.9"}, number, Verdict::no_answer, WSAETIMEDOUT, 1},
+        {"silent and refused", {"127.0.0.9", "127.0.0.8"}, number, Verdict::refused, WSAECONNREFUSED, 1},
+        {"no number", {"127.0.0.1"}, 65536, Verdict::failed, WSATYPE_NOT_FOUND, 0},
+        {"no such name", {}, number, Verdict::unknown_name, WSAHOST_NOT_FOUND, 0},
+    };
+    const size_t open_before = winapi::open_handles();
+    winapi::allow_dns(false);
+    for (const auto& row : rows) {
+        winapi::set_host(u"printer.invalid", row.addresses);
+        const FastClock clock(20);
+        const contract::PrinterCheck check = contract::CheckPrinter(W("printer.invalid"), row.port, 2000);
+        EXPECT_EQ(static_cast<int>(check.verdict), static_cast<int>(row.verdict)) << row.what;
+        EXPECT_EQ(check.error, row.error) << row.what;
+        EXPECT_EQ(check.silent, row.silent) << row.what;
+        EXPECT_EQ(check.wait_seconds, row.verdict == Verdict::accepted ? 21 * row.silent : 0) << row.what;
+    }
+    winapi::set_host(u"printer.invalid", {"127.0.0.9"});
+    const std::atomic<bool> stopped = true;
+    contract::CheckPrinter(W("printer.invalid"), number, 3'600'000, &stopped);
+    EXPECT_EQ(winapi::open_handles(), open_before);
+    winapi::allow_dns(true);
+    winapi::set_host(u"printer.invalid", {});
 }
 
 class HelperLimits : public HelperServer {

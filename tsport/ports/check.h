@@ -1,0 +1,20 @@
+// The check of printers: whether they take connections from this machine.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <string>
+
+#include "tsport/ports/port.h"
+#include "winportmon/contract/printer.h"
+
+namespace tsport {
+
+contract::PrinterCheck check_printer(const Port& port, std::chrono::milliseconds limit);
+// What is said of the printer: "takes connections".
+std::string to_text(const contract::PrinterCheck& check);
+
+// Calls for 0 to count - 1, many at once, each on one of several threads.
+void for_each_at_once(size_t count, const std::function<void(size_t)>& call);
+
+}  // namespace tsport
