@@ -3,7 +3,7 @@ rem Installs or updates the port monitor from the files beside this script; ends
 rem What fails on the way is taken back.
 setlocal
 set "version=@VERSION@"
-set "key=HKLM\SYSTEM\CurrentControlSet\Control\Print\Monitors\Tessaron TCP/IP Port"
+set "key=HKLM\@MONITORS_KEY@\@MONITOR_NAME@"
 set "environment=HKLM\SYSTEM\CurrentControlSet\Control\Session Manager\Environment"
 set "programs=%ProgramFiles%\Tessaron Port Monitor"
 set "system=%SystemRoot%\System32"
@@ -13,7 +13,7 @@ if not "%PROCESSOR_ARCHITECTURE%"=="AMD64" (
     echo This needs 64-bit Windows on x64 and its 64-bit command prompt. Nothing was changed.
     exit /b 2
 )
-for %%f in (tsprintportmon.dll tsprintportmonui.dll tsport\tsport.exe README.txt print-provider.conf.sample uninstall.cmd) do (
+for %%f in (@MONITOR_LIBRARY@ @DIALOGS_LIBRARY@ tsport\tsport.exe README.txt print-provider.conf.sample uninstall.cmd) do (
     if not exist "%here%%%f" (
         echo %here%%%f is missing: unpack the whole package. Nothing was changed.
         exit /b 2
@@ -35,11 +35,11 @@ if %old% gtr %new% (
 )
 
 rem What cannot be written shows here, before anything is changed.
-set "targets="%programs%\tsport.exe" "%system%\tsprintportmonui.dll" "%system%\tsprintportmon.dll""
+set "targets="%programs%\tsport.exe" "%system%\@DIALOGS_LIBRARY@" "%system%\@MONITOR_LIBRARY@""
 mkdir "%programs%" 2>nul
 copy /y "%here%tsport\tsport.exe" "%programs%\tsport.exe.new" >nul 2>&1
 if errorlevel 1 goto :forbidden
-for %%f in (tsprintportmon.dll tsprintportmonui.dll) do (
+for %%f in (@MONITOR_LIBRARY@ @DIALOGS_LIBRARY@) do (
     copy /y "%here%%%f" "%system%\%%f.new" >nul 2>&1
     if errorlevel 1 goto :forbidden
 )
@@ -55,8 +55,8 @@ call :stop
 if errorlevel 1 goto :clean
 rem Each library that is replaced by another one is kept, in a folder with a number of its own: the oldest is former\1.
 set "differs="
-call :compare tsprintportmon.dll
-call :compare tsprintportmonui.dll
+call :compare @MONITOR_LIBRARY@
+call :compare @DIALOGS_LIBRARY@
 if not defined differs goto :kept
 set "number=1"
 :next
@@ -65,9 +65,9 @@ if exist "%programs%\former\%number%\" (
     goto :next
 )
 mkdir "%programs%\former\%number%"
-call :keep tsprintportmon.dll
+call :keep @MONITOR_LIBRARY@
 if errorlevel 1 goto :back
-call :keep tsprintportmonui.dll
+call :keep @DIALOGS_LIBRARY@
 if errorlevel 1 goto :back
 echo The former library is kept in "%programs%\former\%number%".
 :kept
@@ -77,7 +77,7 @@ for %%t in (%targets%) do (
     move /y "%%~t.new" "%%~t" >nul 2>&1
     if exist "%%~t.new" goto :in_use
 )
-reg add "%key%" /v Driver /t REG_SZ /d tsprintportmon.dll /f >nul
+reg add "%key%" /v Driver /t REG_SZ /d @MONITOR_LIBRARY@ /f >nul
 if errorlevel 1 goto :back
 for %%f in (README.txt print-provider.conf.sample uninstall.cmd) do copy /y "%here%%%f" "%programs%\" >nul
 echo %version%>"%programs%\version.txt"

@@ -3,6 +3,7 @@
 seconds) give the same bytes."""
 import hashlib
 import os
+import re
 import shutil
 import subprocess
 import sys
@@ -13,7 +14,9 @@ import uuid
 HERE = os.path.dirname(os.path.abspath(__file__))
 with open(os.path.join(HERE, "binaries.txt"), encoding="ascii") as binaries:
     BINARIES = binaries.read().split()
-MONITOR = r"HKLM\SYSTEM\CurrentControlSet\Control\Print\Monitors\Tessaron TCP/IP Port"
+with open(os.path.join(HERE, "../winportmon/contract/names.h"), encoding="ascii") as header:
+    NAMES = {name: text.replace(r"\\", "\\") for name, text in re.findall(r'^#define (\w+) "(.*)"$', header.read(), re.M)}
+MONITOR = rf"HKLM\{NAMES['MONITORS_KEY']}\{NAMES['MONITOR_NAME']}"
 # A command of the system's own account that may fail, and runs once all else is done, and only then.
 AT_THE_END = 34 + 0x40 + 0x200 + 0x400 + 0x800
 
@@ -89,8 +92,9 @@ def build(files, version, seconds, target):
         package = os.path.join(folder, "package.msi")
         # wixl takes no full paths for the files.
         subprocess.run(["wixl", "-a", "x64", "-D", f"Version={version}", "-D", f"Files={os.path.relpath(files, HERE)}",
-                        "-D", f"ProductCode={code('product', version, sums)}", "-o", package, "tsprintportmon.wxs"],
-                       check=True, cwd=HERE, env=ENVIRONMENT)
+                        "-D", f"ProductCode={code('product', version, sums)}",
+                        *(word for name, text in NAMES.items() for word in ("-D", f"{name}={text}")),
+                        "-o", package, "tsprintportmon.wxs"], check=True, cwd=HERE, env=ENVIRONMENT)
         for table, (key, changes) in tables(version, seconds, sums).items():
             amend(package, table, key, changes)
         shutil.copyfile(package, f"{target}.part")

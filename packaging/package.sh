@@ -23,10 +23,14 @@ dist=$(cd "$dist" && pwd)
 files=$(mktemp -d)
 trap 'rm -rf "$files"' EXIT
 
+# Turns @NAME@ into what the code has for it.
+names=$(sed -nE 's/^#define ([A-Z_]+) "(.*)"$/s|@\1@|\2|g/p' "$here/../winportmon/contract/names.h")
+
 sign() {
     [[ -n ${SIGN_PKCS12:-} ]] || return 0
     osslsigncode sign -pkcs12 "$SIGN_PKCS12" -readpass "$SIGN_PASSWORD_FILE" -h sha256 \
-        -n "Tessaron TCP/IP Port monitor" ${SIGN_TIMESTAMP_URL:+-ts "$SIGN_TIMESTAMP_URL"} -in "$1" -out "$1.signed" >&2
+        -n "$(sed "$names" <<<"@MONITOR_NAME@ monitor")" \
+        ${SIGN_TIMESTAMP_URL:+-ts "$SIGN_TIMESTAMP_URL"} -in "$1" -out "$1.signed" >&2
     mv "$1.signed" "$1"
 }
 
@@ -39,7 +43,7 @@ while read -r binary; do
 done <"$here/binaries.txt"
 # Texts have the line ends of Windows.
 for text in README.txt print-provider.conf.sample install.cmd uninstall.cmd; do
-    sed "s/@VERSION@/$version/g; s/\$/\r/" "$here/$text" >"$files/$text"
+    sed "$names; s/@VERSION@/$version/g; s/\$/\r/" "$here/$text" >"$files/$text"
 done
 
 "$here/zip.py" "$files" "$commit_time" "$dist/tsprintportmon-$version-win-x64.zip"

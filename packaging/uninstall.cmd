@@ -2,11 +2,11 @@
 rem Removes the port monitor that install.cmd has installed; ends with 0 only when that is done. The ports stay for a later
 rem installation, unless it is called as: uninstall.cmd REMOVEPORTS=1
 setlocal
-set "key=HKLM\SYSTEM\CurrentControlSet\Control\Print\Monitors\Tessaron TCP/IP Port"
+set "key=HKLM\@MONITORS_KEY@\@MONITOR_NAME@"
 set "environment=HKLM\SYSTEM\CurrentControlSet\Control\Session Manager\Environment"
 set "programs=%ProgramFiles%\Tessaron Port Monitor"
 set "system=%SystemRoot%\System32"
-set "libraries="%system%\tsprintportmonui.dll" "%system%\tsprintportmon.dll""
+set "libraries="%system%\@DIALOGS_LIBRARY@" "%system%\@MONITOR_LIBRARY@""
 
 if not "%PROCESSOR_ARCHITECTURE%"=="AMD64" (
     echo This needs 64-bit Windows on x64 and its 64-bit command prompt. Nothing was changed.
