@@ -43,7 +43,7 @@ class Report {
     bool all_held() const;
     void print_table() const;
     bool write_json(const std::string& path) const;
-    // Runs cases that may fail; then the message stands in the report, and it does not count as held.
+    // Runs cases that may fail; then the report shows the message, and the bar does not count as held.
     template <typename Cases>
     void run(const std::string& name, Cases cases) {
         try {

@@ -33,10 +33,10 @@ struct Document {
 
 enum class Result {
     printed,
-    refused,      // taken and thrown away by the monitor, because the job was not approved
-    dropped,      // taken and thrown away by the monitor, because the helper program ordered the job deleted
+    refused,      // accepted and discarded by the monitor: the job was not approved
+    dropped,      // accepted and discarded by the monitor: the helper program ordered the job deleted
     not_started,  // OpenPort or StartDocPort failed
-    failed,       // the document was begun and did not come to its end
+    failed,       // the document was started but not completed
 };
 
 struct Outcome {
@@ -81,16 +81,14 @@ class MonitorHost {
     MONITOR2* table() const { return table_; }
     HANDLE monitor() const { return monitor_; }
 
-    // The calls of one document, for who wants to drive it step by step. They pass on what the monitor
-    // returns.
+    // The calls of one document, for driving it step by step. They return what the monitor returns.
     bool open_port(const Text& name, HANDLE& port) const;
     bool start_document(HANDLE port, const Text& printer, DWORD job_id, const Text& name) const;
     bool write(HANDLE port, const void* data, DWORD size, DWORD& written) const;
     bool end_document(HANDLE port) const;
     bool close_port(HANDLE port) const;
 
-    // A document from its beginning to its end on the calling thread. Threads may print at once, each on a port of its
-    // own.
+    // Prints a document on the calling thread. Threads may print at the same time, each on its own port.
     Outcome print_document(const Document& document);
     DWORD next_job_id() { return ++last_job_id_; }
 

@@ -1,4 +1,4 @@
-// What programs ask of the machine they run on; each platform has its own body.
+// System functions of the programs; implemented once per platform.
 #pragma once
 
 #include <cstdio>
@@ -9,14 +9,14 @@
 
 namespace host {
 
-// A path of this machine as Windows' functions take it.
+// A path of this machine in the form that Windows' functions take.
 Text windows_path(const std::string& native);
 // The folder of the running program, without a separator at its end.
 std::string executable_folder();
 // The monitor's file name in this build.
 const char* monitor_file_name();
 
-// The program's arguments, its own name not among them, as UTF-8.
+// The program's arguments without its own name, as UTF-8.
 std::vector<std::string> program_arguments(int count, char** arguments);
 bool is_terminal(std::FILE* stream);
 
@@ -35,8 +35,8 @@ class Utf8Console {
 // Removes what the registry holds for the monitor and its print server.
 void clear_registry();
 
-// Lets the library's calls of the spooler's functions lead to the simulation; null: this program's own. False, with the
-// last error, when that is not possible.
+// Redirects a library's calls of the spooler's functions to the simulation; null: this program's own calls. False, with
+// the last error, on failure.
 bool use_simulated_spooler(HMODULE library);
 
 }  // namespace host

@@ -1,4 +1,4 @@
-// The ports of a monitor: as its configuration channel takes and gives them, as it lists them, as they are stored.
+// The ports of a monitor: through its configuration channel, as it lists them, and as they are stored.
 #pragma once
 
 #include <string>
@@ -13,7 +13,7 @@ namespace host {
 
 using contract::PortConfig;
 
-// Texts are cut where their fields end.
+// Texts are cut to their fields.
 PortConfig port_config(const Text& name, const Text& address, DWORD number = contract::kUsualPortNumber);
 // "name|address|number"
 std::string to_line(const PortConfig& config);

@@ -1,4 +1,4 @@
-// How far a long piece of work has come, on a terminal.
+// The progress of long work, on a terminal.
 #pragma once
 
 #include <chrono>
@@ -12,8 +12,8 @@
 
 namespace host {
 
-// One line that is written over, from the moment that the work takes longer than a blink; gone when destroyed. Work
-// that stands still is seen as such, since when included. Any thread may call show().
+// One line that is overwritten, shown once the work takes longer than `first_after`; removed when destroyed. It says
+// when the work has stalled, and since when. Any thread may call show().
 class Progress {
   public:
     struct Options {

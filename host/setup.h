@@ -1,5 +1,5 @@
-// What has to be there before a monitor is loaded: the service's folders and settings, its place in the
-// registry, and the stored ports.
+// What a monitor needs before it is loaded: the Print Provider's folders and settings, its registry key, and the stored
+// ports.
 #pragma once
 
 #include <string>

@@ -1,4 +1,4 @@
-// Where a document's bytes come from: read piece by piece, and again from the beginning when the job
+// The source of a document's bytes: read piece by piece, and again from the beginning when the job
 // restarts.
 #pragma once
 
@@ -19,7 +19,7 @@ struct Source {
 // False when the file cannot be opened.
 bool file_source(const std::string& path, Source& source);
 Source memory_source(std::string data);
-// The same bytes for the same seed; they do not compress and are different at every place.
+// The same bytes for the same seed; they do not compress and do not repeat.
 Source generated_source(std::uint64_t size, std::uint64_t seed);
 
 }  // namespace host

@@ -5,7 +5,7 @@
 
 namespace host {
 
-// A configuration handle, open from construction to destruction. The monitor has to stay loaded as long.
+// A configuration handle, open from construction to destruction. The monitor has to stay loaded.
 class Xcv {
   public:
     // `object`: the port that commands are about, or the monitor's name.

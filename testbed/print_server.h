@@ -20,7 +20,7 @@ using host::Outcome;
 using host::Source;
 using host::Text;
 
-// Whether something comes true within a minute, however busy the machine is.
+// Whether a condition becomes true within a minute, which is long enough for a busy machine.
 template <typename Condition>
 bool wait_until(Condition condition) {
     const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);

@@ -1,5 +1,5 @@
-// JSON as tsport prints it: RapidJSON's, on one line but where a break is asked for, with a blank after each comma and
-// colon. Characters that a terminal would obey are escaped.
+// JSON as tsport prints it, by RapidJSON: on one line except where break_line() is called, with a blank after each
+// comma and colon. Control characters of terminals are escaped.
 #pragma once
 
 #include <rapidjson/writer.h>
@@ -44,7 +44,7 @@ class JsonWriter {
         value(content);
     }
 
-    // The members of an object, or the elements of an array, are what `contents` writes.
+    // `contents` writes the members of the object or the elements of the array.
     template <std::invocable Contents>
     void object(Contents contents) {
         writer_.StartObject();

@@ -1,4 +1,4 @@
-// Ports and texts in words: columns for people, JSON for scripts.
+// Output of ports and texts: columns for people, JSON for scripts.
 #pragma once
 
 #include <string>
@@ -11,7 +11,7 @@ namespace tsport {
 
 // In quotes, with what cannot stand for itself escaped: a text of a ports file.
 std::string quoted(const Text& text);
-// For people: as it is, but for characters that a terminal would obey.
+// For people: control characters of terminals are escaped.
 std::string shown(const Text& text);
 
 // Lines of cells, each column as wide as its widest cell that another one follows.

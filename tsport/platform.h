@@ -9,24 +9,24 @@
 
 namespace tsport {
 
-// The part of the registry in which a hosted monitor's ports lie while it runs.
+// The part of the registry that holds a hosted monitor's ports while it runs.
 HKEY private_hive();
 
 // Advice when no monitor is installed.
 const char* installing_hint();
 
-// Whether the path names a device by its name alone, as "NUL" does.
+// Whether the path is the name of a device, such as "NUL".
 bool is_device_name(const std::string& path);
 // As fopen, by a UTF-8 path; null with errno.
 std::FILE* open_stream(const std::string& path, const char* mode);
-// What was written to the stream is on the disk; false with errno.
+// Flushes what was written to the stream to the disk; false with errno.
 bool flush_to_disk(std::FILE* stream);
-// `fresh` takes the place of `target`, with that one's owner and rights when it exists. False with the reason; both are
-// then as they were.
+// Replaces `target` by `fresh`, which gets the owner and rights of an existing target. False with the reason, and both
+// unchanged.
 bool replace_file(const std::string& fresh, const std::string& target, std::string& why);
 
 // The right to change a file, held by one process at a time. It is a lock on "FILE.lock" beside it, which the system
-// takes back when its holder dies.
+// releases when its holder dies.
 class FileLock {
   public:
     FileLock() = default;

@@ -50,7 +50,7 @@ struct Verb {
     const char* name;
     const char* operands;  // as the list of verbs shows them
     const char* summary;
-    const char* help;  // the whole text of its --help
+    const char* help;  // the complete text of its --help
     Needs needs;
     // Takes the operands; what is wrong with them, or nothing. "operands" stands for their number or kind.
     std::string (*take)(const command_line::Words& operands, Command& command);

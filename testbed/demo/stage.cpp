@@ -51,7 +51,7 @@ bool Stage::open(const std::string& real_printer, std::string& why) {
         why = "--printer takes HOST:PORT, not \"" + real_printer + "\"";
         return false;
     }
-    // The whole story shall be in one log file.
+    // Keeps all of it in one log file.
     const std::vector<std::string> conf = {"Debug=on", "LogRotateSizeKBytes=4000000"};
     if (!set_up(conf, why)) return false;
     why = "the helper program cannot be copied from " + host::executable_folder();

@@ -5,7 +5,7 @@
 
 namespace tsport {
 
-// The first line names the columns, in any order; other columns than name, address and port are not looked at.
+// The first line names the columns, in any order; columns other than name, address and port are ignored.
 void parse_csv(const Text& text, PortsFile& file, std::vector<Fault>& faults);
 Text format_csv(const std::vector<Entry>& entries, WCHAR separator);
 

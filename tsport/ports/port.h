@@ -44,7 +44,7 @@ bool matches(const Text& pattern, const Text& name);
 std::vector<Text> select_names(const std::vector<Text>& names, const std::vector<Text>& patterns,
                                std::vector<Text>& missing);
 
-// The same printer; names do not count.
+// Whether both lead to the same printer; names are ignored.
 bool same_printer(const Port& left, const Port& right);
 
 // The record that the monitor exchanges. The port has no fault.

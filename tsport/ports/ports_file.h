@@ -17,11 +17,11 @@
 
 namespace tsport {
 
-// A line of the file: a port, or what else stands there.
+// A line of the file: a port, or any other text.
 struct Entry {
     bool is_port = false;
     Port port;
-    Text text;     // of a line that is no port: the whole line
+    Text text;     // the complete line, if it is not a port
     Text comment;  // behind a port, from its "#" on
     size_t line = 0;
 };
