@@ -7,6 +7,10 @@
 #define MONITOR_LIBRARY "tsprintportmon.dll"
 #define DIALOGS_LIBRARY "tsprintportmonui.dll"
 #define MONITORS_KEY "SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors"
+// Where the Print Provider's installer leaves its path, in the order of looking; and the base folder behind that path.
+#define INSTALL_PATH_KEY "SOFTWARE\\Wow6432Node\\ts-print-provider"
+#define SECOND_INSTALL_PATH_KEY "SOFTWARE\\Wow6432Node\\Tessaron"
+#define BASE_FOLDER "\\providers\\print\\win"
 
 #define CONTRACT_WIDE(text) W(text)  // of a macro's text
 
@@ -26,16 +30,15 @@ inline constexpr WCHAR kPortsKey[] = W("Ports");
 inline constexpr WCHAR kHostNameValue[] = W("HostName");
 inline constexpr WCHAR kPortNumberValue[] = W("PortNumber");
 
-// Where the Print Provider's installer leaves its path, in the order of looking.
 inline constexpr const WCHAR* kInstallPathKeys[] = {
-    W("SOFTWARE\\Wow6432Node\\ts-print-provider"),
-    W("SOFTWARE\\Wow6432Node\\Tessaron"),
+    CONTRACT_WIDE(INSTALL_PATH_KEY),
+    CONTRACT_WIDE(SECOND_INSTALL_PATH_KEY),
 };
 inline constexpr WCHAR kInstallPathValue[] = W("InstallPath");
 
 // -- Files; those that common/ reads and writes are named in common/file_names.h -------------------------------------
 
-inline constexpr char kBaseFolder[] = "\\providers\\print\\win";       // behind the install path
+inline constexpr char kBaseFolder[] = BASE_FOLDER;                     // behind the install path
 inline constexpr WCHAR kHelperFileName[] = W("ts-print-monitor.exe");  // in the base folder
 
 // -- Commands of the configuration channel ---------------------------------------------------------------------------

@@ -12,14 +12,18 @@
 namespace tsmon {
 namespace {
 
+constexpr const char* kInstallPathKeys[] = {INSTALL_PATH_KEY, SECOND_INSTALL_PATH_KEY};
+
 // The path at one place, as a heap text; null when there is none.
-char* ReadInstallPath(const WCHAR* subkey) {
+char* ReadInstallPath(const char* key_path) {
+    WCHAR subkey[kWidePathSize];
     WCHAR value[MAX_PATH];
     char* path = nullptr;
-    log_debug(LOG_HERE, "TSM: looking up registry path: %S", subkey);
+    enc_utf8_to_wide(subkey, key_path);
+    log_debug(LOG_HERE, "TSM: looking up registry path: %s", key_path);
     if (!ReadInstallPathValue(value, sizeof value, HKEY_LOCAL_MACHINE, subkey, contract::kInstallPathValue) ||
         !enc_wide_to_utf8_alloc(&path, value)) {
-        log_error(LOG_HERE, "TSM: Could not retrieve the install path for %S.", subkey);
+        log_error(LOG_HERE, "TSM: Could not retrieve the install path for %s.", key_path);
     }
     return path;
 }
@@ -28,15 +32,14 @@ char* ReadInstallPath(const WCHAR* subkey) {
 
 BOOL GetInstallPath(char* out, size_t size) {
     char* path = nullptr;
-    for (const WCHAR* const subkey : contract::kInstallPathKeys) {
-        path = ReadInstallPath(subkey);
+    for (const char* key_path : kInstallPathKeys) {
+        path = ReadInstallPath(key_path);
         if (path != nullptr) break;
     }
     if (path == nullptr) return FALSE;
     log_debug(LOG_HERE, "TSM: found value in reg path of: %s", path);
     util_strncpy(out, path, size);
-    util_strncat(out, contract::kBaseFolder, size);
-    util_strncat(out, "\\", size);
+    util_strncat(out, BASE_FOLDER "\\", size);
     free(path);
     return TRUE;
 }
