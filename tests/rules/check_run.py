@@ -21,6 +21,7 @@ endforeach()
 add_custom_target(spoolhost COMMAND ${CMAKE_SOURCE_DIR}/stop)
 enable_testing()
 add_test(NAME small_tests COMMAND ${CMAKE_SOURCE_DIR}/small_tests)
+add_test(NAME noisy_tests COMMAND ${CMAKE_SOURCE_DIR}/noisy_tests)
 """
 STOP = """#!/bin/sh
 mktemp >/dev/null
@@ -37,6 +38,13 @@ what is wrong
 [  FAILED  ] Suite.Bad (0 ms)
 [ RUN      ] Suite.Crash
 END
+exit 1
+"""
+# What a sanitizer finds within a case that has passed.
+NOISY_TESTS = """#!/bin/sh
+echo '[ RUN      ] Suite.Noisy'
+echo 'a data race'
+echo '[       OK ] Suite.Noisy (0 ms)'
 exit 1
 """
 FAILURES = """[ RUN      ] Suite.Bad
@@ -78,11 +86,12 @@ def build_checks():
         os.environ["TMPDIR"] = temporary
         os.mkdir(temporary)
         for name, text in {"CMakeLists.txt": PROJECT, "CMakePresets.json": PRESETS, "stop": STOP,
-                           "small_tests": SMALL_TESTS, "tests/small/suite.cpp": "TEST(Suite, Bad) {}\n"}.items():
+                           "small_tests": SMALL_TESTS, "noisy_tests": NOISY_TESTS,
+                           "tests/small/suite.cpp": "TEST(Suite, Bad) {}\n"}.items():
             os.makedirs(os.path.dirname(os.path.join(first, name)), exist_ok=True)
             with open(os.path.join(first, name), "w", encoding="ascii") as file:
                 file.write(text)
-        for name in "stop", "small_tests":
+        for name in "stop", "small_tests", "noisy_tests":
             os.chmod(os.path.join(first, name), 0o755)
         shutil.copy(os.path.join(ROOT, "run"), first)
         paths = [f"{second}/build/native/bin/{name}" for name in ("spoolhost", "fakeprinter", "tsport")]
@@ -95,6 +104,8 @@ def build_checks():
             status, text, errors = run("test", name, folder=second)
             yield f"test {name}", (1, "0 passed, 1 failed\n", True, True, True), (
                 status, text, f"filter: {passed_on}\n" in errors, FAILURES in errors, CRASH in errors)
+        status, text, errors = run("test", "noisy_tests", folder=second)
+        yield "a failed program without a failed case", (1, "0 passed, 1 failed\n", True), (status, text, "a data race" in errors)
         status, text, errors = run("test", "Sweet.Bad", folder=second)
         yield "test of no such name", (2, "", "./run test: no program or case of that name: Sweet.Bad"), (
             status, text, errors.splitlines()[0])
