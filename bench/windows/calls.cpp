@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <tuple>
 
 #include "bench/plan.h"
 #include "bench/print_server.h"
@@ -26,7 +27,8 @@ void add_calls(Bench& bench, const std::string& name, unsigned times, const std:
         row.ours += calls;
         if (calls >= 0.02) each.emplace_back(function, calls);
     }
-    std::stable_sort(each.begin(), each.end(), [](const auto& a, const auto& b) { return a.second > b.second; });
+    std::sort(each.begin(), each.end(),
+              [](const auto& a, const auto& b) { return std::tie(b.second, a.first) < std::tie(a.second, b.first); });
     for (const auto& [function, calls] : each) {
         char text[80];
         std::snprintf(text, sizeof text, "%s%s %.4g", row.note.empty() ? "" : ", ", function.c_str(), calls);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <set>
+#include <tuple>
 
 #include "tsport/file.h"
 #include "tsport/output.h"
@@ -239,8 +240,9 @@ bool parse_ports(const std::string& bytes, const std::string& name, PortsFile& f
         }
         find_doubles(file.entries, faults);
     }
-    std::stable_sort(faults.begin(), faults.end(),
-                     [](const Fault& left, const Fault& right) { return left.line < right.line; });
+    std::sort(faults.begin(), faults.end(), [](const Fault& left, const Fault& right) {
+        return std::tie(left.line, left.column, left.why) < std::tie(right.line, right.column, right.why);
+    });
     why.clear();
     for (const Fault& fault : faults) {
         why += (why.empty() ? "" : "\n") + name + ":" + std::to_string(fault.line) + ":" +

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
+#include <tuple>
 
 #include "common/file_names.h"
 #include "host/text.h"
@@ -75,8 +76,8 @@ bool find_logs(const std::vector<std::string>& arguments, std::vector<std::strin
         if (std::find(logs.begin(), logs.end(), part.log) == logs.end()) logs.push_back(part.log);
     }
     const auto place = [&](const Part& part) { return std::find(logs.begin(), logs.end(), part.log) - logs.begin(); };
-    std::stable_sort(parts.begin(), parts.end(), [&](const Part& a, const Part& b) {
-        return place(a) != place(b) ? place(a) < place(b) : a.age > b.age;
+    std::sort(parts.begin(), parts.end(), [&](const Part& a, const Part& b) {
+        return std::tuple(place(a), b.age, a.file) < std::tuple(place(b), a.age, b.file);
     });
     for (const Part& part : parts) files.push_back(part.file);
     files.erase(std::unique(files.begin(), files.end()), files.end());

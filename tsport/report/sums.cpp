@@ -62,7 +62,7 @@ std::vector<Cause> Totals::ranked_causes() const {
     for (size_t i = 0; i < cause_count; ++i) {
         if (by_cause[i] != 0) found.push_back(static_cast<Cause>(i));
     }
-    std::stable_sort(found.begin(), found.end(), [this](Cause a, Cause b) { return of(a) > of(b); });
+    std::sort(found.begin(), found.end(), [this](Cause a, Cause b) { return of(a) != of(b) ? of(a) > of(b) : a < b; });
     return found;
 }
 
@@ -97,8 +97,9 @@ void Sums::add(const Document& document, const Texts& texts) {
 std::vector<const PrinterSums*> Sums::printers() const {
     std::vector<const PrinterSums*> all;
     for (const auto& [key, sums] : printers_) all.push_back(&sums);
-    std::stable_sort(all.begin(), all.end(),
-                     [](const PrinterSums* a, const PrinterSums* b) { return a->documents > b->documents; });
+    std::sort(all.begin(), all.end(), [](const PrinterSums* a, const PrinterSums* b) {
+        return a->documents != b->documents ? a->documents > b->documents : a->name < b->name;
+    });
     return all;
 }
 
@@ -158,7 +159,9 @@ DocumentList KeptDocuments::in_order() const {
     all.reserve(good_.size() + bad_.size());
     for (const Document& document : good_) all.push_back(&document);
     for (const Document& document : bad_) all.push_back(&document);
-    std::stable_sort(all.begin(), all.end(), [](const Document* a, const Document* b) { return a->start < b->start; });
+    std::sort(all.begin(), all.end(), [](const Document* a, const Document* b) {
+        return a->start != b->start ? a->start < b->start : a->job < b->job;
+    });
     return all;
 }
 
@@ -179,7 +182,8 @@ void OtherErrors::add(std::string_view message) {
 std::vector<OtherErrors::Error> OtherErrors::in_order() const {
     std::vector<Error> all;
     for (const auto& [common, error] : errors_) all.push_back(error);
-    std::stable_sort(all.begin(), all.end(), [](const Error& a, const Error& b) { return a.count > b.count; });
+    std::sort(all.begin(), all.end(),
+              [](const Error& a, const Error& b) { return a.count != b.count ? a.count > b.count : a.text < b.text; });
     return all;
 }
 
