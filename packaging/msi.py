@@ -43,20 +43,29 @@ def tables(version, seconds, sums):
             "Path": {"Name": "=-*PATH", "Value": "[~];[INSTALLDIR]", "Component_": "CommandLine"}}),
         "CustomAction": ("Action", {
             "RemovePorts": {"Type": str(AT_THE_END), "Source": "System64Folder",
-                            "Target": f'"[System64Folder]reg.exe" delete "{MONITOR}" /f'}}),
+                            "Target": f'"[System64Folder]reg.exe" delete "{MONITOR}" /f'},
+            "RemoveFormer": {"Type": str(AT_THE_END), "Source": "System64Folder",
+                             "Target": '"[System64Folder]cmd.exe" /c rmdir /s /q "[INSTALLDIR]former"'}}),
+        # What the scripts of earlier packages have left: their own files at once, replaced libraries with the monitor.
+        "RemoveFile": ("FileKey", {name: {"Component_": "CommandLine", "FileName": name, "DirProperty": "INSTALLDIR",
+                                          "InstallMode": "3"} for name in ("version.txt", "uninstall.cmd")}),
         "InstallExecuteSequence": ("Action", {
             # The version before goes within the transaction, so that it comes back when the new one fails. Its removal
             # leaves the spooler stopped, which starts once.
             "RemoveExistingProducts": {"Sequence": "1501"},
             "StartServices": {"Condition": 'NOT UPGRADINGPRODUCTCODE AND SPOOLERSTART <> "#4"'},
             "RemoveEnvironmentStrings": {"Sequence": "3300"},
+            "RemoveFiles": {"Sequence": "3500"},
             "WriteEnvironmentStrings": {"Sequence": "5200"},
             "RemovePorts": {"Condition": 'REMOVE="ALL" AND REMOVEPORTS=1 AND NOT UPGRADINGPRODUCTCODE',
-                            "Sequence": "6500"}}),
+                            "Sequence": "6500"},
+            "RemoveFormer": {"Condition": 'REMOVE="ALL" AND NOT UPGRADINGPRODUCTCODE', "Sequence": "6510"}}),
     }
 
 
-NEW_TABLES = {"Environment": "Environment\tName\tValue\tComponent_\ns72\tl255\tL255\ts72\nEnvironment\tEnvironment\n"}
+NEW_TABLES = {
+    "Environment": "Environment\tName\tValue\tComponent_\ns72\tl255\tL255\ts72\nEnvironment\tEnvironment\n",
+    "RemoveFile": "FileKey\tComponent_\tFileName\tDirProperty\tInstallMode\ns72\ts72\tL255\ts72\ti2\nRemoveFile\tFileKey\n"}
 
 
 def code(*parts):

@@ -42,7 +42,7 @@ while read -r binary; do
     sign "$folder/$binary"
 done <"$here/binaries.txt"
 # Texts have the line ends of Windows.
-for text in README.txt print-provider.conf.sample install.cmd uninstall.cmd; do
+for text in README.txt print-provider.conf.sample; do
     sed "$names; s/@VERSION@/$version/g; s/\$/\r/" "$here/$text" >"$files/$text"
 done
 

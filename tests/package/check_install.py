@@ -1,8 +1,7 @@
 #!/usr/bin/env python3
-"""Installs, updates and removes both packages under Wine: check_install.py BUILD_DIR VERSION"""
+"""Installs, updates and removes the installer's package under Wine: check_install.py BUILD_DIR VERSION"""
 import functools
 import glob
-import itertools
 import os
 import re
 import shutil
@@ -26,6 +25,8 @@ PROGRAMS = "Program Files/Tessaron Port Monitor"
 # Where the files of the zip are then.
 FILES = {"tsprintportmon.dll": SYSTEM, "tsprintportmonui.dll": SYSTEM, "tsport/tsport.exe": PROGRAMS,
          "README.txt": PROGRAMS, "print-provider.conf.sample": PROGRAMS}
+# What the scripts of earlier packages left there. The last one, a library that was replaced, stays until the removal.
+LEFT_BY_SCRIPTS = [f"{PROGRAMS}/{name}" for name in ("uninstall.cmd", "version.txt", "former/1/tsprintportmon.dll")]
 OLD = "0.9.0"
 DRIVER = "Driver REG_SZ tsprintportmon.dll"
 PORTS = r"\Ports \Ports\Office HostName REG_SZ 192.168.1.20"
@@ -62,20 +63,18 @@ class Machine:
         files = {}
         for place in (*glob.glob(f"{self.drive}/{SYSTEM}/tsprintportmon*"),
                       *glob.glob(f"{self.drive}/{PROGRAMS}/**", recursive=True)):
-            if os.path.isfile(place) and os.path.basename(place) not in ("uninstall.cmd", "version.txt"):
+            if os.path.isfile(place):
                 with open(place, "rb") as file:
                     files[os.path.relpath(place, self.drive)] = crc32(file.read())
         status, key = self.run("reg", "query", MONITOR, "/s")
         path = self.ask(r"REG_\w+ +(.*)", "reg", "query", ENVIRONMENT, "/v", "PATH")
         path = path.lower().replace("%systemroot%", r"c:\windows")
-        return {"files": {name: sums for name, sums in files.items() if "former" not in name},
-                "key": " ".join(key.replace(FULL_MONITOR, "").split()) if status == 0 else "",
-                "former": {name: sums for name, sums in files.items() if "former" in name},
+        return {"files": files, "key": " ".join(key.replace(FULL_MONITOR, "").split()) if status == 0 else "",
                 "path": [entry.rstrip("\\") for entry in path.split(";") if entry],
                 "spooler": self.ask("STATE .* ([A-Z]+)", "sc", "query", "Spooler")}
 
 
-class Msi:
+class Installer:
     def __init__(self, machine, packages):
         self.machine = machine
         self.packages = packages
@@ -97,78 +96,41 @@ class Msi:
         return self.msiexec("/x", version, *options)
 
 
-class Cmd:
-    """The scripts of the zip. They also leave themselves behind, and what they have replaced."""
-
-    def __init__(self, machine, packages):
-        self.machine = machine
-        self.packages = packages
-
-    def script(self, name, version, *arguments):
-        folder = os.path.join(self.packages, version)
-        with zipfile.ZipFile(os.path.join(self.packages, f"tsprintportmon-{version}-win-x64.zip")) as archive:
-            archive.extractall(folder)
-        return self.machine.run("cmd", "/c", name, *arguments, folder=folder)
-
-    def install(self, version):
-        return self.script("install.cmd", version)
-
-    def remove(self, version, *options):
-        return self.script("uninstall.cmd", version, *options)
-
-    def refused(self, version, words, variable="unused=1"):
-        """Both scripts, with a variable of the environment. What is left of the words when both have said them and failed."""
-        for script in "install.cmd", "uninstall.cmd":
-            status, said = self.script(f"set {variable}&& {script}", version)
-            if status == 0 or words not in said:
-                return 0, f"{script} ends with {status}: {said}"
-        return status, words
-
-
-def steps(machine, way, new):
+def steps(machine, installer, new):
     """What is done, what comes of it ("done", or words that tell why not), and what is there then: the version of the files,
     the key, and the spooler."""
     in_the_way = os.path.join(machine.drive, SYSTEM, "tsprintportmonui.dll", "folder")
 
     def broken_off():
         os.makedirs(in_the_way)
-        result = way.install(new)
+        result = installer.install(new)
         shutil.rmtree(os.path.dirname(in_the_way))
         return result
 
-    def broken_off_in_the_middle():
-        """The library cannot be moved away, when the others are replaced."""
-        os.makedirs(f"{machine.drive}/{SYSTEM}/tsprintportmon.dll.old/tsprintportmon.dll/folder")
-        result = way.install(new)
-        shutil.rmtree(f"{machine.drive}/{SYSTEM}/tsprintportmon.dll.old")
-        return result
+    def install_over_scripts():
+        for place in (os.path.join(machine.drive, name) for name in LEFT_BY_SCRIPTS):
+            os.makedirs(os.path.dirname(place), exist_ok=True)
+            with open(place, "wb") as file:
+                file.write(b"left")
+        return installer.install(new)
 
     yield "broken off", broken_off, "tsprintportmonui.dll", None, "", "RUNNING"
-    yield "installed", lambda: way.install(OLD), "done", OLD, DRIVER, "RUNNING"
+    yield "installed", lambda: installer.install(OLD), "done", OLD, DRIVER, "RUNNING"
     machine.run("reg", "add", MONITOR + r"\Ports\Office", "/v", "HostName", "/d", "192.168.1.20", "/f")
-    if isinstance(way, Cmd):  # Wine's Windows Installer does not bring back what was there
-        yield "in use", broken_off_in_the_middle, "in use", OLD, f"{DRIVER} {PORTS}", "RUNNING"
-    yield "updated", lambda: way.install(new), "done", new, f"{DRIVER} {PORTS}", "RUNNING"
-    yield "installed again", lambda: way.install(new), "done", new, f"{DRIVER} {PORTS}", "RUNNING"
-    if isinstance(way, Msi):
-        yield "scripts beside the MSI", lambda: Cmd(machine, way.packages).refused(
-            new, "MSI package"), "MSI package", new, f"{DRIVER} {PORTS}", "RUNNING"
-    else:
-        for words, variable in (("64-bit command prompt", "PROCESSOR_ARCHITECTURE=x86"),
-                                ("runs as administrator", r"SystemRoot=C:\nowhere")):
-            yield variable, functools.partial(way.refused, new, words, variable), words, new, f"{DRIVER} {PORTS}", "RUNNING"
-    yield "older version", lambda: way.install(OLD), "A newer version", new, f"{DRIVER} {PORTS}", "RUNNING"
-    yield "removed", lambda: way.remove(new), "done", None, PORTS, "RUNNING"
+    yield "updated", lambda: installer.install(new), "done", new, f"{DRIVER} {PORTS}", "RUNNING"
+    yield "installed again", lambda: installer.install(new), "done", new, f"{DRIVER} {PORTS}", "RUNNING"
+    yield "older version", lambda: installer.install(OLD), "A newer version", new, f"{DRIVER} {PORTS}", "RUNNING"
+    yield "removed", lambda: installer.remove(new), "done", None, PORTS, "RUNNING"
     yield "broken off where ports are", broken_off, "tsprintportmonui.dll", None, PORTS, "RUNNING"
-    yield "installed where ports are", lambda: way.install(new), "done", new, f"{DRIVER} {PORTS}", "RUNNING"
-    yield "removed with ports", lambda: way.remove(new, "REMOVEPORTS=1"), "done", None, "", "RUNNING"
+    yield "installed over scripts", install_over_scripts, "done", new, f"{DRIVER} {PORTS}", "RUNNING"
+    yield "removed with ports", lambda: installer.remove(new, "REMOVEPORTS=1"), "done", None, "", "RUNNING"
     machine.set_start(4)
     for _ in range(20):  # a spooler that is still starting does not stop
         machine.run("net", "stop", "spooler")
         if machine.state()["spooler"] == "STOPPED":
             break
-    yield "installed, spooler disabled", lambda: way.install(new), "done", new, DRIVER, "STOPPED"
-    yield "removed, spooler disabled", lambda: way.remove(new), "done", None, "", "STOPPED"
+    yield "installed, spooler disabled", lambda: installer.install(new), "done", new, DRIVER, "STOPPED"
+    yield "removed, spooler disabled", lambda: installer.remove(new), "done", None, "", "STOPPED"
     machine.set_start(3)
 
 
@@ -178,24 +140,20 @@ def installed(packages, version):
         return {f"{place}/{os.path.basename(name)}": crc32(archive.read(name)) for name, place in FILES.items()}
 
 
-def checks(machine, way, new):
+def checks(machine, installer, new):
     machine.run("net", "start", "spooler")
     path = machine.state()["path"]
-    former = {}
-    for name, action, outcome, version, key, spooler in steps(machine, way, new):
-        name = f"{type(way).__name__}, {name}"
+    for name, action, outcome, version, key, spooler in steps(machine, installer, new):
         status, words = action()
         if outcome == "done":
             yield f"{name}: done", "", words if status else ""
         else:
             yield f"{name}: status", False, status == 0
             yield f"{name}: words", outcome, outcome if outcome in words else words
-        if isinstance(way, Cmd) and name.endswith(("in use", "updated")):
-            # What is replaced is kept, once; also where the replacement was taken back.
-            number = 1 if name.endswith("in use") else 2
-            former.update({f"{PROGRAMS}/former/{number}/{file}": sums for file, sums in (
-                (os.path.basename(path), sums) for path, sums in installed(way.packages, OLD).items()) if file.endswith("dll")})
-        expected = {"files": installed(way.packages, version) if version else {}, "key": key, "spooler": spooler, "former": former,
+        files = installed(installer.packages, version) if version else {}
+        if name == "installed over scripts":
+            files[LEFT_BY_SCRIPTS[-1]] = crc32(b"left")
+        expected = {"files": files, "key": key, "spooler": spooler,
                     "path": path + ([f"c:\\{PROGRAMS}".replace("/", "\\").lower()] if version else [])}
         yield name, expected, machine.state()
 
@@ -231,8 +189,7 @@ def main():
         for source, version in (folder, OLD), (build, new):
             subprocess.run([os.path.join(ROOT, "packaging/package.sh"), source, version, folder], check=True,
                            stdout=subprocess.DEVNULL)
-        ways = Msi(machine, folder), Cmd(machine, folder)
-        status = report(itertools.chain.from_iterable(checks(machine, way, new) for way in ways))
+        status = report(checks(machine, Installer(machine, folder), new))
     end_wine()
     return status
 

@@ -13,8 +13,8 @@ sys.dont_write_bytecode = True
 from checks import report  # noqa: E402
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-FILES = ["README.txt", "SHA256SUMS", "install.cmd", "print-provider.conf.sample", "tsport/tsport.exe", "tsport/tsport.pdb",
-         "tsprintportmon.dll", "tsprintportmon.pdb", "tsprintportmonui.dll", "tsprintportmonui.pdb", "uninstall.cmd"]
+FILES = ["README.txt", "SHA256SUMS", "print-provider.conf.sample", "tsport/tsport.exe", "tsport/tsport.pdb",
+         "tsprintportmon.dll", "tsprintportmon.pdb", "tsprintportmonui.dll", "tsprintportmonui.pdb"]
 # Sources that fill the settings; all others read them.
 SETTING_SOURCES = {"config.cpp", "config_handlers.cpp", "config_table.cpp", "global.cpp"}
 # The defaults of settings with a handler, as words of the file.
@@ -102,7 +102,7 @@ def checks(build, version):
         yield "the library is that of the build", True, file.read() == contents["tsprintportmon.dll"]
     readme = contents["README.txt"].decode()
     yield "version in README.txt", True, version in readme and "@" not in readme
-    for entry in "README.txt", "print-provider.conf.sample", "install.cmd", "uninstall.cmd":
+    for entry in "README.txt", "print-provider.conf.sample":
         yield f"line ends of {entry}", contents[entry].count(b"\n"), contents[entry].count(b"\r\n")
     yield from sample_checks(contents["print-provider.conf.sample"].decode())
 
