@@ -180,7 +180,7 @@ class Sweep {
     // Functions of the layer that no scenario reaches would only seem to be swept.
     void look_for_points_never_hit() {
         // For hosts, tests and the check of a printer; the monitor does not call them. select comes after a send that
-        // would block, which the monitor's sockets do not (tests/unit/linux/send_test.cpp).
+        // would block, which the monitor's sockets do not (tests/unit/linux/layer_test.cpp).
         static const std::set<std::string> others = {
             "GetExitCodeProcess", "WaitForSingleObject", "getsockopt", "ioctlsocket", "realloc", "select"};
         for (const winapi::fault::Point* point : winapi::fault::points()) {
