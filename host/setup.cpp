@@ -37,7 +37,7 @@ bool set_value(HKEY key, LPCWSTR name, DWORD type, const void* data, size_t size
 }  // namespace
 
 BaseFolder base_folder(const std::string& install) {
-    std::string below = contract::kBaseFolder;
+    std::string below = BASE_FOLDER;
     std::replace(below.begin(), below.end(), '\\', '/');
     return {install, install + below};
 }

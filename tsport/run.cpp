@@ -1,12 +1,11 @@
 #include "tsport/run.h"
 
 #include <algorithm>
-#include <atomic>
-#include <thread>
 
 #include "tsport/answer.h"
 #include "tsport/arguments.h"
 #include "tsport/commands.h"
+#include "tsport/ports/check.h"
 #include "winportmon/contract/names.h"
 
 namespace tsport {
@@ -93,16 +92,9 @@ void run_on(const Command& command, const Text& server, Hosted* hosted, const Co
 
 void run_on_servers(const Command& command, const Console& console, std::vector<Reply>& replies) {
     constexpr size_t at_once = 16;
-    std::atomic<size_t> next{0};
-    std::vector<std::thread> threads;
-    for (size_t i = 0; i < std::min(at_once, command.servers.size()); ++i) {
-        threads.emplace_back([&] {
-            for (size_t at = next++; at < command.servers.size(); at = next++) {
-                run_on(command, command.servers[at], nullptr, console, replies[at]);
-            }
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
+    for_each_at_once(
+        command.servers.size(), [&](size_t at) { run_on(command, command.servers[at], nullptr, console, replies[at]); },
+        at_once);
 }
 
 void run_hosted(const Command& command, const Console& console, Reply& reply) {

@@ -171,7 +171,7 @@ std::string find_base(HKEY hive, Findings& findings) {
                          shown(found[1]),
                      "delete the key of the one that no longer exists below HKLM\\SOFTWARE\\Wow6432Node");
     }
-    const std::string base = host::to_utf8(path) + contract::kBaseFolder;
+    const std::string base = host::to_utf8(path) + BASE_FOLDER;
     std::error_code error;
     if (!std::filesystem::is_directory(host::path_of(base), error)) {
         findings.add("provider.no-base", base + " is not a directory", "repair the installation of the Print Provider");

@@ -1,5 +1,6 @@
 #include "tsport/ports/check.h"
 
+#include <algorithm>
 #include <atomic>
 #include <thread>
 
@@ -29,8 +30,7 @@ std::string to_text(const contract::PrinterCheck& check) {
            " not answer, and a document waits " + std::to_string(check.wait_seconds) + " seconds there first";
 }
 
-void for_each_at_once(size_t count, const std::function<void(size_t)>& call) {
-    constexpr size_t at_once = 64;
+void for_each_at_once(size_t count, const std::function<void(size_t)>& call, size_t at_once) {
     std::atomic<size_t> next{0};
     std::vector<std::thread> threads;
     for (size_t i = 0; i < std::min(at_once, count); ++i) {

@@ -14,7 +14,7 @@ contract::PrinterCheck check_printer(const Port& port, std::chrono::milliseconds
 // What is said of the printer: "takes connections".
 std::string to_text(const contract::PrinterCheck& check);
 
-// Calls for 0 to count - 1, many at once, each on one of several threads.
-void for_each_at_once(size_t count, const std::function<void(size_t)>& call);
+// Calls for 0 to count - 1, so many of them at once, each on one of several threads.
+void for_each_at_once(size_t count, const std::function<void(size_t)>& call, size_t at_once = 64);
 
 }  // namespace tsport

@@ -38,7 +38,6 @@ inline constexpr WCHAR kInstallPathValue[] = W("InstallPath");
 
 // -- Files; those that common/ reads and writes are named in common/file_names.h -------------------------------------
 
-inline constexpr char kBaseFolder[] = BASE_FOLDER;                     // behind the install path
 inline constexpr WCHAR kHelperFileName[] = W("ts-print-monitor.exe");  // in the base folder
 
 // -- Commands of the configuration channel ---------------------------------------------------------------------------
