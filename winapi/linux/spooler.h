@@ -4,10 +4,18 @@
 
 #include "winapi/linux/types.h"
 
-struct DEVMODEW;
 struct COMMTIMEOUTS;
 struct BIDI_REQUEST_CONTAINER;
 struct BIDI_RESPONSE_CONTAINER;
+
+// A driver's settings: only what tells their size is known here.
+struct DEVMODEW {
+    WCHAR dmDeviceName[32];
+    WORD dmSpecVersion;
+    WORD dmDriverVersion;
+    WORD dmSize;
+    WORD dmDriverExtra;
+};
 
 struct PRINTER_DEFAULTSW {
     LPWSTR pDatatype;
@@ -17,6 +25,7 @@ struct PRINTER_DEFAULTSW {
 using LPPRINTER_DEFAULTSW = PRINTER_DEFAULTSW*;
 
 #define SERVER_ACCESS_ADMINISTER 0x00000001u
+#define PRINTER_ACCESS_ADMINISTER 0x00000004u
 #define PRINTER_ACCESS_USE 0x00000008u
 #define PRINTER_ALL_ACCESS 0x000F000Cu
 

@@ -26,9 +26,17 @@ DWORD find_object(const Text& name, ACCESS_MASK access, MonitorRecord& monitor, 
     const bool of_monitor = ends_with_object(name, W(",XcvMonitor "), object);
     if (!of_monitor && !ends_with_object(name, W(",XcvPort "), object)) return ERROR_INVALID_PRINTER_NAME;
     if (found == nullptr || (of_monitor && !same_name(object, found->name))) return ERROR_INVALID_PRINTER_NAME;
+    if (!of_monitor && !knows_port(found->server, object)) return ERROR_UNKNOWN_PORT;
     if ((access & SERVER_ACCESS_ADMINISTER) != 0 && !state().administrator) return ERROR_ACCESS_DENIED;
     monitor = *found;
     return 0;
+}
+
+// The text at the beginning of a command's input, as far as that reaches.
+Text text_in(const BYTE* input, DWORD size) {
+    const auto* const text = reinterpret_cast<const WCHAR*>(input);
+    const Text all(text, size / sizeof(WCHAR));
+    return all.substr(0, all.find(WCHAR{0}));
 }
 
 }  // namespace
@@ -77,6 +85,10 @@ DWORD xcv_data(HANDLE channel, LPCWSTR command, BYTE* input, DWORD input_size, B
     server_of_thread = open.monitor.server;
     *status = open.monitor.table->pfnXcvDataPort(open.handle, command, input, input_size, output, output_size, needed);
     server_of_thread.clear();
+    if (*status == ERROR_SUCCESS && input != nullptr) {
+        const std::lock_guard lock(state().mutex);
+        note_command(open.monitor.server, command, text_in(input, input_size));
+    }
     return 0;
 }
 

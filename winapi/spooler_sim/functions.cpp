@@ -8,16 +8,6 @@
 namespace spooler_sim {
 namespace {
 
-constexpr DWORD printer_deleted = 1905;  // ERROR_PRINTER_DELETED
-
-// The printer behind an open handle, or the error that its use gives. The lock is held.
-DWORD printer_of(HANDLE handle, PrinterRecord*& printer) {
-    const auto found = state().open_printers.find(handle);
-    if (found == state().open_printers.end()) return ERROR_INVALID_HANDLE;
-    printer = find_printer(found->second);
-    return printer == nullptr ? printer_deleted : 0;
-}
-
 DWORD job_of(HANDLE handle, DWORD id, JobRecord*& job) {
     PrinterRecord* printer = nullptr;
     if (const DWORD error = printer_of(handle, printer)) return error;
@@ -73,8 +63,9 @@ DWORD open_printer(LPCWSTR name, HANDLE* printer, ACCESS_MASK access) {
     const std::lock_guard lock(state().mutex);
     const PrinterRecord* const registered = find_registered(name);
     if (registered == nullptr) return ERROR_INVALID_PRINTER_NAME;
+    if ((access & PRINTER_ACCESS_ADMINISTER) != 0 && !state().administrator) return ERROR_ACCESS_DENIED;
     *printer = new_handle();
-    state().open_printers[*printer] = registered->name;
+    state().open_printers[*printer] = {registered->name, access};
     return 0;
 }
 
@@ -110,32 +101,6 @@ DWORD set_job(HANDLE printer, DWORD id, DWORD level, const BYTE* record, DWORD c
     change_job_status(*job, status);
     if (command != 0) job->job.commands.push_back(command);
     if (command == JOB_CONTROL_RESTART) ++job->restarts;
-    return 0;
-}
-
-DWORD get_printer(HANDLE printer, DWORD level, BYTE* buffer, DWORD size, DWORD* needed) {
-    if (needed == nullptr) return ERROR_INVALID_PARAMETER;
-    if (level != 2) return ERROR_INVALID_LEVEL;
-    if (buffer == nullptr && size != 0) return ERROR_INVALID_PARAMETER;
-    const std::lock_guard lock(state().mutex);
-    PrinterRecord* record = nullptr;
-    if (const DWORD error = printer_of(printer, record)) return error;
-    *needed = static_cast<DWORD>(sizeof(PRINTER_INFO_2W)) + packed_size(record->name);
-    if (size < *needed) return ERROR_INSUFFICIENT_BUFFER;
-    auto* const info = reinterpret_cast<PRINTER_INFO_2W*>(buffer);
-    std::memset(info, 0, sizeof *info);
-    info->pPrinterName = TextPacker(buffer, size).place(record->name);
-    info->Status = record->status;
-    return 0;
-}
-
-DWORD set_printer(HANDLE printer, DWORD level, const BYTE* record, DWORD command) {
-    if (level != 6) return ERROR_INVALID_LEVEL;
-    if (record == nullptr || command != 0) return ERROR_INVALID_PARAMETER;
-    const std::lock_guard lock(state().mutex);
-    PrinterRecord* found = nullptr;
-    if (const DWORD error = printer_of(printer, found)) return error;
-    change_printer_status(*found, reinterpret_cast<const PRINTER_INFO_6*>(record)->dwStatus);
     return 0;
 }
 

@@ -15,8 +15,11 @@ DWORD close_printer(HANDLE printer);
 DWORD get_job(HANDLE printer, DWORD id, DWORD level, BYTE* buffer, DWORD size, DWORD* needed);
 // Levels 0 and 2; only the status of a level 2 record is used.
 DWORD set_job(HANDLE printer, DWORD id, DWORD level, const BYTE* record, DWORD command);
-DWORD get_printer(HANDLE printer, DWORD level, BYTE* buffer, DWORD size, DWORD* needed);  // level 2
-DWORD set_printer(HANDLE printer, DWORD level, const BYTE* record, DWORD command);        // level 6
+// Level 2.
+DWORD get_printer(HANDLE printer, DWORD level, BYTE* buffer, DWORD size, DWORD* needed);
+// Level 6, the status; level 2, all but status and jobs, through a handle with PRINTER_ACCESS_ADMINISTER. A level 2
+// record has the printer's own name and no security descriptor: other ones are refused (ERROR_NOT_SUPPORTED).
+DWORD set_printer(HANDLE printer, DWORD level, const BYTE* record, DWORD command);
 // The functions below take a server's name, null or empty for this machine's; RPC_S_SERVER_UNAVAILABLE when that one
 // does not answer. Within a monitor's command a null name means the server of that monitor. Levels 1 and 2: the ports
 // of the server's monitor, then those of others, which only this machine has.

@@ -1,4 +1,5 @@
 // The ports that the spooler lists.
+#include <algorithm>
 #include <cstring>
 #include <optional>
 
@@ -82,6 +83,42 @@ void fill_ports(const std::vector<Port>& ports, DWORD level, BYTE* buffer, DWORD
 void add_foreign_port(const Text& name) {
     const std::lock_guard lock(state().mutex);
     state().foreign_ports.push_back(name);
+}
+
+void set_strict_port_list(bool strict) {
+    std::vector<MonitorRecord> monitors;
+    {
+        const std::lock_guard lock(state().mutex);
+        state().strict_port_list = strict;
+        state().known_ports.clear();
+        monitors = state().monitors;
+    }
+    for (const MonitorRecord& monitor : monitors) learn_ports(monitor);
+}
+
+void learn_ports(const MonitorRecord& monitor) {
+    {
+        const std::lock_guard lock(state().mutex);
+        if (!state().strict_port_list) return;
+    }
+    std::vector<Port> ports;
+    append_ports_of(monitor, 1, ports);
+    const std::lock_guard lock(state().mutex);
+    std::set<Text, NameOrder>& known = state().known_ports[monitor.server];
+    known.clear();
+    for (const Port& port : ports) known.insert(port.name);
+}
+
+bool knows_port(const Text& server, const Text& name) {
+    if (!state().strict_port_list) return true;
+    const auto is_it = [&](const Text& other) { return same_name(name, other); };
+    return state().known_ports[server].contains(name) ||
+           (server.empty() && std::ranges::any_of(state().foreign_ports, is_it));
+}
+
+void note_command(const Text& server, const Text& command, const Text& port) {
+    if (command == W("AddPort")) state().known_ports[server].insert(port);
+    if (command == W("DeletePort")) state().known_ports[server].erase(port);
 }
 
 DWORD enum_ports(LPCWSTR server, DWORD level, BYTE* buffer, DWORD size, DWORD* needed, DWORD* returned) {

@@ -24,8 +24,12 @@ void set_administrator(bool administrator) {
 }
 
 void add_monitor(const Text& name, MONITOR2* monitor, HANDLE handle, const Text& server) {
-    const std::lock_guard lock(state().mutex);
-    state().monitors.push_back({name, monitor, handle, server});
+    const MonitorRecord record{name, monitor, handle, server};
+    {
+        const std::lock_guard lock(state().mutex);
+        state().monitors.push_back(record);
+    }
+    learn_ports(record);
 }
 
 void remove_monitor(HANDLE handle) {
@@ -63,45 +67,6 @@ DWORD enum_monitors(LPCWSTR server, DWORD level, BYTE* buffer, DWORD size, DWORD
     TextPacker texts(buffer, size);
     for (const Text& name : names) {
         reinterpret_cast<MONITOR_INFO_1W*>(buffer)[(*returned)++].pName = texts.place(name);
-    }
-    return 0;
-}
-
-namespace {
-
-// Whether a printer's name says that it belongs to the server.
-bool belongs_to(const PrinterRecord& printer, const Text& server) {
-    const Text prefix = server + W("\\");
-    if (server.empty()) return printer.name.rfind(W("\\\\"), 0) != 0;
-    return printer.name.size() > prefix.size() && same_name(printer.name.substr(0, prefix.size()), prefix);
-}
-
-}  // namespace
-
-DWORD enum_printers(DWORD flags, LPCWSTR server, DWORD level, BYTE* buffer, DWORD size, DWORD* needed,
-                    DWORD* returned) {
-    if (needed == nullptr || returned == nullptr) return ERROR_INVALID_PARAMETER;
-    if (level != 2) return ERROR_INVALID_LEVEL;
-    if (flags != PRINTER_ENUM_LOCAL && flags != PRINTER_ENUM_NAME) return ERROR_INVALID_PARAMETER;
-    const std::lock_guard lock(state().mutex);
-    Text name;
-    if (!find_server(flags == PRINTER_ENUM_NAME ? server : nullptr, name)) return RPC_S_SERVER_UNAVAILABLE;
-    std::vector<const PrinterRecord*> printers;
-    *needed = 0;
-    *returned = 0;
-    for (const auto& [key, printer] : state().printers) {
-        if (!belongs_to(printer, name)) continue;
-        printers.push_back(&printer);
-        *needed += static_cast<DWORD>(sizeof(PRINTER_INFO_2W)) + packed_size(printer.name) + packed_size(printer.port);
-    }
-    if (size < *needed) return ERROR_INSUFFICIENT_BUFFER;
-    TextPacker texts(buffer, size);
-    for (const PrinterRecord* const printer : printers) {
-        PRINTER_INFO_2W& info = reinterpret_cast<PRINTER_INFO_2W*>(buffer)[(*returned)++];
-        std::memset(&info, 0, sizeof info);
-        info.pPrinterName = texts.place(printer->name);
-        info.pPortName = texts.place(printer->port);
-        info.Status = printer->status;
     }
     return 0;
 }

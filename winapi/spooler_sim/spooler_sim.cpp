@@ -69,6 +69,13 @@ LPWSTR TextPacker::place(const Text& text) {
     return reinterpret_cast<LPWSTR>(end_);
 }
 
+BYTE* TextPacker::place_bytes(const std::string& bytes) {
+    end_ -= bytes.size();
+    end_ -= reinterpret_cast<std::uintptr_t>(end_) % kAlignment;
+    std::memcpy(end_, bytes.data(), bytes.size());
+    return end_;
+}
+
 DWORD packed_size(const Text& text) {
     return static_cast<DWORD>((text.size() + 1) * sizeof(WCHAR));
 }
@@ -80,14 +87,29 @@ void reset() {
     s.jobs.clear();
     s.monitors.clear();
     s.foreign_ports.clear();
+    s.strict_port_list = false;
+    s.known_ports.clear();
     s.servers.clear();
     s.administrator = true;
 }
 
+void add_printer(const Printer& printer) {
+    const std::lock_guard lock(state().mutex);
+    state().printers.try_emplace(printer.name, PrinterRecord{printer, {}});
+}
+
 void add_printer(const Text& name, const Text& port) {
-    State& s = state();
-    const std::lock_guard lock(s.mutex);
-    s.printers.try_emplace(name, PrinterRecord{name, port, 0, {}});
+    Printer printer;
+    printer.name = name;
+    printer.port = port;
+    add_printer(printer);
+}
+
+bool get_printer(const Text& name, Printer& printer) {
+    const std::lock_guard lock(state().mutex);
+    const PrinterRecord* const record = find_printer(name);
+    if (record != nullptr) printer = *record;
+    return record != nullptr;
 }
 
 void remove_printer(const Text& name) {

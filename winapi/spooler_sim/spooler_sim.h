@@ -22,7 +22,29 @@ struct Job {
     std::vector<DWORD> status_seen;  // its status after every change, in order
 };
 
-// Removes all printers, jobs, foreign ports, monitors and further servers. Open handles stay open.
+struct Printer {
+    Text name;  // "\\\\BACK\\Printer" is a printer of another server
+    Text port;  // several are separated by commas
+    Text share;
+    Text driver;
+    Text comment;
+    Text location;
+    Text separator;
+    Text processor;
+    Text data_type;
+    Text parameters;
+    std::string devmode;   // the bytes of a DEVMODEW
+    DWORD attributes = 0;  // PRINTER_ATTRIBUTE_ bits
+    DWORD priority = 1;
+    DWORD default_priority = 0;
+    DWORD start_time = 0;
+    DWORD until_time = 0;
+    DWORD status = 0;  // PRINTER_STATUS_ bits
+    bool operator==(const Printer&) const = default;
+};
+
+// Removes all printers, jobs, foreign ports, monitors and further servers, and what is set below. Open handles stay
+// open.
 void reset();
 
 // Other print servers, by names like "\\\\BACK". "" is this machine's, which always answers.
@@ -32,9 +54,11 @@ void stop_server(const Text& name);
 // Whether the caller is an administrator; only one may open the configuration channel for administration.
 void set_administrator(bool administrator);
 
-// `port`: what the queue prints to; several are separated by commas. A name "\\\\BACK\\Printer" is a printer of that
-// server.
+// Any port is taken. A printer that is there already is left as it is.
+void add_printer(const Printer& printer);
 void add_printer(const Text& name, const Text& port = Text());
+// False when there is none.
+bool get_printer(const Text& name, Printer& printer);
 void remove_printer(const Text& name);
 DWORD printer_status(const Text& name);  // PRINTER_STATUS_ bits
 void set_printer_status(const Text& name, DWORD status);
@@ -68,5 +92,12 @@ Text current_client();
 void add_monitor(const Text& name, MONITOR2* monitor, HANDLE handle, const Text& server = Text());
 void remove_monitor(HANDLE handle);
 void add_foreign_port(const Text& name);
+
+// A strict port list is one that the spooler keeps itself: it knows the ports that a server's monitor had when it was
+// added, or when this is called, and afterwards only learns of changes through commands named "AddPort" and
+// "DeletePort", as Windows documents them for XcvDataPort. What it does not know can be listed by its monitor, but
+// neither be opened as ",XcvPort NAME" nor given to a queue (ERROR_UNKNOWN_PORT). Otherwise every port of a monitor is
+// known at once. reset() ends it.
+void set_strict_port_list(bool strict);
 
 }  // namespace spooler_sim

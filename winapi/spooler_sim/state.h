@@ -4,16 +4,19 @@
 #include <cstdint>
 #include <map>
 #include <mutex>
+#include <set>
 
 #include "winapi/spooler_sim/spooler_sim.h"
 
 namespace spooler_sim {
 
-struct PrinterRecord {
-    Text name;
-    Text port;
-    DWORD status = 0;
+struct PrinterRecord : Printer {
     std::vector<DWORD> status_seen;
+};
+
+struct OpenPrinter {
+    Text name;  // that it was opened for
+    ACCESS_MASK access = 0;
 };
 
 struct JobRecord {
@@ -44,11 +47,13 @@ struct State {
     std::vector<JobRecord> jobs;
     std::vector<MonitorRecord> monitors;
     std::vector<Text> foreign_ports;
-    std::map<Text, bool, NameOrder> servers;  // and whether they answer
+    bool strict_port_list = false;
+    std::map<Text, std::set<Text, NameOrder>, NameOrder> known_ports;  // of each server's monitor, in strict mode
+    std::map<Text, bool, NameOrder> servers;                           // and whether they answer
     bool administrator = true;
     std::map<HANDLE, Channel> channels;
-    std::map<HANDLE, Text> open_printers;  // the name each was opened for
-    std::map<HANDLE, Text> tokens;         // the client each stands for
+    std::map<HANDLE, OpenPrinter> open_printers;
+    std::map<HANDLE, Text> tokens;  // the client each stands for
     std::uint64_t handles_given = 0;
 };
 
@@ -59,6 +64,8 @@ bool same_name(const Text& left, const Text& right);
 PrinterRecord* find_printer(const Text& name);
 // The printer that is registered under the given name or under its part after "\\SERVER\"; null when neither is.
 PrinterRecord* find_registered(const Text& name);
+// The printer behind an open handle, or the error that its use gives.
+DWORD printer_of(HANDLE handle, PrinterRecord*& printer);
 // Jobs belong to a registered printer, whichever of its names they are asked for by.
 JobRecord* find_job(const Text& printer, DWORD id);
 void change_job_status(JobRecord& record, DWORD status);
@@ -66,6 +73,12 @@ void change_printer_status(PrinterRecord& record, DWORD status);
 // The server's name in its usual form, "" for this machine's; false when it does not answer.
 bool find_server(LPCWSTR name, Text& server);
 const MonitorRecord* monitor_of(const Text& server);
+// Whether the spooler of that server lets a queue or a channel have the port.
+bool knows_port(const Text& server, const Text& name);
+// After a command that the monitor carried out: whether the spooler learns of a port by it, or forgets one.
+void note_command(const Text& server, const Text& command, const Text& port);
+// Called without the lock: the ports that a monitor has now become those that the spooler knows, in strict mode.
+void learn_ports(const MonitorRecord& monitor);
 // A value that is never used twice.
 HANDLE new_handle();
 
@@ -74,8 +87,12 @@ class TextPacker {
   public:
     TextPacker(BYTE* buffer, DWORD size) : end_(buffer + size / sizeof(WCHAR) * sizeof(WCHAR)) {}
     LPWSTR place(const Text& text);
+    // Aligned for any record.
+    BYTE* place_bytes(const std::string& bytes);
+    static size_t size_of_bytes(const std::string& bytes) { return bytes.empty() ? 0 : bytes.size() + kAlignment; }
 
   private:
+    static constexpr size_t kAlignment = 8;
     BYTE* end_;
 };
 // Bytes of a text with its terminator.
