@@ -40,7 +40,8 @@ set(data "<script type=\"application/json\" id=\"report\">")
 replace("${data}" "</script>" "${data}@REPORT@</script>")
 replace("<script src=" "report.js\"></script>" "<script>${script}</script>")
 
-file(WRITE ${OUTPUT} "#include \"tsport/report/page.h\"\n
+file(WRITE ${OUTPUT} "#include <string_view>\n
 namespace tsport::report {\n
+extern const std::string_view page_template;
 const std::string_view page_template = R\"PAGE(${page})PAGE\";\n
 }  // namespace tsport::report\n")

@@ -408,7 +408,7 @@ TEST(LogLine, IsTakenForWhatItIs) {
 
 // More threads than are followed at once: every document is still counted, once.
 TEST(DocumentTracker, LosesNoDocumentToTheNumberOfThreads) {
-    constexpr unsigned threads = 3 * tsport::report::ThreadStates::most / 2;
+    constexpr unsigned threads = 3 * tsport::report::DocumentTracker::most_threads / 2;
     std::string log;
     for (unsigned i = 1; i <= threads; ++i) {
         const std::string number = std::to_string(i);

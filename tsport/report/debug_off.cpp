@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "tsport/report/tracker.h"
+#include "tsport/report/thread_state.h"
 
 namespace tsport::report {
 namespace {
@@ -32,16 +32,20 @@ constexpr Failure failures[] = {
 }  // namespace
 
 bool DebugOffTracker::process(const LogLine& line, const Message& message) {
-    report_overdue_losses(line.time);
+    // A job that loses its connection once more has no line of level ERROR for it.
+    while (!losses_.empty() && line.time - losses_.front().start > longest_loss) report_loss();
+    Document failed{.start = line.time, .outcome = Outcome::not_started};
     switch (message.event) {
         case Event::not_approved:
             report_not_approved(line.time, message.rest);
             return true;
         case Event::port_unknown:
-            report_failed_start(line.time, Cause::port_unknown, texts_.add(message.rest), 0);
+            failed.port = texts_.add(message.rest);
+            report(failed, Cause::port_unknown);
             return true;
         case Event::start_failed:
-            report_failed_start(line.time, Cause::unreachable, 0, texts_.add(message.rest));
+            failed.address = texts_.add(message.rest);
+            report(failed, Cause::unreachable);
             return true;
         case Event::helper_gone:
         case Event::helper_not_started:
@@ -55,10 +59,10 @@ bool DebugOffTracker::process(const LogLine& line, const Message& message) {
 }
 
 bool DebugOffTracker::process_loss(Timestamp time, const Message& message) {
+    const Document printed{.start = time, .outcome = Outcome::printed};
     switch (message.event) {
         case Event::send_failed:
-            add_loss(time, error_code_of(message.rest) == 10054 ? Cause::connection_reset : Cause::connection_lost,
-                     system_text_of(message.rest));
+            add_loss(time, loss_of(message.rest), system_text_of(message.rest));
             return true;
         case Event::send_timed_out:
             add_loss(time, Cause::printer_stalled, {});
@@ -70,13 +74,13 @@ bool DebugOffTracker::process_loss(Timestamp time, const Message& message) {
             if (losses_.empty()) add_loss(time, Cause::connection_lost, {});
             report_loss();
             return true;
+        // The close of a broken connection may end in the same ways.
         case Event::close_not_seen:
-            // The close of a broken connection may wait as long.
-            if (losses_.empty()) report(time, Outcome::printed, Cause::close_not_seen);
+            if (losses_.empty()) report(printed, Cause::close_not_seen);
             return true;
         case Event::close_broken:
             if (losses_.empty()) {
-                report(time, Outcome::printed, Cause::broken_at_end, texts_.add("error " + std::string(message.rest)));
+                report(printed, Cause::broken_at_end, texts_.add("error " + std::string(message.rest)));
             }
             return true;
         default:
@@ -91,7 +95,7 @@ bool DebugOffTracker::process_failure(const LogLine& line, const Message& messag
         if (failure.source == Source::system) detail = texts_.add(system_text_of(message.rest));
         if (failure.source == Source::message) detail = texts_.add(line.message);
         if (failure.source == Source::step) detail = std::exchange(failed_step_, 0);
-        report(line.time, failure.outcome, failure.cause, detail);
+        report({.start = line.time, .outcome = failure.outcome}, failure.cause, detail);
         return true;
     }
     return false;
@@ -105,45 +109,20 @@ void DebugOffTracker::finish() {
 
 void DebugOffTracker::add_loss(Timestamp time, Cause cause, std::string_view text) {
     if (losses_.size() == most_losses) losses_.pop_front();
-    losses_.push_back({cause, texts_.add(text), time});
+    losses_.push_back({.start = time, .outcome = Outcome::lost});
+    losses_.back().add(cause, texts_.add(text));
 }
 
 // Of the document whose connection broke first.
 void DebugOffTracker::report_loss() {
-    const Loss first = losses_.front();
+    const Document loss = losses_.front();
     losses_.pop_front();
-    report(first.time, Outcome::lost, first.cause, first.detail);
-}
-
-// A job that loses its connection once more has no line of level ERROR for it.
-void DebugOffTracker::report_overdue_losses(Timestamp now) {
-    while (!losses_.empty() && now - losses_.front().time > longest_loss) report_loss();
-}
-
-void DebugOffTracker::report(Timestamp time, Outcome outcome, Cause cause, TextId detail) {
-    Document document;
-    document.start = time;
-    document.outcome = outcome;
-    document.add(cause, detail);
-    report(document);
-}
-
-void DebugOffTracker::report_failed_start(Timestamp time, Cause cause, TextId port, TextId address) {
-    Document document;
-    document.start = time;
-    document.outcome = Outcome::not_started;
-    document.port = port;
-    document.address = address;
-    document.add(cause);
-    report(document);
+    report(loss, *loss.cause(), loss.detail);
 }
 
 // 'N on printer "NAME" has been resumed outside of ...'
 void DebugOffTracker::report_not_approved(Timestamp time, std::string_view rest) {
-    Document document;
-    document.start = time;
-    document.outcome = Outcome::refused;
-    document.add(Cause::not_approved);
+    Document document{.start = time, .outcome = Outcome::refused};
     const auto job = take_number(rest);
     constexpr std::string_view before = " on printer \"";
     const size_t end = rest.rfind("\" has been resumed outside of ");
@@ -152,11 +131,12 @@ void DebugOffTracker::report_not_approved(Timestamp time, std::string_view rest)
         document.has_job = true;
         document.printer = texts_.add(rest.substr(before.size(), end - before.size()));
     }
-    report(document);
+    report(document, Cause::not_approved);
 }
 
 // A failed check is tried once more: the helper's failure is logged twice for one document.
-void DebugOffTracker::report(const Document& document) {
+void DebugOffTracker::report(Document document, Cause cause, TextId detail) {
+    document.add(cause, detail);
     const bool again = last_ && last_->causes == document.causes && document.has(Cause::check_failed) &&
                        document.start - last_->start < std::chrono::seconds(1);
     if (again) return;

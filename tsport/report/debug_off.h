@@ -23,12 +23,6 @@ class DebugOffTracker {
     void finish();
 
   private:
-    // A connection that broke. The line that names the loss comes later.
-    struct Loss {
-        Cause cause;
-        TextId detail;
-        Timestamp time;
-    };
     static constexpr size_t most_losses = 256;
     static constexpr std::chrono::minutes longest_loss{1};  // a broken connection is closed within half of that
 
@@ -36,15 +30,12 @@ class DebugOffTracker {
     bool process_failure(const LogLine& line, const Message& message);
     void add_loss(Timestamp time, Cause cause, std::string_view text);
     void report_loss();
-    void report_overdue_losses(Timestamp now);
     void report_not_approved(Timestamp time, std::string_view rest);
-    void report_failed_start(Timestamp time, Cause cause, TextId port, TextId address);
-    void report(Timestamp time, Outcome outcome, Cause cause, TextId detail = 0);
-    void report(const Document& document);
+    void report(Document document, Cause cause, TextId detail = 0);
 
     Texts& texts_;
     Report report_;
-    std::deque<Loss> losses_;
+    std::deque<Document> losses_;   // connections that broke; the line that names the loss comes later
     std::optional<Document> last_;  // not reported yet
     TextId failed_step_ = 0;
 };

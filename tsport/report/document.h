@@ -69,7 +69,7 @@ struct CauseInfo {
 const CauseInfo& info_of(Cause cause);
 
 struct Document {
-    Timestamp start;
+    Timestamp start{};
     std::uint64_t taken = 0;  // bytes that the monitor took from the spooler ...
     std::uint64_t sent = 0;   // ... and that went to the printer
     TextId printer = 0;
@@ -102,6 +102,9 @@ struct Document {
     // In the middle of its data.
     bool lost_connection() const {
         return has(Cause::connection_reset) || has(Cause::connection_lost) || has(Cause::printer_stalled);
+    }
+    bool may_be_tried_again() const {
+        return outcome == Outcome::not_started || outcome == Outcome::restarted || outcome == Outcome::lost;
     }
     bool came_out() const { return outcome == Outcome::printed || outcome == Outcome::late; }
     // The first of its causes.

@@ -3,13 +3,16 @@
 #include <algorithm>
 
 #include "host/text.h"
-#include "tsport/report/figures.h"
-#include "tsport/report/page.h"
 #include "tsport/report/report.h"
 
 namespace tsport::report {
+extern const std::string_view page_template;  // by cmake/ReportPage.cmake
+
 namespace {
 
+// Each stands in it once: rows of a table of sums, and the report's JSON, belong in their places.
+constexpr std::string_view sums_mark = "@SUMS@";
+constexpr std::string_view report_mark = "@REPORT@";
 constexpr size_t most_rows = 10'000;
 
 // The documents that the page lists. When not all fit, printed ones are left out first, the oldest ones of each kind.
@@ -30,12 +33,8 @@ DocumentList listed(const Report& report) {
 std::string escaped(std::string_view json) {
     std::string text;
     for (const char c : json) {
-        if (c == '<') {
-            text += "\\u003c";
-        } else if (c == '>') {
-            text += "\\u003e";
-        } else if (c == '&') {
-            text += "\\u0026";
+        if (c == '<' || c == '>' || c == '&') {
+            text.append("\\u00").append(c == '&' ? "26" : c == '<' ? "3c" : "3e");
         } else {
             text += c;
         }
@@ -65,13 +64,13 @@ std::string sums_rows(const Totals& all) {
 
 void write_html(const Report& report, const Sink& sink) {
     const std::string_view page = page_template;
-    const size_t sums = page.find(page_sums_mark);
-    const size_t data = page.find(page_report_mark);
+    const size_t sums = page.find(sums_mark);
+    const size_t data = page.find(report_mark);
     sink(page.substr(0, sums));
     sink(sums_rows(report.sums.all()));
-    sink(page.substr(sums + page_sums_mark.size(), data - sums - page_sums_mark.size()));
+    sink(page.substr(sums + sums_mark.size(), data - sums - sums_mark.size()));
     write_json(report, listed(report), [&](std::string_view json) { sink(escaped(json)); });
-    sink(page.substr(data + page_report_mark.size()));
+    sink(page.substr(data + report_mark.size()));
 }
 
 }  // namespace tsport::report

@@ -1,7 +1,5 @@
 #include "tsport/report/job_history.h"
 
-#include "tsport/report/figures.h"
-
 namespace tsport::report {
 namespace {
 

@@ -1,7 +1,9 @@
 // The history of one job: its log lines in plain words.
 #pragma once
 
-#include "tsport/report/report.h"
+#include "tsport/json.h"
+#include "tsport/report/document.h"
+#include "tsport/report/messages.h"
 
 namespace tsport::report {
 

@@ -1,5 +1,4 @@
-#include "tsport/report/log_files.h"
-
+// The files of a log, in their order.
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
@@ -7,6 +6,7 @@
 
 #include "common/file_names.h"
 #include "host/text.h"
+#include "tsport/report/report.h"
 
 namespace tsport::report {
 namespace {

@@ -12,13 +12,6 @@ constexpr size_t time_size = 23;
 constexpr size_t level_at = time_size + 1;
 constexpr size_t level_size = 7;  // "DEBUG: "
 
-// -1 when the two characters are not digits.
-int two_digits(const char* text) {
-    const int tens = text[0] - '0';
-    const int ones = text[1] - '0';
-    return tens >= 0 && tens <= 9 && ones >= 0 && ones <= 9 ? tens * 10 + ones : -1;
-}
-
 // "file.cpp:123 - " in front of the message.
 bool take_source(std::string_view& text) {
     const size_t blank = text.find(' ');
@@ -46,27 +39,23 @@ bool take_thread(std::string_view& text, std::uint32_t& thread) {
 
 std::optional<Timestamp> parse_timestamp(std::string_view text) {
     using namespace std::chrono;
-    if (text.size() < time_size || text[4] != '-' || text[7] != '-' || text[10] != ' ' || text[13] != ':' ||
-        text[16] != ':' || text[19] != ',') {
-        return {};
+    constexpr std::string_view shape = "0000-00-00 00:00:00,000";
+    if (text.size() < shape.size()) return {};
+    int numbers[7] = {};
+    int* number = numbers;
+    for (size_t i = 0; i < shape.size(); ++i) {
+        const bool digit = text[i] >= '0' && text[i] <= '9';
+        if (shape[i] == '0' ? !digit : text[i] != shape[i]) return {};
+        if (digit) {
+            *number = *number * 10 + (text[i] - '0');
+        } else {
+            ++number;
+        }
     }
-    const int century = two_digits(&text[0]);
-    const int years = two_digits(&text[2]);
-    const int month_number = two_digits(&text[5]);
-    const int day_number = two_digits(&text[8]);
-    const int hour = two_digits(&text[11]);
-    const int minute = two_digits(&text[14]);
-    const int second = two_digits(&text[17]);
-    const int hundredths = two_digits(&text[20]);
-    const int thousandths = text[22] - '0';
-    if (century < 0 || years < 0 || month_number < 0 || day_number < 0 || hour < 0 || hour > 23 || minute < 0 ||
-        minute > 59 || second < 0 || second > 60 || hundredths < 0 || thousandths < 0 || thousandths > 9) {
-        return {};
-    }
-    const year_month_day date = year(century * 100 + years) / month_number / day_number;
-    if (!date.ok()) return {};
-    return local_days(date) + hours(hour) + minutes(minute) + seconds(second) +
-           milliseconds(hundredths * 10 + thousandths);
+    const auto& [years, month_number, day_number, hour, minute, second, thousandths] = numbers;
+    const year_month_day date = year(years) / month_number / day_number;
+    if (!date.ok() || hour > 23 || minute > 59 || second > 60) return {};
+    return local_days(date) + hours(hour) + minutes(minute) + seconds(second) + milliseconds(thousandths);
 }
 
 std::string to_text(Timestamp time) {

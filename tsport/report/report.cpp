@@ -1,14 +1,21 @@
+// The lines of logs, brought into a report.
 #include "tsport/report/report.h"
 
+#include <algorithm>
+#include <cctype>
 #include <fstream>
 #include <iostream>
 
 #include "host/text.h"
 #include "tsport/report/line_reader.h"
-#include "tsport/report/log_files.h"
 
 namespace tsport::report {
 namespace {
+
+bool same_letters(std::string_view a, std::string_view b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [](unsigned char x, unsigned char y) { return std::tolower(x) == std::tolower(y); });
+}
 
 std::string describe(const Options& options) {
     std::string text = options.job ? "job " + std::to_string(*options.job) : "documents";
@@ -33,6 +40,58 @@ bool read_log(const std::string& path, Collector& collector, Report& report) {
 
 }  // namespace
 
+Collector::Collector(const Options& options, Report& report, Sink history)
+    : options_(options), report_(report), tracker_(report.texts, listener()) {
+    if (options.job && history) history_.emplace(*options.job, std::move(history));
+    report.covers = describe(options);
+}
+
+Listener Collector::listener() {
+    Listener listener;
+    listener.document = [this](const Document& document) {
+        if (!wanted(document)) return;
+        report_.sums.add(document, report_.texts);
+        report_.documents.add(document);
+    };
+    listener.other_error = [this](std::string_view message) {
+        if (report_.covers.empty()) report_.other_errors.add(message);
+    };
+    if (options_.job) {
+        listener.line = [this](const LogLine& line, const Message& message, const Document& document) {
+            if (history_ && wanted(document)) history_->add(line, message, document);
+        };
+    }
+    return listener;
+}
+
+void Collector::add(std::string_view text, bool complete) {
+    ++report_.lines;
+    LogLine line;
+    const LineKind kind = complete ? parse_line(text, line) : LineKind::truncated;
+    if (kind == LineKind::foreign) {
+        ++report_.foreign_lines;
+    } else if (kind == LineKind::truncated || !tracker_.process(line)) {
+        ++report_.cut_lines;
+    } else {
+        report_.detailed_lines += line.detailed ? 1 : 0;
+        if (!report_.first) report_.first = line.time;
+        report_.last = line.time;
+    }
+}
+
+void Collector::finish() {
+    tracker_.finish();
+    if (history_) history_->finish();
+}
+
+bool Collector::wanted(const Document& document) const {
+    if (options_.since && document.start < *options_.since) return false;
+    if (options_.until && document.start >= *options_.until) return false;
+    if (options_.job && (!document.has_job || document.job != *options_.job)) return false;
+    return options_.printer.empty() || same_letters(report_.texts[document.printer], options_.printer) ||
+           same_letters(report_.texts[document.address], options_.printer);
+}
+
 bool read_logs(const Options& options, const Sink& history, Report& report, std::string& why) {
     if (!find_logs(options.logs, report.files, why)) return false;
     Collector collector(options, report, history);
@@ -41,7 +100,6 @@ bool read_logs(const Options& options, const Sink& history, Report& report, std:
         if (!read_log(file, collector, report)) return false;
     }
     collector.finish();
-    report.covers = describe(options);
     return true;
 }
 

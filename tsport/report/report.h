@@ -2,13 +2,12 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "tsport/json.h"
+#include "tsport/report/job_history.h"
 #include "tsport/report/options.h"
 #include "tsport/report/sums.h"
 #include "tsport/report/tracker.h"
@@ -33,29 +32,31 @@ struct Report {
     std::string covers;  // what was asked for: "job 7 on Office"; empty: everything
 };
 
-class JobHistory;
-
 // Adds log lines to a report.
 class Collector {
   public:
     // Options and report have to outlive the collector. `history`, when it is set, gets the history of the one job that
     // was asked for.
     Collector(const Options& options, Report& report, Sink history = {});
-    ~Collector();
     // A line without its line feed; `complete` as the line reader says.
     void add(std::string_view line, bool complete = true);
     // The log is over.
     void finish();
 
   private:
+    Listener listener();
     bool wanted(const Document& document) const;
 
     const Options& options_;
     Report& report_;
-    std::unique_ptr<JobHistory> history_;
+    std::optional<JobHistory> history_;
     DocumentTracker tracker_;
 };
 
+// The files that the arguments name, the oldest first. A folder stands for the log in it, "print-monitor.log", with its
+// numbered files; of files given one by one those that are numbers of the same log come in their order. "-" is the
+// standard input. False with the reason when one does not exist.
+bool find_logs(const std::vector<std::string>& arguments, std::vector<std::string>& files, std::string& why);
 // Reads the logs; false with the reason when one cannot be read. `history` as above.
 bool read_logs(const Options& options, const Sink& history, Report& report, std::string& why);
 

@@ -1,5 +1,7 @@
 #include "tsport/report/texts.h"
 
+#include <cstdio>
+
 #include "host/text.h"
 
 namespace tsport::report {
@@ -54,6 +56,32 @@ TextId Texts::add(std::string_view raw) {
     const auto id = static_cast<TextId>(texts_.size() - 1);
     known_.emplace(texts_.back(), id);
     return id;
+}
+
+std::string grouped(std::uint64_t number) {
+    std::string text = std::to_string(number);
+    for (size_t place = text.size(); place > 3; place -= 3) text.insert(place - 3, 1, ',');
+    return text;
+}
+
+std::string counted(std::uint64_t number, std::string_view what) {
+    return grouped(number) + " " + std::string(what) + (number == 1 ? "" : "s");
+}
+
+std::string duration_text(std::uint64_t milliseconds) {
+    char text[64];
+    if (milliseconds < 1000) {
+        std::snprintf(text, sizeof text, "%d ms", static_cast<int>(milliseconds));
+    } else if (milliseconds < 60'000) {
+        std::snprintf(text, sizeof text, "%.1f s", static_cast<double>(milliseconds) / 1e3);
+    } else if (milliseconds < 3'600'000) {
+        std::snprintf(text, sizeof text, "%d min %d s", static_cast<int>(milliseconds / 60'000),
+                      static_cast<int>(milliseconds / 1000 % 60));
+    } else {
+        std::snprintf(text, sizeof text, "%lld h %d min", static_cast<long long>(milliseconds / 3'600'000),
+                      static_cast<int>(milliseconds / 60'000 % 60));
+    }
+    return text;
 }
 
 }  // namespace tsport::report

@@ -34,4 +34,9 @@ class Texts {
 // What `Texts` makes of a text.
 std::string sanitize(std::string_view raw);
 
+// Figures for people: "1,234,567"; "1 document", "2 documents"; "12 ms", "3.4 s", "2 min 5 s".
+std::string grouped(std::uint64_t number);
+std::string counted(std::uint64_t number, std::string_view what);
+std::string duration_text(std::uint64_t milliseconds);
+
 }  // namespace tsport::report

@@ -1,12 +1,10 @@
-// The document that a thread of the spooler is driving, and all threads that may drive one.
+// The document that a thread of the spooler is driving, and what a line of the log says of it.
 #pragma once
 
-#include <algorithm>
 #include <optional>
-#include <unordered_map>
-#include <vector>
 
 #include "tsport/report/document.h"
+#include "tsport/report/messages.h"
 
 namespace tsport::report {
 
@@ -14,11 +12,11 @@ namespace tsport::report {
 struct ThreadState {
     std::uint32_t thread = 0;
     std::uint64_t last_line = 0;  // its number in the log
-    Timestamp last_time;
+    Timestamp last_time{};
     TextId port = 0;  // that the thread has opened last
 
     bool open = false;  // a document is under way
-    Document document;
+    Document document{};
     bool refused = false;
     bool dropped = false;
     bool not_started = false;
@@ -28,10 +26,10 @@ struct ThreadState {
     bool failed_at_end = false;
     std::uint32_t last_size = 0;  // of the buffer handed over last
     std::uint32_t held_at_start_ms = 0;
-    std::optional<Timestamp> held_since;
-    std::optional<Timestamp> close_awaited;
-    std::optional<Timestamp> end_begun;
-    std::optional<Cause> connect_failure;  // the gravest one of the addresses tried so far
+    std::optional<Timestamp> held_since{};
+    std::optional<Timestamp> close_awaited{};
+    std::optional<Timestamp> end_begun{};
+    std::optional<Cause> connect_failure{};  // the gravest one of the addresses tried so far
     TextId connect_failure_text = 0;
     TextId helper_failure_text = 0;
 
@@ -41,45 +39,30 @@ struct ThreadState {
         std::uint32_t job;
         Timestamp time;
     };
-    std::optional<Start> second_start;
+    std::optional<Start> second_start{};
 };
 
-// A bounded number of threads, those seen last.
-class ThreadStates {
-  public:
-    static constexpr size_t most = 8192;
+// A line and its thread.
+struct Entry {
+    ThreadState& state;
+    const LogLine& line;
+    const Message& message;
+    Texts& texts;
 
-    // The state of a thread, which may be a new one. When there are too many, the half of them that has not been seen
-    // for longest is removed first; `before_removal` is called for each of those.
-    template <typename Action>
-    ThreadState& of(std::uint32_t thread, std::uint64_t line, Action before_removal) {
-        if (states_.size() >= most && !states_.contains(thread)) remove_oldest(before_removal);
-        ThreadState& state = states_[thread];
-        state.thread = thread;
-        state.last_line = line;
-        return state;
-    }
-    // In the order in which they were seen last.
-    std::vector<ThreadState*> in_order() {
-        std::vector<ThreadState*> all;
-        for (auto& [thread, state] : states_) all.push_back(&state);
-        std::sort(all.begin(), all.end(),
-                  [](const ThreadState* a, const ThreadState* b) { return a->last_line < b->last_line; });
-        return all;
-    }
-
-  private:
-    template <typename Action>
-    void remove_oldest(Action before_removal) {
-        std::vector<ThreadState*> oldest = in_order();
-        oldest.resize(oldest.size() / 2);
-        for (ThreadState* const state : oldest) {
-            before_removal(*state);
-            states_.erase(std::uint32_t{state->thread});
-        }
-    }
-
-    std::unordered_map<std::uint32_t, ThreadState> states_;
+    Document& document() const { return state.document; }
+    Timestamp time() const { return line.time; }
+    std::string_view rest() const { return message.rest; }
 };
+
+// Notes the effect of a line on its thread's document, except where a document begins, or ends without having ended.
+// False when the line's fields cannot be read.
+bool apply(const Entry& entry);
+// What a line says of the document that starts; nothing when its fields cannot be read.
+std::optional<ThreadState::Start> parse_start(const Entry& entry);
+
+// "text (Error: 5)" behind the message that it was appended to; "" when there is none.
+std::string_view system_text_of(std::string_view message);
+// What broke a connection, by the system's text behind its message.
+Cause loss_of(std::string_view message);
 
 }  // namespace tsport::report

@@ -1,26 +1,16 @@
 #include "tsport/report/tracker.h"
 
+#include <algorithm>
+
 namespace tsport::report {
 namespace {
 
 // What shows that a document is under way, although its start is not in the log.
 bool shows_document(Event event) {
-    switch (event) {
-        case Event::write:
-        case Event::given:
-        case Event::given_rewritten:
-        case Event::abandoned:
-        case Event::data_abandoned:
-        case Event::start_failed:
-        case Event::lost:
-        case Event::restart_requested:
-        case Event::end:
-        case Event::statistics:
-        case Event::held:
-            return true;
-        default:
-            return false;
-    }
+    constexpr Event events[] = {Event::write, Event::given,        Event::given_rewritten,   Event::abandoned,
+                                Event::lost,  Event::start_failed, Event::restart_requested, Event::data_abandoned,
+                                Event::end,   Event::statistics,   Event::held};
+    return std::find(std::begin(events), std::end(events), event) != std::end(events);
 }
 
 Outcome outcome_of(const ThreadState& state) {
@@ -32,6 +22,10 @@ Outcome outcome_of(const ThreadState& state) {
     if (state.lost || state.failed_at_end) return Outcome::lost;
     if (!state.ended) return Outcome::unknown;
     return document.attempt > 1 || document.has(Cause::held) ? Outcome::late : Outcome::printed;
+}
+
+std::uint64_t key_of(TextId printer, std::uint32_t job) {
+    return static_cast<std::uint64_t>(printer) << 32 | job;
 }
 
 }  // namespace
@@ -52,17 +46,16 @@ bool DocumentTracker::process_detailed(const LogLine& line, const Message& messa
     // Most lines of a large log say nothing of their document.
     const bool silent = message.event == Event::none || (message.event == Event::history_only && !line.error);
     if (silent && !listener_.line) return true;
-    ThreadState& state = threads_.of(line.thread, line_count_, [this](ThreadState& old) { close(old); });
+    ThreadState& state = state_of(line.thread);
     state.last_time = line.time;
-    bool readable = true;
-    dispatch({state, line, message, readable});
+    const bool readable = dispatch({state, line, message, texts_});
     if (listener_.line && state.open) listener_.line(line, message, state.document);
     // Only now, so that the last line of a document still belongs to it.
     if (state.open && state.ended) close(state);
     return readable;
 }
 
-void DocumentTracker::dispatch(const Entry& entry) {
+bool DocumentTracker::dispatch(const Entry& entry) {
     ThreadState& state = entry.state;
     const Event event = entry.message.event;
     if (state.second_start) settle_second_start(state, event);
@@ -70,23 +63,105 @@ void DocumentTracker::dispatch(const Entry& entry) {
         begin(state, entry.time());
     } else if (!state.open && entry.line.error && event != Event::none && event != Event::port_unknown) {
         listener_.other_error(entry.line.message);
-        return;
+        return true;
     }
-    if (const Handler handle = handlers_[static_cast<size_t>(event)]) handle(*this, entry);
+    switch (event) {
+        case Event::start:
+            return start(entry);
+        case Event::port_closed:
+            port_closed(state);
+            return true;
+        case Event::port_unknown:
+            port_unknown(entry);
+            return true;
+        case Event::monitor_started:
+            monitor_started();
+            return true;
+        default:
+            return apply(entry);
+    }
+}
+
+ThreadState& DocumentTracker::state_of(std::uint32_t thread) {
+    if (threads_.size() >= most_threads && !threads_.contains(thread)) {
+        std::vector<ThreadState*> oldest = states_in_order();
+        oldest.resize(oldest.size() / 2);
+        for (ThreadState* const state : oldest) {
+            close(*state);
+            threads_.erase(std::uint32_t{state->thread});
+        }
+    }
+    ThreadState& state = threads_[thread];
+    state.thread = thread;
+    state.last_line = line_count_;
+    return state;
+}
+
+// In the order in which they were seen last.
+std::vector<ThreadState*> DocumentTracker::states_in_order() {
+    std::vector<ThreadState*> all;
+    for (auto& [thread, state] : threads_) all.push_back(&state);
+    std::sort(all.begin(), all.end(),
+              [](const ThreadState* a, const ThreadState* b) { return a->last_line < b->last_line; });
+    return all;
+}
+
+bool DocumentTracker::start(const Entry& entry) {
+    ThreadState& state = entry.state;
+    const auto parsed = parse_start(entry);
+    if (!parsed) return false;
+    if (state.open && !state.not_started && !state.ended) {
+        state.second_start = parsed;
+        return true;
+    }
+    close(state);
+    begin(state, *parsed);
+    return true;
+}
+
+// A start of which the monitor says that the document before it has not ended changes nothing; after any other line the
+// document before it has no end.
+void DocumentTracker::settle_second_start(ThreadState& state, Event event) {
+    const ThreadState::Start begun = *state.second_start;
+    state.second_start.reset();
+    if (event == Event::started_twice) return;
+    close(state);
+    begin(state, begun);
+}
+
+// A document that is under way goes on: its thread may have opened the port once more.
+void DocumentTracker::port_closed(ThreadState& state) {
+    if (state.not_started) close(state);
+    if (!state.open) state.port = 0;
+}
+
+void DocumentTracker::port_unknown(const Entry& entry) {
+    Document document{.start = entry.time(),
+                      .port = texts_.add(entry.rest()),
+                      .thread = entry.line.thread,
+                      .outcome = Outcome::not_started,
+                      .detailed = true};
+    document.add(Cause::port_unknown);
+    entry.state.port = 0;
+    listener_.document(document);
+}
+
+// A monitor that starts ends whatever the one before it was doing.
+void DocumentTracker::monitor_started() {
+    for (ThreadState* const state : states_in_order()) {
+        if (state->open && !state->ended && !state->not_started) state->document.add(Cause::monitor_restarted);
+        close(*state);
+        state->port = 0;
+    }
 }
 
 void DocumentTracker::begin(ThreadState& state, Timestamp time) {
-    ThreadState fresh;
-    fresh.thread = state.thread;
-    fresh.last_line = state.last_line;
-    fresh.last_time = time;
-    fresh.port = state.port;
-    fresh.open = true;
-    fresh.document.start = time;
-    fresh.document.thread = state.thread;
-    fresh.document.port = state.port;
-    fresh.document.detailed = true;
-    state = fresh;
+    state = {.thread = state.thread,
+             .last_line = state.last_line,
+             .last_time = time,
+             .port = state.port,
+             .open = true,
+             .document = {.start = time, .port = state.port, .thread = state.thread, .detailed = true}};
 }
 
 void DocumentTracker::begin(ThreadState& state, const ThreadState::Start& start) {
@@ -96,7 +171,10 @@ void DocumentTracker::begin(ThreadState& state, const ThreadState::Start& start)
     document.has_job = true;
     document.printer = start.printer;
     document.job = start.job;
-    document.attempt = attempts_.number_for(start.printer, start.job, start.time);
+    const auto failed = failed_jobs_.find(key_of(start.printer, start.job));
+    if (failed != failed_jobs_.end() && start.time - failed->second.last <= longest_job) {
+        document.attempt = static_cast<std::uint16_t>(std::min(failed->second.attempts + 1, UINT16_MAX));
+    }
 }
 
 void DocumentTracker::close(ThreadState& state) {
@@ -109,7 +187,7 @@ void DocumentTracker::close(ThreadState& state) {
     document.connect_ms = document.start_ms - std::min(document.start_ms, state.held_at_start_ms);
     if (document.total_ms == 0) document.total_ms = elapsed_ms(document.start, state.last_time);
     document.outcome = outcome_of(state);
-    attempts_.note(document);
+    note_outcome(document);
     listener_.document(document);
     // Without another line of its thread, a second start is a document that has only just begun.
     if (const auto second = state.second_start) {
@@ -118,17 +196,17 @@ void DocumentTracker::close(ThreadState& state) {
     }
 }
 
-// A monitor that starts ends whatever the one before it was doing.
-void DocumentTracker::monitor_started() {
-    for (ThreadState* const state : threads_.in_order()) {
-        if (state->open && !state->ended && !state->not_started) state->document.add(Cause::monitor_restarted);
-        close(*state);
-        state->port = 0;
-    }
+void DocumentTracker::note_outcome(const Document& document) {
+    if (!document.has_job || document.outcome == Outcome::unknown) return;
+    const std::uint64_t key = key_of(document.printer, document.job);
+    failed_jobs_.erase(key);
+    if (!document.may_be_tried_again()) return;
+    if (failed_jobs_.size() >= most_jobs) failed_jobs_.clear();
+    failed_jobs_[key] = {document.attempt, document.end()};
 }
 
 void DocumentTracker::finish() {
-    for (ThreadState* const state : threads_.in_order()) close(*state);
+    for (ThreadState* const state : states_in_order()) close(*state);
     debug_off_.finish();
 }
 

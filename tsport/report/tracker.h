@@ -2,14 +2,11 @@
 // drives each; lines written with Debug off name no thread and go to DebugOffTracker.
 #pragma once
 
-#include <array>
 #include <functional>
-#include <string_view>
+#include <unordered_map>
+#include <vector>
 
-#include "tsport/report/attempts.h"
 #include "tsport/report/debug_off.h"
-#include "tsport/report/log_line.h"
-#include "tsport/report/messages.h"
 #include "tsport/report/thread_state.h"
 
 namespace tsport::report {
@@ -25,6 +22,13 @@ struct Listener {
 
 class DocumentTracker {
   public:
+    // Of more threads, the half that was not seen for longest is given up: their documents have no end.
+    static constexpr size_t most_threads = 8192;
+    // Jobs that failed and have not printed since are remembered, for a day, because job numbers are reused. When there
+    // are more, all are forgotten.
+    static constexpr size_t most_jobs = 65'536;
+    static constexpr std::chrono::hours longest_job{24};
+
     // The texts have to outlive the tracker.
     DocumentTracker(Texts& texts, Listener listener);
     DocumentTracker(const DocumentTracker&) = delete;
@@ -36,72 +40,33 @@ class DocumentTracker {
     void finish();
 
   private:
-    // A line, and the thread that it belongs to.
-    struct Entry {
-        ThreadState& state;
-        const LogLine& line;
-        const Message& message;
-        bool& readable;  // set to false when its fields cannot be read
-
-        Document& document() const { return state.document; }
-        Timestamp time() const { return line.time; }
-        std::string_view rest() const { return message.rest; }
+    struct FailedJob {
+        std::uint16_t attempts;
+        Timestamp last;
     };
-    using Handler = void (*)(DocumentTracker& tracker, const Entry& entry);
-    using Handlers = std::array<Handler, event_count>;
-    static const Handlers handlers_;
 
     bool process_detailed(const LogLine& line, const Message& message);
-    void dispatch(const Entry& entry);
+    bool dispatch(const Entry& entry);
+    ThreadState& state_of(std::uint32_t thread);
+    std::vector<ThreadState*> states_in_order();
 
-    // What handlers call. Those with a result return false when the line's fields cannot be read.
     bool start(const Entry& entry);
     void settle_second_start(ThreadState& state, Event event);
-    void port_closed(const Entry& entry);
+    void port_closed(ThreadState& state);
     void port_unknown(const Entry& entry);
-    void not_started(const Entry& entry, Cause cause);
-    void refused(const Entry& entry);
-    void abandoned(const Entry& entry);
-    void data_abandoned(const Entry& entry);
     void monitor_started();
-    void looking_up(const Entry& entry);
-    void address_failed(const Entry& entry, Cause cause);
-    void connect_failed(const Entry& entry);
-    void start_failed(const Entry& entry);
-    void close_ended(const Entry& entry);
-    void bad_close(const Entry& entry, Cause cause);
-    bool data_taken(const Entry& entry);
-    bool data_sent(const Entry& entry);
-    void send_failed(const Entry& entry);
-    void connection_lost(const Entry& entry);
-    void restart_refused(const Entry& entry);
-    void no_document(const Entry& entry);
-    bool ended(const Entry& entry);
-    bool statistics(const Entry& entry);
-    void held(const Entry& entry);
-    void held_for(const Entry& entry);
-    void hold_ended(const Entry& entry);
-    void deleted_while_held(const Entry& entry);
-    void helper_gone(const Entry& entry);
-    void step_failed(const Entry& entry);
-    void helper_failed(const Entry& entry, Cause cause);
-    void rewriting_failed(const Entry& entry);
 
     void begin(ThreadState& state, Timestamp time);
     void begin(ThreadState& state, const ThreadState::Start& start);
     void close(ThreadState& state);
+    void note_outcome(const Document& document);
 
     Texts& texts_;
     Listener listener_;
-    ThreadStates threads_;
-    Attempts attempts_;
+    std::unordered_map<std::uint32_t, ThreadState> threads_;
+    std::unordered_map<std::uint64_t, FailedJob> failed_jobs_;
     DebugOffTracker debug_off_;
     std::uint64_t line_count_ = 0;
 };
-
-// "text (Error: 5)" behind the message that it was appended to; "" when there is none.
-std::string_view system_text_of(std::string_view message);
-// The number in "... (Error: 5)"; -1 when there is none.
-std::int64_t error_code_of(std::string_view message);
 
 }  // namespace tsport::report
