@@ -6,18 +6,12 @@
 // leaves FOLDER/providers/print/win/print-monitor.log. "paced": printers take their time, so that a picture of it shows
 // more than a moment.
 #include <atomic>
-#include <chrono>
 #include <cstdio>
 #include <iterator>
-#include <list>
 #include <random>
-#include <thread>
 
-#include "host/monitor_host.h"
-#include "host/platform.h"
+#include "testbed/print_server.h"
 #include "testbed/records.h"
-#include "testbed/test_printer/pattern.h"
-#include "testbed/test_printer/tcp_printer.h"
 
 namespace {
 
@@ -50,10 +44,8 @@ const Kind kinds[] = {
     {.plan = {}, .has_queue = false},
 };
 
-struct Server {
-    host::BaseFolder folder;
-    host::MonitorHost monitor;
-    std::list<test_printer::TcpPrinter> printers;
+struct Server : testbed::PrintServer {
+    using PrintServer::PrintServer;
     std::uint64_t lines = 0;
     bool paced = false;
     std::atomic<std::uint64_t> written{0};  // lines, as near as it needs to be known
@@ -62,14 +54,12 @@ struct Server {
 // One document, from its preparation to what has to be cleared away.
 void print(Server& server, test_printer::TcpPrinter& printer, const std::string& name, const Kind& kind,
            std::mt19937& random) {
-    host::Document document;
-    document.port = host::to_text(name);
-    document.printer = kind.has_queue ? document.port : W("Nobody's");
-    document.source = host::generated_source(random() % (server.paced ? 900'000 : 300'000) + 2000, random());
-    document.write_size = 16384;
+    host::Document document = testbed::PrintServer::document(
+        host::to_text(name), host::generated_source(random() % (server.paced ? 900'000 : 300'000) + 2000, random()),
+        16384);
+    if (!kind.has_queue) document.printer = W("Nobody's");
     document.job_id = server.monitor.next_job_id();
     document.not_approved = kind.plan.not_approved;
-    document.retry_pause_ms = 5;
     testbed::lay_out(server.folder, name, document.job_id, kind.plan);
     if (kind.is_refused) printer.refuse();
     if (kind.is_lost) {
@@ -102,42 +92,30 @@ int main(int count, char** arguments) {
         std::fputs("usage: busy_server FOLDER LINES [paced]\n", stderr);
         return 2;
     }
-    Server server;
+    Server server(arguments[1]);
     server.lines = lines;
     server.paced = count > 3;
     std::string why;
-    if (!host::set_up_base(arguments[1], {"Debug=on", "LogRotateNumber=1"}, server.folder, why) ||
-        !testbed::install_helper(server.folder)) {
-        std::fprintf(stderr, "busy_server: %s\n", why.c_str());
-        return 1;
-    }
+    bool ready = server.set_up({"Debug=on", "LogRotateNumber=1"}, why) && testbed::install_helper(server.folder);
+    std::vector<test_printer::TcpPrinter*> printers;
     for (const char* const name : names) {
-        test_printer::TcpPrinter& printer = server.printers.emplace_back();
+        printers.push_back(&server.add_printer(host::to_text(name)));
         test_printer::Behaviour behaviour;
         behaviour.keep_bytes = 0;
         if (server.paced) {
-            behaviour.bytes_per_second = 600'000 * server.printers.size();
+            behaviour.bytes_per_second = 600'000 * printers.size();
             behaviour.receive_buffer = 16384;
-            behaviour.close_delay = std::chrono::milliseconds(40 * server.printers.size());
+            behaviour.close_delay = std::chrono::milliseconds(40 * printers.size());
         }
-        printer.behave(behaviour);
-        spooler_sim::add_printer(host::to_text(name));
-        host::store_port(host::to_text(name), W("127.0.0.1"), printer.port());
+        printers.back()->behave(behaviour);
     }
-    host::MonitorHost::Options options;
-    options.library = host::executable_folder() + "/" + host::monitor_file_name();
-    options.folder = server.folder;
-    if (!server.monitor.load(options, why)) {
+    ready = ready && server.try_load(why);
+    if (!ready) {
         std::fprintf(stderr, "busy_server: %s\n", why.c_str());
         return 1;
     }
-    std::list<std::thread> threads;
-    size_t number = 0;
-    for (test_printer::TcpPrinter& printer : server.printers) {
-        threads.emplace_back([&server, &printer, number] { work(server, printer, number); });
-        ++number;
-    }
+    std::vector<std::thread> threads;
+    for (size_t i = 0; i < printers.size(); ++i) threads.emplace_back([&, i] { work(server, *printers[i], i); });
     for (std::thread& thread : threads) thread.join();
-    server.monitor.unload();
     return 0;
 }

@@ -1,19 +1,18 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Looks at reports in a browser: check_page.py BINARIES [PICTURES]
 
 Prints on busy servers, makes a report on their logs and opens it in Chromium: no complaint of the browser, the figures
 of the page are those of --json, sorting works from the keyboard, and nothing from the log has become markup. Leaves
 pictures in the folder PICTURES. Ends with a line "N passed, N failed".
 """
+import base64
 import json
-import os
-import shutil
 import subprocess
 import sys
 import tempfile
 
-sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from browser import Browser  # noqa: E402
+from selenium import webdriver
+from selenium.webdriver.common.keys import Keys
 
 binaries = sys.argv[1]
 pictures = sys.argv[2] if len(sys.argv) > 2 else None
@@ -34,8 +33,39 @@ def tsport(*arguments):
     return subprocess.run([binaries + "/tsport", "report", *arguments], check=True, stdout=subprocess.PIPE).stdout
 
 
-def tile(browser, name):
-    return int(browser.evaluate(f"document.getElementById('n-{name}').dataset.v"))
+class Browser(webdriver.Chrome):
+    def __init__(self):
+        options = webdriver.ChromeOptions()
+        for word in ("headless=new", "no-sandbox", "disable-dev-shm-usage", "no-first-run"):
+            options.add_argument("--" + word)
+        options.set_capability("goog:loggingPrefs", {"browser": "ALL", "performance": "ALL"})
+        super().__init__(options=options)
+
+    def open(self, path):
+        self.complaints()
+        self.get("file://" + path)
+
+    def evaluate(self, expression):
+        return self.execute_script("return " + expression.strip())
+
+    def complaints(self):
+        """What the browser had to say against the page, and what the page has fetched."""
+        found = [entry["message"] for entry in self.get_log("browser")]
+        for entry in self.get_log("performance"):
+            message = json.loads(entry["message"])["message"]
+            url = message["params"].get("request", {}).get("url", "file:///")
+            if message["method"] == "Network.requestWillBeSent" and not url.startswith("file:///"):
+                found.append("fetched " + url[:200])
+        return found
+
+    def picture(self, path, scheme, width=1360, height=2040):
+        """The upper part of the page as it looks in "light" or "dark"."""
+        self.execute_cdp_cmd("Emulation.setEmulatedMedia", {
+            "media": "screen", "features": [{"name": "prefers-color-scheme", "value": scheme}]})
+        self.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", {
+            "width": width, "height": height, "deviceScaleFactor": 1, "mobile": False})
+        with open(path, "wb") as file:
+            file.write(base64.b64decode(self.get_screenshot_as_base64()))
 
 
 def rows(browser, table):
@@ -50,7 +80,7 @@ def check_figures(browser, report):
             "documents": report["documents"], "printed": report["outcomes"]["printed"],
             "late": report["outcomes"]["late"], "failed": report["failed"], "unknown": report["outcomes"]["unknown"],
             "bytes": report["bytes"], "held": report["held_ms"]}.items():
-        same("the sum " + name, tile(browser, name), value)
+        same("the sum " + name, browser.evaluate(f"Number(document.getElementById('n-{name}').dataset.v)"), value)
     same("printers", rows(browser, "printers-table"), [
         [p["printer"], p["documents"], p["outcomes"]["printed"], p["outcomes"]["late"], p["failed"], p["bytes"],
          p["connect_ms"]["median"], p["connect_ms"]["p95"], p["bytes_per_second"]["median"],
@@ -68,13 +98,11 @@ def check_figures(browser, report):
 
 def check_sorting(browser):
     """By the number of bytes, with the keyboard alone: up, then down."""
-    button = "document.querySelectorAll('#documents-table thead button')[5]"
-    browser.evaluate(button + ".focus()")
+    button = browser.evaluate("document.querySelectorAll('#documents-table thead button')[5]")
     for order in ("ascending", "descending"):
-        for kind in ("keyDown", "keyUp"):
-            browser.call("Input.dispatchKeyEvent", type=kind, key="Enter", code="Enter", text="\r",
-                         windowsVirtualKeyCode=13)
-        same("aria-sort", browser.evaluate(button + ".closest('th').getAttribute('aria-sort')"), order)
+        button.send_keys(Keys.ENTER)
+        same("aria-sort", browser.execute_script("return arguments[0].closest('th').getAttribute('aria-sort')", button),
+             order)
         values = [row[5] for row in rows(browser, "documents-table")]
         same("order", values, sorted(values, reverse=order == "descending"))
     same("headers sorted by", browser.evaluate("document.querySelectorAll('th[aria-sort]').length"), 1)
@@ -96,7 +124,7 @@ def check_page(browser):
 
 def check_without_script(browser, page, report):
     """A table of sums, and nothing that waits to be filled."""
-    browser.call("Emulation.setScriptExecutionDisabled", value=True)
+    browser.execute_cdp_cmd("Emulation.setScriptExecutionDisabled", {"value": True})
     browser.open(page)
     same("sums without script", browser.evaluate("""Array.from(document.querySelectorAll('#sums td'), cell =>
         cell.textContent).slice(0, 5)"""), [f"{count:,}" for count in (
@@ -104,7 +132,7 @@ def check_without_script(browser, page, report):
             report["outcomes"]["unknown"])])
     same("sections without script", browser.evaluate("""Array.from(document.querySelectorAll('section'), section =>
         section.offsetHeight ? section.id : '').join('')"""), "sums")
-    browser.call("Emulation.setScriptExecutionDisabled", value=False)
+    browser.execute_cdp_cmd("Emulation.setScriptExecutionDisabled", {"value": False})
 
 
 def look_at(browser, folder, name, log):
@@ -121,26 +149,22 @@ def look_at(browser, folder, name, log):
 
 
 def main():
-    folder = tempfile.mkdtemp(prefix="report-check-")
-    try:
-        with Browser() as browser:
-            for name, lines in (("courses", 8000), ("large", 200_000)):
-                server = f"{folder}/{name}"
-                subprocess.run([binaries + "/busy_server", server, str(lines)], check=True)
-                report = look_at(browser, folder, name, f"{server}/providers/print/win")
-                check("lines", report["lines"] > lines * 0.8, str(report["lines"]))
-                same("lines that are broken", report["cut_lines"] + report["foreign_lines"], 0)
-                check("all causes", len(report["causes"]) >= 7, str(report["causes"]))
-                if name == "courses":
-                    check("a page to print", len(browser.call("Page.printToPDF")["data"]) > 10000)
-            if pictures:
-                subprocess.run([binaries + "/busy_server", f"{folder}/paced", "16000", "paced"], check=True)
-                tsport(f"{folder}/paced/providers/print/win", "--html", f"{folder}/paced.html")
-                browser.open(f"{folder}/paced.html")
-                for scheme in ("light", "dark"):
-                    browser.picture(f"{pictures}/report-{scheme}.png", scheme, height=2040)
-    finally:
-        shutil.rmtree(folder, ignore_errors=True)
+    with tempfile.TemporaryDirectory(prefix="report-check-") as folder, Browser() as browser:
+        for name, lines in (("courses", 8000), ("large", 200_000)):
+            server = f"{folder}/{name}"
+            subprocess.run([binaries + "/busy_server", server, str(lines)], check=True)
+            report = look_at(browser, folder, name, f"{server}/providers/print/win")
+            check("lines", report["lines"] > lines * 0.8, str(report["lines"]))
+            same("lines that are broken", report["cut_lines"] + report["foreign_lines"], 0)
+            check("all causes", len(report["causes"]) >= 7, str(report["causes"]))
+            if name == "courses":
+                check("a page to print", len(browser.print_page()) > 10000)
+        if pictures:
+            subprocess.run([binaries + "/busy_server", f"{folder}/paced", "16000", "paced"], check=True)
+            tsport(f"{folder}/paced/providers/print/win", "--html", f"{folder}/paced.html")
+            browser.open(f"{folder}/paced.html")
+            for scheme in ("light", "dark"):
+                browser.picture(f"{pictures}/report-{scheme}.png", scheme)
     print(f"{counts[True]} passed, {counts[False]} failed")
     return counts[False] != 0
 
