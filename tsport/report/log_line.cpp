@@ -4,6 +4,9 @@
 #include <charconv>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
+
+#include "host/text.h"
 
 namespace tsport::report {
 namespace {
@@ -56,6 +59,29 @@ std::optional<Timestamp> parse_timestamp(std::string_view text) {
     const year_month_day date = year(years) / month_number / day_number;
     if (!date.ok() || hour > 23 || minute > 59 || second > 60) return {};
     return local_days(date) + hours(hour) + minutes(minute) + seconds(second) + milliseconds(thousandths);
+}
+
+std::optional<Timestamp> parse_time(const std::string& text, Timestamp now) {
+    std::uint64_t count = 0;
+    if (!text.empty() && host::parse_number(text.substr(0, text.size() - 1), 1, 100'000, count)) {
+        if (text.back() == 'm') return now - std::chrono::minutes(count);
+        if (text.back() == 'h') return now - std::chrono::hours(count);
+        if (text.back() == 'd') return now - std::chrono::days(count);
+        return {};
+    }
+    if (text.size() != 10 && text.size() != 16 && text.size() != 19) return {};
+    std::string whole = text + std::string("0000-00-00 00:00:00,000").substr(text.size());
+    if (whole[10] == 'T') whole[10] = ' ';
+    return parse_timestamp(whole);
+}
+
+Timestamp local_now() {
+    const std::time_t now = std::time(nullptr);
+    char text[32] = "";
+    if (const std::tm* const local = std::localtime(&now)) {
+        std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S,000", local);
+    }
+    return parse_timestamp(text).value_or(Timestamp());
 }
 
 std::string to_text(Timestamp time) {

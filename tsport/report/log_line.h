@@ -14,6 +14,11 @@ using Timestamp = std::chrono::local_time<std::chrono::milliseconds>;
 
 // "2026-03-01 09:05:07,042" at the front of a text; nothing when it is not there or no such time exists.
 std::optional<Timestamp> parse_timestamp(std::string_view text);
+// "2026-03-01", with "09:05" or "09:05:07" behind it, or a span before `now` like "90m", "24h", "7d"; nothing for
+// anything else.
+std::optional<Timestamp> parse_time(const std::string& text, Timestamp now);
+// The current local time.
+Timestamp local_now();
 // As the log writes it, with a point before the milliseconds.
 std::string to_text(Timestamp time);
 // From one to the other; 0 when they are the wrong way around.

@@ -20,10 +20,4 @@ struct Options {
     std::uint64_t rows = 40;  // of documents, for people; scripts and the page get all that are kept
 };
 
-// "2026-03-01", with "09:05" or "09:05:07" behind it, or a span before `now` like "90m", "24h", "7d"; nothing for
-// anything else.
-std::optional<Timestamp> parse_time(const std::string& text, Timestamp now);
-// The current local time.
-Timestamp local_now();
-
 }  // namespace tsport::report

@@ -7,9 +7,10 @@ namespace {
 
 // What shows that a document is under way, although its start is not in the log.
 bool shows_document(Event event) {
-    constexpr Event events[] = {Event::write, Event::given,        Event::given_rewritten,   Event::abandoned,
-                                Event::lost,  Event::start_failed, Event::restart_requested, Event::data_abandoned,
-                                Event::end,   Event::statistics,   Event::held};
+    using enum Event;
+    constexpr Event events[] = {write,        given, given_rewritten,   abandoned, data_abandoned,
+                                start_failed, lost,  restart_requested, end,       statistics,
+                                held};
     return std::find(std::begin(events), std::end(events), event) != std::end(events);
 }
 

@@ -1,5 +1,7 @@
-#include "tsport/json.h"
+// For scripts: JSON, and CSV of the documents.
+#include <sstream>
 
+#include "tsport/json.h"
 #include "tsport/report/report.h"
 
 namespace tsport::report {
@@ -40,6 +42,14 @@ void write_printer(JsonWriter& json, const PrinterSums& sums) {
     json.member("restarted_often", sums.restarted_often);
 }
 
+// In the order of the columns of CSV.
+std::vector<std::pair<const char*, std::uint64_t>> figures_of(const Document& document) {
+    return {{"writes", document.writes},     {"bytes", document.taken},           {"sent", document.sent},
+            {"start_ms", document.start_ms}, {"connect_ms", document.connect_ms}, {"write_ms", document.write_ms},
+            {"end_ms", document.end_ms},     {"close_ms", document.close_ms},     {"total_ms", document.total_ms},
+            {"held_ms", document.held_ms}};
+}
+
 void write_document(JsonWriter& json, const Document& document, const Texts& texts) {
     const auto cause = document.cause();
     json.member("start", to_text(document.start));
@@ -48,13 +58,7 @@ void write_document(JsonWriter& json, const Document& document, const Texts& tex
     json.member("job", document.has_job ? std::optional(document.job) : std::nullopt);
     json.member("port", texts[document.port]);
     json.member("address", texts[document.address]);
-    const std::pair<const char*, std::uint64_t> figures[] = {
-        {"writes", document.writes},     {"bytes", document.taken},           {"sent", document.sent},
-        {"start_ms", document.start_ms}, {"connect_ms", document.connect_ms}, {"write_ms", document.write_ms},
-        {"end_ms", document.end_ms},     {"close_ms", document.close_ms},     {"total_ms", document.total_ms},
-        {"held_ms", document.held_ms},
-    };
-    for (const auto& [name, figure] : figures) json.member(name, figure);
+    for (const auto& [name, figure] : figures_of(document)) json.member(name, figure);
     json.member("held_for", texts[document.held_for]);
     json.member("attempt", document.attempt);
     json.member("rewritten", document.rewritten);
@@ -132,6 +136,14 @@ void write_summary(JsonWriter& json, const Report& report) {
     json.break_line();
 }
 
+// A cell that no spreadsheet interprets as a formula, whatever a printer's name begins with.
+std::string cell(std::string_view text) {
+    const bool formula = !text.empty() && std::string_view("=+-@").find(text.front()) != std::string_view::npos;
+    std::string quoted = formula ? "\"'" : "\"";
+    for (const char c : text) quoted.append(c == '"' ? 2 : 1, c);
+    return quoted + "\"";
+}
+
 }  // namespace
 
 void write_json(const Report& report, const DocumentList& documents, const Sink& sink) {
@@ -154,6 +166,27 @@ void write_json(const Report& report, const DocumentList& documents, const Sink&
 
 void write_json(const Report& report, const Sink& sink) {
     write_json(report, report.documents.in_order(), sink);
+}
+
+void write_csv(const Report& report, const Sink& sink) {
+    const Texts& texts = report.texts;
+    std::ostringstream out;
+    out << "start,printer,job,port,address";
+    for (const auto& [name, figure] : figures_of({})) out << "," << name;
+    out << ",held_for,attempt,outcome,cause,words\r\n";
+    for (const Document* const document : report.documents.in_order()) {
+        const auto cause = document->cause();
+        out << cell(to_text(document->start)) << "," << cell(texts[document->printer]) << ","
+            << (document->has_job ? std::to_string(document->job) : "") << "," << cell(texts[document->port]) << ","
+            << cell(texts[document->address]);
+        for (const auto& [name, figure] : figures_of(*document)) out << "," << figure;
+        out << "," << cell(texts[document->held_for]) << "," << document->attempt << ","
+            << info_of(document->outcome).id << "," << (cause ? info_of(*cause).id : "") << ","
+            << cell(cause_text(*document, texts)) << "\r\n";
+        sink(out.str());
+        out.str({});
+    }
+    sink(out.str());
 }
 
 }  // namespace tsport::report
