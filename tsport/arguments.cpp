@@ -11,9 +11,9 @@
 namespace tsport {
 namespace {
 
-using command_line::Line;
 using command_line::Option;
 using command_line::Options;
+using command_line::ParsedLine;
 using command_line::Words;
 
 // -- Servers ---------------------------------------------------------------------------------------------------------
@@ -76,10 +76,10 @@ std::string owners_of(const std::string& option, Command& nowhere) {
 }
 
 // Parses the line again with the verb's own options.
-bool take_options(const Line& line, Command& command, std::string& why) {
+bool take_options(const ParsedLine& line, Command& command, std::string& why) {
     Options options = common_options(command);
     for (Option& option : command.verb->options(command)) options.push_back(std::move(option));
-    Line taken;
+    ParsedLine taken;
     for (const auto& [given, value] : line.given) {
         const auto known = std::find_if(options.begin(), options.end(),
                                         [name = given->name](const Option& option) { return option.name == name; });
@@ -130,7 +130,7 @@ bool parse_arguments(const Words& words, Arguments& arguments, std::string& why)
                                [](const std::string& word) { return word.substr(0, word.find('=')) == "--json"; });
     Command nowhere;
     const Options options = all_options(nowhere);
-    Line line;
+    ParsedLine line;
     if (!command_line::split(words, options, line, why)) return false;
     const bool topic = line.words.size() > 1 && line.words[0] == "help";
     if (line.version) {

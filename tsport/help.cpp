@@ -49,7 +49,7 @@ std::string general_help() {
 
 const char list_help[] = R"(usage: tsport list [NAME...] [--names | --csv | --json]
 
-The ports of this monitor, in its order, with the printers they lead to and the queues that print to them. NAME may hold
+The ports of this monitor, in its order, with their printers and the queues that print to them. NAME may hold
 wildcards. --names prints the names alone, one in each line.
 
 examples:
@@ -70,9 +70,8 @@ examples:
 
 const char add_help[] = R"(usage: tsport add NAME HOST [PORT]
 
-Adds a port to the printer at HOST, a name or a numeric address. PORT is its TCP port, 9100 when left out. Refused when
-the spooler has a port of that name already. A name with a comma is refused, since Windows separates the ports of a
-printer by commas.
+Adds a port to the printer at HOST, a name or a numeric address. PORT is its TCP port, 9100 if omitted. Refused when the
+spooler already has a port of that name, and for a name with a comma: Windows separates the ports of a printer by commas.
 
 examples:
   tsport add Office 192.168.1.20
@@ -82,8 +81,8 @@ examples:
 
 const char set_help[] = R"(usage: tsport set NAME HOST [PORT]
 
-Changes the printer of a port, from its next document on. PORT stays as it is when left out. Exit status 1 when
-there is no port of that name.
+Changes the printer of a port, from its next document on. PORT is kept if omitted. Exit status 1 when there is no port of
+that name.
 
 examples:
   tsport set Office 192.168.1.21
@@ -105,10 +104,10 @@ const char test_help[] = R"(usage: tsport test NAME... [--timeout SECONDS]
        tsport test --all [--timeout SECONDS]
        tsport test HOST PORT [--timeout SECONDS]
 
-Connects to the printers of ports, or to any other, and closes the connections again without sending anything. Says of
-each whether it takes connections, refuses them, does not answer within SECONDS (5 when left out), or has a name that is
-unknown here; and, of a name with several addresses, whether documents wait first for one that does not answer. Exit
-status 0 when all of them took the connection, 1 when not. With --server that server tries it itself, with its own time
+Connects to the printers of ports, or to any other, and closes the connections again without sending anything. Says for
+each whether it accepts connections, refuses them, does not answer within SECONDS (default 5), or has a name that cannot
+be resolved here; and, for a name with several addresses, whether documents wait for one that does not answer first. Exit
+status 0 when all accepted the connection, otherwise 1. With --server that server tries it itself, with its own time
 limit, and says only whether it succeeded.
 
 examples:
@@ -141,12 +140,12 @@ examples:
 
 const char import_help[] = R"(usage: tsport import FILE [--csv] [--dry-run]
 
-Adds the ports of the file that are not there, changes those that lead elsewhere, and leaves all others alone. Nothing is
+Adds the ports of the file that do not exist, changes those with another printer, and leaves all others alone. Nothing is
 done when any line of the file is wrong, or when a name belongs to a port of another kind. --dry-run only shows what
 would be done. "-" is standard input.
 
-A line of the file is a name, an address and a TCP port. What has blanks in it is put in quotes, where \" \\ \t \n \r and
-\uXXXX can stand for characters. What follows a # is a comment. UTF-8 and, with a mark, UTF-16 are read. A file whose name
+A line of the file is a name, an address and a TCP port. A text with blanks is written in quotes, where \" \\ \t \n \r
+and \uXXXX are escapes. A # begins a comment. UTF-8 and, with a mark, UTF-16 are read. A file whose name
 ends in .csv, and every file with --csv, is read as comma-separated values; its first line names the columns name,
 address and port.
 

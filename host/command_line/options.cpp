@@ -53,7 +53,7 @@ Words names_of(const Options& options) {
 }
 
 // argument[index] is an option; leaves `index` at its value when that is an argument of its own.
-bool take_option(const Words& arguments, size_t& index, const Options& options, Line& line, std::string& why) {
+bool take_option(const Words& arguments, size_t& index, const Options& options, ParsedLine& line, std::string& why) {
     const std::string& argument = arguments[index];
     const size_t equals = argument.find('=');
     const std::string name = argument.substr(0, equals);
@@ -78,7 +78,7 @@ bool take_option(const Words& arguments, size_t& index, const Options& options, 
 
 }  // namespace
 
-bool split(const Words& arguments, const Options& options, Line& line, std::string& why) {
+bool split(const Words& arguments, const Options& options, ParsedLine& line, std::string& why) {
     bool ended = false;
     for (size_t i = 0; i < arguments.size(); ++i) {
         const std::string& argument = arguments[i];
@@ -97,7 +97,7 @@ bool split(const Words& arguments, const Options& options, Line& line, std::stri
     return true;
 }
 
-bool take(const Line& line, std::string& why) {
+bool take(const ParsedLine& line, std::string& why) {
     for (const auto& [option, value] : line.given) {
         why = option->take(value);
         if (!why.empty()) return false;
@@ -150,7 +150,7 @@ const char* version() {
 }
 
 std::optional<Words> operands_of(const Program& program, const Words& arguments, int& status) {
-    Line line;
+    ParsedLine line;
     std::string why;
     if (!split(arguments, program.options, line, why)) {
         status = wrong_line(program, why);

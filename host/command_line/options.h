@@ -30,8 +30,8 @@ Option texts(const std::string& name, const std::string& value, Words& target);
 // A decimal number within these limits.
 Option number(const std::string& name, std::uint64_t least, std::uint64_t most, std::uint64_t& target);
 
-// A parsed line; no option has received its value yet.
-struct Line {
+// A command line; no option has received its value yet.
+struct ParsedLine {
     Words words;  // what is no option, in order
     std::vector<std::pair<const Option*, std::string>> given;
     bool help = false;     // -h, --help or /?
@@ -41,9 +41,9 @@ struct Line {
 // Options may stand anywhere, as "--name value" or "--name=value"; "--" ends them, and "-" is an operand. Of two
 // options of one name the first counts. False with the reason when an option is unknown or its value is missing.
 // `options` has to outlive `line`.
-bool split(const Words& arguments, const Options& options, Line& line, std::string& why);
+bool split(const Words& arguments, const Options& options, ParsedLine& line, std::string& why);
 // Hands each option its value, in order; false with the reason when one refuses it.
-bool take(const Line& line, std::string& why);
+bool take(const ParsedLine& line, std::string& why);
 
 // "; did you mean X?" with the known word that is closest to a mistyped one; empty when none is close.
 std::string did_you_mean(const std::string& word, const Words& known);

@@ -91,7 +91,7 @@ def check_figures(browser, report):
     found = [row[:10] + row[11:] for row in rows(browser, "documents-table")]
     same("documents", found, [
         [d["start"], d["printer"] or "?", d["job"] or 0, (d["port"] or "?") + (d["address"] or "?"), d["writes"],
-         d["bytes"], d["start_ms"], d["write_ms"], d["end_ms"], d["held_ms"], d["words"]] for d in report["list"]])
+         d["bytes"], d["start_ms"], d["write_ms"], d["end_ms"], d["held_ms"], d["message"]] for d in report["list"]])
     same("bars of documents that did not come out", browser.evaluate("""
         document.querySelectorAll('#timeline-chart rect.f, #timeline-chart rect.k').length"""), report["failed"])
 

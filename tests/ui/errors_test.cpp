@@ -51,7 +51,7 @@ TEST_F(Refusals, WhatCannotBeDoneIsSaidAtOnce) {
         {RPC_S_SERVER_UNAVAILABLE, 0, [] { return delete_port(L"Office"); }, no_server},
         {ERROR_INVALID_PRINTER_NAME, 0, [] { return configure_port(L"Office"); }, no_port},
         {0, ERROR_INVALID_PARAMETER, [] { return configure_port(L"Office", L"print1"); },
-         no_port + L"\\\\print1 any more."},
+         no_port + L"\\\\print1."},
         {ERROR_UNKNOWN_PORT, 0, [] { return delete_port(L"Office"); }, no_port},
     };
     for (const auto& row : rows) {
@@ -142,7 +142,7 @@ TEST_F(DeleteDialog, ADeletionThatFailsIsSaid) {
     const struct {
         DWORD error;
         const WCHAR* said;
-    } rows[] = {{ERROR_FILE_NOT_FOUND, L"There is no Tessaron TCP/IP Port \"Office\" on this computer any more."},
+    } rows[] = {{ERROR_FILE_NOT_FOUND, L"There is no Tessaron TCP/IP Port \"Office\" on this computer."},
                 {ERROR_ACCESS_DENIED, L"You do not have the right"},
                 {ERROR_BUSY, L"The port was not deleted: "}};
     for (const auto& row : rows) {

@@ -61,27 +61,27 @@ TEST_F(PortDialog, WhatIsWrongIsSaidBesideTheField) {
     } rows[] = {
         {IDC_ADDRESS, IDC_ADDRESS_NOTE, L"",
          L"Type the printer's name or IP address, such as printer12 or 192.168.1.20."},
-        {IDC_ADDRESS, IDC_ADDRESS_NOTE, L"10.1. 2.3", L"There is a blank in the address. Take it out."},
+        {IDC_ADDRESS, IDC_ADDRESS_NOTE, L"10.1. 2.3", L"The address contains a blank. Remove it."},
         {IDC_ADDRESS, IDC_ADDRESS_NOTE, L" 10.1.2.3 ", nullptr},
         {IDC_ADDRESS, IDC_ADDRESS_NOTE, L"http://10.1.2.3",
          L"Type only the printer's name or IP address: \"10.1.2.3\"."},
         {IDC_ADDRESS, IDC_ADDRESS_NOTE, L"//",
          L"Type the printer's name or IP address, such as printer12 or 192.168.1.20."},
         {IDC_ADDRESS, IDC_ADDRESS_NOTE, L"999.1.1.1",
-         L"An IP address has four numbers from 0 to 255, without zeros before them, such as 192.168.1.20."},
+         L"An IP address has four numbers from 0 to 255, without leading zeros, such as 192.168.1.20."},
         {IDC_ADDRESS, IDC_ADDRESS_NOTE, L"printer\u200B12",
-         L"There are invisible characters in the address. Type it anew."},
+         L"The address contains invisible characters. Type it again."},
         {IDC_ADDRESS, IDC_ADDRESS_NOTE, L"10.1.2.3:9101",
          L"Type the port in its own field: \"10.1.2.3\" here, 9101 under \"TCP port\"."},
         {IDC_ADDRESS, IDC_ADDRESS_NOTE, L"[fe80::1]", L"Type only the printer's name or IP address: \"fe80::1\"."},
         {IDC_ADDRESS, IDC_ADDRESS_NOTE, L"fe80::1", nullptr},
         {IDC_NAME, IDC_NAME_NOTE, L"", L"Type a name for the port."},
-        {IDC_NAME, IDC_NAME_NOTE, L"left\\right", L"There is a backslash in the name. Take it out."},
+        {IDC_NAME, IDC_NAME_NOTE, L"left\\right", L"The name contains a backslash. Remove it."},
         {IDC_NAME, IDC_NAME_NOTE, L"Room 12, left",
-         L"There is a comma in the name. Take it out: Windows separates a printer's ports by commas."},
+         L"The name contains a comma. Remove it: Windows separates a printer's ports by commas."},
         {IDC_NAME, IDC_NAME_NOTE, L"Room\u00A012",
-         L"There are invisible characters or unusual blanks in the name. Type it anew."},
-        {IDC_NAME, IDC_NAME_NOTE, L"lpt1:", L"Windows has a port of its own by this name. Type another name."},
+         L"The name contains invisible characters or unusual blanks. Type it again."},
+        {IDC_NAME, IDC_NAME_NOTE, L"lpt1:", L"Windows has its own port of this name. Type another name."},
         {IDC_NAME, IDC_NAME_NOTE, L"TS001",
          L"Windows deletes printers whose port's name begins with TS and a digit. Type another name."},
         {IDC_PORT, IDC_PORT_NOTE, L"0", L"Type a number from 1 to 65535."},
@@ -143,7 +143,7 @@ TEST_F(PortDialog, ANameThatIsTakenIsAskedForAgainAndNothingIsLost) {
     ASSERT_TRUE(desk->fill(dialog, IDC_NAME, L"Office"));
     ASSERT_TRUE(desk->fill(dialog, IDC_PORT, L"9101"));
     desk->key(VK_RETURN);
-    EXPECT_TRUE(Desk::shows(dialog, IDC_NAME_NOTE, L"There is a port of this name already. Type another name."));
+    EXPECT_TRUE(Desk::shows(dialog, IDC_NAME_NOTE, L"A port with this name already exists. Type another name."));
     EXPECT_TRUE(wait_until([&] { return !Desk::enabled(dialog, IDOK); }));
     desk->type(L"Office 2");  // the focus is there
     ASSERT_TRUE(Desk::shows(dialog, IDC_NAME, L"Office 2"));
@@ -282,14 +282,14 @@ TEST_F(PrinterTest, SaysInWordsWhatHappened) {
     test_printer::TcpPrinter printer;
     const std::wstring port = std::to_wstring(printer.port());
     test(L"127.0.0.1", printer.port());
-    EXPECT_TRUE(says(L"Success: the printer takes connections on port " + port + L"."));
+    EXPECT_TRUE(says(L"Success: the printer accepts connections on port " + port + L"."));
     EXPECT_TRUE(printer.wait_for_ends(1));
     EXPECT_EQ(printer.connection(0).bytes, 0u) << "a test prints nothing";
     printer.refuse();
     test(L"127.0.0.1", printer.port());
     EXPECT_TRUE(says(L"The device at this address refuses connections on port " + port + L"."));
     test(L"no..such.host", 9100);
-    EXPECT_TRUE(says(L"This name is not known."));
+    EXPECT_TRUE(says(L"This name cannot be resolved."));
     cancel();
     EXPECT_EQ(spooler.asked().size(), 1u) << "this computer's printers are tested from here";
 }
@@ -337,7 +337,7 @@ TEST_F(PrinterTest, AnotherServerIsAskedAndItsAnswerIsSaid) {
         return command == L"TSPortIsValid" ? answer : DWORD{ERROR_SUCCESS};
     };
     test(L"10.1.2.3", 9100, L"\\\\print1");
-    EXPECT_TRUE(says(L"Success: the printer takes connections from \\\\print1 on port 9100."));
+    EXPECT_TRUE(says(L"Success: the printer accepts connections from \\\\print1 on port 9100."));
     const std::vector<std::string> asked = spooler.asked();
     ASSERT_EQ(asked.size(), 3u);
     EXPECT_EQ(asked[0], "open \\\\print1\\,XcvMonitor Tessaron TCP/IP Port 1");

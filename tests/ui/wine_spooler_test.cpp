@@ -80,7 +80,7 @@ TEST_F(WineSpooler, APortIsAddedChangedAndDeletedAsTyped) {
             expect_success(*desk);
             continue;
         }
-        EXPECT_TRUE(Desk::shows(dialog, IDC_NAME_NOTE, L"There is a port of this name already. Type another name."));
+        EXPECT_TRUE(Desk::shows(dialog, IDC_NAME_NOTE, L"A port with this name already exists. Type another name."));
         desk->key(VK_ESCAPE);
         expect_cancelled(*desk);
     }

@@ -20,12 +20,12 @@ std::string to_text(const contract::PrinterCheck& check) {
         case Verdict::no_answer:
             return "does not answer";
         case Verdict::unknown_name:
-            return "has a name that is unknown here";
+            return "has a name that cannot be resolved here";
         case Verdict::failed:
             return "cannot be reached: " + host::error_message(check.error);
     }
-    if (check.silent == 0) return "takes connections";
-    return "takes connections, but not at all of its " + std::to_string(check.addresses) +
+    if (check.silent == 0) return "accepts connections";
+    return "accepts connections, but not at all of its " + std::to_string(check.addresses) +
            " addresses: " + std::to_string(check.silent) + (check.silent == 1 ? " does" : " do") +
            " not answer, and a document waits " + std::to_string(check.wait_seconds) + " seconds there first";
 }

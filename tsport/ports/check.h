@@ -11,7 +11,7 @@
 namespace tsport {
 
 contract::PrinterCheck check_printer(const Port& port, std::chrono::milliseconds limit);
-// What is said of the printer: "takes connections".
+// What is said of the printer: "accepts connections".
 std::string to_text(const contract::PrinterCheck& check);
 
 // Calls for 0 to count - 1, so many of them at once, each on one of several threads.

@@ -66,7 +66,7 @@ void write_document(JsonWriter& json, const Document& document, const Texts& tex
     json.member("detailed", document.detailed);
     json.member("outcome", info_of(document.outcome).id);
     json.member("cause", cause ? std::optional(info_of(*cause).id) : std::nullopt);
-    json.member("words", cause_text(document, texts));
+    json.member("message", cause_text(document, texts));
     json.array("also", [&] {
         for (size_t i = 0; i < cause_count; ++i) {
             const auto other = static_cast<Cause>(i);
@@ -97,7 +97,7 @@ void write_summary(JsonWriter& json, const Report& report) {
             json.object([&] {
                 json.member("id", finding.id);
                 json.member("printer", finding.printer);
-                json.member("words", finding.text);
+                json.member("message", finding.text);
             });
         }
     });
@@ -173,7 +173,7 @@ void write_csv(const Report& report, const Sink& sink) {
     std::ostringstream out;
     out << "start,printer,job,port,address";
     for (const auto& [name, figure] : figures_of({})) out << "," << name;
-    out << ",held_for,attempt,outcome,cause,words\r\n";
+    out << ",held_for,attempt,outcome,cause,message\r\n";
     for (const Document* const document : report.documents.in_order()) {
         const auto cause = document->cause();
         out << cell(to_text(document->start)) << "," << cell(texts[document->printer]) << ","

@@ -1,4 +1,4 @@
-// Whether a printer takes connections, determined as a document will find out.
+// Whether a printer accepts connections, determined as a document will find out.
 #pragma once
 
 #include <atomic>

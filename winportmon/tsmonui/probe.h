@@ -1,4 +1,4 @@
-// The test of a printer: whether it takes connections, determined on a thread of its own, so that the dialog stays
+// The test of a printer: whether it accepts connections, determined on a thread of its own, so that the dialog stays
 // responsive and can cancel it.
 //
 // Documents are printed by the server. When that is this computer, the test checks the printer from here, and knows why

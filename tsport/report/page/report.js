@@ -76,9 +76,9 @@ const documents = report.list.map(entry => ({
 
 function titleOf(entry) {
   const job = entry.job === null ? '' : `job ${entry.job}, `;
-  const words = entry.words ? `: ${entry.words}` : '';
+  const message = entry.message ? `: ${entry.message}` : '';
   const held = entry.held_ms ? `, held ${duration(entry.held_ms)}` : '';
-  return `${entry.start}, ${job}${report.outcome_texts[entry.outcome]}${words}${held}`;
+  return `${entry.start}, ${job}${report.outcome_texts[entry.outcome]}${message}${held}`;
 }
 
 // -- Tables -----------------------------------------------------------------------------------------------------------
@@ -137,7 +137,7 @@ function documentRow(entry) {
       figure(entry.end_ms, duration(entry.end_ms)),
       number(entry.held_ms, waited(entry.held_ms)),
       html('td', {}, html('span', {class: `badge ${entry.look}`}, report.outcome_texts[entry.outcome])),
-      html('td', {}, entry.words));
+      html('td', {}, entry.message));
 }
 
 function printerRow(sums) {
@@ -283,7 +283,7 @@ function failuresOverTime() {
 }
 
 // A printer's documents. Those that printed without trouble and lie too close to be seen apart make one bar; the others
-// come on top, each with its words, and failures stand out by their height too.
+// come on top, each with its message, and failures stand out by their height too.
 function lane(entries, axis, top) {
   const least = 2;
   const height = 24;
@@ -411,8 +411,8 @@ function tiles() {
 
 function found() {
   const items = [
-    ...report.stands_out.map(({id, printer, words}) => html('li', {'data-finding': id}, html('strong', {}, printer),
-        `: ${words} `, html('code', {}, id))),
+    ...report.stands_out.map(({id, printer, message}) => html('li', {'data-finding': id}, html('strong', {}, printer),
+        `: ${message} `, html('code', {}, id))),
     ...report.other_errors.map(({text, count}) => html('li', {'data-count': count},
         `${grouped(count)} \u00d7 another error: ${text}`)),
   ];
