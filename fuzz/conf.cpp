@@ -29,8 +29,8 @@ void check_doctor(const std::string& text) {
     memset(&session_context, 0, sizeof session_context);
     tsport::doctor::Findings findings;
     tsport::doctor::Settings settings;
-    tsport::doctor::read_conf(text, "print-provider.conf", settings, findings);
-    tsport::doctor::read_env_version(text, "env-version", settings, findings);
+    tsport::doctor::read_conf(text, settings, findings);
+    tsport::doctor::read_env_version(text, settings, findings);
     for (const char c : findings.to_text() + findings.to_json()) {
         REQUIRE(static_cast<unsigned char>(c) >= 0x20 || c == '\n');
     }

@@ -18,6 +18,10 @@ std::string with_slashes(std::string path) {
     return path;
 }
 
+fs::path path_here(const std::string& path) {
+    return host::path_of(with_slashes(path));
+}
+
 bool is_complete_path(const std::string& path) {
     const std::string plain = with_slashes(path);
     return (plain.size() > 2 && plain[1] == ':' && plain[2] == '/') || plain.rfind("//", 0) == 0;
@@ -27,74 +31,74 @@ bool lies_below(const std::string& path, const std::string& base) {
     return with_slashes(path).rfind(with_slashes(base), 0) == 0;
 }
 
-std::vector<Directory> directories_of(const Settings& settings) {
-    const SessionContext& values = *settings.values;
+std::vector<Directory> directories_of(const SessionContext& values) {
     return {
-        {"dirs.no-spool", "the spool directory", values.spool_dir_path, "", false},
+        {"dirs.no-spool", "the spool directory", values.spool_dir_path},
         {"dirs.no-notapproved", "the directory of the markers of jobs that are not approved",
-         values.notapproved_jobs_spool_dir_path, "", false},
-        {"dirs.no-settings", "the directory of the printers' settings", values.settings_spool_dir_path, "", false},
-        {"dirs.no-forceattr", "the directory of jobs whose attributes are forced", values.forceattr_spool_dir_path, "",
-         false},
+         values.notapproved_jobs_spool_dir_path},
+        {"dirs.no-settings", "the directory of the printers' settings", values.settings_spool_dir_path},
+        {"dirs.no-forceattr", "the directory of jobs whose attributes are forced", values.forceattr_spool_dir_path},
     };
 }
 
 }  // namespace
 
+std::string path_in(const std::string& folder, const std::string& name) {
+    const bool is_complete = !folder.empty() && (folder.back() == '\\' || folder.back() == '/');
+    const char* const separator = folder.find('\\') != std::string::npos ? "\\" : "/";
+    return folder + (is_complete ? "" : separator) + name;
+}
+
+std::string BaseDirectory::on_server(const std::string& path_here) const {
+    if (!copied || !lies_below(path_here, path)) return path_here;
+    std::string rest = path_here.substr(path.size());
+    std::replace(rest.begin(), rest.end(), '/', '\\');
+    return rest.substr(std::min(rest.find_first_not_of('\\'), rest.size()));
+}
+
 std::vector<Directory> check_directories(const BaseDirectory& base, const Settings& settings, Findings& findings) {
-    std::vector<Directory> directories;
-    if (!settings.read) return directories;  // the monitor knows none then
-    directories = directories_of(settings);
-    const std::string spool = directories[0].path;
+    if (!settings.read) return {};  // the monitor knows none then
+    std::vector<Directory> directories = directories_of(*settings.values);
+    Directory& spool = directories[0];
     size_t seen = 0;
     for (Directory& directory : directories) {
-        directory.local = with_slashes(directory.path);
-        const std::string what = std::string(directory.purpose) + ", " + directory.path;
+        const std::string path = base.on_server(directory.path);
+        const std::string what = std::string(directory.purpose) + ", " + path;
         const bool inside = lies_below(directory.path, base.path);
-        const bool goes_with_spool = &directory != directories.data() && lies_below(directory.path, spool + "\\");
         std::error_code error;
-        if (goes_with_spool && !directories[0].seen) continue;  // already reported
+        if (&directory != &spool && !spool.seen && lies_below(directory.path, spool.path + "\\")) continue;
         if (!inside && !is_complete_path(directory.path)) {
-            findings.add("dirs.incomplete-path", what + ", has no drive or server",
-                         "write the complete path, with its drive, into print-provider.conf and restart the spooler");
+            findings.add("dirs.incomplete-path", what + ", has no drive or server");
         } else if (!inside && base.copied) {
             findings.skipped("dirs", what + ", is outside the copied base directory");
-        } else if (fs::is_directory(host::path_of(directory.local), error)) {
+        } else if (fs::is_directory(path_here(directory.path), error)) {
             directory.seen = true;
             ++seen;
         } else {
-            const bool is_there = fs::exists(host::path_of(directory.local), error);
-            findings.add(directory.missing_id, what + (is_there ? ", is not a directory" : ", does not exist"),
-                         (is_there ? "replace the file by a directory: " : "create it: mkdir ") +
-                             ("\"" + directory.path) + "\", and give it the rights that README.txt names");
+            const bool is_there = fs::exists(path_here(directory.path), error);
+            findings.add(directory.missing_id, what + (is_there ? ", is not a directory" : ", does not exist"), path);
         }
     }
     findings.saw("dirs", std::to_string(seen) + " of " + std::to_string(directories.size()) + " directories exist");
     return directories;
 }
 
-std::string helper_path(const BaseDirectory& base) {
-    return path_in(base.path, host::to_utf8(contract::kHelperFileName));
-}
-
 void check_helper(const BaseDirectory& base, Findings& findings) {
     constexpr size_t longest_path = 259;  // the monitor cuts it there
-    const std::string path = helper_path(base);
+    const std::string path = path_in(base.path, host::to_utf8(contract::kHelperFileName));
     std::error_code error;
-    const std::string reinstall = "repair the installation of the Print Provider";
     if (!base.copied && host::to_text(path).size() > longest_path) {
-        findings.add("helper.long-path", path + " has more than " + std::to_string(longest_path) + " characters",
-                     "install the Print Provider in a folder with a shorter path");
+        findings.add("helper.long-path", path + " has more than " + std::to_string(longest_path) + " characters");
         return;
     }
     if (!fs::exists(host::path_of(path), error)) {
-        findings.add("helper.missing", path + " does not exist", reinstall);
+        findings.add("helper.missing", base.on_server(path) + " does not exist");
         return;
     }
     char mark[2] = {};
     std::ifstream(host::path_of(path), std::ios::binary).read(mark, sizeof mark);
     if (mark[0] != 'M' || mark[1] != 'Z') {
-        findings.add("helper.no-program", path + " is not a Windows program", reinstall);
+        findings.add("helper.no-program", base.on_server(path) + " is not a Windows program");
     }
     findings.saw("helper", path + ": " + host::size_to_text(fs::file_size(host::path_of(path), error)));
 }

@@ -1,7 +1,6 @@
 #include "tsport/doctor/conf.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <map>
@@ -10,14 +9,64 @@
 #include "common/file_names.h"
 #include "common/os.h"
 #include "host/text.h"
-#include "tsport/doctor/conf_lines.h"
+#include "tsport/doctor/base.h"
 #include "tsport/file.h"
 #include "tsport/ports/encoding.h"
 
 namespace tsport::doctor {
 namespace {
 
-const char restart[] = "; then restart the spooler (net stop spooler /y, net start spooler)";
+const std::string utf8_mark = "\xEF\xBB\xBF";
+
+// -- Lines -----------------------------------------------------------------------------------------------------------
+
+struct ConfLine {
+    ConfigLineKind kind = CONFIG_LINE_COMMENT;
+    size_t number = 0;  // as the monitor counts: each piece of a line that is too long for it counts as one
+    std::string text;   // the whole line
+    std::string name;   // up to the "="
+    std::string value;
+    bool cut_by_cr = false;   // a lone carriage return ends it early
+    bool cut_by_nul = false;  // a NUL byte does
+    bool is_piece = false;    // of a line that is longer than the monitor's buffer
+};
+
+ConfLine parse_line(std::string text, size_t number, ConfigFile file) {
+    ConfLine line;
+    line.number = number;
+    line.cut_by_nul = text.find('\0') != std::string::npos;
+    text.resize(std::strlen(text.c_str()));
+    line.text = text.substr(0, text.find_last_not_of("\r\n") + 1);
+    line.cut_by_cr = line.text.find('\r') != std::string::npos;
+    const ConfigLine parts = config_split_line(text.data(), file);
+    line.kind = parts.kind;
+    if (parts.name != nullptr) line.name = parts.name;
+    if (parts.value != nullptr) line.value = parts.value;
+    return line;
+}
+
+// Up to a Ctrl-Z, which ends a text for the monitor.
+std::vector<ConfLine> lines_of(const std::string& bytes, ConfigFile file) {
+    constexpr size_t longest_piece = CONFIG_LINE_SIZE - 1;  // with its line feed
+    const size_t end = std::min(bytes.find('\x1A'), bytes.size());
+    std::string text;
+    for (size_t i = 0; i < end; ++i) {
+        if (bytes.compare(i, 2, "\r\n") != 0) text += bytes[i];
+    }
+    std::vector<ConfLine> lines;
+    bool within_line = false;
+    for (size_t begin = 0; begin < text.size();) {
+        const size_t rest = std::min(text.find('\n', begin), text.size() - 1) + 1 - begin;
+        const size_t size = std::min(rest, longest_piece);
+        lines.push_back(parse_line(text.substr(begin, size), lines.size() + 1, file));
+        lines.back().is_piece = within_line || size < rest;
+        within_line = size < rest;
+        begin += size;
+    }
+    return lines;
+}
+
+// -- The settings' table ---------------------------------------------------------------------------------------------
 
 bool same_word(const std::string& left, const char* right) {
     return util_strieq(left.c_str(), right) != 0;
@@ -34,41 +83,37 @@ const ConfigVar* find_setting(const std::string& name) {
     return config_find_var(&counted_name);
 }
 
+std::string in_lower_case(std::string text) {
+    for (char& c : text) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + 'a' - 'A') : c;
+    return text;
+}
+
 std::string nearest_setting(const std::string& name) {
-    command_line::Words lower;
-    std::map<std::string, std::string> spelling;
-    const auto in_lower_case = [](std::string text) {
-        for (char& c : text) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + 'a' - 'A') : c;
-        return text;
-    };
+    command_line::Words names;
+    for (size_t i = 0; i < CONFIG_VAR_COUNT; ++i) names.push_back(in_lower_case(config_vars[i].name));
+    const std::string hint = command_line::did_you_mean(in_lower_case(name), names);
     for (size_t i = 0; i < CONFIG_VAR_COUNT; ++i) {
-        lower.push_back(in_lower_case(config_vars[i].name));
-        spelling[lower.back()] = config_vars[i].name;
-    }
-    std::string hint = command_line::did_you_mean(in_lower_case(name), lower);
-    for (const auto& [low, name_of] : spelling) {
-        if (hint == "; did you mean " + low + "?") return name_of;
+        if (hint == "; did you mean " + names[i] + "?") return config_vars[i].name;
     }
     return "";
 }
 
 std::string without_blanks_around(const std::string& text) {
-    const size_t begin = text.find_first_not_of(" \t");
-    return begin == std::string::npos ? "" : text.substr(begin, text.find_last_not_of(" \t") + 1 - begin);
+    const size_t begin = std::min(text.find_first_not_of(" \t"), text.size());
+    return text.substr(begin, text.find_last_not_of(" \t") + 1 - begin);
 }
 
 // -- The file as a whole ---------------------------------------------------------------------------------------------
 
 // True when its lines can be looked at.
-bool check_encoding(const std::string& bytes, const std::string& path, Findings& findings) {
-    const std::string save = "save " + path + " as UTF-8 without a byte order mark";
+bool check_encoding(const std::string& bytes, Findings& findings) {
     const std::string mark = bytes.substr(0, 2);
     if (mark == "\xFF\xFE" || mark == "\xFE\xFF") {
-        findings.add("conf.utf16", path + " is UTF-16", save + restart);
+        findings.add("conf.utf16", "print-provider.conf is UTF-16");
         return false;
     }
-    if (bytes.rfind("\xEF\xBB\xBF", 0) == 0) {
-        findings.add("conf.utf8-mark", path + " begins with a byte order mark", save + restart);
+    if (bytes.rfind(utf8_mark, 0) == 0) {
+        findings.add("conf.utf8-mark", "print-provider.conf begins with a byte order mark");
     }
     Encoding encoding;
     host::Text text;
@@ -78,11 +123,9 @@ bool check_encoding(const std::string& bytes, const std::string& path, Findings&
     const size_t ctrl_z = bytes.find('\x1A');
     if (ctrl_z != std::string::npos) {
         const auto line = std::count(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(ctrl_z), '\n') + 1;
-        findings.add("conf.ctrl-z", "line " + std::to_string(line) + " of " + path + " has a Ctrl-Z (byte 1A)",
-                     "take the byte out, with what stands behind it if that is not wanted" + std::string(restart));
+        findings.add("conf.ctrl-z", "line " + std::to_string(line) + " has a Ctrl-Z (byte 1A)");
     } else if (bytes.find('\0') == std::string::npos && !decode(plain, encoding, text, fault)) {
-        findings.add("conf.not-utf8", "line " + std::to_string(fault.line) + " of " + path + ": " + fault.why,
-                     save + restart);
+        findings.add("conf.not-utf8", "line " + std::to_string(fault.line) + ": " + fault.why);
     }
     return true;
 }
@@ -91,8 +134,7 @@ bool check_encoding(const std::string& bytes, const std::string& path, Findings&
 
 class ConfReader {
   public:
-    ConfReader(const std::string& path, SessionContext& values, Findings& findings)
-        : path_(path), values_(values), findings_(findings) {}
+    ConfReader(SessionContext& values, Findings& findings) : values_(values), findings_(findings) {}
 
     void read(const ConfLine& line) {
         check_shape(line);
@@ -100,118 +142,91 @@ class ConfReader {
         const ConfigVar* const setting = find_setting(line.name);
         if (setting != nullptr) {
             apply(line, *setting);
-        } else if (line.name.rfind("\xEF\xBB\xBF", 0) != 0) {  // the mark has a finding of its own
+        } else if (line.name.rfind(utf8_mark, 0) != 0) {  // the mark has a finding of its own
             unknown(line);
         }
     }
     size_t count() const { return last_.size(); }
 
   private:
-    std::string at(const ConfLine& line) const { return "line " + std::to_string(line.number); }
-    std::string in_file(const ConfLine& line) const { return at(line) + " of " + path_; }
+    void add(const char* id, const ConfLine& line, const std::string& what) {
+        findings_.add(id, "line " + std::to_string(line.number) + what);
+    }
 
     void check_shape(const ConfLine& line) {
-        const bool has_mark = line.text.rfind("\xEF\xBB\xBF", 0) == 0;
+        const std::string text = ": " + shown_text(line.text);
         if (line.is_piece) {
-            if (!within_long_line_) {
-                findings_.add("conf.long-line", at(line) + " is longer than 8191 bytes",
-                              "shorten " + in_file(line) + restart);
-            }
+            if (!within_long_line_) add("conf.long-line", line, " is longer than 8191 bytes");
         } else if (line.cut_by_nul) {
-            findings_.add("conf.nul-byte", at(line) + " has a NUL byte: " + shown_text(line.text),
-                          "take the byte out of " + in_file(line) + restart);
+            add("conf.nul-byte", line, " has a NUL byte" + text);
         } else if (line.cut_by_cr) {
-            findings_.add("conf.lone-cr",
-                          at(line) + " has a carriage return that ends no line: " + shown_text(line.text),
-                          "save " + path_ + " with the line ends of Windows or Unix" + restart);
-        } else if (line.kind == CONFIG_LINE_NO_EQUALS && !has_mark) {
-            findings_.add("conf.no-equals", at(line) + " is no Name=value: " + shown_text(line.text),
-                          "write the \"=\" into " + in_file(line) + ", or # before a comment" + restart);
+            add("conf.lone-cr", line, " has a carriage return without a line feed" + text);
+        } else if (line.kind == CONFIG_LINE_NO_EQUALS && line.text.rfind(utf8_mark, 0) != 0) {
+            add("conf.no-equals", line, " is not Name=value" + text);
         } else if (line.kind == CONFIG_LINE_NO_NAME) {
-            findings_.add("conf.no-name", at(line) + " has no name before the \"=\": " + shown_text(line.text),
-                          "write the setting's name into " + in_file(line) + restart);
+            add("conf.no-name", line, " has no name before the \"=\"" + text);
         }
         within_long_line_ = line.is_piece;
     }
 
     void unknown(const ConfLine& line) {
         const std::string trimmed = without_blanks_around(line.name);
-        const ConfigVar* const meant = find_setting(trimmed);
-        if (meant != nullptr) {
-            findings_.add("conf.blank-beside-name", at(line) + ": a blank or a tab stands beside the name " + trimmed,
-                          "write " + trimmed + "=" + line.value + " as " + in_file(line) + restart);
-            return;
+        if (find_setting(trimmed) != nullptr) {
+            return add("conf.blank-beside-name", line,
+                       ": a blank or a tab next to the name; write " + trimmed + "=" + line.value);
         }
         const std::string nearest = nearest_setting(trimmed);
-        findings_.add("conf.unknown-name",
-                      at(line) + ": " + shown_text(line.name) + " is no setting" +
-                          (nearest.empty() ? "" : "; the nearest is " + nearest),
-                      (nearest.empty() ? "correct or delete " : "write " + nearest + "=" + line.value + " as ") +
-                          in_file(line) + restart);
+        add("conf.unknown-name", line,
+            ": " + shown_text(line.name) + " is not a setting" +
+                (nearest.empty() ? "" : "; did you mean " + nearest + "=" + line.value));
     }
 
     void apply(const ConfLine& line, const ConfigVar& setting) {
         const CountedString counted_value = lent(line.value);
         const bool taken = config_store(&setting, &counted_value, &values_) != 0;
-        const std::string wrong = value_fault(line, setting, taken);
-        const std::string name = setting.name;
         if (setting.type == CONFIG_VAR_IGNORED) return;
-        if (wrong == "conf.bad-number") {
-            findings_.add(wrong, at(line) + ": " + name + " is a number, not " + shown_text(line.value),
-                          "write a whole number, 0 or more, into " + in_file(line) + restart);
-            if (!taken) return;
-        }
-        if (wrong == "conf.bad-switch") {
-            findings_.add(wrong, at(line) + ": " + name + "=" + line.value + " means off",
-                          "write " + name + "=on or " + name + "=off as " + in_file(line) + restart);
-        } else if (wrong == "conf.bad-word") {
-            findings_.add(wrong, at(line) + ": " + name + " does not take " + shown_text(line.value),
-                          std::string("write ") + words_for(setting) + " into " + in_file(line) + restart);
-        } else if (wrong == "conf.cut-value") {
-            findings_.add(wrong,
-                          at(line) + ": the value of " + name + " has " + std::to_string(line.value.size()) +
-                              " bytes, the limit is " + std::to_string(setting.size - 1),
-                          "shorten the value in " + in_file(line) + restart);
-        }
-        override_earlier(line, setting);
-    }
-
-    void override_earlier(const ConfLine& line, const ConfigVar& setting) {
+        check_value(line, setting, taken);
+        if (!taken) return;
         const auto [last, is_first] = last_.try_emplace(&setting, line);
-        if (is_first) return;
-        if (last->second.value != line.value) {
-            findings_.add("conf.overridden",
-                          at(last->second) + ", " + shown_text(last->second.text) + ", is overridden by " + at(line) +
-                              ", " + shown_text(line.text),
-                          "delete the one that is not wanted in " + path_ + restart);
+        if (!is_first && last->second.value != line.value) {
+            add("conf.overridden", last->second,
+                ", " + shown_text(last->second.text) + ", is overridden by line " + std::to_string(line.number) + ", " +
+                    shown_text(line.text));
         }
         last->second = line;
     }
 
-    // The finding that the value deserves, or nothing.
-    std::string value_fault(const ConfLine& line, const ConfigVar& setting, bool taken) const {
+    void check_value(const ConfLine& line, const ConfigVar& setting, bool taken) {
         const std::string& value = line.value;
-        const auto is_one_of = [&](std::initializer_list<const char*> words) {
-            return std::any_of(words.begin(), words.end(), [&](const char* word) { return same_word(value, word); });
-        };
-        switch (setting.type) {
-            case CONFIG_VAR_INT:
-                return taken && is_whole_number(value) ? "" : "conf.bad-number";
-            case CONFIG_VAR_BOOL:
-                return is_one_of({"on", "true", "yes", "off", "false", "no", "0"}) ? "" : "conf.bad-switch";
-            case CONFIG_VAR_STRING:
-                return value.size() < setting.size ? "" : "conf.cut-value";
-            case CONFIG_VAR_HANDLER:
-                return handled_value_fault(value, setting);
-            default:
-                return "";
+        const std::string name = setting.name;
+        const char* words = "";
+        bool is_number = true;
+        bool fits = true;
+        if (setting.type == CONFIG_VAR_INT) {
+            is_number = taken && is_whole_number(value);
+        } else if (setting.type == CONFIG_VAR_BOOL) {
+            if (!is_off(value) && !same_word(value, "on") && !same_word(value, "true") && !same_word(value, "yes")) {
+                add("conf.bad-switch", line, ": " + name + "=" + value + " means off");
+            }
+        } else if (setting.type == CONFIG_VAR_STRING || name == "ServerName") {
+            fits = value.size() < setting.size;
+        } else if (name == "CheckHeldJobMillis") {
+            std::int32_t number = 0;
+            is_number = util_parse_int(value.c_str(), &number) != 0;
+        } else {
+            words = words_instead(value, setting);
+        }
+        if (!is_number) add("conf.bad-number", line, ": " + name + " is a number, not " + shown_text(value));
+        if (*words != 0) add("conf.bad-word", line, ": " + name + " is " + words + ", not " + shown_text(value));
+        if (!fits) {
+            add("conf.cut-value", line,
+                ": the value of " + name + " has " + std::to_string(value.size()) + " bytes, the limit is " +
+                    std::to_string(setting.size - 1));
         }
     }
 
-    static const char* words_for(const ConfigVar& setting) {
-        if (same_word(setting.name, "Debug")) return "on, dev or off";
-        if (same_word(setting.name, "ErrorPollMethod")) return "os, snmp, snmpdontsetos or both";
-        return "TLSv1.0, TLSv1.1, TLSv1.2 or TLSv1.3";
+    static bool is_off(const std::string& value) {
+        return same_word(value, "off") || same_word(value, "false") || same_word(value, "no") || value == "0";
     }
 
     // "10 # files" counts as 10.
@@ -221,28 +236,23 @@ class ConfReader {
                                               [](char c) { return c >= '0' && c <= '9'; });
     }
 
-    // A handler has refused a value when a setting that it would have changed stays as it was.
-    static std::string handled_value_fault(const std::string& value, const ConfigVar& setting) {
+    // The words that a setting takes when the monitor's own handler refuses the value; else "".
+    static const char* words_instead(const std::string& value, const ConfigVar& setting) {
         const auto trial = std::make_unique<SessionContext>();
         const CountedString counted_value = lent(value);
-        const bool is_debug = same_word(setting.name, "Debug");
         trial->error_poll_method = -1;
         setting.handler(0, &counted_value, trial.get());
-        if (same_word(setting.name, "ErrorPollMethod")) return trial->error_poll_method == -1 ? "conf.bad-word" : "";
-        if (same_word(setting.name, "ServerName")) return value.size() < setting.size ? "" : "conf.cut-value";
-        if (same_word(setting.name, "CheckHeldJobMillis")) {
-            std::int32_t number = 0;
-            return util_parse_int(value.c_str(), &number) != 0 ? "" : "conf.bad-number";
+        if (same_word(setting.name, "Debug")) {
+            return trial->debug_logging == 0 && !is_off(value) ? "on, dev or off" : "";
+        }
+        if (same_word(setting.name, "ErrorPollMethod")) {
+            return trial->error_poll_method == -1 ? "os, snmp, snmpdontsetos or both" : "";
         }
         const char* const version = trial->tls_min_protocol_version != nullptr ? trial->tls_min_protocol_version
                                                                                : trial->tls_max_protocol_version;
-        if (version != nullptr) return same_word(value, version) ? "" : "conf.bad-word";
-        const bool is_off =
-            same_word(value, "off") || same_word(value, "false") || same_word(value, "no") || value == "0";
-        return is_debug && trial->debug_logging == 0 && !is_off ? "conf.bad-word" : "";
+        return version == nullptr || same_word(value, version) ? "" : "TLSv1.0, TLSv1.1, TLSv1.2 or TLSv1.3";
     }
 
-    const std::string& path_;
     SessionContext& values_;
     Findings& findings_;
     std::map<const ConfigVar*, ConfLine> last_;
@@ -256,19 +266,19 @@ Settings::Settings() {
     values = std::make_unique<SessionContext>(session_context);
 }
 
-void read_conf(const std::string& bytes, const std::string& path, Settings& settings, Findings& findings) {
+void read_conf(const std::string& bytes, Settings& settings, Findings& findings) {
     settings.read = true;
-    const bool readable = check_encoding(bytes, path, findings);
+    const bool readable = check_encoding(bytes, findings);
     Findings nothing;
-    ConfReader reader(path, *settings.values, readable ? findings : nothing);
-    for (const ConfLine& line : split_conf(bytes, CONFIG_FILE_SETTINGS)) reader.read(line);
-    if (readable) findings.saw("conf", path + ": " + counted(reader.count(), "setting"));
+    ConfReader reader(*settings.values, readable ? findings : nothing);
+    for (const ConfLine& line : lines_of(bytes, CONFIG_FILE_SETTINGS)) reader.read(line);
+    if (readable) findings.saw("conf", "print-provider.conf: " + counted(reader.count(), "setting"));
 }
 
-void read_env_version(const std::string& bytes, const std::string& path, Settings& settings, Findings& findings) {
+void read_env_version(const std::string& bytes, Settings& settings, Findings& findings) {
     bool found = false;
     std::string refused;
-    for (const ConfLine& line : split_conf(bytes, CONFIG_FILE_ENV_VERSION)) {
+    for (const ConfLine& line : lines_of(bytes, CONFIG_FILE_ENV_VERSION)) {
         if (line.kind != CONFIG_LINE_ENTRY || !same_word(line.name, "envversion")) continue;
         if (line.value[0] >= '0' && line.value[0] <= '9') {
             util_parse_int(line.value.c_str(), &settings.values->env_version);
@@ -277,41 +287,42 @@ void read_env_version(const std::string& bytes, const std::string& path, Setting
             refused = ", line " + std::to_string(line.number) + ": " + shown_text(line.text);
         }
     }
-    if (!found || !refused.empty()) {
-        findings.add("env.no-version", path + " gives no version" + refused,
-                     "repair the installation of the Print Provider, which writes this file");
-    }
+    if (!found || !refused.empty()) findings.add("env.no-version", "env-version gives no version" + refused);
 }
 
 // -- A base directory ------------------------------------------------------------------------------------------------
 
 namespace {
 
-void check_env_version(const std::string& base, Settings& settings, Findings& findings) {
-    const std::string path = path_in(base, kEnvVersionFileName);
-    std::string bytes;
+// False when the file cannot be read, which is a finding then.
+bool read_settings_file(const std::string& base, const char* name, const char* missing_id, const char* unreadable_id,
+                        std::string& bytes, Findings& findings) {
+    const std::string path = path_in(base, name);
     std::string why;
     std::error_code error;
     if (!std::filesystem::exists(host::path_of(path), error)) {
-        findings.add("env.missing", path + " does not exist",
-                     "repair the installation of the Print Provider, which writes this file");
+        findings.add(missing_id, std::string(name) + " does not exist");
     } else if (!read_file(path, bytes, why)) {
-        findings.add("env.unreadable", why, "let the system account read " + path);
+        findings.add(unreadable_id, why);
     } else {
-        read_env_version(bytes, path, settings, findings);
+        return true;
     }
-    SessionContext& values = *settings.values;
-    config_apply_mode_rules(&values);
-    const auto check_mode = [&](const char* name, std::int32_t on, std::int32_t least) {
-        if (on == 0 || values.env_version >= least) return;
-        findings.add("env.too-old",
-                     std::string(name) + " is on, and the environment's version is " +
-                         std::to_string(values.env_version) + ", not at least " + std::to_string(least),
-                     "update the Print Provider, or switch " + std::string(name) + " off in print-provider.conf");
-    };
-    check_mode("DirectPrintingMode", values.direct_printing_mode, 13);
-    check_mode("ServerlessPrintingMode", values.serverless_printing_mode, 14);
-    findings.saw("env", "version " + std::to_string(values.env_version));
+    return false;
+}
+
+void check_modes(const SessionContext& values, Findings& findings) {
+    const struct {
+        const char* name;
+        std::int32_t on;
+        std::int32_t least_version;
+    } modes[] = {{"DirectPrintingMode", values.direct_printing_mode, 13},
+                 {"ServerlessPrintingMode", values.serverless_printing_mode, 14}};
+    for (const auto& mode : modes) {
+        if (mode.on == 0 || values.env_version >= mode.least_version) continue;
+        findings.add("env.too-old", std::string(mode.name) + " is on, and needs version " +
+                                        std::to_string(mode.least_version) + "; the environment's version is " +
+                                        std::to_string(values.env_version));
+    }
 }
 
 // Those that the monitor itself works with.
@@ -329,23 +340,19 @@ void derive_directories(SessionContext& values) {
 
 Settings check_settings(const std::string& base, Findings& findings) {
     Settings settings;
-    util_strncpy(settings.values->base_dir_path, base.c_str(), sizeof settings.values->base_dir_path);
-    const std::string path = path_in(base, kSettingsFileName);
+    SessionContext& values = *settings.values;
+    util_strncpy(values.base_dir_path, base.c_str(), sizeof values.base_dir_path);
     std::string bytes;
-    std::string why;
-    std::error_code error;
-    if (!std::filesystem::exists(host::path_of(path), error)) {
-        findings.add("conf.missing", path + " does not exist",
-                     "repair the installation of the Print Provider, or create the file, empty" + std::string(restart));
+    if (!read_settings_file(base, kSettingsFileName, "conf.missing", "conf.unreadable", bytes, findings))
         return settings;
+    read_conf(bytes, settings, findings);
+    if (read_settings_file(base, kEnvVersionFileName, "env.missing", "env.unreadable", bytes, findings)) {
+        read_env_version(bytes, settings, findings);
     }
-    if (!read_file(path, bytes, why)) {
-        findings.add("conf.unreadable", why, "let the system account read " + path + restart);
-        return settings;
-    }
-    read_conf(bytes, path, settings, findings);
-    check_env_version(base, settings, findings);
-    derive_directories(*settings.values);
+    config_apply_mode_rules(&values);
+    check_modes(values, findings);
+    findings.saw("env", "version " + std::to_string(values.env_version));
+    derive_directories(values);
     return settings;
 }
 

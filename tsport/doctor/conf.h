@@ -17,10 +17,10 @@ struct Settings {
     Settings();
 };
 
-// `bytes` of print-provider.conf into the settings; `path` is for messages. Directories are not derived yet.
-void read_conf(const std::string& bytes, const std::string& path, Settings& settings, Findings& findings);
+// `bytes` of print-provider.conf into the settings. Directories are not derived yet.
+void read_conf(const std::string& bytes, Settings& settings, Findings& findings);
 // The same of env-version.
-void read_env_version(const std::string& bytes, const std::string& path, Settings& settings, Findings& findings);
+void read_env_version(const std::string& bytes, Settings& settings, Findings& findings);
 
 // Both files of a base directory, and the directories that follow from them.
 Settings check_settings(const std::string& base, Findings& findings);

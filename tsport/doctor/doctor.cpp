@@ -7,12 +7,7 @@
 #include "host/platform.h"
 #include "tsport/answer.h"
 #include "tsport/doctor/base.h"
-#include "tsport/doctor/log.h"
-#include "tsport/doctor/monitor.h"
-#include "tsport/doctor/platform.h"
-#include "tsport/doctor/ports.h"
-#include "tsport/doctor/queues.h"
-#include "tsport/doctor/rights.h"
+#include "tsport/doctor/server.h"
 #include "tsport/file.h"
 #include "tsport/output.h"
 #include "tsport/report/options.h"
@@ -24,13 +19,14 @@ const char doctor_help[] = R"(usage: tsport doctor [--only WORD] [--skip WORD] [
        tsport doctor [--base DIR] [--store FILE] ...
 
 Checks everything needed for printing: the spooler, the monitor and its library, the Print Provider, its settings and
-directories, the helper program, rights, the log, ports and queues. A finding has an identifier and says what was found,
-what it means and how to fix it; docs/DOCTOR.md lists them all. Nothing is changed.
+directories, the helper program, rights, the log, ports and queues. Nothing is changed. A finding has an identifier and
+says what was found, what it means and how to fix it; docs/DOCTOR.md lists them all. First come those that are broken,
+[X], then those at risk, [!], and what is good to know, [i].
 
   --base DIR         checks a copy of a server's base directory (InstallPath\providers\print\win), on any machine
   --store FILE       checks the ports in FILE, as tsport export writes it
-  --only WORD        only these findings; WORD is an identifier (conf.unknown-name) or its first part (conf). May be
-  --skip WORD        given several times, and name several, separated by commas; --skip: all but these
+  --only WORD        only these findings; WORD is an identifier (conf.unknown-name) or its first part (conf)
+  --skip WORD        all but these; both may be given several times, and name several, separated by commas
   --timeout SECONDS  how long a printer may take to accept a connection (default 5)
 
 Exit status: 0 no findings, 1 findings, 2 usage error, 3 the server cannot be checked. Without --base and --store it
@@ -90,7 +86,7 @@ void check_server(const Command& command, Findings& findings) {
     check_spooler(spooler, registered, findings);
     const std::string base = find_base(HKEY_LOCAL_MACHINE, findings);
     if (!base.empty()) check_base({base, false}, findings);
-    check_all_ports(read_registry_ports(HKEY_LOCAL_MACHINE, monitor_key(), findings), command, findings);
+    check_all_ports(read_registry_ports(HKEY_LOCAL_MACHINE, findings), command, findings);
     check_queues(spooler, findings);
 }
 

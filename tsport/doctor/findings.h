@@ -1,6 +1,7 @@
 // The doctor's results: findings, the areas it checked and those it skipped.
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -8,11 +9,16 @@
 
 namespace tsport::doctor {
 
-// A finding's stable identifier, "area.word", and what it means for printing.
+enum class Degree { broken, at_risk, to_know };
+
+// A row of docs/DOCTOR.md, which explains them.
 struct Kind {
-    const char* id;
-    const char* means;
+    std::string id;  // stable, "area.word"
+    Degree degree;
+    std::string means;  // for printing
+    std::string fix;    // NAME and PATH stand for the place; complete commands are in backticks
 };
+// All of them, in the order of the document.
 const std::vector<Kind>& kinds();
 
 // The identifiers or areas to check; empty: all.
@@ -23,6 +29,17 @@ struct Choice {
 // What is wrong with a word of --only or --skip, or nothing.
 std::string choice_fault(const std::string& word);
 
+// One of the ports, files or lines that a finding concerns.
+struct Place {
+    std::string found;    // what is wrong, complete
+    std::string subject;  // the port's name or the path; empty where the remedy needs none
+};
+
+struct Finding {
+    const Kind* kind;
+    std::vector<Place> places;
+};
+
 class Findings {
   public:
     explicit Findings(Choice choice = {}) : choice_(std::move(choice)) {}
@@ -30,20 +47,18 @@ class Findings {
     // Whether any finding of the area is requested.
     bool wants(const std::string& area) const;
 
-    // `id` is one of kinds(); a finding that was not asked for is dropped. `fix` is the command or the edit.
-    void add(const std::string& id, const std::string& what, const std::string& fix);
-    // Notes that the area was checked, and what is there.
-    void saw(const std::string& area, const std::string& what);
+    // `id` is one of kinds().
+    void add(const std::string& id, const std::string& found, const std::string& subject = "");
+    // Notes that the area was checked, and what is there: of `total` ports, where it is about ports.
+    void saw(const std::string& area, const std::string& what, size_t total = 0);
     void skipped(const std::string& area, const std::string& why);
 
-    struct Finding {
-        const Kind* kind;
-        std::string what;
-        std::string fix;
-    };
-    const std::vector<Finding>& all() const { return findings_; }
+    // Whether it was found, requested or not: the identifier, or anything of an area that is broken.
+    bool has(const std::string& id_or_area) const;
+    // Those requested, what is broken first.
+    std::vector<Finding> all() const;
     // Whether none of the requested areas could be examined.
-    bool saw_nothing() const { return findings_.empty() && seen_.empty(); }
+    bool saw_nothing() const { return all().empty() && seen_.empty(); }
 
     std::string to_text() const;
     std::string to_json() const;
@@ -54,17 +69,19 @@ class Findings {
         std::string text;
     };
     bool wants_kind(const std::string& id) const;
+    std::string heading(const Finding& finding) const;
 
     Choice choice_;
-    std::vector<Finding> findings_;
+    std::map<const Kind*, std::vector<Place>> found_;  // in the order of the document
     std::vector<Note> seen_;
     std::vector<Note> skipped_;
+    size_t ports_ = 0;
 };
 
 // "5 ports", "1 port".
 std::string counted(size_t count, const std::string& noun);
-// A file of a folder, with the separator that the folder's path has itself.
-std::string path_in(const std::string& folder, const std::string& name);
+// The first ten, and how many there are beyond.
+std::string first_of(const command_line::Words& words, const std::string& separator);
 // Text of a file, of any bytes, as messages show it: in quotes, and cut when it is long.
 std::string shown_text(const std::string& text);
 

@@ -1,20 +1,20 @@
-#include "tsport/doctor/ports.h"
-
 #include <algorithm>
 #include <map>
 
 #include "tsport/answer.h"
 #include "tsport/doctor/registry.h"
+#include "tsport/doctor/server.h"
 #include "tsport/file.h"
 #include "tsport/ports/check.h"
+#include "tsport/ports/encoding.h"
 #include "tsport/ports/ports_file.h"
 #include "winportmon/contract/names.h"
 
 namespace tsport::doctor {
 namespace {
 
-std::string set_command(const Port& port, const std::string& address) {
-    return "tsport set " + named(port.name) + " " + address;
+void add(Findings& findings, const char* id, const Port& port, const std::string& what) {
+    findings.add(id, "the port " + named(port.name) + what, host::to_utf8(port.name));
 }
 
 // A port as the monitor reads it: whatever the types, as long as the values fit. Returns why it skips it, or nothing.
@@ -34,9 +34,9 @@ std::string load(const RegistryKey& key, Port& port) {
 
 }  // namespace
 
-std::vector<Port> read_registry_ports(HKEY hive, const Text& monitor_key, Findings& findings) {
+std::vector<Port> read_registry_ports(HKEY hive, Findings& findings) {
     std::vector<Port> ports;
-    const Text path = monitor_key + W("\\") + contract::kPortsKey;
+    const Text path = contract::kMonitorKey + Text(W("\\")) + contract::kPortsKey;
     const RegistryKey parent(hive, path);
     for (const Text& name : parent.subkeys()) {
         Port port{name, Text(), 0};
@@ -49,10 +49,7 @@ std::vector<Port> read_registry_ports(HKEY hive, const Text& monitor_key, Findin
         if (why.empty()) {
             ports.push_back(port);
         } else {
-            const std::string where = "HKLM\\" + host::to_utf8(path) + "\\" + shown(name);
-            findings.add("ports.not-loaded", "the port " + named(name) + " is skipped: " + why,
-                         "reg delete \"" + where + "\" /f, restart the spooler and add the port again: tsport add " +
-                             named(name) + " HOST PORT");
+            add(findings, "ports.not-loaded", port, " is skipped: " + why);
         }
     }
     return ports;
@@ -65,12 +62,7 @@ bool read_file_ports(const std::string& path, std::vector<Port>& ports, Findings
     if (!read_file(path, bytes, why)) return false;
     file.csv = has_csv_name(path);
     if (!parse_ports(bytes, path, file, faults)) {
-        for (size_t begin = 0; begin < faults.size();) {
-            const size_t end = std::min(faults.find('\n', begin), faults.size());
-            findings.add("ports.bad-line", faults.substr(begin, end - begin),
-                         "correct the line, or export the ports again");
-            begin = end + 1;
-        }
+        for (const Text& line : lines_of(host::to_text(faults))) findings.add("ports.bad-line", host::to_utf8(line));
     }
     ports = file.ports();
     // Wrong lines have been reported.
@@ -84,22 +76,14 @@ bool read_file_ports(const std::string& path, std::vector<Port>& ports, Findings
 void check_ports(const std::vector<Port>& ports, Findings& findings) {
     std::map<std::pair<Text, DWORD>, std::vector<const Port*>> users;
     for (const Port& port : ports) {
-        const std::string name = named(port.name);
         const std::string odd = new_name_fault(port.name);
-        if (!odd.empty()) {
-            findings.add("ports.odd-name", "the port " + name + ": " + odd,
-                         "add a port with another name, assign it to the printers, and tsport delete " + name);
-        }
+        if (!odd.empty()) add(findings, "ports.odd-name", port, ": " + odd);
         const std::string wrong = new_address_fault(port.address);
         if (!wrong.empty()) {
-            findings.add("ports.odd-address",
-                         "the port " + name + " leads to \"" + shown(port.address) + "\": " + wrong,
-                         set_command(port, "HOST"));
+            add(findings, "ports.odd-address", port, " leads to \"" + shown(port.address) + "\": " + wrong);
         }
         if (port.number == 0 || port.number > contract::kLargestPortNumber) {
-            findings.add("ports.bad-number",
-                         "the port " + name + " has the TCP port number " + std::to_string(port.number),
-                         set_command(port, shown(port.address) + " 9100"));
+            add(findings, "ports.bad-number", port, " has the TCP port number " + std::to_string(port.number));
         }
         Text address = port.address;
         for (WCHAR& c : address) c = c >= W('A') && c <= W('Z') ? static_cast<WCHAR>(c + 32) : c;
@@ -107,16 +91,15 @@ void check_ports(const std::vector<Port>& ports, Findings& findings) {
     }
     for (const auto& [printer, of_it] : users) {
         if (of_it.size() < 2) continue;
-        std::string names;
-        for (const Port* port : of_it) names += (names.empty() ? "" : ", ") + named(port->name);
-        findings.add("ports.same-printer", printer_of(*of_it[0]) + " is the printer of the ports " + names,
-                     "let all queues of that printer use one of the ports, and tsport delete the others");
+        command_line::Words names;
+        for (const Port* port : of_it) names.push_back(named(port->name));
+        findings.add("ports.same-printer",
+                     printer_of(*of_it[0]) + " is the printer of the ports " + first_of(names, ", "));
     }
-    findings.saw("ports", counted(ports.size(), "port"));
+    findings.saw("ports", counted(ports.size(), "port"), ports.size());
 }
 
 void try_ports(const std::vector<Port>& ports, std::chrono::milliseconds limit, Findings& findings) {
-    using contract::Verdict;
     std::vector<const Port*> tried;
     for (const Port& port : ports) {
         const bool sound = new_address_fault(port.address).empty();
@@ -125,30 +108,12 @@ void try_ports(const std::vector<Port>& ports, std::chrono::milliseconds limit, 
     std::vector<contract::PrinterCheck> checks(tried.size());
     for_each_at_once(tried.size(), [&](size_t at) { checks[at] = check_printer(*tried[at], limit); });
     for (size_t i = 0; i < tried.size(); ++i) {
-        const std::string name = named(tried[i]->name);
-        const std::string what = "the port " + name + ": " + printer_of(*tried[i]) + " " + to_text(checks[i]);
-        const std::string again = "tsport test " + name;
-        switch (checks[i].verdict) {
-            case Verdict::accepted:
-                if (checks[i].silent == 0) break;
-                findings.add(
-                    "ports.silent-address", what,
-                    "take the addresses that nothing answers at out of DNS, or " + set_command(*tried[i], "ADDRESS"));
-                break;
-            case Verdict::refused:
-                findings.add("ports.refused", what,
-                             "switch raw printing on at the device, or correct the number: " +
-                                 set_command(*tried[i], shown(tried[i]->address) + " PORT"));
-                break;
-            case Verdict::no_answer:
-            case Verdict::failed:
-                findings.add("ports.no-answer", what,
-                             "switch the device on, check its cable and the firewalls on the way; then " + again);
-                break;
-            case Verdict::unknown_name:
-                findings.add("ports.unknown-host", what, "add the name to DNS, or " + set_command(*tried[i], "HOST"));
-                break;
-        }
+        static constexpr const char* ids[] = {"ports.silent-address", "ports.refused", "ports.no-answer",
+                                              "ports.unknown-host", "ports.no-answer"};  // by Verdict
+        const contract::PrinterCheck& check = checks[i];
+        if (check.verdict == contract::Verdict::accepted && check.silent == 0) continue;
+        add(findings, ids[static_cast<size_t>(check.verdict)], *tried[i],
+            ": " + printer_of(*tried[i]) + " " + to_text(check));
     }
 }
 

@@ -1,9 +1,8 @@
-#include "tsport/doctor/rights.h"
-
-#include <algorithm>
 #include <filesystem>
 
 #include "host/text.h"
+#include "tsport/doctor/base.h"
+#include "winportmon/contract/names.h"
 
 namespace tsport::doctor {
 namespace {
@@ -43,24 +42,17 @@ class Rights {
     void users_may_not_change(const std::string& path, const std::string& what) {
         AccessList access;
         if (!read(path, access) || rights_of_users(access, rights_to_change) == 0) return;
-        findings_.add("rights.users-write", "every user may change " + what + ", " + path,
-                      "icacls \"" + path +
-                          "\" /inheritance:r /grant \"*S-1-5-18:(OI)(CI)F\" "
-                          "\"*S-1-5-32-544:(OI)(CI)F\", then the lines of README.txt for what users must read");
+        findings_.add("rights.users-write", "every user may change " + what + ", " + path, path);
     }
     void users_must(std::uint32_t right, const std::string& path, const std::string& what, const std::string& lost) {
         AccessList access;
         if (!read(path, access) || rights_of_users(access, right) == right) return;
-        findings_.add("rights.users-cannot-see", "users may not read " + what + ", " + path + ": " + lost,
-                      "write HWCheckPortMonitorRunAsSystem=on into print-provider.conf and restart the spooler; or "
-                      "icacls \"" +
-                          path + "\" /grant \"*S-1-5-11:(OI)(CI)RX\"");
+        findings_.add("rights.users-cannot-see", "users may not read " + what + ", " + path + ": " + lost, path);
     }
     void system_must_write(const std::string& path, const std::string& what) {
         AccessList access;
         if (!read(path, access) || rights_of_system(access, rights_to_write) == rights_to_write) return;
-        findings_.add("rights.system-cannot-write", "the system account may not write " + what + ", " + path,
-                      "icacls \"" + path + "\" /grant \"*S-1-5-18:(OI)(CI)F\"");
+        findings_.add("rights.system-cannot-write", "the system account may not write " + what + ", " + path, path);
     }
     bool read(const std::string& path, AccessList& access) {
         std::string why;
@@ -88,16 +80,14 @@ void check_above_helper(const std::string& helper, Rights& rights, Findings& fin
     std::error_code error;
     for (const std::string& path : shadowing_paths(helper)) {
         if (std::filesystem::exists(host::path_of(path), error)) {
-            findings.add("helper.shadowed", path + " exists and is started in place of " + helper,
-                         "find out where it comes from and move it away");
+            findings.add("helper.shadowed", path + " exists and is started in place of " + helper);
             continue;
         }
         const std::string folder = path.substr(0, path.rfind('\\') + 1);
         AccessList access;
         if (!rights.read(folder, access) || rights_of_users(access, right_to_create_files) == 0) continue;
-        findings.add(
-            "helper.folder-writable", "users may create " + path + ", which would be started in place of " + helper,
-            "icacls \"" + folder + "\" and remove the right to create files (WD) from everyone but administrators");
+        findings.add("helper.folder-writable",
+                     "users may create " + path + ", which would be started in place of " + helper, folder);
     }
 }
 
@@ -127,7 +117,7 @@ void check_rights(const BaseDirectory& base, const Settings& settings, const std
     const auto exists = [&error](const std::string& path) {
         return std::filesystem::exists(host::path_of(path), error);
     };
-    const std::string helper = helper_path(base);
+    const std::string helper = path_in(base.path, host::to_utf8(contract::kHelperFileName));
     rights.users_may_not_change(base.path, "the base directory");
     rights.system_must_write(base.path, "the base directory");
     if (exists(helper)) rights.users_may_not_change(helper, "the helper program");

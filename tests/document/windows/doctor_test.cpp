@@ -3,7 +3,7 @@
 
 #include "host/setup.h"
 #include "tests/support/files.h"
-#include "tsport/doctor/rights.h"
+#include "tsport/doctor/base.h"
 
 #include <aclapi.h>
 #include <sddl.h>
@@ -24,8 +24,8 @@ TEST(DoctorOfRights, SaysWhatUsersMayChangeAndMayNotSee) {
     const std::string markers = base + "\\spool\\notapprovedjobs";
     fs::create_directories(path_of(markers));
     const std::vector<Directory> directories = {
-        {"dirs.no-spool", "the spool directory", base + "\\spool", base + "\\spool", false},
-        {"dirs.no-notapproved", "the markers", markers, markers, true},
+        {"dirs.no-spool", "the spool directory", base + "\\spool", false},
+        {"dirs.no-notapproved", "the markers", markers, true},
     };
     const auto findings_with = [&](LPCWSTR list, int as_system) {
         set_access(markers, list);
@@ -34,8 +34,10 @@ TEST(DoctorOfRights, SaysWhatUsersMayChangeAndMayNotSee) {
         Findings findings({{"rights"}, {}});
         check_rights({base, false}, settings, directories, findings);
         std::string ids;
-        for (const Findings::Finding& finding : findings.all()) {
-            if (finding.what.find(markers) != std::string::npos) ids += finding.kind->id + std::string(" ");
+        for (const Finding& finding : findings.all()) {
+            for (const Place& place : finding.places) {
+                if (place.subject == markers) ids += finding.kind->id + " ";
+            }
         }
         return ids;
     };

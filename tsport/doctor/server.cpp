@@ -1,15 +1,16 @@
-#include "tsport/doctor/monitor.h"
+#include "tsport/doctor/server.h"
 
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
+#include <set>
 
 #include "host/sha256.h"
+#include "tsport/answer.h"
 #include "tsport/doctor/library.h"
 #include "tsport/doctor/platform.h"
 #include "tsport/doctor/registry.h"
 #include "tsport/file.h"
-#include "tsport/output.h"
 #include "tsport/ports/encoding.h"
 #include "winportmon/contract/names.h"
 
@@ -17,7 +18,6 @@ namespace tsport::doctor {
 namespace {
 
 constexpr const char* library_name = MONITOR_LIBRARY;
-const char install[] = "reinstall the package (README.txt, Installing or updating)";
 
 bool exists(const std::string& path) {
     std::error_code error;
@@ -37,26 +37,18 @@ std::string listed_sum(const std::string& sums) {
 
 }  // namespace
 
-Text monitor_key() {
-    return contract::kMonitorKey;
-}
-
 bool check_registration(HKEY hive, Findings& findings) {
-    const RegistryKey key(hive, monitor_key());
-    const std::string name = "HKLM\\" + host::to_utf8(monitor_key());
-    const std::string command =
-        "reg add \"" + name + "\" /v Driver /t REG_SZ /d " + library_name + " /f, then restart the spooler";
+    const RegistryKey key(hive, contract::kMonitorKey);
+    const std::string name = "HKLM\\" + host::to_utf8(contract::kMonitorKey);
     Text driver;
     if (!key.is_open() || !key.read_text(contract::kDriverValue, driver)) {
-        findings.add("monitor.not-registered", name + (key.is_open() ? " has no text value Driver" : " does not exist"),
-                     command);
+        findings.add("monitor.not-registered",
+                     name + (key.is_open() ? " has no text value Driver" : " does not exist"));
         return false;
     }
-    if (!same_name(driver, contract::kMonitorLibrary)) {
-        findings.add("monitor.other-driver", "Driver of " + name + " is \"" + shown(driver) + "\"", command);
-        return false;
-    }
-    return true;
+    if (same_name(driver, contract::kMonitorLibrary)) return true;
+    findings.add("monitor.other-driver", "Driver of " + name + " is \"" + shown(driver) + "\"");
+    return false;
 }
 
 void check_protected_print(HKEY hive, Findings& findings) {
@@ -64,16 +56,14 @@ void check_protected_print(HKEY hive, Findings& findings) {
     DWORD mode = 0;
     if (!RegistryKey(hive, path).read_number(W("WindowsProtectedPrintMode"), mode) || mode == 0) return;
     findings.add("monitor.protected-print",
-                 "WindowsProtectedPrintMode below HKLM\\" + host::to_utf8(path) + " is " + std::to_string(mode),
-                 "switch Windows protected print mode off (Settings, Printers & scanners, or the group policy "
-                 "\"Configure Windows protected print\"), then restart the spooler");
+                 "WindowsProtectedPrintMode below HKLM\\" + host::to_utf8(path) + " is " + std::to_string(mode));
 }
 
 void check_library(const Installed& installed, Findings& findings) {
     std::string bytes;
     std::string why;
     if (!exists(installed.path)) {
-        findings.add("monitor.no-library", installed.path + " does not exist", install);
+        findings.add("monitor.no-library", installed.path + " does not exist");
         return;
     }
     if (!read_file(installed.path, bytes, why)) {
@@ -82,29 +72,27 @@ void check_library(const Installed& installed, Findings& findings) {
     }
     const LibraryFile library = read_library(bytes);
     if (!library.is_library) {
-        findings.add("monitor.damaged", installed.path + " is not a complete library", install);
+        findings.add("monitor.damaged", installed.path + " is not a complete library");
         return;
     }
     if (library.machine != machine_x64) {
-        findings.add("monitor.not-x64", installed.path + " is built for another processor", install);
+        findings.add("monitor.not-x64", installed.path + " is built for another processor");
         return;
     }
     const std::string sum = host::sha256(bytes);
     const std::string expected = listed_sum(installed.sums);
     if (library.version != PROGRAM_VERSION) {
-        findings.add("monitor.other-version",
-                     installed.path + " has the version " + (library.version.empty() ? "(none)" : library.version) +
-                         ", this program " + PROGRAM_VERSION,
-                     install);
+        findings.add("monitor.other-version", installed.path + " has the version " +
+                                                  (library.version.empty() ? "(none)" : library.version) +
+                                                  ", this program " + PROGRAM_VERSION);
     } else if (!expected.empty() && expected != sum) {
-        findings.add("monitor.other-sum", installed.path + " is not the package's: SHA-256 " + sum, install);
+        findings.add("monitor.other-sum", installed.path + " is not the package's: SHA-256 " + sum);
     }
     for (const std::string& import : library.imports) {
         const bool part_of_windows = import.rfind("api-ms-", 0) == 0 || import.rfind("ext-ms-", 0) == 0;
         if (installed.system_directory.empty() || part_of_windows) continue;
         if (exists(installed.system_directory + "/" + import)) continue;
-        findings.add("monitor.missing-import", installed.path + " needs " + import + ", which does not exist",
-                     "repair Windows: sfc /scannow");
+        findings.add("monitor.missing-import", installed.path + " needs " + import + ", which does not exist");
     }
     findings.saw("monitor", installed.path + ": version " + library.version + ", SHA-256 " + sum +
                                 (!expected.empty() ? "" : " (no SHA256SUMS of the package to compare with)"));
@@ -113,16 +101,11 @@ void check_library(const Installed& installed, Findings& findings) {
 void check_spooler(const Spooler& spooler, bool registered, Findings& findings) {
     switch (spooler_service()) {
         case Service::missing:
-            findings.add("spooler.missing", "this machine has no print spooler service",
-                         "add the role of a print server to this machine");
-            return;
+            return findings.add("spooler.missing", "this machine has no print spooler service");
         case Service::disabled:
-            findings.add("spooler.disabled", "the print spooler is stopped, and its start is disabled",
-                         "sc config spooler start= auto, then net start spooler");
-            return;
+            return findings.add("spooler.disabled", "the print spooler is stopped, and its start is disabled");
         case Service::stopped:
-            findings.add("spooler.stopped", "the print spooler is not running", "net start spooler");
-            return;
+            return findings.add("spooler.stopped", "the print spooler is not running");
         case Service::running:
             break;
         case Service::unknown:
@@ -136,9 +119,8 @@ void check_spooler(const Spooler& spooler, bool registered, Findings& findings) 
     }
     const bool loaded = std::any_of(names.begin(), names.end(),
                                     [](const Text& name) { return same_name(name, contract::kMonitorName); });
-    if (registered && !loaded) {
-        findings.add("spooler.not-loaded", "the monitor is registered, and the spooler has not loaded it",
-                     "net stop spooler /y, net start spooler; if that does not help, see the findings of monitor");
+    if (registered && !loaded && !findings.has("monitor")) {
+        findings.add("spooler.not-loaded", "the monitor is registered, and the spooler has not loaded it");
     }
     findings.saw("spooler", counted(names.size(), "monitor"));
 }
@@ -153,32 +135,65 @@ std::string find_base(HKEY hive, Findings& findings) {
         const DWORD error = RegistryKey(hive, places[i]).read(contract::kInstallPathValue, value, size);
         if (error == ERROR_SUCCESS) found[i] = value;
         if (error == ERROR_MORE_DATA) {
-            findings.add("provider.long-path", "InstallPath below HKLM\\" + host::to_utf8(places[i]) + " is too long",
-                         "install the Print Provider in a folder with a shorter path");
+            findings.add("provider.long-path", "InstallPath below HKLM\\" + host::to_utf8(places[i]) + " is too long");
         }
     }
     const Text& path = found[0].empty() ? found[1] : found[0];
     if (path.empty()) {
-        findings.add(
-            "provider.not-registered",
-            "there is no InstallPath below HKLM\\" + host::to_utf8(places[0]) + " or HKLM\\" + host::to_utf8(places[1]),
-            "install the Print Provider, or repair its installation");
+        findings.add("provider.not-registered", "there is no InstallPath below HKLM\\" + host::to_utf8(places[0]) +
+                                                    " or HKLM\\" + host::to_utf8(places[1]));
         return "";
     }
     if (!found[0].empty() && !found[1].empty() && !same_name(found[0], found[1])) {
-        findings.add("provider.two-places",
-                     "the Print Provider is registered at two places: " + shown(found[0]) + ", which is used, and " +
-                         shown(found[1]),
-                     "delete the key of the one that no longer exists below HKLM\\SOFTWARE\\Wow6432Node");
+        findings.add("provider.two-places", "the Print Provider is registered at two places: " + shown(found[0]) +
+                                                ", which is used, and " + shown(found[1]));
     }
     const std::string base = host::to_utf8(path) + BASE_FOLDER;
     std::error_code error;
     if (!std::filesystem::is_directory(host::path_of(base), error)) {
-        findings.add("provider.no-base", base + " is not a directory", "repair the installation of the Print Provider");
+        findings.add("provider.no-base", base + " is not a directory");
         return "";
     }
     findings.saw("provider", base);
     return base;
+}
+
+// -- Queues ----------------------------------------------------------------------------------------------------------
+
+void check_queues(const std::vector<Queue>& queues, const std::vector<SpoolerPort>& ports, Findings& findings) {
+    std::set<Text, NameOrder> known;
+    std::set<Text, NameOrder> used;
+    for (const SpoolerPort& port : ports) known.insert(port.name);
+    for (const Queue& queue : queues) {
+        for (const Text& port : queue.ports) {
+            used.insert(port);
+            if (port.empty() || known.count(port) != 0) continue;
+            findings.add("queues.port-gone",
+                         "the queue " + named(queue.name) + " prints to " + named(port) + ", which does not exist",
+                         host::to_utf8(port));
+        }
+    }
+    size_t ours = 0;
+    for (const SpoolerPort& port : ports) {
+        if (!same_name(port.monitor, contract::kMonitorName)) continue;
+        ++ours;
+        if (used.count(port.name) != 0) continue;
+        findings.add("queues.no-queue", "no queue prints to the port " + named(port.name), host::to_utf8(port.name));
+    }
+    findings.saw("queues", counted(queues.size(), "queue") + ", " + counted(ours, "port") + " of this monitor");
+}
+
+void check_queues(const Spooler& spooler, Findings& findings) {
+    if (!findings.wants("queues")) return;
+    std::vector<Queue> queues;
+    std::vector<SpoolerPort> ports;
+    DWORD error = spooler.queues(queues);
+    if (error == ERROR_SUCCESS) error = spooler.ports(ports);
+    if (error != ERROR_SUCCESS) {
+        findings.skipped("queues", "the spooler does not answer: " + host::error_message(error));
+        return;
+    }
+    check_queues(queues, ports, findings);
 }
 
 }  // namespace tsport::doctor
