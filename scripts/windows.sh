@@ -151,7 +151,7 @@ windows_pictures() {
     mkdir -p docs/dialogs
     for dpi in 96 192; do
         windows_on_display "$dpi" build/windows/ui/ui_tests.exe --pictures Z:"$PWD/docs/dialogs" \
-            --gtest_filter='Pictures.*' >&2 || result=1
+            --gtest_filter='*/0:-*Hundred*' >&2 || result=1
     done
     windows_count $result "not every picture could be taken"
 }

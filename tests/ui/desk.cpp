@@ -37,35 +37,6 @@ INPUT key_event(WORD code, WORD character, DWORD flags) {
     return input;
 }
 
-bool find_encoder(CLSID& id) {
-    UINT count = 0;
-    UINT size = 0;
-    if (Gdiplus::GetImageEncodersSize(&count, &size) != Gdiplus::Ok || size == 0) return false;
-    std::vector<char> buffer(size);
-    auto* const encoders = reinterpret_cast<Gdiplus::ImageCodecInfo*>(buffer.data());
-    if (Gdiplus::GetImageEncoders(count, size, encoders) != Gdiplus::Ok) return false;
-    for (UINT i = 0; i < count; ++i) {
-        if (std::wstring(encoders[i].MimeType) != L"image/png") continue;
-        id = encoders[i].Clsid;
-        return true;
-    }
-    return false;
-}
-
-bool store_bitmap(HBITMAP bitmap, const std::wstring& file) {
-    Gdiplus::GdiplusStartupInput input;
-    ULONG_PTR token = 0;
-    if (Gdiplus::GdiplusStartup(&token, &input, nullptr) != Gdiplus::Ok) return false;
-    bool stored = false;
-    CLSID encoder = {};
-    if (find_encoder(encoder)) {
-        Gdiplus::Bitmap picture(bitmap, nullptr);
-        stored = picture.Save(file.c_str(), &encoder, nullptr) == Gdiplus::Ok;
-    }
-    Gdiplus::GdiplusShutdown(token);
-    return stored;
-}
-
 }  // namespace
 
 std::string utf8(const std::wstring& text) {
@@ -74,6 +45,10 @@ std::string utf8(const std::wstring& text) {
         static_cast<size_t>(WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), result.data(),
                                                 static_cast<int>(result.size()), nullptr, nullptr)));
     return result;
+}
+
+std::wstring text_of(HWND dialog, int control) {
+    return text_of(GetDlgItem(dialog, control));
 }
 
 std::wstring text_of(HWND window) {
@@ -102,21 +77,26 @@ bool fits(HWND dialog, int control) {
 }
 
 bool take_picture(HWND window, const std::wstring& file) {
+    Gdiplus::GdiplusStartupInput input;
+    ULONG_PTR token = 0;
+    if (Gdiplus::GdiplusStartup(&token, &input, nullptr) != Gdiplus::Ok) return false;
     RECT place = {};
     GetWindowRect(window, &place);
     RedrawWindow(window, nullptr, nullptr, RDW_INVALIDATE | RDW_ERASE | RDW_FRAME | RDW_ALLCHILDREN | RDW_UPDATENOW);
-    const int width = place.right - place.left;
-    const int height = place.bottom - place.top;
     const HDC from = GetWindowDC(window);
-    const HDC to = CreateCompatibleDC(from);
-    const HBITMAP bitmap = CreateCompatibleBitmap(from, width, height);
-    const HGDIOBJ before = SelectObject(to, bitmap);
-    BitBlt(to, 0, 0, width, height, from, 0, 0, SRCCOPY);
-    SelectObject(to, before);
-    const bool stored = store_bitmap(bitmap, file);
-    DeleteObject(bitmap);
-    DeleteDC(to);
+    bool stored = false;
+    {
+        Gdiplus::Bitmap picture(place.right - place.left, place.bottom - place.top);
+        Gdiplus::Graphics graphics(&picture);
+        const HDC to = graphics.GetHDC();
+        BitBlt(to, 0, 0, place.right - place.left, place.bottom - place.top, from, 0, 0, SRCCOPY);
+        graphics.ReleaseHDC(to);
+        // The system's encoder for PNG.
+        constexpr CLSID encoder = {0x557CF406, 0x1A04, 0x11D3, {0x9A, 0x73, 0x00, 0x00, 0xF8, 0x1E, 0xF3, 0x2E}};
+        stored = picture.Save(file.c_str(), &encoder, nullptr) == Gdiplus::Ok;
+    }
     ReleaseDC(window, from);
+    Gdiplus::GdiplusShutdown(token);
     return stored;
 }
 
@@ -157,22 +137,15 @@ void Desk::run(const Call& call) {
     SetEvent(done_);
 }
 
-HWND Desk::front() {
-    return front_after(nullptr);
-}
-
-HWND Desk::front_after(HWND former) {
+HWND Desk::front(HWND former) {
     HWND found = nullptr;
     wait_until([&] {
         found = find_front(thread_id_);
-        if (found != nullptr && found != former) return true;
-        found = nullptr;
-        return WaitForSingleObject(done_, 0) == WAIT_OBJECT_0;
+        return (found != nullptr && found != former) || WaitForSingleObject(done_, 0) == WAIT_OBJECT_0;
     });
-    if (found != nullptr) {
-        SetForegroundWindow(found);
-        wait_until([&] { return GetForegroundWindow() == found; });
-    }
+    if (found == nullptr || found == former) return nullptr;
+    SetForegroundWindow(found);
+    wait_until([&] { return GetForegroundWindow() == found; });
     return found;
 }
 
@@ -182,9 +155,8 @@ bool Desk::alive(HWND dialog) {
 }
 
 void Desk::type(const std::wstring& text) {
-    for (const WCHAR character : text) {
-        send(
-            {key_event(0, character, KEYEVENTF_UNICODE), key_event(0, character, KEYEVENTF_UNICODE | KEYEVENTF_KEYUP)});
+    for (const WCHAR letter : text) {
+        send({key_event(0, letter, KEYEVENTF_UNICODE), key_event(0, letter, KEYEVENTF_UNICODE | KEYEVENTF_KEYUP)});
     }
 }
 
@@ -213,39 +185,10 @@ void Desk::paste(HWND dialog, int control, const std::wstring& text) {
 // Text that is there already would not tell when the keys have arrived: it goes first.
 bool Desk::fill(HWND dialog, int control, const std::wstring& text) {
     SendMessageW(dialog, WM_NEXTDLGCTL, reinterpret_cast<WPARAM>(GetDlgItem(dialog, control)), TRUE);
-    if (text_of(GetDlgItem(dialog, control)) == text) paste(dialog, control, text.empty() ? L"x" : L"");
+    if (text_of(dialog, control) == text) paste(dialog, control, text.empty() ? L"x" : L"");
     SendDlgItemMessageW(dialog, control, EM_SETSEL, 0, -1);
-    if (text.empty()) {
-        key(VK_DELETE);
-    } else {
-        type(text);
-    }
+    text.empty() ? key(VK_DELETE) : type(text);
     return shows(dialog, control, text);
-}
-
-std::wstring Desk::shown(HWND dialog, int control) {
-    wait_until([&] { return !text_of(GetDlgItem(dialog, control)).empty(); });
-    return text_of(GetDlgItem(dialog, control));
-}
-
-bool Desk::shows(HWND dialog, int control, const std::wstring& text) {
-    return wait_until([&] { return text_of(GetDlgItem(dialog, control)) == text; });
-}
-
-bool Desk::begins(HWND dialog, int control, const std::wstring& beginning) {
-    return wait_until([&] { return text_of(GetDlgItem(dialog, control)).starts_with(beginning); });
-}
-
-bool Desk::enabled(HWND dialog, int control) {
-    return IsWindowEnabled(GetDlgItem(dialog, control)) != FALSE;
-}
-
-std::wstring Desk::message(HWND box) {
-    return text_of(GetDlgItem(box, 0xFFFF));
-}
-
-bool Desk::ended() {
-    return WaitForSingleObject(done_, 60000) == WAIT_OBJECT_0;
 }
 
 }  // namespace ui

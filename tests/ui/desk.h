@@ -16,6 +16,7 @@ std::string utf8(const std::wstring& text);
 
 // What a window shows, its lines separated by \n.
 std::wstring text_of(HWND window);
+std::wstring text_of(HWND dialog, int control);
 
 // Whether all of a control's text can be seen.
 bool fits(HWND dialog, int control);
@@ -32,11 +33,9 @@ class Desk {
     Desk(const Desk&) = delete;
     Desk& operator=(const Desk&) = delete;
 
-    // The dialog or message box that waits for the administrator, once there is one; null when the call has ended
-    // without.
-    HWND front();
-    // The same, once it is another one than this.
-    HWND front_after(HWND former);
+    // The dialog or message box that waits for the administrator, once there is one that is not the former one; null
+    // when the call has ended without.
+    HWND front(HWND former = nullptr);
     // Whether the dialog's thread answers.
     bool alive(HWND dialog);
 
@@ -51,16 +50,19 @@ class Desk {
     // Replaces all of a control's text by typing; false when it does not come to show this.
     bool fill(HWND dialog, int control, const std::wstring& text);
 
-    // What a control shows once it shows something, and once it shows this.
-    static std::wstring shown(HWND dialog, int control);
-    static bool shows(HWND dialog, int control, const std::wstring& text);
-    static bool begins(HWND dialog, int control, const std::wstring& beginning);
-    static bool enabled(HWND dialog, int control);
+    // Whether a control comes to show this.
+    static bool shows(HWND dialog, int control, const std::wstring& text) {
+        return wait_until([&] { return text_of(dialog, control) == text; });
+    }
+    static bool begins(HWND dialog, int control, const std::wstring& beginning) {
+        return wait_until([&] { return text_of(dialog, control).starts_with(beginning); });
+    }
+    static bool enabled(HWND dialog, int control) { return IsWindowEnabled(GetDlgItem(dialog, control)) != FALSE; }
     // The text of a message box.
-    static std::wstring message(HWND box);
+    static std::wstring message(HWND box) { return text_of(box, 0xFFFF); }
 
     // The call's answer, once it has returned; all windows it leaves on its thread are counted.
-    bool ended();
+    bool ended() { return WaitForSingleObject(done_, 60000) == WAIT_OBJECT_0; }
     BOOL result() const { return result_; }
     DWORD error() const { return error_; }
     size_t windows_left() const { return windows_left_; }

@@ -1,6 +1,10 @@
 #include "tests/ui/dialogs.h"
 
+#include "testbed/test_printer/net.h"
+
 namespace ui {
+
+std::string pictures_folder;
 
 bool install_libraries() {
     WCHAR path[MAX_PATH] = {};
@@ -73,26 +77,30 @@ ptrdiff_t kept_by_heap(int threads) {
     return kind == kLowFragmentation ? 1600 * ptrdiff_t{threads} : 0;
 }
 
+void Dialogs::take(HWND dialog, const std::string& name) {
+    if (pictures_folder.empty()) return;
+    const HDC screen = GetDC(nullptr);
+    const std::string file =
+        pictures_folder + "/" + name + "-" + std::to_string(GetDeviceCaps(screen, LOGPIXELSX)) + ".png";
+    ReleaseDC(nullptr, screen);
+    EXPECT_TRUE(take_picture(dialog, std::wstring(file.begin(), file.end()))) << file;
+}
+
 SilentPrinter::SilentPrinter() {
-    WSADATA data = {};
-    WSAStartup(MAKEWORD(2, 2), &data);
+    std::string why;
+    listener_ = static_cast<SOCKET>(test_printer::net::bind_to("127.0.0.1", 0, why));
     sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     int size = sizeof address;
-    listener_ = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
-    EXPECT_EQ(bind(listener_, reinterpret_cast<sockaddr*>(&address), size), 0);
-    EXPECT_EQ(listen(listener_, 0), 0);
     getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size);
-    port_ = ntohs(address.sin_port);
+    port = ntohs(address.sin_port);
     queued_ = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
-    EXPECT_EQ(connect(queued_, reinterpret_cast<sockaddr*>(&address), size), 0);
+    EXPECT_EQ(listen(listener_, 0), 0);
+    EXPECT_EQ(connect(queued_, reinterpret_cast<sockaddr*>(&address), size), 0) << why;
 }
 
 SilentPrinter::~SilentPrinter() {
     closesocket(queued_);
     closesocket(listener_);
-    WSACleanup();
 }
 
 }  // namespace ui

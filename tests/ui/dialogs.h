@@ -7,6 +7,7 @@
 
 #include "tests/ui/desk.h"
 #include "tests/ui/scripted_spooler.h"
+#include "winapi/spooler_sim/spooler_sim.h"
 #include "winportmon/tsmonui/resource.h"
 
 namespace ui {
@@ -37,12 +38,11 @@ class SilentPrinter {
     ~SilentPrinter();
     SilentPrinter(const SilentPrinter&) = delete;
     SilentPrinter& operator=(const SilentPrinter&) = delete;
-    uint16_t port() const { return port_; }
+    uint16_t port;
 
   private:
     SOCKET listener_;
     SOCKET queued_;
-    uint16_t port_ = 0;
 };
 
 // An administrator's program that has called one of the library's functions.
@@ -50,19 +50,24 @@ std::unique_ptr<Desk> add_port(const WCHAR* server = nullptr);
 std::unique_ptr<Desk> configure_port(const WCHAR* port, const WCHAR* server = nullptr);
 std::unique_ptr<Desk> delete_port(const WCHAR* port, const WCHAR* server = nullptr);
 
-class Dialogs : public testing::Test {
+// With a spooler that knows every port of its monitor, and with one that has a list of its own (true).
+class Dialogs : public testing::TestWithParam<bool> {
   protected:
+    Dialogs() { spooler_sim::set_strict_port_list(GetParam()); }
+    // Stores a picture of a dialog when pictures are wanted.
+    static void take(HWND dialog, const std::string& name);
     // Ends with this error (0: success), all windows and channels closed.
     void expect_end(Desk& desk, DWORD error) {
         ASSERT_TRUE(desk.ended());
         EXPECT_EQ(desk.result() ? DWORD{ERROR_SUCCESS} : desk.error(), error);
         EXPECT_EQ(desk.windows_left(), 0u);
-        EXPECT_TRUE(wait_until([&] { return spooler.channels() == 0; }));
+        EXPECT_TRUE(wait_until([] { return ScriptedSpooler::channels() == 0; }));
     }
 
     ScriptedSpooler spooler{library()};
 };
 
+#define BOTH_MODES(suite) INSTANTIATE_TEST_SUITE_P(Spooler, suite, testing::Bool())
 #define EXPECT_TEXT(shown, wanted) EXPECT_EQ(::ui::utf8(shown), ::ui::utf8(wanted))
 
 }  // namespace ui

@@ -12,9 +12,10 @@ namespace ui {
 namespace {
 
 using PortDialog = Dialogs;
+BOTH_MODES(PortDialog);
 
 // As somebody does it who leaves the mouse alone.
-TEST_F(PortDialog, APortIsAddedWithTheKeyboardAlone) {
+TEST_P(PortDialog, APortIsAddedWithTheKeyboardAlone) {
     PWSTR name = nullptr;  // of the new port, for the caller
     const auto desk =
         std::make_unique<Desk>([&](HWND window) { return functions().pfnAddPortUI(nullptr, window, nullptr, &name); });
@@ -23,7 +24,8 @@ TEST_F(PortDialog, APortIsAddedWithTheKeyboardAlone) {
     EXPECT_TEXT(text_of(dialog), L"Add Tessaron TCP/IP Port");
     EXPECT_FALSE(Desk::enabled(dialog, IDOK));
     EXPECT_FALSE(Desk::enabled(dialog, IDC_TEST));
-    EXPECT_TEXT(text_of(GetDlgItem(dialog, IDC_PORT)), L"9100");
+    take(dialog, "add-empty");
+    EXPECT_TEXT(text_of(dialog, IDC_PORT), L"9100");
 
     desk->type(L"printer12.example");
     ASSERT_TRUE(Desk::shows(dialog, IDC_NAME, L"printer12.example")) << "the address is proposed as the name";
@@ -34,15 +36,15 @@ TEST_F(PortDialog, APortIsAddedWithTheKeyboardAlone) {
     desk->alt(L'A');
     desk->type(L"10.1.2.3");
     ASSERT_TRUE(Desk::shows(dialog, IDC_ADDRESS, L"10.1.2.3"));
-    EXPECT_TEXT(text_of(GetDlgItem(dialog, IDC_NAME)), L"B\u00fcro") << "a name that was typed stays";
+    EXPECT_TEXT(text_of(dialog, IDC_NAME), L"B\u00fcro") << "a name that was typed stays";
     desk->alt(L'P');
     desk->type(L"515");
     ASSERT_TRUE(Desk::shows(dialog, IDC_PORT, L"515"));
     desk->key(VK_RETURN);
     expect_end(*desk, ERROR_SUCCESS);
 
-    EXPECT_EQ(spooler.asked(), (std::vector<std::string>{"open ,XcvMonitor Tessaron TCP/IP Port 1",
-                                                         "open ,XcvMonitor Tessaron TCP/IP Port 1", "send TSAddPort"}));
+    EXPECT_EQ(spooler.asked(), (std::vector<std::string>{"open Tessaron TCP/IP Port 1", "open Tessaron TCP/IP Port 1",
+                                                         "send TSAddPort"}));
     const contract::PortConfig sent = spooler.sent();
     EXPECT_TEXT(sent.port_name, L"B\u00fcro");
     EXPECT_TEXT(sent.printer_address, L"10.1.2.3");
@@ -52,7 +54,7 @@ TEST_F(PortDialog, APortIsAddedWithTheKeyboardAlone) {
     LocalFree(name);
 }
 
-TEST_F(PortDialog, WhatIsWrongIsSaidBesideTheField) {
+TEST_P(PortDialog, WhatIsWrongIsSaidBesideTheField) {
     const struct {
         int control;
         int note;
@@ -108,20 +110,23 @@ TEST_F(PortDialog, WhatIsWrongIsSaidBesideTheField) {
         desk->key(VK_RETURN);  // does nothing, and nor does a program that presses OK
         SendMessageW(dialog, WM_COMMAND, IDOK, 0);
         EXPECT_TRUE(desk->alive(dialog));
-        EXPECT_NE(Desk::shown(dialog, row.note), L"");
+        EXPECT_NE(text_of(dialog, row.note), L"");
     }
+    desk->fill(dialog, IDC_ADDRESS, L"printer12.example:9100");
+    desk->fill(dialog, IDC_NAME, L"Room 12, left");
+    take(dialog, "add-mistakes");
     desk->key(VK_ESCAPE);
     expect_end(*desk, ERROR_CANCELLED);
     EXPECT_EQ(spooler.asked().size(), 1u) << "nothing but the right to add was asked for";
 }
 
-TEST_F(PortDialog, TextsEndWhereTheFieldsEnd) {
+TEST_P(PortDialog, TextsEndWhereTheFieldsEnd) {
     const auto desk = add_port();
     const HWND dialog = desk->front();
     desk->paste(dialog, IDC_ADDRESS, std::wstring(129, L'a'));
     EXPECT_TRUE(Desk::shows(dialog, IDC_ADDRESS, std::wstring(128, L'a')));
     EXPECT_TRUE(Desk::begins(dialog, IDC_ADDRESS_NOTE, L"An address has at most 128 characters."));
-    EXPECT_TEXT(text_of(GetDlgItem(dialog, IDC_NAME)), std::wstring(64, L'a')) << "the proposed name fits";
+    EXPECT_TEXT(text_of(dialog, IDC_NAME), std::wstring(64, L'a')) << "the proposed name fits";
     desk->paste(dialog, IDC_NAME, std::wstring(65, L'n'));
     EXPECT_TRUE(Desk::shows(dialog, IDC_NAME, std::wstring(64, L'n')));
     EXPECT_TRUE(Desk::begins(dialog, IDC_NAME_NOTE, L"A name has at most 64 characters."));
@@ -133,8 +138,8 @@ TEST_F(PortDialog, TextsEndWhereTheFieldsEnd) {
     EXPECT_TEXT(spooler.sent().port_name, std::wstring(64, L'n'));
 }
 
-TEST_F(PortDialog, ANameThatIsTakenIsAskedForAgainAndNothingIsLost) {
-    spooler.send = [this](const std::wstring&, const void*) {
+TEST_P(PortDialog, ANameThatIsTakenIsAskedForAgainAndNothingIsLost) {
+    spooler.send = [this](const std::wstring&) {
         return std::wstring(spooler.sent().port_name) == L"Office" ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS;
     };
     const auto desk = add_port();
@@ -147,65 +152,64 @@ TEST_F(PortDialog, ANameThatIsTakenIsAskedForAgainAndNothingIsLost) {
     EXPECT_TRUE(wait_until([&] { return !Desk::enabled(dialog, IDOK); }));
     desk->type(L"Office 2");  // the focus is there
     ASSERT_TRUE(Desk::shows(dialog, IDC_NAME, L"Office 2"));
-    EXPECT_TEXT(text_of(GetDlgItem(dialog, IDC_ADDRESS)), L"10.1.2.3");
-    EXPECT_TEXT(text_of(GetDlgItem(dialog, IDC_PORT)), L"9101");
+    EXPECT_TEXT(text_of(dialog, IDC_ADDRESS), L"10.1.2.3");
+    EXPECT_TEXT(text_of(dialog, IDC_PORT), L"9101");
     desk->key(VK_RETURN);
     expect_end(*desk, ERROR_SUCCESS);
     EXPECT_TEXT(spooler.sent().port_name, L"Office 2");
 }
 
-TEST_F(PortDialog, AFailureIsSaidAndWhatWasTypedIsKept) {
+TEST_P(PortDialog, AFailureIsSaidAndWhatWasTypedIsKept) {
     const struct {
-        DWORD open;
-        DWORD send;
+        DWORD sent;
+        bool answers;  // the server
         const WCHAR* said;
     } rows[] = {
-        {0, ERROR_DISK_FULL, L"The port was not added: "},
-        {0, ERROR_ACCESS_DENIED, L"You do not have the right to change ports on this computer."},
-        {RPC_S_SERVER_UNAVAILABLE, 0, L"The print spooler on this computer cannot be reached: "},
+        {ERROR_DISK_FULL, true, L"The port was not added: "},
+        {ERROR_ACCESS_DENIED, true, L"You do not have the right to change ports on \\\\print1."},
+        {0, false, L"The print spooler on \\\\print1 cannot be reached: "},
     };
-    DWORD open = 0;
-    DWORD send = 0;
-    spooler.open = [&](const std::wstring&) { return open; };
-    spooler.send = [&](const std::wstring&, const void*) { return send; };
-    const auto desk = add_port();
+    DWORD sent = 0;
+    spooler.send = [&](const std::wstring&) { return sent; };
+    const auto desk = add_port(L"print1");
     const HWND dialog = desk->front();
     ASSERT_TRUE(desk->fill(dialog, IDC_ADDRESS, L"10.1.2.3"));
     for (const auto& row : rows) {
-        open = row.open;
-        send = row.send;
+        sent = row.sent;
+        if (!row.answers) spooler_sim::stop_server(L"\\\\print1");
         desk->click(dialog, IDOK);
-        const HWND box = desk->front_after(dialog);
+        const HWND box = desk->front(dialog);
         ASSERT_NE(box, nullptr);
         const std::wstring said = Desk::message(box);
         EXPECT_TRUE(said.starts_with(row.said)) << utf8(said);
         EXPECT_NE(said.find(L"\n\n"), std::wstring::npos) << "no next step: " << utf8(said);
         desk->key(VK_RETURN);
-        ASSERT_EQ(desk->front_after(box), dialog);
-        EXPECT_TEXT(text_of(GetDlgItem(dialog, IDC_ADDRESS)), L"10.1.2.3");
+        ASSERT_EQ(desk->front(box), dialog);
+        EXPECT_TEXT(text_of(dialog, IDC_ADDRESS), L"10.1.2.3");
     }
-    open = send = 0;
+    spooler_sim::add_server(L"\\\\print1");
     desk->click(dialog, IDOK);
     expect_end(*desk, ERROR_SUCCESS);
 }
 
-TEST_F(PortDialog, ConfigureShowsWhatIsSetAndSendsOnlyWhatChanged) {
+TEST_P(PortDialog, ConfigureShowsWhatIsSetAndSendsOnlyWhatChanged) {
     spooler.config = make_config(L"Office", L"10.1.2.3", 515);
     auto desk = configure_port(L"office");
     HWND dialog = desk->front();
     EXPECT_TEXT(text_of(dialog), L"Configure Tessaron TCP/IP Port");
-    EXPECT_TEXT(text_of(GetDlgItem(dialog, IDC_ADDRESS)), L"10.1.2.3");
-    EXPECT_TEXT(text_of(GetDlgItem(dialog, IDC_NAME)), L"Office");
-    EXPECT_TEXT(text_of(GetDlgItem(dialog, IDC_PORT)), L"515");
+    EXPECT_TEXT(text_of(dialog, IDC_ADDRESS), L"10.1.2.3");
+    EXPECT_TEXT(text_of(dialog, IDC_NAME), L"Office");
+    EXPECT_TEXT(text_of(dialog, IDC_PORT), L"515");
     desk->key(VK_TAB);
     desk->type(L"x");  // the name is for reading
     desk->key(VK_RETURN);
     expect_end(*desk, ERROR_CANCELLED);
-    EXPECT_EQ(spooler.asked(), (std::vector<std::string>{"open ,XcvPort office 1", "send TSGetConfigInfo"}));
+    EXPECT_EQ(spooler.asked(), (std::vector<std::string>{"open office 1", "send TSGetConfigInfo"}));
 
     desk = configure_port(L"office");
     dialog = desk->front();
     ASSERT_TRUE(desk->fill(dialog, IDC_PORT, L"9100"));
+    take(dialog, "configure");
     desk->key(VK_RETURN);
     expect_end(*desk, ERROR_SUCCESS);
     EXPECT_EQ(spooler.asked().back(), "send TSConfigPort");
@@ -215,12 +219,14 @@ TEST_F(PortDialog, ConfigureShowsWhatIsSetAndSendsOnlyWhatChanged) {
 }
 
 // Settings that were written by hand.
-TEST_F(PortDialog, ConfigureMendsWhatNobodyWouldBeAllowedToType) {
+TEST_P(PortDialog, ConfigureMendsWhatNobodyWouldBeAllowedToType) {
+    spooler.ports = {L"Room 12, left"};
+    spooler_sim::set_strict_port_list(GetParam());  // with this one
     spooler.config = make_config(L"Room 12, left", L"10.1.2.3:9100", 700000);
     spooler.config.printer_address[127] = L'x';  // behind the text
     const auto desk = configure_port(L"Room 12, left");
     const HWND dialog = desk->front();
-    EXPECT_TEXT(text_of(GetDlgItem(dialog, IDC_NAME)), L"Room 12, left");
+    EXPECT_TEXT(text_of(dialog, IDC_NAME), L"Room 12, left");
     EXPECT_TRUE(Desk::begins(dialog, IDC_ADDRESS_NOTE, L"Type the port in its own field"));
     EXPECT_TRUE(Desk::begins(dialog, IDC_PORT_NOTE, L"Type a number"));
     ASSERT_TRUE(desk->fill(dialog, IDC_ADDRESS, L"10.1.2.3"));
@@ -229,10 +235,10 @@ TEST_F(PortDialog, ConfigureMendsWhatNobodyWouldBeAllowedToType) {
     expect_end(*desk, ERROR_SUCCESS);
 }
 
-TEST_F(PortDialog, APortThatIsGoneOrNotStoredIsSaidWhenItIsChanged) {
+TEST_P(PortDialog, APortThatIsGoneOrNotStoredIsSaidWhenItIsChanged) {
     spooler.config = make_config(L"Office", L"10.1.2.3", 9100);
     DWORD error = ERROR_INVALID_PARAMETER;
-    spooler.send = [&](const std::wstring& command, const void*) {
+    spooler.send = [&](const std::wstring& command) {
         return command == L"TSConfigPort" ? error : DWORD{ERROR_SUCCESS};
     };
     const auto desk = configure_port(L"Office");
@@ -240,10 +246,10 @@ TEST_F(PortDialog, APortThatIsGoneOrNotStoredIsSaidWhenItIsChanged) {
     ASSERT_TRUE(desk->fill(dialog, IDC_ADDRESS, L"10.9.9.9"));
     for (const WCHAR* const said : {L"The port was not changed: either", L"The port was not changed: "}) {
         desk->click(dialog, IDOK);
-        const HWND box = desk->front_after(dialog);
+        const HWND box = desk->front(dialog);
         EXPECT_TRUE(Desk::message(box).starts_with(said)) << utf8(Desk::message(box));
         desk->key(VK_RETURN);
-        ASSERT_EQ(desk->front_after(box), dialog);
+        ASSERT_EQ(desk->front(box), dialog);
         error = ERROR_DISK_FULL;
     }
     desk->key(VK_ESCAPE);
@@ -278,11 +284,14 @@ class PrinterTest : public Dialogs {
     HWND dialog_ = nullptr;
 };
 
-TEST_F(PrinterTest, SaysInWordsWhatHappened) {
+INSTANTIATE_TEST_SUITE_P(Spooler, PrinterTest, testing::Values(true));
+
+TEST_P(PrinterTest, SaysInWordsWhatHappened) {
     test_printer::TcpPrinter printer;
     const std::wstring port = std::to_wstring(printer.port());
     test(L"127.0.0.1", printer.port());
     EXPECT_TRUE(says(L"Success: the printer accepts connections on port " + port + L"."));
+    take(dialog_, "add");
     EXPECT_TRUE(printer.wait_for_ends(1));
     EXPECT_EQ(printer.connection(0).bytes, 0u) << "a test prints nothing";
     printer.refuse();
@@ -294,10 +303,10 @@ TEST_F(PrinterTest, SaysInWordsWhatHappened) {
     EXPECT_EQ(spooler.asked().size(), 1u) << "this computer's printers are tested from here";
 }
 
-TEST_F(PrinterTest, APrinterThatNeverAnswersBlocksNothingAndIsGivenUp) {
+TEST_P(PrinterTest, APrinterThatNeverAnswersBlocksNothingAndIsGivenUp) {
     const SilentPrinter printer;
-    const HWND dialog = test(L"127.0.0.1", printer.port());
-    EXPECT_TRUE(says(L"Connecting to port " + std::to_wstring(printer.port()) + L"."));
+    const HWND dialog = test(L"127.0.0.1", printer.port);
+    EXPECT_TRUE(says(L"Connecting to port " + std::to_wstring(printer.port) + L"."));
     EXPECT_TRUE(Desk::shows(dialog, IDC_TEST, L"S&top"));
     for (int i = 0; i < 20; ++i) EXPECT_TRUE(desk_->alive(dialog));
     EXPECT_TRUE(desk_->fill(dialog, IDC_NAME, L"typed meanwhile"));
@@ -310,16 +319,16 @@ TEST_F(PrinterTest, APrinterThatNeverAnswersBlocksNothingAndIsGivenUp) {
     ASSERT_TRUE(desk_->fill(dialog, IDC_ADDRESS, L"127.0.0.2"));  // another address: the test says nothing of it
     EXPECT_TRUE(Desk::shows(dialog, IDC_TEST_RESULT, L""));
     EXPECT_TRUE(Desk::shows(dialog, IDC_TEST, L"&Test"));
-    test(L"127.0.0.1", printer.port());
+    test(L"127.0.0.1", printer.port);
     cancel();
 }
 
 // The limit of the dialog is ten seconds; here it is a short one.
-TEST_F(PrinterTest, NoAnswerInTimeIsToldFromAllElse) {
+TEST_P(PrinterTest, NoAnswerInTimeIsToldFromAllElse) {
     const SilentPrinter printer;
     Desk desk([&](HWND window) -> BOOL {
         const tsmonui::Server here(nullptr);
-        const contract::PortConfig config = make_config(L"", L"127.0.0.1", printer.port());
+        const contract::PortConfig config = make_config(L"", L"127.0.0.1", printer.port);
         tsmonui::Probe* const probe = tsmonui::StartProbe({here, L"", config, 100, window, WM_APP, 77});
         MSG message = {};
         while (GetMessageW(&message, window, 0, 0) > 0 && message.message != WM_APP) DispatchMessageW(&message);
@@ -331,17 +340,17 @@ TEST_F(PrinterTest, NoAnswerInTimeIsToldFromAllElse) {
     EXPECT_TRUE(desk.result());
 }
 
-TEST_F(PrinterTest, AnotherServerIsAskedAndItsAnswerIsSaid) {
+TEST_P(PrinterTest, AnotherServerIsAskedAndItsAnswerIsSaid) {
     DWORD answer = ERROR_SUCCESS;
-    spooler.send = [&](const std::wstring& command, const void*) {
+    spooler.send = [&](const std::wstring& command) {
         return command == L"TSPortIsValid" ? answer : DWORD{ERROR_SUCCESS};
     };
     test(L"10.1.2.3", 9100, L"\\\\print1");
     EXPECT_TRUE(says(L"Success: the printer accepts connections from \\\\print1 on port 9100."));
     const std::vector<std::string> asked = spooler.asked();
     ASSERT_EQ(asked.size(), 3u);
-    EXPECT_EQ(asked[0], "open \\\\print1\\,XcvMonitor Tessaron TCP/IP Port 1");
-    EXPECT_EQ(asked[1], "open \\\\print1\\,XcvMonitor Tessaron TCP/IP Port 2");
+    EXPECT_EQ(asked[0], "open \\\\print1\\Tessaron TCP/IP Port 1");
+    EXPECT_EQ(asked[1], "open \\\\print1\\Tessaron TCP/IP Port 2");
     EXPECT_TEXT(spooler.sent().printer_address, L"10.1.2.3");
     EXPECT_TEXT(text_of(dialog_), L"Add Tessaron TCP/IP Port on \\\\print1");
     answer = ERROR_INVALID_FUNCTION;
@@ -350,14 +359,14 @@ TEST_F(PrinterTest, AnotherServerIsAskedAndItsAnswerIsSaid) {
     answer = RPC_S_CALL_FAILED;
     test(L"10.1.2.5", 9100);
     EXPECT_TRUE(says(L"The test could not be carried out: "));
-    EXPECT_NE(Desk::shown(dialog_, IDC_TEST_RESULT).find(L"(error 1726)"), std::wstring::npos);
+    EXPECT_NE(text_of(dialog_, IDC_TEST_RESULT).find(L"(error 1726)"), std::wstring::npos);
     cancel();
 }
 
-TEST_F(PrinterTest, AServerThatDoesNotAnswerBlocksNothing) {
+TEST_P(PrinterTest, AServerThatDoesNotAnswerBlocksNothing) {
     const HANDLE answers = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     std::atomic<int> waiting = 0;
-    spooler.send = [&](const std::wstring&, const void*) -> DWORD {
+    spooler.send = [&](const std::wstring&) -> DWORD {
         ++waiting;
         WaitForSingleObject(answers, INFINITE);
         return ERROR_SUCCESS;
@@ -377,9 +386,9 @@ TEST_F(PrinterTest, AServerThatDoesNotAnswerBlocksNothing) {
     CloseHandle(answers);
 }
 
-TEST_F(PrinterTest, AHundredDialogsLeaveNothingBehind) {
+TEST_P(PrinterTest, AHundredDialogsLeaveNothingBehind) {
     const SilentPrinter printer;
-    spooler.config = make_config(L"Office", L"127.0.0.1", printer.port());
+    spooler.config = make_config(L"Office", L"127.0.0.1", printer.port);
     constexpr int kRounds = 5;
     constexpr int kDialogs = 20;  // in a round
     const auto show = [this](int dialogs) {
@@ -391,7 +400,7 @@ TEST_F(PrinterTest, AHundredDialogsLeaveNothingBehind) {
         HWND dialog = nullptr;
         for (int i = 0; i < dialogs; ++i) {
             EXPECT_TRUE(wait_until([&] { return shown == i; }));
-            dialog = desk.front_after(dialog);
+            dialog = desk.front(dialog);
             ASSERT_NE(dialog, nullptr);
             PostMessageW(GetDlgItem(dialog, IDC_TEST), BM_CLICK, 0, 0);
             EXPECT_TRUE(Desk::begins(dialog, IDC_TEST_RESULT, L"Connecting"));

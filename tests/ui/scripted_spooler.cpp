@@ -1,11 +1,14 @@
 #include "tests/ui/scripted_spooler.h"
 
+#include <gtest/gtest.h>
+
 #include <atomic>
 #include <cstring>
-#include <iterator>
 #include <mutex>
 
 #include "tests/ui/desk.h"
+#include "winapi/spooler_sim/windows/redirect.h"
+#include "winportmon/contract/names.h"
 
 namespace ui {
 namespace {
@@ -15,88 +18,64 @@ std::mutex mutex;  // guards what follows
 std::vector<std::string> questions;
 std::vector<char> last_input;
 std::atomic<int> open_channels = 0;
-char channel;  // its address is every handle
+const std::wstring servers[] = {L"", L"\\\\print1"};  // the address of each is the monitor's handle there
+
+HANDLE monitor_on(const std::wstring& server) {
+    return const_cast<std::wstring*>(&server);
+}
 
 void note(const std::string& question) {
     const std::lock_guard guard(mutex);
     questions.push_back(question);
 }
 
-BOOL answer(DWORD error) {
-    if (error == ERROR_SUCCESS) return TRUE;
-    SetLastError(error);
-    return FALSE;
-}
-
-BOOL WINAPI open_printer(LPWSTR object, LPHANDLE handle, PRINTER_DEFAULTSW* defaults) {
-    note("open " + utf8(object) + " " + std::to_string(defaults->DesiredAccess));
-    const DWORD error = current->open ? current->open(object) : ERROR_SUCCESS;
-    if (error == ERROR_SUCCESS) {
-        *handle = &channel;
-        ++open_channels;
-    }
-    return answer(error);
-}
-
-BOOL WINAPI close_printer(HANDLE handle) {
-    if (handle == &channel) --open_channels;
+BOOL WINAPI open_channel(HANDLE monitor, PCWSTR object, ACCESS_MASK access, HANDLE*) {
+    const std::wstring& server = *static_cast<const std::wstring*>(monitor);
+    note("open " + utf8(server.empty() ? object : server + L"\\" + object) + " " + std::to_string(access));
+    ++open_channels;
+    if (current->opened) current->opened();
     return TRUE;
 }
 
-BOOL WINAPI xcv_data(HANDLE, PCWSTR command, PBYTE input, DWORD size, PBYTE output, DWORD output_size, PDWORD,
-                     PDWORD status) {
+BOOL WINAPI close_channel(HANDLE) {
+    --open_channels;
+    return TRUE;
+}
+
+DWORD WINAPI carry_out(HANDLE, PCWSTR command, PBYTE input, DWORD size, PBYTE output, DWORD output_size, PDWORD) {
     note("send " + utf8(command));
     {
         const std::lock_guard guard(mutex);
         last_input.assign(input, input + size);
     }
-    *status = current->send ? current->send(command, input) : ERROR_SUCCESS;
-    if (*status == ERROR_SUCCESS && output_size == sizeof current->config) {
+    const DWORD error = current->send ? current->send(command) : DWORD{ERROR_SUCCESS};
+    if (error == ERROR_SUCCESS && output_size == sizeof current->config) {
         std::memcpy(output, &current->config, output_size);
     }
-    return TRUE;
+    return error;
 }
 
-// As the system does: texts behind the records.
-BOOL WINAPI enum_printers(DWORD flags, LPWSTR server, DWORD, LPBYTE buffer, DWORD size, LPDWORD needed, LPDWORD count) {
-    note("printers of " + (server != nullptr ? utf8(server) : "here") + " " + std::to_string(flags));
-    const DWORD error = current->enumerate ? current->enumerate() : ERROR_SUCCESS;
-    if (error != ERROR_SUCCESS) return answer(error);
-    size_t whole = current->printers.size() * sizeof(PRINTER_INFO_2W);
-    size_t text = whole;
-    for (const Printer& printer : current->printers) {
-        whole += (printer.name.size() + printer.ports.size() + 2) * sizeof(WCHAR);
-    }
-    *needed = static_cast<DWORD>(whole);
+BOOL WINAPI list_ports(HANDLE, LPWSTR, DWORD, BYTE* buffer, DWORD size, DWORD* needed, DWORD* count) {
+    *needed = static_cast<DWORD>(current->ports.size() * sizeof(PORT_INFO_1W));
     *count = 0;
-    if (size < whole) return answer(ERROR_INSUFFICIENT_BUFFER);
-    const auto put = [&](const std::wstring& source) {
-        auto* const place = reinterpret_cast<WCHAR*>(buffer + text);
-        std::memcpy(place, source.c_str(), (source.size() + 1) * sizeof(WCHAR));
-        text += (source.size() + 1) * sizeof(WCHAR);
-        return place;
-    };
-    for (const Printer& printer : current->printers) {
-        auto& record = reinterpret_cast<PRINTER_INFO_2W*>(buffer)[(*count)++];
-        record = {};
-        record.pPrinterName = put(printer.name);
-        record.pPortName = put(printer.ports);
+    if (size < *needed) {
+        SetLastError(ERROR_INSUFFICIENT_BUFFER);
+        return FALSE;
     }
+    for (std::wstring& port : current->ports) reinterpret_cast<PORT_INFO_1W*>(buffer)[(*count)++].pName = port.data();
     return TRUE;
 }
 
-template <typename Function>
-spooler_sim::Function address_of(Function* function) {
-    return reinterpret_cast<spooler_sim::Function>(function);
+MONITOR2 make_monitor() {
+    MONITOR2 table = {};
+    table.pfnEnumPorts = list_ports;
+    table.pfnXcvOpenPort = open_channel;
+    table.pfnXcvDataPort = carry_out;
+    table.pfnXcvClosePort = close_channel;
+    return table;
 }
 
-const struct {
-    const char* name;
-    spooler_sim::Function function;
-} functions[] = {{"OpenPrinterW", address_of(open_printer)},
-                 {"ClosePrinter", address_of(close_printer)},
-                 {"XcvDataW", address_of(xcv_data)},
-                 {"EnumPrintersW", address_of(enum_printers)}};
+MONITOR2 monitor = make_monitor();
 
 }  // namespace
 
@@ -104,12 +83,17 @@ ScriptedSpooler::ScriptedSpooler(HMODULE library) : library_(library) {
     current = this;
     questions.clear();
     last_input.clear();
-    for (const auto& one : functions) before_.push_back(spooler_sim::replace_import(library, one.name, one.function));
+    spooler_sim::reset();
+    spooler_sim::add_server(servers[1]);
+    for (const std::wstring& server : servers) {
+        spooler_sim::add_monitor(contract::kMonitorName, &monitor, monitor_on(server), server);
+    }
+    EXPECT_TRUE(spooler_sim::redirect_calls_of(library));
 }
 
 ScriptedSpooler::~ScriptedSpooler() {
-    for (size_t i = 0; i < std::size(functions); ++i)
-        spooler_sim::replace_import(library_, functions[i].name, before_[i]);
+    EXPECT_TRUE(spooler_sim::restore_calls_of(library_));
+    spooler_sim::reset();
     current = nullptr;
 }
 
@@ -130,8 +114,12 @@ std::wstring ScriptedSpooler::sent_name() const {
     return last_input.empty() ? std::wstring() : reinterpret_cast<const WCHAR*>(last_input.data());
 }
 
-int ScriptedSpooler::channels() const {
+int ScriptedSpooler::channels() {
     return open_channels;
+}
+
+void ScriptedSpooler::remove_monitor() {
+    for (const std::wstring& server : servers) spooler_sim::remove_monitor(monitor_on(server));
 }
 
 contract::PortConfig make_config(const std::wstring& name, const std::wstring& address, uint32_t port) {

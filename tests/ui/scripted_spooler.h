@@ -1,22 +1,17 @@
-// A print spooler that answers the dialogs as a test wants it, put in the place of the functions that the finished
-// library imports.
+// A print spooler that answers the dialogs as a test wants it: the simulation, with a monitor on this computer and on
+// the server "\\print1" that follows the test's orders.
 #pragma once
 
 #include <functional>
 #include <string>
 #include <vector>
 
-#include "winapi/spooler_sim/windows/imports.h"
+#include "winapi/spooler_sim/spooler_sim.h"
 #include "winportmon/contract/port_config.h"
 
 namespace ui {
 
-struct Printer {
-    std::wstring name;
-    std::wstring ports;
-};
-
-// Takes the place of winspool.drv while it lives; one at a time. Its functions are called on the dialogs' threads.
+// One at a time. While it lives, the library's calls lead to the simulation.
 class ScriptedSpooler {
   public:
     explicit ScriptedSpooler(HMODULE library);
@@ -24,25 +19,26 @@ class ScriptedSpooler {
     ScriptedSpooler(const ScriptedSpooler&) = delete;
     ScriptedSpooler& operator=(const ScriptedSpooler&) = delete;
 
-    // Each gives the Windows error; what is not set succeeds.
-    std::function<DWORD(const std::wstring& object)> open;
-    std::function<DWORD(const std::wstring& command, const void* input)> send;
-    std::function<DWORD()> enumerate;
+    // The monitor's answer to a command, as a Windows error, and what happens once a channel is open; called on the
+    // dialogs' threads. What is not set succeeds.
+    std::function<DWORD(const std::wstring& command)> send;
+    std::function<void()> opened;
 
-    contract::PortConfig config = {};  // that TSGetConfigInfo gives
-    std::vector<Printer> printers;
+    contract::PortConfig config = {};               // that TSGetConfigInfo gives
+    std::vector<std::wstring> ports = {L"Office"};  // that the monitor lists
 
-    // Everything that was asked, in order: "open OBJECT ACCESS", "send COMMAND", "printers of SERVER".
+    // Everything that the monitor was asked, in order: "open [\\SERVER\]OBJECT ACCESS", "send COMMAND".
     std::vector<std::string> asked() const;
     // The record or name that the last command brought.
     contract::PortConfig sent() const;
     std::wstring sent_name() const;
     // Channels that are open now.
-    int channels() const;
+    static int channels();
+    // The monitor is gone, as if it had been uninstalled.
+    static void remove_monitor();
 
   private:
     HMODULE library_;
-    std::vector<spooler_sim::Function> before_;
 };
 
 contract::PortConfig make_config(const std::wstring& name, const std::wstring& address, uint32_t port);

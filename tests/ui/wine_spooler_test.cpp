@@ -90,7 +90,7 @@ TEST_F(WineSpooler, APortIsAddedChangedAndDeletedAsTyped) {
     for (const WORD key : {WORD{VK_ESCAPE}, WORD{VK_RETURN}}) {
         desk = configure_port(name);
         dialog = desk->front();
-        EXPECT_TEXT(text_of(GetDlgItem(dialog, IDC_ADDRESS)), L"127.0.0.1");
+        EXPECT_TEXT(text_of(dialog, IDC_ADDRESS), L"127.0.0.1");
         ASSERT_TRUE(desk->fill(dialog, IDC_ADDRESS, L"printer12.example"));
         ASSERT_TRUE(desk->fill(dialog, IDC_PORT, L"515"));
         desk->key(key);
@@ -110,7 +110,7 @@ TEST_F(WineSpooler, APortIsAddedChangedAndDeletedAsTyped) {
     EXPECT_EQ(listed_ports().size(), 1u);
 
     desk = delete_port(name);
-    EXPECT_TRUE(text_of(GetDlgItem(desk->front(), IDC_QUESTION)).ends_with(L"No printer uses it."));
+    EXPECT_TRUE(text_of(desk->front(), IDC_QUESTION).ends_with(L"No printer uses it."));
     desk->alt(L'D');
     expect_success(*desk);
     EXPECT_TRUE(listed_ports().empty());

@@ -1,5 +1,6 @@
 #include "winapi/spooler_sim/windows/redirect.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 
@@ -60,9 +61,8 @@ BOOL WINAPI sim_ImpersonatePrinterClient(HANDLE token) {
 
 // -- SPOOLSS.DLL at run time -----------------------------------------------------------------------------------------
 
-// The system's functions, kept because this program's own calls may be redirected too.
-std::atomic<Function> load_library{nullptr};
-std::atomic<Function> get_proc_address{nullptr};
+// The system's function of that name, known once a module's import of it has been redirected.
+Function system_function(const char* name);
 
 HMODULE this_program() {
     return GetModuleHandleW(nullptr);
@@ -72,7 +72,7 @@ HMODULE this_program() {
 HMODULE WINAPI sim_LoadLibraryW(LPCWSTR path) {
     const WCHAR* const slash = wcsrchr(path, W('\\'));
     if (lstrcmpiW(slash != nullptr ? slash + 1 : path, W("SPOOLSS.DLL")) == 0) return this_program();
-    return reinterpret_cast<HMODULE(WINAPI*)(LPCWSTR)>(load_library.load())(path);
+    return reinterpret_cast<HMODULE(WINAPI*)(LPCWSTR)>(system_function("LoadLibraryW"))(path);
 }
 
 FARPROC WINAPI sim_GetProcAddress(HMODULE module, LPCSTR name) {
@@ -80,51 +80,65 @@ FARPROC WINAPI sim_GetProcAddress(HMODULE module, LPCSTR name) {
         std::strcmp(name, "EnumPortsW") == 0) {
         return reinterpret_cast<FARPROC>(reinterpret_cast<Function>(sim_EnumPortsW));
     }
-    return reinterpret_cast<FARPROC(WINAPI*)(HMODULE, LPCSTR)>(get_proc_address.load())(module, name);
+    return reinterpret_cast<FARPROC(WINAPI*)(HMODULE, LPCSTR)>(system_function("GetProcAddress"))(module, name);
 }
 
 struct Redirection {
+    template <typename Target>
+    Redirection(const char* function, Target replacement)
+        : name(function), target(reinterpret_cast<Function>(replacement)) {}
+
     const char* name;
     Function target;
-    std::atomic<Function>* original;  // null: not needed
+    std::atomic<Function> original = nullptr;  // the system's
 };
 
-template <typename Target>
-Redirection redirection(const char* name, Target target, std::atomic<Function>* original = nullptr) {
-    return {name, reinterpret_cast<Function>(target), original};
+Redirection redirections[] = {
+    {"OpenPrinterW", sim_OpenPrinterW},
+    {"ClosePrinter", sim_ClosePrinter},
+    {"GetJobW", sim_GetJobW},
+    {"SetJobW", sim_SetJobW},
+    {"GetPrinterW", sim_GetPrinterW},
+    {"SetPrinterW", sim_SetPrinterW},
+    {"EnumPortsW", sim_EnumPortsW},
+    {"EnumPrintersW", sim_EnumPrintersW},
+    {"EnumMonitorsW", sim_EnumMonitorsW},
+    {"XcvDataW", sim_XcvDataW},
+    {"RevertToPrinterSelf", sim_RevertToPrinterSelf},
+    {"ImpersonatePrinterClient", sim_ImpersonatePrinterClient},
+    {"LoadLibraryW", sim_LoadLibraryW},
+    {"GetProcAddress", sim_GetProcAddress},
+};
+
+Function system_function(const char* name) {
+    return std::ranges::find_if(redirections,
+                                [name](const Redirection& one) { return std::strcmp(one.name, name) == 0; })
+        ->original;
 }
-
-const Redirection redirections[] = {
-    redirection("OpenPrinterW", sim_OpenPrinterW),
-    redirection("ClosePrinter", sim_ClosePrinter),
-    redirection("GetJobW", sim_GetJobW),
-    redirection("SetJobW", sim_SetJobW),
-    redirection("GetPrinterW", sim_GetPrinterW),
-    redirection("SetPrinterW", sim_SetPrinterW),
-    redirection("EnumPortsW", sim_EnumPortsW),
-    redirection("EnumPrintersW", sim_EnumPrintersW),
-    redirection("EnumMonitorsW", sim_EnumMonitorsW),
-    redirection("XcvDataW", sim_XcvDataW),
-    redirection("RevertToPrinterSelf", sim_RevertToPrinterSelf),
-    redirection("ImpersonatePrinterClient", sim_ImpersonatePrinterClient),
-    redirection("LoadLibraryW", sim_LoadLibraryW, &load_library),
-    redirection("GetProcAddress", sim_GetProcAddress, &get_proc_address),
-};
 
 // `slot` is where the address of a function of that name stands.
 bool redirect(const char* name, Function& slot) {
-    for (const Redirection& redirection : redirections) {
+    for (Redirection& redirection : redirections) {
         if (std::strcmp(name, redirection.name) != 0 || slot == redirection.target) continue;
-        if (redirection.original != nullptr) *redirection.original = slot;
+        redirection.original = slot;
         if (!set_import(slot, redirection.target)) return false;
     }
     return true;
+}
+
+bool restore(const char*, const char*, Function& slot) {
+    const auto found = std::ranges::find_if(redirections, [&](const Redirection& one) { return one.target == slot; });
+    return found == std::end(redirections) || set_import(slot, found->original);
 }
 
 }  // namespace
 
 bool redirect_calls_of(HMODULE module) {
     return visit_imports(module, [](const char*, const char* name, Function& slot) { return redirect(name, slot); });
+}
+
+bool restore_calls_of(HMODULE module) {
+    return visit_imports(module, restore);
 }
 
 }  // namespace spooler_sim

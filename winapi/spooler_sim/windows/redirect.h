@@ -9,5 +9,7 @@ namespace spooler_sim {
 // looks that up in SPOOLSS.DLL at run time. Other modules are unaffected. A second call is harmless; false, with
 // the last error, when the module's import table cannot be changed.
 bool redirect_calls_of(HMODULE module);
+// They lead to the system's again.
+bool restore_calls_of(HMODULE module);
 
 }  // namespace spooler_sim
