@@ -63,8 +63,8 @@ Text TitleFor(UINT id, const Server& server) {
     return server.is_this_computer() ? TableText(id) : TableText(id + 1, server.name());
 }
 
-void TellFailure(HWND owner, const Text& title, const Text& text) {
-    MessageBoxW(owner, text.c_str(), title.c_str(), MB_OK | MB_ICONERROR);
+void Tell(HWND owner, const Text& title, const Text& text, UINT icon) {
+    MessageBoxW(owner, text.c_str(), title.c_str(), MB_OK | icon);
 }
 
 Text ChannelFailure(DWORD error, const Server& server, const WCHAR* port) {

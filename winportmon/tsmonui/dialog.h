@@ -32,7 +32,7 @@ void Say(HWND dialog, int control, const Text& text);
 Text TitleFor(UINT id, const Server& server);
 
 // A message box with one button that waits for the administrator.
-void TellFailure(HWND owner, const Text& title, const Text& text);
+void Tell(HWND owner, const Text& title, const Text& text, UINT icon = MB_ICONERROR);
 
 // Why the channel could not be opened, in words. `port` is null when it was that to the monitor.
 Text ChannelFailure(DWORD error, const Server& server, const WCHAR* port);

@@ -231,13 +231,23 @@ void PortDialog::Accept() {
     SetCursor(before);
     if (error == ERROR_SUCCESS) {
         config_ = typed;
+        if (adding_) CheckKnown();
         EndDialog(window_, IDOK);
     } else if (opened) {
         Refused(error);
     } else {
-        TellFailure(window_, TitleFor(adding_ ? IDS_ADD_TITLE : IDS_CONFIGURE_TITLE, server_),
-                    ChannelFailure(error, server_, adding_ ? nullptr : typed.port_name));
+        Tell(window_, TitleFor(adding_ ? IDS_ADD_TITLE : IDS_CONFIGURE_TITLE, server_),
+             ChannelFailure(error, server_, adding_ ? nullptr : typed.port_name));
     }
+}
+
+// A spooler may keep a list of ports of its own that a new one is not in before it starts again.
+void PortDialog::CheckKnown() const {
+    Channel channel;
+    const DWORD error = channel.OpenPort(server_, config_.port_name, Channel::kEnumerate);
+    if (error != ERROR_UNKNOWN_PORT && error != ERROR_INVALID_PRINTER_NAME) return;
+    Tell(window_, TitleFor(IDS_ADD_TITLE, server_),
+         TableText(IDS_NOT_KNOWN, Text(config_.port_name), server_.InWords()), MB_ICONWARNING);
 }
 
 // The server refused; the dialog stays open with its input.
@@ -252,7 +262,7 @@ void PortDialog::Refused(DWORD error) {
     Text text = TableText(adding_ ? IDS_NOT_ADDED : IDS_NOT_CHANGED, ErrorText(error), NumberText(error));
     if (error == ERROR_ACCESS_DENIED) text = TableText(IDS_NO_ACCESS, server_.InWords());
     if (!adding_ && error == ERROR_INVALID_PARAMETER) text = TableText(IDS_NOT_STORED);
-    TellFailure(window_, TitleFor(adding_ ? IDS_ADD_TITLE : IDS_CONFIGURE_TITLE, server_), text);
+    Tell(window_, TitleFor(adding_ ? IDS_ADD_TITLE : IDS_CONFIGURE_TITLE, server_), text);
 }
 
 }  // namespace tsmonui

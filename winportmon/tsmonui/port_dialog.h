@@ -43,6 +43,7 @@ class PortDialog {
     void TestEnded();
 
     void Accept();
+    void CheckKnown() const;
     void Refused(DWORD error);
 
     const Server& server_;

@@ -16,8 +16,8 @@ bool CanShowDialogs(HWND window) {
     return window != nullptr && IsWindow(window);
 }
 
-DWORD Tell(HWND window, UINT title, const Server& server, const Text& text, DWORD error) {
-    TellFailure(window, TitleFor(title, server), text);
+DWORD TellFailure(HWND window, UINT title, const Server& server, const Text& text, DWORD error) {
+    Tell(window, TitleFor(title, server), text);
     return error;
 }
 
@@ -35,7 +35,7 @@ DWORD AddPort(const Server& server, HWND window, const WCHAR* monitor, WCHAR** a
         Channel channel;
         const DWORD error = channel.OpenMonitor(server, monitor, Channel::kAdminister);
         if (error != ERROR_SUCCESS) {
-            return Tell(window, IDS_ADD_TITLE, server, ChannelFailure(error, server, nullptr), error);
+            return TellFailure(window, IDS_ADD_TITLE, server, ChannelFailure(error, server, nullptr), error);
         }
     }
     PortDialog dialog(server, monitor);
@@ -51,7 +51,7 @@ DWORD ConfigurePort(const Server& server, HWND window, const WCHAR* port) {
         DWORD error = channel.OpenPort(server, port, Channel::kAdminister);
         if (error == ERROR_SUCCESS) error = channel.Send(contract::kGetConfigInfo, nullptr, 0, &config, sizeof config);
         if (error != ERROR_SUCCESS) {
-            return Tell(window, IDS_CONFIGURE_TITLE, server, ChannelFailure(error, server, port), error);
+            return TellFailure(window, IDS_CONFIGURE_TITLE, server, ChannelFailure(error, server, port), error);
         }
     }
     return PortDialog(server, contract::kMonitorName, config).Show(window);
@@ -61,7 +61,7 @@ DWORD DeletePort(const Server& server, HWND window, const WCHAR* port) {
     Channel channel;
     DWORD error = channel.OpenPort(server, port, Channel::kAdminister);
     if (error != ERROR_SUCCESS) {
-        return Tell(window, IDS_DELETE_TITLE, server, ChannelFailure(error, server, port), error);
+        return TellFailure(window, IDS_DELETE_TITLE, server, ChannelFailure(error, server, port), error);
     }
     channel.Close();
     error = AskToDelete(window, server, port);
@@ -74,7 +74,7 @@ DWORD DeletePort(const Server& server, HWND window, const WCHAR* port) {
     const bool gone_or_denied = error == ERROR_FILE_NOT_FOUND || error == ERROR_ACCESS_DENIED;
     const Text text = gone_or_denied ? ChannelFailure(error, server, port)
                                      : TableText(IDS_NOT_DELETED, ErrorText(error), NumberText(error));
-    return Tell(window, IDS_DELETE_TITLE, server, text, error);
+    return TellFailure(window, IDS_DELETE_TITLE, server, text, error);
 }
 
 BOOL Answer(DWORD error) {
