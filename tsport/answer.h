@@ -77,6 +77,7 @@ void import_ports(const Task& task);
 void diff_ports(const Task& task);
 void completion(const Task& task);
 
+extern const char report_help[];
 void report_logs(const Task& task);
 command_line::Options report_options(Command& command);
 

@@ -1,11 +1,10 @@
-#include "tsport/arguments.h"
+#include "tsport/verb.h"
 
 #include <algorithm>
 
 #include "tsport/answer.h"
 #include "tsport/doctor/doctor.h"
 #include "tsport/file.h"
-#include "tsport/help.h"
 #include "tsport/ports/encoding.h"
 
 namespace tsport {
@@ -56,15 +55,6 @@ std::string add_servers_of(const std::string& path, std::vector<Text>& servers) 
 
 // -- The line --------------------------------------------------------------------------------------------------------
 
-// The options of all verbs, so that one may stand before its verb. Their values are discarded in this pass.
-Options all_options(Command& nowhere) {
-    Options options = common_options(nowhere);
-    for (const Verb& verb : verbs()) {
-        for (Option& option : verb.options(nowhere)) options.push_back(std::move(option));
-    }
-    return options;
-}
-
 std::string owners_of(const std::string& option, Command& nowhere) {
     std::string owners;
     for (const Verb& verb : verbs()) {
@@ -97,18 +87,16 @@ bool take_verb(const std::string& word, Command& command, std::string& why) {
     return command.verb != nullptr;
 }
 
-bool fits_together(const Command& command, std::string& why) {
-    why = "--library goes with --store";
-    if (!command.library.empty() && command.store.empty()) return false;
+std::string misfit_of(const Command& command) {
     const bool reports = command.verb->run == report_logs;
-    why = "--csv and --json exclude each other";
-    if (command.csv && command.json && (reports || command.verb->run == list)) return false;
-    why = std::string("--server does not go with ") + command.verb->name;
-    if ((reports || command.verb->run == doctor::examine) && !command.servers.empty()) return false;
-    why = "--store does not go with report";
-    if (reports && !command.store.empty()) return false;
-    why = "--store and --server exclude each other";
-    return command.store.empty() || command.servers.empty();
+    const bool asks_spooler = !reports && command.verb->run != doctor::examine;
+    if (!command.library.empty() && command.store.empty()) return "--library goes with --store";
+    if (command.csv && command.json && (reports || command.verb->run == list))
+        return "--csv and --json exclude each other";
+    if (!command.servers.empty() && !asks_spooler)
+        return std::string("--server does not go with ") + command.verb->name;
+    if (!command.store.empty() && reports) return "--store does not go with report";
+    return command.store.empty() || command.servers.empty() ? "" : "--store and --server exclude each other";
 }
 
 }  // namespace
@@ -124,11 +112,19 @@ Options common_options(Command& command) {
     };
 }
 
+Options all_options(Command& command) {
+    Options options = common_options(command);
+    for (const Verb& verb : verbs()) {
+        for (Option& option : verb.options(command)) options.push_back(std::move(option));
+    }
+    return options;
+}
+
 bool parse_arguments(const Words& words, Arguments& arguments, std::string& why) {
     Command& command = arguments.command;
     command.json = std::any_of(words.begin(), words.end(),
                                [](const std::string& word) { return word.substr(0, word.find('=')) == "--json"; });
-    Command nowhere;
+    Command nowhere;  // the values are discarded in this pass
     const Options options = all_options(nowhere);
     ParsedLine line;
     if (!command_line::split(words, options, line, why)) return false;
@@ -154,7 +150,8 @@ bool parse_arguments(const Words& words, Arguments& arguments, std::string& why)
               (*command.verb->operands != 0 ? command.verb->operands : "no operands") + "; see tsport " +
               command.verb->name + " --help";
     }
-    return why.empty() && fits_together(command, why);
+    if (why.empty()) why = misfit_of(command);
+    return why.empty();
 }
 
 }  // namespace tsport

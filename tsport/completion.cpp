@@ -1,48 +1,38 @@
-// Scripts that complete command lines; verbs and options come from the table of verbs.
+// Completion of command lines: the script for a shell, and the words that it asks for while a line is typed.
+#include <algorithm>
+#include <sstream>
+
 #include "tsport/answer.h"
+#include "winportmon/contract/rules.h"
 
 namespace tsport {
 namespace {
 
-// @VERBS@, @COMMON@ and @CASES@ are put in below.
+using command_line::Option;
+using command_line::Words;
+
+// Behind an opening quote a word stands as it is, and bash closes the quote: what it would read there is left out.
 const char bash_script[] = R"script(# Completion of tsport for bash.
 _tsport() {
-    local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} verb= name plain i
-    local tool=${COMP_WORDS[0]} options='@COMMON@' where=() names=
+    local word=${COMP_WORDS[COMP_CWORD]} words=() found plain i
     COMPREPLY=()
     for ((i = 1; i < COMP_CWORD; ++i)); do
-        case ${COMP_WORDS[i]} in
-            --store | --library | --server | --servers)
-                plain=${COMP_WORDS[i + 1]//[\"\']/}
-                where+=("${COMP_WORDS[i]}" "${plain//\\/}")
-                ((++i)) ;;
-            --wait | --timeout) ((++i)) ;;
-            -*) ;;
-            *) [[ -n $verb ]] || verb=${COMP_WORDS[i]} ;;
-        esac
+        plain=${COMP_WORDS[i]}
+        if [[ $plain == [\"\']* ]]; then plain=${plain//[\"\']/}; else plain=${plain//\\/}; fi
+        words+=("$plain")
     done
-    case $before in
-        --store | --library | --servers) compopt -o default; return ;;
-        --server | --wait | --timeout) return ;;
-    esac
-    case $verb in
-@CASES@
-    esac
-    if [[ $word == -* ]]; then
-        mapfile -t COMPREPLY < <(compgen -W "$options" -- "$word")
-    elif [[ -z $verb || $verb == help ]]; then
-        mapfile -t COMPREPLY < <(compgen -W '@VERBS@ help' -- "$word")
-    elif [[ -n $names ]]; then
-        plain=${word#[\"\']}
-        [[ $word == "$plain" ]] && plain=${word//\\/}
-        while IFS= read -r name; do
-            name=${name%$'\r'}
-            [[ $name == "$plain"* ]] || continue
-            # Behind a quote the name stands as it is; the shell closes it.
-            [[ $word == [\"\']* ]] || name=$(printf %q "$name")
-            COMPREPLY+=("$name")
-        done < <("$tool" "${where[@]}" list --names 2>/dev/null)
-    fi
+    found=$("${COMP_WORDS[0]}" completion words -- "${words[@]}" 2>/dev/null) || compopt -o default
+    plain=${word#[\"\']}
+    [[ $word == "$plain" ]] && plain=${word//\\/}
+    while IFS= read -r i; do
+        i=${i%$'\r'}
+        [[ -n $i && $i == "$plain"* && ($i != -* || $word == -*) ]] || continue
+        case $word in
+            \'*) [[ $i == *\'* ]] || COMPREPLY+=("$i") ;;
+            \"*) [[ $i == *[\"\$\`\\!]* ]] || COMPREPLY+=("$i") ;;
+            *) COMPREPLY+=("$(printf %q "$i")") ;;
+        esac
+    done <<<"$found"
 }
 complete -F _tsport tsport tsport.exe
 )script";
@@ -50,88 +40,86 @@ complete -F _tsport tsport tsport.exe
 const char powershell_script[] = R"script(# Completion of tsport for PowerShell.
 Register-ArgumentCompleter -Native -CommandName tsport, tsport.exe -ScriptBlock {
     param($word, $line, $position)
-    $words = @($line.CommandElements | ForEach-Object { $_.ToString() })
-    $verb = $null
-    $where = @()
-    for ($i = 1; $i -lt $words.Count; $i++) {
-        if ($line.CommandElements[$i].Extent.EndOffset -ge $position) { break }
-        if ($words[$i] -in '--store', '--library', '--server', '--servers' -and $i + 1 -lt $words.Count) {
-            $where += $words[$i], $words[$i + 1].Trim("'", '"')
-            $i++
-        } elseif ($words[$i] -in '--wait', '--timeout') {
-            $i++
-        } elseif (-not $words[$i].StartsWith('-') -and -not $verb) {
-            $verb = $words[$i]
-        }
-    }
-    $options = '@COMMON@'.Split(' ')
-    $names = $false
-    switch ($verb) {
-@CASES@
-    }
+    $words = @($line.CommandElements | Where-Object { $_.Extent.EndOffset -lt $position } | ForEach-Object {
+        if ($_ -is [System.Management.Automation.Language.StringConstantExpressionAst]) { $_.Value }
+        else { $_.Extent.Text.Trim('"') }
+    })
+    $others = @($words | Select-Object -Skip 1)
     $plain = $word.Trim("'", '"')
-    if ($word.StartsWith('-')) {
-        $found = $options
-    } elseif (-not $verb -or $verb -eq 'help') {
-        $found = '@VERBS@ help'.Split(' ')
-    } elseif ($names) {
-        $found = & $words[0] @where list --names 2>$null
-    } else {
-        return
-    }
-    $found | Where-Object { $_.StartsWith($plain, 'OrdinalIgnoreCase') } | ForEach-Object {
-        $text = if ($_ -match "[^\w.:*?-]") { "'" + $_.Replace("'", "''") + "'" } else { $_ }
+    & $words[0] completion words -- @others 2>$null | Where-Object {
+        $_.StartsWith($plain, 'OrdinalIgnoreCase') -and ($word.StartsWith('-') -or -not $_.StartsWith('-'))
+    } | ForEach-Object {
+        $text = $_
+        if ($text -match "[^\w.:*?-]") {
+            $text = "'" + [System.Management.Automation.Language.CodeGeneration]::EscapeSingleQuotedStringContent($_) + "'"
+        }
         [System.Management.Automation.CompletionResult]::new($text, $_, 'ParameterValue', $_)
     }
 }
 )script";
 
-void put(std::string& script, const std::string& mark, const std::string& text) {
-    for (size_t place = 0; (place = script.find(mark, place)) != std::string::npos; place += text.size()) {
-        script.replace(place, mark.size(), text);
-    }
-}
-
-std::string names_of(const command_line::Options& options) {
-    std::string names;
-    for (const command_line::Option& option : options) names += (names.empty() ? "" : " ") + option.name;
-    return names;
-}
-
-// What differs from verb to verb: its options, and whether its operands are ports.
-std::string case_of(const Verb& verb, bool bash) {
-    Command nowhere;
-    const std::string options = names_of(verb.options(nowhere));
+bool takes_names(const Verb& verb) {
     const std::string operands = verb.operands;
-    const bool has_names = operands.find("NAME") != std::string::npos && operands.rfind("NAME HOST", 0) != 0;
-    const bool has_file = operands.starts_with("FILE") || operands.starts_with("LOG");
-    const std::string name = verb.name;
-    if (!bash) {
-        return "        '" + name + "' { $options += '" + options + "'.Split(' '); $names = $" +
-               (has_names || name == "set" ? "true" : "false") + " }\n";
+    return verb.run == set || (operands.find("NAME") != std::string::npos && !operands.starts_with("NAME HOST"));
+}
+
+// The names of the ports that `where` (--store FILE and the like) leads to, but for such as no terminal should get.
+void add_port_names(Words where, Words& found) {
+    where.insert(where.end(), {"list", "--names"});
+    std::istringstream names(run(where).out);
+    for (std::string name; std::getline(names, name);) {
+        const Text text = host::to_text(name);
+        if (std::none_of(text.begin(), text.end(), contract::IsInvisible)) found.push_back(name);
     }
-    return "        " + name + ") options+=' " + options + "'" + (has_names || name == "set" ? " names=yes" : "") +
-           (has_file ? "; compopt -o default" : "") + " ;;\n";
+}
+
+// The words that can stand behind these; not_there when it can also be a file's name.
+Status next_words(const Words& before, Words& found) {
+    Command nowhere;
+    const command_line::Options common = common_options(nowhere);
+    const command_line::Options all = all_options(nowhere);
+    const auto option_of = [](const command_line::Options& options, const std::string& word) {
+        const auto option =
+            std::find_if(options.begin(), options.end(), [&](const Option& o) { return o.name == word; });
+        return option != options.end() ? &*option : nullptr;
+    };
+    const Verb* verb = nullptr;
+    Words where;
+    for (size_t i = 0; i < before.size(); ++i) {
+        const Option* const option = option_of(all, before[i]);
+        if (option == nullptr || option->value.empty()) {
+            if (verb == nullptr) verb = find_verb(before[i]);
+        } else if (i + 1 == before.size()) {
+            return option->value == "FILE" || option->value == "PATH" || option->value == "DIR" ? not_there : done;
+        } else {
+            if (option_of(common, before[i]) != nullptr) where.insert(where.end(), {before[i], before[i + 1]});
+            ++i;
+        }
+    }
+    found = {"--help", "--version"};
+    for (const Option& option : common) found.push_back(option.name);
+    if (verb == nullptr) {
+        for (const std::string& name : verb_names()) found.push_back(name);
+        return done;
+    }
+    for (const Option& option : verb->options(nowhere)) found.push_back(option.name);
+    if (takes_names(*verb)) add_port_names(where, found);
+    const std::string operands = verb->operands;
+    return operands.starts_with("FILE") || operands.starts_with("LOG") ? not_there : done;
 }
 
 }  // namespace
 
 void completion(const Task& task) {
-    const bool bash = task.command.topic == "bash";
-    std::string script = bash ? bash_script : powershell_script;
-    Command nowhere;
-    std::string words;
-    std::string cases;
-    for (const Verb& verb : verbs()) {
-        words += (words.empty() ? "" : " ") + std::string(verb.name);
-        cases += case_of(verb, bash);
+    Reply& reply = task.reply;
+    reply.has_payload = true;
+    if (task.command.topic != "words") {
+        reply.payload = task.command.topic == "bash" ? bash_script : powershell_script;
+        return;
     }
-    cases.pop_back();
-    put(script, "@VERBS@", words);
-    put(script, "@COMMON@", names_of(common_options(nowhere)) + " --help --version");
-    put(script, "@CASES@", cases);
-    task.reply.payload = script;
-    task.reply.has_payload = true;
+    Words found;
+    reply.status = next_words(task.command.words, found);
+    for (const std::string& word : found) reply.payload += word + "\n";
 }
 
 }  // namespace tsport

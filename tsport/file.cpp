@@ -21,39 +21,43 @@ std::string cannot(const std::string& path, const char* deed, const std::string&
     return path + " cannot be " + deed + ": " + cause;
 }
 
-// False with errno.
-bool write_stream(const std::string& path, const char* mode, const std::string& contents) {
+// Why it failed; empty when it did not.
+std::string write_stream(const std::string& path, const std::string& contents) {
     errno = 0;
-    std::FILE* const stream = open_stream(path, mode);
-    if (stream == nullptr) return false;
+    std::FILE* const stream = open_stream(path, "wb");
+    if (stream == nullptr) return reason(errno);
     const bool written =
         std::fwrite(contents.data(), 1, contents.size(), stream) == contents.size() && flush_to_disk(stream);
     const int error = errno;
     const bool closed = std::fclose(stream) == 0;
-    if (!written) errno = error;
-    return written && closed;
+    return written && closed ? "" : reason(written ? errno : error);
 }
 
-// Whether the file, which exists, may be changed; false with errno.
-bool is_writable(const std::string& path) {
+// Why the file must not be replaced; empty when nothing is in the way.
+std::string replacement_fault(const std::string& path) {
     std::error_code error;
+    const fs::path place = host::path_of(path);
+    const fs::file_status status = fs::status(place, error);
+    if (!fs::exists(status)) return "";
+    // The other name would keep the old contents, and a lock by one name does not hold for the other.
+    if (fs::hard_link_count(place, error) > 1) return "it has several names (hard links); give it a single one";
     constexpr fs::perms any_write = fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write;
-    errno = EACCES;
-    if ((fs::status(host::path_of(path), error).permissions() & any_write) == fs::perms::none) return false;
+    if ((status.permissions() & any_write) == fs::perms::none) return reason(EACCES);
     std::FILE* const stream = open_stream(path, "r+b");
-    if (stream != nullptr) std::fclose(stream);
-    return stream != nullptr;
+    if (stream == nullptr) return reason(errno);
+    std::fclose(stream);
+    return "";
 }
 
-// A file with several names keeps them: it is written where it lies, once its new contents are safe in `fresh`.
-bool overwrite(const std::string& target, const std::string& contents, std::string& why) {
+std::string replace(const std::string& target, const std::string& contents) {
+    std::string cause = replacement_fault(target);
+    if (!cause.empty()) return cause;
+    const std::string fresh = target + "." + std::to_string(std::random_device()()) + ".new";
+    cause = write_stream(fresh, contents);
+    if (cause.empty() && replace_file(fresh, target, cause)) return "";
     std::error_code error;
-    if (write_stream(target, "r+b", contents))
-        fs::resize_file(host::path_of(target), contents.size(), error);
-    else
-        error = std::error_code(errno, std::generic_category());
-    why = error.message();
-    return !error;
+    fs::remove(host::path_of(fresh), error);
+    return cause;
 }
 
 }  // namespace
@@ -61,9 +65,14 @@ bool overwrite(const std::string& target, const std::string& contents, std::stri
 bool read_file(const std::string& path, std::string& contents, std::string& why) {
     errno = 0;
     contents.clear();
-    std::FILE* const stream = open_stream(path, "rb");
+    std::error_code error;
+    const bool is_folder = fs::is_directory(host::path_of(path), error);
+    std::FILE* const stream = is_file(path) ? open_stream(path, "rb") : nullptr;
     if (stream == nullptr) {
-        why = cannot(path, "read", reason(errno));
+        why = cannot(path, "read",
+                     is_folder       ? "it is a folder"
+                     : is_file(path) ? reason(errno)
+                                     : "it is no ordinary file");
         return false;
     }
     char buffer[16384];
@@ -76,33 +85,9 @@ bool read_file(const std::string& path, std::string& contents, std::string& why)
 
 bool write_file(const std::string& path, const std::string& contents, std::string& why) {
     const std::string target = behind_links(path);
-    if (!is_file(target)) {
-        if (write_stream(target, "wb", contents)) return true;
-        why = cannot(path, "written", reason(errno));
-        return false;
-    }
-    std::error_code error;
-    const bool exists = fs::exists(host::path_of(target), error);
-    if (exists && !is_writable(target)) {
-        why = cannot(path, "written", reason(errno));
-        return false;
-    }
-    const std::string fresh = target + "." + std::to_string(std::random_device()()) + ".new";
-    if (!write_stream(fresh, "wb", contents)) {
-        why = cannot(path, "written", reason(errno));
-        fs::remove(host::path_of(fresh), error);
-        return false;
-    }
-    const bool shared = exists && fs::hard_link_count(host::path_of(target), error) > 1;
-    std::string cause;
-    if (shared ? overwrite(target, contents, cause) : replace_file(fresh, target, cause)) {
-        if (shared) fs::remove(host::path_of(fresh), error);
-        return true;
-    }
-    why = cannot(path, "written", cause);
-    if (shared) why += "; what it should hold is in " + fresh;
-    if (!shared) fs::remove(host::path_of(fresh), error);
-    return false;
+    const std::string cause = is_file(target) ? replace(target, contents) : write_stream(target, contents);
+    if (!cause.empty()) why = cannot(path, "written", cause);
+    return cause.empty();
 }
 
 std::string behind_links(const std::string& path) {

@@ -8,11 +8,12 @@
 
 namespace tsport {
 
-// False with the reason, including the system's text.
+// False with the reason, including the system's text; also for what is no ordinary file: a folder, a device, a pipe.
 bool read_file(const std::string& path, std::string& contents, std::string& why);
 
 // Replaces the file completely, or leaves it as it was. A link stays a link, its target is written; owner and rights
-// stay; a read-only file is not written. A device or a pipe is written to. False with the reason.
+// stay; a read-only file, or one with several names, is not written. A device or a pipe is written to. False with the
+// reason.
 bool write_file(const std::string& path, const std::string& contents, std::string& why);
 
 // Where a chain of links leads; it need not exist.

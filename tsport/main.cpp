@@ -2,6 +2,7 @@
 #include <cstdio>
 
 #include "host/platform.h"
+#include "tsport/output.h"
 #include "tsport/run.h"
 
 int main(int count, char** arguments) {
@@ -9,7 +10,8 @@ int main(int count, char** arguments) {
     std::ios::sync_with_stdio(false);  // logs on standard input are read in blocks
     const tsport::Console console{std::cin, host::is_terminal(stderr) ? stderr : nullptr};
     const tsport::Answer answer = tsport::run(host::program_arguments(count, arguments), console);
-    std::fputs(answer.out.c_str(), stdout);
-    std::fputs(answer.err.c_str(), stderr);
+    for (const auto& [text, stream] : {std::pair{answer.out, stdout}, {answer.err, stderr}}) {
+        std::fputs((host::is_terminal(stream) ? tsport::for_terminal(text) : text).c_str(), stream);
+    }
     return std::fflush(stdout) == 0 ? answer.status : static_cast<int>(tsport::refused);
 }

@@ -13,22 +13,18 @@ bool is_high(WCHAR c) {
 bool is_low(WCHAR c) {
     return (c & 0xFC00) == 0xDC00;
 }
-bool is_control(WCHAR c) {
-    return c < 0x20 || (c >= 0x7F && c < 0xA0) || c == 0x2028 || c == 0x2029;
-}
-
-// Controls and halves of pairs as \uXXXX; those of `marked` with a backslash before them.
-std::string escaped(const Text& text, const Text& marked) {
+// Those, and halves of pairs, as \uXXXX for which `escape`(character) is true; those of `marked` with a backslash.
+template <typename Predicate>
+std::string escaped(const Text& text, const Text& marked, Predicate escape) {
     Text result;
     for (size_t i = 0; i < text.size(); ++i) {
         const WCHAR c = text[i];
         if (is_high(c) && i + 1 < text.size() && is_low(text[i + 1])) {
-            result += c;
-            result += text[++i];
-        } else if (is_control(c) || is_high(c) || is_low(c)) {
+            result += text.substr(i++, 2);
+        } else if (escape(c) || is_high(c) || is_low(c)) {
             char code[8];
             std::snprintf(code, sizeof code, "\\u%04x", static_cast<unsigned>(c));
-            for (const char* digit = code; *digit != 0; ++digit) result += static_cast<WCHAR>(*digit);
+            result += host::to_text(code);
         } else {
             if (marked.find(c) != Text::npos) result += W('\\');
             result += c;
@@ -67,12 +63,21 @@ size_t width_of(const std::string& utf8) {
 
 }  // namespace
 
+bool steers_terminal(WCHAR c) {
+    return c < 0x20 || (c >= 0x7F && c < 0xA0) || c == 0x61C || (c >= 0x200E && c <= 0x200F) ||
+           (c >= 0x2028 && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069) || c == 0xFEFF || c >= 0xFFFE;
+}
+
 std::string quoted(const Text& text) {
-    return '"' + escaped(text, W("\"\\")) + '"';
+    return '"' + escaped(text, W("\"\\"), steers_terminal) + '"';
 }
 
 std::string shown(const Text& text) {
-    return escaped(text, Text());
+    return escaped(text, Text(), steers_terminal);
+}
+
+std::string for_terminal(const std::string& utf8) {
+    return escaped(host::to_text(utf8), Text(), [](WCHAR c) { return steers_terminal(c) && c != W('\n'); });
 }
 
 std::string in_columns(const Rows& rows) {

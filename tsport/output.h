@@ -11,8 +11,12 @@ namespace tsport {
 
 // In quotes, with what cannot stand for itself escaped: a text of a ports file.
 std::string quoted(const Text& text);
-// For people: control characters of terminals are escaped.
+// Whether a terminal would obey the character: controls, and what turns the direction of writing.
+bool steers_terminal(WCHAR c);
+// For people: such characters are escaped ...
 std::string shown(const Text& text);
+// ... in a whole answer, but for the ends of its lines.
+std::string for_terminal(const std::string& utf8);
 
 // Lines of cells, each column as wide as its widest cell that another one follows.
 using Rows = std::vector<std::vector<std::string>>;

@@ -25,8 +25,12 @@ bool flush_to_disk(std::FILE* stream);
 // unchanged.
 bool replace_file(const std::string& fresh, const std::string& target, std::string& why);
 
-// The right to change a file, held by one process at a time. It is a lock on "FILE.lock" beside it, which the system
-// releases when its holder dies.
+// Why a lock was not taken, behind the file's name.
+inline constexpr char kForeignLock[] = " is in the way: it is not a lock of this program";
+
+// The right to change a file, held by one process at a time. It is a lock on "FILE.lock" beside it, an empty file that
+// the system releases when its holder dies. A link of that name, or a file with contents, is not ours: it is left
+// alone.
 class FileLock {
   public:
     FileLock() = default;

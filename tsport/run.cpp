@@ -3,9 +3,8 @@
 #include <algorithm>
 
 #include "tsport/answer.h"
-#include "tsport/arguments.h"
-#include "tsport/commands.h"
 #include "tsport/ports/check.h"
+#include "tsport/verb.h"
 #include "winportmon/contract/names.h"
 
 namespace tsport {
@@ -14,38 +13,31 @@ namespace tsport {
 
 namespace {
 
-const char* cause_of(DWORD code) {
-    switch (code) {
-        case ERROR_ACCESS_DENIED:
-            return "access";
-        case ERROR_ALREADY_EXISTS:
-            return "exists";
-        case RPC_S_SERVER_UNAVAILABLE:
-            return "no-spooler";
-        default:
-            return "refused";
-    }
-}
-
-std::string hint_for(DWORD code) {
-    if (code == ERROR_ACCESS_DENIED) return " (administrator rights are needed)";
-    if (code == ERROR_ALREADY_EXISTS) return " (the spooler has a port of that name)";
-    if (code == RPC_S_SERVER_UNAVAILABLE) return " (is the print spooler there running? net start spooler starts it)";
-    return std::string();
-}
+struct KnownError {
+    DWORD code;
+    const char* cause;  // for scripts
+    const char* hint;
+};
+constexpr KnownError known_errors[] = {
+    {ERROR_ACCESS_DENIED, "access", " (administrator rights are needed)"},
+    {ERROR_ALREADY_EXISTS, "exists", " (the spooler has a port of that name)"},
+    {RPC_S_SERVER_UNAVAILABLE, "no-spooler", " (is the print spooler there running? net start spooler starts it)"},
+};
 
 }  // namespace
 
 bool Task::report_if_error(DWORD code, const std::string& deed) const {
     if (code == ERROR_SUCCESS) return false;
+    KnownError known = {code, "refused", ""};
+    for (const KnownError& error : known_errors) known = error.code == code ? error : known;
     const char* const who =
         code == RPC_S_SERVER_UNAVAILABLE ? "the spooler does not answer the request to " : "the spooler refused to ";
-    fail(refused, who + deed + ": " + host::error_message(code) + hint_for(code), cause_of(code), code);
+    fail(refused, who + deed + ": " + host::error_message(code) + known.hint, known.cause, code);
     return true;
 }
 
 bool Task::read(const std::vector<Text>& names, std::vector<Port>& ports) const {
-    if (hosted == nullptr) return !report_if_error(read_ports(spooler, names, ports), "show the ports");
+    if (hosted == nullptr) return !report_if_error(spooler.read(names, ports), "show the ports");
     if (hosted->read(names, ports)) return true;
     fail(refused, "the library's ports cannot be read", "store");
     return false;

@@ -1,5 +1,6 @@
 #include "tsport/spooler.h"
 
+#include <algorithm>
 #include <cstdint>
 
 #include "winportmon/contract/names.h"
@@ -19,10 +20,11 @@ class Records {
     template <typename Function>
     DWORD read(Function enumerate) {
         DWORD needed = 0;
+        int tries = 8;  // the spooler's list may grow meanwhile, but not for ever
         while (!enumerate(reinterpret_cast<BYTE*>(buffer_.data()),
                           static_cast<DWORD>(buffer_.size() * sizeof buffer_[0]), &needed, &count_)) {
             const DWORD error = GetLastError();
-            if (error != ERROR_INSUFFICIENT_BUFFER) return error;
+            if (error != ERROR_INSUFFICIENT_BUFFER || tries-- == 0) return error;
             buffer_.resize(needed / sizeof buffer_[0] + 1);
         }
         return ERROR_SUCCESS;
@@ -92,30 +94,95 @@ DWORD Spooler::monitors(std::vector<Text>& names) const {
     return code;
 }
 
-DWORD Spooler::open(const Text& object, bool administrator, HANDLE& channel) const {
-    Text name = (server_.empty() ? Text() : server_ + W("\\")) + object;
-    PRINTER_DEFAULTSW defaults = {};
-    defaults.DesiredAccess = administrator ? SERVER_ACCESS_ADMINISTER : SERVER_ACCESS_ENUMERATE;
-    return OpenPrinterW(name.data(), &channel, &defaults) ? static_cast<DWORD>(ERROR_SUCCESS) : GetLastError();
-}
+struct Spooler::Message {
+    LPCWSTR command;
+    Text port;  // that the command is about; empty when that is in its input
+    bool administrator = true;
+    const void* input = nullptr;
+    size_t input_size = 0;
+    contract::PortConfig* output = nullptr;
+};
 
+// The command's code, or why it could not be passed on.
 DWORD Spooler::send(const Message& message) const {
     const bool kept = message.port.empty() && message.administrator;
     HANDLE channel = kept ? administration_ : nullptr;
     if (channel == nullptr) {
-        const Text object =
+        Text object = server_.empty() ? Text() : server_ + W("\\");
+        object +=
             message.port.empty() ? W(",XcvMonitor ") + Text(contract::kMonitorName) : W(",XcvPort ") + message.port;
-        if (const DWORD error = open(object, message.administrator, channel)) return error;
+        PRINTER_DEFAULTSW defaults = {};
+        defaults.DesiredAccess = message.administrator ? SERVER_ACCESS_ADMINISTER : SERVER_ACCESS_ENUMERATE;
+        if (!OpenPrinterW(object.data(), &channel, &defaults)) return GetLastError();
         if (kept) administration_ = channel;
     }
     DWORD needed = 0;
     DWORD status = ERROR_SUCCESS;
-    const BOOL passed_on =
-        XcvDataW(channel, message.command, static_cast<BYTE*>(const_cast<void*>(message.input)), message.input_size,
-                 static_cast<BYTE*>(message.output), message.output_size, &needed, &status);
+    const BOOL passed_on = XcvDataW(channel, message.command, static_cast<BYTE*>(const_cast<void*>(message.input)),
+                                    static_cast<DWORD>(message.input_size), reinterpret_cast<BYTE*>(message.output),
+                                    message.output != nullptr ? sizeof *message.output : 0, &needed, &status);
     const DWORD code = passed_on ? status : GetLastError();
     if (!kept) ClosePrinter(channel);
     return code;
+}
+
+DWORD Spooler::port_names(std::vector<Text>& names) const {
+    std::vector<SpoolerPort> all;
+    const DWORD code = ports(all);
+    for (const SpoolerPort& port : all) {
+        if (same_name(port.monitor, contract::kMonitorName)) names.push_back(port.name);
+    }
+    return code;
+}
+
+DWORD Spooler::read(const Text& name, Port& port) const {
+    contract::PortConfig config = {};
+    const DWORD code = send({contract::kGetConfigInfo, name, true, nullptr, 0, &config});
+    if (code == ERROR_SUCCESS) port = from_config(config);
+    return code;
+}
+
+DWORD Spooler::read(const std::vector<Text>& names, std::vector<Port>& ports) const {
+    for (const Text& name : names) {
+        Port port;
+        const DWORD code = read(name, port);
+        if (code == ERROR_SUCCESS) {
+            ports.push_back(port);
+            continue;
+        }
+        std::vector<Text> now;
+        const DWORD listed = port_names(now);
+        const bool gone = listed == ERROR_SUCCESS && std::find(now.begin(), now.end(), name) == now.end();
+        if (!gone) return code;
+    }
+    return ERROR_SUCCESS;
+}
+
+DWORD Spooler::add(const Port& port) const {
+    const contract::PortConfig config = to_config(port);
+    return send({contract::kAddPort, {}, true, &config, sizeof config});
+}
+
+DWORD Spooler::set(const Port& port) const {
+    const contract::PortConfig config = to_config(port);
+    return send({contract::kConfigPort, {}, true, &config, sizeof config});
+}
+
+DWORD Spooler::remove(const Text& name) const {
+    return send({contract::kDeletePort, {}, true, name.c_str(), (name.size() + 1) * sizeof(WCHAR)});
+}
+
+DWORD Spooler::ask_whether_exists(const Text& name, bool& exists) const {
+    const DWORD code = send({contract::kPortExists, {}, false, name.c_str(), (name.size() + 1) * sizeof(WCHAR)});
+    exists = code == ERROR_ALREADY_EXISTS;
+    return exists ? static_cast<DWORD>(ERROR_SUCCESS) : code;
+}
+
+DWORD Spooler::ask_whether_reachable(const Port& port, bool& reachable) const {
+    const contract::PortConfig config = to_config(port);
+    const DWORD code = send({contract::kPortIsValid, {}, false, &config, sizeof config});
+    reachable = code == ERROR_SUCCESS;
+    return code == ERROR_INVALID_FUNCTION ? static_cast<DWORD>(ERROR_SUCCESS) : code;
 }
 
 }  // namespace tsport

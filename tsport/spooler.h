@@ -1,5 +1,5 @@
 // What the print spooler of this machine, or of another server, tells about its ports, queues and monitors, and the
-// configuration channel of the port monitor there.
+// commands of the port monitor there. All return a Win32 code.
 #pragma once
 
 #include <vector>
@@ -29,25 +29,27 @@ class Spooler {
 
     const Text& server() const { return server_; }
 
-    // The ports of all monitors, the queues, the names of the monitors. The Win32 code.
+    // The ports of all monitors, the queues, the names of the monitors.
     DWORD ports(std::vector<SpoolerPort>& ports) const;
     DWORD queues(std::vector<Queue>& queues) const;
     DWORD monitors(std::vector<Text>& names) const;
 
-    struct Message {
-        LPCWSTR command;
-        Text port;  // that the command is about; empty when that is in its input
-        bool administrator = true;
-        const void* input = nullptr;
-        DWORD input_size = 0;
-        void* output = nullptr;
-        DWORD output_size = 0;
-    };
-    // The command's Win32 code, or why it could not be passed on.
-    DWORD send(const Message& message) const;
+    // The names of the monitor's ports, in its order.
+    DWORD port_names(std::vector<Text>& names) const;
+    DWORD read(const Text& name, Port& port) const;
+    // These ports, in that order; a port that was deleted meanwhile is left out.
+    DWORD read(const std::vector<Text>& names, std::vector<Port>& ports) const;
+    DWORD add(const Port& port) const;
+    DWORD set(const Port& port) const;
+    DWORD remove(const Text& name) const;
+    // Whether any monitor of the spooler has a port of that name.
+    DWORD ask_whether_exists(const Text& name, bool& exists) const;
+    // Whether the printer accepts a connection from the server.
+    DWORD ask_whether_reachable(const Port& port, bool& reachable) const;
 
   private:
-    DWORD open(const Text& object, bool administrator, HANDLE& channel) const;
+    struct Message;
+    DWORD send(const Message& message) const;
 
     const Text server_;
     mutable HANDLE administration_ = nullptr;  // the channel for changes, open from the first one on

@@ -29,7 +29,8 @@ struct Command {
     Port port;
     bool number_given = false;
     std::string file;
-    std::string topic;  // of help, of completion
+    std::string topic;          // of completion
+    command_line::Words words;  // typed so far, for completion
 
     bool all = false;
     bool csv = false;
@@ -50,19 +51,32 @@ struct Verb {
     const char* name;
     const char* operands;  // as the list of verbs shows them
     const char* summary;
-    const char* help;  // the complete text of its --help
     Needs needs;
     // Takes the operands; what is wrong with them, or nothing. "operands" stands for their number or kind.
     std::string (*take)(const command_line::Words& operands, Command& command);
     command_line::Options (*options)(Command& command);  // its own, beside those of all verbs
     void (*run)(const Task& task);
+    const char* help;  // the complete text of its --help
 };
 
 const std::vector<Verb>& verbs();
 const Verb* find_verb(const std::string& name);
 // Of all verbs: --json, --store, --server ...
 command_line::Options common_options(Command& command);
+// Those and every verb's, so that one may stand before its verb.
+command_line::Options all_options(Command& command);
 // "export" and its like, whatever it takes.
 command_line::Words verb_names();
+// What --help prints without a verb.
+std::string general_help();
+
+// The parsed line.
+struct Arguments {
+    Command command;
+    std::string text;  // to be printed, and nothing else done: a help or the version
+};
+// False with the reason when the line cannot be understood or a port cannot have what it names; `command.json` is right
+// even then.
+bool parse_arguments(const command_line::Words& words, Arguments& arguments, std::string& why);
 
 }  // namespace tsport

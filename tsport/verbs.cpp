@@ -3,7 +3,7 @@
 
 #include "tsport/answer.h"
 #include "tsport/doctor/doctor.h"
-#include "tsport/help.h"
+#include "tsport/output.h"
 
 namespace tsport {
 namespace {
@@ -12,8 +12,6 @@ using command_line::flag;
 using command_line::number;
 using command_line::Options;
 using command_line::Words;
-
-const char wrong_operands[] = "operands";
 
 // -- Operands --------------------------------------------------------------------------------------------------------
 // Each returns what is wrong, or nothing.
@@ -46,11 +44,11 @@ std::string take_printer(const std::string& host, const std::string* port, Comma
 }
 
 std::string no_operands(const Words& words, Command&) {
-    return words.empty() ? "" : wrong_operands;
+    return words.empty() ? "" : "operands";
 }
 
 std::string one_name(const Words& words, Command& command) {
-    return words.size() == 1 ? take_name(words[0], command.port.name) : wrong_operands;
+    return words.size() == 1 ? take_name(words[0], command.port.name) : "operands";
 }
 
 std::string any_names(const Words& words, Command& command) {
@@ -58,11 +56,11 @@ std::string any_names(const Words& words, Command& command) {
 }
 
 std::string some_names(const Words& words, Command& command) {
-    return words.empty() ? wrong_operands : take_names(words, 0, command);
+    return words.empty() ? "operands" : take_names(words, 0, command);
 }
 
 std::string port_and_printer(const Words& words, Command& command) {
-    if (words.size() < 2 || words.size() > 3) return wrong_operands;
+    if (words.size() < 2 || words.size() > 3) return "operands";
     const std::string why = take_name(words[0], command.port.name);
     return why.empty() ? take_printer(words[1], words.size() == 3 ? &words[2] : nullptr, command) : why;
 }
@@ -81,90 +79,208 @@ std::string names_or_printer(const Words& words, Command& command) {
 }
 
 std::string one_file(const Words& words, Command& command) {
-    if (words.size() != 1) return wrong_operands;
+    if (words.size() != 1) return "operands";
     command.file = words[0];
     return words[0].empty() ? "the file's name is empty" : "";
 }
 
 std::string file_and_names(const Words& words, Command& command) {
-    if (words.empty()) return wrong_operands;
+    if (words.empty()) return "operands";
     command.file = words[0];
     return words[0].empty() ? "the file's name is empty" : take_names(words, 1, command);
 }
 
 std::string some_logs(const Words& words, Command& command) {
     command.report.logs = words;
-    return words.empty() ? wrong_operands : "";
+    return words.empty() ? "operands" : "";
 }
 
+// Or "words -- WORD...", by which the scripts ask what can stand behind these.
 std::string one_shell(const Words& words, Command& command) {
-    if (words.size() != 1) return wrong_operands;
+    if (words.empty() || (words.size() > 1 && words[0] != "words")) return "operands";
     command.topic = words[0];
-    return words[0] == "bash" || words[0] == "powershell" ? "" : "there is completion for bash and for powershell";
+    command.words.assign(words.begin() + 1, words.end());
+    const bool known = words[0] == "bash" || words[0] == "powershell" || words[0] == "words";
+    return known ? "" : "there is completion for bash and for powershell";
 }
 
-// -- Options ---------------------------------------------------------------------------------------------------------
+// -- The table -------------------------------------------------------------------------------------------------------
 
 Options no_options(Command&) {
     return {};
 }
 
-Options list_options(Command& command) {
-    return {flag("--names", command.names_only), flag("--csv", command.csv)};
-}
-
-Options delete_options(Command& command) {
-    return {flag("--force", command.force), flag("--dry-run", command.dry_run)};
-}
-
-Options test_options(Command& command) {
-    return {flag("--all", command.all), number("--timeout", 1, 600, command.timeout_seconds)};
-}
-
-Options export_options(Command& command) {
-    return {flag("--csv", command.csv), flag("--force", command.force)};
-}
-
-Options import_options(Command& command) {
-    return {flag("--csv", command.csv), flag("--dry-run", command.dry_run)};
-}
-
-Options diff_options(Command& command) {
-    return {flag("--csv", command.csv)};
-}
-
-// -- The table -------------------------------------------------------------------------------------------------------
-
 // clang-format off
 const std::vector<Verb> table = {
-    {"list", "[NAME...]", "all ports, or these",
-     list_help, Needs::reading, any_names, list_options, list},
+    {"list", "[NAME...]", "all ports, or these", Needs::reading, any_names,
+     [](Command& command) { return Options{flag("--names", command.names_only), flag("--csv", command.csv)}; },
+     list, R"(usage: tsport list [NAME...] [--names | --csv | --json]
+
+The ports of this monitor, in its order, with their printers and the queues that print to them. NAME may hold
+wildcards. --names prints the names alone, one in each line.
+
+examples:
+  tsport list
+  tsport list "Room 1*" --json
+  tsport list --servers servers.txt
+  tsport list --store ports.txt
+)"},
     {"show", "NAME", "one port",
-     show_help, Needs::reading, one_name, no_options, show},
+     Needs::reading, one_name, no_options, show, R"(usage: tsport show NAME [--json]
+
+Shows one port. Exit status 1 when there is no port of that name.
+
+examples:
+  tsport show Office
+  tsport show "Room 12" --json
+)"},
     {"add", "NAME HOST [PORT]", "a new port; PORT is 9100 if omitted",
-     add_help, Needs::changing, new_port, no_options, add},
+     Needs::changing, new_port, no_options, add, R"(usage: tsport add NAME HOST [PORT]
+
+Adds a port to the printer at HOST, a name or a numeric address. PORT is its TCP port, 9100 if omitted. Refused when the
+spooler already has a port of that name, and for a name with a comma: Windows separates the ports of a printer by commas.
+
+examples:
+  tsport add Office 192.168.1.20
+  tsport add "Room 12" printer12.example 9101
+  tsport add Lab 2001:db8::20
+)"},
     {"set", "NAME HOST [PORT]", "another printer for a port; PORT is kept if omitted",
-     set_help, Needs::changing, port_and_printer, no_options, set},
-    {"delete", "NAME...", "removes ports",
-     delete_help, Needs::changing, some_names, delete_options, remove},
-    {"test", "NAME... | HOST PORT | --all", "whether printers accept connections",
-     test_help, Needs::reading, names_or_printer, test_options, test},
+     Needs::changing, port_and_printer, no_options, set, R"(usage: tsport set NAME HOST [PORT]
+
+Changes the printer of a port, from its next document on. PORT is kept if omitted. Exit status 1 when there is no port of
+that name.
+
+examples:
+  tsport set Office 192.168.1.21
+  tsport set Office 192.168.1.21 9101
+)"},
+    {"delete", "NAME...", "removes ports", Needs::changing, some_names,
+     [](Command& command) { return Options{flag("--force", command.force), flag("--dry-run", command.dry_run)}; },
+     remove, R"(usage: tsport delete NAME... [--force] [--dry-run]
+
+Removes ports; a document on its way to the printer is still finished. NAME may hold wildcards. Nothing is removed when
+one of the names is unknown (exit status 1), or when a queue prints to one of the ports (3), unless --force is given.
+--dry-run only shows what would be removed.
+
+examples:
+  tsport delete Office
+  tsport delete "Room 1*" --dry-run
+)"},
+    {"test", "NAME... | HOST PORT | --all", "whether printers accept connections", Needs::reading, names_or_printer,
+     [](Command& command) { return Options{flag("--all", command.all), number("--timeout", 1, 600, command.timeout_seconds)}; },
+     test, R"(usage: tsport test NAME... [--timeout SECONDS]
+       tsport test --all [--timeout SECONDS]
+       tsport test HOST PORT [--timeout SECONDS]
+
+Connects to the printers of ports, or to any other, and closes the connections again without sending anything. Says for
+each whether it accepts connections, refuses them, does not answer within SECONDS (default 5), or has a name that cannot
+be resolved here; and, for a name with several addresses, whether documents wait for one that does not answer first. Exit
+status 0 when all accepted the connection, otherwise 1. With --server that server tries it itself, with its own time
+limit, and says only whether it succeeded.
+
+examples:
+  tsport test Office
+  tsport test --all --timeout 2
+  tsport test 192.168.1.20 9100
+)"},
     {"exists", "NAME", "whether the spooler has a port of that name, of whatever kind",
-     exists_help, Needs::reading, one_name, no_options, exists},
-    {"export", "FILE [NAME...]", "writes ports into a file",
-     export_help, Needs::reading, file_and_names, export_options, export_ports},
-    {"import", "FILE", "adds and changes ports as the file says",
-     import_help, Needs::changing, one_file, import_options, import_ports},
-    {"diff", "FILE", "how the ports differ from the file",
-     diff_help, Needs::reading, one_file, diff_options, diff_ports},
+     Needs::reading, one_name, no_options, exists, R"(usage: tsport exists NAME
+
+Tells whether any monitor of the spooler has a port of that name. Exit status 0 when one has, 1 when not.
+
+examples:
+  tsport exists Office
+  tsport exists LPT1:
+)"},
+    {"export", "FILE [NAME...]", "writes ports into a file", Needs::reading, file_and_names,
+     [](Command& command) { return Options{flag("--csv", command.csv), flag("--force", command.force)}; },
+     export_ports, R"(usage: tsport export FILE [NAME...] [--csv] [--force]
+
+Writes ports, all when no NAME is given, into a text file, one line per port: name, address, TCP port. "-" means
+standard output. A file whose name ends in .csv, and every file with --csv, gets comma-separated values instead, with the
+columns name, address and port. An existing file of ports keeps its comments, its order and its encoding; any other
+existing file is only replaced with --force.
+
+examples:
+  tsport export ports.txt
+  tsport export ports.csv "Room 1*"
+  tsport export -
+)"},
+    {"import", "FILE", "adds and changes ports as the file says", Needs::changing, one_file,
+     [](Command& command) { return Options{flag("--csv", command.csv), flag("--dry-run", command.dry_run)}; },
+     import_ports, R"(usage: tsport import FILE [--csv] [--dry-run]
+
+Adds the ports of the file that do not exist, changes those with another printer, and leaves all others alone. Nothing is
+done when any line of the file is wrong, or when a name belongs to a port of another kind. --dry-run only shows what
+would be done. "-" is standard input.
+
+A line of the file is a name, an address and a TCP port. A text with blanks is written in quotes, where \" \\ \t \n \r
+and \uXXXX are escapes. A # begins a comment. UTF-8 and, with a mark, UTF-16 are read. A file whose name
+ends in .csv, and every file with --csv, is read as comma-separated values; its first line names the columns name,
+address and port.
+
+examples:
+  tsport import ports.txt --dry-run
+  tsport import ports.csv
+  tsport export - --server \\OLD | tsport import - --server \\NEW
+)"},
+    {"diff", "FILE", "how the ports differ from the file", Needs::reading, one_file,
+     [](Command& command) { return Options{flag("--csv", command.csv)}; },
+     diff_ports, R"(usage: tsport diff FILE [--csv]
+
+Shows how the ports differ from the file. Exit status 0 when they do not, 1 when they do.
+
+examples:
+  tsport diff ports.txt
+  tsport diff ports.txt --json
+)"},
     {"doctor", "", "why documents are not printed: checks everything that printing depends on",
-     doctor_help, Needs::nothing, no_operands, doctor::options, doctor::examine},
+     Needs::nothing, no_operands, doctor::options, doctor::examine, doctor_help},
     {"report", "LOG...", "what became of the documents, from the monitor's logs",
-     report_help, Needs::nothing, some_logs, report_options, report_logs},
+     Needs::nothing, some_logs, report_options, report_logs, report_help},
     {"completion", "bash | powershell", "a script that completes command lines",
-     completion_help, Needs::nothing, one_shell, no_options, completion},
+     Needs::nothing, one_shell, no_options, completion, R"(usage: tsport completion bash
+       tsport completion powershell
+
+Prints a script that lets the shell complete verbs, options and the names of ports.
+
+examples:
+  tsport completion bash > ~/.local/share/bash-completion/completions/tsport
+  tsport completion powershell | Out-String | Invoke-Expression
+)"},
 };
 // clang-format on
+
+const char introduction[] =
+    R"(tsport - manages "Tessaron TCP/IP Port" ports of this print server, and of others
+
+usage: tsport [options] VERB ...
+
+)";
+
+const char options_and_statuses[] = R"(
+options:
+  --server \\NAME          asks that print server instead of this one; may be given several times
+  --servers FILE           asks the servers that the file names, one in each line
+  --store FILE             works on the ports in FILE (as export writes it) instead, with a monitor loaded into this
+                           program
+  --library PATH           the monitor for --store (default: beside this program or in the folder above)
+  --wait SECONDS           how long to wait for another process that is changing the store (default 10)
+  --json                   answers for scripts, errors too
+  --version                the version
+  -h, --help, /?           this text; after a verb, more about it
+  --                       ends the options
+
+Several servers are asked at once and answer in one table, with a row for each one that cannot be reached. NAME may
+hold the wildcards * and ? where several ports can be named. Names have at most 64 characters and no backslash, addresses at most
+128; letter case does not count in names. All verbs but test HOST PORT, exists and completion need an administrator.
+
+Exit status: 0 done, 1 the port is not there or the printer not reachable, 2 wrong command line or file, 3 refused, or
+a server or the store cannot be used. With --json an error is one object on standard output:
+  {"error": "the text", "code": the Win32 code or 0, "cause": "usage|file|no-port|in-use|exists|access|no-spooler|
+  not-installed|store|refused"}
+)";
 
 }  // namespace
 
@@ -182,6 +298,15 @@ Words verb_names() {
     Words names = {"help"};
     for (const Verb& verb : verbs()) names.emplace_back(verb.name);
     return names;
+}
+
+std::string general_help() {
+    Rows rows;
+    rows.push_back({"  help VERB", "more about a verb"});
+    for (const Verb& verb : verbs()) {
+        rows.push_back({std::string("  ") + verb.name + " " + verb.operands, verb.summary});
+    }
+    return introduction + in_columns(rows) + options_and_statuses;
 }
 
 }  // namespace tsport

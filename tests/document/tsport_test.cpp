@@ -1,12 +1,13 @@
 // The administrators' command line: what it answers (tsport.txt, and the examples of README.md), and what a text cannot
 // show. Its library is a hosted one, over a file of ports or as the monitor of simulated servers.
+#include <optional>
+#include <regex>
 #include <thread>
 
-#include "tests/support/child_process.h"
 #include "tests/support/platform.h"
 #include "tests/support/print_server.h"
 #include "tsport/file.h"
-#include "tsport/ports/store.h"
+#include "tsport/ports/hosted.h"
 #include "tsport/run.h"
 
 namespace test {
@@ -27,60 +28,31 @@ struct Part {
     std::vector<Step> steps;
 };
 
-// A file of the sources, which lie on a drive of their own for programs that see Windows.
-std::string source_file(const std::string& name) {
-    std::string path = std::string(TEST_FOLDER) + "/" + name;
-    if (!fs::exists(path_of(path))) path.erase(0, 2);
-    return read_file(path_of(path));
-}
-
-std::string unescaped(const std::string& text) {
-    std::string result;
-    for (size_t i = 0; i < text.size(); ++i) {
-        if (text[i] != '\\' || i + 1 == text.size()) {
-            result += text[i];
-        } else if (text[++i] == 'x') {
-            result += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16));
-            i += 2;
-        } else {
-            const std::string names = "rt\\\"";
-            const size_t index = names.find(text[i]);
-            result += index != std::string::npos ? std::string("\r\t\\\"").substr(index, 1) : "\\" + text.substr(i, 1);
+std::string unescaped(std::string text) {
+    const std::string names = "rt\\\"x";
+    for (size_t i = 0; (i = text.find('\\', i)) != std::string::npos && i + 1 < text.size(); ++i) {
+        const size_t index = names.find(text[i + 1]);
+        if (index == names.size() - 1) {
+            text.replace(i, 4, 1, static_cast<char>(std::stoi(text.substr(i + 2, 2), nullptr, 16)));
+        } else if (index != std::string::npos) {
+            text.replace(i, 2, 1, "\r\t\\\""[index]);
         }
     }
-    return result;
+    return text;
 }
 
 Lines words_of(const std::string& line) {
     Lines words;
-    for (size_t i = 0; i < line.size();) {
-        const size_t begin = i;
-        if (line[i] == '"') {
-            for (++i; line[i] != '"'; ++i) i += line[i] == '\\' ? 1 : 0;
-            words.push_back(unescaped(line.substr(begin + 1, i - begin - 1)));
-            ++i;
-        } else {
-            i = std::min(line.find(' ', i), line.size());
-            words.push_back(line.substr(begin, i - begin));
-        }
-        i = std::min(line.find_first_not_of(' ', i), line.size());
+    const std::regex word(R"re("((\\.|[^"])*)"|[^ ]+)re");
+    for (std::sregex_iterator at(line.begin(), line.end(), word), end; at != end; ++at) {
+        words.push_back((*at)[1].matched ? unescaped((*at)[1]) : at->str());
     }
     return words;
 }
 
-void replace_all(std::string& text, const std::string& mark, const std::string& value) {
-    for (size_t at = 0; (at = text.find(mark, at)) != std::string::npos; at += value.size()) {
-        text.replace(at, mark.size(), value);
-    }
-}
-
 // "error 5, Access is denied (...": what stands between number and parenthesis is the system's, and differs.
 std::string without_system_text(const std::string& line) {
-    const size_t error = line.find(": error ");
-    const size_t comma = line.find(',', error);
-    const size_t end = line.find(" (", comma);
-    if (error == std::string::npos || comma == std::string::npos || end == std::string::npos) return line;
-    return line.substr(0, comma) + line.substr(end);
+    return std::regex_replace(line, std::regex("(: error [0-9]+),.*? \\("), "$1 (");
 }
 
 std::vector<Part> parse_script(const std::string& text) {
@@ -89,22 +61,22 @@ std::vector<Part> parse_script(const std::string& text) {
     size_t number = 0;
     for (std::string line; std::getline(lines, line);) {
         ++number;
-        if (line.rfind("== ", 0) == 0) parts.push_back({line.substr(3), {}});
-        if (parts.empty() || line.empty() || line.rfind("== ", 0) == 0) continue;
-        auto& steps = parts.back().steps;
-        if (line.rfind("$ ", 0) == 0) {
-            steps.push_back({number, words_of(line.substr(2)), "", {}, 0});
-        } else if (line.rfind("| ", 0) == 0) {
-            const bool ended = line.size() < 2 || line.substr(line.size() - 2) != "\\c";
-            if (!ended) line.resize(line.size() - 2);
-            steps.back().input += unescaped(line.substr(2)) + (ended ? "\n" : "");
+        if (line.starts_with("== ")) {
+            parts.push_back({line.substr(3), {}});
+        } else if (parts.empty() || line.empty()) {
+            continue;
+        } else if (line.starts_with("$ ")) {
+            parts.back().steps.push_back({number, words_of(line.substr(2)), "", {}, 0});
+        } else if (Step& step = parts.back().steps.back(); line.starts_with("| ")) {
+            step.input += unescaped(line.substr(2)) + "\n";
+            if (step.input.ends_with("\\c\n")) step.input.resize(step.input.size() - 3);
         } else if (line == "[usage]") {
-            steps.back().output.push_back("Try tsport --help.");
-            steps.back().status = tsport::bad_usage;
-        } else if (line.front() == '[' && line.back() == ']' && line.size() == 3) {
-            steps.back().status = line[1] - '0';
+            step.output.push_back("Try tsport --help.");
+            step.status = tsport::bad_usage;
+        } else if (line.size() == 3 && line.front() == '[' && line.back() == ']') {
+            step.status = line[1] - '0';
         } else {
-            steps.back().output.push_back(line);
+            step.output.push_back(line);
         }
     }
     return parts;
@@ -139,12 +111,17 @@ class Tsport : public testing::Test {
         return tsport::run(arguments, {stream});
     }
 
+    // A file of the sources, which lie on a drive of their own for programs that see Windows.
+    std::string source_file(const std::string& name) const {
+        std::string path = std::string(TEST_FOLDER) + "/" + name;
+        if (!fs::exists(path_of(path))) path.erase(0, 2);
+        std::string text =
+            std::regex_replace(read_file(path_of(path)), std::regex("<printer>"), std::to_string(printer_.port()));
+        return std::regex_replace(text, std::regex("<closed>"), std::to_string(closed_.port()));
+    }
+
     // Every line of an answer against one that is expected.
-    void expect_lines(Lines expected, const Lines& lines) const {
-        for (std::string& line : expected) {
-            replace_all(line, "<printer>", std::to_string(printer_.port()));
-            replace_all(line, "<closed>", std::to_string(closed_.port()));
-        }
+    static void expect_lines(const Lines& expected, const Lines& lines) {
         bool same = expected.size() == lines.size();
         for (size_t i = 0; same && i < lines.size(); ++i) {
             same = expected[i].rfind("~ ", 0) == 0 ? lines[i].find(expected[i].substr(2)) != std::string::npos
@@ -155,11 +132,7 @@ class Tsport : public testing::Test {
     }
 
     void take(const Step& step, bool with_store, bool with_status = true) const {
-        Lines words = step.words;
-        for (std::string& word : words) {
-            replace_all(word, "<printer>", std::to_string(printer_.port()));
-            replace_all(word, "<closed>", std::to_string(closed_.port()));
-        }
+        const Lines& words = step.words;
         SCOPED_TRACE("line " + std::to_string(step.line) + ": " + testing::PrintToString(words));
         if (words[0] == "write") {
             ASSERT_TRUE(write_file(path_of(words[1]), step.input));
@@ -176,21 +149,17 @@ class Tsport : public testing::Test {
     }
 
     // A monitor of its own, with these ports.
-    struct Server {
-        tsport::Store store;
-        host::MonitorHost monitor;
-    };
+    using Server = std::pair<tsport::Store, host::MonitorHost>;
     void add_server(const Text& name, const std::vector<tsport::Port>& ports) {
-        auto server = std::make_unique<Server>();
+        auto& [store, monitor] = *servers_.emplace_back(std::make_unique<Server>());
         host::MonitorHost::Options options;
         std::string why;
         options.library = host::executable_folder() + "/" + host::monitor_file_name();
-        options.hive = server->store.hive();
-        options.registry_path = server->store.path();
+        options.hive = store.hive();
+        options.registry_path = store.path();
         options.simulated_server = name;
         spooler_sim::add_server(name);
-        ASSERT_TRUE(server->store.write(ports) && server->monitor.load(options, why)) << why;
-        servers_.push_back(std::move(server));
+        ASSERT_TRUE(store.write(ports) && monitor.load(options, why)) << why;
     }
     void add_servers() {
         add_server(W("\\\\FRONT"), {{W("Office"), W("10.0.0.1"), 9100}, {W("Hall"), W("10.0.0.2"), 9100}});
@@ -217,8 +186,10 @@ TEST_F(Tsport, AnswersAsWritten) {
         const bool with_servers = part.title.find("(servers)") != std::string::npos;
         for (const fs::directory_entry& entry : fs::directory_iterator(".")) fs::remove_all(entry.path());
         spooler_sim::reset();
+        clear_registry();
         if (with_servers) add_servers();
         if (part.title.find("IP_1") != std::string::npos) spooler_sim::add_foreign_port(W("IP_1"));
+        if (part.title.starts_with("a print server")) host::store_install_path(W("C:\\service"));
         spooler_sim::set_administrator(part.title.rfind("no administrator", 0) != 0);
         for (const Step& step : part.steps) take(step, !with_servers);
         servers_.clear();
@@ -258,10 +229,7 @@ TEST_F(Tsport, EveryVerbHasItsHelp) {
 
 // What a terminal would obey is escaped, and what is no text becomes U+FFFD; a parser reads the same from it.
 TEST(Json, TextsOfAnyKind) {
-    const struct {
-        const char* text;
-        const char* json;
-    } rows[] = {
+    const std::pair<const char*, std::string> rows[] = {
         {"a, b: \"c\" \\", R"("a, b: \"c\" \\")"},
         {"\x1B[2J\t", R"("\u001B[2J\t")"},
         {"\xC3\xBC\xE6\x97\xA5", "\"\xC3\xBC\xE6\x97\xA5\""},
@@ -269,53 +237,24 @@ TEST(Json, TextsOfAnyKind) {
         {"\xF0\x9F\x96\xA8\xE2\x80\xA8", R"("\uD83D\uDDA8\u2028")"},
         {"\xC3(", "\"\xEF\xBF\xBD(\""},
     };
-    for (const auto& row : rows) {
-        const std::string json = tsport::json_line([&](tsport::JsonWriter& writer) {
-            writer.member("text", row.text);
+    for (const auto& [text, expected] : rows) {
+        const std::string json = tsport::json_line([&text = text](tsport::JsonWriter& writer) {
+            writer.member("text", text);
             writer.member("none", std::optional<std::uint32_t>());
         });
-        EXPECT_EQ(json, "{\"text\": " + std::string(row.json) + ", \"none\": null}\n");
+        EXPECT_EQ(json, "{\"text\": " + expected + ", \"none\": null}\n");
     }
 }
 
-// -- The store -------------------------------------------------------------------------------------------------------
-
-TEST_F(Tsport, ExportAndImportGiveBackTheSamePorts) {
-    const Lines names = {"plain",
-                         "two  blanks",
-                         "#1",
-                         "q\"uote\"",
-                         "%41",
-                         "'single'",
-                         "\xC3\xBC\xD0\x96\xE6\x97\xA5",
-                         "\xF0\x9F\x96\xA8",
-                         "\xE2\x80\x9C curly",
-                         std::string(64, 'n')};
-    for (const std::string& name : names) {
-        ASSERT_EQ(run({"add", name, name.size() == 64 ? std::string(128, 'a') : "a\"b"}).status, tsport::done) << name;
-    }
-    const std::string list = run({"list", "--json"}).out;
-    for (const std::string file : {"r\xC3\xBCstung.txt", "r\xC3\xBCstung.csv"}) {
-        EXPECT_EQ(run({"export", file}).out, "10 ports written to " + file + "\n");
-        EXPECT_EQ(run({"diff", file}).out, "no differences\n");
-        EXPECT_EQ(run({"delete", "*"}).status, tsport::done);
-        EXPECT_EQ(run({"list"}).out, "no ports\n");
-        EXPECT_EQ(run({"import", file}).status, tsport::done);
-        EXPECT_EQ(run({"list", "--json"}).out, list);
-    }
-}
-
-TEST_F(Tsport, AHostedLibraryKeepsAwayFromAPrintServer) {
-    ASSERT_TRUE(host::store_install_path(W("C:\\service")));
-    EXPECT_EQ(run({"list"}).status, tsport::refused);
-}
+// -- The store
+// ---------------------------------------------------------------------------------------------------------
 
 TEST_F(Tsport, OneProcessAtATimeChangesAStore) {
     ASSERT_EQ(run({"add", "A", "h"}).status, tsport::done);
     const std::string before = read_file("store");
-    tsport::FileLock lock;
+    std::optional<tsport::FileLock> lock(std::in_place);
     std::string why;
-    ASSERT_EQ(lock.try_take("store", why), tsport::FileLock::Result::taken) << why;
+    ASSERT_EQ(lock->try_take("store", why), tsport::FileLock::Result::taken) << why;
     for (const Lines& change : {Lines{"add", "B", "h"}, Lines{"delete", "A"}, Lines{"set", "A", "h2"}}) {
         Lines arguments = change;
         arguments.insert(arguments.end(), {"--wait", "0"});
@@ -324,41 +263,37 @@ TEST_F(Tsport, OneProcessAtATimeChangesAStore) {
         EXPECT_NE(answer.err.find("another process is changing store"), std::string::npos) << answer.err;
     }
     EXPECT_EQ(run({"delete", "A", "--dry-run"}).status, tsport::done) << "who only looks need not wait";
-    EXPECT_EQ(run({"list", "--names"}).out, "A\n");
     EXPECT_EQ(read_file("store"), before);
+
+    // Who waits sees what was changed meanwhile.
+    std::thread holder([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        write_file("store", before + "B h 1\n");
+        lock.reset();
+    });
+    EXPECT_EQ(run({"add", "C", "h", "--wait", "300"}).status, tsport::done);
+    holder.join();
+    EXPECT_EQ(run({"list", "--names"}).out, "A\nB\nC\n");
 }
 
-TEST_F(Tsport, TwoProcessesLoseNoChange) {
-    const Text program = host::windows_path(host::executable_folder() + "/document_tests");
-    // A share of the cases is this process's business.
-    for (const char* const name : {"GTEST_TOTAL_SHARDS", "GTEST_SHARD_INDEX"}) set_variable(name, nullptr);
-    std::vector<std::thread> processes;
-    // They are no shards of this program, which may be one.
-    static char no_shards[] = "GTEST_TOTAL_SHARDS=1";
-    static char no_index[] = "GTEST_SHARD_INDEX=0";
-    putenv(no_shards);
-    putenv(no_index);
-    for (const std::string number : {"1", "2"}) {
-        processes.emplace_back([&, number] {
-            const std::string output =
-                run_child(program + W(" --gtest_also_run_disabled_tests --gtest_filter=*DISABLED_AddsAHundredPorts ") +
-                          host::to_text("--gtest_output= --gtest_random_seed=" + number))
-                    .output;
-            EXPECT_NE(output.find("[  PASSED  ] 1 test."), std::string::npos) << output;
-        });
-    }
-    for (std::thread& process : processes) process.join();
-    EXPECT_EQ(split(run({"list", "--names"}).out).size(), 200u);
-    EXPECT_FALSE(fs::exists("store.lock"));
-}
-
-// One of the processes of the test above, distinguished by its seed.
-TEST(TsportProcess, DISABLED_AddsAHundredPorts) {
-    for (int i = 0; i < 100; ++i) {
-        const std::string name = std::to_string(GTEST_FLAG_GET(random_seed)) + " " + std::to_string(i);
-        const tsport::Answer answer = tsport::run({"--wait", "300", "--store", "store", "add", name, "h"});
-        EXPECT_EQ(answer.status, tsport::done) << answer.err;
-    }
+// Also while the file of the lock goes and comes.
+TEST_F(Tsport, OneAtATimeHoldsALock) {
+    std::atomic<int> changes{0};
+    const auto change = [&] {
+        for (int i = 0; i < 200; ++i) {
+            tsport::FileLock lock;
+            std::string why;
+            ASSERT_TRUE(tsport::take_lock(lock, "counted", std::chrono::minutes(5), why)) << why;
+            const int before = changes;
+            std::this_thread::yield();
+            changes = before + 1;
+        }
+    };
+    std::thread other(change);
+    change();
+    other.join();
+    EXPECT_EQ(changes, 400);
+    EXPECT_FALSE(fs::exists("counted.lock"));
 }
 
 }  // namespace

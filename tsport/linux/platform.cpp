@@ -52,16 +52,17 @@ FileLock::~FileLock() {
 
 FileLock::Result FileLock::try_take(const std::string& path, std::string& why) {
     path_ = path + ".lock";
-    const int file = open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
-    if (file < 0) {
-        why = std::strerror(errno);
+    const int file = open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0666);
+    struct stat mine {};
+    if (file < 0 || fstat(file, &mine) != 0 || !S_ISREG(mine.st_mode) || mine.st_size != 0 || mine.st_nlink > 1) {
+        why = file >= 0 || errno == ELOOP ? path_ + kForeignLock : std::strerror(errno);
+        if (file >= 0) close(file);
         return Result::failed;
     }
-    // The previous holder has removed the file, so this lock excludes nobody.
-    struct stat mine {};
     struct stat now {};
-    if (flock(file, LOCK_EX | LOCK_NB) != 0 || fstat(file, &mine) != 0 || stat(path_.c_str(), &now) != 0 ||
-        mine.st_ino != now.st_ino || mine.st_dev != now.st_dev) {
+    // When the previous holder has removed the file, this lock excludes nobody.
+    if (flock(file, LOCK_EX | LOCK_NB) != 0 || lstat(path_.c_str(), &now) != 0 || mine.st_ino != now.st_ino ||
+        mine.st_dev != now.st_dev) {
         close(file);
         return Result::busy;
     }

@@ -1,9 +1,9 @@
-#include "tsport/ports/csv.h"
+// Ports as comma-separated values, for spreadsheets.
 
 #include <algorithm>
 #include <array>
 
-#include "tsport/output.h"
+#include "tsport/ports/ports_file.h"
 
 namespace tsport {
 namespace {
@@ -13,105 +13,71 @@ constexpr size_t columns = std::size(column_names);
 
 struct Cell {
     Text text;
-    size_t line = 1;
-    size_t column = 1;
+    size_t at;
 };
 using Record = std::vector<Cell>;
 
-// Cuts a text into records. A cell in quotes may hold separators, line ends and doubled quotes.
-class Reader {
-  public:
-    Reader(const Text& text, WCHAR separator) : text_(text), separator_(separator) {}
-
-    bool at_end() const { return at_ == text_.size(); }
-    // False with the fault; the reader is then behind the end of that line.
-    bool take(Record& record, Fault& fault) {
-        record.clear();
-        for (;;) {
-            record.push_back({Text(), line_, at_ - line_begin_ + 1});
-            if (!take_cell(record.back().text, fault)) {
-                at_ = std::min(text_.find(W('\n'), at_), text_.size());
-                end_line();
-                return false;
-            }
-            if (at_end() || text_[at_] != separator_) break;
-            ++at_;
-        }
-        end_line();
-        return true;
-    }
-
-  private:
-    bool line_ends() const { return at_end() || text_[at_] == W('\n') || text_.compare(at_, 2, W("\r\n")) == 0; }
-    void end_line() {
-        if (!at_end() && text_[at_] == W('\r')) ++at_;
-        if (at_end()) return;
-        step();
-    }
-    void step() {
-        if (text_[at_++] != W('\n')) return;
-        ++line_;
-        line_begin_ = at_;
-    }
-    Fault here(const char* why) const { return {line_, at_ - line_begin_ + 1, why}; }
-
-    bool take_cell(Text& cell, Fault& fault) {
-        if (!at_end() && text_[at_] == W('"')) return take_quoted(cell, fault);
-        for (; !line_ends() && text_[at_] != separator_; ++at_) {
-            fault = here("a quote inside a cell that does not begin with one");
-            if (text_[at_] == W('"')) return false;
-            fault = here("a typographic quote; write \" instead");
-            if (is_typographic_quote(text_[at_])) return false;
-            cell += text_[at_];
-        }
-        return true;
-    }
-    bool take_quoted(Text& cell, Fault& fault) {
-        fault = here("the closing quote is missing");
-        for (++at_; !at_end(); step()) {
-            if (text_[at_] == W('"') && (++at_ == text_.size() || text_[at_] != W('"'))) {
-                fault = here("more text after a closing quote");
-                return line_ends() || text_[at_] == separator_;
-            }
-            cell += text_[at_];
-        }
-        return false;
-    }
-
-    const Text& text_;
-    const WCHAR separator_;
-    size_t at_ = 0;
-    size_t line_ = 1;
-    size_t line_begin_ = 0;
+// What is wrong, and where; nothing is without words.
+struct Wrong {
+    std::string why;
+    size_t at;
 };
 
-// The places of the three columns; false with the fault.
-bool find_columns(const Record& record, std::array<size_t, columns>& places, Fault& fault) {
+// Cuts the record at `at` into cells, and moves `at` to its end. A cell in quotes may hold separators, line ends and
+// doubled quotes.
+Wrong take_record(const Text& text, WCHAR separator, size_t& at, Record& record) {
+    const auto ends = [&] {
+        return at == text.size() || text[at] == W('\n') || text.compare(at, 2, W("\r\n")) == 0 || text[at] == separator;
+    };
+    record.clear();
+    for (;; ++at) {
+        record.push_back({Text(), at});
+        Text& cell = record.back().text;
+        if (at < text.size() && text[at] == W('"')) {
+            bool closed = false;
+            for (++at; at < text.size() && !closed;) {
+                if (text[at] == W('"')) closed = ++at == text.size() || text[at] != W('"');
+                if (!closed) cell += text[at++];
+            }
+            if (!closed) return {"the closing quote is missing", record.back().at};
+            if (!ends()) return {"more text after a closing quote", at};
+        }
+        for (; !ends(); cell += text[at++]) {
+            if (text[at] == W('"')) return {"a quote inside a cell that does not begin with one", at};
+            if (is_typographic_quote(text[at])) return {"a typographic quote; write \" instead", at};
+        }
+        if (at == text.size() || text[at] != separator) return {};
+    }
+}
+
+using Places = std::array<size_t, columns>;  // of the three columns in a record
+
+Wrong find_columns(const Record& record, Places& places) {
     for (size_t i = 0; i < columns; ++i) {
         const Text name = host::to_text(column_names[i]);
         const auto found =
             std::find_if(record.begin(), record.end(), [&](const Cell& cell) { return same_name(cell.text, name); });
-        fault = {1, 1,
-                 std::string("the first line names no column \"") + column_names[i] +
-                     "\"; it has to name the columns name, address and port"};
-        if (found == record.end()) return false;
+        if (found == record.end()) {
+            return {std::string("the first line names no column \"") + column_names[i] +
+                        "\"; it has to name the columns name, address and port",
+                    record[0].at};
+        }
         places[i] = static_cast<size_t>(found - record.begin());
     }
-    return true;
+    return {};
 }
 
-std::string parse_record(const Record& record, const std::array<size_t, columns>& places, Port& port, size_t& column) {
-    std::string why;
-    for (size_t i = 0; i < columns; ++i) {
-        if (places[i] >= record.size()) return std::string("no ") + column_names[i] + " in this line";
-        const Cell& cell = record[places[i]];
-        column = cell.column;
-        if (i == 0) why = name_fault(port.name = cell.text);
-        if (i == 1) why = address_fault(port.address = cell.text);
-        if (i == 2) why = parse_port_number(cell.text, port.number);
-        if (!why.empty()) return why;
+Wrong parse_record(const Record& record, const Places& places, Port& port) {
+    Wrong wrong = {"", record[0].at};
+    for (size_t i = 0; i < columns && wrong.why.empty(); ++i) {
+        if (places[i] >= record.size()) return {std::string("no ") + column_names[i] + " in this line", wrong.at};
+        const Text& text = record[places[i]].text;
+        wrong.at = record[places[i]].at;
+        if (i == 0) wrong.why = name_fault(port.name = text);
+        if (i == 1) wrong.why = address_fault(port.address = text);
+        if (i == 2) wrong.why = parse_port_number(text, port.number);
     }
-    return std::string();
+    return wrong;
 }
 
 Text csv_cell(const Text& text, WCHAR separator) {
@@ -128,28 +94,30 @@ Text csv_cell(const Text& text, WCHAR separator) {
 void parse_csv(const Text& text, PortsFile& file, std::vector<Fault>& faults) {
     const Text first = text.substr(0, text.find(W('\n')));
     file.separator = first.find(W(',')) == Text::npos && first.find(W(';')) != Text::npos ? W(';') : W(',');
-    Reader reader(text, file.separator);
     Record record;
-    Fault fault;
-    std::array<size_t, columns> places{};
-    if (reader.at_end()) return;
-    if (!reader.take(record, fault) || !find_columns(record, places, fault)) {
-        faults.push_back(fault);
-        return;
-    }
-    while (!reader.at_end()) {
-        if (!reader.take(record, fault)) {
-            faults.push_back(fault);
-            continue;
+    Places places{};
+    size_t line = 1;
+    for (size_t at = 0; at < text.size();) {
+        const size_t begin = at;
+        Wrong wrong = take_record(text, file.separator, at, record);
+        Entry entry{true, {}, {}, {}, line};
+        const bool is_empty = record.size() == 1 && record[0].text.empty();
+        if (wrong.why.empty() && begin == 0) {
+            wrong = find_columns(record, places);
+        } else if (wrong.why.empty() && !is_empty) {
+            wrong = parse_record(record, places, entry.port);
+            file.entries.push_back(entry);
         }
-        if (record.size() == 1 && record[0].text.empty()) continue;  // an empty line
-        Entry entry;
-        entry.is_port = true;
-        entry.line = record[0].line;
-        size_t column = 1;
-        const std::string why = parse_record(record, places, entry.port, column);
-        if (!why.empty()) faults.push_back({entry.line, column, why});
-        file.entries.push_back(entry);
+        at = std::min(text.find(W('\n'), at), text.size() - 1) + 1;
+        const auto lines_until = [&](size_t end) {
+            return static_cast<size_t>(std::count(text.data() + begin, text.data() + end, W('\n')));
+        };
+        if (!wrong.why.empty()) {
+            const size_t line_begin = text.substr(0, wrong.at).rfind(W('\n')) + 1;
+            faults.push_back({line + lines_until(wrong.at), wrong.at - line_begin + 1, wrong.why});
+        }
+        line += lines_until(at);
+        if (begin == 0 && !faults.empty()) return;
     }
 }
 

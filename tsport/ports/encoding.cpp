@@ -1,5 +1,7 @@
 #include "tsport/ports/encoding.h"
 
+#include <algorithm>
+
 namespace tsport {
 namespace {
 
@@ -13,54 +15,21 @@ struct Mark {
 constexpr Mark marks[] = {
     {"\xEF\xBB\xBF", Form::utf8_with_mark}, {"\xFF\xFE", Form::utf16_le}, {"\xFE\xFF", Form::utf16_be}};
 
-bool decode_utf16(const std::string& bytes, size_t start, bool big_endian, Text& text) {
+Text decode_utf16(const std::string& bytes, size_t start, bool big_endian) {
+    Text text;
     for (size_t i = start; i + 1 < bytes.size(); i += 2) {
         const auto low = static_cast<unsigned char>(bytes[i + (big_endian ? 1 : 0)]);
         const auto high = static_cast<unsigned char>(bytes[i + (big_endian ? 0 : 1)]);
         text += static_cast<WCHAR>(low | high << 8);
     }
-    return (bytes.size() - start) % 2 == 0;
+    return text;
 }
 
-// Line by line, so that a fault has its place.
-bool decode_utf8(const std::string& bytes, size_t start, Text& text, Fault& fault) {
-    for (size_t line = 1; start < bytes.size(); ++line) {
-        const size_t end = bytes.find('\n', start);
-        const std::string piece = bytes.substr(start, end == std::string::npos ? end : end + 1 - start);
-        const Text decoded = host::to_text(piece);
-        if (host::to_utf8(decoded) != piece) {
-            size_t good = 0;
-            const std::string back = host::to_utf8(decoded);
-            while (back[good] == piece[good]) ++good;
-            fault = {line, host::to_text(piece.substr(0, good)).size() + 1, "not UTF-8 text; save the file as UTF-8"};
-            return false;
-        }
-        text += decoded;
-        start += piece.size();
-    }
-    return true;
-}
-
-// The first CR that is not part of CR LF, and zero characters.
-bool has_odd_characters(const Text& text, Fault& fault) {
-    size_t line = 1;
-    size_t begin = 0;
-    for (size_t i = 0; i < text.size(); ++i) {
-        fault = {line, i - begin + 1, ""};
-        if (text[i] == 0) {
-            fault.why = "a zero character; save the file as UTF-8";
-            return true;
-        }
-        if (text[i] == W('\r') && (i + 1 == text.size() || text[i + 1] != W('\n'))) {
-            fault.why = "a carriage return without a line feed after it";
-            return true;
-        }
-        if (text[i] == W('\n')) {
-            ++line;
-            begin = i + 1;
-        }
-    }
-    return false;
+// What is wrong at this place of the text.
+Fault fault_at(const Text& text, size_t at, const char* why) {
+    const Text before = text.substr(0, at);
+    const auto line_ends = static_cast<size_t>(std::count(before.begin(), before.end(), W('\n')));
+    return {line_ends + 1, at - (before.rfind(W('\n')) + 1) + 1, why};
 }
 
 }  // namespace
@@ -68,20 +37,34 @@ bool has_odd_characters(const Text& text, Fault& fault) {
 bool decode(const std::string& bytes, Encoding& encoding, Text& text, Fault& fault) {
     size_t start = 0;
     encoding = Encoding();
-    text.clear();
     for (const Mark& mark : marks) {
         if (bytes.rfind(mark.bytes, 0) != 0) continue;
         encoding.form = mark.form;
         start = std::char_traits<char>::length(mark.bytes);
     }
     if (encoding.form == Form::utf16_le || encoding.form == Form::utf16_be) {
+        text = decode_utf16(bytes, start, encoding.form == Form::utf16_be);
         fault = {1, 1, "UTF-16 text with half a character at its end"};
-        if (!decode_utf16(bytes, start, encoding.form == Form::utf16_be, text)) return false;
-    } else if (!decode_utf8(bytes, start, text, fault)) {
-        return false;
+        if ((bytes.size() - start) % 2 != 0) return false;
+    } else {
+        text = host::to_text(bytes.substr(start));
+        const std::string back = host::to_utf8(text);
+        const auto different =
+            std::mismatch(back.begin(), back.end(), bytes.begin() + static_cast<std::ptrdiff_t>(start), bytes.end());
+        fault = fault_at(text, host::to_text(std::string(back.begin(), different.first)).size(),
+                         "not UTF-8 text; save the file as UTF-8");
+        if (different.first != back.end() || different.second != bytes.end()) return false;
     }
     encoding.cr_lf = text.find(W("\r\n")) != Text::npos;
-    return !has_odd_characters(text, fault);
+    for (size_t i = 0; i < text.size(); ++i) {
+        const bool lone = text[i] == W('\r') && text.compare(i + 1, 1, W("\n")) != 0;
+        if (text[i] != 0 && !lone) continue;
+        fault = fault_at(
+            text, i,
+            lone ? "a carriage return without a line feed after it" : "a zero character; save the file as UTF-8");
+        return false;
+    }
+    return true;
 }
 
 std::string encode(const Text& text, const Encoding& encoding) {

@@ -4,7 +4,6 @@
 #include <set>
 
 #include "tsport/answer.h"
-#include "tsport/commands.h"
 
 namespace tsport {
 namespace {
@@ -68,7 +67,7 @@ bool read_file_of(const Task& task, PortsFile& file) {
 
 bool read_here(const Task& task, std::vector<Port>& ports) {
     std::vector<Text> names;
-    return !task.report_if_error(list_names(task.spooler, names), "list the ports") && task.read(names, ports);
+    return !task.report_if_error(task.spooler.port_names(names), "list the ports") && task.read(names, ports);
 }
 
 void add_row(Rows& rows, const char* what, const Port& port, const std::string& more = std::string()) {
@@ -151,9 +150,9 @@ bool apply(const Task& task, const Differences& plan) {
         return !task.report_if_error(code, "take the port " + named(port.name) + count);
     };
     bool good = true;
-    for (const Port& port : plan.only_in_file) good = good && succeeded(add_port(task.spooler, port), port);
+    for (const Port& port : plan.only_in_file) good = good && succeeded(task.spooler.add(port), port);
     for (const Change& change : plan.changed) {
-        good = good && succeeded(set_port(task.spooler, change.after), change.after);
+        good = good && succeeded(task.spooler.set(change.after), change.after);
     }
     return good;
 }
@@ -202,7 +201,7 @@ void export_ports(const Task& task) {
     std::vector<Text> missing;
     std::vector<Port> ports;
     std::string why;
-    if (task.report_if_error(list_names(task.spooler, names), "list the ports")) return;
+    if (task.report_if_error(task.spooler.port_names(names), "list the ports")) return;
     names = select_names(names, task.command.names, missing);
     if (!missing.empty()) return task.fail(not_there, "there is no port " + named(missing[0]), "no-port");
     if (!task.read(names, ports)) return;

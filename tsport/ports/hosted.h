@@ -7,9 +7,28 @@
 #include "host/monitor_host.h"
 #include "tsport/file.h"
 #include "tsport/ports/ports_file.h"
-#include "tsport/ports/store.h"
 
 namespace tsport {
+
+// The ports in the registry, below a key of their own that goes with the object.
+class Store {
+  public:
+    Store();
+    ~Store();
+    Store(const Store&) = delete;
+    Store& operator=(const Store&) = delete;
+
+    HKEY hive() const;
+    // The monitor's key below the hive.
+    const Text& path() const { return path_; }
+
+    bool write(const std::vector<Port>& ports) const;
+    // In the registry's order.
+    bool read(std::vector<Port>& ports) const;
+
+  private:
+    Text path_;
+};
 
 // While loaded it is the monitor of this process's spooler simulation.
 class Hosted {

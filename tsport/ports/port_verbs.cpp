@@ -3,7 +3,6 @@
 #include <chrono>
 
 #include "tsport/answer.h"
-#include "tsport/commands.h"
 #include "tsport/ports/check.h"
 
 namespace tsport {
@@ -29,7 +28,7 @@ void no_such_port(const Task& task, const std::vector<Text>& names) {
 bool find_names(const Task& task, std::vector<Text>& selected) {
     std::vector<Text> names;
     std::vector<Text> missing;
-    if (task.report_if_error(list_names(task.spooler, names), "list the ports")) return false;
+    if (task.report_if_error(task.spooler.port_names(names), "list the ports")) return false;
     selected = select_names(names, task.command.names, missing);
     if (!missing.empty()) no_such_port(task, missing);
     return missing.empty();
@@ -43,10 +42,10 @@ bool find_ports(const Task& task, std::vector<Port>& ports) {
 // The one port that the command names, as the monitor has it.
 bool find_port(const Task& task, Port& port) {
     std::vector<Text> names;
-    if (task.report_if_error(list_names(task.spooler, names), "list the ports")) return false;
+    if (task.report_if_error(task.spooler.port_names(names), "list the ports")) return false;
     for (const Text& name : names) {
         if (!same_name(name, task.command.port.name)) continue;
-        return !task.report_if_error(read_port(task.spooler, name, port), "show the port " + named(name));
+        return !task.report_if_error(task.spooler.read(name, port), "show the port " + named(name));
     }
     no_such_port(task, {task.command.port.name});
     return false;
@@ -136,7 +135,7 @@ void show(const Task& task) {
 void exists(const Task& task) {
     const Text& name = task.command.port.name;
     bool there = false;
-    if (task.report_if_error(ask_whether_exists(task.spooler, name, there), "look for the port " + named(name))) return;
+    if (task.report_if_error(task.spooler.ask_whether_exists(name, there), "look for the port " + named(name))) return;
     task.reply.status = there ? done : not_there;
     task.say(named(name) + (there ? " exists" : " does not exist"), [name, there](JsonWriter& json) {
         json.member("name", name);
@@ -149,7 +148,7 @@ void exists(const Task& task) {
 void add(const Task& task) {
     Port port = task.command.port;
     if (!task.command.number_given) port.number = contract::kUsualPortNumber;
-    if (task.report_if_error(add_port(task.spooler, port), "add the port " + named(port.name)) || !task.save_changes())
+    if (task.report_if_error(task.spooler.add(port), "add the port " + named(port.name)) || !task.save_changes())
         return;
     task.say("added " + named(port.name) + ": " + printer_of(port),
              [port](JsonWriter& json) { write_member(json, "added", port); });
@@ -166,8 +165,7 @@ void set(const Task& task) {
                   "usage");
         return;
     }
-    if (task.report_if_error(set_port(task.spooler, port), "change the port " + named(port.name)) ||
-        !task.save_changes())
+    if (task.report_if_error(task.spooler.set(port), "change the port " + named(port.name)) || !task.save_changes())
         return;
     task.say("changed " + named(port.name) + ": " + printer_of(port) + " (was " + printer_of(before) + ")",
              [port, before](JsonWriter& json) {
@@ -204,7 +202,7 @@ void remove(const Task& task) {
     const auto progress = task.progress(names.size(), "deleted");
     size_t finished = 0;
     for (const Text& name : names) {
-        const DWORD code = dry_run ? static_cast<DWORD>(ERROR_SUCCESS) : delete_port(task.spooler, name);
+        const DWORD code = dry_run ? static_cast<DWORD>(ERROR_SUCCESS) : task.spooler.remove(name);
         if (task.report_if_error(code == ERROR_FILE_NOT_FOUND ? static_cast<DWORD>(ERROR_SUCCESS) : code,
                                  "delete the port " + named(name))) {
             break;
@@ -223,25 +221,22 @@ namespace {
 
 struct Tested {
     std::string message;
-    const char* verdict;  // in JSON
-    std::uint32_t wait_seconds;
+    std::string verdict;  // in JSON
+    std::uint32_t wait_seconds = 0;
 };
-
-Tested tested(const contract::PrinterCheck& check) {
-    static constexpr const char* verdicts[] = {"accepted", "refused", "no-answer", "unknown-name", "unreachable"};
-    return {to_text(check), verdicts[static_cast<size_t>(check.verdict)], check.wait_seconds};
-}
 
 // Another server is asked to try it itself: what can be reached from here says nothing about it.
 DWORD test_one(const Task& task, const Port& port, Tested& result) {
     if (task.spooler.server().empty()) {
-        result = tested(check_printer(port, std::chrono::seconds(task.command.timeout_seconds)));
+        const auto check = check_printer(port, std::chrono::seconds(task.command.timeout_seconds));
+        result = {to_text(check), id_of(check.verdict), check.wait_seconds};
         return ERROR_SUCCESS;
     }
     bool reachable = false;
     const Spooler own(task.spooler.server());  // each thread talks to the spooler on its own
-    const DWORD code = ask_whether_reachable(own, port, reachable);
-    result = reachable ? tested({}) : Tested{"cannot be reached from the server", "no-connection", 0};
+    const DWORD code = own.ask_whether_reachable(port, reachable);
+    result = {"cannot be reached from the server", "no-connection"};
+    if (reachable) result = {to_text({}), id_of({})};
     return code;
 }
 
@@ -250,8 +245,8 @@ JsonMembers members_of(const Port& port, const Tested& result) {
         if (!port.name.empty()) json.member("name", port.name);
         json.member("address", port.address);
         json.member("port", port.number);
-        json.member("reachable", std::string(result.verdict) == "accepted");
-        json.member("verdict", std::string_view(result.verdict));
+        json.member("reachable", result.verdict == "accepted");
+        json.member("verdict", result.verdict);
         if (result.wait_seconds != 0) json.member("wait_seconds", result.wait_seconds);
     };
 }
@@ -285,7 +280,7 @@ void test(const Task& task) {
     reply.array = !one;
     if (!one) reply.header = {"NAME", "ADDRESS", "PORT", "PRINTER"};
     for (size_t i = 0; i < ports.size(); ++i) {
-        if (std::string(results[i].verdict) != "accepted") reply.status = not_there;
+        if (results[i].verdict != "accepted") reply.status = not_there;
         std::vector<std::string> cells = cells_of(ports[i]);
         cells.emplace_back(results[i].message);
         reply.rows.push_back(one ? std::vector<std::string>{printer_of(ports[i]) + " " + results[i].message} : cells);

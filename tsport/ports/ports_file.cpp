@@ -6,7 +6,6 @@
 
 #include "tsport/file.h"
 #include "tsport/output.h"
-#include "tsport/ports/csv.h"
 
 namespace tsport {
 namespace {
@@ -97,64 +96,46 @@ class LineParser {
     // Where the last text began or is wrong, or where the next one should have begun.
     size_t column() const { return fault_ + 1; }
 
-    // The next text; false with the reason when it is not well-formed.
-    bool take(Text& value, std::string& why) {
-        value.clear();
-        fault_ = at_;
-        if (text_[at_] == W('"')) return take_quoted(value, why);
+    // The next text; returns what is wrong with it, or nothing.
+    std::string take(Text& value) {
         const size_t begin = at_;
-        for (; at_ < text_.size() && !is_blank(text_[at_]); ++at_) {
+        const bool in_quotes = text_[at_] == W('"');
+        for (at_ += in_quotes ? 1 : 0;
+             at_ < text_.size() && (in_quotes ? text_[at_] != W('"') : !is_blank(text_[at_]));) {
             fault_ = at_;
-            why = "a typographic quote; write \" instead";
-            if (is_typographic_quote(text_[at_])) return false;
-            why = "a quote inside a text that does not begin with one";
-            if (text_[at_] == W('"')) return false;
-            value += text_[at_];
+            if (!in_quotes && text_[at_] == W('"')) return "a quote inside a text that does not begin with one";
+            if (!in_quotes && is_typographic_quote(text_[at_])) return "a typographic quote; write \" instead";
+            if (in_quotes && text_[at_] == W('\\')) {
+                if (!take_escape(value)) return "an escape other than \\\" \\\\ \\t \\n \\r \\uXXXX";
+            } else {
+                value += text_[at_++];
+            }
         }
         fault_ = begin;
-        return true;
+        if (!in_quotes) return "";
+        if (at_ == text_.size()) return "the closing quote is missing";
+        if (++at_ == text_.size() || is_blank(text_[at_])) return "";
+        fault_ = at_;
+        return "no blank after a closing quote";
     }
 
   private:
-    bool take_quoted(Text& value, std::string& why) {
-        const size_t begin = at_;
-        for (++at_; at_ < text_.size(); ++at_) {
-            if (text_[at_] == W('"')) {
-                fault_ = ++at_;
-                why = "no blank after a closing quote";
-                if (at_ < text_.size() && !is_blank(text_[at_])) return false;
-                fault_ = begin;
-                return true;
-            }
-            fault_ = at_;
-            if (text_[at_] != W('\\')) {
-                value += text_[at_];
-            } else if (!take_escape(value)) {
-                why = "an escape other than \\\" \\\\ \\t \\n \\r \\uXXXX";
-                return false;
-            }
-        }
-        fault_ = begin;
-        why = "the closing quote is missing";
-        return false;
-    }
-    // From the backslash to the last character that belongs to it.
     bool take_escape(Text& value) {
         const Text names = W("\"\\tnr");
         const Text meanings = W("\"\\\t\n\r");
-        if (++at_ == text_.size()) return false;
-        const size_t index = names.find(text_[at_]);
+        const Text digits = W("0123456789abcdef0123456789ABCDEF");
+        const Text sign = text_.substr(at_ + 1, 1);
+        const size_t index = sign.empty() ? Text::npos : names.find(sign);
+        at_ += 2;
         if (index != Text::npos) {
             value += meanings[index];
             return true;
         }
-        return text_[at_] == W('u') && take_code(value);
-    }
-    bool take_code(Text& value) {
-        const Text digits = W("0123456789abcdef0123456789ABCDEF");
         unsigned code = 0;
-        for (int i = 0; i < 4; ++i) {
-            const size_t digit = ++at_ < text_.size() ? digits.find(text_[at_]) : Text::npos;
+        const size_t end = at_ + 4;
+        if (sign != W("u") || end > text_.size()) return false;
+        for (; at_ < end; ++at_) {
+            const size_t digit = digits.find(text_[at_]);
             if (digit == Text::npos) return false;
             code = code * 16 + static_cast<unsigned>(digit % 16);
         }
@@ -169,19 +150,18 @@ class LineParser {
 
 // What is wrong with the line; empty when nothing is.
 std::string parse_line(LineParser& line, Entry& entry) {
-    std::string why;
     Text number;
-    if (!line.take(entry.port.name, why)) return why;
-    if (!(why = name_fault(entry.port.name)).empty()) return why;
-    if (line.at_end()) return "the printer's address is missing";
-    if (!line.take(entry.port.address, why)) return why;
-    if (!(why = address_fault(entry.port.address)).empty()) return why;
-    if (line.at_end()) return "the port number is missing";
-    if (!line.take(number, why)) return why;
-    if (!(why = parse_port_number(number, entry.port.number)).empty()) return why;
-    if (!line.at_end()) return "more than name, address and port number";
-    entry.comment = line.rest();
-    return std::string();
+    std::string why = line.take(entry.port.name);
+    if (why.empty()) why = name_fault(entry.port.name);
+    if (why.empty() && line.at_end()) why = "the printer's address is missing";
+    if (why.empty()) why = line.take(entry.port.address);
+    if (why.empty()) why = address_fault(entry.port.address);
+    if (why.empty() && line.at_end()) why = "the port number is missing";
+    if (why.empty()) why = line.take(number);
+    if (why.empty()) why = parse_port_number(number, entry.port.number);
+    if (why.empty() && !line.at_end()) why = "more than name, address and port number";
+    if (why.empty()) entry.comment = line.rest();
+    return why;
 }
 
 void parse_lines(const Text& text, std::vector<Entry>& entries, std::vector<Fault>& faults) {

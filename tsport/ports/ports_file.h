@@ -43,6 +43,10 @@ bool parse_ports(const std::string& bytes, const std::string& name, PortsFile& f
 // False with the reason also when the file cannot be read.
 bool read_ports_file(const std::string& path, bool csv, PortsFile& file, std::string& why);
 
+// The readers and writer of CSV. The first line names the columns, in any order; other ones are ignored.
+void parse_csv(const Text& text, PortsFile& file, std::vector<Fault>& faults);
+Text format_csv(const std::vector<Entry>& entries, WCHAR separator);
+
 // The same file with these ports instead of its own: its comments, its order and its encoding stay, what is new comes
 // at the end.
 std::string format_ports(const PortsFile& file, const std::vector<Port>& ports);

@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "host/text.h"
+#include "tsport/output.h"
 
 namespace tsport::report {
 namespace {
@@ -14,11 +14,6 @@ bool is_plain(std::string_view text) {
         if (character < 0x20 || character > 0x7E) return false;
     }
     return true;
-}
-
-bool is_control_or_bidi(WCHAR c) {
-    return c < 0x20 || (c >= 0x7F && c < 0xA0) || (c >= 0x200E && c <= 0x200F) || (c >= 0x2028 && c <= 0x202E) ||
-           (c >= 0x2066 && c <= 0x2069) || c == 0xFEFF || c >= 0xFFFE;
 }
 
 // Not in the middle of a character.
@@ -34,7 +29,7 @@ std::string sanitize(std::string_view raw) {
     if (is_plain(raw)) return std::string(raw);
     host::Text text = host::to_text(std::string(raw));
     for (WCHAR& character : text) {
-        if (is_control_or_bidi(character)) character = 0xFFFD;
+        if (steers_terminal(character)) character = 0xFFFD;
     }
     return host::to_utf8(text);
 }

@@ -2,7 +2,6 @@
 #include <fstream>
 
 #include "tsport/answer.h"
-#include "tsport/help.h"
 #include "tsport/report/report.h"
 
 namespace tsport {

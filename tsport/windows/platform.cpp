@@ -1,5 +1,7 @@
 #include "tsport/platform.h"
 
+#include <filesystem>
+
 #include "host/text.h"
 
 namespace tsport {
@@ -25,19 +27,8 @@ const char* installing_hint() {
 }
 
 bool is_device_name(const std::string& path) {
-    constexpr LPCWSTR devices[] = {W("CON"), W("PRN"), W("AUX"), W("NUL"), W("CONIN$"), W("CONOUT$")};
-    constexpr LPCWSTR numbered[] = {W("COM"), W("LPT")};
-    const host::Text full = host::path_of(path).wstring();
-    if (full.rfind(W("\\\\.\\"), 0) == 0) return true;
-    const host::Text name = host::path_of(path).stem().wstring();
-    const auto is = [](const host::Text& text, LPCWSTR word) { return lstrcmpiW(text.c_str(), word) == 0; };
-    for (const LPCWSTR device : devices) {
-        if (is(name, device)) return true;
-    }
-    for (const LPCWSTR device : numbered) {
-        if (name.size() == 4 && is(name.substr(0, 3), device) && name[3] >= W('0') && name[3] <= W('9')) return true;
-    }
-    return false;
+    std::error_code error;
+    return std::filesystem::absolute(host::path_of(path), error).wstring().starts_with(W("\\\\.\\"));
 }
 
 std::FILE* open_stream(const std::string& path, const char* mode) {
@@ -65,17 +56,28 @@ bool replace_file(const std::string& fresh, const std::string& target, std::stri
 }
 
 FileLock::~FileLock() {
-    if (handle_ != -1) CloseHandle(handle_of(handle_));
+    if (handle_ == -1) return;
+    FILE_DISPOSITION_INFO removed = {TRUE};
+    SetFileInformationByHandle(handle_of(handle_), FileDispositionInfo, &removed, sizeof removed);
+    CloseHandle(handle_of(handle_));
 }
 
 FileLock::Result FileLock::try_take(const std::string& path, std::string& why) {
     host::Text text;
     path_ = path + ".lock";
     const HANDLE file = CreateFileW(wide_path(path_, text), GENERIC_READ | GENERIC_WRITE | DELETE, 0, nullptr,
-                                    OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_DELETE_ON_CLOSE, nullptr);
+                                    OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
     if (file != INVALID_HANDLE_VALUE) {
-        handle_ = reinterpret_cast<std::intptr_t>(file);
-        return Result::taken;
+        BY_HANDLE_FILE_INFORMATION found = {};
+        const bool known = GetFileInformationByHandle(file, &found) != FALSE;
+        const bool link = (found.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+        if (known && !link && found.nFileSizeLow == 0 && found.nFileSizeHigh == 0 && found.nNumberOfLinks == 1) {
+            handle_ = reinterpret_cast<std::intptr_t>(file);
+            return Result::taken;
+        }
+        CloseHandle(file);
+        why = path_ + kForeignLock;
+        return Result::failed;
     }
     // While its last holder releases it, access to the file is denied.
     const DWORD error = GetLastError();

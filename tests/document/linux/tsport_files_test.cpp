@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "tests/support/print_server.h"
+#include "tsport/ports/ports_file.h"
 #include "tsport/run.h"
 
 namespace test {
@@ -27,6 +28,12 @@ class TsportFiles : public testing::Test {
     tsport::Answer run(Lines arguments) const {
         arguments.insert(arguments.begin(), {"--store", file("store")});
         return tsport::run(arguments);
+    }
+    // What a shell prints.
+    static std::string run_shell(const std::string& command) {
+        const std::unique_ptr<FILE, int (*)(FILE*)> shell(popen((command + " 2>&1").c_str(), "r"), pclose);
+        std::array<char, 1000> text{};
+        return {text.data(), fread(text.data(), 1, text.size(), shell.get())};
     }
     static unsigned mode_of(const std::string& path) {
         struct stat status {};
@@ -51,11 +58,13 @@ TEST_F(TsportFiles, LinksAndRightsStayAsTheyAre) {
     EXPECT_EQ(run({"export", file("dangling")}).status, tsport::done);
     EXPECT_EQ(read_file(file("elsewhere/new")), read_file(file("elsewhere/ports")));
 
-    // Both names of a file, the shorter contents included.
+    // Of two names one would keep the old contents.
+    const std::string before = read_file(file("elsewhere/new"));
     fs::create_hard_link(file("elsewhere/new"), file("second name"));
-    EXPECT_EQ(run({"export", file("second name"), "Tower"}).status, tsport::done);
-    EXPECT_EQ(fs::hard_link_count(file("second name")), 2u);
-    EXPECT_EQ(read_file(file("elsewhere/new")), "# name   address  port\n\"Tower\"  h        9100\n");
+    for (const std::string& name : {file("second name"), file("dangling")}) {
+        EXPECT_NE(run({"export", name, "Tower"}).err.find("several names (hard links)"), std::string::npos);
+    }
+    EXPECT_EQ(read_file(file("elsewhere/new")), before);
     EXPECT_EQ(std::distance(fs::directory_iterator(file("elsewhere")), {}), 2) << "nothing unfinished is left";
 }
 
@@ -81,6 +90,38 @@ TEST_F(TsportFiles, WhatCannotBeWrittenIsSaidAndNothingIsLost) {
     EXPECT_EQ(std::distance(fs::directory_iterator(folder_), {}), 1) << "nothing unfinished is left";
 }
 
+TEST_F(TsportFiles, OddFilesAreNeitherReadNorWaitedFor) {
+    ASSERT_EQ(mkfifo(file("pipe").c_str(), 0600), 0);
+    fs::create_symlink("/dev/zero", file("zero"));
+    for (const std::string& path : {file("pipe"), file("zero"), folder_, std::string("/dev/null")}) {
+        const std::string why = path + " cannot be read: it is " + (path == folder_ ? "a folder" : "no ordinary file");
+        for (const Lines& words : {Lines{"--store", path, "add", "A", "h"}, Lines{"--store", path, "list"},
+                                   Lines{"--store", file("store"), "diff", path},
+                                   Lines{"--store", file("store"), "import", path}, Lines{"--servers", path, "list"}}) {
+            EXPECT_EQ(tsport::run(words).err.rfind("tsport: " + why, 0), 0u) << testing::PrintToString(words);
+        }
+    }
+    // Nor is what only has the name of a lock.
+    write_file(file("mine"), "");
+    fs::create_symlink("mine", file("store.lock"));
+    EXPECT_NE(run({"add", "A", "h"}).err.find("store.lock is in the way"), std::string::npos);
+    fs::remove(file("store.lock"));
+    write_file(file("store.lock"), "a list of my own");
+    EXPECT_NE(run({"add", "A", "h"}).err.find("store.lock is in the way"), std::string::npos);
+    EXPECT_EQ(read_file(file("store.lock")), "a list of my own");
+}
+
+TEST_F(TsportFiles, ATerminalGetsNoControls) {
+    write_file(file("store"), "\"a\\u001b[2Jb\\u202ec\" h 9100\n");
+    const std::string command = host::executable_folder() + "/tsport --store " + file("store") + " list ";
+    EXPECT_EQ(run_shell(command + "--names"),
+              "a\x1B[2Jb\xE2\x80\xAE"
+              "c\n");
+    EXPECT_EQ(run_shell("script -qec '" + command + "--names' /dev/null"), "a\\u001b[2Jb\\u202ec\r\n");
+    EXPECT_EQ(run_shell("script -qec '" + command + "--csv' /dev/null"),
+              "name,address,port\r\na\\u001b[2Jb\\u202ec,h,9100\r\n");
+}
+
 // What bash would put in place of the last word, for a line typed so far.
 TEST_F(TsportFiles, BashCompletesVerbsOptionsAndNames) {
     write_file(file("script"), tsport::run({"completion", "bash"}).out);
@@ -103,11 +144,30 @@ TEST_F(TsportFiles, BashCompletesVerbsOptionsAndNames) {
         write_file(file("line"), "source " + file("script") + "\nCOMP_WORDS=(" + tool + " " + row.words +
                                      ")\nCOMP_CWORD=$((${#COMP_WORDS[@]} - 1))\ncompopt() { :; }\n_tsport\n"
                                      "IFS=' '\necho -n \"${COMPREPLY[*]}\"\n");
-        const std::unique_ptr<FILE, int (*)(FILE*)> shell(popen(("bash " + file("line") + " 2>&1").c_str(), "r"),
-                                                          pclose);
-        std::array<char, 1000> text{};
-        EXPECT_EQ(std::string(text.data(), fread(text.data(), 1, text.size(), shell.get())), row.replies) << row.words;
+        EXPECT_EQ(run_shell("bash " + file("line")), row.replies) << row.words;
     }
+}
+
+// However the word was begun, what is completed is the name and nothing that bash carries out.
+TEST_F(TsportFiles, BashReadsNothingInACompletedName) {
+    const Lines names = {"b$(touch hit)", "b`touch hit`",    "b\"; touch hit; \"", "b'; touch hit; '",
+                         "b!!",           "b\xE2\x80\x99 x", "b&touch hit",        "b\xE2\x80\xAE"};
+    std::vector<tsport::Port> ports;
+    for (const std::string& name : names) ports.push_back({host::to_text(name), W("h"), 1});
+    write_file(file("store"), tsport::format_ports({}, ports));
+    write_file(file("line"), tsport::run({"completion", "bash"}).out + "COMP_WORDS=(" + host::executable_folder() +
+                                 "/tsport --store store show \"$1b\")\nCOMP_CWORD=4\ncompopt() { :; }\n_tsport\n"
+                                 "for i in \"${COMPREPLY[@]}\"; do eval \"printf '%s\\n' $1$i$1\"; done\n");
+    for (const auto& [quote, count] : {std::pair{"", 7}, {"'", 6}, {"\"", 3}}) {
+        std::istringstream found(
+            run_shell("cd " + folder_ + " && bash line '" + (*quote == '\'' ? "'\\''" : quote) + "'"));
+        int completed = 0;
+        for (std::string name; std::getline(found, name); ++completed) {
+            EXPECT_NE(std::find(names.begin(), names.end(), name), names.end()) << quote << name;
+        }
+        EXPECT_EQ(completed, count) << quote;
+    }
+    EXPECT_FALSE(fs::exists(file("hit")));
 }
 
 }  // namespace
