@@ -2,6 +2,7 @@
 """Looks at ./run itself: what it says of its commands, wrong lines, build folders of other checkouts, chosen and failed
 tests, and Ctrl-C."""
 import os
+import pathlib
 import re
 import shutil
 import signal
@@ -10,57 +11,39 @@ import sys
 import tempfile
 import time
 
-ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-# A project with targets of the names that ./run tools builds, and a test. The first target stops in the middle when a file
-# says so.
-PROJECT = """cmake_minimum_required(VERSION 3.25)
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+# A project with targets of the names that ./run tools builds, and two tests. Its first target stops in the middle when a
+# file says so. The first test prints what GoogleTest does of cases that passed, failed and crashed, the second one what a
+# sanitizer finds within a case that has passed.
+PROJECT = {
+    "CMakeLists.txt": """cmake_minimum_required(VERSION 3.25)
 project(small LANGUAGES NONE)
-foreach(tool fakeprinter tsport)
-  add_custom_target(${tool})
-endforeach()
-add_custom_target(spoolhost COMMAND ${CMAKE_SOURCE_DIR}/stop)
+add_custom_target(spoolhost COMMAND sh ${CMAKE_SOURCE_DIR}/stop)
+add_custom_target(fakeprinter)
+add_custom_target(tsport)
 enable_testing()
-add_test(NAME small_tests COMMAND ${CMAKE_SOURCE_DIR}/small_tests)
-add_test(NAME noisy_tests COMMAND ${CMAKE_SOURCE_DIR}/noisy_tests)
-"""
-STOP = """#!/bin/sh
-mktemp >/dev/null
-[ ! -e wait ] || { touch waiting; sleep 60; }
-"""
-# What GoogleTest prints, of a case that passed, one that failed and one that crashed.
-SMALL_TESTS = """#!/bin/sh
-cat <<END
-filter: $GTEST_FILTER
-[ RUN      ] Suite.Good
-[       OK ] Suite.Good (0 ms)
-[ RUN      ] Suite.Bad
-what is wrong
-[  FAILED  ] Suite.Bad (0 ms)
-[ RUN      ] Suite.Crash
-END
-exit 1
-"""
-# What a sanitizer finds within a case that has passed.
-NOISY_TESTS = """#!/bin/sh
-echo '[ RUN      ] Suite.Noisy'
-echo 'a data race'
-echo '[       OK ] Suite.Noisy (0 ms)'
-exit 1
-"""
+add_test(NAME small_tests COMMAND sh ${CMAKE_SOURCE_DIR}/small)
+add_test(NAME noisy_tests COMMAND sh ${CMAKE_SOURCE_DIR}/noisy)
+""",
+    "CMakePresets.json": """{"version": 6, "configurePresets": [
+ {"name": "native", "generator": "Ninja", "binaryDir": "${sourceDir}/build/${presetName}"},
+ {"name": "asan", "inherits": "native"}]}""",
+    "stop": "mktemp >/dev/null; [ ! -e wait ] || { touch waiting; sleep 60; }",
+    "small": r"""printf '%s\n' "filter: $GTEST_FILTER" '[ RUN      ] Suite.Good' '[       OK ] Suite.Good (0 ms)' \
+'[ RUN      ] Suite.Bad' 'what is wrong' '[  FAILED  ] Suite.Bad (0 ms)' '[ RUN      ] Suite.Crash'; exit 1""",
+    "noisy": r"printf '%s\n' '[ RUN      ] Suite.Noisy' 'a data race' '[       OK ] Suite.Noisy (0 ms)'; exit 1",
+    "tests/small/suite.cpp": "TEST(Suite, Bad) {}\n"}
 FAILURES = """[ RUN      ] Suite.Bad
 what is wrong
 [  FAILED  ] Suite.Bad (0 ms)
     To repeat it alone: ./run test Suite.Bad
 """
 CRASH = "    To repeat it alone: ./run test Suite.Crash\n"
-PRESETS = """{"version": 6, "configurePresets": [
- {"name": "native", "generator": "Ninja", "binaryDir": "${sourceDir}/build/${presetName}"},
- {"name": "asan", "inherits": "native"}]}"""
 
 
 def run(*words, folder=ROOT):
-    done = subprocess.run([os.path.join(folder, "run"), *words], stdin=subprocess.DEVNULL, capture_output=True)
-    return done.returncode, done.stdout.decode(), done.stderr.decode()
+    done = subprocess.run([folder / "run", *words], stdin=subprocess.DEVNULL, capture_output=True, text=True)
+    return done.returncode, done.stdout, done.stderr
 
 
 def line_checks():
@@ -80,57 +63,44 @@ def line_checks():
         yield " ".join(words), (2, "", f"./run {words[0]}: {why}"), (status, text, errors.splitlines()[0])
 
 
-def build_checks():
-    with tempfile.TemporaryDirectory() as folder:
-        first, second, temporary = (os.path.join(folder, name) for name in ("first", "second", "temporary"))
-        os.environ["TMPDIR"] = temporary
-        os.mkdir(temporary)
-        for name, text in {"CMakeLists.txt": PROJECT, "CMakePresets.json": PRESETS, "stop": STOP,
-                           "small_tests": SMALL_TESTS, "noisy_tests": NOISY_TESTS,
-                           "tests/small/suite.cpp": "TEST(Suite, Bad) {}\n"}.items():
-            os.makedirs(os.path.dirname(os.path.join(first, name)), exist_ok=True)
-            with open(os.path.join(first, name), "w", encoding="ascii") as file:
-                file.write(text)
-        for name in "stop", "small_tests", "noisy_tests":
-            os.chmod(os.path.join(first, name), 0o755)
-        shutil.copy(os.path.join(ROOT, "run"), first)
-        paths = [f"{second}/build/native/bin/{name}" for name in ("spoolhost", "fakeprinter", "tsport")]
-        yield "tools", 0, run("tools", folder=first)[0]
-        os.rename(first, second)
-        yield "tools, elsewhere", (0, paths, True), (lambda status, text, errors: (
-            status, text.split(), f"belongs to {first}" in errors))(*run("tools", folder=second))
-        yield "tools, once more", False, "belongs to" in run("tools", folder=second)[2]
-        for name, passed_on in {"Suite": "Suite.*:*/Suite.*", "S*.Bad": "S*.Bad", "small_tests": ""}.items():
-            status, text, errors = run("test", name, folder=second)
-            yield f"test {name}", (1, "0 passed, 1 failed\n", True, True, True), (
-                status, text, f"filter: {passed_on}\n" in errors, FAILURES in errors, CRASH in errors)
-        status, text, errors = run("test", "noisy_tests", folder=second)
-        yield "a failed program without a failed case", (1, "0 passed, 1 failed\n", True), (status, text, "a data race" in errors)
-        status, text, errors = run("test", "Sweet.Bad", folder=second)
-        yield "test of no such name", (2, "", "./run test: no program or case of that name: Sweet.Bad"), (
-            status, text, errors.splitlines()[0])
-        yield "temporary files", [], os.listdir(temporary)
+def build_checks(folder):
+    first, second, temporary = (folder / name for name in ("first", "second", "temporary"))
+    temporary.mkdir()
+    os.environ["TMPDIR"] = str(temporary)
+    for name, text in PROJECT.items():
+        (first / name).parent.mkdir(parents=True, exist_ok=True)
+        (first / name).write_text(text)
+    shutil.copy(ROOT / "run", first)
+    yield "tools", 0, run("tools", folder=first)[0]
+    first.rename(second)
+    status, text, errors = run("tools", folder=second)
+    yield "tools, elsewhere", (0, [f"{second}/build/native/bin/{name}" for name in ("spoolhost", "fakeprinter", "tsport")],
+                               True), (status, text.split(), f"belongs to {first}" in errors)
+    yield "tools, once more", False, "belongs to" in run("tools", folder=second)[2]
+    for name, passed_on in {"Suite": "Suite.*:*/Suite.*", "S*.Bad": "S*.Bad", "small_tests": ""}.items():
+        status, text, errors = run("test", name, folder=second)
+        yield f"test {name}", (1, "0 passed, 1 failed\n", []), (status, text, [part for part in (
+            f"filter: {passed_on}\n", FAILURES, CRASH) if part not in errors])
+    status, text, errors = run("test", "noisy_tests", folder=second)
+    yield "a failed program without a failed case", (1, "0 passed, 1 failed\n", True), (status, text, "a data race" in errors)
+    status, text, errors = run("test", "Sweet.Bad", folder=second)
+    yield "test of no such name", (2, "", "./run test: no program or case of that name: Sweet.Bad"), (
+        status, text, errors.splitlines()[0])
+    yield "temporary files", [], os.listdir(temporary)
 
-        open(os.path.join(second, "build/native/wait"), "w", encoding="ascii").close()
-        with subprocess.Popen([os.path.join(second, "run"), "tools"], start_new_session=True, stdin=subprocess.DEVNULL,
-                              stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as process:
-            while process.poll() is None and not os.path.exists(os.path.join(second, "build/native/waiting")):
-                time.sleep(0.05)
-            yield "a temporary file while it runs", 1, len(os.listdir(temporary))
-            os.killpg(process.pid, signal.SIGINT)
-            yield "ended by Ctrl-C", True, process.wait() in (-signal.SIGINT, 128 + signal.SIGINT, 1)
-        yield "temporary files after Ctrl-C", [], os.listdir(temporary)
+    (second / "build/native/wait").touch()
+    with subprocess.Popen([second / "run", "tools"], start_new_session=True, stdin=subprocess.DEVNULL,
+                          stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as process:
+        while process.poll() is None and not (second / "build/native/waiting").exists():
+            time.sleep(0.05)
+        yield "a temporary file while it runs", 1, len(os.listdir(temporary))
+        os.killpg(process.pid, signal.SIGINT)
+        yield "ended by Ctrl-C", True, process.wait() in (-signal.SIGINT, 128 + signal.SIGINT, 1)
+    yield "temporary files after Ctrl-C", [], os.listdir(temporary)
 
 
-def main():
-    failed = 0
-    for checks in line_checks, build_checks:
-        for what, expected, found in checks():
-            if expected != found:
-                failed += 1
-                print(f"FAILED {what}: expected {expected!r}, found {found!r}")
-    return 1 if failed else 0
-
-
-if __name__ == "__main__":
-    sys.exit(main())
+with tempfile.TemporaryDirectory() as scratch:
+    failures = [f"FAILED {what}: expected {expected!r}, found {found!r}"
+                for checks in (line_checks(), build_checks(pathlib.Path(scratch)))
+                for what, expected, found in checks if expected != found]
+sys.exit("\n".join(failures) or 0)
