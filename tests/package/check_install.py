@@ -13,9 +13,8 @@ import zipfile
 from zlib import crc32
 
 sys.dont_write_bytecode = True
-from checks import report  # noqa: E402
+from checks import ROOT, report  # noqa: E402
 
-ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 MONITOR = r"HKLM\SYSTEM\CurrentControlSet\Control\Print\Monitors\Tessaron TCP/IP Port"
 FULL_MONITOR = MONITOR.replace("HKLM", "HKEY_LOCAL_MACHINE")
 ENVIRONMENT = r"HKLM\SYSTEM\CurrentControlSet\Control\Session Manager\Environment"

@@ -1,7 +1,10 @@
 #!/usr/bin/env python3
-"""Looks at the package that packaging/package.sh makes: check_package.py BUILD_DIR VERSION"""
+"""Looks at the packages that packaging/package.sh makes, and at those that it signs with a certificate made here:
+check_package.py BUILD_DIR VERSION"""
 import hashlib
+import io
 import os
+import pathlib
 import re
 import subprocess
 import sys
@@ -10,9 +13,8 @@ import time
 import zipfile
 
 sys.dont_write_bytecode = True
-from checks import report  # noqa: E402
+from checks import ROOT, report  # noqa: E402
 
-ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 FILES = ["README.txt", "SHA256SUMS", "print-provider.conf.sample", "tsport/tsport.exe", "tsport/tsport.pdb",
          "tsprintportmon.dll", "tsprintportmon.pdb", "tsprintportmonui.dll", "tsprintportmonui.pdb"]
 # Sources that fill the settings; all others read them.
@@ -73,28 +75,53 @@ def tsport_checks(build, archive):
         yield "tsport show", (1, ""), tsport("show", "nobody")
 
 
-def checks(build, version):
-    names = [f"tsprintportmon-{version}-{kind}" for kind in ("win-x64.zip", "x64.msi")]
-    packages = []
-    for zone in "UTC", "Pacific/Auckland":
-        if packages:
-            time.sleep(2.1)  # a time that is not fixed shows in steps of two seconds
-        with tempfile.TemporaryDirectory() as folder:
-            subprocess.run([os.path.join(ROOT, "packaging/package.sh"), build, version, folder], check=True,
-                           stdout=subprocess.DEVNULL, env={**os.environ, "TZ": zone})
-            packages.append([])
-            for name in names:
-                with open(os.path.join(folder, name), "rb") as file:
-                    packages[-1].append(file.read())
-    yield "packages made twice that differ", [], [name for name, *pair in zip(names, *packages) if pair[0] != pair[1]]
+def read_package(build, version, folder, **environment):
+    """The bytes of the zip and of the installer, made in a folder, and the words about signatures."""
+    plain = {name: value for name, value in os.environ.items() if not name.startswith("SIGN_")}
+    words = subprocess.run([os.path.join(ROOT, "packaging/package.sh"), build, version, folder], check=True, text=True,
+                           stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, env=plain | environment).stdout
+    return {kind: pathlib.Path(folder, f"tsprintportmon-{version}-{kind}").read_bytes()
+            for kind in ("win-x64.zip", "x64.msi")}, words
 
-    with tempfile.TemporaryFile() as file:
-        file.write(packages[0][0])
-        with zipfile.ZipFile(file) as archive:
-            yield "files", FILES, archive.namelist()
-            yield from tsport_checks(build, archive)
-            contents = {entry: archive.read(entry) for entry in archive.namelist()}
-            yield "times in the package", 1, len({entry.date_time for entry in archive.infolist()})
+
+def signature_checks(build, version, folder):
+    def run(*command):
+        return subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, cwd=folder).returncode
+
+    signing = {"SIGN_PKCS12": f"{folder}/certificate.p12", "SIGN_PASSWORD_FILE": f"{folder}/password"}
+    run("openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-subj", "/CN=packages of the test", "-addext",
+        "extendedKeyUsage=codeSigning", "-keyout", "key.pem", "-out", "certificate.pem")
+    run("openssl", "pkcs12", "-export", "-in", "certificate.pem", "-inkey", "key.pem", "-passout", "pass:secret",
+        "-out", "certificate.p12")
+    pathlib.Path(folder, "password").write_text("secret", "ascii")
+    read_package(build, version, f"{folder}/signed", **signing)
+    for kind in "plain", "signed":
+        with zipfile.ZipFile(f"{folder}/{kind}/tsprintportmon-{version}-win-x64.zip") as archive:
+            archive.extractall(f"{folder}/{kind}")
+    yield "sums of the signed files", 0, run("sh", "-c", "cd signed && sha256sum --check SHA256SUMS")
+    for name in "tsprintportmon.dll", "tsprintportmonui.dll", "tsport/tsport.exe", f"tsprintportmon-{version}-x64.msi":
+        yield f"signature of {name}, and without a certificate", [True, False], [
+            run("osslsigncode", "verify", "-CAfile", "certificate.pem", "-in", f"{kind}/{name}") == 0
+            for kind in ("signed", "plain")]
+    pathlib.Path(folder, "password").write_text("wrong", "ascii")
+    try:
+        yield "a wrong password", None, read_package(build, version, f"{folder}/wrong", **signing)
+    except subprocess.CalledProcessError:
+        pass
+
+
+def checks(build, version, folder):
+    packages, words = read_package(build, version, f"{folder}/plain", TZ="UTC")
+    yield "words without a certificate", "unsigned", words.splitlines()[-1]
+    time.sleep(2.1)  # a time that is not fixed shows in steps of two seconds
+    again, _ = read_package(build, version, f"{folder}/again", TZ="Pacific/Auckland")
+    yield "packages made twice that differ", [], [kind for kind in packages if packages[kind] != again[kind]]
+
+    with zipfile.ZipFile(io.BytesIO(packages["win-x64.zip"])) as archive:
+        yield "files", FILES, archive.namelist()
+        yield from tsport_checks(build, archive)
+        contents = {entry: archive.read(entry) for entry in archive.namelist()}
+        yield "times in the package", 1, len({entry.date_time for entry in archive.infolist()})
     sums = {line.split("  ")[1]: line.split("  ")[0] for line in contents["SHA256SUMS"].decode().splitlines()}
     yield "sums", {entry: hashlib.sha256(data).hexdigest() for entry, data in contents.items()
                    if entry != "SHA256SUMS"}, sums
@@ -105,7 +132,9 @@ def checks(build, version):
     for entry in "README.txt", "print-provider.conf.sample":
         yield f"line ends of {entry}", contents[entry].count(b"\n"), contents[entry].count(b"\r\n")
     yield from sample_checks(contents["print-provider.conf.sample"].decode())
+    yield from signature_checks(build, version, folder)
 
 
 if __name__ == "__main__":
-    sys.exit(report(checks(*sys.argv[1:])))
+    with tempfile.TemporaryDirectory() as temporary:
+        sys.exit(report(checks(*sys.argv[1:], temporary)))

@@ -1,4 +1,7 @@
 """What the checks of this folder have in common."""
+import os
+
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 
 
 def report(checks):

@@ -9,6 +9,7 @@
 #include "tests/package/wine_spooler.h"
 #include "tests/support/child_process.h"
 #include "tests/support/helper_script.h"
+#include "winportmon/tsmonui/channel.h"
 
 namespace test {
 namespace {
@@ -18,7 +19,7 @@ using Commands = std::vector<DWORD>;
 
 const WCHAR office_name[] = L"Office";
 const WCHAR other_name[] = L"B\u00fcro \u6771\u4eac";
-const WCHAR object_of_monitor[] = L",XcvMonitor Tessaron TCP/IP Port";
+const tsmonui::Server this_computer(nullptr);
 const std::string head = "%!PS-Adobe-3.0\n%%Pages: 1\n";
 const std::string page = "%%Page: 1 1\nshowpage\n";
 const std::string request = "<< /Duplex true /Tumble false /NumCopies 2 >> setpagedevice\n";  // of the helper
@@ -50,28 +51,6 @@ Outcome print_on(Text queue, const std::string& data, const std::function<void(D
     announced = {};
     ClosePrinter(printer);
     return {told, commands};
-}
-
-// A command of the configuration channel: its Win32 code, or the spooler's when it does not get so far.
-DWORD send(Text object, ACCESS_MASK access, LPCWSTR command, const void* input, size_t size, void* output = nullptr,
-           DWORD output_size = 0) {
-    PRINTER_DEFAULTSW defaults = {nullptr, nullptr, access};
-    HANDLE channel = nullptr;
-    if (!OpenPrinterW(object.data(), &channel, &defaults)) return GetLastError();
-    DWORD needed = 0;
-    DWORD status = ERROR_SUCCESS;
-    auto* const bytes = static_cast<BYTE*>(const_cast<void*>(input));
-    const BOOL passed_on = XcvDataW(channel, command, bytes, static_cast<DWORD>(size), static_cast<BYTE*>(output),
-                                    output_size, &needed, &status);
-    const DWORD code = passed_on ? status : GetLastError();
-    ClosePrinter(channel);
-    return code;
-}
-DWORD send(LPCWSTR command, const PortConfig& input) {
-    return send(object_of_monitor, SERVER_ACCESS_ADMINISTER, command, &input, sizeof input);
-}
-DWORD send(LPCWSTR command, const Text& port) {
-    return send(object_of_monitor, SERVER_ACCESS_ADMINISTER, command, port.c_str(), (port.size() + 1) * sizeof(WCHAR));
 }
 
 class Spooler : public HelperServer {
@@ -193,6 +172,14 @@ TEST_F(Spooler, PortsComeChangeAndGoWhileDocumentsPrint) {
     });
     const Text name = L"ts_new";
     test_printer::TcpPrinter third;
+    tsmonui::Channel channel;
+    EXPECT_EQ(channel.OpenMonitor(this_computer, wine_spooler::monitor_name, SERVER_ACCESS_ADMINISTER), 0u);
+    const auto send = [&](LPCWSTR command, const PortConfig& config) {
+        return channel.Send(command, &config, sizeof config);
+    };
+    const auto delete_port = [&] {
+        return channel.Send(L"TSDeletePort", name.c_str(), (name.size() + 1) * sizeof(WCHAR));
+    };
     size_t count = 0;
     const auto expect_leads_to = [&](test_printer::TcpPrinter& printer, size_t connection) {
         const std::string data = "page " + std::to_string(++count);
@@ -210,19 +197,20 @@ TEST_F(Spooler, PortsComeChangeAndGoWhileDocumentsPrint) {
         expect_leads_to(*other, round);
         ASSERT_EQ(send(L"TSConfigPort", port_config(name, L"127.0.0.1", third.port())), 0u);
         expect_leads_to(third, round);
-        ASSERT_EQ(send(L"TSDeletePort", name), 0u);
-        EXPECT_EQ(send(L"TSDeletePort", name), DWORD{ERROR_FILE_NOT_FOUND});
+        ASSERT_EQ(delete_port(), 0u);
+        EXPECT_EQ(delete_port(), DWORD{ERROR_FILE_NOT_FOUND});
         EXPECT_EQ(listed_ports(), (std::vector<Text>{other_name, office_name}));
     }
     WCHAR answer[MAX_PATH] = {};
-    EXPECT_EQ(send(object_of_monitor, SERVER_ACCESS_ADMINISTER, L"MonitorUI", nullptr, 0, answer, sizeof answer), 0u);
+    EXPECT_EQ(channel.Send(L"MonitorUI", nullptr, 0, answer, sizeof answer), 0u);
     EXPECT_STREQ(answer, L"tsprintportmonui.dll");
     PortConfig config = {};
-    const Text port = Text(L",XcvPort ") + other_name;
-    EXPECT_EQ(send(port, SERVER_ACCESS_ADMINISTER, L"TSGetConfigInfo", nullptr, 0, &config, sizeof config), 0u);
+    EXPECT_EQ(channel.OpenPort(this_computer, other_name, SERVER_ACCESS_ADMINISTER), 0u);
+    EXPECT_EQ(channel.Send(L"TSGetConfigInfo", nullptr, 0, &config, sizeof config), 0u);
     EXPECT_STREQ(config.port_name, other_name);
-    EXPECT_EQ(send(port, SERVER_ACCESS_ENUMERATE, L"TSDeletePort", other_name, sizeof other_name),
-              DWORD{ERROR_ACCESS_DENIED});
+    EXPECT_EQ(channel.OpenPort(this_computer, other_name, SERVER_ACCESS_ENUMERATE), 0u);
+    EXPECT_EQ(channel.Send(L"TSDeletePort", other_name, sizeof other_name), DWORD{ERROR_ACCESS_DENIED});
+    channel.Close();
     printing.request_stop();
     printing.join();
     EXPECT_FALSE(sent.empty());

@@ -29,16 +29,6 @@ void add_driver() {
         << GetLastError();
 }
 
-// The records of an enumeration; their texts lie in the same buffer.
-template <typename Enumerate>
-std::vector<BYTE> ask(DWORD& count, Enumerate enumerate) {
-    std::vector<BYTE> buffer(1 << 16);
-    DWORD needed = 0;
-    EXPECT_TRUE(enumerate(nullptr, 2, buffer.data(), static_cast<DWORD>(buffer.size()), &needed, &count))
-        << GetLastError();
-    return buffer;
-}
-
 }  // namespace
 
 bool is_wine() {
@@ -85,8 +75,11 @@ void delete_queue(std::wstring queue) {
 }
 
 std::vector<std::wstring> listed_ports() {
+    std::vector<BYTE> buffer(1 << 16);  // the texts of the records lie in it too
+    DWORD needed = 0;
     DWORD count = 0;
-    const std::vector<BYTE> buffer = ask(count, EnumPortsW);
+    EXPECT_TRUE(EnumPortsW(nullptr, 2, buffer.data(), static_cast<DWORD>(buffer.size()), &needed, &count))
+        << GetLastError();
     std::vector<std::wstring> names;
     const auto* const ports = reinterpret_cast<const PORT_INFO_2W*>(buffer.data());
     for (DWORD i = 0; i < count; ++i) {
