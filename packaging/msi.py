@@ -1,26 +1,22 @@
-#!/usr/bin/env python3
-"""Builds the installer package: msi.py FILES_DIR VERSION TIME TARGET. The same files, version and time (of the commit, in
-seconds) give the same bytes."""
+"""Builds the installer package with wixl, and adds what wixl has no element for."""
 import hashlib
 import os
+import pathlib
 import re
 import shutil
 import subprocess
-import sys
 import tempfile
 import time
 import uuid
 
-HERE = os.path.dirname(os.path.abspath(__file__))
-with open(os.path.join(HERE, "binaries.txt"), encoding="ascii") as binaries:
-    BINARIES = binaries.read().split()
-with open(os.path.join(HERE, "../winportmon/contract/names.h"), encoding="ascii") as header:
-    NAMES = {name: text.replace(r"\\", "\\") for name, text in re.findall(r'^#define (\w+) "(.*)"$', header.read(), re.M)}
+HERE = pathlib.Path(__file__).resolve().parent
+BINARIES = (HERE / "binaries.txt").read_text("ascii").split()
+# The names that the code has in winportmon/contract/names.h.
+NAMES = {name: text.replace(r"\\", "\\") for name, text in re.findall(
+    r'^#define (\w+) "(.*)"$', (HERE.parent / "winportmon/contract/names.h").read_text("ascii"), re.M)}
 MONITOR = rf"HKLM\{NAMES['MONITORS_KEY']}\{NAMES['MONITOR_NAME']}"
 # A command of the system's own account that may fail, and runs once all else is done, and only then.
 AT_THE_END = 34 + 0x40 + 0x200 + 0x400 + 0x800
-
-
 # The times in the cabinet and in the summary are local ones.
 ENVIRONMENT = {**os.environ, "TZ": "UTC"}
 
@@ -89,13 +85,12 @@ def amend(package, table, key, changes):
     subprocess.run(["msibuild", package, "-i", path], check=True, env=ENVIRONMENT)
 
 
-def build(files, version, seconds, target):
+def build_msi(files, version, seconds, target):
+    """The same files, version and time (of the commit, in seconds) give the same bytes."""
     contents = hashlib.sha256()
-    for folder, _, names in sorted(os.walk(files)):
-        for path in sorted(os.path.join(folder, name) for name in names):
-            os.utime(path, (seconds, seconds))
-            with open(path, "rb") as file:
-                contents.update(hashlib.sha256(file.read()).digest())
+    for path in sorted(path for path in files.rglob("*") if path.is_file()):
+        os.utime(path, (seconds, seconds))
+        contents.update(hashlib.sha256(path.read_bytes()).digest())
     sums = contents.hexdigest()
     with tempfile.TemporaryDirectory() as folder:
         package = os.path.join(folder, "package.msi")
@@ -108,10 +103,3 @@ def build(files, version, seconds, target):
             amend(package, table, key, changes)
         shutil.copyfile(package, f"{target}.part")
     os.replace(f"{target}.part", target)
-    print(target)
-
-
-if __name__ == "__main__":
-    if len(sys.argv) != 5:
-        sys.exit(__doc__)
-    build(sys.argv[1], sys.argv[2], int(sys.argv[3]), os.path.normpath(sys.argv[4]))

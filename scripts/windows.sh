@@ -127,7 +127,7 @@ windows_package() {
         tests/package/check_$check.py build/windows "$(version)" >"$output" 2>&1 || result=1
         count_cases "$output" $result "tests/package/check_$check.py build/windows $(version)"
     done
-    packaging/package.sh build/windows "$(version)"
+    packaging/package.py build/windows "$(version)"
 }
 
 # What documents cost in the shipped library, against a plain loop under Wine, too; options as for ./run bench.

@@ -186,7 +186,7 @@ def main():
     with tempfile.TemporaryDirectory() as folder:
         build_older(build, folder)
         for source, version in (folder, OLD), (build, new):
-            subprocess.run([os.path.join(ROOT, "packaging/package.sh"), source, version, folder], check=True,
+            subprocess.run([os.path.join(ROOT, "packaging/package.py"), source, version, folder], check=True,
                            stdout=subprocess.DEVNULL)
         status = report(checks(machine, Installer(machine, folder), new))
     end_wine()

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Looks at the packages that packaging/package.sh makes, and at those that it signs with a certificate made here:
+"""Looks at the packages that packaging/package.py makes, and at those that it signs with a certificate made here:
 check_package.py BUILD_DIR VERSION"""
 import hashlib
 import io
@@ -78,7 +78,7 @@ def tsport_checks(build, archive):
 def read_package(build, version, folder, **environment):
     """The bytes of the zip and of the installer, made in a folder, and the words about signatures."""
     plain = {name: value for name, value in os.environ.items() if not name.startswith("SIGN_")}
-    words = subprocess.run([os.path.join(ROOT, "packaging/package.sh"), build, version, folder], check=True, text=True,
+    words = subprocess.run([os.path.join(ROOT, "packaging/package.py"), build, version, folder], check=True, text=True,
                            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, env=plain | environment).stdout
     return {kind: pathlib.Path(folder, f"tsprintportmon-{version}-{kind}").read_bytes()
             for kind in ("win-x64.zip", "x64.msi")}, words
