@@ -17,6 +17,8 @@ NAMES = {name: text.replace(r"\\", "\\") for name, text in re.findall(
 MONITOR = rf"HKLM\{NAMES['MONITORS_KEY']}\{NAMES['MONITOR_NAME']}"
 # A command of the system's own account that may fail, and runs once all else is done, and only then.
 AT_THE_END = 34 + 0x40 + 0x200 + 0x400 + 0x800
+# What only an administrator may do. Anything else, which any user may ask for, leaves the spooler alone.
+INSTALLED_OR_REMOVED = '(NOT Installed OR REMOVE="ALL")'
 # The times in the cabinet and in the summary are local ones.
 ENVIRONMENT = {**os.environ, "TZ": "UTC"}
 
@@ -49,7 +51,8 @@ def tables(version, seconds, sums):
             # The version before goes within the transaction, so that it comes back when the new one fails. Its removal
             # leaves the spooler stopped, which starts once.
             "RemoveExistingProducts": {"Sequence": "1501"},
-            "StartServices": {"Condition": 'NOT UPGRADINGPRODUCTCODE AND SPOOLERSTART <> "#4"'},
+            "StopServices": {"Condition": INSTALLED_OR_REMOVED},
+            "StartServices": {"Condition": f'{INSTALLED_OR_REMOVED} AND NOT UPGRADINGPRODUCTCODE AND SPOOLERSTART <> "#4"'},
             "RemoveEnvironmentStrings": {"Sequence": "3300"},
             "RemoveFiles": {"Sequence": "3500"},
             "WriteEnvironmentStrings": {"Sequence": "5200"},

@@ -1,24 +1,29 @@
 #!/usr/bin/env python3
-"""Installs, updates and removes the installer's package under Wine: check_install.py BUILD_DIR VERSION"""
+"""Installs, updates and removes the installer's package under Wine, and compares all files and all of HKEY_LOCAL_MACHINE after
+each step: check_install.py BUILD_DIR VERSION"""
 import functools
-import glob
 import os
+import pathlib
 import re
 import shutil
 import struct
 import subprocess
 import sys
 import tempfile
+import time
 import zipfile
 from zlib import crc32
 
 sys.dont_write_bytecode = True
 from checks import ROOT, report  # noqa: E402
 
-MONITOR = r"HKLM\SYSTEM\CurrentControlSet\Control\Print\Monitors\Tessaron TCP/IP Port"
-FULL_MONITOR = MONITOR.replace("HKLM", "HKEY_LOCAL_MACHINE")
-ENVIRONMENT = r"HKLM\SYSTEM\CurrentControlSet\Control\Session Manager\Environment"
-SPOOLER = r"HKLM\SYSTEM\CurrentControlSet\Services\Spooler"
+MONITOR = r"HKEY_LOCAL_MACHINE\System\CurrentControlSet\Control\Print\Monitors\Tessaron TCP/IP Port"
+ENVIRONMENT = r"HKEY_LOCAL_MACHINE\System\CurrentControlSet\Control\Session Manager\Environment"
+SPOOLER = r"HKEY_LOCAL_MACHINE\System\CurrentControlSet\Services\Spooler"
+# What Wine writes by itself at any time, and the keys that its installer leaves empty.
+NOISE = re.compile(r"\\(DEVICEMAP|DeviceClasses|Class|Enum|Video|Hardware Profiles|ServiceCurrent)(\\|\|)|\\Installer[^|]*\|$")
+# The installer's own records of what is installed.
+RECORDS = re.compile(r"\\CurrentVersion\\(Installer|Uninstall\\\{)|\\Classes\\Installer\\")
 SYSTEM = "windows/system32"
 PROGRAMS = "Program Files/Tessaron Port Monitor"
 # Where the files of the zip are then.
@@ -27,171 +32,198 @@ FILES = {"tsprintportmon.dll": SYSTEM, "tsprintportmonui.dll": SYSTEM, "tsport/t
 # What the scripts of earlier packages left there. The last one, a library that was replaced, stays until the removal.
 LEFT_BY_SCRIPTS = [f"{PROGRAMS}/{name}" for name in ("uninstall.cmd", "version.txt", "former/1/tsprintportmon.dll")]
 OLD = "0.9.0"
-DRIVER = "Driver REG_SZ tsprintportmon.dll"
-PORTS = r"\Ports \Ports\Office HostName REG_SZ 192.168.1.20"
+PATH = r"%SystemRoot%\system32;%SystemRoot%;C:\Данные\bin;C:\Datā;%ProgramData%\x y;C:\100% ok;%NoSuch%"
+PORTS = {MONITOR + r"\Ports\Office|HostName": '"192.168.1.20"', MONITOR + r"\Ports\Office|": "", MONITOR + r"\Ports|": "",
+         MONITOR + "|": ""}
+RESTART_NEEDED = 3010 & 255  # of an exit status the system keeps eight bits
 
 
 class Machine:
-    """A Wine prefix, and what an administrator sees of the monitor in it."""
+    """A Wine prefix, what an administrator sees of it, and a folder with packages."""
 
-    def __init__(self, prefix):
-        self.wine = [os.path.join(ROOT, "cmake/wine.sh"), prefix]
-        self.drive = os.path.join(prefix, "drive_c")
+    def __init__(self, prefix, packages):
+        self.packages = packages
+        self.wine = [f"{ROOT}/cmake/wine.sh", prefix]
+        self.drive = pathlib.Path(prefix, "drive_c")
+        # As in cmake/wine.sh.
+        environment = {name: value for name, value in os.environ.items() if name != "TMPDIR"} | {"WINEPREFIX": prefix}
+        self.end = functools.partial(subprocess.run, ["wineserver", "--kill"], env=environment, check=False)
+        if os.path.exists(prefix):
+            self.end()  # what an interrupted run has left
+            shutil.rmtree(prefix)
+        self.start()
+
+    def start(self):
         # As long as a program runs, so do the services.
         self.running = subprocess.Popen([*self.wine, "cmd"], stdin=subprocess.PIPE, stdout=subprocess.DEVNULL)
+        self.run("net", "start", "spooler")
 
-    def run(self, *command, folder=None):
-        """The exit status, of which the system keeps eight bits, and the output."""
-        done = subprocess.run([*self.wine, *command], cwd=folder or ROOT, timeout=60, stdin=subprocess.DEVNULL,
-                              stdout=subprocess.PIPE)
-        return done.returncode, done.stdout.decode(errors="replace").replace("\r\n", "\n")
+    def run(self, *command):
+        """The exit status and the output."""
+        done = subprocess.run([*self.wine, *command], timeout=120, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
+        return done.returncode, done.stdout.decode(errors="replace")
 
-    def ask(self, pattern, *command):
-        """The first group of a pattern in the output, which Wine now and then leaves empty while services start or end."""
-        for _ in range(5):
-            found = re.search(pattern, self.run(*command)[1])
-            if found:
-                return found.group(1)
-        raise ValueError(f"{command} says nothing")
+    def set_value(self, key, name, kind, data):
+        self.run("reg", "add", key, "/v", name, "/t", kind, "/d", data, "/f")
 
-    def set_start(self, start):
-        self.run("reg", "add", SPOOLER, "/v", "Start", "/t", "REG_DWORD", "/d", str(start), "/f")
+    def spooler(self):
+        """Now and then Wine says nothing of a service that starts or ends."""
+        states = (re.search("STATE .* ([A-Z]+)", self.run("sc", "query", "Spooler")[1]) for _ in range(5))
+        return next(filter(None, states))[1]
 
     def state(self):
-        """The files with sums of their bytes, the monitor's key, the path and the spooler."""
-        files = {}
-        for place in (*glob.glob(f"{self.drive}/{SYSTEM}/tsprintportmon*"),
-                      *glob.glob(f"{self.drive}/{PROGRAMS}/**", recursive=True)):
-            if os.path.isfile(place):
-                with open(place, "rb") as file:
-                    files[os.path.relpath(place, self.drive)] = crc32(file.read())
-        status, key = self.run("reg", "query", MONITOR, "/s")
-        path = self.ask(r"REG_\w+ +(.*)", "reg", "query", ENVIRONMENT, "/v", "PATH")
-        path = path.lower().replace("%systemroot%", r"c:\windows")
-        return {"files": files, "key": " ".join(key.replace(FULL_MONITOR, "").split()) if status == 0 else "",
-                "path": [entry.rstrip("\\") for entry in path.split(";") if entry],
-                "spooler": self.ask("STATE .* ([A-Z]+)", "sc", "query", "Spooler")}
-
-
-class Installer:
-    def __init__(self, machine, packages):
-        self.machine = machine
-        self.packages = packages
+        """Every file with the sum of its bytes, every key and value, and the spooler."""
+        found = {"spooler": self.spooler(), "installed": set()}
+        for file in self.drive.rglob("*"):
+            if file.is_file() and not file.is_symlink():
+                name = re.sub(r"(Installer/)\w+(\.msi)", r"\1*\2", str(file.relative_to(self.drive)))
+                found[name] = "any" if "*" in name else crc32(file.read_bytes())
+        self.run("reg", "export", "HKLM", r"C:\all.reg", "/y")
+        text = (self.drive / "all.reg").read_text("utf-16").replace("\\\n  ", "")
+        (self.drive / "all.reg").unlink()
+        for line in text.splitlines():
+            if line.startswith("["):
+                key, name, value = line[1:-1], "", ""
+            elif named := re.match(r'(?:"((?:[^"\\]|\\.)*)"|@)=(.*)', line):
+                name, value = named[1] or "@", named[2]
+            else:
+                continue
+            entry = f"{key}|{name}"
+            if RECORDS.search(entry):
+                if name == "DisplayVersion":
+                    found["installed"].add(value.strip('"'))
+                elif value:
+                    found["records"] = "there"
+            elif not NOISE.search(entry):
+                found[entry] = value
+        kind, data = found.pop(f"{ENVIRONMENT}|PATH").split(":")
+        # Wine's installer leaves the separator when it removes an entry.
+        path = bytes.fromhex(data.replace(",", "")).decode("utf-16-le").rstrip("\0")
+        return found | {"PATH": (kind, re.sub(";+", ";", path).rstrip(";"))}
 
     def msiexec(self, what, version, *options):
-        package = f"tsprintportmon-{version}-x64.msi"
-        status, _ = self.machine.run("msiexec", what, package, "/qn", "/l*", "install.log", *options, folder=self.packages)
-        with open(os.path.join(self.packages, "install.log"), encoding="latin-1") as log:
-            words = log.read()
+        """The exit status and the log."""
+        package = f"{self.packages}/tsprintportmon-{version}-x64.msi"
+        status, _ = self.run("msiexec", what, f"Z:{package}", "/qn", "/l*", r"C:\install.log", *options)
+        log = self.drive / "install.log"
+        words = log.read_text("latin-1")
+        log.unlink()
         if "LaunchConditions. Return value 0" in words:  # Wine does not say what the condition says
-            words += subprocess.run(["msiinfo", "export", os.path.join(self.packages, package), "LaunchCondition"],
-                                    stdout=subprocess.PIPE, check=True, text=True).stdout
+            words += subprocess.run(["msiinfo", "export", package, "LaunchCondition"], stdout=subprocess.PIPE, check=True,
+                                    text=True).stdout
         return status, words
 
-    def install(self, version):
-        return self.msiexec("/i", version)
+    def files(self, version):
+        """The files of a version, with sums of their bytes."""
+        with zipfile.ZipFile(f"{self.packages}/tsprintportmon-{version}-win-x64.zip") as archive:
+            return {f"{place}/{os.path.basename(name)}": crc32(archive.read(name)) for name, place in FILES.items()}
 
-    def remove(self, version, *options):
-        return self.msiexec("/x", version, *options)
 
-
-def steps(machine, installer, new):
-    """What is done, what comes of it ("done", or words that tell why not), and what is there then: the version of the files,
-    the key, and the spooler."""
-    in_the_way = os.path.join(machine.drive, SYSTEM, "tsprintportmonui.dll", "folder")
+def steps(machine, new):
+    """What is done, what comes of it (an exit status, or words that tell why not), and what is there then beside what was there
+    at the beginning: the files of a version, and further files, keys and values."""
+    in_the_way = machine.drive / SYSTEM / "tsprintportmonui.dll/folder"
 
     def broken_off():
-        os.makedirs(in_the_way)
-        result = installer.install(new)
-        shutil.rmtree(os.path.dirname(in_the_way))
+        in_the_way.mkdir(parents=True)
+        result = machine.msiexec("/i", new)
+        shutil.rmtree(in_the_way.parent)
+        return result
+
+    def install_in_use():
+        # tsport.exe has loaded the library, and waits for its input.
+        library = machine.drive / SYSTEM / "tsprintportmon.dll"
+        user = subprocess.Popen([*machine.wine, machine.drive / PROGRAMS / "tsport.exe", "--store", r"C:\ports.txt",
+                                 r"--library=C:\windows\system32\tsprintportmon.dll", "import", "-"], stdin=subprocess.PIPE)
+        while f"-> {library}\n" not in subprocess.run("ls -l /proc/[0-9]*/fd 2>/dev/null", shell=True, check=False, text=True,
+                                                     stdout=subprocess.PIPE).stdout:
+            time.sleep(0.05)
+        result = machine.msiexec("/i", new)
+        machine.end()
+        machine.start()
+        user.communicate()
         return result
 
     def install_over_scripts():
-        for place in (os.path.join(machine.drive, name) for name in LEFT_BY_SCRIPTS):
-            os.makedirs(os.path.dirname(place), exist_ok=True)
-            with open(place, "wb") as file:
-                file.write(b"left")
-        return installer.install(new)
+        for place in (machine.drive / name for name in LEFT_BY_SCRIPTS):
+            place.parent.mkdir(parents=True, exist_ok=True)
+            place.write_bytes(b"left")
+        return machine.msiexec("/i", new)
 
-    yield "broken off", broken_off, "tsprintportmonui.dll", None, "", "RUNNING"
-    yield "installed", lambda: installer.install(OLD), "done", OLD, DRIVER, "RUNNING"
-    machine.run("reg", "add", MONITOR + r"\Ports\Office", "/v", "HostName", "/d", "192.168.1.20", "/f")
-    yield "updated", lambda: installer.install(new), "done", new, f"{DRIVER} {PORTS}", "RUNNING"
-    yield "installed again", lambda: installer.install(new), "done", new, f"{DRIVER} {PORTS}", "RUNNING"
-    yield "older version", lambda: installer.install(OLD), "A newer version", new, f"{DRIVER} {PORTS}", "RUNNING"
-    yield "removed", lambda: installer.remove(new), "done", None, PORTS, "RUNNING"
-    yield "broken off where ports are", broken_off, "tsprintportmonui.dll", None, PORTS, "RUNNING"
-    yield "installed over scripts", install_over_scripts, "done", new, f"{DRIVER} {PORTS}", "RUNNING"
-    yield "removed with ports", lambda: installer.remove(new, "REMOVEPORTS=1"), "done", None, "", "RUNNING"
-    machine.set_start(4)
-    for _ in range(20):  # a spooler that is still starting does not stop
+    def repair():
+        # What /fa sets, and what else puts files in place; any user may ask for either.
+        status, words = machine.msiexec("/i", new, "REINSTALL=ALL", "REINSTALLMODE=a")
+        services = re.findall(r"Action start.*(?:Stop|Start)Services", words + machine.msiexec("/i", new, "ADDLOCAL=ALL")[1])
+        return status, str(services) if services else words
+
+    def install(version):
+        return lambda: machine.msiexec("/i", version)
+
+    def remove(*options):
+        return machine.msiexec("/x", new, *options)
+
+    yield "broken off", broken_off, "tsprintportmonui.dll", None, {}
+    yield "installed", install(OLD), 0, OLD, {}
+    machine.set_value(MONITOR + r"\Ports\Office", "HostName", "REG_SZ", "192.168.1.20")
+    yield "updated", install(new), 0, new, PORTS
+    yield "installed again", install(new), 0, new, PORTS
+    yield "older version", install(OLD), "A newer version", new, PORTS
+    yield "repaired", repair, "not repaired", new, PORTS
+    yield "removed", remove, 0, None, PORTS
+    yield "broken off where ports are", broken_off, "tsprintportmonui.dll", None, PORTS
+    yield "older version, newer removed", install(OLD), 0, OLD, PORTS
+    yield "updated in use, then restarted", install_in_use, RESTART_NEEDED, new, PORTS
+    yield "removed once more", remove, 0, None, PORTS
+    yield "installed over scripts", install_over_scripts, 0, new, {**PORTS, LEFT_BY_SCRIPTS[-1]: crc32(b"left")}
+    yield "removed with ports", lambda: remove("REMOVEPORTS=1"), 0, None, {}
+    machine.set_value(SPOOLER, "Start", "REG_DWORD", "4")
+    while machine.spooler() != "STOPPED":  # one that is still starting does not stop
         machine.run("net", "stop", "spooler")
-        if machine.state()["spooler"] == "STOPPED":
-            break
-    yield "installed, spooler disabled", lambda: installer.install(new), "done", new, DRIVER, "STOPPED"
-    yield "removed, spooler disabled", lambda: installer.remove(new), "done", None, "", "STOPPED"
-    machine.set_start(3)
+    disabled = {f"{SPOOLER}|Start": "dword:00000004", "spooler": "STOPPED"}
+    yield "installed, spooler disabled", install(new), 0, new, disabled
+    yield "removed, spooler disabled", remove, 0, None, disabled
 
 
-def installed(packages, version):
-    """The files of a version, with sums of their bytes."""
-    with zipfile.ZipFile(os.path.join(packages, f"tsprintportmon-{version}-win-x64.zip")) as archive:
-        return {f"{place}/{os.path.basename(name)}": crc32(archive.read(name)) for name, place in FILES.items()}
-
-
-def checks(machine, installer, new):
-    machine.run("net", "start", "spooler")
-    path = machine.state()["path"]
-    for name, action, outcome, version, key, spooler in steps(machine, installer, new):
+def checks(machine, new):
+    machine.set_value(ENVIRONMENT, "PATH", "REG_EXPAND_SZ", PATH)
+    start = machine.state()
+    yield "the path at the start", ("hex(2)", PATH), start["PATH"]
+    for name, action, outcome, version, more in steps(machine, new):
         status, words = action()
-        if outcome == "done":
-            yield f"{name}: done", "", words if status else ""
-        else:
-            yield f"{name}: status", False, status == 0
-            yield f"{name}: words", outcome, outcome if outcome in words else words
-        files = installed(installer.packages, version) if version else {}
-        if name == "installed over scripts":
-            files[LEFT_BY_SCRIPTS[-1]] = crc32(b"left")
-        expected = {"files": files, "key": key, "spooler": spooler,
-                    "path": path + ([f"c:\\{PROGRAMS}".replace("/", "\\").lower()] if version else [])}
-        yield name, expected, machine.state()
+        yield f"{name}: outcome", outcome, status if isinstance(outcome, int) else outcome if outcome in words else words
+        expected = start | more
+        if version:
+            folder = "C:\\" + PROGRAMS.replace("/", "\\")
+            expected |= machine.files(version) | {
+                "windows/Installer/*.msi": "any", "installed": {version}, "records": "there", "PATH": ("hex(2)", f"{PATH};{folder}\\"),
+                f"{MONITOR}|": "", f"{MONITOR}|Driver": '"tsprintportmon.dll"'}
+        found = machine.state()
+        yield name, {}, {entry: (expected.get(entry), found.get(entry)) for entry in expected.keys() | found.keys()
+                         if expected.get(entry) != found.get(entry)}
 
 
 def build_older(build, folder):
     """Binaries of an older version: with that number in their resource, and other bytes."""
-    os.mkdir(os.path.join(folder, "bin"))
-    with open(os.path.join(ROOT, "packaging/binaries.txt"), encoding="ascii") as binaries:
-        names = binaries.read().split()
-    for name in os.listdir(os.path.join(build, "bin")):
-        if any(name.startswith(os.path.splitext(binary)[0] + ".") for binary in names):
-            with open(os.path.join(build, "bin", name), "rb") as file:
-                data = bytearray(file.read())
+    pathlib.Path(folder, "bin").mkdir()
+    for binary in pathlib.Path(ROOT, "packaging/binaries.txt").read_text("ascii").split():
+        for name in binary, f"{os.path.splitext(binary)[0]}.pdb":
+            data = bytearray(pathlib.Path(build, "bin", name).read_bytes())
             resource = data.find(struct.pack("<2I", 0xFEEF04BD, 0x10000))
             if resource >= 0:
                 struct.pack_into("<4I", data, resource + 8, 9, 0, 9, 0)
-            with open(os.path.join(folder, "bin", name), "wb") as file:
-                file.write(data + OLD.encode())
+            pathlib.Path(folder, "bin", name).write_bytes(data + OLD.encode())
 
 
-def main():
-    build, new = sys.argv[1:]
-    prefix = os.path.join(os.path.abspath(build), "wine-install")
-    # As in cmake/wine.sh.
-    environment = {name: value for name, value in os.environ.items() if name != "TMPDIR"} | {"WINEPREFIX": prefix}
-    end_wine = functools.partial(subprocess.run, ["wineserver", "--kill"], env=environment, check=False)
-    if os.path.exists(prefix):
-        end_wine()  # what an interrupted run has left
-        shutil.rmtree(prefix)
-    machine = Machine(prefix)
+def main(build, new):
     with tempfile.TemporaryDirectory() as folder:
         build_older(build, folder)
         for source, version in (folder, OLD), (build, new):
-            subprocess.run([os.path.join(ROOT, "packaging/package.py"), source, version, folder], check=True,
-                           stdout=subprocess.DEVNULL)
-        status = report(checks(machine, Installer(machine, folder), new))
-    end_wine()
+            subprocess.run([f"{ROOT}/packaging/package.py", source, version, folder], check=True, stdout=subprocess.DEVNULL)
+        machine = Machine(os.path.join(os.path.abspath(build), "wine-install"), folder)
+        status = report(checks(machine, new))
+    machine.end()
     return status
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(main(*sys.argv[1:]))

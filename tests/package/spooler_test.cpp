@@ -5,7 +5,6 @@
 #include <cwchar>
 #include <thread>
 
-#include "tests/package/thin_monitor.h"
 #include "tests/package/wine_spooler.h"
 #include "tests/support/child_process.h"
 #include "tests/support/helper_script.h"

@@ -1,10 +1,9 @@
 // A monitor that stands between Wine's spooler and the library, and makes up for what that spooler lacks: a record with
 // registry functions that work and a key that stays open, the printer's name and the job's number for StartDocPort, and
 // an ear for SetJobW. Everything else goes through untouched.
-#include "tests/package/thin_monitor.h"
-
 #include "host/monitor_registry.h"
 #include "host/setup.h"
+#include "tests/package/wine_spooler.h"
 #include "winapi/spooler_sim/windows/imports.h"
 #include "winportmon/contract/names.h"
 

@@ -6,8 +6,6 @@
 #include <cstdio>
 #include <cwchar>
 
-#include "tests/package/thin_monitor.h"
-
 namespace wine_spooler {
 namespace {
 
