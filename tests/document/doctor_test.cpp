@@ -10,6 +10,7 @@
 #include "host/setup.h"
 #include "testbed/test_printer/tcp_printer.h"
 #include "tests/support/files.h"
+#include "tests/support/print_server.h"
 #include "tsport/doctor/base.h"
 #include "tsport/doctor/library.h"
 #include "tsport/doctor/server.h"
@@ -114,6 +115,7 @@ TEST_F(Doctor, NamesEachPlantedFaultOnceAndNothingElse) {
     };
     const Fault faults[] = {
         {"conf.missing", [&] { settings_ = ""; }},
+        {"conf.unreadable", [&] { settings_ = "", fs::create_directory(base_ / "print-provider.conf"); }},
         {"conf.utf8-mark", [&] { settings_ = "\xEF\xBB\xBFLogRotateNumber=3\n" + settings_; }},
         {"conf.utf16", [&] { settings_ = std::string("\xFF\xFE=\0\r\0\n", 8); }},
         {"conf.not-utf8", [&] { settings_ += "ServerName=M\xFCller\n"; }},
@@ -133,6 +135,7 @@ TEST_F(Doctor, NamesEachPlantedFaultOnceAndNothingElse) {
         {"conf.cut-value", [&] { settings_ += "ServerName=" + std::string(2000, 'x') + "\n"; }},
         {"conf.overridden", [&] { settings_ += "loGROTATEnumber=6\nParseTimeout=5\nParseTimeout=5\n"; }},
         {"env.missing", [&] { fs::remove(base_ / "env-version"); }},
+        {"env.unreadable", [&] { fs::remove(base_ / "env-version"), fs::create_directory(base_ / "env-version"); }},
         {"env.no-version", [&] { put("env-version", "EnvVersion=new\n"); }},
         {"env.too-old", [&] { put("env-version", "EnvVersion=13\n"), settings_ += "ServerlessPrintingMode=on\n"; }},
         {"helper.missing", [&] { fs::remove(base_ / "ts-print-monitor.exe"); }},
@@ -195,6 +198,30 @@ TEST_F(Doctor, ReadsTheErrorsOfTheLastDayAsTheReportDoes) {
     EXPECT_NE(text.find("print-monitor.log\" shows which"), std::string::npos) << text;
 }
 
+TEST_F(Doctor, FitsOnTwoScreensAndGivesCommandsAsData) {
+    Findings findings;
+    for (const tsport::doctor::Kind& kind : tsport::doctor::kinds()) {
+        if (kind.id.starts_with("ports.") || kind.id.starts_with("queues.")) {
+            for (size_t i = 0; i < 3200; ++i) findings.add(kind.id, "found", "Room " + std::to_string(i));
+        }
+    }
+    findings.saw("ports", "3300 ports", 3300);
+    const std::string many = findings.to_text();
+    EXPECT_LE(std::count(many.begin(), many.end(), '\n'), 48);
+    EXPECT_NE(many.find("[X] ports.no-answer: 3200 of 3300 ports: \"Room 0\", \"Room 1\", "), std::string::npos)
+        << many;
+    EXPECT_NE(many.find("\"Room 9\", and 3190 more\n"), std::string::npos) << many;
+
+    fs::remove_all(base_ / "spool" / "settings");
+    const std::string json = look().out;
+    EXPECT_NE(json.find("\"commands\": [\"mkdir \\\"spool\\\\settings\\\"\"]"), std::string::npos) << json;
+    findings = Findings();
+    findings.add("ports.no-answer", "", "Room 1");
+    findings.add("ports.no-answer", "", "$(x)");
+    EXPECT_NE(findings.to_json().find("\"commands\": [\"tsport test \\\"Room 1\\\"\"]"), std::string::npos)
+        << findings.to_json();
+}
+
 // -- What only a server shows ----------------------------------------------------------------------------------------
 
 // A part of the registry that is gone with the test.
@@ -241,7 +268,9 @@ TEST(DoctorOfAServer, ReadsTheRegistryAsTheMonitorDoes) {
     hive.set(key, W("Driver"), W("other.dll"));
     hive.set(W("SOFTWARE\\Wow6432Node\\ts-print-provider"), W("InstallPath"), W("C:\\nowhere"));
     hive.set(W("SOFTWARE\\Wow6432Node\\Tessaron"), W("InstallPath"), W("C:\\elsewhere"));
-    hive.set(W("SOFTWARE\\Policies\\Microsoft\\Windows NT\\Printers\\WPP"), W("WindowsProtectedPrintMode"), 1);
+    const Text policies = W("SOFTWARE\\Policies\\Microsoft\\Windows NT\\Printers\\WPP");
+    hive.set(policies, W("WindowsProtectedPrintMode"), 1);
+    hive.set(policies, W("WindowsProtectedPrintGroupPolicyState"), 1);
     const Text ports = key + W("\\Ports\\");
     hive.set(ports + W("good"), W("HostName"), W("printer"));
     hive.set(ports + W("good"), W("PortNumber"), 9100);
@@ -258,6 +287,7 @@ TEST(DoctorOfAServer, ReadsTheRegistryAsTheMonitorDoes) {
     const std::vector<tsport::Port> read = tsport::doctor::read_registry_ports(hive.get(), findings);
     EXPECT_EQ(ids_of(findings), (Ids{"monitor.other-driver", "monitor.protected-print", "provider.no-base",
                                      "ports.not-loaded", "provider.two-places"}));
+    EXPECT_EQ(findings.all()[1].places.size(), 2u);
     EXPECT_EQ(findings.all()[3].places.size(), 4u);
     ASSERT_EQ(read.size(), 1u);
     EXPECT_EQ(host::to_utf8(read[0].address), "printer");
@@ -265,14 +295,46 @@ TEST(DoctorOfAServer, ReadsTheRegistryAsTheMonitorDoes) {
 }
 
 TEST(DoctorOfAServer, FindsQueuesAndPortsThatHaveLostEachOther) {
-    const std::vector<tsport::Queue> queues = {{W("A"), {W("one"), W("LPT1:")}}, {W("B"), {W("gone")}}};
-    const std::vector<tsport::SpoolerPort> ports = {{W("ONE"), contract::kMonitorName},
-                                                    {W("two"), contract::kMonitorName},
-                                                    {W("LPT1:"), W("Local Port")},
-                                                    {W("LPT2:"), W("Local Port")}};
-    Findings findings;
-    check_queues(queues, ports, findings);
-    EXPECT_EQ(ids_of(findings), (Ids{"queues.port-gone", "queues.no-queue"}));
+    const tsport::doctor::SpoolerView view = {
+        {{W("A"), {W("one"), W("LPT1:")}}, {W("B"), {W("gone"), W("stored"), W("bad")}}},
+        {{W("ONE"), contract::kMonitorName},
+         {W("two"), contract::kMonitorName},
+         {W("new"), contract::kMonitorName},
+         {W("LPT1:"), W("Local Port")},
+         {W("LPT2:"), W("Local Port")}},
+        {W("NEW")}};
+    const std::vector<tsport::Port> stored = {{W("one"), W("h"), 1}, {W("new"), W("h"), 1}, {W("Stored"), W("h"), 1}};
+    const auto found = [&](const char* before) {
+        Findings findings;
+        findings.add(before, "", "bad");
+        check_queues(view, stored, findings);
+        std::string text;
+        for (const tsport::doctor::Finding& finding : findings.all()) {
+            text += finding.kind->id + ":";
+            for (const tsport::doctor::Place& place : finding.places) text += " " + place.subject;
+            text += "\n";
+        }
+        return text;
+    };
+    EXPECT_EQ(
+        found("ports.not-loaded"),
+        "ports.not-loaded: bad\nports.unknown-to-spooler: new Stored\nqueues.port-gone: gone\nqueues.no-queue: two\n");
+    EXPECT_EQ(found("spooler.not-loaded"),
+              "spooler.not-loaded: bad\nqueues.port-gone: gone bad\nqueues.no-queue: two\n");
+}
+
+class DoctorOfASpooler : public PrintServer {};
+
+TEST_F(DoctorOfASpooler, NamesPortsThatItDoesNotOpen) {
+    start();
+    for (const bool strict : {false, true}) {
+        spooler_sim::set_strict_port_list(strict);
+        const PortConfig added = port_config(strict ? W("New") : W("Old"), W("127.0.0.1"), 9100);
+        EXPECT_EQ(send_config(monitor, contract::kAddPort, added, SERVER_ACCESS_ADMINISTER), 0u);
+        Findings findings({{"ports"}, {}});
+        check_queues(tsport::Spooler(), {}, findings);
+        EXPECT_EQ(ids_of(findings), strict ? Ids{"ports.unknown-to-spooler"} : Ids());
+    }
 }
 
 TEST(DoctorOfAServer, LooksIntoTheLibrary) {

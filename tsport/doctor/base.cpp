@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "host/text.h"
+#include "tsport/file.h"
 #include "winportmon/contract/names.h"
 
 namespace tsport::doctor {
@@ -96,7 +97,7 @@ void check_helper(const BaseDirectory& base, Findings& findings) {
         return;
     }
     char mark[2] = {};
-    std::ifstream(host::path_of(path), std::ios::binary).read(mark, sizeof mark);
+    if (is_file(path)) std::ifstream(host::path_of(path), std::ios::binary).read(mark, sizeof mark);
     if (mark[0] != 'M' || mark[1] != 'Z') {
         findings.add("helper.no-program", base.on_server(path) + " is not a Windows program");
     }

@@ -86,8 +86,9 @@ void check_server(const Command& command, Findings& findings) {
     check_spooler(spooler, registered, findings);
     const std::string base = find_base(HKEY_LOCAL_MACHINE, findings);
     if (!base.empty()) check_base({base, false}, findings);
-    check_all_ports(read_registry_ports(HKEY_LOCAL_MACHINE, findings), command, findings);
-    check_queues(spooler, findings);
+    const std::vector<Port> ports = read_registry_ports(HKEY_LOCAL_MACHINE, findings);
+    check_all_ports(ports, command, findings);
+    check_queues(spooler, ports, findings);
 }
 
 // What was given of a server: its base directory, its ports, or both. False with the reason when it cannot be read.

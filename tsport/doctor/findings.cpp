@@ -137,6 +137,13 @@ bool Findings::has(const std::string& id_or_area) const {
     });
 }
 
+bool Findings::has(const std::string& id, const std::string& subject) const {
+    return std::any_of(found_.begin(), found_.end(), [&](const auto& found) {
+        return found.first->id == id && std::any_of(found.second.begin(), found.second.end(),
+                                                    [&](const Place& place) { return place.subject == subject; });
+    });
+}
+
 std::vector<Finding> Findings::all() const {
     std::vector<Finding> findings;
     for (const auto& [kind, places] : found_) {

@@ -55,6 +55,7 @@ class Findings {
 
     // Whether it was found, requested or not: the identifier, or anything of an area that is broken.
     bool has(const std::string& id_or_area) const;
+    bool has(const std::string& id, const std::string& subject) const;
     // Those requested, what is broken first.
     std::vector<Finding> all() const;
     // Whether none of the requested areas could be examined.

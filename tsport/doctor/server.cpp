@@ -7,10 +7,12 @@
 
 #include "host/sha256.h"
 #include "tsport/answer.h"
+#include "tsport/commands.h"
 #include "tsport/doctor/library.h"
 #include "tsport/doctor/platform.h"
 #include "tsport/doctor/registry.h"
 #include "tsport/file.h"
+#include "tsport/ports/check.h"
 #include "tsport/ports/encoding.h"
 #include "winportmon/contract/names.h"
 
@@ -53,10 +55,14 @@ bool check_registration(HKEY hive, Findings& findings) {
 
 void check_protected_print(HKEY hive, Findings& findings) {
     const Text path = W("SOFTWARE\\Policies\\Microsoft\\Windows NT\\Printers\\WPP");
-    DWORD mode = 0;
-    if (!RegistryKey(hive, path).read_number(W("WindowsProtectedPrintMode"), mode) || mode == 0) return;
-    findings.add("monitor.protected-print",
-                 "WindowsProtectedPrintMode below HKLM\\" + host::to_utf8(path) + " is " + std::to_string(mode));
+    const RegistryKey key(hive, path);
+    // The second one is what the group policy asks for.
+    for (const WCHAR* const name : {W("WindowsProtectedPrintMode"), W("WindowsProtectedPrintGroupPolicyState")}) {
+        DWORD mode = 0;
+        if (!key.read_number(name, mode) || mode == 0) continue;
+        findings.add("monitor.protected-print",
+                     host::to_utf8(name) + " below HKLM\\" + host::to_utf8(path) + " is " + std::to_string(mode));
+    }
 }
 
 void check_library(const Installed& installed, Findings& findings) {
@@ -160,40 +166,65 @@ std::string find_base(HKEY hive, Findings& findings) {
 
 // -- Queues ----------------------------------------------------------------------------------------------------------
 
-void check_queues(const std::vector<Queue>& queues, const std::vector<SpoolerPort>& ports, Findings& findings) {
-    std::set<Text, NameOrder> known;
+void check_queues(const SpoolerView& view, const std::vector<Port>& stored, Findings& findings) {
+    std::set<Text, NameOrder> listed;
+    std::set<Text, NameOrder> ours;  // stored or listed
     std::set<Text, NameOrder> used;
-    for (const SpoolerPort& port : ports) known.insert(port.name);
-    for (const Queue& queue : queues) {
+    size_t count = 0;
+    for (const SpoolerPort& port : view.ports) {
+        listed.insert(port.name);
+        if (same_name(port.monitor, contract::kMonitorName)) ours.insert(port.name), ++count;
+    }
+    for (const Port& port : stored) ours.insert(port.name);
+    for (const Queue& queue : view.queues) {
         for (const Text& port : queue.ports) {
             used.insert(port);
-            if (port.empty() || known.count(port) != 0) continue;
+            const bool known = port.empty() || listed.count(port) != 0 || ours.count(port) != 0;
+            if (known || findings.has("ports.not-loaded", host::to_utf8(port))) continue;
             findings.add("queues.port-gone",
                          "the queue " + named(queue.name) + " prints to " + named(port) + ", which does not exist",
                          host::to_utf8(port));
         }
     }
-    size_t ours = 0;
-    for (const SpoolerPort& port : ports) {
-        if (!same_name(port.monitor, contract::kMonitorName)) continue;
-        ++ours;
-        if (used.count(port.name) != 0) continue;
-        findings.add("queues.no-queue", "no queue prints to the port " + named(port.name), host::to_utf8(port.name));
+    // Without the monitor the spooler has none of its ports.
+    const bool loaded = !findings.has("spooler") && !findings.has("monitor");
+    for (const Text& name : ours) {
+        if (listed.count(name) == 0 || view.not_opened.count(name) != 0) {
+            if (!loaded) continue;
+            findings.add("ports.unknown-to-spooler", "the spooler does not know the port " + named(name),
+                         host::to_utf8(name));
+        } else if (used.count(name) == 0) {
+            findings.add("queues.no-queue", "no queue prints to the port " + named(name), host::to_utf8(name));
+        }
     }
-    findings.saw("queues", counted(queues.size(), "queue") + ", " + counted(ours, "port") + " of this monitor");
+    findings.saw("queues", counted(view.queues.size(), "queue") + ", " + counted(count, "port") + " of this monitor");
 }
 
-void check_queues(const Spooler& spooler, Findings& findings) {
-    if (!findings.wants("queues")) return;
-    std::vector<Queue> queues;
-    std::vector<SpoolerPort> ports;
-    DWORD error = spooler.queues(queues);
-    if (error == ERROR_SUCCESS) error = spooler.ports(ports);
+void check_queues(const Spooler& spooler, const std::vector<Port>& stored, Findings& findings) {
+    if (!findings.wants("queues") && !findings.wants("ports")) return;
+    SpoolerView view;
+    DWORD error = spooler.queues(view.queues);
+    if (error == ERROR_SUCCESS) error = spooler.ports(view.ports);
     if (error != ERROR_SUCCESS) {
         findings.skipped("queues", "the spooler does not answer: " + host::error_message(error));
         return;
     }
-    check_queues(queues, ports, findings);
+    // One that a queue has got is known.
+    std::set<Text, NameOrder> used;
+    for (const Queue& queue : view.queues) used.insert(queue.ports.begin(), queue.ports.end());
+    std::vector<Text> asked;
+    for (const SpoolerPort& port : view.ports) {
+        if (same_name(port.monitor, contract::kMonitorName) && used.count(port.name) == 0) asked.push_back(port.name);
+    }
+    std::vector<DWORD> codes(asked.size());
+    for_each_at_once(asked.size(), [&](size_t at) {
+        Port ignored;
+        codes[at] = read_port(Spooler(spooler.server()), asked[at], ignored);
+    });
+    for (size_t i = 0; i < asked.size(); ++i) {
+        if (codes[i] == ERROR_UNKNOWN_PORT || codes[i] == ERROR_INVALID_PRINTER_NAME) view.not_opened.insert(asked[i]);
+    }
+    check_queues(view, stored, findings);
 }
 
 }  // namespace tsport::doctor

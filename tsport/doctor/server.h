@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -37,9 +38,14 @@ void check_ports(const std::vector<Port>& ports, Findings& findings);
 // Whether their printers accept connections, many at once.
 void try_ports(const std::vector<Port>& ports, std::chrono::milliseconds limit, Findings& findings);
 
-// Queues without a port and ports without a queue. `ports` are those of all monitors.
-void check_queues(const std::vector<Queue>& queues, const std::vector<SpoolerPort>& ports, Findings& findings);
+struct SpoolerView {
+    std::vector<Queue> queues;
+    std::vector<SpoolerPort> ports;        // of all monitors
+    std::set<Text, NameOrder> not_opened;  // those of this monitor that the spooler lists and does not know
+};
+// Queues without a port, ports without a queue, and stored ports that the spooler does not know. After all else.
+void check_queues(const SpoolerView& view, const std::vector<Port>& stored, Findings& findings);
 // The same, asked of the spooler.
-void check_queues(const Spooler& spooler, Findings& findings);
+void check_queues(const Spooler& spooler, const std::vector<Port>& stored, Findings& findings);
 
 }  // namespace tsport::doctor
