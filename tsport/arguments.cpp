@@ -94,7 +94,8 @@ std::string misfit_of(const Command& command) {
     if (command.csv && command.json && (reports || command.verb->run == list))
         return "--csv and --json exclude each other";
     if (!command.servers.empty() && !asks_spooler)
-        return std::string("--server does not go with ") + command.verb->name;
+        return std::string("--server does not go with ") + command.verb->name +
+               ", which reads files: run it on that server, or name them by its share, \\\\NAME\\C$\\...";
     if (!command.store.empty() && reports) return "--store does not go with report";
     return command.store.empty() || command.servers.empty() ? "" : "--store and --server exclude each other";
 }

@@ -302,8 +302,6 @@ bool read_settings_file(const std::string& base, const char* name, const char* m
     std::error_code error;
     if (!std::filesystem::exists(host::path_of(path), error)) {
         findings.add(missing_id, std::string(name) + " does not exist");
-    } else if (!is_file(path)) {
-        findings.add(unreadable_id, std::string(name) + " is not an ordinary file");
     } else if (!read_file(path, bytes, why)) {
         findings.add(unreadable_id, why);
     } else {

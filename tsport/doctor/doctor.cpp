@@ -23,7 +23,8 @@ directories, the helper program, rights, the log, ports and queues. Nothing is c
 says what was found, what it means and how to fix it; docs/DOCTOR.md lists them all. First come those that are broken,
 [X], then those at risk, [!], and what is good to know, [i].
 
-  --base DIR         checks a copy of a server's base directory (InstallPath\providers\print\win), on any machine
+  --base DIR         checks a copy of a server's base directory (InstallPath\providers\print\win), on any machine, or
+                     another server's own by its share (\\NAME\C$\...)
   --store FILE       checks the ports in FILE, as tsport export writes it
   --only WORD        only these findings; WORD is an identifier (conf.unknown-name) or its first part (conf)
   --skip WORD        all but these; both may be given several times, and name several, separated by commas

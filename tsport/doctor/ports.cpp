@@ -59,8 +59,7 @@ bool read_file_ports(const std::string& path, std::vector<Port>& ports, Findings
     std::string bytes;
     PortsFile file;
     std::string faults;
-    why = path + " is not an ordinary file";
-    if (!is_file(path) || !read_file(path, bytes, why)) return false;
+    if (!read_file(path, bytes, why)) return false;
     file.csv = has_csv_name(path);
     if (!parse_ports(bytes, path, file, faults)) {
         for (const Text& line : lines_of(host::to_text(faults))) findings.add("ports.bad-line", host::to_utf8(line));

@@ -7,7 +7,6 @@
 
 #include "host/sha256.h"
 #include "tsport/answer.h"
-#include "tsport/commands.h"
 #include "tsport/doctor/library.h"
 #include "tsport/doctor/platform.h"
 #include "tsport/doctor/registry.h"
@@ -219,7 +218,7 @@ void check_queues(const Spooler& spooler, const std::vector<Port>& stored, Findi
     std::vector<DWORD> codes(asked.size());
     for_each_at_once(asked.size(), [&](size_t at) {
         Port ignored;
-        codes[at] = read_port(Spooler(spooler.server()), asked[at], ignored);
+        codes[at] = Spooler(spooler.server()).read(asked[at], ignored);
     });
     for (size_t i = 0; i < asked.size(); ++i) {
         if (codes[i] == ERROR_UNKNOWN_PORT || codes[i] == ERROR_INVALID_PRINTER_NAME) view.not_opened.insert(asked[i]);

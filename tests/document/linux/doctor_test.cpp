@@ -15,8 +15,8 @@ TEST(DoctorOfOddFiles, NamesThem) {
         const char* name;
         const char* found;
     } rows[] = {
-        {"print-provider.conf", "[X] conf.unreadable: print-provider.conf is not an ordinary file\n"},
-        {"env-version", "[i] env.unreadable: env-version is not an ordinary file\n"},
+        {"print-provider.conf", "print-provider.conf cannot be read: it is no ordinary file\n"},
+        {"env-version", "env-version cannot be read: it is no ordinary file\n"},
         {"ts-print-monitor.exe", "[X] helper.no-program: ts-print-monitor.exe is not a Windows program\n"},
         {"print-monitor.log", "[!] log.not-writable: print-monitor.log is not a file\n"},
     };
