@@ -112,7 +112,7 @@ windows_pictures() {
     ln -sf /usr/share/wine/fonts/*.ttf "$fonts/"
     mkdir -p docs/dialogs
     for dpi in 96 192; do
-        windows_on_display "$dpi" build/windows/ui/ui_tests.exe --pictures Z:"$PWD/docs/dialogs" \
+        windows_on_display "$dpi" build/windows/ui/ui_tests.exe Z:"$PWD/docs/dialogs" \
             --gtest_filter='*/0:-*Hundred*' >&2 || result=1
     done
     count $result "not every picture could be taken"

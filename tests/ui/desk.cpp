@@ -1,194 +1,181 @@
 #include "tests/ui/desk.h"
 
+#include <gtest/gtest.h>
+
 #include <objidl.h>
 
 #include <gdiplus.h>
 
-#include <utility>
-#include <vector>
+#include <string_view>
+
+#include "host/text.h"
+#include "testbed/print_server.h"
 
 namespace ui {
 namespace {
 
-// Of the dialogs and message boxes of a thread the one that takes input.
-HWND find_front(DWORD thread) {
-    HWND found = nullptr;
-    const auto look = [](HWND window, LPARAM result) -> BOOL {
-        WCHAR kind[16] = {};
-        GetClassNameW(window, kind, 16);
-        if (std::wstring(kind) != L"#32770" || !IsWindowVisible(window) || !IsWindowEnabled(window)) return TRUE;
-        *reinterpret_cast<HWND*>(result) = window;
-        return FALSE;
-    };
-    EnumThreadWindows(thread, look, reinterpret_cast<LPARAM>(&found));
-    return found;
+using testbed::wait_until;
+
+// A "*" in the pattern stands for any text.
+bool matches(std::wstring_view text, std::wstring_view pattern) {
+    if (pattern.empty()) return text.empty();
+    if (pattern[0] == L'*' && matches(text, pattern.substr(1))) return true;
+    if (text.empty() || (pattern[0] != L'*' && pattern[0] != text[0])) return false;
+    return matches(text.substr(1), pattern[0] == L'*' ? pattern : pattern.substr(1));
 }
 
-void send(std::vector<INPUT> inputs) {
-    SendInput(static_cast<UINT>(inputs.size()), inputs.data(), sizeof(INPUT));
-}
-
-INPUT key_event(WORD code, WORD character, DWORD flags) {
+void press(WORD code, WORD character, DWORD flags) {
     INPUT input = {};
     input.type = INPUT_KEYBOARD;
     input.ki.wVk = code;
     input.ki.wScan = character;
     input.ki.dwFlags = flags;
-    return input;
+    SendInput(1, &input, sizeof input);
 }
 
 }  // namespace
 
-std::string utf8(const std::wstring& text) {
-    std::string result(text.size() * 3 + 1, '\0');
-    result.resize(
-        static_cast<size_t>(WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), result.data(),
-                                                static_cast<int>(result.size()), nullptr, nullptr)));
-    return result;
+std::string pictures_folder;
+
+Desk::Desk(std::function<BOOL(HWND)> call)
+    : thread_([this, wanted = std::move(call)] {
+          const HWND window =
+              CreateWindowExW(0, L"STATIC", L"Administrator's program", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 40, 40, 900,
+                              700, nullptr, nullptr, nullptr, nullptr);
+          program_ = window;
+          SetLastError(ERROR_SUCCESS);
+          const BOOL done = wanted(window);
+          error_ = done ? DWORD{ERROR_SUCCESS} : GetLastError();
+          DestroyWindow(window);
+          ended_ = true;
+      }) {
+    next();
 }
 
-std::wstring text_of(HWND dialog, int control) {
-    return text_of(GetDlgItem(dialog, control));
+// What is still open is given up, as somebody would who closes the program.
+Desk::~Desk() {
+    while (!ended_) {
+        PostMessageW(GetLastActivePopup(program_), WM_COMMAND, IDCANCEL, 0);
+        Sleep(20);
+    }
+    thread_.join();
 }
 
-std::wstring text_of(HWND window) {
+void Desk::next() {
+    HWND front = nullptr;
+    wait_until([&] {
+        front = GetLastActivePopup(program_);
+        const bool takes_input = front != program_ && IsWindowVisible(front) && IsWindowEnabled(front);
+        if (!takes_input || front == dialog_) front = nullptr;
+        return front != nullptr || ended_;
+    });
+    dialog_ = front;
+    if (front == nullptr) return;
+    SetForegroundWindow(front);
+    wait_until([&] { return GetForegroundWindow() == front; });
+}
+
+void Desk::type(const std::wstring& text) {
+    for (const WCHAR letter : text) {
+        press(0, letter, KEYEVENTF_UNICODE);
+        press(0, letter, KEYEVENTF_UNICODE | KEYEVENTF_KEYUP);
+    }
+}
+
+void Desk::key(WORD code) {
+    press(code, 0, 0);
+    press(code, 0, KEYEVENTF_KEYUP);
+}
+
+void Desk::alt(wchar_t letter) {
+    press(VK_MENU, 0, 0);
+    key(static_cast<WORD>(letter));
+    press(VK_MENU, 0, KEYEVENTF_KEYUP);
+}
+
+void Desk::fill(Texts texts) const {
+    for (const auto& [control, text] : texts) {
+        SendMessageW(control_of(control), EM_SETSEL, 0, -1);
+        SendMessageW(control_of(control), EM_REPLACESEL, TRUE, reinterpret_cast<LPARAM>(text.c_str()));
+    }
+}
+
+void Desk::expect(Texts texts, std::source_location place) const {
+    const testing::ScopedTrace trace(place.file_name(), static_cast<int>(place.line()), "expected here");
+    for (const auto& [control, pattern] : texts) {
+        EXPECT_TRUE(wait_until([&, at = control, &wanted = pattern] { return matches(text(at), wanted); }))
+            << "control " << control << " shows:  " << host::to_utf8(text(control))
+            << "\nand should show: " << host::to_utf8(pattern);
+        EXPECT_TRUE(fits(control)) << "cannot be seen whole: " << host::to_utf8(text(control));
+    }
+}
+
+std::wstring Desk::text(int control) const {
     WCHAR text[2048] = {};
-    SendMessageW(window, WM_GETTEXT, 2048, reinterpret_cast<LPARAM>(text));
-    std::wstring lines;
-    for (const WCHAR* at = text; *at != 0; ++at) {
-        if (*at != L'\r') lines += *at;
+    SendMessageW(control_of(control), WM_GETTEXT, 2048, reinterpret_cast<LPARAM>(text));
+    std::wstring lines = text;
+    std::erase(lines, L'\r');
+    const LRESULT entries = SendMessageW(control_of(control), LB_GETCOUNT, 0, 0);
+    for (LRESULT i = 0; i < entries; ++i) {
+        SendMessageW(control_of(control), LB_GETTEXT, static_cast<WPARAM>(i), reinterpret_cast<LPARAM>(text));
+        lines += text + std::wstring(L"\n");
     }
     return lines;
 }
 
-bool fits(HWND dialog, int control) {
-    const HWND window = GetDlgItem(dialog, control);
-    const std::wstring text = text_of(window);
+// Whether all of a note's text can be seen.
+bool Desk::fits(int control) const {
+    const HWND window = control_of(control);
+    WCHAR kind[16] = {};
+    GetClassNameW(window, kind, 16);
+    if (control == kMessage || lstrcmpiW(kind, L"Static") != 0) return true;
     RECT place = {};
     GetClientRect(window, &place);
     RECT needed = place;
     const HDC context = GetDC(window);
-    const auto font = reinterpret_cast<HFONT>(SendMessageW(window, WM_GETFONT, 0, 0));
-    const HGDIOBJ before = SelectObject(context, font);
-    DrawTextW(context, text.c_str(), -1, &needed, DT_CALCRECT | DT_WORDBREAK | DT_NOPREFIX | DT_EDITCONTROL);
+    const HGDIOBJ before = SelectObject(context, reinterpret_cast<HFONT>(SendMessageW(window, WM_GETFONT, 0, 0)));
+    DrawTextW(context, text(control).c_str(), -1, &needed, DT_CALCRECT | DT_WORDBREAK | DT_NOPREFIX | DT_EDITCONTROL);
     SelectObject(context, before);
     ReleaseDC(window, context);
     return needed.right <= place.right && needed.bottom <= place.bottom;
 }
 
-bool take_picture(HWND window, const std::wstring& file) {
+void Desk::expect_box(const std::wstring& message, std::source_location place) {
+    next();
+    expect({{kMessage, message}}, place);
+    key(VK_RETURN);
+    next();
+}
+
+void Desk::expect_end(DWORD error, std::source_location place) {
+    const testing::ScopedTrace trace(place.file_name(), static_cast<int>(place.line()), "expected here");
+    ASSERT_TRUE(wait_until([&] { return ended_.load(); })) << "still shows: " << host::to_utf8(text(kTitle));
+    EXPECT_EQ(error_, error);
+}
+
+void Desk::take(const std::string& name) const {
+    if (pictures_folder.empty()) return;
     Gdiplus::GdiplusStartupInput input;
     ULONG_PTR token = 0;
-    if (Gdiplus::GdiplusStartup(&token, &input, nullptr) != Gdiplus::Ok) return false;
+    ASSERT_EQ(Gdiplus::GdiplusStartup(&token, &input, nullptr), Gdiplus::Ok);
     RECT place = {};
-    GetWindowRect(window, &place);
-    RedrawWindow(window, nullptr, nullptr, RDW_INVALIDATE | RDW_ERASE | RDW_FRAME | RDW_ALLCHILDREN | RDW_UPDATENOW);
-    const HDC from = GetWindowDC(window);
-    bool stored = false;
+    GetWindowRect(dialog_, &place);
+    RedrawWindow(dialog_, nullptr, nullptr, RDW_INVALIDATE | RDW_ERASE | RDW_FRAME | RDW_ALLCHILDREN | RDW_UPDATENOW);
+    const HDC from = GetWindowDC(dialog_);
     {
         Gdiplus::Bitmap picture(place.right - place.left, place.bottom - place.top);
         Gdiplus::Graphics graphics(&picture);
         const HDC to = graphics.GetHDC();
         BitBlt(to, 0, 0, place.right - place.left, place.bottom - place.top, from, 0, 0, SRCCOPY);
         graphics.ReleaseHDC(to);
+        const std::string file =
+            pictures_folder + "/" + name + "-" + std::to_string(GetDeviceCaps(from, LOGPIXELSX)) + ".png";
         // The system's encoder for PNG.
         constexpr CLSID encoder = {0x557CF406, 0x1A04, 0x11D3, {0x9A, 0x73, 0x00, 0x00, 0xF8, 0x1E, 0xF3, 0x2E}};
-        stored = picture.Save(file.c_str(), &encoder, nullptr) == Gdiplus::Ok;
+        EXPECT_EQ(picture.Save(host::to_text(file).c_str(), &encoder, nullptr), Gdiplus::Ok) << file;
     }
-    ReleaseDC(window, from);
+    ReleaseDC(dialog_, from);
     Gdiplus::GdiplusShutdown(token);
-    return stored;
-}
-
-Desk::Desk(Call call)
-    : ready_(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
-      done_(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
-      thread_([this, wanted = std::move(call)] { run(wanted); }) {
-    WaitForSingleObject(ready_, INFINITE);
-}
-
-// What is still open is given up, as somebody would who closes the program.
-Desk::~Desk() {
-    while (WaitForSingleObject(done_, 20) == WAIT_TIMEOUT) {
-        const HWND dialog = find_front(thread_id_);
-        if (dialog != nullptr) PostMessageW(dialog, WM_COMMAND, IDCANCEL, 0);
-    }
-    thread_.join();
-    CloseHandle(ready_);
-    CloseHandle(done_);
-}
-
-void Desk::run(const Call& call) {
-    thread_id_ = GetCurrentThreadId();
-    program_ = CreateWindowExW(0, L"STATIC", L"Administrator's program", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 40, 40, 900,
-                               700, nullptr, nullptr, nullptr, nullptr);
-    SetEvent(ready_);
-    SetLastError(ERROR_SUCCESS);
-    result_ = call(program_);
-    error_ = GetLastError();
-    DestroyWindow(program_);
-    const auto count = [](HWND window, LPARAM number) -> BOOL {
-        WCHAR kind[16] = {};
-        GetClassNameW(window, kind, 16);
-        if (std::wstring(kind) != L"IME") ++*reinterpret_cast<size_t*>(number);
-        return TRUE;
-    };
-    EnumThreadWindows(thread_id_, count, reinterpret_cast<LPARAM>(&windows_left_));
-    SetEvent(done_);
-}
-
-HWND Desk::front(HWND former) {
-    HWND found = nullptr;
-    wait_until([&] {
-        found = find_front(thread_id_);
-        return (found != nullptr && found != former) || WaitForSingleObject(done_, 0) == WAIT_OBJECT_0;
-    });
-    if (found == nullptr || found == former) return nullptr;
-    SetForegroundWindow(found);
-    wait_until([&] { return GetForegroundWindow() == found; });
-    return found;
-}
-
-bool Desk::alive(HWND dialog) {
-    DWORD_PTR answer = 0;
-    return SendMessageTimeoutW(dialog, WM_NULL, 0, 0, SMTO_NORMAL, 5000, &answer) != 0;
-}
-
-void Desk::type(const std::wstring& text) {
-    for (const WCHAR letter : text) {
-        send({key_event(0, letter, KEYEVENTF_UNICODE), key_event(0, letter, KEYEVENTF_UNICODE | KEYEVENTF_KEYUP)});
-    }
-}
-
-void Desk::key(WORD code) {
-    send({key_event(code, 0, 0), key_event(code, 0, KEYEVENTF_KEYUP)});
-}
-
-void Desk::alt(wchar_t letter) {
-    const auto code = static_cast<WORD>(letter);
-    send({key_event(VK_MENU, 0, 0), key_event(code, 0, 0), key_event(code, 0, KEYEVENTF_KEYUP),
-          key_event(VK_MENU, 0, KEYEVENTF_KEYUP)});
-}
-
-// The messages, not the mouse: where the pointer is, the display has a say in.
-void Desk::click(HWND dialog, int control) {
-    const HWND window = GetDlgItem(dialog, control);
-    PostMessageW(window, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(5, 5));
-    PostMessageW(window, WM_LBUTTONUP, 0, MAKELPARAM(5, 5));
-}
-
-void Desk::paste(HWND dialog, int control, const std::wstring& text) {
-    SendDlgItemMessageW(dialog, control, EM_SETSEL, 0, -1);
-    SendDlgItemMessageW(dialog, control, EM_REPLACESEL, TRUE, reinterpret_cast<LPARAM>(text.c_str()));
-}
-
-// Text that is there already would not tell when the keys have arrived: it goes first.
-bool Desk::fill(HWND dialog, int control, const std::wstring& text) {
-    SendMessageW(dialog, WM_NEXTDLGCTL, reinterpret_cast<WPARAM>(GetDlgItem(dialog, control)), TRUE);
-    if (text_of(dialog, control) == text) paste(dialog, control, text.empty() ? L"x" : L"");
-    SendDlgItemMessageW(dialog, control, EM_SETSEL, 0, -1);
-    text.empty() ? key(VK_DELETE) : type(text);
-    return shows(dialog, control, text);
 }
 
 }  // namespace ui

@@ -1,82 +1,71 @@
 // An administrator at a screen: a program with a window calls one of the dialogs; hands type and press, eyes read.
 #pragma once
 
+#include <atomic>
 #include <functional>
+#include <initializer_list>
+#include <source_location>
 #include <string>
 #include <thread>
+#include <utility>
 
-#include "testbed/print_server.h"
+#include "winapi/winapi.h"
 
 namespace ui {
 
-using testbed::wait_until;
+// Where pictures of the dialogs go, for the documents; empty when none are wanted.
+extern std::string pictures_folder;
 
-// "MESSAGE" as C++ text for failures.
-std::string utf8(const std::wstring& text);
-
-// What a window shows, its lines separated by \n.
-std::wstring text_of(HWND window);
-std::wstring text_of(HWND dialog, int control);
-
-// Whether all of a control's text can be seen.
-bool fits(HWND dialog, int control);
-
-// Stores a picture of a window; false when that fails.
-bool take_picture(HWND window, const std::wstring& file);
+// Besides the dialogs' own controls: a window's title and the text of a message box.
+constexpr int kTitle = 0;
+constexpr int kMessage = 0xFFFF;
 
 class Desk {
   public:
-    // The program calls this with its window, on a thread of its own.
-    using Call = std::function<BOOL(HWND)>;
-    explicit Desk(Call call);
+    // Controls and their texts.
+    using Texts = std::initializer_list<std::pair<int, std::wstring>>;
+
+    // A program calls this with its window, on a thread of its own. Returns once a dialog or message box waits for the
+    // administrator, or the call has ended without one.
+    explicit Desk(std::function<BOOL(HWND)> call);
     ~Desk();
     Desk(const Desk&) = delete;
     Desk& operator=(const Desk&) = delete;
 
-    // The dialog or message box that waits for the administrator, once there is one that is not the former one; null
-    // when the call has ended without.
-    HWND front(HWND former = nullptr);
-    // Whether the dialog's thread answers.
-    bool alive(HWND dialog);
+    // The dialog or message box in front; null when the call has ended without.
+    HWND dialog() const { return dialog_; }
+    // Waits until another one is in front, or the call has ended.
+    void next();
 
     // Real key events, to the control that has the focus.
-    void type(const std::wstring& text);
-    void key(WORD code);
-    void alt(wchar_t letter);
-    // A click of the mouse at a control.
-    void click(HWND dialog, int control);
-    // What a pasted text does to a control.
-    void paste(HWND dialog, int control, const std::wstring& text);
-    // Replaces all of a control's text by typing; false when it does not come to show this.
-    bool fill(HWND dialog, int control, const std::wstring& text);
+    static void type(const std::wstring& text);
+    static void key(WORD code);
+    static void alt(wchar_t letter);
+    void click(int control) const { PostMessageW(control_of(control), BM_CLICK, 0, 0); }
+    // Replaces the texts of fields, as by pasting.
+    void fill(Texts texts) const;
 
-    // Whether a control comes to show this.
-    static bool shows(HWND dialog, int control, const std::wstring& text) {
-        return wait_until([&] { return text_of(dialog, control) == text; });
-    }
-    static bool begins(HWND dialog, int control, const std::wstring& beginning) {
-        return wait_until([&] { return text_of(dialog, control).starts_with(beginning); });
-    }
-    static bool enabled(HWND dialog, int control) { return IsWindowEnabled(GetDlgItem(dialog, control)) != FALSE; }
-    // The text of a message box.
-    static std::wstring message(HWND box) { return text_of(box, 0xFFFF); }
+    // The controls come to show these texts, and notes show the whole of them. Lines are separated by \n, each
+    // entry of a list ends with one; a "*" stands for any text.
+    void expect(Texts texts, std::source_location place = std::source_location::current()) const;
+    std::wstring text(int control) const;
+    bool enabled(int control) const { return IsWindowEnabled(control_of(control)) != FALSE; }
+    // Another message box comes to show this, and is closed; what was behind it is in front again.
+    void expect_box(const std::wstring& message, std::source_location place = std::source_location::current());
+    // The call ends with this error; 0 is success.
+    void expect_end(DWORD error, std::source_location place = std::source_location::current());
 
-    // The call's answer, once it has returned; all windows it leaves on its thread are counted.
-    bool ended() { return WaitForSingleObject(done_, 60000) == WAIT_OBJECT_0; }
-    BOOL result() const { return result_; }
-    DWORD error() const { return error_; }
-    size_t windows_left() const { return windows_left_; }
+    // Stores a picture of the dialog when pictures are wanted.
+    void take(const std::string& name) const;
 
   private:
-    void run(const Call& call);
+    HWND control_of(int control) const { return control == kTitle ? dialog_ : GetDlgItem(dialog_, control); }
+    bool fits(int control) const;
 
-    HWND program_ = nullptr;
-    DWORD thread_id_ = 0;
-    HANDLE ready_;
-    HANDLE done_;
-    BOOL result_ = FALSE;
+    HWND dialog_ = nullptr;
+    std::atomic<HWND> program_ = nullptr;
+    std::atomic<bool> ended_ = false;
     DWORD error_ = 0;
-    size_t windows_left_ = 0;
     std::thread thread_;
 };
 

@@ -1,10 +1,21 @@
 #include "tests/ui/dialogs.h"
 
-#include "testbed/test_printer/net.h"
+#include <cstring>
+
+#include "winapi/spooler_sim/spooler_sim.h"
+#include "winapi/spooler_sim/windows/redirect.h"
 
 namespace ui {
+namespace {
 
-std::string pictures_folder;
+Dialogs* current = nullptr;
+const std::wstring servers[] = {L"", L"\\\\print1"};  // the address of each is the monitor's handle there
+
+HANDLE monitor_on(const std::wstring& server) {
+    return const_cast<std::wstring*>(&server);
+}
+
+}  // namespace
 
 bool install_libraries() {
     WCHAR path[MAX_PATH] = {};
@@ -32,75 +43,112 @@ const MONITORUI& functions() {
     return *found;
 }
 
-std::unique_ptr<Desk> add_port(const WCHAR* server) {
-    return std::make_unique<Desk>(
-        [=](HWND window) { return functions().pfnAddPortUI(server, window, L"Tessaron TCP/IP Port", nullptr); });
+Desk add_port(const WCHAR* server) {
+    return Desk([=](HWND window) { return functions().pfnAddPortUI(server, window, contract::kMonitorName, nullptr); });
 }
 
-std::unique_ptr<Desk> configure_port(const WCHAR* port, const WCHAR* server) {
-    return std::make_unique<Desk>([=](HWND window) { return functions().pfnConfigurePortUI(server, window, port); });
+Desk configure_port(const WCHAR* port, const WCHAR* server) {
+    return Desk([=](HWND window) { return functions().pfnConfigurePortUI(server, window, port); });
 }
 
-std::unique_ptr<Desk> delete_port(const WCHAR* port, const WCHAR* server) {
-    return std::make_unique<Desk>([=](HWND window) { return functions().pfnDeletePortUI(server, window, port); });
+Desk delete_port(const WCHAR* port, const WCHAR* server) {
+    return Desk([=](HWND window) { return functions().pfnDeletePortUI(server, window, port); });
 }
 
-// Values are small multiples of four, given out from the lowest one on.
-size_t handles() {
-    size_t count = 0;
-    ULONG_PTR last = 0;
-    for (ULONG_PTR value = 4; value < last + 4 * 512; value += 4) {
-        DWORD flags = 0;
-        if (!GetHandleInformation(reinterpret_cast<HANDLE>(value), &flags))
-            continue;  // NOLINT(performance-no-int-to-ptr)
-        last = value;
-        ++count;
+// -- The monitor -----------------------------------------------------------------------------------------------------
+
+struct Dialogs::Monitor {
+    static void note(const std::string& question) {
+        const std::lock_guard guard(current->mutex_);
+        current->asked_.push_back(question);
     }
-    return count;
-}
 
-size_t memory() {
-    size_t bytes = 0;
-    PROCESS_HEAP_ENTRY entry{};
-    HeapLock(GetProcessHeap());
-    while (HeapWalk(GetProcessHeap(), &entry)) {
-        if ((entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0) bytes += entry.cbData;
+    static BOOL WINAPI open_channel(HANDLE monitor, PCWSTR object, ACCESS_MASK access, HANDLE*) {
+        const std::wstring& server = *static_cast<const std::wstring*>(monitor);
+        note("open " + host::to_utf8(server.empty() ? object : server + L"\\" + object) + " " + std::to_string(access));
+        ++current->channels_;
+        if (current->opened) current->opened();
+        return TRUE;
     }
-    HeapUnlock(GetProcessHeap());
-    return bytes;
+
+    static BOOL WINAPI close_channel(HANDLE) {
+        --current->channels_;
+        return TRUE;
+    }
+
+    static DWORD WINAPI carry_out(HANDLE, PCWSTR name, PBYTE input, DWORD size, PBYTE output, DWORD output_size,
+                                  PDWORD) {
+        std::string command = host::to_utf8(name);
+        if (size == sizeof(host::PortConfig)) {
+            command += " " + host::to_line(*reinterpret_cast<const host::PortConfig*>(input));
+        } else if (size != 0) {
+            command += " " + host::to_utf8(reinterpret_cast<const WCHAR*>(input));
+        }
+        note(command);
+        const DWORD error = current->answer ? current->answer(command) : DWORD{ERROR_SUCCESS};
+        if (error == ERROR_SUCCESS && output_size == sizeof current->config) {
+            std::memcpy(output, &current->config, output_size);
+        }
+        return error;
+    }
+
+    static BOOL WINAPI list_ports(HANDLE, LPWSTR, DWORD, BYTE* buffer, DWORD size, DWORD* needed, DWORD* count) {
+        *needed = static_cast<DWORD>(current->ports_.size() * sizeof(PORT_INFO_1W));
+        *count = 0;
+        if (size < *needed) {
+            SetLastError(ERROR_INSUFFICIENT_BUFFER);
+            return FALSE;
+        }
+        for (std::wstring& port : current->ports_) {
+            reinterpret_cast<PORT_INFO_1W*>(buffer)[(*count)++].pName = port.data();
+        }
+        return TRUE;
+    }
+};
+
+Dialogs::Dialogs() {
+    static MONITOR2 monitor = {.pfnEnumPorts = Monitor::list_ports,
+                               .pfnXcvOpenPort = Monitor::open_channel,
+                               .pfnXcvDataPort = Monitor::carry_out,
+                               .pfnXcvClosePort = Monitor::close_channel};
+    current = this;
+    spooler_sim::reset();
+    spooler_sim::add_server(servers[1]);
+    for (const std::wstring& server : servers) {
+        spooler_sim::add_monitor(contract::kMonitorName, &monitor, monitor_on(server), server);
+    }
+    spooler_sim::set_strict_port_list(GetParam());
+    EXPECT_TRUE(spooler_sim::redirect_calls_of(library()));
 }
 
-ptrdiff_t kept_by_heap(int threads) {
-    constexpr ULONG kLowFragmentation = 2;
-    ULONG kind = 0;
-    HeapQueryInformation(GetProcessHeap(), HeapCompatibilityInformation, &kind, sizeof kind, nullptr);
-    return kind == kLowFragmentation ? 1600 * ptrdiff_t{threads} : 0;
+Dialogs::~Dialogs() {
+    EXPECT_TRUE(wait_until([&] { return channels_ == 0; })) << channels_ << " channels are left open";
+    EXPECT_TRUE(spooler_sim::restore_calls_of(library()));
+    spooler_sim::reset();
 }
 
-void Dialogs::take(HWND dialog, const std::string& name) {
-    if (pictures_folder.empty()) return;
-    const HDC screen = GetDC(nullptr);
-    const std::string file =
-        pictures_folder + "/" + name + "-" + std::to_string(GetDeviceCaps(screen, LOGPIXELSX)) + ".png";
-    ReleaseDC(nullptr, screen);
-    EXPECT_TRUE(take_picture(dialog, std::wstring(file.begin(), file.end()))) << file;
+std::vector<std::string> Dialogs::asked() {
+    const std::lock_guard guard(mutex_);
+    return asked_;
 }
 
-SilentPrinter::SilentPrinter() {
-    std::string why;
-    listener_ = static_cast<SOCKET>(test_printer::net::bind_to("127.0.0.1", 0, why));
-    sockaddr_in address = {};
-    int size = sizeof address;
-    getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size);
-    port = ntohs(address.sin_port);
-    queued_ = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
-    EXPECT_EQ(listen(listener_, 0), 0);
-    EXPECT_EQ(connect(queued_, reinterpret_cast<sockaddr*>(&address), size), 0) << why;
+void Dialogs::set_ports(std::vector<std::wstring> names) {
+    ports_ = std::move(names);
+    spooler_sim::set_strict_port_list(GetParam());  // with these
 }
 
-SilentPrinter::~SilentPrinter() {
-    closesocket(queued_);
-    closesocket(listener_);
+void Dialogs::remove_monitor() {
+    for (const std::wstring& server : servers) spooler_sim::remove_monitor(monitor_on(server));
+}
+
+void Dialogs::expect_added(Desk& desk, std::source_location place) {
+    if (GetParam()) {
+        desk.expect_box(
+            L"The port \"*\" was added and stored, but the print spooler on *\n\n*\n"
+            L"net stop spooler /y\nnet start spooler",
+            place);
+    }
+    desk.expect_end(ERROR_SUCCESS, place);
 }
 
 }  // namespace ui

@@ -1,7 +1,6 @@
 // What is said before there is a dialog, and the question before a port is deleted.
-#include <functional>
-
 #include "tests/ui/dialogs.h"
+#include "winapi/spooler_sim/spooler_sim.h"
 
 namespace ui {
 namespace {
@@ -22,21 +21,21 @@ TEST_P(Refusals, WithoutAWindowThereIsNoDialogButAnError) {
             EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_WINDOW_HANDLE});
         }
     }
-    EXPECT_TRUE(spooler.asked().empty());
     for (const WCHAR* const port : {static_cast<const WCHAR*>(nullptr), L""}) {
-        for (const auto& desk : {configure_port(port), delete_port(port)}) {
-            EXPECT_EQ(desk->front(), nullptr);
-            expect_end(*desk, ERROR_INVALID_PARAMETER);
+        for (const auto call : {configure_port, delete_port}) {
+            Desk desk = call(port, nullptr);
+            EXPECT_EQ(desk.dialog(), nullptr);
+            desk.expect_end(ERROR_INVALID_PARAMETER);
         }
     }
+    EXPECT_TRUE(asked().empty());
 }
 
-// Each in one message, before anything is typed.
+// Each in one message with the next step, before anything is typed.
 TEST_P(Refusals, WhatCannotBeDoneIsSaidAtOnce) {
-    using Desks = std::unique_ptr<Desk> (*)();
-    const Desks add = [] { return add_port(); };
-    const Desks add_there = [] { return add_port(L"\\\\print1"); };
-    const Desks configure = [] { return configure_port(L"Office"); };
+    const auto add = [] { return add_port(); };
+    const auto add_there = [] { return add_port(L"\\\\print1"); };
+    const auto configure = [] { return configure_port(L"Office"); };
     const auto no_administrator = [] { spooler_sim::set_administrator(false); };
     const auto nothing = [] {};
     const std::wstring no_right = L"You do not have the right to change ports on ";
@@ -44,8 +43,8 @@ TEST_P(Refusals, WhatCannotBeDoneIsSaidAtOnce) {
     const std::wstring unreachable = L"The print spooler on ";
     struct Row {
         void (*before)();
-        DWORD sent;  // what a command is answered; 0: the error comes from the spooler
-        Desks start;
+        DWORD answer;  // to a command; 0: the error comes from the spooler
+        Desk (*start)();
         DWORD error;
         std::wstring said;
     };
@@ -59,128 +58,99 @@ TEST_P(Refusals, WhatCannotBeDoneIsSaidAtOnce) {
          unreachable + L"\\\\print1 cannot be reached: "},
         {nothing, ERROR_INVALID_PARAMETER, [] { return configure_port(L"Office", L"print1"); }, ERROR_INVALID_PARAMETER,
          no_port + L"\\\\print1."},
-        {ScriptedSpooler::remove_monitor, 0, add, ERROR_INVALID_PRINTER_NAME,
-         unreachable + L"this computer cannot be reached: "},
-        {ScriptedSpooler::remove_monitor, 0, configure, ERROR_INVALID_PRINTER_NAME, no_port},
+        {remove_monitor, 0, add, ERROR_INVALID_PRINTER_NAME, unreachable + L"this computer cannot be reached: "},
+        {remove_monitor, 0, configure, ERROR_INVALID_PRINTER_NAME, no_port},
     };
     if (GetParam()) {
         rows.insert(rows.begin(), {nothing, 0, [] { return delete_port(L"Hall"); }, ERROR_UNKNOWN_PORT,
                                    L"There is no Tessaron TCP/IP Port \"Hall\" on this computer"});
     }
     for (const Row& row : rows) {
-        SCOPED_TRACE(utf8(row.said));
         spooler_sim::set_administrator(true);
         spooler_sim::add_server(L"\\\\print1");
         row.before();
-        spooler.send = [&](const std::wstring&) { return row.sent; };
-        const auto desk = row.start();
-        const HWND box = desk->front();
-        ASSERT_NE(box, nullptr);
-        EXPECT_TRUE(Desk::message(box).starts_with(row.said)) << utf8(Desk::message(box));
-        EXPECT_NE(Desk::message(box).find(L"\n\n"), std::wstring::npos) << "no next step";
-        if (row.start == add_there) take(box, "no-right");
-        desk->key(VK_RETURN);
-        expect_end(*desk, row.error);
+        answer = [&](const std::string&) { return row.answer; };
+        Desk desk = row.start();
+        desk.expect({{kMessage, row.said + L"*\n\n*"}});
+        if (row.said == no_right + L"\\\\print1.") desk.take("no-right");
+        Desk::key(VK_RETURN);
+        desk.expect_end(row.error);
     }
 }
 
 // -- Deletion --------------------------------------------------------------------------------------------------------
 
-class DeleteDialog : public Dialogs {
-  protected:
-    static std::vector<std::wstring> listed(HWND dialog) {
-        std::vector<std::wstring> lines;
-        const LRESULT count = SendDlgItemMessageW(dialog, IDC_PRINTERS, LB_GETCOUNT, 0, 0);
-        for (LRESULT i = 0; i < count; ++i) {
-            WCHAR line[256] = {};
-            SendDlgItemMessageW(dialog, IDC_PRINTERS, LB_GETTEXT, static_cast<WPARAM>(i),
-                                reinterpret_cast<LPARAM>(line));
-            lines.emplace_back(line);
-        }
-        return lines;
-    }
-    static void add_printers(const std::wstring& server,
-                             const std::vector<std::pair<const WCHAR*, std::wstring>>& all) {
-        for (const auto& [name, port] : all) spooler_sim::add_printer(server + name, port);
-    }
-};
-
+using DeleteDialog = Dialogs;
 BOTH_MODES(DeleteDialog);
 
 TEST_P(DeleteDialog, APortThatNothingUsesIsDeletedByEnter) {
     spooler_sim::add_printer(L"Reception", L"Office 2");
     spooler_sim::add_printer(L"Hall");
-    const auto desk = delete_port(L"Office");
-    const HWND dialog = desk->front();
-    EXPECT_TEXT(text_of(dialog), L"Delete Tessaron TCP/IP Port");
-    EXPECT_TEXT(text_of(dialog, IDC_QUESTION), L"Delete the port \"Office\"?\n\nNo printer uses it.");
-    take(dialog, "delete");
-    desk->key(VK_RETURN);
-    expect_end(*desk, ERROR_SUCCESS);
-    EXPECT_EQ(spooler.asked(), (std::vector<std::string>{"open Office 1", "open Office 1", "send TSDeletePort"}));
-    EXPECT_TEXT(spooler.sent_name(), L"Office");
+    Desk desk = delete_port(L"Office");
+    desk.expect({{kTitle, L"Delete Tessaron TCP/IP Port"},
+                 {IDC_QUESTION, L"Delete the port \"Office\"?\n\nNo printer uses it."}});
+    desk.take("delete");
+    Desk::key(VK_RETURN);
+    desk.expect_end(ERROR_SUCCESS);
+    EXPECT_EQ(asked(), (std::vector<std::string>{"open Office 1", "open Office 1", "TSDeletePort Office"}));
 }
 
 TEST_P(DeleteDialog, PrintersThatUseThePortAreNamedAndEnterKeepsIt) {
-    add_printers(L"\\\\print1\\", {{L"1", L"OFFICE"},
-                                   {L"2", L"LPT1:,office"},
-                                   {L"3", L"Office2"},
-                                   {L"4", L"Hall, Office"},
-                                   {L"5 & 6", L"office"}});
+    for (const auto& [name, port] :
+         std::initializer_list<std::pair<std::wstring, std::wstring>>{{L"1", L"OFFICE"},
+                                                                      {L"2", L"LPT1:,office"},
+                                                                      {L"3", L"Office2"},
+                                                                      {L"4", L"Hall, Office"},
+                                                                      {L"5 & 6", L"office"}}) {
+        spooler_sim::add_printer(L"\\\\print1\\" + name, port);
+    }
     spooler_sim::add_printer(L"of another server", L"Office");
-    auto desk = delete_port(L"Office", L"\\\\print1");
-    HWND dialog = desk->front();
-    EXPECT_TRUE(Desk::begins(dialog, IDC_QUESTION, L"Delete the port \"Office\"?\n\nThese printers use it."));
-    EXPECT_TRUE(fits(dialog, IDC_QUESTION));
-    EXPECT_EQ(listed(dialog),
-              (std::vector<std::wstring>{L"\\\\print1\\1", L"\\\\print1\\2", L"\\\\print1\\4", L"\\\\print1\\5 & 6"}));
-    take(dialog, "delete-used");
-    desk->key(VK_RETURN);
-    expect_end(*desk, ERROR_CANCELLED);
-    EXPECT_EQ(spooler.asked(), std::vector<std::string>{"open \\\\print1\\Office 1"});
-
-    desk = delete_port(L"Office", L"\\\\print1");
-    desk->front();
-    desk->alt(L'D');
-    expect_end(*desk, ERROR_SUCCESS);
-    EXPECT_EQ(spooler.asked().back(), "send TSDeletePort");
+    {
+        Desk desk = delete_port(L"Office", L"\\\\print1");
+        desk.expect({{IDC_QUESTION, L"Delete the port \"Office\"?\n\nThese printers use it.*"},
+                     {IDC_PRINTERS, L"\\\\print1\\1\n\\\\print1\\2\n\\\\print1\\4\n\\\\print1\\5 & 6\n"}});
+        desk.take("delete-used");
+        Desk::key(VK_RETURN);
+        desk.expect_end(ERROR_CANCELLED);
+        EXPECT_EQ(asked(), std::vector<std::string>{"open \\\\print1\\Office 1"});
+    }
+    Desk desk = delete_port(L"Office", L"\\\\print1");
+    Desk::alt(L'D');
+    desk.expect_end(ERROR_SUCCESS);
+    EXPECT_EQ(asked().back(), "TSDeletePort Office");
 }
 
 TEST_P(DeleteDialog, ANameWithACommaIsFoundWholeAndTheLongestCanBeRead) {
     const std::wstring longest(64, L'W');
-    spooler.ports = {longest, L"Room 12, left"};
-    spooler_sim::set_strict_port_list(GetParam());  // with these
-    EXPECT_TRUE(fits(delete_port(longest.c_str())->front(), IDC_QUESTION));
-    add_printers(L"", {{L"One", L"Room 12, left"}, {L"Two", L"left"}, {L"Three", longest}});
-    EXPECT_TRUE(fits(delete_port(longest.c_str())->front(), IDC_QUESTION));
-    EXPECT_EQ(listed(delete_port(L"Room 12, left")->front()), std::vector<std::wstring>{L"One"});
+    set_ports({longest, L"Room 12, left"});
+    delete_port(longest.c_str()).expect({{IDC_QUESTION, L"*No printer uses it."}});
+    spooler_sim::add_printer(L"One", L"Room 12, left");
+    spooler_sim::add_printer(L"Two", L"left");
+    spooler_sim::add_printer(L"Three", longest);
+    delete_port(longest.c_str()).expect({{IDC_QUESTION, L"*These printers use it.*"}});
+    delete_port(L"Room 12, left").expect({{IDC_PRINTERS, L"One\n"}});
 }
 
 TEST_P(DeleteDialog, WhenThePrintersCannotBeListedThatIsSaid) {
-    spooler.opened = [] { spooler_sim::stop_server(L"\\\\print1"); };
-    const auto desk = delete_port(L"Office", L"print1");
-    const HWND dialog = desk->front();
-    EXPECT_TRUE(Desk::begins(dialog, IDC_QUESTION,
-                             L"Delete the port \"Office\"?\n\nIt could not be determined which printers use it: "));
-    EXPECT_TRUE(fits(dialog, IDC_QUESTION));
+    opened = [] { spooler_sim::stop_server(L"\\\\print1"); };
+    delete_port(L"Office", L"print1")
+        .expect(
+            {{IDC_QUESTION, L"Delete the port \"Office\"?\n\nIt could not be determined which printers use it: *"}});
 }
 
 TEST_P(DeleteDialog, ADeletionThatFailsIsSaid) {
     const struct {
         DWORD error;
         const WCHAR* said;
-    } rows[] = {{ERROR_FILE_NOT_FOUND, L"There is no Tessaron TCP/IP Port \"Office\" on this computer."},
-                {ERROR_ACCESS_DENIED, L"You do not have the right"},
-                {ERROR_BUSY, L"The port was not deleted: "}};
+    } rows[] = {{ERROR_FILE_NOT_FOUND, L"There is no Tessaron TCP/IP Port \"Office\" on this computer.*"},
+                {ERROR_ACCESS_DENIED, L"You do not have the right*"},
+                {ERROR_BUSY, L"The port was not deleted: *"}};
     for (const auto& row : rows) {
-        spooler.send = [&](const std::wstring&) { return row.error; };
-        const auto desk = delete_port(L"Office");
-        const HWND dialog = desk->front();
-        desk->click(dialog, IDOK);
-        const HWND box = desk->front(dialog);
-        EXPECT_TRUE(Desk::message(box).starts_with(row.said)) << utf8(Desk::message(box));
-        desk->key(VK_RETURN);
-        expect_end(*desk, row.error);
+        answer = [&](const std::string&) { return row.error; };
+        Desk desk = delete_port(L"Office");
+        desk.click(IDOK);
+        desk.expect_box(row.said);
+        desk.expect_end(row.error);
     }
 }
 

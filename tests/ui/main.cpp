@@ -1,11 +1,10 @@
 // The port dialogs under Wine, on a display:
 //
-//     wine ui_tests.exe [--pictures FOLDER] [GoogleTest's options]
+//     wine ui_tests.exe [FOLDER] [GoogleTest's options]
 //
-// With a folder, pictures of the dialogs are stored there besides. What is written below HKEY_LOCAL_MACHINE and into
+// With a folder, pictures of the dialogs are stored there. What is written below HKEY_LOCAL_MACHINE and into
 // system32 is meant for a prefix of its own; anything but Wine is refused.
 #include <cstdio>
-#include <cstring>
 
 #include "tests/package/wine_spooler.h"
 #include "tests/ui/dialogs.h"
@@ -13,12 +12,7 @@
 int main(int count, char** arguments) {
     if (!wine_spooler::is_wine()) return 2;
     testing::InitGoogleTest(&count, arguments);
-    if (count == 3 && std::strcmp(arguments[1], "--pictures") == 0) {
-        ui::pictures_folder = arguments[2];
-    } else if (count != 1) {
-        std::printf("usage: ui_tests [--pictures FOLDER]\n");
-        return 2;
-    }
+    if (count > 1) ui::pictures_folder = arguments[1];
     if (!ui::install_libraries() || ui::library() == nullptr) {
         std::printf("The libraries cannot be installed (error %lu).\n", GetLastError());
         return 2;
