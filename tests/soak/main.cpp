@@ -27,6 +27,7 @@ struct Options {
     std::uint64_t minutes = 10;
     std::uint64_t documents = 0;  // instead of minutes
     std::uint64_t seed = 20240607;
+    bool keep = false;  // logs and records
 };
 
 class Soak {
@@ -134,7 +135,7 @@ bool Soak::run() {
     run_part(timed ? begin + whole : Clock::time_point::max(), most);
     const std::string more = grown(warm, take_stock(server_));
     if (!more.empty()) server_.wrong("left over: " + more);
-    if (server_.wrongs != 0) {
+    if (options_.keep || server_.wrongs != 0) {
         server_.keep_folder();
         std::printf("logs and records: %s\n", server_.folder.install.c_str());
     }
@@ -149,11 +150,12 @@ bool Soak::run() {
 
 int main(int count, char** arguments) {
     soak::Options options;
-    const command_line::Program program = {"soak",
-                                           "usage: soak [--minutes M | --documents N] [--seed S]\n",
-                                           {command_line::number("--minutes", 1, 100000, options.minutes),
-                                            command_line::number("--documents", 1, UINT32_MAX, options.documents),
-                                            command_line::number("--seed", 0, UINT64_MAX, options.seed)}};
+    const command_line::Program program = {
+        "soak",
+        "usage: soak [--minutes M | --documents N] [--seed S] [--keep]\n",
+        {command_line::number("--minutes", 1, 100000, options.minutes),
+         command_line::number("--documents", 1, UINT32_MAX, options.documents),
+         command_line::number("--seed", 0, UINT64_MAX, options.seed), command_line::flag("--keep", options.keep)}};
     int status = 0;
     if (!command_line::operands_of(program, host::program_arguments(count, arguments), status)) return status;
     alarm(static_cast<unsigned>(60 * options.minutes + 600));  // what hangs ends
