@@ -1,7 +1,6 @@
 // Prints the same set of documents whatever the build, each scene on a print server in a folder of its own, and leaves
 // beside the log and the records what became of them: what the spooler was told, and the bytes at the printer.
 //   transcript FOLDER    an empty one, the same for every build, as its path is logged
-#include "host/ports.h"
 #include "testbed/print_server.h"
 #include "testbed/records.h"
 #include "tests/support/files.h"
@@ -57,30 +56,6 @@ struct Scene : testbed::PrintServer {
     std::ostringstream notes;
 };
 
-void configure_ports(Scene& scene, test_printer::TcpPrinter& printer) {
-    const auto send_config = [&](LPCWSTR command, const Text& name, const Text& address, DWORD port) {
-        const host::PortConfig config = host::port_config(name, address, port);
-        scene.notes << host::to_utf8(Text(command) + W(" ") + name) << ": "
-                    << host::send_config(scene.monitor, command, config) << '\n';
-    };
-    const auto send_name = [&](LPCWSTR command, const Text& name) {
-        scene.notes << host::to_utf8(command) << ": " << host::send_name(scene.monitor, command, name) << '\n';
-        for (const host::PortConfig& port : host::listed_ports(scene.monitor)) {
-            scene.notes << "listed: " << host::to_utf8(port.port_name) << ' ' << host::to_utf8(port.printer_address);
-            scene.notes << '\n';
-        }
-    };
-    spooler_sim::add_foreign_port(W("LPT1:"));
-    for (const LPCWSTR name : {W("Принтер"), W("пРИНТЕР"), W("lpt1:"), W(""), W("a\\b")}) {
-        send_config(W("TSAddPort"), name, W("127.0.0.1"), printer.port());
-        send_name(W("TSPortExists"), name);
-    }
-    scene.print({W("Ж"), 1000, 65536, 0, W("Принтер")});
-    send_config(W("TSConfigPort"), W("принтер"), W("адрес.invalid"), 9100);
-    send_config(W("TSPortIsValid"), W("принтер"), W("адрес.invalid"), 9100);
-    send_name(W("TSDeletePort"), W("ПРИНТЕР"));
-}
-
 // clang-format off
 const std::string kDebug = "Debug=on\n";
 const LPCWSTR kName = W("Принтер");
@@ -95,8 +70,8 @@ const struct {
     std::vector<Text> printers;
     std::vector<Page> pages;
     std::vector<std::pair<std::string, std::string>> files = {};
-    void (*before)(Scene& scene) = nullptr;                            // the monitor is loaded
-    void (*after)(Scene& scene, test_printer::TcpPrinter& printer) = nullptr;  // the pages; with the first of the printers
+    void (*before)(Scene& scene) = nullptr;  // the monitor is loaded
+    void (*after)(Scene& scene) = nullptr;   // the pages
 } scenes[] = {
     {"names", kDebug + "IsPrintingBasedOnPortMonitor=on\n",
      {W("Office"), kOdd, W("Εκτυπωτής"), W("Принтер 1"), W("プリンタ"), W("a/b:c*?"), kHalfPair, W("\U0001F5A8 paper"), Text(64, W('Щ'))},
@@ -111,13 +86,12 @@ const struct {
      "PrintServerName=сервер-ж\nApplicationServer=приложение \nParseTimeout=-5\nParseTimeout=12x\nUnknown=1\n"
      "DirectPrintingMode=on\nIgnorePrinters=a*,Ж?\n",
      {kName}, {{kName}}, {{"env-version", "EnvVersion = 10\n"}}},
-    {"configuration", kDebug, {W("Ж")}, {}, {}, nullptr, configure_ports},
     // From a folder whose name no single code page holds.
     {"helper", kDebug, {kName}, {{kName, 5000, 1000, 7}},
      {{"spool/settings/Принтер.dat", testbed::settings_record()},
       {"ts-print-monitor.script", "run 1: on startdoc WAIT \"Door Open\" for 50 ms then OK\n"}},
      [](Scene& scene) { testbed::install_helper(scene.folder); },
-     [](Scene& scene, test_printer::TcpPrinter&) {  // the start would have swept these away
+     [](Scene& scene) {  // the start would have swept these away
          testbed::write_force_attributes_records(scene.folder, "Принтер", 8);
          scene.print({kName, 1000, 300, 8});  // little enough for the helper to write it at once
      }},
@@ -140,7 +114,7 @@ int main(int count, char** arguments) {
         if (row.before != nullptr) row.before(scene);
         if (!scene.try_load(why)) return 1;
         for (const Page& page : row.pages) scene.print(page);
-        if (row.after != nullptr) row.after(scene, *printers.front());
+        if (row.after != nullptr) row.after(scene);
         scene.monitor.unload();
         for (test_printer::TcpPrinter* const printer : printers) scene.note_printer(*printer);
         if (!test::write_file(path_of(place + "/notes"), scene.notes.str())) return 1;
