@@ -19,7 +19,6 @@ std::u16string windows_path(const std::string& native);
 // Makes Sleep, GetTickCount and every time-out run this many times as fast as time does. 1 is the start value.
 void set_clock_speed(double factor);
 
-void set_computer_name(const std::u16string& name);
 // The numeric addresses a host name resolves to, in their order; none removes the name again.
 void set_host(const std::u16string& name, const std::vector<std::string>& addresses);
 // Whether a name that is not set is asked of this machine's resolver (yes from the start); numeric addresses and

@@ -12,8 +12,9 @@ struct StringResource {
 // Ends with a null text; generated from the library's resource script (cmake/StringTable.cmake).
 extern const StringResource string_resources[];
 
-// Registers a loaded library's string table under its instance handle, and removes it.
-void register_module(HINSTANCE instance, const StringResource* strings);
+// Makes the string table of a library known by its instance handle, which is returned: of the library that an address
+// is in. The other removes it.
+HINSTANCE register_module(const void* address, const StringResource* strings);
 void unregister_module(HINSTANCE instance);
 
 }  // namespace winapi

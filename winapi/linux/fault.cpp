@@ -5,6 +5,8 @@
 #include <mutex>
 #include <utility>
 
+#include "winapi/linux/handle.h"
+
 namespace winapi::fault {
 namespace {
 
@@ -17,22 +19,17 @@ struct State {
     const Point* failed = nullptr;
 };
 
-State& state() {
-    static State* const instance = new State;  // outlives every static of the process
-    return *instance;
-}
-
 thread_local bool shorten_next = false;
 
 }  // namespace
 
 Point::Point(const char* function) : function_(function) {
-    const std::lock_guard lock(state().mutex);
-    state().points.push_back(this);
+    const std::lock_guard lock(the<State>().mutex);
+    the<State>().points.push_back(this);
 }
 
 bool Point::count() {
-    State& s = state();
+    State& s = the<State>();
     const std::lock_guard lock(s.mutex);
     ++calls_;
     ++s.counted;
@@ -53,7 +50,7 @@ unsigned Point::shorten(unsigned size) {
 }
 
 void arm(std::uint64_t call, Mode mode) {
-    State& s = state();
+    State& s = the<State>();
     const std::lock_guard lock(s.mutex);
     s.call = call;
     s.mode = mode;
@@ -63,20 +60,20 @@ void arm(std::uint64_t call, Mode mode) {
 }
 
 std::uint64_t disarm() {
-    State& s = state();
+    State& s = the<State>();
     const std::lock_guard lock(s.mutex);
     is_armed = false;
     return s.counted;
 }
 
 std::string failed_function() {
-    State& s = state();
+    State& s = the<State>();
     const std::lock_guard lock(s.mutex);
     return s.failed == nullptr ? std::string() : std::string(s.failed->function());
 }
 
 std::vector<const Point*> points() {
-    State& s = state();
+    State& s = the<State>();
     const std::lock_guard lock(s.mutex);
     std::vector<const Point*> sorted = s.points;
     std::sort(sorted.begin(), sorted.end(),

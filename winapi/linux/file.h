@@ -1,5 +1,5 @@
-// Files, text streams and directories. Paths are UTF-16 (or UTF-8 for the narrow functions); "\" and "/" both
-// separate, "C:" names the folder the host chose (control.h) and "Z:" the root of this machine; a relative path is
+// Files, text streams and directories. Paths are UTF-16 (or of the code page for the narrow functions); "\" and "/"
+// both separate, "C:" names the folder the host chose (control.h) and "Z:" the root of this machine; a relative path is
 // looked up from the process's current directory. A name with <>:"|?* in it is refused (123); a path of 260
 // characters or more, terminator included, is refused.
 #pragma once
@@ -12,39 +12,24 @@
 
 #define FILE_SHARE_READ 0x1u
 #define FILE_SHARE_WRITE 0x2u
-#define FILE_SHARE_DELETE 0x4u
-#define CREATE_NEW 1u
-#define CREATE_ALWAYS 2u
 #define OPEN_EXISTING 3u
-#define OPEN_ALWAYS 4u
-#define FILE_ATTRIBUTE_READONLY 0x1u
-#define FILE_ATTRIBUTE_DIRECTORY 0x10u
 #define FILE_ATTRIBUTE_NORMAL 0x80u
-#define INVALID_FILE_ATTRIBUTES 0xFFFFFFFFu
 
+// Only to read a file that is there.
 HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security, DWORD disposition,
                    DWORD flags, HANDLE template_file);
 BOOL GetFileSizeEx(HANDLE file, LARGE_INTEGER* size);
 BOOL DeleteFileW(LPCWSTR path);
-BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD size, DWORD* count, void* overlapped);
-BOOL WriteFile(HANDLE file, LPCVOID data, DWORD size, DWORD* count, void* overlapped);
 // Closes a handle of any kind (file, pipe end, process, thread, event). A failed close releases
 // its resources all the same.
 BOOL CloseHandle(HANDLE handle);
 
+// As much of an entry as the product looks at.
 struct WIN32_FIND_DATAW {
-    DWORD dwFileAttributes;
-    FILETIME ftCreationTime;
-    FILETIME ftLastAccessTime;
-    FILETIME ftLastWriteTime;
-    DWORD nFileSizeHigh;
-    DWORD nFileSizeLow;
-    DWORD dwReserved0;
-    DWORD dwReserved1;
     WCHAR cFileName[MAX_PATH];
-    WCHAR cAlternateFileName[14];
 };
 
+// The pattern is "*", in a folder or in the current one; entries come in the order of their names.
 HANDLE FindFirstFileW(LPCWSTR pattern, WIN32_FIND_DATAW* data);
 BOOL FindNextFileW(HANDLE find, WIN32_FIND_DATAW* data);
 BOOL FindClose(HANDLE find);
@@ -78,11 +63,9 @@ int _write(int descriptor, const void* data, unsigned int size);
 #undef st_mtime  // glibc's macro for a member of struct stat, the field's plain name on Windows
 #define _S_IFMT 0xF000
 #define _S_IFDIR 0x4000
-#define _S_IFREG 0x8000
 // As much of the runtime's file status as the product looks at.
 struct _stat64 {
     unsigned short st_mode;
-    long long st_size;
     long long st_mtime;  // seconds since 1970-01-01 UTC
 };
 int _wstat64(LPCWSTR path, struct _stat64* status);

@@ -5,8 +5,6 @@
 #include <memory>
 #include <shared_mutex>
 #include <string>
-#include <type_traits>
-#include <typeinfo>
 #include <utility>
 #include <vector>
 
@@ -15,7 +13,14 @@
 
 namespace winapi {
 
-// The object behind a handle. Each kind derives its own record from it (file.cpp: an open file, process.cpp: ...).
+// The one object of a type in this process. It is never destroyed: a library may use it while the process ends.
+template <typename T>
+T& the() {
+    static T* const instance = new T;
+    return *instance;
+}
+
+// The object behind a handle. Each kind derives its own record from it (file.cpp: an open file).
 struct Object {
     virtual ~Object() = default;
     // Releases what it holds, once, when its handle is closed; a Win32 error code.
@@ -41,22 +46,10 @@ struct Inheritance {
 Inheritance inheritable_descriptors();
 bool set_inheritable(HANDLE handle, bool inheritable);
 
-// Whether its dynamic type is T itself; cheaper than dynamic_cast.
-template <typename T>
-bool is_a(const Object* object) {
-    static_assert(std::is_final_v<T>);
-    return object != nullptr && typeid(*object) == typeid(T);
-}
-
 // Null also when the object is of another kind.
 template <typename T>
 std::shared_ptr<T> find_handle_as(HANDLE handle) {
-    auto object = find_handle(handle);
-    if constexpr (std::is_final_v<T>) {
-        return is_a<T>(object.get()) ? std::static_pointer_cast<T>(std::move(object)) : nullptr;
-    } else {
-        return std::dynamic_pointer_cast<T>(std::move(object));
-    }
+    return std::dynamic_pointer_cast<T>(find_handle(handle));
 }
 
 void count_misuse();
@@ -71,6 +64,10 @@ Result fail(DWORD error, Result result = FALSE) {
     SetLastError(error);
     return result;
 }
+// What a function that did `error` returns: TRUE for 0.
+inline BOOL finish(DWORD error) {
+    return error == ERROR_SUCCESS ? TRUE : fail(error);
+}
 
 // The layer's clock: milliseconds that `milliseconds` of its time take in real time, and its time now.
 std::int64_t real_milliseconds(DWORD milliseconds);
@@ -83,7 +80,7 @@ WCHAR fold_case(WCHAR c);
 std::u16string to_utf16(const std::string& text);
 std::string to_utf8(LPCWSTR text);
 
-// A Windows path taken apart for the functions of file.cpp: 0 and the path of this machine, or a Win32 error code.
+// 0 and the path of this machine that a Windows path names, without a separator at its end; or a Win32 error code.
 DWORD resolve_path(LPCWSTR path, std::string& native);
 
 }  // namespace winapi

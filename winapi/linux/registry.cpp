@@ -2,20 +2,16 @@
 #include "winapi/linux/registry.h"
 
 #include <algorithm>
-#include <cstring>
+#include <map>
+#include <mutex>
 
 #include "winapi/linux/control.h"
-#include "winapi/linux/error.h"
 #include "winapi/linux/fault.h"
 #include "winapi/linux/handle.h"
-#include "winapi/linux/registry_tree.h"
 
 namespace {
 
-using winapi::registry::Key;
-using winapi::registry::tree;
-using winapi::registry::Value;
-
+using winapi::the;
 using winapi::fault::Point;
 
 Point open_point("RegOpenKeyExW");
@@ -27,7 +23,33 @@ Point delete_value_point("RegDeleteValueW");
 Point delete_key_point("RegDeleteKeyW");
 Point enum_point("RegEnumKeyExW");
 
+struct Value {
+    DWORD type = 0;
+    std::vector<BYTE> data;
+};
+
+struct Key {
+    std::u16string name;  // as first written
+    std::weak_ptr<Key> parent;
+    // Both by the folded name, which is the order of enumeration too.
+    std::map<std::u16string, std::shared_ptr<Key>> subkeys;
+    std::map<std::u16string, Value> values;
+};
+
+// The mutex guards the root and every key.
+struct Tree {
+    std::mutex mutex;
+    std::shared_ptr<Key> root = std::make_shared<Key>();
+};
+
+// The form of a name in which letter case makes no difference.
+std::u16string fold(std::u16string name) {
+    for (WCHAR& c : name) c = winapi::fold_case(c);
+    return name;
+}
+
 constexpr LSTATUS bad_pathname = 161;
+constexpr size_t longest_key_name = 255;
 
 constexpr LSTATUS status(DWORD error) {
     return static_cast<LSTATUS>(error);
@@ -43,66 +65,45 @@ struct OpenKey final : winapi::Object {
 
 // The key behind a handle that was opened with the needed access. The caller holds the tree's lock.
 LSTATUS find_key(HKEY handle, REGSAM needed, std::shared_ptr<Key>& key) {
-    if (handle == HKEY_LOCAL_MACHINE) {
-        key = tree().root;
-        return ERROR_SUCCESS;
-    }
+    key = the<Tree>().root;
+    if (handle == HKEY_LOCAL_MACHINE) return ERROR_SUCCESS;
     const auto open = winapi::find_handle_as<OpenKey>(handle);
     if (open == nullptr) return status(ERROR_INVALID_HANDLE);
     if ((open->access & needed) != needed) return status(ERROR_ACCESS_DENIED);
-    if (open->key->deleted) return status(ERROR_KEY_DELETED);
     key = open->key;
-    return ERROR_SUCCESS;
-}
-
-LSTATUS split_path(LPCWSTR path, std::vector<std::u16string>& names) {
-    const std::u16string text = path != nullptr ? path : u"";
-    if (!text.empty() && text[0] == u'\\') return bad_pathname;
-    for (size_t at = 0; at < text.size();) {
-        const size_t end = std::min(text.find(u'\\', at), text.size());
-        if (end - at > winapi::registry::longest_key_name) return status(ERROR_INVALID_PARAMETER);
-        if (end > at) names.push_back(text.substr(at, end - at));
-        at = end + 1;
-    }
     return ERROR_SUCCESS;
 }
 
 // No right on the handle is asked for, neither to open a key below it nor to create one: Windows checks the
 // key itself against the caller, who may do everything here.
 LSTATUS walk(HKEY handle, LPCWSTR path, bool create, std::shared_ptr<Key>& key, bool& created) {
-    LSTATUS error = find_key(handle, 0, key);
-    std::vector<std::u16string> names;
-    if (error == ERROR_SUCCESS) error = split_path(path, names);
-    if (error != ERROR_SUCCESS) return error;
-    for (const std::u16string& name : names) {
-        const auto child = key->subkeys.find(winapi::registry::fold(name));
-        const bool found = child != key->subkeys.end();
-        if (!found && !create) return status(ERROR_FILE_NOT_FOUND);
-        key = found ? child->second : winapi::registry::add_subkey(key, name);
-        created = created || !found;
+    if (const LSTATUS error = find_key(handle, 0, key)) return error;
+    const std::u16string text = path != nullptr ? path : u"";
+    if (text.starts_with(u'\\')) return bad_pathname;
+    for (size_t at = 0; at < text.size();) {
+        const size_t end = std::min(text.find(u'\\', at), text.size());
+        const std::u16string name = text.substr(at, end - at);
+        at = end + 1;
+        if (name.empty()) continue;
+        if (name.size() > longest_key_name) return status(ERROR_INVALID_PARAMETER);
+        created = !key->subkeys.contains(fold(name));
+        if (created && !create) return status(ERROR_FILE_NOT_FOUND);
+        if (created) key->subkeys[fold(name)] = std::make_shared<Key>(Key{name, key, {}, {}});
+        key = key->subkeys[fold(name)];
     }
     return ERROR_SUCCESS;
-}
-
-bool known_access(REGSAM access) {
-    constexpr REGSAM view_64 = 0x100;
-    return (access & ~(KEY_ALL_ACCESS | view_64)) == 0;
 }
 
 HKEY insert_key(std::shared_ptr<Key> key, REGSAM access) {
     return reinterpret_cast<HKEY>(winapi::insert_handle(std::make_shared<OpenKey>(std::move(key), access)));
 }
 
-std::u16string folded_value_name(LPCWSTR value) {
-    return winapi::registry::fold(value != nullptr ? value : u"");
-}
-
 }  // namespace
 
 LSTATUS RegOpenKeyExW(HKEY key, LPCWSTR subkey, DWORD options, REGSAM access, HKEY* result) {
     if (open_point.fails()) return status(ERROR_ACCESS_DENIED);
-    if (result == nullptr || options != 0 || !known_access(access)) return status(ERROR_INVALID_PARAMETER);
-    const std::lock_guard lock(tree().mutex);
+    if (options != 0) return status(ERROR_INVALID_PARAMETER);
+    const std::lock_guard lock(the<Tree>().mutex);
     std::shared_ptr<Key> found;
     bool created = false;
     const LSTATUS error = walk(key, subkey, false, found, created);
@@ -113,12 +114,10 @@ LSTATUS RegOpenKeyExW(HKEY key, LPCWSTR subkey, DWORD options, REGSAM access, HK
 LSTATUS RegCreateKeyExW(HKEY key, LPCWSTR subkey, DWORD reserved, LPWSTR key_class, DWORD options, REGSAM access,
                         const SECURITY_ATTRIBUTES* security, HKEY* result, DWORD* disposition) {
     if (create_point.fails()) return status(ERROR_ACCESS_DENIED);
-    if (subkey == nullptr) return status(ERROR_BADKEY);
-    if (result == nullptr || reserved != 0 || key_class != nullptr || options != REG_OPTION_NON_VOLATILE ||
-        !known_access(access) || (security != nullptr && security->lpSecurityDescriptor != nullptr)) {
+    if (reserved != 0 || key_class != nullptr || options != REG_OPTION_NON_VOLATILE || security != nullptr) {
         return status(ERROR_INVALID_PARAMETER);
     }
-    const std::lock_guard lock(tree().mutex);
+    const std::lock_guard lock(the<Tree>().mutex);
     std::shared_ptr<Key> found;
     bool created = false;
     const LSTATUS error = walk(key, subkey, true, found, created);
@@ -131,23 +130,21 @@ LSTATUS RegCreateKeyExW(HKEY key, LPCWSTR subkey, DWORD reserved, LPWSTR key_cla
 LSTATUS RegCloseKey(HKEY key) {
     const bool injected = close_point.fails();
     if (key == HKEY_LOCAL_MACHINE) return ERROR_SUCCESS;
-    if (winapi::find_handle_as<OpenKey>(key) == nullptr) return status(ERROR_INVALID_HANDLE);
     const DWORD error = winapi::close_handle(key);
     return status(injected ? ERROR_INVALID_HANDLE : error);
 }
 
 LSTATUS RegQueryValueExW(HKEY key, LPCWSTR value, DWORD* reserved, DWORD* type, BYTE* data, DWORD* size) {
     if (query_point.fails()) return status(ERROR_NOT_ENOUGH_MEMORY);
-    if (reserved != nullptr || (data != nullptr && size == nullptr)) return status(ERROR_INVALID_PARAMETER);
-    const std::lock_guard lock(tree().mutex);
+    if (reserved != nullptr || size == nullptr) return status(ERROR_INVALID_PARAMETER);
+    const std::lock_guard lock(the<Tree>().mutex);
     std::shared_ptr<Key> open;
     const LSTATUS error = find_key(key, KEY_QUERY_VALUE, open);
     if (error != ERROR_SUCCESS) return error;
-    const auto found = open->values.find(folded_value_name(value));
+    const auto found = open->values.find(fold(value));
     if (found == open->values.end()) return status(ERROR_FILE_NOT_FOUND);
     const Value& stored = found->second;
     if (type != nullptr) *type = stored.type;
-    if (size == nullptr) return ERROR_SUCCESS;
     const DWORD room = *size;
     *size = static_cast<DWORD>(stored.data.size());
     if (data == nullptr) return ERROR_SUCCESS;
@@ -158,56 +155,56 @@ LSTATUS RegQueryValueExW(HKEY key, LPCWSTR value, DWORD* reserved, DWORD* type, 
 
 LSTATUS RegSetValueExW(HKEY key, LPCWSTR value, DWORD reserved, DWORD type, const BYTE* data, DWORD size) {
     if (set_point.fails()) return status(ERROR_NO_SYSTEM_RESOURCES);
-    if (reserved != 0 || (data == nullptr && size > 0)) return status(ERROR_INVALID_PARAMETER);
-    const std::lock_guard lock(tree().mutex);
+    if (reserved != 0) return status(ERROR_INVALID_PARAMETER);
+    const std::lock_guard lock(the<Tree>().mutex);
     std::shared_ptr<Key> open;
     const LSTATUS error = find_key(key, KEY_SET_VALUE, open);
     if (error != ERROR_SUCCESS) return error;
-    winapi::registry::set_value(*open, value != nullptr ? value : u"", type, {data, data + size});
+    open->values[fold(value)] = {type, {data, data + size}};
     return ERROR_SUCCESS;
 }
 
 LSTATUS RegDeleteValueW(HKEY key, LPCWSTR value) {
     if (delete_value_point.fails()) return status(ERROR_ACCESS_DENIED);
-    const std::lock_guard lock(tree().mutex);
+    const std::lock_guard lock(the<Tree>().mutex);
     std::shared_ptr<Key> open;
     const LSTATUS error = find_key(key, KEY_SET_VALUE, open);
     if (error != ERROR_SUCCESS) return error;
-    return open->values.erase(folded_value_name(value)) != 0 ? ERROR_SUCCESS : status(ERROR_FILE_NOT_FOUND);
+    return open->values.erase(fold(value)) != 0 ? ERROR_SUCCESS : status(ERROR_FILE_NOT_FOUND);
 }
 
 LSTATUS RegDeleteKeyW(HKEY key, LPCWSTR subkey) {
     if (delete_key_point.fails()) return status(ERROR_ACCESS_DENIED);
-    if (subkey == nullptr) return status(ERROR_INVALID_PARAMETER);
-    const std::lock_guard lock(tree().mutex);
+    const std::lock_guard lock(the<Tree>().mutex);
     std::shared_ptr<Key> found;
     bool created = false;
     const LSTATUS error = walk(key, subkey, false, found, created);
     if (error != ERROR_SUCCESS) return error;
     const auto parent = found->parent.lock();
     if (parent == nullptr || !found->subkeys.empty()) return status(ERROR_ACCESS_DENIED);
-    found->deleted = true;
-    winapi::registry::remove_subkey(*parent, found->name);
+    parent->subkeys.erase(fold(found->name));
     return ERROR_SUCCESS;
 }
 
 LSTATUS RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, DWORD* name_size, DWORD* reserved, LPWSTR key_class,
                       DWORD* class_size, FILETIME* last_write) {
     if (enum_point.fails()) return status(ERROR_NO_SYSTEM_RESOURCES);
-    if (name == nullptr || name_size == nullptr || reserved != nullptr || key_class != nullptr ||
-        class_size != nullptr) {
+    if (reserved != nullptr || key_class != nullptr || class_size != nullptr || last_write != nullptr) {
         return status(ERROR_INVALID_PARAMETER);
     }
-    const std::lock_guard lock(tree().mutex);
+    const std::lock_guard lock(the<Tree>().mutex);
     std::shared_ptr<Key> open;
     const LSTATUS error = find_key(key, KEY_ENUMERATE_SUB_KEYS, open);
     if (error != ERROR_SUCCESS) return error;
-    const Key* const found = winapi::registry::numbered_subkey(*open, index);
-    if (found == nullptr) return status(ERROR_NO_MORE_ITEMS);
-    const Key& subkey = *found;
-    if (*name_size <= subkey.name.size()) return status(ERROR_MORE_DATA);
-    std::copy_n(subkey.name.c_str(), subkey.name.size() + 1, name);
-    *name_size = static_cast<DWORD>(subkey.name.size());
-    if (last_write != nullptr) *last_write = subkey.last_write;
+    if (index >= open->subkeys.size()) return status(ERROR_NO_MORE_ITEMS);
+    const std::u16string& found = std::next(open->subkeys.begin(), index)->second->name;
+    if (*name_size <= found.size()) return status(ERROR_MORE_DATA);
+    std::copy_n(found.c_str(), found.size() + 1, name);
+    *name_size = static_cast<DWORD>(found.size());
     return ERROR_SUCCESS;
+}
+
+void winapi::clear_registry() {
+    const std::lock_guard lock(the<Tree>().mutex);
+    the<Tree>().root = std::make_shared<Key>();
 }

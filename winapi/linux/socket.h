@@ -2,6 +2,7 @@
 // ones of the same names.
 #pragma once
 
+#include <netdb.h>
 #include <netinet/in.h>
 #include <sys/ioctl.h>
 #include <sys/select.h>
@@ -14,9 +15,7 @@ using WSAEVENT = HANDLE;
 using GROUP = unsigned int;
 #define INVALID_SOCKET (~static_cast<SOCKET>(0))
 #define SOCKET_ERROR (-1)
-#define SD_RECEIVE 0
 #define SD_SEND 1
-#define SD_BOTH 2
 #define FD_CLOSE 0x20L
 #define FD_CLOSE_BIT 5
 #define WSA_FLAG_OVERLAPPED 0x01u
@@ -26,15 +25,12 @@ using GROUP = unsigned int;
 #define WSA_WAIT_TIMEOUT 258u
 #define WSA_WAIT_FAILED 0xFFFFFFFFu
 
-#define WSAEINTR 10004
 #define WSAEACCES 10013
-#define WSAEFAULT 10014
 #define WSAEINVAL 10022
 #define WSAEMFILE 10024
 #define WSAEWOULDBLOCK 10035
 #define WSAENOTSOCK 10038
 #define WSAEAFNOSUPPORT 10047
-#define WSAEADDRINUSE 10048
 #define WSAEADDRNOTAVAIL 10049
 #define WSAENETDOWN 10050
 #define WSAENETUNREACH 10051
@@ -42,7 +38,6 @@ using GROUP = unsigned int;
 #define WSAECONNRESET 10054
 #define WSAENOBUFS 10055
 #define WSAENOTCONN 10057
-#define WSAESHUTDOWN 10058
 #define WSAETIMEDOUT 10060
 #define WSAECONNREFUSED 10061
 #define WSAEHOSTUNREACH 10065
@@ -52,26 +47,14 @@ using GROUP = unsigned int;
 #define WSATYPE_NOT_FOUND 10109
 #define WSAHOST_NOT_FOUND 11001
 #define WSATRY_AGAIN 11002
-#define WSANO_RECOVERY 11003
 #define WSANO_DATA 11004
 
 struct WSADATA {
     WORD wVersion;
     WORD wHighVersion;
-    char szDescription[257];
-    char szSystemStatus[129];
 };
 
-struct ADDRINFOW {
-    int ai_flags;
-    int ai_family;
-    int ai_socktype;
-    int ai_protocol;
-    size_t ai_addrlen;
-    WCHAR* ai_canonname;
-    struct sockaddr* ai_addr;
-    ADDRINFOW* ai_next;
-};
+using ADDRINFOW = addrinfo;
 
 struct WSANETWORKEVENTS {
     long lNetworkEvents;
@@ -89,7 +72,7 @@ struct winsock_fd_set {
 #define FD_ZERO(set) ((set)->fd_count = 0)
 #define FD_SET(socket, set) ((set)->fd_array[(set)->fd_count++] = (socket))
 
-// WSAStartup and WSACleanup are counted; between them the functions below fail with WSANOTINITIALISED.
+// Version 2.2. WSAStartup and WSACleanup are counted; between them the functions below fail with WSANOTINITIALISED.
 int WSAStartup(WORD version, WSADATA* data);
 int WSACleanup();
 int WSAGetLastError();
@@ -103,6 +86,7 @@ int send(SOCKET socket, const char* data, int size, int flags);
 int ioctlsocket(SOCKET socket, long command, u_long* argument);
 // SO_ERROR alone.
 int getsockopt(SOCKET socket, int level, int name, char* value, int* size);
+// Of one socket, and for no reading.
 int select(int ignored, fd_set* read_set, fd_set* write_set, fd_set* except_set, const struct timeval* timeout);
 int shutdown(SOCKET socket, int how);
 int closesocket(SOCKET socket);

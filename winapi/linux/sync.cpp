@@ -1,11 +1,8 @@
-// Critical sections and waiting.
+// Critical sections.
 #include "winapi/linux/sync.h"
 
-#include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <chrono>
-#include <limits>
 #include <mutex>
 #include <new>
 #include <vector>
@@ -13,24 +10,25 @@
 #include "winapi/linux/control.h"
 #include "winapi/linux/error.h"
 #include "winapi/linux/fault.h"
+#include "winapi/linux/handle.h"
 #include "winapi/linux/process.h"
-#include "winapi/linux/wait.h"
 
 namespace {
 
 winapi::fault::Point initialize_point("InitializeCriticalSectionAndSpinCount");
-winapi::fault::Point wait_point("WaitForSingleObject");
 
 struct Lock {
     std::mutex mutex;
-    std::atomic<DWORD> owner{0};  // its thread, 0 when it is free; compared with one's own only, so any order does
+    std::atomic<DWORD> owner{0};  // its thread, 0 when it is free
     unsigned depth = 0;           // how often the owner has entered it; the owner's alone
     winapi::LockUse use{};        // the owner's alone, too
 };
 
 // Those that are initialised, in that order.
-std::mutex all_mutex;
-std::vector<Lock*> all_locks;
+struct Locks {
+    std::mutex mutex;
+    std::vector<Lock*> all;
+};
 
 // Looks at the clock only when it has to wait.
 void acquire(Lock& lock) {
@@ -50,38 +48,14 @@ Lock* lock_of(const CRITICAL_SECTION* section) {
     return static_cast<Lock*>(section->lock);
 }
 
-void leave(Lock& lock) {
-    if (--lock.depth > 0) return;
-    lock.owner.store(0, std::memory_order_relaxed);
-    lock.mutex.unlock();
-}
-
 }  // namespace
 
 namespace winapi {
 
-std::int64_t real_timeout(DWORD timeout_ms) {
-    return timeout_ms == INFINITE ? -1 : real_milliseconds(timeout_ms);
-}
-
-int poll_for(pollfd* polled, nfds_t count, std::int64_t real_ms) {
-    using std::chrono::steady_clock;
-    const auto end = steady_clock::now() + std::chrono::milliseconds(std::max<std::int64_t>(real_ms, 0));
-    std::int64_t left = real_ms;
-    for (;;) {
-        const std::int64_t bounded = std::min<std::int64_t>(left, std::numeric_limits<int>::max());
-        const int ready = poll(polled, count, static_cast<int>(bounded));
-        if (ready > 0 || (ready < 0 && errno != EINTR)) return ready;
-        if (real_ms < 0) continue;
-        left = std::chrono::ceil<std::chrono::milliseconds>(end - steady_clock::now()).count();
-        if (left <= 0) return 0;
-    }
-}
-
 std::vector<LockUse> lock_uses() {
-    const std::lock_guard all(all_mutex);
+    const std::lock_guard guard(the<Locks>().mutex);
     std::vector<LockUse> uses;
-    for (Lock* const lock : all_locks) {
+    for (Lock* const lock : the<Locks>().all) {
         const std::lock_guard held(lock->mutex);
         uses.push_back(lock->use);
     }
@@ -95,18 +69,17 @@ BOOL InitializeCriticalSectionAndSpinCount(CRITICAL_SECTION* section, DWORD /*sp
     auto* const lock = new (std::nothrow) Lock;
     section->lock = lock;
     if (lock == nullptr) return winapi::fail(ERROR_NOT_ENOUGH_MEMORY);
-    const std::lock_guard all(all_mutex);
-    all_locks.push_back(lock);
+    const std::lock_guard guard(winapi::the<Locks>().mutex);
+    winapi::the<Locks>().all.push_back(lock);
     return TRUE;
 }
 
 void EnterCriticalSection(CRITICAL_SECTION* section) {
     Lock* const lock = lock_of(section);
     if (lock == nullptr) return;
-    const DWORD self = GetCurrentThreadId();
-    if (lock->owner.load(std::memory_order_relaxed) != self) {
+    if (lock->owner != GetCurrentThreadId()) {
         acquire(*lock);
-        lock->owner.store(self, std::memory_order_relaxed);
+        lock->owner = GetCurrentThreadId();
     }
     ++lock->depth;
 }
@@ -114,33 +87,18 @@ void EnterCriticalSection(CRITICAL_SECTION* section) {
 void LeaveCriticalSection(CRITICAL_SECTION* section) {
     Lock* const lock = lock_of(section);
     if (lock == nullptr) return;
-    if (lock->owner.load(std::memory_order_relaxed) == GetCurrentThreadId()) {
-        leave(*lock);
-    } else {
-        winapi::count_misuse();
-    }
+    if (lock->owner != GetCurrentThreadId()) return winapi::count_misuse();
+    if (--lock->depth > 0) return;
+    lock->owner = 0;
+    lock->mutex.unlock();
 }
 
 void DeleteCriticalSection(CRITICAL_SECTION* section) {
     Lock* const lock = lock_of(section);
     if (lock == nullptr) return;
     section->lock = nullptr;
-    {
-        const std::lock_guard all(all_mutex);
-        std::erase(all_locks, lock);
-    }
-    if (lock->owner != 0) {
-        winapi::count_misuse();
-        // Its memory stays with another thread that holds it: that one has still to leave it.
-        if (lock->owner != GetCurrentThreadId()) return;
-        while (lock->depth > 0) leave(*lock);
-    }
+    if (lock->owner != 0) return winapi::count_misuse();  // its memory stays with the thread that holds it
+    const std::lock_guard guard(winapi::the<Locks>().mutex);
+    std::erase(winapi::the<Locks>().all, lock);
     delete lock;
-}
-
-DWORD WaitForSingleObject(HANDLE handle, DWORD timeout_ms) {
-    const bool injected = wait_point.fails();
-    const auto object = injected ? nullptr : winapi::find_handle_as<winapi::Waitable>(handle);
-    if (object == nullptr) return winapi::fail(ERROR_INVALID_HANDLE, WAIT_FAILED);
-    return object->wait(winapi::real_timeout(timeout_ms)) ? WAIT_OBJECT_0 : WAIT_TIMEOUT;
 }

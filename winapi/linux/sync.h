@@ -1,4 +1,4 @@
-// Critical sections and waiting.
+// Critical sections.
 #pragma once
 
 #include "winapi/linux/types.h"
@@ -13,10 +13,3 @@ BOOL InitializeCriticalSectionAndSpinCount(CRITICAL_SECTION* section, DWORD spin
 void EnterCriticalSection(CRITICAL_SECTION* section);
 void LeaveCriticalSection(CRITICAL_SECTION* section);
 void DeleteCriticalSection(CRITICAL_SECTION* section);
-
-#define INFINITE 0xFFFFFFFFu
-#define WAIT_OBJECT_0 0u
-#define WAIT_TIMEOUT 258u
-#define WAIT_FAILED 0xFFFFFFFFu
-// For processes.
-DWORD WaitForSingleObject(HANDLE handle, DWORD timeout_ms);

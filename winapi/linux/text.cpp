@@ -1,9 +1,8 @@
 #include "winapi/linux/text.h"
 
-#include <algorithm>
+#include <strings.h>
+
 #include <clocale>
-#include <cstdint>
-#include <cstring>
 #include <cwctype>
 #include <string_view>
 
@@ -16,7 +15,6 @@ namespace {
 winapi::fault::Point to_wide_point("MultiByteToWideChar");
 winapi::fault::Point to_bytes_point("WideCharToMultiByte");
 
-constexpr DWORD ERROR_INVALID_FLAGS = 1004;
 constexpr char32_t replacement = 0xFFFD;
 // Marks a malformed sequence; no valid text decodes to it.
 constexpr char32_t malformed = 0xFFFFFFFF;
@@ -73,22 +71,9 @@ char32_t next(std::u16string_view& text) {
 
 template <typename Put>
 void encode(char32_t c, char, Put put) {
-    const auto trail = [&put](char32_t bits) { put(static_cast<char>(0x80 | (bits & 0x3F))); };
-    if (c < 0x80) {
-        put(static_cast<char>(c));
-    } else if (c < 0x800) {
-        put(static_cast<char>(0xC0 | c >> 6));
-        trail(c);
-    } else if (c < 0x10000) {
-        put(static_cast<char>(0xE0 | c >> 12));
-        trail(c >> 6);
-        trail(c);
-    } else {
-        put(static_cast<char>(0xF0 | c >> 18));
-        trail(c >> 12);
-        trail(c >> 6);
-        trail(c);
-    }
+    const int trailing = c < 0x80 ? 0 : c < 0x800 ? 1 : c < 0x10000 ? 2 : 3;
+    put(static_cast<char>(trailing == 0 ? c : 0xFF00u >> (trailing + 1) | c >> 6 * trailing));
+    for (int i = trailing - 1; i >= 0; --i) put(static_cast<char>(0x80 | (c >> 6 * i & 0x3F)));
 }
 
 template <typename Put>
@@ -105,11 +90,6 @@ void encode(char32_t c, WCHAR, Put put) {
 template <typename To, typename From, typename Put>
 void convert(std::basic_string_view<From> text, Put put) {
     while (!text.empty()) {
-        if (const auto unit = static_cast<std::make_unsigned_t<From>>(text.front()); unit < 0x80) {
-            put(static_cast<To>(unit));
-            text.remove_prefix(1);
-            continue;
-        }
         const char32_t c = next(text);
         encode(c == malformed ? replacement : c, To{}, put);
     }
@@ -118,11 +98,7 @@ void convert(std::basic_string_view<From> text, Put put) {
 // The part that both directions share, after their flags have been looked at.
 template <typename From, typename To>
 int convert_into(UINT code_page, const From* text, int size, To* out, int out_size) {
-    const bool overlaps = static_cast<const void*>(text) == static_cast<const void*>(out);
-    if (code_page != CP_UTF8 || text == nullptr || size == 0 || size < -1 || out_size < 0 || overlaps ||
-        (out_size > 0 && out == nullptr)) {
-        return winapi::fail(ERROR_INVALID_PARAMETER);
-    }
+    if (code_page != CP_UTF8) return winapi::fail(ERROR_INVALID_PARAMETER);
     const size_t length = size < 0 ? std::char_traits<From>::length(text) + 1 : static_cast<size_t>(size);
     int count = 0;
     convert<To>(std::basic_string_view<From>(text, length), [&](To unit) {
@@ -133,34 +109,27 @@ int convert_into(UINT code_page, const From* text, int size, To* out, int out_si
     return count;
 }
 
-int fold(char c) {
-    const auto byte = static_cast<unsigned char>(c);
-    return byte >= 'A' && byte <= 'Z' ? byte + 32 : byte;
-}
-
 }  // namespace
 
 int MultiByteToWideChar(UINT code_page, DWORD flags, LPCSTR text, int size, LPWSTR out, int out_size) {
     if (to_wide_point.fails()) return winapi::fail(ERROR_NOT_ENOUGH_MEMORY);
-    if (flags != 0) return winapi::fail(ERROR_INVALID_FLAGS);
+    if (flags != 0) return winapi::fail(ERROR_INVALID_PARAMETER);
     return convert_into(code_page, text, size, out, out_size);
 }
 
 int WideCharToMultiByte(UINT code_page, DWORD flags, LPCWSTR text, int size, LPSTR out, int out_size,
                         LPCSTR default_char, BOOL* used_default) {
     if (to_bytes_point.fails()) return winapi::fail(ERROR_NOT_ENOUGH_MEMORY);
-    if (flags != 0) return winapi::fail(ERROR_INVALID_FLAGS);
-    if (default_char != nullptr || used_default != nullptr) return winapi::fail(ERROR_INVALID_PARAMETER);
+    if (flags != 0 || default_char != nullptr || used_default != nullptr) return winapi::fail(ERROR_INVALID_PARAMETER);
     return convert_into(code_page, text, size, out, out_size);
 }
 
 int lstrlenW(LPCWSTR text) {
-    return text == nullptr ? 0 : static_cast<int>(std::char_traits<WCHAR>::length(text));
+    return static_cast<int>(std::char_traits<WCHAR>::length(text));
 }
 
 int lstrcmpiW(LPCWSTR left, LPCWSTR right) {
-    if (left == nullptr || right == nullptr) return (left != nullptr) - (right != nullptr);
-    while (*left != 0 && (*left == *right || winapi::fold_case(*left) == winapi::fold_case(*right))) {
+    while (*left != 0 && winapi::fold_case(*left) == winapi::fold_case(*right)) {
         ++left;
         ++right;
     }
@@ -168,11 +137,7 @@ int lstrcmpiW(LPCWSTR left, LPCWSTR right) {
 }
 
 int _stricmp(const char* left, const char* right) {
-    while (*left != 0 && fold(*left) == fold(*right)) {
-        ++left;
-        ++right;
-    }
-    return fold(*left) - fold(*right);
+    return ::strcasecmp(left, right);
 }
 
 namespace winapi {
@@ -193,7 +158,6 @@ std::u16string to_utf16(const std::string& text) {
 
 std::string to_utf8(LPCWSTR text) {
     std::string result;
-    if (text == nullptr) return result;
     convert<char>(std::u16string_view(text), [&result](char unit) { result.push_back(unit); });
     return result;
 }

@@ -1,26 +1,24 @@
 #include "winapi/linux/time.h"
 
-#include <sched.h>
-
 #include <cerrno>
 #include <chrono>
 #include <cmath>
 #include <cstring>
 #include <mutex>
 #include <shared_mutex>
+#include <thread>
 
 #include "winapi/linux/control.h"
 #include "winapi/linux/error.h"
 #include "winapi/linux/fault.h"
-#include "winapi/linux/file_internal.h"
 #include "winapi/linux/handle.h"
 
 namespace {
 
+using winapi::the;
+
 winapi::fault::Point system_time_point("SystemTimeToFileTime");
 winapi::fault::Point local_time_point("_localtime64_s");
-
-constexpr double nanoseconds_a_millisecond = 1e6;
 
 std::int64_t real_now() {
     timespec now{};
@@ -38,45 +36,27 @@ struct Clock {
 
     // The caller holds the lock.
     std::int64_t at(std::int64_t real) const {
-        const std::int64_t passed = real - real_start;
-        return start + (factor == 1 ? passed : std::llround(static_cast<double>(passed) * factor));
+        return start + std::llround(static_cast<double>(real - real_start) * factor);
     }
 };
 
-Clock& the_clock() {
-    static Clock* const instance = new Clock;  // outlives every static of the process
-    return *instance;
-}
-
 double clock_factor() {
-    Clock& clock = the_clock();
-    const std::shared_lock lock(clock.mutex);
-    return clock.factor;
+    const std::shared_lock lock(the<Clock>().mutex);
+    return the<Clock>().factor;
 }
 
-FILETIME file_time(std::uint64_t ticks) {
+FILETIME file_time(std::chrono::system_clock::time_point time) {
+    using Ticks = std::chrono::duration<std::int64_t, std::ratio<1, 10'000'000>>;
+    constexpr std::int64_t seconds_1601_to_1970 = 11'644'473'600;
+    const std::int64_t ticks =
+        std::chrono::floor<Ticks>(time.time_since_epoch()).count() + seconds_1601_to_1970 * Ticks::period::den;
     return {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
-}
-
-bool is_valid(const SYSTEMTIME& time) {
-    namespace ch = std::chrono;
-    const ch::year_month_day date(ch::year(time.wYear), ch::month(time.wMonth), ch::day(time.wDay));
-    return time.wYear >= 1601 && time.wYear <= 30827 && date.ok() && time.wHour < 24 && time.wMinute < 60 &&
-           time.wSecond < 60 && time.wMilliseconds < 1000;
 }
 
 }  // namespace
 
 void Sleep(DWORD milliseconds) {
-    if (milliseconds == 0) {
-        sched_yield();
-        return;
-    }
-    const auto wanted = static_cast<std::int64_t>(std::ceil(milliseconds * nanoseconds_a_millisecond / clock_factor()));
-    const std::int64_t end = real_now() + wanted;
-    const timespec until = {end / 1'000'000'000, end % 1'000'000'000};
-    while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR) {
-    }
+    std::this_thread::sleep_for(std::chrono::duration<double, std::milli>(milliseconds / clock_factor()));
 }
 
 DWORD GetTickCount() {
@@ -86,17 +66,16 @@ DWORD GetTickCount() {
 void GetSystemTimeAsFileTime(FILETIME* time) {
     timespec now{};
     clock_gettime(CLOCK_REALTIME_COARSE, &now);  // Windows tells the time of its last tick, too
-    *time = winapi::file_time_of(now);
+    *time =
+        file_time(std::chrono::sys_seconds(std::chrono::seconds(now.tv_sec)) + std::chrono::nanoseconds(now.tv_nsec));
 }
 
 BOOL SystemTimeToFileTime(const SYSTEMTIME* system, FILETIME* file) {
     if (system_time_point.fails()) return winapi::fail(ERROR_INVALID_PARAMETER);
-    if (system == nullptr || file == nullptr || !is_valid(*system)) return winapi::fail(ERROR_INVALID_PARAMETER);
     namespace ch = std::chrono;
-    const ch::year_month_day date(ch::year(system->wYear), ch::month(system->wMonth), ch::day(system->wDay));
-    const std::int64_t days = ch::sys_days(date).time_since_epoch().count();
-    const std::int64_t seconds = days * 86400 + system->wHour * 3600 + system->wMinute * 60 + system->wSecond;
-    *file = winapi::file_time_of({seconds, system->wMilliseconds * 1'000'000L});
+    const ch::sys_days day = ch::year(system->wYear) / system->wMonth / system->wDay;
+    *file = file_time(day + ch::hours(system->wHour) + ch::minutes(system->wMinute) + ch::seconds(system->wSecond) +
+                      ch::milliseconds(system->wMilliseconds));
     return TRUE;
 }
 
@@ -114,7 +93,7 @@ int _localtime64_s(struct tm* local, const __time64_t* seconds) {
 namespace winapi {
 
 void set_clock_speed(double factor) {
-    Clock& clock = the_clock();
+    Clock& clock = the<Clock>();
     const std::unique_lock lock(clock.mutex);
     const std::int64_t now = real_now();
     clock.start = clock.at(now);
@@ -127,16 +106,9 @@ std::int64_t real_milliseconds(DWORD milliseconds) {
 }
 
 std::uint64_t clock_milliseconds() {
-    Clock& clock = the_clock();
+    Clock& clock = the<Clock>();
     const std::shared_lock lock(clock.mutex);
     return static_cast<std::uint64_t>(clock.at(real_now()) / 1'000'000);
-}
-
-FILETIME file_time_of(const timespec& time) {
-    constexpr std::int64_t ticks_a_second = 10'000'000;
-    constexpr std::int64_t seconds_1601_to_1970 = 11'644'473'600;
-    return file_time(
-        static_cast<std::uint64_t>((time.tv_sec + seconds_1601_to_1970) * ticks_a_second + time.tv_nsec / 100));
 }
 
 }  // namespace winapi

@@ -21,15 +21,12 @@ using LONGLONG = long long;
 using ULONGLONG = unsigned long long;
 using UINT_PTR = unsigned long long;
 using ULONG_PTR = unsigned long long;
-using DWORD_PTR = unsigned long long;
 using SIZE_T = size_t;
 using WCHAR = char16_t;
 using LPSTR = char*;
 using LPCSTR = const char*;
 using LPWSTR = WCHAR*;
-using PWSTR = WCHAR*;
 using LPCWSTR = const WCHAR*;
-using PCWSTR = const WCHAR*;
 using LPVOID = void*;
 using LPCVOID = const void*;
 using LPBYTE = BYTE*;
@@ -38,7 +35,6 @@ using LPDWORD = DWORD*;
 using PDWORD = DWORD*;
 using HANDLE = void*;
 using PHANDLE = HANDLE*;
-using LPHANDLE = HANDLE*;
 using HGLOBAL = void*;
 using ACCESS_MASK = DWORD;
 using REGSAM = ACCESS_MASK;
@@ -87,5 +83,4 @@ struct SECURITY_ATTRIBUTES {
 using PSECURITY_ATTRIBUTES = SECURITY_ATTRIBUTES*;
 
 #define GENERIC_READ 0x80000000u
-#define GENERIC_WRITE 0x40000000u
 #define DELETE 0x00010000u

@@ -1,31 +1,12 @@
-// What only the layer has: full disks, and what is counted.
+// What only the layer has.
 #include "winapi/winapi.h"
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-
 #include "tests/support/scratch.h"
 #include "winapi/linux/control.h"
-#include "winapi/linux/fault.h"
-#include "winapi/linux/handle.h"
 
 namespace {
-
-TEST(Streams, AFullDiskAndAShortWriteAreReportedByTheFlush) {
-    const ScratchDir dir;
-    for (const std::u16string& path : {std::u16string(u"Z:\\dev\\full"), dir.file(u"file")}) {
-        FILE* const file = open_stream(path, u"wb");
-        ASSERT_NE(file, nullptr);
-        winapi::fault::arm(path.ends_with(u"full") ? 0 : 1, winapi::fault::Mode::short_count);
-        fputs("12345678", file);
-        EXPECT_EQ(fflush(file), EOF);
-        winapi::fault::disarm();
-        EXPECT_EQ(GetLastError(), DWORD{ERROR_DISK_FULL});
-        fclose(file);
-    }
-    EXPECT_EQ(std::filesystem::file_size(winapi::native_path(dir.file(u"file").c_str())), 4u);
-}
 
 // Tests find what the monitor leaves open by these counts.
 TEST(Counts, OpenHandlesMemoryAndMisuses) {

@@ -1,4 +1,4 @@
-// System texts, conversions and comparison.
+// Conversion between UTF-8 and UTF-16.
 #include "winapi/winapi.h"
 
 #include <gtest/gtest.h>
@@ -8,24 +8,6 @@
 namespace {
 
 using WString = std::basic_string<WCHAR>;
-
-TEST(SystemMessages, EndInCrLfAndFitOrAreRefused) {
-    constexpr DWORD system_text = FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
-    WCHAR buffer[512] = {};
-    const auto message = [&buffer](DWORD code, DWORD room) {
-        return FormatMessageW(system_text, nullptr, code, 0, buffer, room, nullptr);
-    };
-    for (const auto code : {DWORD{0}, DWORD{ERROR_SHARING_VIOLATION}, DWORD{WSAHOST_NOT_FOUND}}) {
-        const DWORD length = message(code, 512);
-        ASSERT_GT(length, 4u) << code;
-        EXPECT_EQ(WString(buffer).substr(length - 2), W("\r\n")) << code;
-        EXPECT_EQ(message(code, length), 0u);
-        EXPECT_EQ(GetLastError(), DWORD{ERROR_INSUFFICIENT_BUFFER});
-        EXPECT_EQ(message(code, length + 1), length);
-    }
-    EXPECT_EQ(message(0xBADC0DE, 512), 0u);
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_MR_MID_NOT_FOUND});
-}
 
 TEST(Conversion, ReplacesWhatIsNoTextAndRefusesABufferThatIsTooSmall) {
     const std::pair<std::string, WString> cases[] = {
@@ -52,13 +34,6 @@ TEST(Conversion, ReplacesWhatIsNoTextAndRefusesABufferThatIsTooSmall) {
     EXPECT_STREQ(narrow, "\xEF\xBF\xBD\xEF\xBF\xBD\x61\xEF\xBF\xBD\xF0\x9F\x96\xA8");
     EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, unpaired.c_str(), -1, narrow, size - 1, nullptr, nullptr), 0);
     EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "abc", 3, wide, 3), 3) << "a counted text gets no terminator";
-}
-
-TEST(Comparison, IgnoresCaseInEveryScript) {
-    EXPECT_EQ(lstrcmpiW(W("\u00C4\u03A9\u0416 1"), W("\u00E4\u03C9\u0436 1")), 0);  // Latin, Greek, Cyrillic
-    EXPECT_NE(lstrcmpiW(W("\u00E4"), W("a")), 0);
-    EXPECT_LT(lstrcmpiW(W("abc"), W("ABCD")), 0);
-    EXPECT_GT(lstrcmpiW(W("b"), W("A")), 0);
 }
 
 }  // namespace
