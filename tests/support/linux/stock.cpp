@@ -9,7 +9,9 @@
 #include "winapi/linux/control.h"
 
 namespace test {
+namespace {
 
+// The children of this process that live.
 size_t children() {
     size_t count = 0;
     for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
@@ -23,24 +25,26 @@ size_t children() {
     return count;
 }
 
+}  // namespace
+
 Stock take_stock() {
     testbed::wait_until([] { return children() == 0; });
-    return {winapi::open_handles(),     winapi::open_allocations(), spooler_sim::open_printers(),
-            spooler_sim::open_tokens(), winapi::misuses(),          children()};
+    return {{"handles", winapi::open_handles()},
+            {"allocations of the global heap", winapi::open_allocations()},
+            {"open printers", spooler_sim::open_printers()},
+            {"identity tokens", spooler_sim::open_tokens()},
+            {"misuses of handles or locks", winapi::misuses()},
+            {"children", children()}};
 }
 
 std::string grown(const Stock& before, const Stock& after) {
     std::string text;
-    const auto look = [&text](const char* what, std::uint64_t was, std::uint64_t is) {
-        if (is > was) text += std::to_string(is) + " " + what + ", not " + std::to_string(was) + "; ";
-    };
-    look("handles", before.handles, after.handles);
-    if (after.handles > before.handles) text += winapi::describe_open_handles();
-    look("allocations of the global heap", before.allocations, after.allocations);
-    look("open printers", before.printers, after.printers);
-    look("identity tokens", before.tokens, after.tokens);
-    look("misuses of handles or locks", before.misuses, after.misuses);
-    look("children", before.children, after.children);
+    for (const auto& [what, count] : after) {
+        const std::uint64_t was = before.empty() ? 0 : before.at(what);
+        if (count <= was) continue;
+        text += std::to_string(count) + " " + what + ", not " + std::to_string(was) + "; ";
+        if (what == "handles") text += winapi::describe_open_handles();
+    }
     return text;
 }
 
