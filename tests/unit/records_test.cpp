@@ -113,16 +113,16 @@ TEST_F(Records, HaveSafeNames) {
         serialize_msf_filename(name[1], 255, printer.c_str(), "42");
         serialize_job_filename(name[2], 255, printer.c_str(), "42");
         serialize_hpc_job_filename(name[3], 255, &hpc);
-        return Strings{name[0], name[1], name[2], name[3]};
+        return Strings(name, name + 4);
     };
     const std::string job = "job-__s_\xC3\xA4_2-42.dat";
     EXPECT_EQ(names("\\\\s/\xC3\xA4:2"), (Strings{"__s_\xC3\xA4_2.dat", "msf-__s_\xC3\xA4_2-42.dat", job, job}));
     EXPECT_EQ(names(std::string(243, 'p'))[1], "msf-" + std::string(243, 'p') + "-42.dat");
     EXPECT_EQ(logged(), Strings{});
-    names(std::string(244, 'p'));
-    EXPECT_EQ(logged().size(), 3u) << "one letter too many for all but the settings";
-    names(std::string(250, 'p'));
-    EXPECT_EQ(logged().size(), 3u);
+    for (const size_t length : {244u, 250u}) {  // too long for all but the settings
+        names(std::string(length, 'p'));
+        EXPECT_EQ(logged().size(), 3u) << length;
+    }
     const std::string cut(250, 'p');
     EXPECT_EQ(names(cut + "ppppp"), (Strings{cut + "pppp", "msf-" + cut, "job-" + cut, "job-" + cut}));
     EXPECT_EQ(logged(), (Strings{"ERROR: Serialize settings filename has been truncated: " + cut + "pppp",
@@ -136,38 +136,39 @@ TEST_F(Records, ReadWhatAVersionOfAPrintersSettingsHas) {
     const std::string two = one + "hardware_check_mode=SNMP\n";
     const std::string three = two + "is_virtual=Y\n";
     const std::string four = three + "queue-confidentiality-mode=HIDE_NAME\n";
-    const std::string note = "DEBUG: NOTE: Printer settings file P_1.dat version ";
-    const std::string latest = " found (latest version is 5)";
-    const std::tuple<std::string, std::vector<int>, std::string> cases[] = {
-        {"version=0\n" + one, {0, 1, 2, 2, 0, 0}, note + "0" + latest},
-        {"version=2\n" + two, {2, 1, 2, 0, 0, 0}, note + "2" + latest},
-        {"version=3\n" + three, {3, 1, 2, 0, 0, 1}, note + "3" + latest},
-        {"version=4\n" + four, {4, 1, 2, 0, 1, 1}, note + "4" + latest},
-        {"version=5\n" + four + "new=1\n", {5, 1, 2, 0, 1, 1}, ""},
-        {"version=7\n" + four, {7, 1, 2, 0, 1, 1}, note + "7 found. You are using an old version 5"},
-        {"version=5\nenable_color_detection=N\nfailure_mode=PRINT_NEW_NO_REPLAY\nhardware_check_mode=NONE\nis_virtual="
-         "N\n"
-         "queue-confidentiality-mode=HIDE_NONE\n",
-         {5, 0, 0, 2, 0, 0},
-         ""},
+    const std::string none =
+        "enable_color_detection=N\nfailure_mode=PRINT_NEW_NO_REPLAY\nhardware_check_mode=NONE\nis_virtual=N\n"
+        "queue-confidentiality-mode=HIDE_NONE\n";
+    const std::string old = " found (latest version is 5)";
+    const std::tuple<int, std::string, std::vector<int>, std::string> cases[] = {
+        {0, one, {1, 2, 2, 0, 0}, "0" + old},
+        {2, two, {1, 2, 0, 0, 0}, "2" + old},
+        {3, three, {1, 2, 0, 0, 1}, "3" + old},
+        {4, four, {1, 2, 0, 1, 1}, "4" + old},
+        {5, four + "new=1\n", {1, 2, 0, 1, 1}, ""},
+        {7, four, {1, 2, 0, 1, 1}, "7 found. You are using an old version 5"},
+        {5, none, {0, 0, 2, 0, 0}, ""},
         // A key that is not the next one.
-        {"version=1\nenable_colour=Y\nfailure_mode=HOLD\n", {}, ""},
-        {"version=1\nenable_color_detection=Y\nmode=HOLD\n", {}, ""},
-        {"version=3\n" + two + "virtual=Y\n", {}, ""},
+        {1, "enable_colour=Y\nfailure_mode=HOLD\n", {}, ""},
+        {1, "enable_color_detection=Y\nmode=HOLD\n", {}, ""},
+        {3, two + "virtual=Y\n", {}, ""},
     };
     session_context.debug_logging = 1;
-    for (const auto& [bytes, fields, expected_note] : cases) {
-        write_bytes(path("P_1.dat"), "# TS Serialize Data\n" + bytes + "#END\n");
+    for (const auto& [version, fields, expected, note] : cases) {
+        write_bytes(path("P_1.dat"),
+                    "# TS Serialize Data\nversion=" + std::to_string(version) + "\n" + fields + "#END\n");
         PrinterSettings s;
         memset(&s, 0x55, sizeof s);
-        EXPECT_EQ(serialize_settings_readin(base().c_str(), "P:1", &s), fields.empty() ? 0 : 1) << bytes;
-        if (fields.empty()) continue;
-        EXPECT_EQ((std::vector<int>{s.version, s.enable_color_detection, s.failure_mode, s.hardware_check_mode,
+        EXPECT_EQ(serialize_settings_readin(base().c_str(), "P:1", &s), expected.empty() ? 0 : 1) << fields;
+        const Strings lines = logged();
+        if (expected.empty()) continue;
+        EXPECT_EQ(s.version, version);
+        EXPECT_EQ((std::vector<int>{s.enable_color_detection, s.failure_mode, s.hardware_check_mode,
                                     s.queue_confidentiality_mode, s.is_virtual}),
-                  fields);
+                  expected);
         std::string notes;
-        for (const std::string& line : logged()) notes += line.find("NOTE") != std::string::npos ? line : "";
-        EXPECT_EQ(notes, expected_note);
+        for (const std::string& line : lines) notes += line.find("NOTE") != std::string::npos ? line : "";
+        EXPECT_EQ(notes, note.empty() ? "" : "DEBUG: NOTE: Printer settings file P_1.dat version " + note);
     }
 }
 

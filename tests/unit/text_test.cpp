@@ -158,11 +158,11 @@ TEST_F(Text, ConvertsWithinTheLimits) {
     EXPECT_EQ(enc_utf8_to_wide(nullptr, "a"), 0);
     EXPECT_STREQ(kept, "kept");
     const std::string bytes = logged_bytes();
+    EXPECT_NE(bytes.find("DEV  : ts.cpp:30 - Assertion failed: 0 : szSrc != NULL"), std::string::npos) << bytes;
     Strings expected;
-    for (const char* const condition : {"szSrc != NULL", "destSize > 0", "szDest != NULL", "szDest != NULL"}) {
-        expected.push_back(std::string("ERROR: message: (") + condition + ") assertion failed");
-        expected.push_back(std::string("DEV  : Assertion failed: 0 : ") + condition);
-        EXPECT_NE(bytes.find(std::string("DEV  : ts.cpp:30 - Assertion failed: 0 : ") + condition), std::string::npos);
+    for (const std::string condition : {"szSrc != NULL", "destSize > 0", "szDest != NULL", "szDest != NULL"}) {
+        expected.push_back("ERROR: message: (" + condition + ") assertion failed");
+        expected.push_back("DEV  : Assertion failed: 0 : " + condition);
     }
     EXPECT_EQ(parse_log(bytes), expected);
 }
@@ -177,7 +177,7 @@ TEST_F(Text, CutsTheHelpersPathWhereItsFieldEnds) {
 
 // A problem with a bit of its own is shown instead of the general error.
 TEST_F(Text, ShowsTheSpecificBitsOfAProblem) {
-    const std::tuple<std::string, DWORD, DWORD> cases[] = {
+    const std::tuple<const char*, DWORD, DWORD> cases[] = {
         {"no paper", 0, 0},
         {"Job Suspended", 0, JOB_STATUS_ERROR},
         {"Jammed, Offline", PRINTER_STATUS_PAPER_JAM, JOB_STATUS_ERROR},
@@ -186,15 +186,15 @@ TEST_F(Text, ShowsTheSpecificBitsOfAProblem) {
          PRINTER_STATUS_TONER_LOW | PRINTER_STATUS_NO_TONER | PRINTER_STATUS_DOOR_OPEN, JOB_STATUS_ERROR},
         {"Output Full and Output Near Full", PRINTER_STATUS_OUTPUT_BIN_FULL, JOB_STATUS_ERROR},
     };
-    for (const auto& [text, printer, job] : cases) {
-        EXPECT_EQ(tsmon::PrinterStatusFromErrorText(text.c_str()), printer) << text;
-        EXPECT_EQ(tsmon::JobStatusFromErrorText(text.c_str()), job) << text;
-    }
+    const auto expect = [](const char* text, DWORD printer, DWORD job) {
+        EXPECT_EQ(tsmon::PrinterStatusFromErrorText(text), printer) << text;
+        EXPECT_EQ(tsmon::JobStatusFromErrorText(text), job) << text;
+    };
+    for (const auto& [text, printer, job] : cases) expect(text, printer, job);
     for (const char* const general :
          {"Offline", "Low Paper", "Service Requested", "Input Tray Missing", "Output Tray Missing",
           "Marker Supply Missing", "Output Near Full", "Input Tray Empty", "Overdue Prevent Maintenance"}) {
-        EXPECT_EQ(tsmon::PrinterStatusFromErrorText(general), DWORD{PRINTER_STATUS_ERROR}) << general;
-        EXPECT_EQ(tsmon::JobStatusFromErrorText(general), DWORD{JOB_STATUS_ERROR}) << general;
+        expect(general, PRINTER_STATUS_ERROR, JOB_STATUS_ERROR);
     }
 }
 
