@@ -217,7 +217,7 @@ TEST_F(Doctor, FitsOnTwoScreensAndGivesCommandsAsData) {
     EXPECT_NE(json.find("\"commands\": [\"mkdir \\\"spool\\\\settings\\\"\"]"), std::string::npos) << json;
     findings = Findings();
     findings.add("ports.no-answer", "", "Room 1");
-    findings.add("ports.no-answer", "", "$(x)");
+    for (const char* const name : {"$(x)", "\u201Cx", "a\x1B"}) findings.add("ports.no-answer", "", name);
     EXPECT_NE(findings.to_json().find("\"commands\": [\"tsport test \\\"Room 1\\\"\"]"), std::string::npos)
         << findings.to_json();
 }

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "tsport/output.h"
+#include "tsport/ports/encoding.h"
 
 namespace tsport::doctor {
 
@@ -53,7 +54,9 @@ std::string replaced(std::string text, const std::string& word, const std::strin
 }
 
 std::string for_place(const std::string& text, const std::string& subject) {
-    return subject.empty() ? text : replaced(replaced(text, "PATH", subject), "NAME", "\"" + subject + "\"");
+    if (subject.empty()) return text;
+    if (text.find("PATH") != std::string::npos) return replaced(text, "PATH", subject);
+    return replaced(text, "NAME", "\"" + subject + "\"");
 }
 
 std::string fix_of(const Finding& finding) {
@@ -64,14 +67,21 @@ std::string fix_of(const Finding& finding) {
     return all_same ? for_place(text, subject) : text;
 }
 
-// The remedy's commands for each place whose name no shell could take for more than a name.
+// Whether no shell could take it for more than a name.
+bool is_plain(const std::string& subject) {
+    const Text text = host::to_text(subject);
+    return subject.find_first_of("\"'`$%^&|<>!*?") == std::string::npos && shown(text) == subject &&
+           std::none_of(text.begin(), text.end(), is_typographic_quote);
+}
+
+// The remedy's commands, for each place that has a plain name.
 command_line::Words commands_of(const Finding& finding) {
     command_line::Words commands;
     const std::string& fix = finding.kind->fix;
     for (size_t begin = fix.find('`'); begin != std::string::npos;) {
         const size_t end = fix.find('`', begin + 1);
         for (const Place& place : finding.places) {
-            if (place.subject.find_first_of("\"'`$%^&|<>!*?\n") != std::string::npos) continue;
+            if (!is_plain(place.subject)) continue;
             const std::string command = for_place(fix.substr(begin + 1, end - begin - 1), place.subject);
             if (std::find(commands.begin(), commands.end(), command) == commands.end()) commands.push_back(command);
         }

@@ -83,7 +83,7 @@ void check_above_helper(const std::string& helper, Rights& rights, Findings& fin
             findings.add("helper.shadowed", path + " exists and is started in place of " + helper);
             continue;
         }
-        const std::string folder = path.substr(0, path.rfind('\\') + 1);
+        const std::string folder = path.substr(0, path.rfind('\\') + 1) + ".";  // a command's "C:\" would not end there
         AccessList access;
         if (!rights.read(folder, access) || rights_of_users(access, right_to_create_files) == 0) continue;
         findings.add("helper.folder-writable",
