@@ -177,6 +177,7 @@ TEST_F(Doctor, ShowsWhatWasAskedFor) {
     EXPECT_NE(text.find("\n    line 6: \"ParseTimeuot\" is not a setting; did you mean ParseTimeout=5\n"),
               std::string::npos);
     EXPECT_NE(text.find("\n    line 7: \"<b>\\u001b[31m\" is not a setting\n"), std::string::npos) << text;
+    EXPECT_NE(text.find("net start spooler\n1 broken, "), std::string::npos) << text;
     EXPECT_EQ(text.find('\x1B'), std::string::npos) << text;
 }
 

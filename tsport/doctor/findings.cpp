@@ -198,6 +198,9 @@ std::string Findings::to_text() const {
         text += (i == 0 || skipped_[i - 1].text != note.text ? "not checked: " : ", ") + note.area;
         if (i + 1 == skipped_.size() || skipped_[i + 1].text != note.text) text += ": " + safe(note.text) + "\n";
     }
+    if (text.find("estart the spooler") != std::string::npos) {
+        text += "to restart the spooler, at a quiet moment: net stop spooler /y, then net start spooler\n";
+    }
     std::string summary;
     for (size_t i = 0; i < std::size(counts); ++i) {
         if (counts[i] != 0)
