@@ -1,13 +1,15 @@
-// The least that brings a document to a printer: what the monitor is measured against. Each platform has its own body.
+// The least that brings a document to a printer: what the monitor is measured against.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
+#include "testbed/test_printer/net.h"
+
 namespace bench {
 
-using Socket = std::intptr_t;
+using test_printer::net::Socket;
 
 // The printer of that number: all share one TCP port and alternate between addresses, so that no pair of addresses
 // runs out of local ports within a case.

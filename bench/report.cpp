@@ -113,21 +113,24 @@ Row pair_row(const std::string& name, const std::string& against, const Pairs& p
 
 Row figure_row(const std::string& name, const std::string& unit, double ours, std::optional<double> bar,
                const std::string& against, double theirs) {
-    Row row;
-    row.name = name;
-    row.unit = unit;
-    row.ours = ours;
-    row.bar = bar;
-    row.against = against;
-    row.theirs = theirs;
-    return row;
+    return {.name = name, .unit = unit, .ours = ours, .against = against, .theirs = theirs, .bar = bar};
 }
 
 Row skipped_row(const std::string& name, const std::string& why) {
-    Row row;
-    row.name = name;
-    row.note = why;
-    return row;
+    return {.name = name, .note = why};
+}
+
+std::string calls_to_text(const Calls& calls) {
+    std::vector<std::pair<double, std::string>> sorted;
+    for (const auto& [function, count] : calls) sorted.emplace_back(-count, function);
+    std::sort(sorted.begin(), sorted.end());
+    std::string text;
+    for (const auto& [less, function] : sorted) {
+        char part[80];
+        std::snprintf(part, sizeof part, "%s%s %.4g", text.empty() ? "" : ", ", function.c_str(), -less);
+        if (-less >= 0.02) text += part;
+    }
+    return text;
 }
 
 void Report::add(Row row) {

@@ -1,6 +1,7 @@
 // The results of the cases, as a table for people and as JSON.
 #pragma once
 
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -10,15 +11,15 @@
 namespace bench {
 
 struct Row {
-    std::string name;
-    std::string unit;
+    std::string name = {};
+    std::string unit = {};
     double ours = 0;
-    std::string against;  // empty: nothing to compare with
+    std::string against = {};  // empty: nothing to compare with
     double theirs = 0;
-    size_t pairs = 0;                  // 0: it was not measured in pairs
-    std::optional<Interval> interval;  // of the ratio, when it was
-    std::optional<double> bar;         // upper limit of the ratio, or of our figure when there is no ratio
-    std::string note;                  // instead of figures, or behind them
+    size_t pairs = 0;                       // 0: it was not measured in pairs
+    std::optional<Interval> interval = {};  // of the ratio, when it was
+    std::optional<double> bar = {};         // upper limit of the ratio, or of our figure when there is no ratio
+    std::string note = {};                  // instead of figures, or behind them
 
     bool measured() const { return !unit.empty(); }
     double ratio() const { return ours / theirs; }
@@ -34,6 +35,11 @@ Row pair_row(const std::string& name, const std::string& against, const Pairs& p
 Row figure_row(const std::string& name, const std::string& unit, double ours, std::optional<double> bar = {},
                const std::string& against = {}, double theirs = 0);
 Row skipped_row(const std::string& name, const std::string& why);
+
+// How often each of some functions was called for one piece of work.
+using Calls = std::map<std::string, double>;
+// "send 2, CloseHandle 1": the most frequent first, without those that hardly come.
+std::string calls_to_text(const Calls& calls);
 
 class Report {
   public:

@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <map>
 #include <sstream>
 
 #include "bench/linux/cases.h"
@@ -128,22 +127,12 @@ void allocations(Bench& bench) {
 namespace {
 
 // Those that can fail, by their names; the layer counts no others.
-std::map<std::string, double> layer_calls_so_far() {
-    std::map<std::string, double> calls;
+Calls layer_calls_so_far() {
+    Calls calls;
     for (const winapi::fault::Point* const point : winapi::fault::points()) {
         calls[point->function()] += static_cast<double>(point->calls());
     }
     return calls;
-}
-
-std::string to_text(const std::map<std::string, double>& calls) {
-    std::string text;
-    for (const auto& [call, count] : calls) {
-        char part[80];
-        std::snprintf(part, sizeof part, "%s%s %.4g", text.empty() ? "" : ", ", call.c_str(), count);
-        if (count >= 0.02) text += part;
-    }
-    return text;
 }
 
 void add_layer_calls(Bench& bench) {
@@ -151,21 +140,19 @@ void add_layer_calls(Bench& bench) {
     PrintServer server(bench.receiver.port(), 1);
     server.start();
     const spooler_sim::ClientScope client(W("client"));
-    const std::map<std::string, double> before = layer_calls_so_far();
+    const Calls before = layer_calls_so_far();
     winapi::fault::arm(0, winapi::fault::Mode::once);
     server.print(0, data, kSmallDocument, kUsualWrite);
     winapi::fault::disarm();
-    std::map<std::string, double> calls = layer_calls_so_far();
+    Calls calls = layer_calls_so_far();
     Row row = figure_row("Windows calls that can fail, of a 100 KiB document, logging off", "calls", 0);
     for (auto& [call, count] : calls) {
         count -= before.at(call);
         row.ours += count;
     }
-    row.note = to_text(calls);
+    row.note = calls_to_text(calls);
     bench.report.add(row);
 }
-
-using Calls = std::map<std::string, double>;
 
 // The table that strace ends with: "% time, seconds, usecs/call, calls, [errors,] name".
 Calls parse_strace(const std::string& path) {
@@ -200,7 +187,7 @@ void add_calls(Bench& bench, const std::string& name, const std::string& child, 
     }
     row.ours = more["total"];
     more.erase("total");
-    row.note = to_text(more);
+    row.note = calls_to_text(more);
     bench.report.add(row);
 }
 

@@ -17,8 +17,6 @@ namespace {
 
 constexpr const char* kCupsBackend = "/usr/lib/cups/backend/socket";
 
-using Words = std::vector<std::string>;
-
 std::vector<char*> pointers(Words& words) {
     std::vector<char*> result;
     for (std::string& word : words) result.push_back(word.data());
@@ -26,8 +24,15 @@ std::vector<char*> pointers(Words& words) {
     return result;
 }
 
-// Standard output goes to `output`, or is discarded without one.
-pid_t start(Words arguments, Words environment, int output = -1) {
+void wait_for(pid_t process, const char* name) {
+    int status = -1;
+    require(waitpid(process, &status, 0) == process && WIFEXITED(status) && WEXITSTATUS(status) == 0,
+            std::string(name) + " failed");
+}
+
+}  // namespace
+
+pid_t start(Words arguments, int output, Words environment) {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
@@ -43,29 +48,13 @@ pid_t start(Words arguments, Words environment, int output = -1) {
     return process;
 }
 
-void wait_for(pid_t process, const char* name) {
-    int status = -1;
-    require(waitpid(process, &status, 0) == process && WIFEXITED(status) && WEXITSTATUS(status) == 0,
-            std::string(name) + " failed");
-}
-
-}  // namespace
-
-pid_t start_quietly(const std::vector<std::string>& arguments) {
-    return start(arguments, {"LANG=C", "PATH=/usr/bin:/bin"});
-}
-
-pid_t start_into(const std::vector<std::string>& arguments, int output) {
-    return start(arguments, {"LANG=C", "PATH=/usr/bin:/bin"}, output);
-}
-
 bool has_cups_backend() {
     return access(kCupsBackend, X_OK) == 0;
 }
 
 void send_by_cups(std::uint16_t port, const std::string& file) {
     const std::string device = "socket://127.0.0.1:" + std::to_string(port) + "/?snmp=false";
-    wait_for(start({kCupsBackend, "1", "client", "document", "1", "", file},
+    wait_for(start({kCupsBackend, "1", "client", "document", "1", "", file}, -1,
                    {"DEVICE_URI=" + device, "PRINTER=Printer", "LANG=C"}),
              "the cups backend");
 }
@@ -83,7 +72,7 @@ void send_through_cat(std::uint16_t port, const std::string&, const std::string&
     close(output);
     std::array<int, 2> ends{};
     require(pipe2(ends.data(), O_CLOEXEC) == 0, "no pipe");
-    const pid_t cat = start({"/bin/cat", file}, {"LANG=C"}, ends[1]);
+    const pid_t cat = start({"/bin/cat", file}, ends[1]);
     close(ends[1]);
     std::vector<char> buffer(data.size());
     for (ssize_t count = 0; (count = read(ends[0], buffer.data(), buffer.size())) > 0;) {

@@ -9,9 +9,11 @@
 
 namespace bench {
 
-// A process with nothing at its standard streams; the caller waits for it.
-pid_t start_quietly(const std::vector<std::string>& arguments);
-pid_t start_into(const std::vector<std::string>& arguments, int output);
+using Words = std::vector<std::string>;
+
+// A process whose standard output goes to `output`, or is discarded without one, like its errors; it gets no input. The
+// caller waits for it.
+pid_t start(Words arguments, int output = -1, Words environment = {"LANG=C", "PATH=/usr/bin:/bin"});
 
 // CUPS' program for raw ports: one process per document, as its scheduler starts it.
 bool has_cups_backend();

@@ -54,7 +54,7 @@ ReceiverPorts find_receiver(const std::string& given) {
     std::array<int, 2> ends{};
     require(pipe(ends.data()) == 0, "no pipe");
     const std::string program = host::executable_folder() + "/bench_receiver";
-    start_into({program}, ends[1]);
+    start({program}, ends[1]);
     close(ends[1]);
     std::FILE* const output = fdopen(ends[0], "r");
     unsigned data = 0;

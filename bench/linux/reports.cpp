@@ -53,7 +53,7 @@ std::uint64_t write_log(const std::string& path, const std::string& piece, std::
 double run_quietly(const std::string& command, double& seconds) {
     rusage used{};
     seconds = seconds_of([&] {
-        const pid_t process = start_quietly({"/bin/sh", "-c", "exec " + command});
+        const pid_t process = start({"/bin/sh", "-c", "exec " + command});
         int status = -1;
         require(wait4(process, &status, 0, &used) == process && WIFEXITED(status) && WEXITSTATUS(status) == 0,
                 command + " failed");

@@ -1,9 +1,6 @@
 // What is counted of a document, and what its dearer calls take alone.
-#include <algorithm>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <tuple>
 
 #include "bench/plan.h"
 #include "bench/print_server.h"
@@ -14,26 +11,16 @@
 namespace bench {
 namespace {
 
-using Calls = std::map<std::string, std::uint64_t>;
-
 void add_calls(Bench& bench, const std::string& name, unsigned times, const std::function<void()>& work) {
     const Calls before = counted_calls();
     for (unsigned i = 0; i < times; ++i) work();
-    const Calls after = counted_calls();
-    std::vector<std::pair<std::string, double>> each;
+    Calls calls = counted_calls();
     Row row = figure_row(name, "calls", 0);
-    for (const auto& [function, count] : after) {
-        const double calls = static_cast<double>(count - before.at(function)) / times;
-        row.ours += calls;
-        if (calls >= 0.02) each.emplace_back(function, calls);
+    for (auto& [function, count] : calls) {
+        count = (count - before.at(function)) / times;
+        row.ours += count;
     }
-    std::sort(each.begin(), each.end(),
-              [](const auto& a, const auto& b) { return std::tie(b.second, a.first) < std::tie(a.second, b.first); });
-    for (const auto& [function, calls] : each) {
-        char text[80];
-        std::snprintf(text, sizeof text, "%s%s %.4g", row.note.empty() ? "" : ", ", function.c_str(), calls);
-        row.note += text;
-    }
+    row.note = calls_to_text(calls);
     bench.report.add(row);
 }
 

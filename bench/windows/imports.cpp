@@ -122,9 +122,9 @@ void count_calls() {
     });
 }
 
-std::map<std::string, std::uint64_t> counted_calls() {
-    std::map<std::string, std::uint64_t> calls;
-    for (const Count& count : counts) calls[count.name] += count.calls;
+Calls counted_calls() {
+    Calls calls;
+    for (const Count& count : counts) calls[count.name] += static_cast<double>(count.calls);
     return calls;
 }
 

@@ -1,9 +1,7 @@
 // The monitor's calls of other libraries' functions, seen by exchanging addresses in its import table.
 #pragma once
 
-#include <cstdint>
-#include <map>
-#include <string>
+#include "bench/report.h"
 
 namespace bench {
 
@@ -11,6 +9,6 @@ namespace bench {
 // for something about a file, is counted from here on.
 void count_calls();
 // How often each was called, by name.
-std::map<std::string, std::uint64_t> counted_calls();
+Calls counted_calls();
 
 }  // namespace bench

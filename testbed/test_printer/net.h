@@ -23,6 +23,7 @@ enum class Wait { ready, timed_out, failed };
 // Until something can be accepted or received.
 Wait wait_readable(Socket socket, int timeout_ms);
 Socket accept_from(Socket listener);  // no_socket immediately when no connection is pending
+Socket connect_to(const std::string& address, std::uint16_t port);  // no_socket when it cannot
 
 enum class Received { data, finished, reset };
 // Blocks unless the socket is readable; `count` bytes were received with Received::data.

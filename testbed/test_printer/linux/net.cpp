@@ -16,13 +16,18 @@ int descriptor(Socket socket) {
     return static_cast<int>(socket);
 }
 
+// False when it is no numeric address.
+bool set_address(sockaddr_in& name, const std::string& address, std::uint16_t port) {
+    name.sin_family = AF_INET;
+    name.sin_port = htons(port);
+    return inet_pton(AF_INET, address.c_str(), &name.sin_addr) == 1;
+}
+
 }  // namespace
 
 Socket bind_to(const std::string& address, std::uint16_t port, std::string& why) {
     sockaddr_in name{};
-    name.sin_family = AF_INET;
-    name.sin_port = htons(port);
-    if (inet_pton(AF_INET, address.c_str(), &name.sin_addr) != 1) {
+    if (!set_address(name, address, port)) {
         why = "not an IPv4 address: " + address;
         return no_socket;
     }
@@ -61,6 +66,15 @@ Wait wait_readable(Socket socket, int timeout_ms) {
 
 Socket accept_from(Socket listener) {
     return ::accept4(descriptor(listener), nullptr, nullptr, SOCK_CLOEXEC);
+}
+
+Socket connect_to(const std::string& address, std::uint16_t port) {
+    sockaddr_in name{};
+    if (!set_address(name, address, port)) return no_socket;
+    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (socket >= 0 && ::connect(socket, reinterpret_cast<const sockaddr*>(&name), sizeof name) == 0) return socket;
+    if (socket >= 0) ::close(socket);
+    return no_socket;
 }
 
 Received receive(Socket socket, void* buffer, size_t size, size_t& count) {

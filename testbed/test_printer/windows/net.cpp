@@ -31,18 +31,26 @@ bool set_blocking(SOCKET socket, bool blocking) {
     return ioctlsocket(socket, static_cast<long>(FIONBIO), &waits_not) == 0;
 }
 
+// False when it is no numeric address.
+bool set_address(sockaddr_in& name, const std::string& address, std::uint16_t port) {
+    name.sin_family = AF_INET;
+    name.sin_port = htons(port);
+    return started() && inet_pton(AF_INET, address.c_str(), &name.sin_addr) == 1;
+}
+
+SOCKET new_socket() {
+    return WSASocketW(AF_INET, SOCK_STREAM, IPPROTO_TCP, nullptr, 0, WSA_FLAG_OVERLAPPED | WSA_FLAG_NO_HANDLE_INHERIT);
+}
+
 }  // namespace
 
 Socket bind_to(const std::string& address, std::uint16_t port, std::string& why) {
     sockaddr_in name{};
-    name.sin_family = AF_INET;
-    name.sin_port = htons(port);
-    if (!started() || inet_pton(AF_INET, address.c_str(), &name.sin_addr) != 1) {
+    if (!set_address(name, address, port)) {
         why = "not an IPv4 address: " + address;
         return no_socket;
     }
-    const SOCKET socket =
-        WSASocketW(AF_INET, SOCK_STREAM, IPPROTO_TCP, nullptr, 0, WSA_FLAG_OVERLAPPED | WSA_FLAG_NO_HANDLE_INHERIT);
+    const SOCKET socket = new_socket();
     // Nobody else may take the address; a port whose connections are still fading can be bound all the same.
     if (socket == INVALID_SOCKET || !set_blocking(socket, false) ||
         ::bind(socket, reinterpret_cast<const sockaddr*>(&name), sizeof name) != 0) {
@@ -82,6 +90,17 @@ Socket accept_from(Socket listener) {
     set_blocking(accepted, true);
     SetHandleInformation(reinterpret_cast<HANDLE>(accepted), HANDLE_FLAG_INHERIT, 0);
     return static_cast<Socket>(accepted);
+}
+
+Socket connect_to(const std::string& address, std::uint16_t port) {
+    sockaddr_in name{};
+    if (!set_address(name, address, port)) return no_socket;
+    const SOCKET socket = new_socket();
+    if (::connect(socket, reinterpret_cast<const sockaddr*>(&name), sizeof name) == 0) {
+        return static_cast<Socket>(socket);
+    }
+    if (socket != INVALID_SOCKET) closesocket(socket);
+    return no_socket;
 }
 
 Received receive(Socket socket, void* buffer, size_t size, size_t& count) {
