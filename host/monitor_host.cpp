@@ -225,14 +225,12 @@ MonitorHost::Run MonitorHost::write_buffer(const Document& document, HANDLE port
         if (!sent) outcome.error = GetLastError();
         if (sent && written > size) return {"the monitor reports more bytes sent than it was given"};
         if (sent && written != 0) {
-            if (written < size) ++outcome.partial_writes;
             data += written;
             size -= written;
             outcome.bytes += written;
             if (document.progress) document.progress(outcome.bytes);
             continue;
         }
-        ++outcome.failed_writes;
         spooler_sim::Job job;
         const bool known = spooler_sim::get_job(document.printer, document.job_id, job);
         if (known && (job.status & JOB_STATUS_RESTART) != 0) return {"the connection to the printer was lost"};

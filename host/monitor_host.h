@@ -46,9 +46,7 @@ struct Outcome {
     std::uint64_t bytes = 0;  // taken by the monitor in the last run
     double seconds = 0;       // from the first OpenPort to the last ClosePort
     unsigned restarts = 0;
-    unsigned writes = 0;  // WritePort calls over all runs, of which ...
-    unsigned partial_writes = 0;
-    unsigned failed_writes = 0;
+    unsigned writes = 0;        // WritePort calls over all runs
     DWORD error = 0;            // last error of the call that failed
     bool identity_kept = true;  // every call came back with the thread still acting for the client
     spooler_sim::Job job;       // as it was at the end; the spooler has forgotten it

@@ -1,8 +1,8 @@
 #include "host/sha256.h"
 
-#include <algorithm>
+#include <array>
 #include <bit>
-#include <cstring>
+#include <cstdint>
 
 namespace host {
 namespace {
@@ -21,9 +21,7 @@ std::uint32_t big_endian(const unsigned char* bytes) {
     return std::uint32_t{bytes[0]} << 24 | std::uint32_t{bytes[1]} << 16 | std::uint32_t{bytes[2]} << 8 | bytes[3];
 }
 
-}  // namespace
-
-void Sha256::compress(const unsigned char* block) {
+void compress(std::array<std::uint32_t, 8>& state, const unsigned char* block) {
     std::uint32_t w[64];
     for (size_t i = 0; i < 16; ++i) w[i] = big_endian(block + 4 * i);
     for (size_t i = 16; i < 64; ++i) {
@@ -31,7 +29,7 @@ void Sha256::compress(const unsigned char* block) {
         const std::uint32_t b = std::rotr(w[i - 2], 17) ^ std::rotr(w[i - 2], 19) ^ w[i - 2] >> 10;
         w[i] = w[i - 16] + a + w[i - 7] + b;
     }
-    auto [a, b, c, d, e, f, g, h] = state_;
+    auto [a, b, c, d, e, f, g, h] = state;
     for (size_t i = 0; i < 64; ++i) {
         const std::uint32_t s1 = std::rotr(e, 6) ^ std::rotr(e, 11) ^ std::rotr(e, 25);
         const std::uint32_t t1 = h + s1 + ((e & f) ^ (~e & g)) + round_constants[i] + w[i];
@@ -40,50 +38,27 @@ void Sha256::compress(const unsigned char* block) {
         h = g, g = f, f = e, e = d + t1, d = c, c = b, b = a, a = t1 + t2;
     }
     const std::uint32_t sums[8] = {a, b, c, d, e, f, g, h};
-    for (size_t i = 0; i < 8; ++i) state_[i] += sums[i];
+    for (size_t i = 0; i < 8; ++i) state[i] += sums[i];
 }
 
-void Sha256::update(const void* data, size_t size) {
-    const auto* bytes = static_cast<const unsigned char*>(data);
-    total_ += size;
-    while (size != 0) {
-        if (filled_ == 0 && size >= block_.size()) {
-            compress(bytes);
-            bytes += block_.size();
-            size -= block_.size();
-            continue;
-        }
-        const size_t part = std::min(size, block_.size() - filled_);
-        std::memcpy(block_.data() + filled_, bytes, part);
-        filled_ += part;
-        bytes += part;
-        size -= part;
-        if (filled_ == block_.size()) {
-            compress(block_.data());
-            filled_ = 0;
-        }
+}  // namespace
+
+std::string sha256(std::string_view data) {
+    std::array<std::uint32_t, 8> state = {0x6a09e667, 0xbb67ae85, 0x3c6ef372, 0xa54ff53a,
+                                          0x510e527f, 0x9b05688c, 0x1f83d9ab, 0x5be0cd19};
+    constexpr size_t kBlock = 64;
+    std::string padded(data);
+    padded += '\x80';
+    padded.append((2 * kBlock - 8 - padded.size() % kBlock) % kBlock, '\0');
+    for (int shift = 56; shift >= 0; shift -= 8) padded += static_cast<char>(std::uint64_t{data.size()} * 8 >> shift);
+    for (size_t at = 0; at < padded.size(); at += kBlock) {
+        compress(state, reinterpret_cast<const unsigned char*>(&padded[at]));
     }
-}
-
-std::string Sha256::finish() {
-    const std::uint64_t bits = total_ * 8;
-    const unsigned char padding[64] = {0x80};
-    update(padding, (filled_ < 56 ? 56 : 120) - filled_);
-    unsigned char length[8];
-    for (unsigned i = 0; i < 8; ++i) length[i] = static_cast<unsigned char>(bits >> (56 - 8 * i));
-    update(length, sizeof length);
     std::string text;
-    for (const std::uint32_t word : state_) {
+    for (const std::uint32_t word : state) {
         for (int shift = 28; shift >= 0; shift -= 4) text += "0123456789abcdef"[word >> shift & 15];
     }
-    *this = Sha256();
     return text;
-}
-
-std::string sha256(const std::string& data) {
-    Sha256 hash;
-    hash.update(data.data(), data.size());
-    return hash.finish();
 }
 
 }  // namespace host

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "testbed/demo/stage.h"
+#include "testbed/records.h"
 
 namespace demo {
 
@@ -12,13 +13,22 @@ struct File {
     host::Source source;
 };
 
-// Each prints what the document is, what reached the printer and what the spooler showed; true when that is as it
-// should be. With a real printer what reached it cannot be checked, and show_lost_printer cannot run.
-bool show_direct(Stage& stage, const File& file);
-bool show_not_approved(Stage& stage, const File& file);
-bool show_held(Stage& stage, const File& file);
-bool show_dropped(Stage& stage, const File& file);
-bool show_forced_attributes(Stage& stage, const File& file);
+enum class Arrival { whole, nothing, rewritten };
+
+// An outcome: what is laid out for the document, what reaches the printer, and what the spooler shows.
+struct Course {
+    const char* title;
+    const char* story;
+    testbed::DocumentPlan plan;
+    host::Result result = host::Result::printed;
+    Arrival arrival = Arrival::whole;
+    bool is_held = false;  // until the door is shut
+};
+extern const Course direct, not_approved, held, dropped, forced;
+
+// Print what the document is, what reached the printer and what the spooler showed; true when that is as it should be.
+// With a real printer what reached it cannot be checked, and show_lost_printer cannot run.
+bool show(Stage& stage, const Course& course, const File& file);
 bool show_lost_printer(Stage& stage);
 
 }  // namespace demo

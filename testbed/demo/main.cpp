@@ -39,20 +39,18 @@ bool open_file(const std::string& path, demo::File& file, std::string& why) {
 
 bool show_files(demo::Stage& stage, const std::vector<demo::File>& files) {
     bool good = true;
-    for (const demo::File& file : files) good = show_direct(stage, file) && good;
-    return show_not_approved(stage, files.front()) && good;
+    for (const demo::File& file : files) good = show(stage, demo::direct, file) && good;
+    return show(stage, demo::not_approved, files.front()) && good;
 }
 
 bool show_all_courses(demo::Stage& stage, const demo::File& page) {
-    bool good = show_direct(stage, page);
+    bool good = show(stage, demo::direct, page);
     const bool inside = stage.printer() != nullptr;
-    if (inside) good = show_direct(stage, {"64 MiB of binary", host::generated_source(binary_size, 1)}) && good;
-    good = show_not_approved(stage, page) && good;
-    good = show_held(stage, page) && good;
-    good = show_dropped(stage, page) && good;
-    good = show_forced_attributes(stage, page) && good;
-    if (inside) good = show_lost_printer(stage) && good;
-    return good;
+    if (inside) good = show(stage, demo::direct, {"64 MiB of binary", host::generated_source(binary_size, 1)}) && good;
+    for (const demo::Course* const course : {&demo::not_approved, &demo::held, &demo::dropped, &demo::forced}) {
+        good = show(stage, *course, page) && good;
+    }
+    return inside ? show_lost_printer(stage) && good : good;
 }
 
 struct Options {

@@ -39,7 +39,7 @@ class Stage : public testbed::PrintServer {
     std::streamoff log_seen_ = 0;
 };
 
-// SHA-256 of the bytes a document has.
-std::string digest_of(const host::Source& source);
+// The bytes of a document.
+std::string bytes_of(const host::Source& source);
 
 }  // namespace demo

@@ -1,43 +1,83 @@
 // Prints files through the monitor on one or several ports and says what became of each job.
 #include <atomic>
-#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <mutex>
 #include <thread>
 
-#include "host/monitor_host.h"
+#include "host/command_line/options.h"
 #include "host/platform.h"
 #include "host/progress.h"
-#include "testbed/spoolhost/options.h"
+#include "testbed/print_server.h"
 
 namespace {
 
-using spoolhost::Options;
+const char usage[] = R"(spoolhost - prints files through the port monitor, as the print spooler would
 
-using Clock = std::chrono::steady_clock;
+usage: spoolhost --printer HOST:PORT [options] FILE...
 
-// The current activity of one port.
-struct Activity {
-    bool printing = false;
-    std::uint64_t bytes = 0;
-    Clock::time_point moved;  // when the printer last took something
+  --printer HOST:PORT   the printer; given several times, the ports take turns
+  --library PATH        the monitor's library (default: the one beside this program)
+  --ports N             prints on N ports at once, 1 to 1024 (default 1)
+  --jobs N              prints every file N times (default 1)
+  --write-size BYTES    the buffer given to each WritePort (default 65536)
+  --restarts N          sends a job again at most N times when the monitor asks for it (default 3)
+  --conf KEY=VALUE      a line for print-provider.conf; may be given several times
+  --base DIR            the install folder to use and to keep (default: a temporary one)
+  --not-approved        marks every job as not approved; none may reach the printer
+  --show-log            prints print-monitor.log at the end
+  --version             the version
+  -h, --help, /?        this text
+
+examples:
+  spoolhost --printer 192.168.1.20:9100 invoice.ps
+  spoolhost --printer localhost:9100 --ports 16 --jobs 100 --write-size 4096 label.prn
+  spoolhost --printer localhost:9100 --conf Debug=on --base /tmp/monitor --show-log page.pcl
+
+On a terminal it shows how far the jobs have come, and since when no printer has taken anything. A job whose data the
+monitor has discarded is "refused" when it was not approved, "dropped" when the helper program ordered it deleted.
+
+Exit status: 0 every job was printed (with --not-approved: refused), 1 one was not, 2 wrong command line or file, 3 the
+monitor cannot be started.
+)";
+
+struct Options {
+    std::string library;
+    std::vector<std::pair<std::string, DWORD>> printers;  // host and TCP port
+    std::uint64_t ports = 1;
+    std::uint64_t write_size = 65536;
+    std::uint64_t jobs = 1;
+    std::uint64_t restarts = 3;
+    std::vector<std::string> conf;
+    std::string base;
+    bool not_approved = false;
+    bool show_log = false;
+    command_line::Words files;
+
+    std::uint64_t all_jobs() const { return files.size() * jobs; }
 };
 
-struct Work {
-    Work(const Options& options_, host::MonitorHost& monitor_)
-        : options(options_), monitor(monitor_), ports(options_.ports) {}
-
-    const Options& options;
-    host::MonitorHost& monitor;
-    std::atomic<std::uint64_t> next{0};
-    std::atomic<std::uint64_t> finished{0};
-    std::atomic<std::uint64_t> bad{0};
-    std::mutex mutex;  // guards the activities
-    std::vector<Activity> ports;
-    host::Progress* progress = nullptr;
-};
+command_line::Options options_of(Options& options) {
+    using namespace command_line;
+    const auto add_printer = [&options](const std::string& value) {
+        auto& [name, port] = options.printers.emplace_back();
+        return host::parse_host_port(value, name, port) ? "" : "--printer takes HOST:PORT, not \"" + value + "\"";
+    };
+    const auto add_setting = [&options](const std::string& value) {
+        options.conf.push_back(value);
+        return value.find('=') != std::string::npos ? "" : "--conf takes KEY=VALUE, not \"" + value + "\"";
+    };
+    return {{"--printer", "HOST:PORT", add_printer},
+            text("--library", "PATH", options.library),
+            number("--ports", 1, 1024, options.ports),
+            number("--jobs", 1, 1000000, options.jobs),
+            number("--write-size", 1, 1 << 30, options.write_size),
+            number("--restarts", 0, 1000, options.restarts),
+            {"--conf", "KEY=VALUE", add_setting},
+            text("--base", "DIR", options.base),
+            flag("--not-approved", options.not_approved),
+            flag("--show-log", options.show_log)};
+}
 
 host::Text port_name(std::uint64_t index) {
     return host::to_text("TSPort" + std::to_string(index + 1));
@@ -46,49 +86,27 @@ host::Text printer_name(std::uint64_t index) {
     return host::to_text("Printer " + std::to_string(index + 1));
 }
 
-bool store_ports(const Options& options) {
-    for (std::uint64_t i = 0; i < options.ports; ++i) {
-        const spoolhost::Printer& printer = options.printers[i % options.printers.size()];
-        if (!host::store_port(port_name(i), host::to_text(printer.host), printer.port)) return false;
-        spooler_sim::add_printer(printer_name(i));
-    }
-    return true;
-}
+// -- Printing --------------------------------------------------------------------------------------------------------
 
-// -- What is shown ---------------------------------------------------------------------------------------------------
+struct Work {
+    const Options& options;
+    host::MonitorHost& monitor;
+    std::atomic<std::uint64_t> next{0};
+    std::atomic<std::uint64_t> finished{0};
+    std::atomic<std::uint64_t> bad{0};
+    std::atomic<std::uint64_t> pieces{0};  // that printers have taken
+    host::Progress* progress = nullptr;
+};
 
-// One line for all ports on a terminal: their progress, and which printers accept nothing.
-std::string progress_line(Work& work, std::uint64_t total) {
-    constexpr std::chrono::seconds still{3};
-    const std::lock_guard lock(work.mutex);
-    std::string line = std::to_string(work.finished) + " of " + std::to_string(total) + " jobs";
-    for (size_t i = 0; i < work.ports.size(); ++i) {
-        const Activity& port = work.ports[i];
-        const auto silence = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - port.moved);
-        if (!port.printing || silence < still) continue;
-        return line + ", " + host::to_utf8(port_name(i)) + " at " + host::size_to_text(port.bytes) + ": " +
-               host::standstill_to_text("its printer has taken nothing", silence, std::chrono::system_clock::now());
-    }
-    return line;
-}
-
-void note(Work& work, std::uint64_t port, bool printing, std::uint64_t bytes) {
-    const std::lock_guard lock(work.mutex);
-    work.ports[port] = {printing, bytes, Clock::now()};
-}
-
-std::string report_line(const std::string& name, std::uint64_t port, const host::Outcome& outcome) {
-    return "job " + host::padded(std::to_string(outcome.job_id), 6) + " " + host::padded(name, 24) + " " +
-           host::padded(host::to_utf8(port_name(port)), 10) + " " +
+std::string report_line(const host::Document& document, const host::Outcome& outcome) {
+    return "job " + host::padded(std::to_string(outcome.job_id), 6) + " " +
+           host::padded(host::to_utf8(document.name), 24) + " " + host::padded(host::to_utf8(document.port), 10) + " " +
            host::padded(host::size_to_text(outcome.bytes), 10) + " " +
            host::padded(host::seconds_to_text(outcome.seconds), 9) + " " +
            host::padded(host::rate_to_text(outcome.bytes, outcome.seconds), 13) + "  " + outcome.message;
 }
 
-// -- Printing --------------------------------------------------------------------------------------------------------
-
 bool print_one(Work& work, const std::string& file, std::uint64_t port) {
-    const std::string name = host::utf8_of(host::path_of(file).filename());
     host::Document document;
     if (!host::file_source(file, document.source)) {
         work.progress->print(file + ": cannot be read", stdout);
@@ -96,35 +114,33 @@ bool print_one(Work& work, const std::string& file, std::uint64_t port) {
     }
     document.port = port_name(port);
     document.printer = printer_name(port);
-    document.name = host::to_text(name);
+    document.name = host::to_text(host::utf8_of(host::path_of(file).filename()));
     document.not_approved = work.options.not_approved;
     document.write_size = static_cast<DWORD>(work.options.write_size);
     document.most_restarts = static_cast<unsigned>(work.options.restarts);
-    document.progress = [&](std::uint64_t bytes) { note(work, port, true, bytes); };
-    note(work, port, true, 0);
+    document.progress = [&](std::uint64_t) { work.progress->show(++work.pieces); };
     const host::Outcome outcome = work.monitor.print_document(document);
-    note(work, port, false, 0);
-    work.progress->print(report_line(name, port, outcome), stdout);
+    work.progress->print(report_line(document, outcome), stdout);
     return outcome.result == (work.options.not_approved ? host::Result::refused : host::Result::printed);
 }
 
 // One port's share of the jobs: whichever is next.
 void drive_port(Work& work, std::uint64_t port) {
-    const std::uint64_t total = work.options.files.size() * work.options.jobs;
-    for (std::uint64_t job = work.next++; job < total; job = work.next++) {
+    for (std::uint64_t job = work.next++; job < work.options.all_jobs(); job = work.next++) {
         if (!print_one(work, work.options.files[job % work.options.files.size()], port)) ++work.bad;
         ++work.finished;
     }
 }
 
+// The number of jobs that did not come out as they should.
 std::uint64_t print_all(const Options& options, host::MonitorHost& monitor) {
-    const std::uint64_t total = options.files.size() * options.jobs;
-    Work work(options, monitor);
+    const std::string total = std::to_string(options.all_jobs());
+    Work work = {options, monitor};
     host::Progress::Options line;
     if (host::is_terminal(stderr)) line.stream = stderr;
-    line.total = total;
-    line.line = [&](std::uint64_t, double) { return progress_line(work, total); };
-    line.still_after = std::chrono::hours(24);  // the line says itself which printer stands still
+    line.total = options.all_jobs();
+    line.line = [&](std::uint64_t, double) { return std::to_string(work.finished) + " of " + total + " jobs"; };
+    line.standstill = "no printer has taken anything";
     {
         host::Progress progress(line);
         work.progress = &progress;
@@ -132,8 +148,8 @@ std::uint64_t print_all(const Options& options, host::MonitorHost& monitor) {
         for (std::uint64_t i = 0; i < options.ports; ++i) ports.emplace_back(drive_port, std::ref(work), i);
         for (std::thread& port : ports) port.join();
     }
-    std::printf("%llu of %llu jobs were %s\n", static_cast<unsigned long long>(total - work.bad),
-                static_cast<unsigned long long>(total), options.not_approved ? "refused" : "printed");
+    std::printf("%llu of %s jobs were %s\n", static_cast<unsigned long long>(options.all_jobs() - work.bad),
+                total.c_str(), options.not_approved ? "refused" : "printed");
     return work.bad;
 }
 
@@ -146,27 +162,27 @@ void show_log(const std::string& path) {
     }
 }
 
-int run(const Options& options, const std::string& install) {
+bool start(testbed::PrintServer& server, const Options& options, std::string& why) {
+    if (!options.library.empty()) server.load_options.library = options.library;
+    if (!server.set_up(options.conf, why)) return false;
+    why = "the ports cannot be stored in the registry";
+    for (std::uint64_t i = 0; i < options.ports; ++i) {
+        const auto& [name, port] = options.printers[i % options.printers.size()];
+        if (!host::store_port(port_name(i), host::to_text(name), port)) return false;
+        spooler_sim::add_printer(printer_name(i));
+    }
+    return server.try_load(why);
+}
+
+int run(testbed::PrintServer& server, const Options& options) {
     std::string why;
-    host::MonitorHost::Options setup;
-    setup.library =
-        options.library.empty() ? host::executable_folder() + "/" + host::monitor_file_name() : options.library;
-    if (!host::set_up_base(install, options.conf, setup.folder, why)) {
+    if (!start(server, options, why)) {
         std::fprintf(stderr, "spoolhost: %s\n", why.c_str());
         return 3;
     }
-    if (!store_ports(options)) {
-        std::fprintf(stderr, "spoolhost: the ports cannot be stored in the registry\n");
-        return 3;
-    }
-    host::MonitorHost monitor;
-    if (!monitor.load(setup, why)) {
-        std::fprintf(stderr, "spoolhost: %s\n", why.c_str());
-        return 3;
-    }
-    const std::uint64_t bad = print_all(options, monitor);
-    monitor.unload();
-    if (options.show_log) show_log(setup.folder.log());
+    const std::uint64_t bad = print_all(options, server.monitor);
+    server.monitor.unload();
+    if (options.show_log) show_log(server.folder.log());
     return bad == 0 ? 0 : 1;
 }
 
@@ -175,7 +191,7 @@ int run(const Options& options, const std::string& install) {
 int main(int count, char** arguments) {
     const host::Utf8Console utf8;
     Options options;
-    const command_line::Program program = spoolhost::program_of(options);
+    const command_line::Program program = {"spoolhost", usage, options_of(options)};
     int status = 0;
     const auto files = command_line::operands_of(program, host::program_arguments(count, arguments), status);
     if (!files) return status;
@@ -186,9 +202,6 @@ int main(int count, char** arguments) {
         host::Source source;
         if (!host::file_source(file, source)) return command_line::wrong_line(program, file + " cannot be read");
     }
-    const std::string temporary = options.base.empty() ? host::make_temporary_folder() : std::string();
-    status = run(options, options.base.empty() ? temporary : options.base);
-    std::error_code error;
-    if (!temporary.empty()) std::filesystem::remove_all(host::path_of(temporary), error);
-    return status;
+    testbed::PrintServer server = options.base.empty() ? testbed::PrintServer() : testbed::PrintServer(options.base);
+    return run(server, options);
 }

@@ -13,19 +13,9 @@ constexpr size_t piece = 256 * 1024;
 }  // namespace
 
 const char* end_to_text(End end) {
-    switch (end) {
-        case End::open:
-            return "still open";
-        case End::finished:
-            return "finished";
-        case End::reset_by_peer:
-            return "reset by the sender";
-        case End::reset_here:
-            return "reset by the printer";
-        case End::closed_here:
-            return "closed early by the printer";
-    }
-    return "";
+    static constexpr const char* kTexts[] = {"still open", "finished", "reset by the sender", "reset by the printer",
+                                             "closed early by the printer"};
+    return kTexts[static_cast<size_t>(end)];
 }
 
 TcpPrinter::TcpPrinter(Options options) : options_(std::move(options)) {
@@ -102,12 +92,6 @@ void TcpPrinter::apply_listening() {
     changed_.notify_all();
 }
 
-void TcpPrinter::release_stalled() {
-    const std::lock_guard lock(mutex_);
-    ++releases_;
-    changed_.notify_all();
-}
-
 size_t TcpPrinter::connections() const {
     const std::lock_guard lock(mutex_);
     return accepted_;
@@ -128,11 +112,10 @@ bool TcpPrinter::wait_for_connections(size_t count, std::chrono::milliseconds li
 
 bool TcpPrinter::wait_for_ends(size_t count, std::chrono::milliseconds limit) {
     std::unique_lock lock(mutex_);
+    const auto is_over = [](const Served& served) { return served.record.end != End::open; };
     return changed_.wait_for(lock, limit, [&] {
-        return forgotten_ + static_cast<size_t>(
-                                std::count_if(served_.begin(), served_.end(),
-                                              [](const Served& served) { return served.record.end != End::open; })) >=
-               count;
+        const auto over = std::count_if(served_.begin(), served_.end(), is_over);
+        return forgotten_ + static_cast<size_t>(over) >= count;
     });
 }
 
@@ -230,7 +213,7 @@ End TcpPrinter::receive_all(Served& served) {
         if (bytes >= behaviour.close_after) return End::closed_here;
         if (bytes >= behaviour.stall_after && !stalled) {
             stalled = true;
-            if (!stall(behaviour)) return End::closed_here;
+            if (!pause(behaviour.stall_for)) return End::closed_here;
         }
         const net::Wait waited = net::wait_readable(served.socket, poll_ms);
         if (waited == net::Wait::failed) return End::reset_by_peer;
@@ -251,12 +234,6 @@ End TcpPrinter::receive_all(Served& served) {
 
 void TcpPrinter::take_in(Served& served, const char* data, size_t size) {
     if (options_.on_data) options_.on_data(served.index, data, size);
-    // While all of it is kept, the digest can wait until the sender no longer does.
-    if (!served.hashing && served.record.bytes + size > served.behaviour.keep_bytes) {
-        served.hashing = true;
-        served.hash.update(served.record.data.data(), served.record.data.size());
-    }
-    if (served.hashing) served.hash.update(data, size);
     const std::lock_guard lock(mutex_);
     Connection& record = served.record;
     if (record.data.size() < served.behaviour.keep_bytes) {
@@ -276,26 +253,13 @@ void TcpPrinter::pace(const Served& served) {
 }
 
 void TcpPrinter::finish(Served& served, End end) {
-    const Clock::time_point now = Clock::now();
-    if (!served.hashing) served.hash.update(served.record.data.data(), served.record.data.size());
-    std::string digest = served.hash.finish();
-    Connection* record = &served.record;
     {
         const std::lock_guard lock(mutex_);
-        record->sha256 = std::move(digest);
-        record->end = end;
-        record->ended = now;
+        served.record.end = end;
+        served.record.ended = Clock::now();
     }
-    if (options_.on_end) options_.on_end(served.index, *record);
+    if (options_.on_end) options_.on_end(served.index, served.record);
     changed_.notify_all();
-}
-
-// False when the printer is being destroyed; a release lets the connection go on for good.
-bool TcpPrinter::stall(const Behaviour& behaviour) {
-    if (behaviour.stall_for.count() != 0) return pause(behaviour.stall_for);
-    std::unique_lock lock(mutex_);
-    changed_.wait(lock, [&] { return stopping_ || releases_ != 0; });
-    return !stopping_;
 }
 
 }  // namespace test_printer

@@ -14,7 +14,6 @@
 #include <thread>
 #include <vector>
 
-#include "host/sha256.h"
 #include "testbed/test_printer/net.h"
 
 namespace test_printer {
@@ -23,14 +22,14 @@ constexpr std::uint64_t never = std::numeric_limits<std::uint64_t>::max();
 
 // How a connection is treated. The limits count bytes received; the first one reached decides.
 struct Behaviour {
-    std::uint64_t keep_bytes = 16 << 20;       // of the data, this much is kept; the digest covers all of it
-    std::uint64_t bytes_per_second = 0;        // reads no faster than this; 0: as fast as it can
-    int receive_buffer = 0;                    // the system's buffer in bytes; 0: its default
-    std::uint64_t reset_after = never;         // resets the connection
-    std::uint64_t close_after = never;         // closes the connection, without reading what is still to come
-    std::uint64_t stall_after = never;         // reads nothing more until release_stalled() ...
-    std::chrono::milliseconds stall_for{0};    // ... or for this long, when it is not 0
-    std::string answer;                        // sent back when the sender has finished
+    std::uint64_t keep_bytes = 16 << 20;  // of the data, this much is kept
+    std::uint64_t bytes_per_second = 0;   // reads no faster than this; 0: as fast as it can
+    int receive_buffer = 0;               // the system's buffer in bytes; 0: its default
+    std::uint64_t reset_after = never;    // resets the connection
+    std::uint64_t close_after = never;    // closes the connection, without reading what is still to come
+    std::uint64_t stall_after = never;    // reads nothing more ...
+    std::chrono::milliseconds stall_for = std::chrono::hours(24 * 365);  // ... for this long
+    std::string answer;                                                  // sent back when the sender has finished
     std::chrono::milliseconds close_delay{0};  // from the sender's end to the close of this side
     bool never_close = false;                  // leaves its own side open until the printer is destroyed
 };
@@ -47,8 +46,7 @@ const char* end_to_text(End end);
 
 struct Connection {
     std::uint64_t bytes = 0;
-    std::string data;    // the first Behaviour::keep_bytes of them
-    std::string sha256;  // of all bytes, once it has ended
+    std::string data;  // the first Behaviour::keep_bytes of them
     End end = End::open;
     bool closed = false;  // this side is closed too
     std::chrono::steady_clock::time_point started;
@@ -85,7 +83,6 @@ class TcpPrinter {
     // Connections are refused until listen(); the address stays taken.
     void refuse();
     void listen();
-    void release_stalled();
 
     size_t connections() const;
     // A copy of the record of the n-th connection (from 0); an empty record when there is none.
@@ -104,8 +101,6 @@ class TcpPrinter {
         Behaviour behaviour;
         net::Socket socket;
         Connection record;
-        host::Sha256 hash;
-        bool hashing = false;  // the data no longer fits what is kept
         std::thread thread;
     };
 
@@ -120,7 +115,6 @@ class TcpPrinter {
     void take_in(Served& served, const char* data, size_t size);
     void pace(const Served& served);
     void finish(Served& served, End end);
-    bool stall(const Behaviour& behaviour);
     // False when the printer is being destroyed meanwhile.
     bool pause(std::chrono::steady_clock::duration time);
     bool stopping() const;
@@ -134,7 +128,6 @@ class TcpPrinter {
     bool listening_ = false;
     bool wanted_ = false;
     bool stopping_ = false;
-    unsigned releases_ = 0;
     size_t accepted_ = 0;
     size_t forgotten_ = 0;
     Behaviour behaviour_;

@@ -1,6 +1,7 @@
 // Prints the same set of documents whatever the build, each scene on a print server in a folder of its own, and leaves
 // beside the log and the records what became of them: what the spooler was told, and the bytes at the printer.
 //   transcript FOLDER    an empty one, the same for every build, as its path is logged
+#include "host/sha256.h"
 #include "testbed/print_server.h"
 #include "testbed/records.h"
 #include "tests/support/files.h"
@@ -49,7 +50,7 @@ struct Scene : testbed::PrintServer {
         for (size_t i = 0; i < printer.connections(); ++i) {
             const test_printer::Connection connection = printer.connection(i);
             notes << "printed: " << connection.bytes << " bytes, " << test_printer::end_to_text(connection.end) << ", "
-                  << connection.sha256 << '\n';
+                  << host::sha256(connection.data) << '\n';
         }
     }
 

@@ -4,6 +4,8 @@
 
 namespace soak {
 
+namespace net = test_printer::net;
+
 Port::Port(Server& server, unsigned number, std::uint64_t seed)
     : server_(server),
       random_(seed),
@@ -63,14 +65,9 @@ bool Port::take_arrived(Connections& arrived) {
 }
 
 bool Port::knock(const std::string& data) const {
-    const SOCKET socket = WSASocketW(AF_INET, SOCK_STREAM, IPPROTO_TCP, nullptr, 0, WSA_FLAG_NO_HANDLE_INHERIT);
-    sockaddr_in to = {};
-    to.sin_family = AF_INET;
-    to.sin_port = static_cast<unsigned short>(printer_.port() << 8 | printer_.port() >> 8);
-    to.sin_addr.s_addr = 0x0100007F;
-    const bool sent = connect(socket, reinterpret_cast<const sockaddr*>(&to), sizeof to) == 0 &&
-                      send(socket, data.data(), static_cast<int>(data.size()), 0) > 0;
-    closesocket(socket);
+    const net::Socket socket = net::connect_to(printer_.address(), printer_.port());
+    const bool sent = net::send_all(socket, data.data(), data.size());
+    net::close_socket(socket);
     return sent;
 }
 
