@@ -3,14 +3,11 @@
 #include <initializer_list>
 #include <thread>
 
-#include "tests/soak/port.h"
+#include "tests/soak/soak.h"
 
 namespace soak {
 namespace {
 
-using host::PortConfig;
-
-constexpr auto kPause = std::chrono::milliseconds(1);
 constexpr DWORD kDone = ERROR_SUCCESS;
 // Nobody but administrators wants these.
 constexpr LPCWSTR kContested[] = {W("contested-0"), W("contested-1"), W("contested-2")};
@@ -21,26 +18,16 @@ class Administrator {
 
     void work(Port& port) {
         const std::uint64_t number = below(random_, 100);
-        if (number < 40)
-            change(port);
-        else if (number < 50)
-            renew(port);
-        else if (number < 70)
-            quarrel();
-        else
-            read(port);
+        number < 50 ? change(port, number < 10) : number < 70 ? quarrel() : read(port);
     }
 
   private:
-    void change(Port& port) {
+    // Its configuration; also by deleting the port and adding it again.
+    void change(Port& port, bool renewed) {
         const std::lock_guard turn(port.administration);
-        expect(W("TSConfigPort"), send(W("TSConfigPort"), any_config(port)), {kDone});
-    }
-
-    void renew(Port& port) {
-        const std::lock_guard turn(port.administration);
+        if (!renewed) return expect(W("TSConfigPort"), send(W("TSConfigPort"), any_config(port)), {kDone});
         ++port.renewals;
-        expect(W("TSDeletePort"), host::send_name(server_.monitor, W("TSDeletePort"), port.name()), {kDone});
+        expect(W("TSDeletePort"), send(W("TSDeletePort"), port.name()), {kDone});
         std::this_thread::sleep_for(std::chrono::milliseconds(below(random_, 10)));
         // A name counts as taken, too, while the spooler's list grows between two looks at it.
         DWORD code = ERROR_ALREADY_EXISTS;
@@ -57,8 +44,7 @@ class Administrator {
             const DWORD code = send(W("TSAddPort"), host::port_config(name, W("127.0.0.1"), 9));
             expect(W("TSAddPort"), code, {kDone, ERROR_ALREADY_EXISTS});
         } else {
-            const DWORD code = host::send_name(server_.monitor, W("TSDeletePort"), name);
-            expect(W("TSDeletePort"), code, {kDone, ERROR_FILE_NOT_FOUND});
+            expect(W("TSDeletePort"), send(W("TSDeletePort"), name), {kDone, ERROR_FILE_NOT_FOUND});
         }
     }
 
@@ -66,25 +52,27 @@ class Administrator {
     void read(const Port& port) {
         HANDLE handle = nullptr;
         const bool is_open = server_.monitor.open_port(port.name(), handle);
-        const DWORD exists = host::send_name(server_.monitor, W("TSPortExists"), port.name());
-        expect(W("TSPortExists"), exists, {kDone, ERROR_ALREADY_EXISTS});
-        PortConfig found = {};
+        expect(W("TSPortExists"), send(W("TSPortExists"), port.name()), {kDone, ERROR_ALREADY_EXISTS});
+        host::PortConfig found = {};
         const DWORD code = host::read_config(server_.monitor, port.name(), found);
         expect(W("TSGetConfigInfo"), code, {kDone, ERROR_INVALID_PARAMETER});
         if (is_open && !server_.monitor.close_port(handle)) server_.wrong("ClosePort refuses an open port");
         bool known = code != kDone;
         for (size_t i = 0; i < Port::kAddresses; ++i) {
-            const PortConfig given = port.config(i);
+            const host::PortConfig given = port.config(i);
             known = known || std::memcmp(&given, &found, sizeof found) == 0;
         }
         if (!known) server_.wrong("TSGetConfigInfo gives a mixture of two configurations");
     }
 
-    PortConfig any_config(const Port& port) { return port.config(below(random_, Port::kAddresses)); }
-    DWORD send(LPCWSTR command, const PortConfig& config) const {
+    host::PortConfig any_config(const Port& port) { return port.config(below(random_, Port::kAddresses)); }
+    DWORD send(LPCWSTR command, const host::PortConfig& config) const {
         return host::send_config(server_.monitor, command, config);
     }
-    void expect(LPCWSTR command, DWORD code, std::initializer_list<DWORD> allowed) {
+    DWORD send(LPCWSTR command, const host::Text& name) const {
+        return host::send_name(server_.monitor, command, name);
+    }
+    void expect(LPCWSTR command, DWORD code, std::initializer_list<DWORD> allowed) const {
         if (std::find(allowed.begin(), allowed.end(), code) != allowed.end()) return;
         server_.wrong(host::to_utf8(command) + " gives " + std::to_string(code));
     }
@@ -100,7 +88,7 @@ void administrate(Server& server, std::deque<Port>& ports, std::uint64_t seed, c
     Random random(seed);
     while (!stop) {
         administrator.work(ports[below(random, ports.size())]);
-        std::this_thread::sleep_for(kPause);
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     for (const LPCWSTR name : kContested) host::send_name(server.monitor, W("TSDeletePort"), name);
 }

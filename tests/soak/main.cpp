@@ -9,7 +9,7 @@
 
 #include "host/command_line/options.h"
 #include "host/platform.h"
-#include "tests/soak/port.h"
+#include "tests/soak/soak.h"
 #include "winapi/linux/control.h"
 
 namespace soak {

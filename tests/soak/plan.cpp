@@ -1,4 +1,4 @@
-#include "tests/soak/plan.h"
+#include "tests/soak/soak.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "tests/soak/port.h"
+#include "tests/soak/soak.h"
 
 #include <utility>
 

@@ -1,4 +1,4 @@
-#include "tests/soak/server.h"
+#include "tests/soak/soak.h"
 
 #include <malloc.h>
 

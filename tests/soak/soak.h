@@ -1,0 +1,104 @@
+// The soak's parts: the jobs, the print server, its ports and their printers, and the administrators who work on the
+// ports while these print.
+#pragma once
+
+#include <atomic>
+#include <deque>
+#include <mutex>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "host/ports.h"
+#include "testbed/print_server.h"
+#include "testbed/records.h"
+#include "tests/support/linux/stock.h"
+
+namespace soak {
+
+// -- Jobs ------------------------------------------------------------------------------------------------------------
+
+using Random = std::mt19937_64;
+
+// One job: its bytes, what is prepared for it, and the failures of its printer. All of it comes from one random number
+// generator, so that a seed repeats it.
+struct Plan {
+    testbed::DocumentPlan document;  // what is prepared for it, the helper's script included
+    host::Result result;             // unless a printer or an administrator is in the way
+    std::string data;
+    std::string first;  // what the first run sends: the data, or what the helper makes of it; nothing when that fails
+    DWORD write_size = 0;
+    test_printer::Behaviour behaviour;  // of the printer, on the first connection ...
+    bool is_lost_always = false;        // ... or on all of them, none of which gets through
+};
+
+Plan make_plan(Random& random);
+// A number from 0 on that is less than `end`.
+std::uint64_t below(Random& random, std::uint64_t end);
+
+// -- The print server ------------------------------------------------------------------------------------------------
+
+struct Server : testbed::PrintServer {
+    // Something that must not be; the first ones are printed.
+    void wrong(const std::string& what);
+
+    std::atomic<std::uint64_t> documents{0};
+    std::atomic<std::uint64_t> failed{0};  // of them
+    std::atomic<std::uint64_t> restarts{0};
+    std::atomic<std::uint64_t> wrongs{0};
+    std::mutex output;
+};
+
+struct Stock : test::Stock {
+    size_t descriptors = 0;
+    size_t work_files = 0;  // and records of jobs
+    size_t heap = 0;        // bytes in use; 0 when a sanitizer's allocator does not tell
+};
+
+Stock take_stock(const Server& server);
+// What has grown, empty when nothing has.
+std::string grown(const Stock& before, const Stock& after);
+
+// -- A port ----------------------------------------------------------------------------------------------------------
+
+// Its printer, the documents of its thread one after the other, and for each of them whether what was reported is what
+// happened.
+class Port {
+  public:
+    // Before the monitor is loaded.
+    Port(Server& server, unsigned number, std::uint64_t seed);
+
+    const host::Text& name() const { return name_; }
+    // The configurations that lead to its printer.
+    host::PortConfig config(size_t address) const;
+    static constexpr size_t kAddresses = 3;
+
+    void print_one();
+    void forget_arrived() { printer_.forget_ended(); }
+
+    // Administrators' own: one at a time changes or renews the port.
+    std::mutex administration;
+    std::atomic<unsigned> renewals{0};  // counts when it goes and when it is back: odd while it is away
+
+  private:
+    using Connections = std::vector<test_printer::Connection>;
+
+    bool take_arrived(Connections& arrived);
+    bool knock(const std::string& data) const;
+    // What must not be; empty when all is as it has to be.
+    std::string judge(const Plan& plan, const host::Outcome& outcome, const Connections& arrived, bool away) const;
+    std::string judge_printed(const Plan& plan, const host::Outcome& outcome, const Connections& arrived) const;
+
+    Server& server_;
+    Random random_;
+    std::string plain_name_;
+    host::Text name_;
+    test_printer::TcpPrinter& printer_;
+    size_t seen_ = 0;
+};
+
+// One administrator, until `stop`. Several may work at once; all ports that print are there when the last one has gone,
+// and no others.
+void administrate(Server& server, std::deque<Port>& ports, std::uint64_t seed, const std::atomic<bool>& stop);
+
+}  // namespace soak
