@@ -190,82 +190,66 @@ bool registry_failed() {
     return winapi::fault::failed_function().starts_with("Reg") && !failed("RegCloseKey");
 }
 
-bool holds(const Lines& ports) {
-    return std::find(ports.begin(), ports.end(), host::to_line(kOld)) != ports.end();
-}
+// A command that changes the port kOld; what it makes of it, and what it is told of.
+struct Change {
+    LPCWSTR command;
+    std::vector<host::PortConfig> before;
+    std::vector<host::PortConfig> after;
+    std::vector<host::PortConfig> half;  // what may be stored when the registry fails ...
+    bool done_without_registry;          // ... and whether it succeeds all the same
+    Lines told;                          // once
+};
 
-// The ports but the one that prints: those that are listed and those that are stored are these.
-bool are_ports(World& world, Lines listed, Lines stored) {
-    const std::string own = host::to_line(host::port_config(kPrinterName, W("127.0.0.1"), world.printer().port()));
-    for (Lines* const lines : {&listed, &stored}) {
-        lines->push_back(own);
-        std::sort(lines->begin(), lines->end());
-    }
-    return world.listed() == listed && World::stored() == stored;
-}
+const Change kAdd = {
+    W("TSAddPort"),
+    {},
+    {kOld},
+    {},
+    false,
+    {"TSM Xcv DoAddPort: failed to add port and so removing port entry", "TSM: AddPortInRegistry failed to "}};
+const Change kConfigure = {W("TSConfigPort"),
+                           {kOld},
+                           {kChanged},
+                           {host::port_config(W("Old"), kChanged.printer_address, 1)},
+                           false,
+                           {"TSM: Xcv DoConfigPort: failed to update registry"}};
+const Change kDelete = {W("TSDeletePort"), {kOld}, {}, {kOld}, true, {"TSM: DeletePortFromRegistry failed to "}};
 
-std::string whether(bool holds) {
-    return holds ? "" : "the ports are not those that the command's code tells of";
-}
-
-// In the list and in the registry, or in neither; the latter also when the registry or the spooler cannot be asked.
-std::string run_add(World& world) {
-    const bool added = host::send_config(world.monitor, W("TSAddPort"), kOld) == ERROR_SUCCESS;
-    winapi::fault::disarm();
-    if (world.mode != winapi::fault::Mode::once) {
-        const bool agrees = added ? holds(world.listed()) && holds(World::stored()) : !holds(world.listed());
-        host::send_name(world.monitor, W("TSDeletePort"), W("Old"));
-        return whether(agrees);
-    }
-    const Lines ports = added ? Lines{host::to_line(kOld)} : Lines{};
-    const bool agree = are_ports(world, ports, ports);
-    if (added &&
-        (registry_failed() || failed("GetSystemDirectoryW") || failed("LoadLibraryW") || failed("GetProcAddress"))) {
-        return "added without the registry or the spooler";
-    }
-    if (registry_failed() && (untold(world, "TSM Xcv DoAddPort: failed to add port and so removing port entry") ||
-                              untold(world, "TSM: AddPortInRegistry failed to "))) {
-        return "the log does not tell of it once";
-    }
-    const DWORD again = host::send_config(world.monitor, W("TSAddPort"), kOld);
-    host::send_name(world.monitor, W("TSDeletePort"), W("Old"));
-    return whether(agree && again == (added ? DWORD{ERROR_ALREADY_EXISTS} : DWORD{ERROR_SUCCESS}));
-}
-
-// The old or the new one everywhere; what was stored before the registry failed stays.
-std::string run_config(World& world) {
+// In the list and in the registry, or in neither, as its code tells.
+std::string run_change(World& world, const Change& change) {
     const spooler_sim::ClientScope administrator(W("ann"));
-    const DWORD code = host::send_config(world.monitor, W("TSConfigPort"), kChanged);
+    const DWORD code = change.after.empty() ? host::send_name(world.monitor, change.command, W("old"))
+                                            : host::send_config(world.monitor, change.command, change.after[0]);
     winapi::fault::disarm();
+    const bool done = code == ERROR_SUCCESS;
+    const auto& ports = done ? change.after : change.before;
+    const auto are = [&world](const Lines& found, std::vector<host::PortConfig> expected) {
+        expected.push_back(host::port_config(kPrinterName, W("127.0.0.1"), world.printer().port()));
+        return found == to_lines(expected);
+    };
     if (failed("ImpersonatePrinterClient") && untold(world, "TSM: Unable to ImpersonatePrinterClient - ")) {
         return "the thread stays the spooler, and the log does not tell";
     }
-    if (world.mode != winapi::fault::Mode::once) return "";
-    if (registry_failed() && code != ERROR_INVALID_PARAMETER) return "its code is " + std::to_string(code);
-    if (registry_failed() && untold(world, "TSM: Xcv DoConfigPort: failed to update registry")) {
-        return "the log does not tell of it once";
+    if (!are(world.listed(), ports)) return "the listed ports are not those that the command's code tells of";
+    if (!are(World::stored(), ports) &&
+        !((registry_failed() || world.mode != winapi::fault::Mode::once) && are(World::stored(), change.half))) {
+        return "the stored ports are not those that the command's code tells of";
     }
-    const Lines ports = {host::to_line(code == ERROR_SUCCESS ? kChanged : kOld)};
-    const Lines half = {host::to_line(host::port_config(W("Old"), kChanged.printer_address, kOld.port_number))};
-    return whether(are_ports(world, ports, ports) || (registry_failed() && are_ports(world, ports, half)));
-}
-
-// A registry that keeps the port is told by a line; the list forgets it, and it can be added again.
-std::string run_delete(World& world) {
-    const bool deleted = host::send_name(world.monitor, W("TSDeletePort"), W("old")) == ERROR_SUCCESS;
-    winapi::fault::disarm();
-    if (deleted == holds(world.listed())) return deleted ? "deleted, and still listed" : "not deleted, and not listed";
-    if (!deleted && !holds(World::stored())) return "not deleted, and not stored";
-    if (world.mode != winapi::fault::Mode::once) return "";
-    if (registry_failed() && !deleted) return "a registry that fails keeps it";
-    if (registry_failed() ? untold(world, "TSM: DeletePortFromRegistry failed to ")
-                          : holds(World::stored()) == deleted) {
-        return "it is still stored, and the log does not tell";
+    if (world.mode == winapi::fault::Mode::once) {
+        const bool must_fail = failed("GetSystemDirectoryW") || failed("LoadLibraryW") || failed("GetProcAddress");
+        if (done && (must_fail || (registry_failed() && !change.done_without_registry))) {
+            return "done without the registry or the spooler";
+        }
+        for (const std::string& line : change.told) {
+            if (registry_failed() && untold(world, line)) return "the log does not tell of it once: " + line;
+        }
     }
-    const LPCWSTR command = deleted ? W("TSAddPort") : W("TSConfigPort");
-    const DWORD code = host::send_config(world.monitor, command, kChanged);
-    const Lines changed = {host::to_line(kChanged)};
-    return whether(code == ERROR_SUCCESS && are_ports(world, changed, changed));
+    const DWORD again = host::send_config(world.monitor, W("TSAddPort"), kChanged);
+    if (again != (ports.empty() ? DWORD{ERROR_SUCCESS} : DWORD{ERROR_ALREADY_EXISTS}))
+        return "added again, or not at all";
+    if (ports.empty() && !are(World::stored(), {kChanged})) return "what is added again is not stored";
+    host::send_name(world.monitor, W("TSDeletePort"), W("Old"));
+    return "";
 }
 
 // Whoever closes the port last gives back what the document held, and is himself again.
@@ -338,9 +322,9 @@ const std::vector<Scenario>& scenarios() {
         {"abandoned", [](World& world) { prepare_document(world, {.forced = true}); }, run_abandoned},
         {"lost-printer", prepare_lost, run_lost},
         {"rotation", prepare_rotation, run_document},
-        {"xcv-add", prepare_monitor, run_add, true},
-        {"xcv-config", prepare_old, run_config, true},
-        {"xcv-delete", prepare_old, run_delete, true},
+        {"xcv-add", prepare_monitor, [](World& world) { return run_change(world, kAdd); }, true},
+        {"xcv-config", prepare_old, [](World& world) { return run_change(world, kConfigure); }, true},
+        {"xcv-delete", prepare_old, [](World& world) { return run_change(world, kDelete); }, true},
         {"xcv-ask", prepare_monitor, run_ask},
     };
     return all;

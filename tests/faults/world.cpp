@@ -9,7 +9,6 @@
 #include "winapi/linux/control.h"
 
 namespace faults {
-namespace {
 
 namespace fs = std::filesystem;
 
@@ -19,8 +18,6 @@ Lines to_lines(const std::vector<host::PortConfig>& ports) {
     std::sort(lines.begin(), lines.end());
     return lines;
 }
-
-}  // namespace
 
 const Text kPrinterName = W("Office");
 
@@ -88,14 +85,6 @@ size_t World::logged(const std::string& text) const {
     size_t count = 0;
     for (size_t at = log.find(text); at != std::string::npos; at = log.find(text, at + 1)) ++count;
     return count;
-}
-
-Lines World::listed() const {
-    return to_lines(host::listed_ports(monitor));
-}
-
-Lines World::stored() {
-    return to_lines(host::stored_ports());
 }
 
 }  // namespace faults

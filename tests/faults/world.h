@@ -20,6 +20,9 @@ constexpr DWORD kJob = 7;
 // Of which all traces are cleared away.
 extern const testbed::DocumentPlan kFullPlan;
 
+// As lines, sorted.
+Lines to_lines(const std::vector<host::PortConfig>& ports);
+
 class World : public testbed::PrintServer {
   public:
     World();
@@ -47,9 +50,8 @@ class World : public testbed::PrintServer {
     // How often a text stands in the log, rotated files included.
     size_t logged(const std::string& text) const;
 
-    // The ports as lines, sorted.
-    Lines listed() const;
-    static Lines stored();
+    Lines listed() const { return to_lines(host::listed_ports(monitor)); }
+    static Lines stored() { return to_lines(host::stored_ports()); }
 
     winapi::fault::Mode mode = winapi::fault::Mode::once;  // in which a call fails
 
