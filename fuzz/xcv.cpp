@@ -1,5 +1,7 @@
 // The configuration channel and the calls on the port list beside it: a sequence of them. Names stay unique, what fails
 // changes nothing, the registry holds the same ports, and the next start brings them back.
+#include <map>
+
 #include "fuzz/support.h"
 #include "host/platform.h"
 #include "host/ports.h"
@@ -74,30 +76,35 @@ std::vector<BYTE> take_buffer(Input& input) {
 
 // -- The monitor -----------------------------------------------------------------------------------------------------
 
-struct Port {
-    Text name;
-    Text address;
-    DWORD number = 0;
-
-    // Letter case makes no other name.
-    bool operator<(const Port& other) const { return lstrcmpiW(name.c_str(), other.name.c_str()) < 0; }
-    bool operator==(const Port& other) const {
-        return !(*this < other || other < *this) && address == other.address && number == other.number;
-    }
-    // Whether the registry gives it back as it was, and it touches no other port's key.
-    bool is_storable() const {
-        return !name.empty() && name.size() < contract::kPortNameSize && name.find(W('\\')) == Text::npos;
-    }
+// Letter case makes no other name.
+struct Less {
+    bool operator()(const Text& left, const Text& right) const { return lstrcmpiW(left.c_str(), right.c_str()) < 0; }
 };
+// Where each name leads to.
+using Ports = std::map<Text, std::pair<Text, DWORD>, Less>;
 
-std::vector<Port> sorted(const std::vector<PortConfig>& configs) {
-    std::vector<Port> ports;
+Ports ports_of(const std::vector<PortConfig>& configs) {
+    Ports ports;
     for (const PortConfig& config : configs) {
-        ports.push_back({contract::FieldText(config.port_name).text, contract::FieldText(config.printer_address).text,
-                         config.port_number});
+        const auto [port, is_new] = ports.insert({contract::FieldText(config.port_name).text, {}});
+        REQUIRE(is_new && lstrcmpiW(port->first.c_str(), kForeignPort) != 0);
+        port->second = {contract::FieldText(config.printer_address).text, config.port_number};
     }
-    std::sort(ports.begin(), ports.end());
     return ports;
+}
+
+bool are_equal(const Ports& left, const Ports& right) {
+    return std::equal(left.begin(), left.end(), right.begin(), right.end(), [](const auto& one, const auto& other) {
+        return lstrcmpiW(one.first.c_str(), other.first.c_str()) == 0 && one.second == other.second;
+    });
+}
+
+// Whether the registry gives all back as they were, and none touches another one's key.
+bool are_storable(const Ports& ports) {
+    return std::all_of(ports.begin(), ports.end(), [](const auto& port) {
+        const Text& name = port.first;
+        return !name.empty() && name.size() < contract::kPortNameSize && name.find(W('\\')) == Text::npos;
+    });
 }
 
 struct XcvHandle {
@@ -129,12 +136,12 @@ void send(const MonitorHost& monitor, Input& input, const XcvHandle& xcv) {
     std::vector<BYTE> out(room < 0x60 ? sizeof(PortConfig) : room < 0xC0 ? 42 : room);
     const Text command = is_known ? Text(kCommands[choice % 7]) : take_name(input);
     DWORD needed = 0;
-    const std::vector<Port> before = sorted(host::listed_ports(monitor));
+    const Ports before = ports_of(host::listed_ports(monitor));
     const DWORD result = monitor.table()->pfnXcvDataPort(
         xcv.handle, command.c_str(), in.data(), static_cast<DWORD>(in.size()), out.data(),
         static_cast<DWORD>(out.size()), input.byte() % 2 != 0 ? nullptr : &needed);
     REQUIRE((result == ERROR_SUCCESS && xcv.administrator && is_known) ||
-            before == sorted(host::listed_ports(monitor)));
+            are_equal(before, ports_of(host::listed_ports(monitor))));
 }
 
 // False once a port was there that is not storable.
@@ -155,10 +162,7 @@ bool run(const MonitorHost& monitor, Input& input) {
             REQUIRE(monitor.close_port(take_out(open_ports, input)));
         } else {
             send(monitor, input, handles[input.byte() % handles.size()]);
-            std::vector<Port> ports = sorted(host::listed_ports(monitor));
-            for (const Port& port : ports) storable = storable && port.is_storable();
-            ports.insert(std::lower_bound(ports.begin(), ports.end(), Port{kForeignPort, {}}), Port{kForeignPort, {}});
-            for (size_t i = 1; i < ports.size(); ++i) REQUIRE(ports[i - 1] < ports[i]);
+            storable = storable && are_storable(ports_of(host::listed_ports(monitor)));
         }
     }
     for (const XcvHandle& xcv : handles) monitor.table()->pfnXcvClosePort(xcv.handle);
@@ -180,11 +184,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const fuzz::NothingLeftOver nothing;
     REQUIRE(server.try_load(why));
     const bool storable = run(server.monitor, input);
-    const std::vector<Port> ports = sorted(host::listed_ports(server.monitor));
-    REQUIRE(!storable || ports == sorted(host::stored_ports()));
+    const Ports ports = ports_of(host::listed_ports(server.monitor));
+    REQUIRE(!storable || are_equal(ports, ports_of(host::stored_ports())));
     server.monitor.unload();
     REQUIRE(server.try_load(why));
-    REQUIRE(!storable || ports == sorted(host::listed_ports(server.monitor)));
+    REQUIRE(!storable || are_equal(ports, ports_of(host::listed_ports(server.monitor))));
     server.monitor.unload();
     return 0;
 }
