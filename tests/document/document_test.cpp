@@ -6,18 +6,21 @@ namespace {
 
 class Documents : public PrintServer {};
 
+// Of the writes twenty are shown, and all are counted.
 TEST_F(Documents, APrintedDocumentLeavesItsStepsInTheLog) {
     start({"Debug=on", "LogRotateCheckCount=0"});
-    EXPECT_EQ(print(W("Office"), pattern(5000)).result, host::Result::printed);
+    const DWORD begin = GetTickCount();
+    EXPECT_EQ(print(W("Office"), pattern(25), 1).result, host::Result::printed);
+    const DWORD longest = GetTickCount() - begin;
     const std::string all = log();
     size_t place = 0;
     for (const char* const step : {"TSM Open Port: Office",
                                    "TSM Start Doc Port - pFullPrinterName: \"Office\", JobId: 1, ",
                                    "TSM Start Doc Port - checking if notapproved file exists for JobId: 1",
                                    "TSM: get addr for 127.0.0.1",
-                                   "TSM Write Port: buf count = 5000",
-                                   "TSM: Write Port: write data to printer of size 5000",
-                                   "TSM Write Port: given 5000 bytes and sent 5000 bytes",
+                                   "TSM Write Port: buf count = 1",
+                                   "TSM: Write Port: write data to printer of size 1",
+                                   "TSM Write Port: given 1 bytes and sent 1 bytes",
                                    "Duration = ",
                                    "Perform log rotation if required.",
                                    "No log rotation as current size is ",
@@ -26,9 +29,11 @@ TEST_F(Documents, APrintedDocumentLeavesItsStepsInTheLog) {
                                    "TSM: waiting for FD_CLOSE on socket",
                                    "TSM: closesocket",
                                    "jobid: 1, Start ",
-                                   "jobid: 1, Writes 1, ",
-                                   "jobid: 1, write[1/1] = ",
-                                   " ms 5000 bytes",
+                                   "jobid: 1, Writes 25, total duration ",
+                                   "total size 25 bytes",
+                                   "jobid: 1, write[1/25] = ",
+                                   " ms 1 bytes",
+                                   "TSM EndDoc: printer: Office, jobid: 1, write[20/25] = ",
                                    "jobid: 1, End ",
                                    "jobid: 1, Total ",
                                    "TSM End Doc Port completed - return 1",
@@ -37,24 +42,17 @@ TEST_F(Documents, APrintedDocumentLeavesItsStepsInTheLog) {
         ASSERT_NE(found, std::string::npos) << "not in the log, or not in its place: " << step;
         place = found + 1;
     }
-}
-
-TEST_F(Documents, OnlyTwentyWritesAreShownButAllAreCounted) {
-    start();
-    const DWORD begin = GetTickCount();
-    EXPECT_EQ(print(W("Office"), pattern(25), 1).result, host::Result::printed);
-    const DWORD longest = GetTickCount() - begin;
-    EXPECT_EQ(logged("noting initial buf size"), 1);
-    EXPECT_EQ(logged("TSM EndDoc: printer: Office, jobid: 1, write[20/25] = "), 1);
-    EXPECT_EQ(logged("write[21/25] = "), 0);
-    EXPECT_EQ(logged("Writes 25, total duration "), 1);
-    EXPECT_EQ(logged("total size 25 bytes"), 1);
-    EXPECT_EQ(logged("Duration = "), 20);
+    for (const auto& [text, times] : {std::pair{"noting initial buf size", 1},
+                                      {"write[21/25] = ", 0},
+                                      {"write[20/25] = ", 1},
+                                      {"Duration = ", 20}}) {
+        EXPECT_EQ(logged(text), times) << text;
+    }
     for (const std::string& message : log_lines()) {
         for (const std::string label : {"Duration = ", "total duration ", ", Start ", ", End ", ", Total "}) {
-            const size_t place = message.find(label);
-            if (place == std::string::npos) continue;
-            EXPECT_LE(std::stoul(message.substr(place + label.size())), longest) << message;
+            const size_t at = message.find(label);
+            if (at == std::string::npos) continue;
+            EXPECT_LE(std::stoul(message.substr(at + label.size())), longest) << message;
         }
     }
 }
@@ -74,12 +72,11 @@ TEST_F(Documents, ANotApprovedJobReachesNoPrinter) {
     EXPECT_EQ(logged("TSM Write Port - abandon as JobId: 42 has an associated notapproved file"), 2);
     EXPECT_EQ(logged("TSM End Doc Port - abandon as JobId: 42 has an associated notapproved file"), 1);
     EXPECT_EQ(print_job(42, "page").result, host::Result::printed) << "the marker counts once";
-}
 
-TEST_F(Documents, WithoutCheckingAMarkerIsNeitherFoundNorDeleted) {
-    start({"Debug=on", "NotApprovedFileChecking=off"});
-    EXPECT_EQ(print_job(42, "page", true).result, host::Result::printed);
-    EXPECT_EQ(arrived(), Lines{"page"});
+    configure({"NotApprovedFileChecking=off"});
+    restart();
+    EXPECT_EQ(print_job(42, "unchecked", true).result, host::Result::printed);
+    EXPECT_EQ(arrived(), (Lines{"page", "unchecked"}));
     EXPECT_TRUE(fs::exists(folder.marker(42)));
     EXPECT_EQ(logged("TSM Start Doc Port - notapproved file checking is disabled"), 1);
 }

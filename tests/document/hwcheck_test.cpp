@@ -138,16 +138,18 @@ TEST_F(HardwareCheck, AHeldDocumentKeepsItsAddress) {
     ASSERT_EQ(send_config(monitor, W("TSConfigPort"), port_config(W("Office"), W("127.0.0.1"), office->port())), 0u);
 }
 
-// The spooler may close a port that was deleted under a document without ending it first.
+// The spooler may close a port under a document without ending it first, before the port is deleted or after that.
 TEST_F(HardwareCheck, ADeletedPortLetsGoOfTheDocumentItWasPrinting) {
     start();
-    for (const bool forced : {false, true}) {
+    for (const auto& [closed_first, forced] : {std::pair{true, false}, {false, false}, {false, true}}) {
         if (forced) force_attributes();
         const HANDLE port = begin_document(kJob);
         ASSERT_TRUE(write(port, "half a page"));
+        EXPECT_TRUE(!closed_first || monitor.close_port(port));
         ASSERT_EQ(send_name(monitor, W("TSDeletePort"), W("Office")), 0u);
-        EXPECT_TRUE(monitor.close_port(port));
-        EXPECT_EQ(arrived(), Lines{forced ? "" : "half a page"});
+        EXPECT_TRUE(closed_first || monitor.close_port(port));
+        EXPECT_EQ(arrived(1), Lines{forced ? "" : "half a page"});
+        EXPECT_EQ(spooler_sim::open_printers(), 0u);
         EXPECT_EQ(heard(), kStart + kClosed);
         const Lines records = {"job-Office-7.dat", "msf-Office-7.dat"};
         EXPECT_EQ(work_files(), forced ? records : Lines{}) << "the job may be printed on another port";

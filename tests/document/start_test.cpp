@@ -173,38 +173,8 @@ TEST_F(Start, AnEnumerationThatNeverEndsIsGivenUp) {
     EXPECT_EQ(logged("gives up after 1000 failures in a row", "ERROR"), 1);
 }
 
-TEST_F(Start, TheInstallPathMayStandAtEitherPlace) {
-    configure({"Debug=on"});
-    ASSERT_EQ(RegDeleteKeyW(HKEY_LOCAL_MACHINE, W("SOFTWARE\\Wow6432Node\\ts-print-provider")), ERROR_SUCCESS);
-    const Text path = host::windows_path(folder.install);
-    store_value(W("SOFTWARE\\Wow6432Node\\Tessaron"), W("InstallPath"), REG_SZ, path.c_str(),
-                (path.size() + 1) * sizeof(WCHAR));
-    load();
-    EXPECT_EQ(logged("TSM: Starting port monitor version: "), 1) << "the log is in the base directory";
-    EXPECT_EQ(logged("TSM: using helper command path"), 0);
-    EXPECT_EQ(logged("TSM: Could not access the install path for ", "ERROR"), 2);
-    EXPECT_EQ(logged("TSM: Could not retrieve the install path for SOFTWARE\\Wow6432Node\\ts-print-provider.", "ERROR"),
-              1)
-        << "the renewed look-up, of which the first place fails again";
-}
-
-TEST_F(Start, WithoutAnInstallPathOrSettingsDocumentsStillPrint) {
-    configure({});
-    add_printer(W("Office"));
-    fs::remove(folder.base + "/print-provider.conf");
-    load();
-    EXPECT_EQ(print(W("Office"), "page").result, host::Result::printed);
-    EXPECT_EQ(logged("Error parsing config file: ", "ERROR"), 1);
-    const std::string before = log();
-
-    ASSERT_EQ(RegDeleteKeyW(HKEY_LOCAL_MACHINE, W("SOFTWARE\\Wow6432Node\\ts-print-provider")), ERROR_SUCCESS);
-    restart();
-    EXPECT_EQ(print(W("Office"), "another page").result, host::Result::printed);
-    EXPECT_EQ(arrived(), (Lines{"page", "another page"}));
-    EXPECT_EQ(log(), before);
-}
-
-// What stands without an install path sets nothing up: the next start that finds one does.
+// What stands without an install path prints, and sets nothing up: the next start that finds one, at either place,
+// does.
 TEST_F(Start, TheFirstInstallPathThatIsFoundCounts) {
     configure({"Debug=on"});
     add_printer(W("Office"));
@@ -214,16 +184,29 @@ TEST_F(Start, TheFirstInstallPathThatIsFoundCounts) {
     EXPECT_FALSE(fs::exists(path_of(folder.log())));
     const std::string work_file = folder.spool("forceattr") + "/input-Office-9.dat";
     write_file(work_file, "of an earlier run");
-    ASSERT_TRUE(host::store_install_path(host::windows_path(folder.install)));
+    const Text path = host::windows_path(folder.install);
+    store_value(W("SOFTWARE\\Wow6432Node\\Tessaron"), W("InstallPath"), REG_SZ, path.c_str(),
+                (path.size() + 1) * sizeof(WCHAR));
     host::MonitorHost second;
     std::string why;
     ASSERT_TRUE(load_into(second, why)) << why;
-    EXPECT_EQ(logged("TSM init complete"), 1);
+    EXPECT_EQ(logged("TSM init complete"), 1) << "the log is in the base directory";
     EXPECT_FALSE(fs::exists(path_of(work_file)));
+    EXPECT_EQ(logged("TSM: using helper command path"), 0);
+    EXPECT_EQ(logged("TSM: Could not access the install path for ", "ERROR"), 2);
+    EXPECT_EQ(logged("TSM: Could not retrieve the install path for SOFTWARE\\Wow6432Node\\ts-print-provider.", "ERROR"),
+              1)
+        << "the renewed look-up, of which the first place fails again";
     EXPECT_EQ(print_job(42, "page", true).result, host::Result::refused) << "the first instance has the settings, too";
     second.unload();
     EXPECT_EQ(print_job(43, "page").result, host::Result::printed);
     EXPECT_EQ(logged("TSM End Doc Port completed"), 2) << "the log stays open for the first one";
+
+    fs::remove(folder.base + "/print-provider.conf");
+    restart();
+    EXPECT_EQ(print_job(44, "without settings").result, host::Result::printed);
+    EXPECT_EQ(logged("Error parsing config file: ", "ERROR"), 1);
+    EXPECT_EQ(logged("TSM End Doc Port completed"), 2);
 }
 
 TEST_F(Start, LeftOverWorkFilesAreSwept) {

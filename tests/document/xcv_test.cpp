@@ -11,14 +11,12 @@ namespace {
 
 constexpr DWORD kMost = 0xFFFFFFFF;
 constexpr DWORD kNotFound = 2;
+constexpr DWORD kInvalidHandle = 6;
 
 class Xcv : public PrintServer {
   protected:
     static constexpr ACCESS_MASK kAdministrator = SERVER_ACCESS_ADMINISTER;
 
-    static PortConfig config(const Text& name, const Text& address, DWORD number = 9100) {
-        return port_config(name, address, number);
-    }
     DWORD send(LPCWSTR command, const PortConfig& config, ACCESS_MASK access = kAdministrator) {
         return send_config(monitor, command, config, access);
     }
@@ -39,15 +37,15 @@ TEST_F(Xcv, APortsLife) {
     spooler_sim::add_printer(W("Office"));
     load();
     EXPECT_EQ(send(W("TSPortExists"), Text(W("Office")), 0), 0u);
-    ASSERT_EQ(send(W("TSAddPort"), config(W("Office"), W("127.0.0.1"), first.port())), 0u);
-    ASSERT_EQ(send(W("TSAddPort"), config(W("\u0100"), W("127.0.0.1"), first.port())), 0u);
+    ASSERT_EQ(send(W("TSAddPort"), port_config(W("Office"), W("127.0.0.1"), first.port())), 0u);
+    ASSERT_EQ(send(W("TSAddPort"), port_config(W("\u0100"), W("127.0.0.1"), first.port())), 0u);
     EXPECT_EQ(send(W("TSDeletePort"), Text(W("\u0100"))), 0u) << "half of a letter is no end";
     EXPECT_EQ(logged("pszDataName = \"TSDeletePort\", cbOutputData = "), 1);
     EXPECT_EQ(send(W("TSPortExists"), Text(W("oFFICE")), 0), static_cast<DWORD>(ERROR_ALREADY_EXISTS));
     EXPECT_EQ(print(W("Office"), "page").result, host::Result::printed);
 
     // The record is kept byte for byte, with what is behind its terminators.
-    PortConfig changed = config(W("Office"), W("127.0.0.1"), second.port());
+    PortConfig changed = port_config(W("Office"), W("127.0.0.1"), second.port());
     changed.printer_address[100] = W('x');
     changed.port_name[60] = W('y');
     ASSERT_EQ(send(W("TSConfigPort"), changed), 0u);
@@ -74,8 +72,8 @@ TEST_F(Xcv, FailuresHaveTheirCodesAndLines) {
     spooler_sim::add_foreign_port(W("LPT1:"));
     load();
     const Lines before = listed();
-    const PortConfig known = config(W("Office"), W("printer"));
-    const PortConfig unknown = config(W("Attic"), W("printer"));
+    const PortConfig known = port_config(W("Office"), W("printer"));
+    const PortConfig unknown = port_config(W("Attic"), W("printer"));
     // The command, the access, the input and its size, the channel's port, the output's size, the code, and the line at
     // error level, empty when there is none.
     using Row =
@@ -108,7 +106,7 @@ TEST_F(Xcv, FailuresHaveTheirCodesAndLines) {
         EXPECT_EQ(logged(line, "ERROR"), lines) << what;
     }
     SetLastError(0);
-    EXPECT_EQ(send(W("TSAddPort"), config(W("lpt1:"), W("printer"))), 183u) << "another monitor's";
+    EXPECT_EQ(send(W("TSAddPort"), port_config(W("lpt1:"), W("printer"))), 183u) << "another monitor's";
     EXPECT_EQ(GetLastError(), 183u);
     EXPECT_EQ(send(W("TSPortExists"), Text(W("lpt1:")), 0), 183u);
     EXPECT_EQ(listed(), before);
@@ -130,7 +128,7 @@ TEST_F(Xcv, MonitorUiNamesItsLibrary) {
 
 TEST_F(Xcv, ACheckConnectsAndLeavesNothingOpen) {
     start();
-    const PortConfig good = config(W(""), W("127.0.0.1"), office->port());
+    const PortConfig good = port_config(W(""), W("127.0.0.1"), office->port());
     const size_t handles = open_handles();
     EXPECT_EQ(send(W("TSPortIsValid"), good, 0), 0u);
     ASSERT_TRUE(office->wait_for_ends(1));
@@ -145,27 +143,8 @@ TEST_F(Xcv, ACheckConnectsAndLeavesNothingOpen) {
     EXPECT_EQ(logged("TSM: unable to connect to printer by tcp", "ERROR"), 1);
     EXPECT_EQ(logged("TSM Xcv DoPortIsValid: success"), 2);
     EXPECT_EQ(logged("TSM Xcv DoPortIsValid: failure"), 1);
-    EXPECT_EQ(send(W("TSPortIsValid"), config(W(""), W("127.0.0.1"), 65536 + office->port()), 0), 1u);
+    EXPECT_EQ(send(W("TSPortIsValid"), port_config(W(""), W("127.0.0.1"), 65536 + office->port()), 0), 1u);
     EXPECT_TRUE(handles_fall_to(handles)) << open_handles() << " > " << handles;
-}
-
-TEST_F(Xcv, OpenHandlesDoNotDependOnEachOther) {
-    start({});
-    PortConfig read = {};
-    std::unique_ptr<host::Xcv> channels[3];
-    for (auto& channel : channels) channel = std::make_unique<host::Xcv>(monitor, W("Office"), kAdministrator);
-    for (auto* const closed : {&channels[0], &channels[2]}) {
-        closed->reset();
-        EXPECT_EQ(channels[1]->send(W("TSGetConfigInfo"), nullptr, 0, &read, sizeof read), 0u);
-    }
-    // The object's name is the handle's own; there may be none.
-    HANDLE nameless = nullptr;
-    ASSERT_TRUE(monitor.table()->pfnXcvOpenPort(monitor.monitor(), nullptr, kAdministrator, &nameless));
-    DWORD needed = 0;
-    EXPECT_EQ(monitor.table()->pfnXcvDataPort(nameless, W("TSGetConfigInfo"), nullptr, 0,
-                                              reinterpret_cast<BYTE*>(&read), sizeof read, &needed),
-              87u);
-    EXPECT_TRUE(monitor.table()->pfnXcvClosePort(nameless));
 }
 
 TEST_F(Xcv, NothingIsReadPastTheInput) {
@@ -186,7 +165,7 @@ TEST_F(Xcv, NothingIsReadPastTheInput) {
         }
     }
     // Sizes beyond anything, with the text ended well before them.
-    const PortConfig known = config(W("Office"), W("printer"));
+    const PortConfig known = port_config(W("Office"), W("printer"));
     for (const auto* const command : {W("TSAddPort"), W("TSConfigPort")})
         EXPECT_EQ(send_raw(command, &known, kMost), 87u);
     const WCHAR attic[] = W("Attic");
@@ -208,9 +187,9 @@ TEST_F(Xcv, WhatIsAddedLasts) {
     load();
     const Text odd[] = {W(""), W("Room\\12"), Text(65, W('u'))};
     for (const Text& name : odd) {
-        EXPECT_EQ(send(W("TSAddPort"), config(name, W("printer"))), 0u) << host::to_utf8(name);
+        EXPECT_EQ(send(W("TSAddPort"), port_config(name, W("printer"))), 0u) << host::to_utf8(name);
         EXPECT_EQ(send(W("TSPortExists"), name), 183u) << host::to_utf8(name);
-        EXPECT_EQ(send(W("TSAddPort"), config(name, W("printer"))), 183u) << host::to_utf8(name);
+        EXPECT_EQ(send(W("TSAddPort"), port_config(name, W("printer"))), 183u) << host::to_utf8(name);
     }
     EXPECT_EQ(send(W("TSPortExists"), Text(64, W('u'))), 0u) << "not that whose name fills its field";
     for (const Text& name : odd) EXPECT_EQ(send(W("TSDeletePort"), name), 0u) << host::to_utf8(name);
@@ -225,15 +204,15 @@ TEST_F(Xcv, WhatIsAddedLasts) {
         {W("no address"), W("")},      {W("full address"), Text(129, W('a'))},
         {W(" \t\"%,#"), W("printer")}, {W("B\u00FCro \u0416 \u65E5\u672C"), W("dr\u00FCcker")}};
     for (const auto& [name, address] : rows) {
-        EXPECT_EQ(send(W("TSAddPort"), config(name, address)), 0u) << host::to_utf8(name);
+        EXPECT_EQ(send(W("TSAddPort"), port_config(name, address)), 0u) << host::to_utf8(name);
         expect_agreement();
     }
-    EXPECT_EQ(send(W("TSAddPort"), config(W("b\u00DCRO \u0436 \u65E5\u672C"), W("printer"))), 183u);
+    EXPECT_EQ(send(W("TSAddPort"), port_config(W("b\u00DCRO \u0436 \u65E5\u672C"), W("printer"))), 183u);
     restart();
     EXPECT_EQ(listed(), stored()) << "the order is the registry's";
     PortConfig read = {};
     ASSERT_EQ(get(Text(64, W('N')), read), 0u);
-    const PortConfig full = config(Text(64, W('n')), Text(128, W('a')));
+    const PortConfig full = port_config(Text(64, W('n')), Text(128, W('a')));
     EXPECT_EQ(memcmp(&read, &full, sizeof read), 0);
 }
 
@@ -246,14 +225,14 @@ TEST_F(Xcv, ADocumentOutlivesItsPort) {
         EXPECT_TRUE(monitor.end_document(port));
     };
     test_printer::TcpPrinter other;
-    const PortConfig elsewhere = config(W("Office"), W("127.0.0.1"), other.port());
+    const PortConfig elsewhere = port_config(W("Office"), W("127.0.0.1"), other.port());
     const HANDLE port = begin_document(7);
     ASSERT_TRUE(write(port, "one "));
     ASSERT_EQ(send(W("TSConfigPort"), elsewhere), 0u);
     ASSERT_TRUE(write(port, "two "));
     ASSERT_EQ(send(W("TSDeletePort"), Text(W("Office"))), 0u);
     test_printer::TcpPrinter third;
-    ASSERT_EQ(send(W("TSAddPort"), config(W("OFFICE"), W("127.0.0.1"), third.port())), 0u);
+    ASSERT_EQ(send(W("TSAddPort"), port_config(W("OFFICE"), W("127.0.0.1"), third.port())), 0u);
     ASSERT_TRUE(write(port, "three"));
     // Meanwhile the new port prints for itself.
     EXPECT_EQ(print(W("Office"), "page").result, host::Result::printed);
@@ -287,13 +266,14 @@ TEST_F(Xcv, AHandleIsClosedOnce) {
     ASSERT_TRUE(monitor.open_port(W("Office"), first) && monitor.open_port(W("Office"), second));
     ASSERT_EQ(send(W("TSDeletePort"), Text(W("Office"))), 0u);
     for (int i = 0; i < 4; ++i) EXPECT_TRUE(table.pfnClosePort(first)) << i;
-    ASSERT_EQ(send(W("TSAddPort"), config(W("Office"), W("127.0.0.1"), office->port())), 0u);
+    ASSERT_EQ(send(W("TSAddPort"), port_config(W("Office"), W("127.0.0.1"), office->port())), 0u);
     ASSERT_TRUE(monitor.open_port(W("Office"), first));
     EXPECT_EQ(print(W("Office"), "page").result, host::Result::printed);
 
-    HANDLE channels[2] = {};
+    HANDLE channels[4] = {};
     for (HANDLE& channel : channels) {
-        ASSERT_TRUE(table.pfnXcvOpenPort(monitor.monitor(), W("Office"), kAdministrator, &channel));
+        const LPCWSTR object = &channel == channels ? nullptr : W("Office");
+        ASSERT_TRUE(table.pfnXcvOpenPort(monitor.monitor(), object, kAdministrator, &channel));
     }
     PortConfig read = {};
     const auto ask = [&](HANDLE channel) {
@@ -301,34 +281,21 @@ TEST_F(Xcv, AHandleIsClosedOnce) {
         return table.pfnXcvDataPort(channel, W("TSGetConfigInfo"), nullptr, 0, reinterpret_cast<BYTE*>(&read),
                                     sizeof read, &needed);
     };
-    for (int i = 0; i < 2; ++i) EXPECT_TRUE(table.pfnXcvClosePort(channels[0])) << i;
-    EXPECT_EQ(ask(channels[0]), static_cast<DWORD>(ERROR_INVALID_HANDLE));
-    EXPECT_EQ(ask(nullptr), static_cast<DWORD>(ERROR_INVALID_HANDLE));
-    EXPECT_EQ(ask(channels[1]), 0u);
-    monitor.unload();
-    EXPECT_EQ(ask(channels[1]), static_cast<DWORD>(ERROR_INVALID_HANDLE));
-    load();  // perhaps where the one before was
-    EXPECT_EQ(ask(channels[1]), static_cast<DWORD>(ERROR_INVALID_HANDLE));
-    for (const HANDLE port : {first, HANDLE{nullptr}}) EXPECT_TRUE(table.pfnClosePort(port));
-    for (const HANDLE channel : {channels[1], HANDLE{nullptr}}) EXPECT_TRUE(table.pfnXcvClosePort(channel));
-    FreeLibrary(kept);
-}
-
-TEST_F(Xcv, APortThatGoesGivesBackWhatItsDocumentHeld) {
-    start({});
-    const size_t handles = open_handles();
-    for (const bool is_closed_first : {true, false}) {
-        const HANDLE port = begin_document(7);
-        ASSERT_TRUE(write(port, "half a page"));
-        const auto close = [&] { EXPECT_TRUE(monitor.close_port(port)); };
-        const auto remove = [&] { EXPECT_EQ(send(W("TSDeletePort"), Text(W("Office"))), 0u); };
-        is_closed_first ? close() : remove();
-        is_closed_first ? remove() : close();
-        EXPECT_EQ(arrived(1), Lines{"half a page"});
-        EXPECT_EQ(spooler_sim::open_printers(), 0u);
-        EXPECT_TRUE(handles_fall_to(handles)) << open_handles() << " > " << handles;
-        ASSERT_EQ(send(W("TSAddPort"), config(W("Office"), W("127.0.0.1"), office->port())), 0u);
+    EXPECT_EQ(ask(channels[0]), 87u) << "a channel that is about nothing";
+    for (const HANDLE closed : {channels[0], channels[3], channels[1]}) {
+        EXPECT_EQ(ask(channels[2]), 0u);
+        for (int i = 0; i < 2; ++i) EXPECT_TRUE(table.pfnXcvClosePort(closed)) << i;
+        EXPECT_EQ(ask(closed), kInvalidHandle);
     }
+    EXPECT_EQ(ask(nullptr), kInvalidHandle);
+    EXPECT_EQ(ask(channels[2]), 0u);
+    monitor.unload();
+    EXPECT_EQ(ask(channels[2]), kInvalidHandle);
+    load();  // perhaps where the one before was
+    EXPECT_EQ(ask(channels[2]), kInvalidHandle);
+    for (const HANDLE port : {first, HANDLE{nullptr}}) EXPECT_TRUE(table.pfnClosePort(port));
+    for (const HANDLE channel : {channels[2], HANDLE{nullptr}}) EXPECT_TRUE(table.pfnXcvClosePort(channel));
+    FreeLibrary(kept);
 }
 
 // A registry in the place of the host's, until the test is over: `asked` stands in for the call that stores a value or
@@ -376,7 +343,7 @@ TEST_F(ScriptedRegistry, PrintingDoesNotWaitForIt) {
         meanwhile = {};
         work = done_meanwhile;
         ASSERT_TRUE(monitor.open_port(W("Office"), open));
-        const PortConfig input = config(name, W("printer"));
+        const PortConfig input = port_config(name, W("printer"));
         EXPECT_EQ(command == Text(W("TSDeletePort")) ? send(command, name) : send(command, input), code);
         EXPECT_TRUE(meanwhile.get()) << host::to_utf8(command);
     }
@@ -394,7 +361,7 @@ TEST_F(ScriptedRegistry, AChangeStopsWhereItFails) {
         asked.push_back(host::to_utf8(value));
         return value == W("PortNumber") ? ERROR_DISK_FULL : ERROR_SUCCESS;
     });
-    EXPECT_EQ(send(W("TSConfigPort"), config(W("Office"), W("printer"), 9101)), 87u);
+    EXPECT_EQ(send(W("TSConfigPort"), port_config(W("Office"), W("printer"), 9101)), 87u);
     EXPECT_EQ(asked, (Lines{"HostName", "PortNumber"}));
     EXPECT_EQ(listed(), before);
     EXPECT_EQ(logged("failed to create ports/port-name/PortNumber key: 9101 - ", "ERROR"), 1);
