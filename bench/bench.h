@@ -3,7 +3,6 @@
 
 #include <optional>
 
-#include "bench/chart.h"
 #include "bench/pairs.h"
 #include "bench/receiver.h"
 #include "bench/report.h"
@@ -16,6 +15,16 @@ constexpr std::uint64_t kGiB = 1024 * kMiB;
 constexpr size_t kUsualWrite = 64 * kKiB;
 constexpr std::uint64_t kSmallDocument = 100 * kKiB;
 constexpr const char* kPlain = "plain loop";
+
+// A line of the picture of throughput over the size of writes.
+struct Series {
+    std::string name;
+    std::string colour;
+    // Bytes of a write, and GiB/s. One with a single point does not choose its writes: it is drawn as a level.
+    std::vector<std::pair<double, double>> points;
+};
+
+bool write_chart(const std::string& path, const std::vector<Series>& all);
 
 struct Bench {
     const Receiver& receiver;
@@ -33,6 +42,9 @@ std::vector<char> buffer_of(size_t size);
 // A sample that has to bring so many bytes in so many connections to the receiver.
 Sample delivering(const Bench& bench, std::uint64_t bytes, std::uint64_t connections, const Sample& sample);
 Sample timed(const std::function<void()>& work);
+// Seconds that the threads take, from the moment when all of them are there; each prints for a client, and is given its
+// number. What goes wrong in one fails all.
+double on_threads(unsigned threads, const std::function<void(unsigned)>& work);
 
 // Measures a row and adds it; its pairs.
 Pairs compare(Bench& bench, const SamplingPlan& sampling, const std::string& name, const std::string& against,
@@ -46,6 +58,16 @@ void lock_waits(Bench& bench);
 void log_lines(Bench& bench);
 void forced_attributes(Bench& bench);
 void stored_ports(Bench& bench);
+// Of one build alone.
+void cups(Bench& bench);
+void memory(Bench& bench);
+void allocations(Bench& bench);
+void system_calls(Bench& bench);
+void import(Bench& bench);
+void reports(Bench& bench);
+void memory_of_ports(Bench& bench);
+void windows_calls(Bench& bench);
+void pieces_of_a_document(Bench& bench);
 
 // So many small documents for somebody who counts from outside: "documents", "debug" (the same with Debug=on) or
 // "plain" (by the plain loop). False for any other name.

@@ -1,9 +1,8 @@
-#include "bench/chart.h"
-
 #include <algorithm>
 #include <cmath>
 #include <fstream>
 
+#include "bench/bench.h"
 #include "host/text.h"
 
 namespace bench {

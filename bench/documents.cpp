@@ -1,6 +1,5 @@
 // Whole documents through the library, against the plain loop.
-#include <condition_variable>
-#include <mutex>
+#include <latch>
 #include <thread>
 
 #include "bench/plan.h"
@@ -44,6 +43,29 @@ Pairs compare(Bench& bench, const SamplingPlan& sampling, const std::string& nam
     const Pairs pairs = run_pairs(sampling, bar, ours, theirs);
     bench.report.add(pair_row(name, against, pairs, bar, unit, factor, parts));
     return pairs;
+}
+
+double on_threads(unsigned threads, const std::function<void(unsigned)>& work) {
+    std::latch all_there(threads + 1);
+    std::vector<std::string> failures(threads);
+    std::vector<std::thread> running;
+    for (unsigned i = 0; i < threads; ++i) {
+        running.emplace_back([&, i] {
+            const spooler_sim::ClientScope client(W("client"));
+            all_there.arrive_and_wait();
+            try {
+                work(i);
+            } catch (const Failed& failure) {
+                failures[i] = failure.what();
+            }
+        });
+    }
+    const double seconds = seconds_of([&] {
+        all_there.arrive_and_wait();
+        for (std::thread& thread : running) thread.join();
+    });
+    for (const std::string& failure : failures) require(failure.empty(), failure);
+    return seconds;
 }
 
 void large_documents(Bench& bench) {
@@ -123,47 +145,6 @@ bool repeat_documents(const std::string& name, std::uint64_t count, std::uint16_
 
 namespace {
 
-// Where threads wait until all of them are there.
-class Gate {
-  public:
-    explicit Gate(unsigned threads) : missing_(threads) {}
-
-    void pass() {
-        std::unique_lock lock(mutex_);
-        if (--missing_ == 0) open_.notify_all();
-        open_.wait(lock, [this] { return missing_ == 0; });
-    }
-
-  private:
-    std::mutex mutex_;
-    std::condition_variable open_;
-    unsigned missing_;
-};
-
-// Seconds that the threads take, from the moment when all of them are there. What goes wrong in one fails all.
-double at_once(unsigned threads, const std::function<void(unsigned)>& work) {
-    Gate gate(threads + 1);
-    std::vector<std::string> failures(threads);
-    std::vector<std::thread> running;
-    for (unsigned i = 0; i < threads; ++i) {
-        running.emplace_back([&, i] {
-            const spooler_sim::ClientScope client(W("client"));
-            gate.pass();
-            try {
-                work(i);
-            } catch (const Failed& failure) {
-                failures[i] = failure.what();
-            }
-        });
-    }
-    const double seconds = seconds_of([&] {
-        gate.pass();
-        for (std::thread& thread : running) thread.join();
-    });
-    for (const std::string& failure : failures) require(failure.empty(), failure);
-    return seconds;
-}
-
 // Mid-document on that many ports. All by one thread: the threads are the spooler's.
 double memory_mid_document(const PrintServer& server, unsigned ports) {
     const spooler_sim::ClientScope client(W("client"));
@@ -187,10 +168,11 @@ void ports_at_once(Bench& bench) {
     for (const unsigned ports : {1u, 8u, 64u, kManyPorts}) {
         const std::uint64_t size = bench.scaled(kGiB) / ports;
         const Sample ours = [&, ports, size] {
-            return at_once(ports, [&](unsigned i) { server.print(i, data, size, kUsualWrite); });
+            return on_threads(ports, [&](unsigned i) { server.print(i, data, size, kUsualWrite); });
         };
         const Sample plain = [&, ports, size] {
-            return at_once(ports, [&](unsigned i) { send_plainly(i, bench.receiver.port(), data, size, kUsualWrite); });
+            return on_threads(ports,
+                              [&](unsigned i) { send_plainly(i, bench.receiver.port(), data, size, kUsualWrite); });
         };
         const std::string name =
             std::to_string(ports) + (ports == 1 ? " port, " : " ports at once, ") + host::size_to_text(size) + " each";
@@ -237,7 +219,7 @@ void lock_waits(Bench& bench) {
             watch_locks(server.monitor);
             const LockUses before = lock_uses();
             bench.receiver.expect();
-            const double seconds = at_once(ports, [&](unsigned i) {
+            const double seconds = on_threads(ports, [&](unsigned i) {
                 for (unsigned n = 0; n < each; ++n) server.print(i, data, kSmallDocument, kUsualWrite);
             });
             bench.receiver.check(kSmallDocument * documents, documents);

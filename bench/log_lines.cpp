@@ -1,6 +1,5 @@
 // Lines of the log, each flushed, against something else that flushes each.
 #include <filesystem>
-#include <thread>
 
 #include "bench/plan.h"
 #include "common/global.h"
@@ -46,7 +45,7 @@ void compare_lines(Bench& bench, const std::string& folder, unsigned threads, bo
     const auto lines = static_cast<unsigned>(bench.scaled(plan().log_lines) / threads);
     const Sample ours = [&] {
         open_ours(folder, detailed);
-        const double seconds = on_threads(threads, [lines] { write_ours(lines); });
+        const double seconds = on_threads(threads, [lines](unsigned) { write_ours(lines); });
         close_ours();
         empty(folder);
         return seconds;
@@ -62,14 +61,6 @@ void compare_lines(Bench& bench, const std::string& folder, unsigned threads, bo
 }
 
 }  // namespace
-
-double on_threads(unsigned threads, const std::function<void()>& work) {
-    return seconds_of([&] {
-        std::vector<std::thread> running;
-        for (unsigned i = 0; i < threads; ++i) running.emplace_back(work);
-        for (std::thread& thread : running) thread.join();
-    });
-}
 
 void log_lines(Bench& bench) {
     const std::string folder = host::make_temporary_folder();

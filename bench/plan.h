@@ -61,7 +61,6 @@ struct OtherLog {
     double (*write)(const std::string& folder, unsigned threads, unsigned lines, bool detailed);
 };
 const OtherLog& other_log();
-double on_threads(unsigned threads, const std::function<void()>& work);
 
 // Brings a document to the printer by way of a file and a program that gives the file back.
 struct OtherForwarding {

@@ -7,7 +7,6 @@
 #include <fstream>
 #include <sstream>
 
-#include "bench/linux/cases.h"
 #include "bench/plan.h"
 #include "bench/print_server.h"
 #include "common/log.h"

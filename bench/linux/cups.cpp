@@ -4,7 +4,6 @@
 
 #include <fstream>
 
-#include "bench/linux/cases.h"
 #include "bench/linux/others.h"
 #include "bench/plan.h"
 #include "bench/print_server.h"

@@ -1,6 +1,4 @@
 // Bringing many ports to a server.
-#include "bench/linux/cases.h"
-
 #include <filesystem>
 #include <sstream>
 

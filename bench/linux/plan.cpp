@@ -8,7 +8,6 @@
 #include <array>
 #include <fstream>
 
-#include "bench/linux/cases.h"
 #include "bench/linux/others.h"
 #include "host/platform.h"
 #include "winapi/linux/control.h"

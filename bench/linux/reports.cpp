@@ -6,9 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
-#include <thread>
 
-#include "bench/linux/cases.h"
 #include "bench/linux/others.h"
 #include "bench/plan.h"
 #include "bench/print_server.h"
@@ -25,14 +23,9 @@ std::string log_of_documents(const Bench& bench) {
     PrintServer server(bench.receiver.port(), kPorts);
     server.start({"Debug=on", "LogRotateNumber=1"});
     const std::vector<char> data = buffer_of(16 * kKiB);
-    std::vector<std::thread> threads;
-    for (unsigned port = 0; port < kPorts; ++port) {
-        threads.emplace_back([&server, &data, port] {
-            const spooler_sim::ClientScope client(W("client"));
-            for (unsigned i = 0; i < 200; ++i) server.print(port, data, (1 + i % 40) * data.size(), data.size());
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
+    on_threads(kPorts, [&](unsigned port) {
+        for (unsigned i = 0; i < 200; ++i) server.print(port, data, (1 + i % 40) * data.size(), data.size());
+    });
     server.stop();
     std::ostringstream text;
     text << std::ifstream(server.folder.log(), std::ios::binary).rdbuf();

@@ -17,7 +17,7 @@ std::shared_ptr<spdlog::logger> open_log(const std::string& folder, bool detaile
 
 double write(const std::string& folder, unsigned threads, unsigned lines, bool detailed) {
     const auto logger = open_log(folder, detailed);
-    return on_threads(threads, [&logger, lines] {
+    return on_threads(threads, [&logger, lines](unsigned) {
         for (unsigned i = 0; i < lines; ++i) {
             SPDLOG_LOGGER_INFO(logger.get(), "TSM {}: given {} bytes and sent {} bytes", "Write Port", 65536u, i);
         }

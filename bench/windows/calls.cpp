@@ -4,7 +4,6 @@
 
 #include "bench/plan.h"
 #include "bench/print_server.h"
-#include "bench/windows/cases.h"
 #include "bench/windows/imports.h"
 #include "host/platform.h"
 

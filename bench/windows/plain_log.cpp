@@ -16,7 +16,7 @@ double write(const std::string& folder, unsigned threads, unsigned lines, bool d
     std::FILE* const file = std::fopen((folder + "/theirs.log").c_str(), "a");
     require(file != nullptr, "no file for the lines");
     std::mutex mutex;
-    const double seconds = on_threads(threads, [&] {
+    const double seconds = on_threads(threads, [&](unsigned) {
         for (unsigned i = 0; i < lines; ++i) {
             const std::lock_guard lock(mutex);
             std::fwrite(text.data(), 1, text.size(), file);

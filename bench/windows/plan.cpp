@@ -4,8 +4,6 @@
 
 #include <cstdio>
 
-#include "bench/windows/cases.h"
-
 namespace bench {
 
 const Plan& plan() {
