@@ -12,11 +12,6 @@ namespace fuzz {
 
 // -- Input -----------------------------------------------------------------------------------------------------------
 
-uint8_t Input::byte() {
-    const std::string_view one = bytes(1);
-    return one.empty() ? uint8_t{0} : static_cast<uint8_t>(one[0]);
-}
-
 std::string_view Input::bytes(size_t count) {
     const std::string_view taken = rest_.substr(0, count);
     rest_.remove_prefix(taken.size());

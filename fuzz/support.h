@@ -23,7 +23,7 @@ class Input {
     Input(const uint8_t* data, size_t size) : rest_(reinterpret_cast<const char*>(data), size) {}
 
     bool empty() const { return rest_.empty(); }
-    uint8_t byte();
+    uint8_t byte() { return rest_.empty() ? uint8_t{0} : static_cast<uint8_t>(bytes(1)[0]); }
     uint16_t word() { return static_cast<uint16_t>(byte() | byte() << 8); }
     // At most that many.
     std::string_view bytes(size_t count);

@@ -7,6 +7,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "bench/linux/others.h"
 #include "bench/plan.h"
 #include "bench/print_server.h"
 #include "common/log.h"
@@ -38,21 +39,13 @@ std::string child_command(const Bench& bench, const std::string& name, std::uint
 
 // -- Memory
 
-double peak_kib() {
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);) {
-        if (line.starts_with("VmHWM:")) return std::stod(line.substr(6));
-    }
-    throw Failed("the peak of memory is not known here");
-}
-
 int print_one(std::uint64_t size, std::uint16_t port) {
     PrintServer server(port, 1);
     server.start();
     const spooler_sim::ClientScope client(W("client"));
     const std::vector<char> data = buffer_of(kUsualWrite);
     server.print(0, data, size, kUsualWrite);
-    std::printf("%.0f\n", peak_kib());
+    std::printf("%.0f\n", status_kib("VmHWM:"));
     return 0;
 }
 

@@ -15,6 +15,9 @@ using Words = std::vector<std::string>;
 // caller waits for it.
 pid_t start(Words arguments, int output = -1, Words environment = {"LANG=C", "PATH=/usr/bin:/bin"});
 
+// A figure of /proc/self/status.
+double status_kib(const std::string& name);
+
 // CUPS' program for raw ports: one process per document, as its scheduler starts it.
 bool has_cups_backend();
 void send_by_cups(std::uint16_t port, const std::string& file);

@@ -70,12 +70,16 @@ void raise_limits() {
     setrlimit(RLIMIT_NOFILE, &files);
 }
 
-double resident_kib() {
+double status_kib(const std::string& name) {
     std::ifstream status("/proc/self/status");
     for (std::string line; std::getline(status, line);) {
-        if (line.starts_with("VmRSS:")) return std::stod(line.substr(6));
+        if (line.starts_with(name)) return std::stod(line.substr(name.size()));
     }
-    throw Failed("the memory in use is not known here");
+    throw Failed("the memory in use is not known here: " + name);
+}
+
+double resident_kib() {
+    return status_kib("VmRSS:");
 }
 
 void watch_locks(const host::MonitorHost&) {}

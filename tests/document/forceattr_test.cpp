@@ -6,9 +6,19 @@ namespace {
 
 using Statuses = std::vector<DWORD>;
 
+const std::string kRequest = "<< /Duplex true /Tumble false /NumCopies 2 >> setpagedevice\n";
+const std::string kHead = "%!PS-Adobe-3.0\n%%Pages: 1\n%%EndComments\n";
+const std::string kBody = "%%Page: 1 1\nshowpage\n%%EOF\n";
+const std::string kPage = kHead + kBody;
+const std::string kForcedPage = kHead + kRequest + kBody;
+
 class ForcedAttributes : public HelperServer {
   protected:
     void TearDown() override { expect_clean(); }
+    void expect_printed(const std::string& expected, const Text& printer = W("Office")) {
+        EXPECT_EQ(print_job(kPage, 65536, printer).result, host::Result::printed);
+        EXPECT_EQ(arrived(), Lines{expected});
+    }
     // The whole conversation: the name alone, up to and with the command, and how it ended.
     std::string conversation(const std::string& last_command = "forceattr", const std::string& end = "(exit)\n") const {
         const std::string file = host::to_utf8(host::windows_path(folder.spool("forceattr") + "/input-Office-7.dat"));
@@ -17,11 +27,6 @@ class ForcedAttributes : public HelperServer {
     }
 };
 
-const std::string kRequest = "<< /Duplex true /Tumble false /NumCopies 2 >> setpagedevice\n";
-const std::string kHead = "%!PS-Adobe-3.0\n%%Pages: 1\n%%EndComments\n";
-const std::string kBody = "%%Page: 1 1\nshowpage\n%%EOF\n";
-const std::string kPage = kHead + kBody;
-const std::string kForcedPage = kHead + kRequest + kBody;
 constexpr size_t kMiB = 1 << 20;
 
 TEST_F(ForcedAttributes, WhatTheHelperWritesIsWhatThePrinterGets) {
@@ -88,8 +93,7 @@ TEST_F(ForcedAttributes, AHelperThatDoesNotTakeACommandFailsTheDocument) {
 TEST_F(ForcedAttributes, WithDebugOnEveryFileIsKeptAndARestartFindsThem) {
     start({"ForceAttributesDebug=on"});
     force_attributes();
-    EXPECT_EQ(print_job(kPage).result, host::Result::printed);
-    EXPECT_EQ(arrived(), Lines{kForcedPage});
+    expect_printed(kForcedPage);
     const Lines all = {"input-Office-7.dat", "job-Office-7.dat", "msf-Office-7.dat", "output-Office-7.dat"};
     EXPECT_EQ(work_files(), all);
     EXPECT_EQ(logged("", "ERROR"), 0);
@@ -103,8 +107,7 @@ TEST_F(ForcedAttributes, WithDebugOnEveryFileIsKeptAndARestartFindsThem) {
     // Without a copy there is no rewriting: a folder has its name.
     fs::remove(work_file(all[3]));
     fs::create_directory(work_file(all[3]));
-    EXPECT_EQ(print_job(kPage).result, host::Result::printed);
-    EXPECT_EQ(arrived(), Lines{kPage});
+    expect_printed(kPage);
     EXPECT_EQ(logged("Could not create temporary spool file.", "ERROR"), 1);
     fs::remove(work_file(all[3]));
     expect_clean();
@@ -149,15 +152,14 @@ TEST_F(ForcedAttributes, AWorkFileThatCannotBeHadLeavesTheJobUnchanged) {
         std::string record = name;  // as its records are named
         std::replace(record.begin(), record.end(), '\\', '_');
         force_attributes(record);
-        EXPECT_EQ(print_job(kPage, 65536, host::to_text(name)).result, host::Result::printed);
-        EXPECT_EQ(arrived(), Lines{rewritten ? kForcedPage : kPage});
+        expect_printed(rewritten ? kForcedPage : kPage, host::to_text(name));
         EXPECT_EQ(work_files(), Lines{});
         if (!rewritten) ++failures;
-        EXPECT_EQ(logged("TSM: unable to create force attributes input file ", "ERROR"), failures);
-        EXPECT_EQ(logged("Could not create temporary spool file. Cannot rewrite spool file to perform force attributes "
-                         "or watermarking.",
-                         "ERROR"),
-                  failures);
+        for (const char* const line : {"TSM: unable to create force attributes input file ",
+                                       "Could not create temporary spool file. Cannot rewrite spool file to perform "
+                                       "force attributes or watermarking."}) {
+            EXPECT_EQ(logged(line, "ERROR"), failures);
+        }
         expect_clean();
     }
 }
@@ -177,8 +179,8 @@ TEST_F(ForcedAttributes, ARecordThatIsNotWholeForcesNothing) {
     for (const auto& [text, rewritten] : cases) {
         force_attributes();
         write_file(work_file("msf-Office-7.dat"), text);
-        EXPECT_EQ(print_job(kPage).result, host::Result::printed);
-        EXPECT_EQ(arrived(), Lines{rewritten ? kForcedPage : kPage}) << text;
+        SCOPED_TRACE(text);
+        expect_printed(rewritten ? kForcedPage : kPage);
         EXPECT_EQ(heard(), rewritten ? conversation() : "");
         expect_clean();
     }

@@ -16,6 +16,14 @@ class HardwareCheck : public HelperServer {
     void TearDown() override {
         if (monitor.loaded()) expect_clean();
     }
+    // Prints until the helper, who answers by this script, holds the job and the printer shows that status.
+    std::future<host::Outcome> print_and_hold(const std::string& script, DWORD status,
+                                              const std::string& data = "page") {
+        answer_by(script);
+        auto printing = print_job_meanwhile(data);
+        EXPECT_TRUE(wait_until([status] { return spooler_sim::printer_status(W("Office")) == status; }));
+        return printing;
+    }
 };
 
 constexpr DWORD kPrinting = JOB_STATUS_PRINTING;
@@ -118,9 +126,9 @@ TEST_F(HardwareCheck, AHeldDocumentKeepsItsAddress) {
     test_printer::Behaviour broken;
     broken.reset_after = 100000;
     office->behave_once(broken);
-    answer_by("run 1: on printername WAIT \"Door Open\" until changed then OK\nrun 1: on startdoc ERROR");
-    auto printing = print_job_meanwhile(pattern(8 << 20));
-    ASSERT_TRUE(wait_until([] { return spooler_sim::printer_status(W("Office")) == PRINTER_STATUS_DOOR_OPEN; }));
+    auto printing =
+        print_and_hold("run 1: on printername WAIT \"Door Open\" until changed then OK\nrun 1: on startdoc ERROR",
+                       PRINTER_STATUS_DOOR_OPEN, pattern(8 << 20));
     ASSERT_EQ(send_config(monitor, W("TSConfigPort"), port_config(W("Office"), W("127.0.0.2"), elsewhere->port())), 0u);
     release("changed");
     const host::Outcome outcome = printing.get();
@@ -174,9 +182,9 @@ TEST_F(HardwareCheck, AnUnreachablePrinterEndsTheHelper) {
 
 TEST_F(HardwareCheck, AJobDeletedWhileItIsHeldIsReleasedAtTheNextAnswer) {
     start();
-    answer_by("run 1: on startdoc WAIT \"No Toner\" then silence until deleted then WAIT \"No Toner\" then OK");
-    auto printing = print_job_meanwhile("page");
-    ASSERT_TRUE(wait_until([] { return spooler_sim::printer_status(W("Office")) == PRINTER_STATUS_NO_TONER; }));
+    auto printing =
+        print_and_hold("run 1: on startdoc WAIT \"No Toner\" then silence until deleted then WAIT \"No Toner\" then OK",
+                       PRINTER_STATUS_NO_TONER);
     EXPECT_EQ(printing.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
     spooler_sim::set_job_status(W("Office"), kJob, kError | JOB_STATUS_DELETING);
     release("deleted");
@@ -224,10 +232,9 @@ TEST_F(HardwareCheck, OnlyAWholeRecordThatSaysSnmpCounts) {
 
 TEST_F(HardwareCheck, WhatOthersSetMeanwhileSurvives) {
     start();
-    answer_by(
-        "on startdoc WAIT \"Door Open\" until other then WAIT \"No Paper\" then WAIT \"No Paper, Low Toner\" then OK");
-    auto printing = print_job_meanwhile("page");
-    ASSERT_TRUE(wait_until([] { return spooler_sim::printer_status(W("Office")) == PRINTER_STATUS_DOOR_OPEN; }));
+    auto printing = print_and_hold(
+        "on startdoc WAIT \"Door Open\" until other then WAIT \"No Paper\" then WAIT \"No Paper, Low Toner\" then OK",
+        PRINTER_STATUS_DOOR_OPEN);
     spooler_sim::set_printer_status(W("Office"), PRINTER_STATUS_DOOR_OPEN | PRINTER_STATUS_PAUSED);
     spooler_sim::set_job_status(W("Office"), kJob, kPrinting | JOB_STATUS_ERROR | JOB_STATUS_PAUSED);
     release("other");
@@ -267,9 +274,8 @@ TEST_F(HardwareCheck, NothingIsTouchedWhereTheProviderShowsTheProblem) {
 // The spooler refuses: what was shown stays on record until it can be taken back, and the job goes on.
 TEST_F(HardwareCheck, AJobThatIsGoneIsReportedAndDoesNotHoldTheDocument) {
     start();
-    answer_by("on startdoc WAIT \"Door Open\" until gone then WAIT \"Jammed\" then OK");
-    auto printing = print_job_meanwhile("page");
-    ASSERT_TRUE(wait_until([] { return spooler_sim::printer_status(W("Office")) == PRINTER_STATUS_DOOR_OPEN; }));
+    auto printing = print_and_hold("on startdoc WAIT \"Door Open\" until gone then WAIT \"Jammed\" then OK",
+                                   PRINTER_STATUS_DOOR_OPEN);
     spooler_sim::remove_job(W("Office"), kJob);
     release("gone");
     EXPECT_EQ(printing.get().result, host::Result::printed);
