@@ -23,6 +23,11 @@ std::string of_job(const std::string& printer, DWORD job_id) {
     return "-" + printer + "-" + std::to_string(job_id) + ".dat";
 }
 
+// Its fields between first and last line.
+std::string record_of(const std::string& fields) {
+    return "# TS Serialize Data\r\n" + fields + "#END\r\n";
+}
+
 }  // namespace
 
 const char helper_file_name[] = "ts-print-monitor.exe";
@@ -35,10 +40,6 @@ bool install_helper(const BaseFolder& folder) {
 
 bool set_helper_script(const BaseFolder& folder, const std::string& script) {
     return write(folder.base + "/ts-print-monitor.script", script);
-}
-
-std::string record_of(const std::string& fields) {
-    return "# TS Serialize Data\r\n" + fields + "#END\r\n";
 }
 
 std::string settings_record() {

@@ -31,8 +31,6 @@ bool lay_out(const BaseFolder& folder, const std::string& printer, DWORD job_id,
 void clear_away(const BaseFolder& folder, const std::string& printer, DWORD job_id, const DocumentPlan& plan);
 std::string progress_record_path(const BaseFolder& folder, const std::string& printer, DWORD job_id);
 
-// The text of a record: its fields between first and last line.
-std::string record_of(const std::string& fields);
 // A printer whose hardware is checked; attributes (duplex, two copies) to be forced on a job.
 std::string settings_record();
 std::string force_attributes_record();

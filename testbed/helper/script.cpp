@@ -6,25 +6,26 @@
 namespace helper {
 namespace {
 
-struct Word {
-    std::string text;
-    bool quoted = false;
-};
-
-// The words of one line, one after the other. The first that does not fit is remembered.
+// The words of one line, one after the other; a quoted one keeps its first quote. The first that does not fit is
+// remembered.
 class LineReader {
   public:
     // False when a quote is not closed.
     bool split(const std::string& line) {
         for (size_t at = 0; at < line.size() && line[at] != '#';) {
-            if (line[at] == ' ' || line[at] == '\t' || line[at] == '\r') {
-                ++at;
-            } else if (line[at] == '"') {
-                if (!take_quoted(line, at)) return false;
+            const size_t begin = at;
+            if (line[at] == '"') {
+                std::string& text = words_.emplace_back(1, '"');
+                for (++at; at < line.size() && line[at] != '"'; ++at) {
+                    const bool escaped = line[at] == '\\' && at + 1 < line.size();
+                    if (escaped) ++at;
+                    text += escaped && line[at] == 'n' ? '\n' : line[at];
+                }
+                if (at++ == line.size()) return false;
+            } else if (at = std::min(line.find_first_of(" \t\r\"#", at), line.size()); at > begin) {
+                words_.push_back(line.substr(begin, at - begin));
             } else {
-                const size_t end = std::min(line.find_first_of(" \t\r\"#", at), line.size());
-                words_.push_back({line.substr(at, end - at)});
-                at = end;
+                ++at;
             }
         }
         return true;
@@ -32,12 +33,20 @@ class LineReader {
 
     bool at_end() const { return next_ == words_.size(); }
     bool take(const char* word) {
-        if (at_end() || words_[next_].quoted || words_[next_].text != word) return false;
+        if (at_end() || words_[next_] != word) return false;
         ++next_;
         return true;
     }
-    bool take_text(std::string& text) { return take_if(true, text); }
-    bool take_word(std::string& text) { return take_if(false, text); }
+    bool take_text(std::string& text) {
+        if (at_end() || !words_[next_].starts_with('"')) return false;
+        text = words_[next_++].substr(1);
+        return true;
+    }
+    bool take_word(std::string& text) {
+        if (at_end() || words_[next_].starts_with('"')) return false;
+        text = words_[next_++];
+        return true;
+    }
     // "300 ms" or "300ms": the number and the word behind it.
     bool take_measure(std::uint64_t& number, std::string& unit) {
         std::string word;
@@ -48,30 +57,10 @@ class LineReader {
         unit.assign(rest, end);
         return !unit.empty() || take_word(unit);
     }
-    std::string next_word() const { return at_end() ? "the end of the line" : words_[next_].text; }
+    std::string next_word() const { return at_end() ? "the end of the line" : words_[next_]; }
 
   private:
-    bool take_if(bool quoted, std::string& text) {
-        if (at_end() || words_[next_].quoted != quoted) return false;
-        text = words_[next_++].text;
-        return true;
-    }
-    bool take_quoted(const std::string& line, size_t& at) {
-        std::string text;
-        for (++at; at < line.size(); ++at) {
-            if (line[at] == '"') {
-                ++at;
-                words_.push_back({text, true});
-                return true;
-            }
-            const bool escaped = line[at] == '\\' && at + 1 < line.size();
-            if (escaped) ++at;
-            text += escaped && line[at] == 'n' ? '\n' : line[at];
-        }
-        return false;
-    }
-
-    std::vector<Word> words_;
+    std::vector<std::string> words_;
     size_t next_ = 0;
 };
 

@@ -352,21 +352,5 @@ TEST_F(ScriptedRegistry, PrintingDoesNotWaitForIt) {
     EXPECT_EQ(logged("PortNumber"), 0) << "each stops where it failed";
 }
 
-// What was stored before a value that could not be stored stays, and is not touched again.
-TEST_F(ScriptedRegistry, AChangeStopsWhereItFails) {
-    start({});
-    const Lines before = listed();
-    Lines asked;
-    answer_by([&](const Text& value) -> LONG {
-        asked.push_back(host::to_utf8(value));
-        return value == W("PortNumber") ? ERROR_DISK_FULL : ERROR_SUCCESS;
-    });
-    EXPECT_EQ(send(W("TSConfigPort"), port_config(W("Office"), W("printer"), 9101)), 87u);
-    EXPECT_EQ(asked, (Lines{"HostName", "PortNumber"}));
-    EXPECT_EQ(listed(), before);
-    EXPECT_EQ(logged("failed to create ports/port-name/PortNumber key: 9101 - ", "ERROR"), 1);
-    EXPECT_EQ(logged("TSM: Xcv DoConfigPort: failed to update registry", "ERROR"), 1);
-}
-
 }  // namespace
 }  // namespace test

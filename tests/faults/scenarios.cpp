@@ -207,12 +207,13 @@ const Change kAdd = {
     {},
     false,
     {"TSM Xcv DoAddPort: failed to add port and so removing port entry", "TSM: AddPortInRegistry failed to "}};
-const Change kConfigure = {W("TSConfigPort"),
-                           {kOld},
-                           {kChanged},
-                           {host::port_config(W("Old"), kChanged.printer_address, 1)},
-                           false,
-                           {"TSM: Xcv DoConfigPort: failed to update registry"}};
+const Change kConfigure = {
+    W("TSConfigPort"),
+    {kOld},
+    {kChanged},
+    {host::port_config(W("Old"), kChanged.printer_address, 1)},
+    false,
+    {"TSM: Xcv DoConfigPort: failed to update registry", "TSM: UpdatePortInRegistry failed to "}};
 const Change kDelete = {W("TSDeletePort"), {kOld}, {}, {kOld}, true, {"TSM: DeletePortFromRegistry failed to "}};
 
 // In the list and in the registry, or in neither, as its code tells.
