@@ -80,7 +80,7 @@ WCHAR fold_case(WCHAR c);
 std::u16string to_utf16(const std::string& text);
 std::string to_utf8(LPCWSTR text);
 
-// 0 and the path of this machine that a Windows path names, without a separator at its end; or a Win32 error code.
+// 0 and the path of this machine that a Windows path names; or a Win32 error code.
 DWORD resolve_path(LPCWSTR path, std::string& native);
 
 }  // namespace winapi

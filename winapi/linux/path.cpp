@@ -88,7 +88,8 @@ DWORD resolve_path(LPCWSTR path, std::string& native) {
             native += "/" + to_utf8(std::u16string(name).c_str());
         }
     }
-    if (native.empty()) native = "/";
+    // With a separator at its end a path names a folder, never a file.
+    if (native.empty() || is_separator(std::u16string_view(path).back())) native += "/";
     return ERROR_SUCCESS;
 }
 
