@@ -2,13 +2,14 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <thread>
 
 #include "common/config.h"
 #include "common/global.h"
 #include "common/log.h"
 #include "common/util.h"
 #include "host/ports.h"
-#include "testbed/test_printer/tcp_printer.h"
+#include "testbed/test_printer/net.h"
 #include "tests/support/linux/fast_clock.h"
 #include "tests/unit/log_fixture.h"
 #include "winapi/linux/fault.h"
@@ -170,11 +171,11 @@ TEST_F(Layer, AJobThatIsGoneAtTheSecondLookLeavesNoRecord) {
 TEST_F(Layer, WaitsTwentySecondsForRoomAndSendsOnceMore) {
     WSADATA data{};
     WSAStartup(0x0202, &data);
-    test_printer::TcpPrinter printer;
-    test_printer::Behaviour stalled;
-    stalled.stall_after = 0;
-    printer.behave(stalled);
-    const tsmon::PortConfig config = host::port_config(W("Office"), W("127.0.0.1"), printer.port());
+    namespace net = test_printer::net;
+    std::string why;
+    const net::Socket listener = net::bind_to("127.0.0.1", 0, why);
+    ASSERT_TRUE(net::start_listening(listener)) << why;
+    const tsmon::PortConfig config = host::port_config(W("Office"), W("127.0.0.1"), net::bound_port(listener));
     SOCKET socket = INVALID_SOCKET;
     ASSERT_TRUE(tsmon::ConnectToPrinter(&config, &socket, TRUE));
     const WSAEVENT event = WSACreateEvent();
@@ -191,12 +192,20 @@ TEST_F(Layer, WaitsTwentySecondsForRoomAndSendsOnceMore) {
     EXPECT_EQ(sent, 0u);
     EXPECT_EQ(logged(), Strings{"ERROR: TSM: timeout on socket for send"});
 
-    printer.release_stalled();
+    std::thread reader([peer = net::accept_from(listener)] {
+        std::string room(1 << 20, '\0');
+        size_t count = 0;
+        while (net::receive(peer, room.data(), room.size(), count) == net::Received::data) {
+        }
+        net::close_socket(peer);
+    });
     EXPECT_TRUE(tsmon::SendToSocket(socket, block.data(), 1 << 20, &sent));
     EXPECT_GT(sent, 0u);
     EXPECT_EQ(logged(), Strings{});
     EXPECT_TRUE(tsmon::CleanupSocket(&socket));
     EXPECT_EQ(socket, INVALID_SOCKET);
+    reader.join();
+    net::close_socket(listener);
     WSACloseEvent(event);
     WSACleanup();
 }
