@@ -128,7 +128,7 @@ TEST_F(Doctor, NamesEachPlantedFaultOnceAndNothingElse) {
         {"conf.blank-beside-name", [&] { settings_ += "ParseTimeout =5\n"; }},
         {"conf.blank-beside-name", [&] { settings_ += "\tParseTimeout=5\n"; }},
         {"conf.bad-number", [&] { settings_ += "ParseTimeout=-5\nParseTimeout=5\n"; }},
-        {"conf.bad-number", [&] { settings_ += "ParseTimeout=five\n"; }},
+        {"conf.bad-number", [&] { settings_ += "ParseTimeout=5x\n"; }},
         {"conf.bad-switch", [&] { settings_ += "NotApprovedFileChecking=1\n"; }},
         {"conf.bad-word", [&] { settings_ += "ErrorPollMethod=snpm\n"; }},
         {"conf.bad-word", [&] { settings_ += "TLSMinProtocolVersion=SSLv3\n"; }},
@@ -177,6 +177,7 @@ TEST_F(Doctor, ShowsWhatWasAskedFor) {
     EXPECT_NE(text.find("\n    line 6: \"ParseTimeuot\" is not a setting; did you mean ParseTimeout=5\n"),
               std::string::npos);
     EXPECT_NE(text.find("\n    line 7: \"<b>\\u001b[31m\" is not a setting\n"), std::string::npos) << text;
+    EXPECT_NE(text.find("\nnot checked: spooler, monitor, provider, queues: it can be"), std::string::npos) << text;
     EXPECT_NE(text.find("net start spooler\n1 broken, "), std::string::npos) << text;
     EXPECT_EQ(text.find('\x1B'), std::string::npos) << text;
 }
@@ -275,6 +276,8 @@ TEST(DoctorOfAServer, ReadsTheRegistryAsTheMonitorDoes) {
     const Text ports = key + W("\\Ports\\");
     hive.set(ports + W("good"), W("HostName"), W("printer"));
     hive.set(ports + W("good"), W("PortNumber"), 9100);
+    hive.set(ports + W("large"), W("HostName"), W("printer"));
+    hive.set(ports + W("large"), W("PortNumber"), 65536);
     hive.set(ports + W("no number"), W("HostName"), W("printer"));
     hive.set(ports + W("text"), W("HostName"), W("printer"));
     hive.set(ports + W("text"), W("PortNumber"), W("9100"));
@@ -290,7 +293,10 @@ TEST(DoctorOfAServer, ReadsTheRegistryAsTheMonitorDoes) {
                                      "ports.not-loaded", "provider.two-places"}));
     EXPECT_EQ(findings.all()[1].places.size(), 2u);
     EXPECT_EQ(findings.all()[3].places.size(), 4u);
-    ASSERT_EQ(read.size(), 1u);
+    ASSERT_EQ(read.size(), 2u);
+    check_ports(read, findings);
+    EXPECT_TRUE(findings.has("ports.bad-number", "large"));
+    EXPECT_FALSE(findings.has("ports.bad-number", "good"));
     EXPECT_EQ(host::to_utf8(read[0].address), "printer");
     EXPECT_EQ(read[0].number, 9100u);
 }
