@@ -387,6 +387,8 @@ TEST(DoctorOfAServer, WeighsAccessListsAsWindowsDoes) {
     EXPECT_EQ(rights_of_users(refused, rights_to_change), 0x4u);
     EXPECT_EQ(rights_of_users({true, {}}, rights_to_change), rights_to_change);
     EXPECT_EQ(rights_of_users({}, right_to_see), 0u);
+    EXPECT_EQ(rights_of_system({false, {{true, 0x6, "S-1-5-32-544"}, {true, 0x6, "S-1-5-19"}}}, 0x6), 0x6u);
+    EXPECT_EQ(rights_of_system({false, {{true, 0x6, "S-1-5-19"}}}, 0x6), 0u);
     EXPECT_EQ(shadowing_paths("C:\\Program Files\\A B\\x.exe"),
               (std::vector<std::string>{"C:\\Program.exe", "C:\\Program Files\\A.exe"}));
 }
