@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Packs what an administrator gets: package.py BUILD_DIR VERSION [DIST_DIR]
 
-Leaves in DIST_DIR (dist/ of this checkout) the installer tsprintportmon-VERSION-x64.msi, and the same files and their symbols
-as tsprintportmon-VERSION-win-x64.zip. The same files at the same commit give the same bytes: names are in a fixed order and
+Leaves in DIST_DIR (dist/ of this checkout) the installer tsprintportmon-VERSION-x64.msi, the same files and their symbols as
+tsprintportmon-VERSION-win-x64.zip, and tsprintportmon-VERSION.spdx.json, which lists what is inside. The same files at the same commit give the same bytes: names are in a fixed order and
 all times are the commit's.
 
 Where SIGN_PKCS12 names a file with a certificate and its key, and SIGN_PASSWORD_FILE one with the password, the binaries and
@@ -19,6 +19,7 @@ import time
 import zipfile
 
 sys.dont_write_bytecode = True
+from contents import spdx_document  # noqa: E402
 from msi import BINARIES, HERE, NAMES, build_msi  # noqa: E402
 
 
@@ -38,16 +39,30 @@ def commit_time():
     return int(done.stdout or os.environ.get("SOURCE_DATE_EPOCH", "0"))
 
 
+def page_of(document):
+    """A page of docs/ for a browser."""
+    body = subprocess.run(["cmark-gfm", "--extension", "table", "--unsafe", document], check=True, text=True,
+                          stdout=subprocess.PIPE).stdout
+    parts = {"TITLE": re.search("<h1>(.*)</h1>", body)[1], "BODY": body}
+    return re.sub("@([A-Z]+)@", lambda found: parts[found[1]], (HERE / "page.html").read_text("utf-8"))
+
+
 def lay_out(build, version, files):
     """The files as they lie in the zip; texts have the line ends of Windows, and for @NAME@ what the code has for it."""
     (files / "tsport").mkdir()
+    binaries = []
     for binary in BINARIES:
         folder = files / "tsport" if binary.endswith(".exe") else files
         for name in binary, f"{os.path.splitext(binary)[0]}.pdb":
             shutil.copy(build / "bin" / name, folder)
         sign(folder / binary)
-    for name in "README.txt", "print-provider.conf.sample":
-        text = re.sub("@([A-Z_]+)@", lambda found: {**NAMES, "VERSION": version}[found[1]], (HERE / name).read_text("utf-8"))
+        binaries.append((folder / binary, folder / name))
+    texts = {name: re.sub("@([A-Z_]+)@", lambda found: {**NAMES, "VERSION": version}[found[1]], (HERE / name).read_text("utf-8"))
+             for name in ("README.txt", "print-provider.conf.sample")}
+    texts["tsprintportmon.spdx.json"], texts["NOTICES.txt"] = spdx_document(binaries, version, commit_time())
+    for page in "LOG", "DOCTOR":
+        texts[f"tsport/{page}.html"] = page_of(HERE.parent / f"docs/{page}.md")
+    for name, text in texts.items():
         (files / name).write_text(text, "utf-8", newline="\r\n")
 
 
@@ -76,6 +91,7 @@ def main(build, version, dist=HERE.parent / "dist"):
         lay_out(pathlib.Path(build), version, files)
         build_zip(files, commit_time(), archive)
         build_msi(files, version, commit_time(), installer)
+        shutil.copy(files / "tsprintportmon.spdx.json", dist / f"tsprintportmon-{version}.spdx.json")
     sign(installer)
     print(archive, installer, "signed" if "SIGN_PKCS12" in os.environ else "unsigned", sep="\n")
 

@@ -130,6 +130,28 @@ windows_package() {
     packaging/package.py build/windows "$(version)"
 }
 
+# The packages, made from copies of the sources in two folders, in one of them without a compiler cache: the same bytes.
+windows_reproduce() {
+    local copies=("$scratch/one" "$scratch/a/second/folder") copy file result=0
+    SOURCE_DATE_EPOCH=$(git log -1 --format=%ct)
+    export SOURCE_DATE_EPOCH
+    for copy in "${copies[@]}"; do
+        say "Building in $copy ..."
+        mkdir -p "$copy"
+        git ls-files -z | xargs -0 cp --parents -t "$copy"
+        [[ $copy == "${copies[0]}" ]] || export CCACHE_DISABLE=1
+        # shellcheck disable=SC2046
+        (cd "$copy" && cmake --preset windows && cmake --build build/windows --parallel "$jobs" --target $(shipped_targets) &&
+            packaging/package.py build/windows "$(version)") </dev/null >"$copy.log" 2>&1 || { tail -n 60 "$copy.log" >&2; return 1; }
+    done
+    for file in $(cd "${copies[0]}" && find dist build/windows/bin -type f | sort); do
+        cmp "${copies[@]/%//$file}" >&2 && continue
+        result=1
+        diffoscope --max-text-report-size 20000 "${copies[@]/%//$file}" | head -n 60 >&2 || true
+    done
+    count $result "two builds of the same sources differ"
+}
+
 # What documents cost in the shipped library, against a plain loop under Wine, too; options as for ./run bench.
 windows_bench() {
     local result=0 ports=$windows_folder/receiver receiver

@@ -5,6 +5,7 @@
 #include "tsport/answer.h"
 #include "tsport/doctor/doctor.h"
 #include "tsport/file.h"
+#include "tsport/output.h"
 #include "tsport/ports/encoding.h"
 
 namespace tsport {
@@ -141,7 +142,7 @@ bool parse_arguments(const Words& words, Arguments& arguments, std::string& why)
     why = "no verb given";
     if (line.words.empty() || !take_verb(line.words[topic ? 1 : 0], command, why)) return false;
     if (line.help || topic) {
-        arguments.text = command.verb->help;
+        arguments.text = with_pages(command.verb->help);
         return true;
     }
     if (!take_options(line, command, why)) return false;

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <filesystem>
+
+#include "host/platform.h"
 
 namespace tsport {
 namespace {
@@ -78,6 +81,19 @@ std::string shown(const Text& text) {
 
 std::string for_terminal(const std::string& utf8) {
     return escaped(host::to_text(utf8), Text(), [](WCHAR c) { return steers_terminal(c) && c != W('\n'); });
+}
+
+std::string with_pages(std::string text) {
+    for (const std::string page : {"LOG.html", "DOCTOR.html"}) {
+        const size_t at = text.find(page);
+        if (at == std::string::npos) continue;
+        std::string path = host::executable_folder() + "/" + page;
+        std::error_code error;
+        const bool is_there = std::filesystem::exists(host::path_of(path), error);
+        std::replace(path.begin(), path.end(), '/', static_cast<char>(std::filesystem::path::preferred_separator));
+        text.replace(at, page.size(), is_there ? path : page + " in the package");
+    }
+    return text;
 }
 
 std::string in_columns(const Rows& rows) {

@@ -18,6 +18,10 @@ std::string shown(const Text& text);
 // ... in a whole answer, but for the ends of its lines.
 std::string for_terminal(const std::string& utf8);
 
+// A text that names LOG.html or DOCTOR.html, pages that the packages have beside this program: with the whole path
+// where the page is there.
+std::string with_pages(std::string text);
+
 // Lines of cells, each column as wide as its widest cell that another one follows.
 using Rows = std::vector<std::vector<std::string>>;
 std::string in_columns(const Rows& rows);

@@ -27,8 +27,9 @@ RECORDS = re.compile(r"\\CurrentVersion\\(Installer|Uninstall\\\{)|\\Classes\\In
 SYSTEM = "windows/system32"
 PROGRAMS = "Program Files/Tessaron Port Monitor"
 # Where the files of the zip are then.
-FILES = {"tsprintportmon.dll": SYSTEM, "tsprintportmonui.dll": SYSTEM, "tsport/tsport.exe": PROGRAMS,
-         "README.txt": PROGRAMS, "print-provider.conf.sample": PROGRAMS}
+FILES = {"tsprintportmon.dll": SYSTEM, "tsprintportmonui.dll": SYSTEM} | dict.fromkeys((
+    "tsport/tsport.exe", "tsport/LOG.html", "tsport/DOCTOR.html", "README.txt", "print-provider.conf.sample", "NOTICES.txt",
+    "tsprintportmon.spdx.json"), PROGRAMS)
 # What the scripts of earlier packages left there. The last one, a library that was replaced, stays until the removal.
 LEFT_BY_SCRIPTS = [f"{PROGRAMS}/{name}" for name in ("uninstall.cmd", "version.txt", "former/1/tsprintportmon.dll")]
 OLD = "0.9.0"
@@ -208,10 +209,10 @@ def build_older(build, folder):
     for binary in pathlib.Path(ROOT, "packaging/binaries.txt").read_text("ascii").split():
         for name in binary, f"{os.path.splitext(binary)[0]}.pdb":
             data = bytearray(pathlib.Path(build, "bin", name).read_bytes())
-            resource = data.find(struct.pack("<2I", 0xFEEF04BD, 0x10000))
-            if resource >= 0:
-                struct.pack_into("<4I", data, resource + 8, 9, 0, 9, 0)
-            pathlib.Path(folder, "bin", name).write_bytes(data + OLD.encode())
+            if name == binary:
+                struct.pack_into("<4I", data, data.find(struct.pack("<2I", 0xFEEF04BD, 0x10000)) + 8, 9, 0, 9, 0)
+                data += OLD.encode()
+            pathlib.Path(folder, "bin", name).write_bytes(data)
 
 
 def main(build, new):

@@ -3,6 +3,7 @@
 check_package.py BUILD_DIR VERSION"""
 import hashlib
 import io
+import json
 import os
 import pathlib
 import re
@@ -15,8 +16,12 @@ import zipfile
 sys.dont_write_bytecode = True
 from checks import ROOT, report  # noqa: E402
 
-FILES = ["README.txt", "SHA256SUMS", "print-provider.conf.sample", "tsport/tsport.exe", "tsport/tsport.pdb",
-         "tsprintportmon.dll", "tsprintportmon.pdb", "tsprintportmonui.dll", "tsprintportmonui.pdb"]
+FILES = ["NOTICES.txt", "README.txt", "SHA256SUMS", "print-provider.conf.sample", "tsport/DOCTOR.html", "tsport/LOG.html",
+         "tsport/tsport.exe", "tsport/tsport.pdb", "tsprintportmon.dll", "tsprintportmon.pdb", "tsprintportmon.spdx.json",
+         "tsprintportmonui.dll", "tsprintportmonui.pdb"]
+LIBRARIES = {"libgcc", "mingw-w64 runtime"}
+LINKED = {"tsprintportmon.dll": LIBRARIES, "tsprintportmonui.dll": LIBRARIES,
+          "tsport.exe": LIBRARIES | {"libstdc++", "winpthreads", "RapidJSON"}}
 # Sources that fill the settings; all others read them.
 SETTING_SOURCES = {"config.cpp", "config_handlers.cpp", "config_table.cpp", "global.cpp"}
 # The defaults of settings with a handler, as words of the file.
@@ -66,13 +71,36 @@ def tsport_checks(build, archive):
 
         def tsport(*arguments):
             done = subprocess.run([os.path.join(ROOT, "cmake/wine.sh"), os.path.join(os.path.abspath(build), "wine-package"),
-                                   os.path.join(folder, "tsport/tsport.exe"), "--store", "ports.txt", *arguments],
+                                   os.path.join(folder, "tsport/tsport.exe"), *arguments],
                                   cwd=folder, stdin=subprocess.DEVNULL, capture_output=True)
             return done.returncode, done.stdout.decode().replace("\r\n", "\n")
 
-        yield "tsport add", (0, 'added "Büro": 192.168.1.20 port 9100\n'), tsport("add", "Büro", "192.168.1.20")
-        yield "tsport list", (0, "NAME  ADDRESS       PORT\nBüro  192.168.1.20  9100\n"), tsport("list")
-        yield "tsport show", (1, ""), tsport("show", "nobody")
+        store = "--store", "ports.txt"
+        yield "tsport add", (0, 'added "Büro": 192.168.1.20 port 9100\n'), tsport(*store, "add", "Büro", "192.168.1.20")
+        yield "tsport list", (0, "NAME  ADDRESS       PORT\nBüro  192.168.1.20  9100\n"), tsport(*store, "list")
+        yield "tsport show", (1, ""), tsport(*store, "show", "nobody")
+        pathlib.Path(folder, "print-monitor.log").write_text("2026-03-01 09:05:07,042 ERROR: nobody knows this\n", "ascii")
+        for page, command in {"LOG": ["report", "print-monitor.log"], "DOCTOR": ["doctor", "--base", "."]}.items():
+            path = "Z:" + f"{folder}/tsport/{page}.html".replace("/", "\\")
+            for arguments in command, [command[0], "--help"]:
+                yield f"page that tsport {' '.join(arguments)} names", 1, tsport(*arguments)[1].replace("\n", " ").count(path)
+
+
+def spdx_checks(contents, beside_the_installer):
+    yield "the list of contents beside the installer", True, beside_the_installer == contents["tsprintportmon.spdx.json"]
+    document = json.loads(beside_the_installer)
+    names = {entry["SPDXID"]: entry.get("name") or entry["fileName"][2:] for entry in document["packages"] + document["files"]}
+    linked = {}
+    for relation in document["relationships"]:
+        if relation["relationshipType"] == "STATIC_LINK":
+            linked.setdefault(names[relation["spdxElementId"]], set()).add(names[relation["relatedSpdxElement"]])
+    yield "libraries inside", LINKED, linked
+    for entry in document["files"]:
+        data = next(data for name, data in contents.items() if name.endswith(names[entry["SPDXID"]]))
+        yield f"sum of {names[entry['SPDXID']]} in the list", hashlib.sha256(data).hexdigest(), entry["checksums"][1]["checksumValue"]
+    yield "libraries without a version, a licence or a notice", [], [
+        entry["name"] for entry in document["packages"][1:] if not entry["versionInfo"] or entry["licenseConcluded"] == "NOASSERTION"
+        or f"{entry['name']} {entry['versionInfo']}".encode() not in contents["NOTICES.txt"]]
 
 
 def read_package(build, version, folder, **environment):
@@ -129,8 +157,9 @@ def checks(build, version, folder):
         yield "the library is that of the build", True, file.read() == contents["tsprintportmon.dll"]
     readme = contents["README.txt"].decode()
     yield "version in README.txt", True, version in readme and "@" not in readme
-    for entry in "README.txt", "print-provider.conf.sample":
-        yield f"line ends of {entry}", contents[entry].count(b"\n"), contents[entry].count(b"\r\n")
+    yield "line ends", [], [entry for entry, data in contents.items() if entry.endswith((".txt", ".html", ".sample"))
+                            and data.count(b"\n") != data.count(b"\r\n")]
+    yield from spdx_checks(contents, pathlib.Path(folder, "plain", f"tsprintportmon-{version}.spdx.json").read_bytes())
     yield from sample_checks(contents["print-provider.conf.sample"].decode())
     yield from signature_checks(build, version, folder)
 

@@ -20,8 +20,9 @@ const char doctor_help[] = R"(usage: tsport doctor [--only WORD] [--skip WORD] [
 
 Checks everything needed for printing: the spooler, the monitor and its library, the Print Provider, its settings and
 directories, the helper program, rights, the log, ports and queues. Nothing is changed. A finding has an identifier and
-says what was found, what it means and how to fix it; docs/DOCTOR.md lists them all. First come those that are broken,
-[X], then those at risk, [!], and what is good to know, [i].
+says what was found, what it means and how to fix it. First come those that are broken, [X], then those at risk, [!],
+and what is good to know, [i]. All findings are explained by
+DOCTOR.html.
 
   --base DIR         checks a copy of a server's base directory (InstallPath\providers\print\win), on any machine, or
                      another server's own by its share (\\NAME\C$\...)
@@ -140,6 +141,7 @@ void examine(const Task& task) {
     }
     task.reply.status = findings.all().empty() ? done : not_there;
     task.reply.payload = command.json ? findings.to_json() : findings.to_text();
+    if (!command.json && !findings.all().empty()) task.reply.payload += with_pages("DOCTOR.html explains them.\n");
 }
 
 }  // namespace doctor

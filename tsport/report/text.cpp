@@ -120,7 +120,7 @@ void write_rest(std::ostream& out, const Report& report) {
     const auto errors = report.other_errors.in_order();
     if (!errors.empty()) out << "OTHER ERRORS\n";
     for (const OtherErrors::Error& error : errors) out << "  " << grouped(error.count) << " x " << error.text << "\n";
-    if (!errors.empty()) out << "docs/LOG.md explains each of them.\n\n";
+    if (!errors.empty()) out << with_pages("LOG.html explains each of them.\n\n");
 }
 
 }  // namespace

@@ -11,7 +11,8 @@ const char report_help[] = R"(usage: tsport report LOG... [options]
 Reports what became of the documents, from the monitor's logs: each with its times and its outcome, the causes of what
 went wrong and what to do about them, sums of each printer, and what stands out. LOG is a file, a folder (the log in it
 with all its numbered files, in order), or - for the standard input. Logs written with Debug=on distinguish documents;
-others show only what went wrong.
+others show only what went wrong. Each line of the log is explained by
+LOG.html.
 
   --html FILE      also writes a page with charts, which any browser opens
   --json, --csv    for scripts, and spreadsheets (the documents alone)
