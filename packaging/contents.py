@@ -9,10 +9,10 @@ import time
 import uuid
 
 ROOT = pathlib.Path(__file__).resolve().parents[1]
-# A library by the pattern of a path: its name, its licence and a package of Debian's that holds it.
+# A library by the pattern of a path: its name and its licence.
 LIBRARIES = [
     (r"/libstdc\+\+\.a$", "libstdc++", "GPL-3.0-or-later WITH GCC-exception-3.1"),
-    (r"/libgcc(_eh)?\.a$", "libgcc", "GPL-3.0-or-later WITH GCC-exception-3.1"),
+    (r"/lib/gcc/.*/(libgcc(_eh)?\.a|crt\w+\.o)$", "libgcc", "GPL-3.0-or-later WITH GCC-exception-3.1"),
     (r"/lib(win)?pthread\.a$", "winpthreads", "MIT AND BSD-3-Clause"),
     (r"/x86_64-w64-mingw32/lib/", "mingw-w64 runtime", "ZPL-2.1"),
     (r"^/usr/include/rapidjson/", "RapidJSON", "MIT"),
@@ -35,7 +35,9 @@ def libraries_of(pdb):
     """Name to licence, package of Debian and version."""
     found = {}
     for path in sorted(set(linked_files(pdb))):
-        name, licence = next((name, licence) for pattern, name, licence in LIBRARIES if re.search(pattern, path))
+        name, licence = next((known[1:] for known in LIBRARIES if re.search(known[0], path)), (None, None))
+        if name is None:
+            raise ValueError(f"{pdb} was linked from {path}, of which nothing is known here")
         if name not in found:
             package = output_of("dpkg-query", "-S", path).split(":")[0]
             found[name] = licence, package, output_of("dpkg-query", "-W", "-f", "${Version}", package)

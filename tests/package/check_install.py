@@ -20,8 +20,9 @@ from checks import ROOT, report  # noqa: E402
 MONITOR = r"HKEY_LOCAL_MACHINE\System\CurrentControlSet\Control\Print\Monitors\Tessaron TCP/IP Port"
 ENVIRONMENT = r"HKEY_LOCAL_MACHINE\System\CurrentControlSet\Control\Session Manager\Environment"
 SPOOLER = r"HKEY_LOCAL_MACHINE\System\CurrentControlSet\Services\Spooler"
-# What Wine writes by itself at any time, and the keys that its installer leaves empty.
-NOISE = re.compile(r"\\(DEVICEMAP|DeviceClasses|Class|Enum|Video|Hardware Profiles|ServiceCurrent)(\\|\|)|\\Installer[^|]*\|$")
+# What Wine writes by itself at any time, what CurrentControlSet is a link to, and the keys that Wine's installer leaves empty.
+NOISE = re.compile(r"\\(DEVICEMAP|DeviceClasses|Class|Enum|Video|Hardware Profiles|ServiceCurrent|ControlSet\d+)(\\|\|)"
+                   r"|\\Installer[^|]*\|$")
 # The installer's own records of what is installed.
 RECORDS = re.compile(r"\\CurrentVersion\\(Installer|Uninstall\\\{)|\\Classes\\Installer\\")
 SYSTEM = "windows/system32"
