@@ -137,8 +137,8 @@ def steps(machine, new):
         library = machine.drive / SYSTEM / "tsprintportmon.dll"
         user = subprocess.Popen([*machine.wine, machine.drive / PROGRAMS / "tsport.exe", "--store", r"C:\ports.txt",
                                  r"--library=C:\windows\system32\tsprintportmon.dll", "import", "-"], stdin=subprocess.PIPE)
-        while f"-> {library}\n" not in subprocess.run("ls -l /proc/[0-9]*/fd 2>/dev/null", shell=True, check=False, text=True,
-                                                     stdout=subprocess.PIPE).stdout:
+        while user.poll() is None and f"-> {library}\n" not in subprocess.run(
+                "ls -l /proc/[0-9]*/fd 2>/dev/null", shell=True, check=False, text=True, stdout=subprocess.PIPE).stdout:
             time.sleep(0.05)
         result = machine.msiexec("/i", new)
         machine.end()
