@@ -135,7 +135,7 @@ def steps(machine, new):
     def install_in_use():
         # tsport.exe has loaded the library, and waits for its input.
         library = machine.drive / SYSTEM / "tsprintportmon.dll"
-        user = subprocess.Popen([*machine.wine, machine.drive / PROGRAMS / "tsport.exe", "--store", r"C:\ports.txt",
+        user = subprocess.Popen([*machine.wine, machine.drive / PROGRAMS / "tsport.exe", f"--store=Z:{machine.packages}/ports",
                                  r"--library=C:\windows\system32\tsprintportmon.dll", "import", "-"], stdin=subprocess.PIPE)
         while user.poll() is None and f"-> {library}\n" not in subprocess.run(
                 "ls -l /proc/[0-9]*/fd 2>/dev/null", shell=True, check=False, text=True, stdout=subprocess.PIPE).stdout:
