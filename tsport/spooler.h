@@ -16,6 +16,7 @@ struct SpoolerPort {
 struct Queue {
     Text name;
     std::vector<Text> ports;
+    Text port_list = {};  // all of them as they are set; a port from before may have a comma in its name
 };
 
 // One thread at a time.

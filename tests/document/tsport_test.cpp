@@ -190,6 +190,7 @@ TEST_F(Tsport, AnswersAsWritten) {
         if (with_servers) add_servers();
         if (part.title.find("IP_1") != std::string::npos) spooler_sim::add_foreign_port(W("IP_1"));
         if (part.title.starts_with("a print server")) host::store_install_path(W("C:\\service"));
+        spooler_sim::set_lists_never_fit(part.title.find("never fit") != std::string::npos);
         spooler_sim::set_administrator(part.title.rfind("no administrator", 0) != 0);
         for (const Step& step : part.steps) take(step, !with_servers);
         servers_.clear();

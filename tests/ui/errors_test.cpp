@@ -31,6 +31,15 @@ TEST_P(Refusals, WithoutAWindowThereIsNoDialogButAnError) {
     EXPECT_TRUE(asked().empty());
 }
 
+// What is longer than the buffer of a message is cut.
+TEST_P(Refusals, ALongNameIsCut) {
+    const std::wstring name = L"\\\\" + std::wstring(1000, L's');
+    Desk desk = add_port(name.c_str());
+    desk.expect({{kMessage, L"The print spooler on " + name.substr(0, 100) + L"*"}});
+    Desk::key(VK_RETURN);
+    desk.expect_end(RPC_S_SERVER_UNAVAILABLE);
+}
+
 // Each in one message with the next step, before anything is typed.
 TEST_P(Refusals, WhatCannotBeDoneIsSaidAtOnce) {
     const auto add = [] { return add_port(); };
@@ -132,10 +141,14 @@ TEST_P(DeleteDialog, ANameWithACommaIsFoundWholeAndTheLongestCanBeRead) {
 }
 
 TEST_P(DeleteDialog, WhenThePrintersCannotBeListedThatIsSaid) {
-    opened = [] { spooler_sim::stop_server(L"\\\\print1"); };
-    delete_port(L"Office", L"print1")
-        .expect(
-            {{IDC_QUESTION, L"Delete the port \"Office\"?\n\nIt could not be determined which printers use it: *"}});
+    for (void (*const cause)() :
+         {+[] { spooler_sim::stop_server(L"\\\\print1"); }, +[] { spooler_sim::set_lists_never_fit(true); }}) {
+        spooler_sim::add_server(L"\\\\print1");
+        opened = cause;
+        delete_port(L"Office", L"print1")
+            .expect({{IDC_QUESTION,
+                      L"Delete the port \"Office\"?\n\nIt could not be determined which printers use it: *"}});
+    }
 }
 
 TEST_P(DeleteDialog, ADeletionThatFailsIsSaid) {

@@ -60,6 +60,7 @@ bool find_queues(const Task& task, QueueIndex& index) {
     if (task.report_if_error(task.spooler.queues(queues), "list the queues")) return false;
     for (const Queue& queue : queues) {
         for (const Text& port : queue.ports) index[port].push_back(queue.name);
+        if (queue.ports.size() > 1) index[queue.port_list].push_back(queue.name);
     }
     return true;
 }

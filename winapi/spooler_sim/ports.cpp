@@ -126,7 +126,7 @@ DWORD enum_ports(LPCWSTR server, DWORD level, BYTE* buffer, DWORD size, DWORD* n
     if (level != 1 && level != 2) return ERROR_INVALID_LEVEL;
     std::vector<Port> ports;
     if (!ports_of(server, level, ports)) return RPC_S_SERVER_UNAVAILABLE;
-    *needed = 0;
+    *needed = state().lists_never_fit ? size + 1 : 0;
     *returned = 0;
     for (const Port& port : ports) *needed += size_of(port, level);
     if (size < *needed) return ERROR_INSUFFICIENT_BUFFER;

@@ -128,7 +128,7 @@ DWORD enum_printers(DWORD flags, LPCWSTR server, DWORD level, BYTE* buffer, DWOR
     Text name;
     if (!find_server(flags == PRINTER_ENUM_NAME ? server : nullptr, name)) return RPC_S_SERVER_UNAVAILABLE;
     std::vector<const PrinterRecord*> printers;
-    *needed = 0;
+    *needed = state().lists_never_fit ? size + 1 : 0;
     *returned = 0;
     for (const auto& [key, printer] : state().printers) {
         if (!belongs_to(printer, name)) continue;

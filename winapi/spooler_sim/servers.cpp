@@ -23,6 +23,11 @@ void set_administrator(bool administrator) {
     state().administrator = administrator;
 }
 
+void set_lists_never_fit(bool never) {
+    const std::lock_guard lock(state().mutex);
+    state().lists_never_fit = never;
+}
+
 void add_monitor(const Text& name, MONITOR2* monitor, HANDLE handle, const Text& server) {
     const MonitorRecord record{name, monitor, handle, server};
     {
@@ -60,7 +65,7 @@ DWORD enum_monitors(LPCWSTR server, DWORD level, BYTE* buffer, DWORD size, DWORD
     if (!find_server(server, found)) return RPC_S_SERVER_UNAVAILABLE;
     std::vector<Text> names = {W("Local Port")};
     if (const MonitorRecord* const monitor = monitor_of(found)) names.push_back(monitor->name);
-    *needed = 0;
+    *needed = state().lists_never_fit ? size + 1 : 0;
     *returned = 0;
     for (const Text& name : names) *needed += static_cast<DWORD>(sizeof(MONITOR_INFO_1W)) + packed_size(name);
     if (size < *needed) return ERROR_INSUFFICIENT_BUFFER;

@@ -91,6 +91,7 @@ void reset() {
     s.known_ports.clear();
     s.servers.clear();
     s.administrator = true;
+    s.lists_never_fit = false;
 }
 
 void add_printer(const Printer& printer) {

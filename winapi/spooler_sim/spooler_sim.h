@@ -54,6 +54,9 @@ void stop_server(const Text& name);
 // Whether the caller is an administrator; only one may open the configuration channel for administration.
 void set_administrator(bool administrator);
 
+// From now on lists of ports, printers and monitors are always larger than the caller's buffer.
+void set_lists_never_fit(bool never);
+
 // Any port is taken. A printer that is there already is left as it is.
 void add_printer(const Printer& printer);
 void add_printer(const Text& name, const Text& port = Text());

@@ -51,6 +51,7 @@ struct State {
     std::map<Text, std::set<Text, NameOrder>, NameOrder> known_ports;  // of each server's monitor, in strict mode
     std::map<Text, bool, NameOrder> servers;                           // and whether they answer
     bool administrator = true;
+    bool lists_never_fit = false;
     std::map<HANDLE, Channel> channels;
     std::map<HANDLE, OpenPrinter> open_printers;
     std::map<HANDLE, Text> tokens;  // the client each stands for

@@ -39,10 +39,11 @@ class Printers {
         lstrcpynW(name, server.name().c_str(), Text::kSize);
         WCHAR* const server_name = server.is_this_computer() ? nullptr : name;
         DWORD size = 0;
+        int tries = 8;  // the list may grow meanwhile, but not for ever
         while (!EnumPrintersW(flags, server_name, 2, records_, size, &size, &count_)) {
             const DWORD error = GetLastError();
             count_ = 0;
-            if (error != ERROR_INSUFFICIENT_BUFFER) return error;
+            if (error != ERROR_INSUFFICIENT_BUFFER || tries-- == 0) return error;
             Free();
             records_ = static_cast<BYTE*>(HeapAlloc(GetProcessHeap(), 0, size));
             if (records_ == nullptr) return ERROR_NOT_ENOUGH_MEMORY;

@@ -50,12 +50,14 @@ Text NumberText(DWORD number) {
 Text TableText(UINT id, const Text& first, const Text& second, const Text& third) {
     WCHAR format[Text::kSize] = {};
     LoadStringW(module_instance, id, format, Text::kSize);
-    WCHAR whole[Text::kSize] = {};
+    WCHAR* whole = nullptr;  // may be longer than a Text
     DWORD_PTR parts[] = {reinterpret_cast<DWORD_PTR>(first.c_str()), reinterpret_cast<DWORD_PTR>(second.c_str()),
                          reinterpret_cast<DWORD_PTR>(third.c_str())};
-    const DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_ARGUMENT_ARRAY, format, 0, 0, whole,
-                                        Text::kSize, reinterpret_cast<va_list*>(parts));
-    return Text(length != 0 ? whole : format);
+    FormatMessageW(FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_ARGUMENT_ARRAY | FORMAT_MESSAGE_ALLOCATE_BUFFER, format,
+                   0, 0, reinterpret_cast<WCHAR*>(&whole), 0, reinterpret_cast<va_list*>(parts));
+    const Text text(whole != nullptr ? whole : format);
+    LocalFree(whole);
+    return text;
 }
 
 Text ErrorText(DWORD error) {
