@@ -8,6 +8,7 @@
 
 #include "host/progress.h"
 #include "tsport/output.h"
+#include "tsport/ports/encoding.h"
 #include "tsport/ports/hosted.h"
 #include "tsport/run.h"
 #include "tsport/spooler.h"
@@ -20,6 +21,17 @@ struct Error {
     std::string message;
     std::string cause;  // for scripts: one of those that `tsport --help` lists
     DWORD code = 0;     // the Win32 code behind it; 0: there is none
+    // What the message sums up, one by one: of the file's lines, or of what the command names.
+    std::string file = {};
+    std::vector<Fault> faults = {};
+};
+
+// One of the monitor's ports.
+struct Found {
+    Port port;                     // without address and number when nothing tells them
+    const char* state = "loaded";  // or "not-loaded", "not-stored", "unreadable"
+    std::string note = {};         // what that means
+    bool readable() const { return port.number != 0 || !port.address.empty(); }
 };
 
 // A verb's output for one server; run.cpp formats it as text or JSON.
@@ -28,8 +40,8 @@ struct Reply {
     std::vector<std::string> header;  // of a table; empty: the rows are plain lines
     Rows rows;
     std::string summary;                    // a line below the rows
-    std::vector<JsonMembers> json_objects;  // the same for --json
-    bool array = false;                     // JSON is an array of them; otherwise the only one
+    std::vector<JsonMembers> json_objects;  // the results for --json
+    std::string warning;                    // of what was done
     std::string payload;                    // a file's contents for standard output; all else goes to standard error
     bool has_payload = false;
     Error error;
@@ -47,19 +59,31 @@ struct Task {
         reply.rows.push_back({line});
         reply.json_objects.push_back(std::move(object));
     }
-    void fail(Status status, const std::string& message, const char* cause, DWORD code = 0) const {
+    void fail(Status status, Error error) const {
         reply.status = status;
-        reply.error = {message, cause, code};
+        reply.error = std::move(error);
     }
+    void fail(Status status, const std::string& message, const char* cause) const { fail(status, {message, cause}); }
     // When `code` is an error, reports that the spooler refused to `deed` ("add the port ...") and returns true.
     bool report_if_error(DWORD code, const std::string& deed) const;
-    // Reads the ports of these names; false when an error was reported.
-    bool read(const std::vector<Text>& names, std::vector<Port>& ports) const;
+    // The monitor's ports that these names and patterns stand for, all without any, sorted as people count. On the own
+    // machine they come from the registry and the spooler's list, on another server each port is asked. False when an
+    // error was reported; a port that cannot be asked is none.
+    bool find(const std::vector<Text>& patterns, std::vector<Found>& found) const;
+    // Sees whether the spooler has learned of a change to this port, and warns if not.
+    void check_known(const Text& name, bool added) const;
     // Writes changed ports to the store, if there is one; false when the change could not be saved.
     bool save_changes() const;
     // A progress line on a terminal for work of so many steps, shown once it takes a while.
     std::unique_ptr<host::Progress> progress(size_t steps, const char* deed) const;
 };
+
+// Name, address and number as three cells.
+std::vector<std::string> cells_of(const Found& found);
+
+void write_members(JsonWriter& json, const Found& found);
+// What is said of names that no port has, one fault each, with the nearest of `names`.
+Error no_such_port(const std::vector<Text>& missing, const std::vector<Text>& names);
 
 // A name and a printer as messages show them.
 std::string named(const Text& name);

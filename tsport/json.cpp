@@ -82,12 +82,4 @@ std::string json_line(const JsonMembers& members) {
     return text + "\n";
 }
 
-JsonMembers json_error(const std::string& message, std::uint32_t code, const std::string& cause) {
-    return [=](JsonWriter& json) {
-        json.member("error", message);
-        json.member("code", code);
-        json.member("cause", cause);
-    };
-}
-
 }  // namespace tsport

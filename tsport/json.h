@@ -95,7 +95,5 @@ using JsonMembers = std::function<void(JsonWriter&)>;
 
 // An object of its own, with a line feed.
 std::string json_line(const JsonMembers& members);
-// {"error": ..., "code": ..., "cause": ...}: the answer when a verb failed.
-JsonMembers json_error(const std::string& message, std::uint32_t code, const std::string& cause);
 
 }  // namespace tsport

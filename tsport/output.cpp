@@ -80,7 +80,9 @@ std::string shown(const Text& text) {
 }
 
 std::string for_terminal(const std::string& utf8) {
-    return escaped(host::to_text(utf8), Text(), [](WCHAR c) { return steers_terminal(c) && c != W('\n'); });
+    const Text text = host::to_text(utf8);
+    return escaped(text.substr(text.starts_with(WCHAR{0xFEFF}) ? 1 : 0), Text(),
+                   [](WCHAR c) { return steers_terminal(c) && c != W('\n'); });
 }
 
 std::string with_pages(std::string text) {
@@ -111,10 +113,6 @@ std::string in_columns(const Rows& rows) {
         text += '\n';
     }
     return text;
-}
-
-std::vector<std::string> cells_of(const Port& port) {
-    return {shown(port.name), shown(port.address), std::to_string(port.number)};
 }
 
 void write_members(JsonWriter& json, const Port& port) {

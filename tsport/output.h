@@ -15,7 +15,7 @@ std::string quoted(const Text& text);
 bool steers_terminal(WCHAR c);
 // For people: such characters are escaped ...
 std::string shown(const Text& text);
-// ... in a whole answer, but for the ends of its lines.
+// ... in a whole answer, but for the ends of its lines; without a byte order mark.
 std::string for_terminal(const std::string& utf8);
 
 // A text that names LOG.html or DOCTOR.html, pages that the packages have beside this program: with the whole path
@@ -26,8 +26,6 @@ std::string with_pages(std::string text);
 using Rows = std::vector<std::vector<std::string>>;
 std::string in_columns(const Rows& rows);
 
-// Name, address and number as three cells.
-std::vector<std::string> cells_of(const Port& port);
 void write_members(JsonWriter& json, const Port& port);
 // A member that is a port, or an array of ports.
 void write_member(JsonWriter& json, const char* name, const Port& port);

@@ -1,6 +1,7 @@
 #include "tsport/run.h"
 
 #include <algorithm>
+#include <atomic>
 
 #include "tsport/answer.h"
 #include "tsport/ports/check.h"
@@ -21,7 +22,7 @@ struct KnownError {
 constexpr KnownError known_errors[] = {
     {ERROR_ACCESS_DENIED, "access", " (administrator rights are needed)"},
     {ERROR_ALREADY_EXISTS, "exists", " (the spooler has a port of that name)"},
-    {RPC_S_SERVER_UNAVAILABLE, "no-spooler", " (is the print spooler there running? net start spooler starts it)"},
+    {RPC_S_SERVER_UNAVAILABLE, "no-spooler", " (is the print spooler running? net start spooler starts it)"},
 };
 
 }  // namespace
@@ -32,21 +33,18 @@ bool Task::report_if_error(DWORD code, const std::string& deed) const {
     for (const KnownError& error : known_errors) known = error.code == code ? error : known;
     const char* const who =
         code == RPC_S_SERVER_UNAVAILABLE ? "the spooler does not answer the request to " : "the spooler refused to ";
-    fail(refused, who + deed + ": " + host::error_message(code) + known.hint, known.cause, code);
+    std::string hint = known.hint;
+    if (code == RPC_S_SERVER_UNAVAILABLE && !spooler.server().empty()) {
+        hint = " (is the print spooler running there? sc \\\\NAME query spooler tells)";
+    }
+    fail(refused, {who + deed + ": " + host::error_message(code) + hint, known.cause, code});
     return true;
-}
-
-bool Task::read(const std::vector<Text>& names, std::vector<Port>& ports) const {
-    if (hosted == nullptr) return !report_if_error(spooler.read(names, ports), "show the ports");
-    if (hosted->read(names, ports)) return true;
-    fail(refused, "the library's ports cannot be read", "store");
-    return false;
 }
 
 bool Task::save_changes() const {
     std::string why;
     if (hosted == nullptr || hosted->keep(why)) return true;
-    fail(refused, why, "file");
+    fail(refused, {why, "file"});
     return false;
 }
 
@@ -75,18 +73,24 @@ void run_on(const Command& command, const Text& server, Hosted* hosted, const Co
     const Task task{command, spooler, hosted, reply, console};
     if (command.verb->needs != Needs::nothing && hosted == nullptr && !is_installed(spooler)) {
         task.fail(refused,
-                  "the port monitor \"" + shown(contract::kMonitorName) + "\" is not installed; " + installing_hint(),
-                  "not-installed");
+                  {"the port monitor \"" + shown(contract::kMonitorName) + "\" is not installed; " + installing_hint(),
+                   "not-installed"});
         return;
     }
     command.verb->run(task);
 }
 
 void run_on_servers(const Command& command, const Console& console, std::vector<Reply>& replies) {
-    constexpr size_t at_once = 16;
-    for_each_at_once(
-        command.servers.size(), [&](size_t at) { run_on(command, command.servers[at], nullptr, console, replies[at]); },
-        at_once);
+    host::Progress::Options options;
+    if (command.servers.size() > 1) options.stream = console.progress;
+    options.total = command.servers.size();
+    options.deed = "servers have answered";
+    host::Progress progress(options);
+    std::atomic<size_t> finished{0};
+    for_each_at_once(command.servers.size(), [&](size_t at) {
+        run_on(command, command.servers[at], nullptr, console, replies[at]);
+        progress.show(++finished);
+    });
 }
 
 void run_hosted(const Command& command, const Console& console, Reply& reply) {
@@ -107,85 +111,109 @@ void run_hosted(const Command& command, const Console& console, Reply& reply) {
 
 // -- The answer ------------------------------------------------------------------------------------------------------
 
-JsonMembers members_of(const Error& error) {
-    return json_error(error.message, error.code, error.cause);
+std::string to_text(const Error& error) {
+    const std::string faults = to_text(error.faults, error.file);
+    const bool on_one_line = error.faults.size() == 1 && error.faults[0].line == 0;
+    return error.message + (error.message.empty() || faults.empty() ? "" : on_one_line ? ": " : ":\n") + faults;
 }
 
-// The object with one more member in front.
-JsonMembers of_server(const Text& server, const JsonMembers& object) {
-    return [=](JsonWriter& json) {
-        json.member("server", server);
-        object(json);
-    };
-}
-
-std::string json_line(const std::vector<JsonMembers>& objects) {
-    std::string text;
-    {
-        JsonWriter json([&text](std::string_view piece) { text += piece; });
-        json.array([&] {
-            for (const JsonMembers& members : objects) json.object([&] { members(json); });
+// One for each fault, if there are any.
+void write_errors(JsonWriter& json, const Error& error, const Text* server) {
+    const std::vector<Fault> whole = {{0, 0, error.message}};
+    for (const Fault& fault : error.faults.empty() ? whole : error.faults) {
+        if (fault.why.empty()) continue;
+        json.object([&] {
+            if (server != nullptr) json.member("server", *server);
+            json.member("error", fault.why);
+            json.member("code", error.code);
+            json.member("cause", error.cause);
+            if (fault.line == 0) return;
+            json.member("file", error.file);
+            json.member("line", fault.line);
+            json.member("column", fault.column);
         });
     }
-    return text + "\n";
 }
 
-void answer_as_json(const Reply& reply, Answer& answer) {
-    std::string& to = reply.has_payload ? answer.err : answer.out;
-    if (!reply.error.message.empty()) {
-        answer.out += json_line(members_of(reply.error));
-    } else if (reply.array) {
-        to += json_line(reply.json_objects);
-    } else if (!reply.json_objects.empty()) {
-        to += json_line(reply.json_objects[0]);
+// One shape for all verbs and any number of servers; docs/JSON.md describes it.
+std::string json_answer(const Command& command, const std::vector<Reply>& replies) {
+    const auto server_of = [&](const Reply& reply) {
+        return command.servers.empty() ? nullptr : &command.servers[static_cast<size_t>(&reply - replies.data())];
+    };
+    return json_line([&](JsonWriter& json) {
+        json.member("version", 1u);
+        json.member("verb", command.verb != nullptr ? command.verb->name : "");
+        json.array("results", [&] {
+            for (const Reply& reply : replies) {
+                for (const JsonMembers& members : reply.json_objects) {
+                    json.object([&] {
+                        if (server_of(reply) != nullptr) json.member("server", *server_of(reply));
+                        members(json);
+                    });
+                }
+            }
+        });
+        json.array("warnings", [&] {
+            for (const Reply& reply : replies) {
+                if (reply.warning.empty()) continue;
+                json.object([&] {
+                    if (server_of(reply) != nullptr) json.member("server", *server_of(reply));
+                    json.member("warning", reply.warning);
+                });
+            }
+        });
+        json.array("errors", [&] {
+            for (const Reply& reply : replies) write_errors(json, reply.error, server_of(reply));
+        });
+    });
+}
+
+// What is said of several servers is said once.
+std::string said(const std::vector<std::pair<std::string, std::string>>& messages) {
+    std::string text;
+    for (size_t i = 0; i < messages.size(); ++i) {
+        const auto& [server, message] = messages[i];
+        const auto is_same = [&](const auto& other) { return other.second == message; };
+        if (std::any_of(messages.begin(), messages.begin() + static_cast<std::ptrdiff_t>(i), is_same)) continue;
+        std::string servers;
+        for (const auto& other : messages) {
+            if (is_same(other) && !other.first.empty()) servers += (servers.empty() ? "" : ", ") + other.first;
+        }
+        text += "tsport: " + servers + (servers.empty() ? "" : ": ") + message + "\n";
     }
+    return text;
 }
 
-void answer_as_text(const Reply& reply, Answer& answer) {
-    std::string& to = reply.has_payload ? answer.err : answer.out;
-    Rows rows = reply.rows;
-    if (!reply.header.empty() && !rows.empty()) rows.insert(rows.begin(), reply.header);
-    to += in_columns(rows);
-    if (!reply.summary.empty()) to += reply.summary + "\n";
-    if (!reply.error.message.empty()) answer.err += "tsport: " + reply.error.message + "\n";
-}
-
-// One table or one array for all servers.
-void answer_for_servers(const Command& command, const std::vector<Reply>& replies, Answer& answer) {
-    std::vector<JsonMembers> objects;
+// One table for all servers.
+void answer_as_text(const Command& command, const std::vector<Reply>& replies, std::string& out, std::string& err) {
     Rows rows;
+    std::vector<std::pair<std::string, std::string>> errors;
     for (size_t i = 0; i < replies.size(); ++i) {
         const Reply& reply = replies[i];
-        const Text& server = command.servers[i];
-        const auto add_row = [&](std::vector<std::string> row) {
-            row.insert(row.begin(), shown(server));
-            rows.push_back(std::move(row));
+        const std::string server = command.servers.empty() ? "" : shown(command.servers[i]);
+        const auto add_row = [&](const std::vector<std::string>& row, const std::string& first) {
+            std::vector<std::string>& added = rows.emplace_back();
+            if (!server.empty()) added.push_back(first);
+            added.insert(added.end(), row.begin(), row.end());
         };
-        answer.status = std::max(answer.status, reply.status);
-        if (rows.empty() && !reply.header.empty()) {
-            rows.push_back(reply.header);
-            rows.back().insert(rows.back().begin(), "SERVER");
-        }
-        for (const auto& row : reply.rows) add_row(row);
-        if (!reply.summary.empty()) add_row({reply.summary});
-        for (const JsonMembers& object : reply.json_objects) objects.push_back(of_server(server, object));
-        if (reply.error.message.empty()) continue;
-        objects.push_back(of_server(server, members_of(reply.error)));
-        if (!command.json) answer.err += "tsport: " + shown(server) + ": " + reply.error.message + "\n";
-        add_row({reply.error.cause == "no-spooler" ? "cannot be reached" : "failed, see below"});
+        if (rows.empty() && !reply.header.empty() && !reply.rows.empty()) add_row(reply.header, "SERVER");
+        for (const auto& row : reply.rows) add_row(row, server);
+        if (!reply.summary.empty() && !server.empty()) add_row({reply.summary}, server);
+        if (!to_text(reply.error).empty()) errors.emplace_back(server, to_text(reply.error));
+        if (!reply.warning.empty()) errors.emplace_back(server, reply.warning);
     }
-    answer.out = command.json ? json_line(objects) : in_columns(rows);
+    out += in_columns(rows);
+    if (command.servers.empty() && !replies[0].summary.empty()) out += replies[0].summary + "\n";
+    err += said(errors);
 }
 
 Answer wrong_line(const Command& command, const std::string& why) {
-    Answer answer;
-    answer.status = bad_usage;
-    if (command.json) {
-        answer.out = json_line(json_error(why, 0, "usage"));
-    } else {
-        answer.err = "tsport: " + why + "\nTry tsport --help.\n";
-    }
-    return answer;
+    if (!command.json) return {bad_usage, "", "tsport: " + why + "\nTry tsport --help.\n"};
+    std::vector<Reply> replies(1);
+    replies[0].error = {why, "usage"};
+    Command nowhere;
+    nowhere.verb = command.verb;
+    return {bad_usage, json_answer(nowhere, replies), ""};
 }
 
 }  // namespace
@@ -200,26 +228,31 @@ Answer run(const std::vector<std::string>& words, const Console& console) {
         answer.out = arguments.text;
         return answer;
     }
-    if (command.servers.size() > 1 && !command.file.empty() &&
-        (command.verb->run == export_ports || command.file == "-")) {
+    const bool one_output = command.verb->run == export_ports || (command.verb->run == list && command.csv);
+    if (command.servers.size() > 1 && (one_output || command.file == "-")) {
         return wrong_line(command, "one file cannot serve several servers here; name one server");
     }
-    if (!command.servers.empty() && command.verb->needs != Needs::nothing) {
-        std::vector<Reply> replies(command.servers.size());
+    std::vector<Reply> replies(std::max<size_t>(1, command.servers.size()));
+    if (!command.servers.empty()) {
         run_on_servers(command, console, replies);
-        answer_for_servers(command, replies, answer);
-        for (const Reply& reply : replies) answer.out = reply.has_payload ? reply.payload : answer.out;
-        return answer;
-    }
-    Reply reply;
-    if (command.store.empty() || command.verb->needs == Needs::nothing) {
-        run_on(command, Text(), nullptr, console, reply);
+    } else if (command.store.empty() || command.verb->needs == Needs::nothing) {
+        run_on(command, Text(), nullptr, console, replies[0]);
     } else {
-        run_hosted(command, console, reply);
+        run_hosted(command, console, replies[0]);
     }
-    answer.status = reply.status;
-    answer.out = reply.payload;
-    (command.json ? answer_as_json : answer_as_text)(reply, answer);
+    bool has_payload = false;
+    for (const Reply& reply : replies) {
+        answer.status = std::max(answer.status, reply.status);
+        answer.out += reply.payload;
+        has_payload = has_payload || reply.has_payload;
+    }
+    std::string& out = has_payload ? answer.err : answer.out;  // messages must not mix with the data
+    const bool failed = !to_text(replies[0].error).empty();
+    if (!command.json) {
+        answer_as_text(command, replies, out, answer.err);
+    } else if (failed || command.verb->needs != Needs::nothing) {  // report and doctor write their own
+        (failed ? answer.out : out) += json_answer(command, replies);
+    }
     return answer;
 }
 

@@ -94,6 +94,13 @@ DWORD Spooler::monitors(std::vector<Text>& names) const {
     return code;
 }
 
+DWORD Spooler::open(const Text& object, ACCESS_MASK access, HANDLE& channel) const {
+    Text name = (server_.empty() ? Text() : server_ + W("\\")) + object;
+    PRINTER_DEFAULTSW defaults = {};
+    defaults.DesiredAccess = access;
+    return OpenPrinterW(name.data(), &channel, &defaults) ? static_cast<DWORD>(ERROR_SUCCESS) : GetLastError();
+}
+
 struct Spooler::Message {
     LPCWSTR command;
     Text port;  // that the command is about; empty when that is in its input
@@ -108,12 +115,10 @@ DWORD Spooler::send(const Message& message) const {
     const bool kept = message.port.empty() && message.administrator;
     HANDLE channel = kept ? administration_ : nullptr;
     if (channel == nullptr) {
-        Text object = server_.empty() ? Text() : server_ + W("\\");
-        object +=
+        const Text object =
             message.port.empty() ? W(",XcvMonitor ") + Text(contract::kMonitorName) : W(",XcvPort ") + message.port;
-        PRINTER_DEFAULTSW defaults = {};
-        defaults.DesiredAccess = message.administrator ? SERVER_ACCESS_ADMINISTER : SERVER_ACCESS_ENUMERATE;
-        if (!OpenPrinterW(object.data(), &channel, &defaults)) return GetLastError();
+        const ACCESS_MASK access = message.administrator ? SERVER_ACCESS_ADMINISTER : SERVER_ACCESS_ENUMERATE;
+        if (const DWORD error = open(object, access, channel)) return error;
         if (kept) administration_ = channel;
     }
     DWORD needed = 0;
@@ -142,20 +147,18 @@ DWORD Spooler::read(const Text& name, Port& port) const {
     return code;
 }
 
-DWORD Spooler::read(const std::vector<Text>& names, std::vector<Port>& ports) const {
-    for (const Text& name : names) {
-        Port port;
-        const DWORD code = read(name, port);
-        if (code == ERROR_SUCCESS) {
-            ports.push_back(port);
-            continue;
-        }
-        std::vector<Text> now;
-        const DWORD listed = port_names(now);
-        const bool gone = listed == ERROR_SUCCESS && std::find(now.begin(), now.end(), name) == now.end();
-        if (!gone) return code;
-    }
-    return ERROR_SUCCESS;
+bool Spooler::is_known(const Text& name) const {
+    HANDLE channel = nullptr;
+    if (open(W(",XcvPort ") + name, SERVER_ACCESS_ENUMERATE, channel) != ERROR_SUCCESS) return false;
+    ClosePrinter(channel);
+    return true;
+}
+
+bool Spooler::is_unknown(const Text& name) const {
+    HANDLE channel = nullptr;
+    const DWORD code = open(W(",XcvPort ") + name, SERVER_ACCESS_ENUMERATE, channel);
+    if (code == ERROR_SUCCESS) ClosePrinter(channel);
+    return code == ERROR_UNKNOWN_PORT || code == ERROR_INVALID_PRINTER_NAME;
 }
 
 DWORD Spooler::add(const Port& port) const {

@@ -38,11 +38,13 @@ class Spooler {
     // The names of the monitor's ports, in its order.
     DWORD port_names(std::vector<Text>& names) const;
     DWORD read(const Text& name, Port& port) const;
-    // These ports, in that order; a port that was deleted meanwhile is left out.
-    DWORD read(const std::vector<Text>& names, std::vector<Port>& ports) const;
     DWORD add(const Port& port) const;
     DWORD set(const Port& port) const;
     DWORD remove(const Text& name) const;
+    // Whether the spooler itself knows a port of that name, which it may learn only when it starts; false as well when
+    // it does not tell.
+    bool is_known(const Text& name) const;
+    bool is_unknown(const Text& name) const;
     // Whether any monitor of the spooler has a port of that name.
     DWORD ask_whether_exists(const Text& name, bool& exists) const;
     // Whether the printer accepts a connection from the server.
@@ -50,6 +52,7 @@ class Spooler {
 
   private:
     struct Message;
+    DWORD open(const Text& object, ACCESS_MASK access, HANDLE& channel) const;
     DWORD send(const Message& message) const;
 
     const Text server_;

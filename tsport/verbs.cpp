@@ -277,9 +277,9 @@ hold the wildcards * and ? where several ports can be named. Names have at most 
 128; letter case does not count in names. All verbs but test HOST PORT, exists and completion need an administrator.
 
 Exit status: 0 done, 1 the port is not there or the printer not reachable, 2 wrong command line or file, 3 refused, or
-a server or the store cannot be used. With --json an error is one object on standard output:
-  {"error": "the text", "code": the Win32 code or 0, "cause": "usage|file|no-port|in-use|exists|access|no-spooler|
-  not-installed|store|refused"}
+a server or the store cannot be used. With --json the answer is one object on standard output:
+  {"version": 1, "verb": "...", "results": [...], "warnings": [...], "errors": [{"error": "the text", "code": the Win32
+  code or 0, "cause": "usage|file|no-port|in-use|exists|access|no-spooler|not-installed|store|refused"}, ...]}
 )";
 
 }  // namespace

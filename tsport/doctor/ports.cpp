@@ -58,18 +58,10 @@ std::vector<Port> read_registry_ports(HKEY hive, Findings& findings) {
 bool read_file_ports(const std::string& path, std::vector<Port>& ports, Findings& findings, std::string& why) {
     std::string bytes;
     PortsFile file;
-    std::string faults;
     if (!read_file(path, bytes, why)) return false;
     file.csv = has_csv_name(path);
-    if (!parse_ports(bytes, path, file, faults)) {
-        for (const Text& line : lines_of(host::to_text(faults))) findings.add("ports.bad-line", host::to_utf8(line));
-    }
+    for (const Fault& fault : parse_ports(bytes, file)) findings.add("ports.bad-line", to_text({fault}, path));
     ports = file.ports();
-    // Wrong lines have been reported.
-    if (!faults.empty()) {
-        std::erase_if(ports,
-                      [](const Port& port) { return port.name.empty() || port.address.empty() || port.number == 0; });
-    }
     return true;
 }
 

@@ -100,12 +100,14 @@ void parse_csv(const Text& text, PortsFile& file, std::vector<Fault>& faults) {
     for (size_t at = 0; at < text.size();) {
         const size_t begin = at;
         Wrong wrong = take_record(text, file.separator, at, record);
-        Entry entry{true, {}, {}, {}, line};
+        Entry entry{true, false, {}, {}, {}, line};
         const bool is_empty = record.size() == 1 && record[0].text.empty();
         if (wrong.why.empty() && begin == 0) {
             wrong = find_columns(record, places);
         } else if (wrong.why.empty() && !is_empty) {
             wrong = parse_record(record, places, entry.port);
+            entry.is_faulty = !wrong.why.empty();
+            entry.address_column = record[std::min(places[1], record.size() - 1)].at - begin + 1;
             file.entries.push_back(entry);
         }
         at = std::min(text.find(W('\n'), at), text.size() - 1) + 1;

@@ -87,6 +87,17 @@ std::string encode(const Text& text, const Encoding& encoding) {
     return bytes;
 }
 
+std::string to_text(const std::vector<Fault>& faults, const std::string& file) {
+    constexpr size_t most = 20;
+    std::string text;
+    for (size_t i = 0; i < std::min(most, faults.size()); ++i) {
+        const auto& [line, column, why] = faults[i];
+        const std::string place = file + ":" + std::to_string(line) + ":" + std::to_string(column) + ": ";
+        text += (i == 0 ? "" : "\n") + (line != 0 ? place : "") + why;
+    }
+    return text + (faults.size() > most ? "\nand " + std::to_string(faults.size() - most) + " more" : "");
+}
+
 std::vector<Text> lines_of(const Text& text) {
     std::vector<Text> lines;
     for (size_t start = 0; start < text.size();) {

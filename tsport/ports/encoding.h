@@ -16,10 +16,12 @@ struct Encoding {
 
 // A place in a file and what is wrong there.
 struct Fault {
-    size_t line = 0;  // both count from 1
+    size_t line = 0;  // both count from 1; 0: no place
     size_t column = 0;
     std::string why;
 };
+// "FILE:LINE:COLUMN: why", each on a line, as many as a screen takes and the number of the others.
+std::string to_text(const std::vector<Fault>& faults, const std::string& file);
 
 // False with the fault. The text keeps its line ends.
 bool decode(const std::string& bytes, Encoding& encoding, host::Text& text, Fault& fault);

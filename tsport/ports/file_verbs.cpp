@@ -4,6 +4,7 @@
 #include <set>
 
 #include "tsport/answer.h"
+#include "winportmon/contract/names.h"
 
 namespace tsport {
 namespace {
@@ -49,44 +50,57 @@ std::string file_name(const Command& command) {
     return command.file == "-" ? "standard input" : command.file;
 }
 
-// The port file that the command names, "-" for standard input; false when the verb has been answered.
-bool read_file_of(const Task& task, PortsFile& file) {
-    const Command& command = task.command;
-    std::string why;
-    bool good = false;
-    if (command.file == "-") {
-        const std::string bytes(std::istreambuf_iterator<char>(task.console.input), {});
-        file.csv = command.csv;
-        good = parse_ports(bytes, file_name(command), file, why);
-    } else {
-        good = read_ports_file(command.file, command.csv || has_csv_name(command.file), file, why);
-    }
-    if (!good) task.fail(bad_usage, why, "file");
-    return good;
+// A row, and a result, for a port that cannot be asked.
+void add_unreadable(const Task& task, const Found& found) {
+    task.reply.status = refused;
+    task.reply.rows.push_back({"left out", shown(found.port.name), found.note});
+    task.reply.json_objects.push_back([found](JsonWriter& json) { write_members(json, found); });
 }
 
-bool read_here(const Task& task, std::vector<Port>& ports) {
-    std::vector<Text> names;
-    return !task.report_if_error(task.spooler.port_names(names), "list the ports") && task.read(names, ports);
+// The ports of the file that the command names, "-" for standard input, and what is wrong in it.
+std::vector<Fault> read_file_of(const Task& task, PortsFile& file) {
+    const Command& command = task.command;
+    if (command.file != "-") return read_ports_file(command.file, command.csv || has_csv_name(command.file), file);
+    file.csv = command.csv;
+    return parse_ports(std::string(std::istreambuf_iterator<char>(task.console.input), {}), file);
+}
+
+// The monitor's ports; those that cannot be read are left out of the comparison, and told.
+bool read_here(const Task& task, PortsFile& file, std::vector<Port>& here) {
+    std::vector<Found> found;
+    if (!task.find({}, found)) return false;
+    std::set<Text, NameOrder> unreadable;
+    for (const Found& one : found) {
+        if (one.readable()) {
+            here.push_back(one.port);
+        } else {
+            unreadable.insert(one.port.name);
+            add_unreadable(task, one);
+        }
+    }
+    std::erase_if(file.entries,
+                  [&](const Entry& entry) { return entry.is_port && unreadable.contains(entry.port.name); });
+    return true;
 }
 
 void add_row(Rows& rows, const char* what, const Port& port, const std::string& more = std::string()) {
-    std::vector<std::string> row = cells_of(port);
+    std::vector<std::string> row = cells_of({port});
     row.insert(row.begin(), what);
     if (!more.empty()) row.push_back(more);
     rows.push_back(row);
 }
 
-std::string printer_before(const Change& change) {
-    return "was " + shown(change.before.address) + " " + std::to_string(change.before.number);
+std::string printer_before(const Change& change, const char* word) {
+    return word + shown(change.before.address) + " " + std::to_string(change.before.number);
 }
 
-void write_member(JsonWriter& json, const char* name, const std::vector<Change>& changes) {
+void write_member(JsonWriter& json, const char* name, const std::vector<Change>& changes, const char* after,
+                  const char* before) {
     json.array(name, [&] {
         for (const Change& change : changes) {
             json.object([&] {
-                tsport::write_member(json, "port", change.after);
-                tsport::write_member(json, "was", change.before);
+                tsport::write_member(json, after, change.after);
+                tsport::write_member(json, before, change.before);
             });
         }
     });
@@ -94,40 +108,31 @@ void write_member(JsonWriter& json, const char* name, const std::vector<Change>&
 
 // -- Import ----------------------------------------------------------------------------------------------------------
 
-// Checks in advance what the spooler would refuse half-way. False when the verb has been answered.
-bool names_are_free(const Task& task, const Differences& plan) {
+// Adds what a new port, or a new printer of one, should not have, and what the spooler would refuse half-way; false
+// when the verb has been answered.
+bool find_faults(const Task& task, const Differences& plan, const PortsFile& file, std::vector<Fault>& faults) {
     std::vector<SpoolerPort> ports;
     if (task.report_if_error(task.spooler.ports(ports), "list the ports")) return false;
     std::set<Text, NameOrder> taken;
-    for (const SpoolerPort& port : ports) taken.insert(port.name);
-    for (const Port& port : plan.only_in_file) {
-        if (taken.count(port.name) == 0) continue;
-        task.fail(refused, "nothing was changed: another monitor has a port " + named(port.name), "exists",
-                  ERROR_ALREADY_EXISTS);
-        return false;
+    for (const SpoolerPort& port : ports) {
+        if (!same_name(port.monitor, contract::kMonitorName)) taken.insert(port.name);
     }
-    return true;
-}
-
-// What a new port or a new printer of one should not have, with its line.
-bool plan_is_sound(const Task& task, const Differences& plan, const PortsFile& file) {
-    std::map<Text, size_t, NameOrder> lines;
+    const PortIndex added = index_of(plan.only_in_file);
+    PortIndex changed;
+    for (const Change& change : plan.changed) changed.emplace(change.after.name, &change.after);
     for (const Entry& entry : file.entries) {
-        if (entry.is_port) lines.emplace(entry.port.name, entry.line);
+        const Text& name = entry.port.name;
+        const auto note = [&](size_t column, const std::string& why) {
+            if (!why.empty()) faults.push_back({entry.line, column, why});
+        };
+        if (!entry.is_port || entry.is_faulty) continue;
+        if (added.contains(name)) note(1, new_name_fault(name));
+        if (added.contains(name) || changed.contains(name))
+            note(entry.address_column, new_address_fault(entry.port.address));
+        if (taken.contains(name)) note(1, "another monitor has a port " + named(name));
     }
-    std::string messages;
-    const auto note = [&](const Port& port, const std::string& why) {
-        if (why.empty()) return;
-        messages += (messages.empty() ? "" : "\n") + file_name(task.command) + ":" + std::to_string(lines[port.name]) +
-                    ": " + why;
-    };
-    for (const Port& port : plan.only_in_file) {
-        note(port, new_name_fault(port.name));
-        note(port, new_address_fault(port.address));
-    }
-    for (const Change& change : plan.changed) note(change.after, new_address_fault(change.after.address));
-    if (!messages.empty()) task.fail(bad_usage, messages, "file");
-    return messages.empty();
+    sort_by_place(faults);
+    return true;
 }
 
 // All at once.
@@ -154,6 +159,7 @@ bool apply(const Task& task, const Differences& plan) {
     for (const Change& change : plan.changed) {
         good = good && succeeded(task.spooler.set(change.after), change.after);
     }
+    if (good && !plan.only_in_file.empty()) task.check_known(plan.only_in_file[0].name, true);  // as all the others
     return good;
 }
 
@@ -162,17 +168,17 @@ void show_plan(const Task& task, const Differences& plan) {
     Reply& reply = task.reply;
     for (const Port& port : plan.only_in_file) add_row(reply.rows, dry_run ? "would add" : "added", port);
     for (const Change& change : plan.changed) {
-        add_row(reply.rows, dry_run ? "would change" : "changed", change.after, printer_before(change));
+        add_row(reply.rows, dry_run ? "would change" : "changed", change.after, printer_before(change, "was "));
     }
     reply.summary = std::to_string(plan.only_in_file.size()) + (dry_run ? " to add, " : " added, ") +
                     std::to_string(plan.changed.size()) + (dry_run ? " to change, " : " changed, ") +
                     std::to_string(plan.same) + " left alone";
-    reply.json_objects = {[plan, dry_run](JsonWriter& json) {
+    reply.json_objects.push_back([plan, dry_run](JsonWriter& json) {
         json.member("dry_run", dry_run);
         tsport::write_member(json, "added", plan.only_in_file);
-        write_member(json, "changed", plan.changed);
+        write_member(json, "changed", plan.changed, "port", "was");
         json.member("left_alone", plan.same);
-    }};
+    });
 }
 
 // What the file holds now, so that its comments, order and encoding stay; false when the verb has been answered.
@@ -182,12 +188,11 @@ bool read_former_export(const Task& task, PortsFile& file) {
     if (task.command.force || path == "-" || !is_file(path) || !std::filesystem::exists(host::path_of(path), error)) {
         return true;
     }
-    std::string why;
-    if (read_ports_file(path, file.csv, file, why)) return true;
-    task.fail(bad_usage,
-              "nothing was written: " + path + " exists and is not a file of ports:\n" + why +
-                  "\nName another file, or replace this one with --force",
-              "file");
+    const std::vector<Fault> faults = read_ports_file(path, file.csv, file);
+    if (faults.empty()) return true;
+    task.fail(bad_usage, {"nothing was written: " + path +
+                              " exists and is no file of ports; name another file, or replace this one with --force",
+                          "file", 0, path, faults});
     return false;
 }
 
@@ -197,15 +202,15 @@ void export_ports(const Task& task) {
     const std::string& path = task.command.file;
     PortsFile file;
     file.csv = task.command.csv || has_csv_name(path);
-    std::vector<Text> names;
-    std::vector<Text> missing;
+    if (file.csv)
+        file.encoding.form = Encoding::Form::utf8_with_mark;  // without it, spreadsheets take another encoding
+    std::vector<Found> found;
     std::vector<Port> ports;
     std::string why;
-    if (task.report_if_error(task.spooler.port_names(names), "list the ports")) return;
-    names = select_names(names, task.command.names, missing);
-    if (!missing.empty()) return task.fail(not_there, "there is no port " + named(missing[0]), "no-port");
-    if (!task.read(names, ports)) return;
-    if (!read_former_export(task, file)) return;
+    if (!task.find(task.command.names, found) || !read_former_export(task, file)) return;
+    for (const Found& one : found) {
+        one.readable() ? ports.push_back(one.port) : add_unreadable(task, one);
+    }
     const std::string text = format_ports(file, ports);
     // Messages must not mix with the data.
     task.reply.has_payload = path == "-" || !is_file(path);
@@ -222,30 +227,39 @@ void export_ports(const Task& task) {
 void import_ports(const Task& task) {
     std::vector<Port> here;
     PortsFile file;
-    if (!read_file_of(task, file) || !read_here(task, here)) return;
+    std::vector<Fault> faults = read_file_of(task, file);
+    if (!read_here(task, file, here)) return;
     const Differences plan = compare(here, file.ports());
-    if (!plan_is_sound(task, plan, file) || !names_are_free(task, plan)) return;
+    if (!find_faults(task, plan, file, faults)) return;
+    if (!faults.empty())
+        return task.fail(bad_usage, {"nothing was changed", "file", 0, file_name(task.command), faults});
     if (task.command.dry_run || plan.to_do() == 0 || apply(task, plan)) show_plan(task, plan);
 }
 
 void diff_ports(const Task& task) {
     std::vector<Port> here;
     PortsFile file;
-    if (!read_file_of(task, file) || !read_here(task, here)) return;
+    const std::vector<Fault> faults = read_file_of(task, file);
+    if (!faults.empty()) return task.fail(bad_usage, {"", "file", 0, file_name(task.command), faults});
+    if (!read_here(task, file, here)) return;
     const Differences found = compare(here, file.ports());
     Reply& reply = task.reply;
     for (const Port& port : found.only_in_file) add_row(reply.rows, "only in file", port);
     for (const Port& port : found.only_here) add_row(reply.rows, "only here", port);
     for (const Change& change : found.changed) {
-        add_row(reply.rows, "differs", change.after, printer_before(change));
+        std::vector<std::string> row = cells_of({change.after});
+        row[1] = "file " + row[1];
+        row.insert(row.begin(), "differs");
+        row.push_back(printer_before(change, "here "));
+        reply.rows.push_back(row);
     }
     if (!found.any()) reply.summary = "no differences";
-    reply.status = found.any() ? not_there : done;
-    reply.json_objects = {[found](JsonWriter& json) {
+    if (reply.status == done && found.any()) reply.status = not_there;
+    reply.json_objects.push_back([found](JsonWriter& json) {
         tsport::write_member(json, "only_in_file", found.only_in_file);
         tsport::write_member(json, "only_here", found.only_here);
-        write_member(json, "differ", found.changed);
-    }};
+        write_member(json, "differ", found.changed, "file", "here");
+    });
 }
 
 }  // namespace tsport

@@ -84,8 +84,9 @@ bool Hosted::load(const Options& options, std::string& why) {
     if (options.for_changes && is_file(path_) && !take_lock(lock_, path_, options.wait, why)) return false;
     std::error_code error;
     file_.csv = has_csv_name(path_);
-    if (std::filesystem::exists(host::path_of(path_), error) && !read_ports_file(path_, file_.csv, file_, why)) {
-        return false;
+    if (std::filesystem::exists(host::path_of(path_), error)) {
+        why = to_text(read_ports_file(path_, file_.csv, file_), path_);
+        if (!why.empty()) return false;
     }
     if (!store_.write(file_.ports())) {
         why = "the ports of " + path_ + " cannot be loaded into the library";
@@ -105,17 +106,6 @@ bool Hosted::start(std::string& why) {
     setup.hive = store_.hive();
     setup.registry_path = store_.path();
     return monitor_.load(setup, why);
-}
-
-bool Hosted::read(const std::vector<Text>& names, std::vector<Port>& ports) const {
-    std::vector<Port> stored;
-    if (!store_.read(stored)) return false;
-    const PortIndex index = index_of(stored);
-    for (const Text& name : names) {
-        const auto found = index.find(name);
-        if (found != index.end()) ports.push_back(*found->second);
-    }
-    return true;
 }
 
 bool Hosted::put(const std::vector<Port>& ports, std::string& why) {

@@ -40,9 +40,7 @@ class Hosted {
         std::chrono::milliseconds wait{};  // how long to wait for that lock
     };
     bool load(const Options& options, std::string& why);
-    // These ports as they are stored, in that order; for many at once, since the monitor looks through its whole list
-    // for each. False when they cannot be read.
-    bool read(const std::vector<Text>& names, std::vector<Port>& ports) const;
+    const Store& store() const { return store_; }
     // Stores ports, new ones and such that are there, and starts the monitor anew with them: adding them one by one
     // would have it list all its ports for each. No channel to the monitor may be open. False with the reason.
     bool put(const std::vector<Port>& ports, std::string& why);

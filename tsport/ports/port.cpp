@@ -87,6 +87,27 @@ bool NameOrder::operator()(const Text& left, const Text& right) const {
     return lstrcmpiW(left.c_str(), right.c_str()) < 0;
 }
 
+bool natural_order(const Text& left, const Text& right) {
+    const Text digits = W("0123456789");
+    size_t l = 0;
+    size_t r = 0;
+    while (l < left.size() && r < right.size()) {
+        const bool number = digits.find(left[l]) != Text::npos;
+        if (number != (digits.find(right[r]) != Text::npos)) return number;
+        // Of both the digits, or the text up to the next digit.
+        const auto take = [&](const Text& text, size_t& at) {
+            const size_t begin = number ? std::min(text.find_first_not_of(W('0'), at), text.size()) : at;
+            at = std::min(number ? text.find_first_not_of(digits, at) : text.find_first_of(digits, at), text.size());
+            return begin < at ? text.substr(begin, at - begin) : Text();
+        };
+        const Text one = take(left, l);
+        const Text other = take(right, r);
+        if (number && one.size() != other.size()) return one.size() < other.size();
+        if (!same_name(one, other)) return NameOrder()(one, other);
+    }
+    return left.size() - l < right.size() - r;
+}
+
 PortIndex index_of(const std::vector<Port>& ports) {
     PortIndex index;
     for (const Port& port : ports) index.emplace(port.name, &port);

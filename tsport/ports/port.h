@@ -32,6 +32,8 @@ bool same_name(const Text& left, const Text& right);
 struct NameOrder {
     bool operator()(const Text& left, const Text& right) const;
 };
+// As people count: "Room 2" before "Room 10".
+bool natural_order(const Text& left, const Text& right);
 // Ports by their names. The ports have to outlive it and stay in their places.
 using PortIndex = std::map<Text, const Port*, NameOrder>;
 PortIndex index_of(const std::vector<Port>& ports);

@@ -1,4 +1,5 @@
 // The verbs about ports, but for those that read or write files.
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 
@@ -17,37 +18,14 @@ std::string printer_of(const Port& port) {
 
 namespace {
 
-void no_such_port(const Task& task, const std::vector<Text>& names) {
-    std::string list;
-    for (const Text& name : names) list += (list.empty() ? "" : ", ") + named(name);
-    const bool pattern = names.size() == 1 && is_pattern(names[0]);
-    task.fail(not_there, (pattern ? "no port matches " : "there is no port ") + list, "no-port");
-}
-
-// The monitor's names that the command asks for; false when that has been answered.
-bool find_names(const Task& task, std::vector<Text>& selected) {
-    std::vector<Text> names;
-    std::vector<Text> missing;
-    if (task.report_if_error(task.spooler.port_names(names), "list the ports")) return false;
-    selected = select_names(names, task.command.names, missing);
-    if (!missing.empty()) no_such_port(task, missing);
-    return missing.empty();
-}
-
-bool find_ports(const Task& task, std::vector<Port>& ports) {
-    std::vector<Text> names;
-    return find_names(task, names) && task.read(names, ports);
-}
-
-// The one port that the command names, as the monitor has it.
+// The one port that the command names; its address and number are known.
 bool find_port(const Task& task, Port& port) {
-    std::vector<Text> names;
-    if (task.report_if_error(task.spooler.port_names(names), "list the ports")) return false;
-    for (const Text& name : names) {
-        if (!same_name(name, task.command.port.name)) continue;
-        return !task.report_if_error(task.spooler.read(name, port), "show the port " + named(name));
-    }
-    no_such_port(task, {task.command.port.name});
+    std::vector<Found> found;
+    if (!task.find({task.command.port.name}, found)) return false;
+    port = found.empty() ? Port() : found[0].port;
+    if (!found.empty() && found[0].readable()) return true;
+    task.fail(refused, "the port " + named(task.command.port.name) + " " + (found.empty() ? "is gone" : found[0].note),
+              "refused");
     return false;
 }
 
@@ -71,9 +49,9 @@ std::string joined(const std::vector<Text>& names) {
     return list;
 }
 
-JsonMembers members_of(const Port& port, const std::vector<Text>& queues) {
+JsonMembers members_of(const Found& found, const std::vector<Text>& queues) {
     return [=](JsonWriter& json) {
-        write_members(json, port);
+        write_members(json, found);
         json.array("queues", [&] {
             for (const Text& queue : queues) json.value(queue);
         });
@@ -82,55 +60,70 @@ JsonMembers members_of(const Port& port, const std::vector<Text>& queues) {
 
 }  // namespace
 
-// -- list, show, exists ----------------------------------------------------------------------------------------------
-
-namespace {
-
-void list_names_only(const Task& task) {
-    std::vector<Text> names;
-    if (!find_names(task, names)) return;
-    for (const Text& name : names) {
-        task.say(host::to_utf8(name), [name](JsonWriter& json) { json.member("name", name); });
-    }
-    task.reply.array = true;
+void write_members(JsonWriter& json, const Found& found) {
+    const bool readable = found.readable();
+    json.member("name", found.port.name);
+    json.member("address", readable ? std::optional(found.port.address) : std::nullopt);
+    json.member("port", readable ? std::optional(found.port.number) : std::nullopt);
+    json.member("state", std::string_view(found.state));
+    if (!found.note.empty()) json.member("note", found.note);
 }
 
-}  // namespace
+// -- list, show, exists ----------------------------------------------------------------------------------------------
 
 void list(const Task& task) {
-    if (task.command.names_only) return list_names_only(task);
-    std::vector<Port> ports;
+    std::vector<Found> found;
     QueueIndex queues;
     Reply& reply = task.reply;
-    if (!find_ports(task, ports) || !find_queues(task, queues)) return;
-    reply.array = true;
-    reply.header = {"NAME", "ADDRESS", "PORT"};
+    if (!task.find(task.command.names, found)) return;
+    if (task.command.names_only) {
+        for (const Found& one : found) {
+            task.say(host::to_utf8(one.port.name),
+                     [name = one.port.name](JsonWriter& json) { json.member("name", name); });
+        }
+        return;
+    }
+    if (!find_queues(task, queues)) return;
     bool any_queue = false;
-    for (const Port& port : ports) any_queue = any_queue || queues.count(port.name) != 0;
-    if (any_queue) reply.header.emplace_back("QUEUES");
-    for (const Port& port : ports) {
-        reply.rows.push_back(cells_of(port));
-        if (any_queue) reply.rows.back().push_back(joined(queues[port.name]));
-        reply.json_objects.push_back(members_of(port, queues[port.name]));
+    bool any_note = false;
+    std::vector<Port> ports;
+    for (const Found& one : found) {
+        any_queue = any_queue || queues.count(one.port.name) != 0;
+        any_note = any_note || !one.note.empty();
+        if (one.readable()) ports.push_back(one.port);
+        if (!one.readable()) reply.status = refused;
     }
-    if (ports.empty()) reply.summary = "no ports";
     if (task.command.csv) {
-        reply.payload = format_ports({{}, true, W(','), {}}, ports);
+        reply.payload = format_ports({{Encoding::Form::utf8_with_mark}, true, W(','), {}}, ports);
         reply.has_payload = true;
-        reply.rows.clear();
-        reply.header.clear();
-        reply.summary.clear();
+        return;
     }
+    reply.header = {"NAME", "ADDRESS", "PORT"};
+    if (any_queue) reply.header.emplace_back("QUEUES");
+    if (any_note) reply.header.emplace_back("NOTE");
+    for (const Found& one : found) {
+        const std::vector<Text>& of_port = queues[one.port.name];
+        reply.rows.push_back(cells_of(one));
+        if (any_queue) reply.rows.back().push_back(joined(of_port));
+        if (!one.note.empty()) reply.rows.back().push_back(one.note);
+        reply.json_objects.push_back(members_of(one, of_port));
+    }
+    if (found.empty()) reply.summary = "no ports";
 }
 
 void show(const Task& task) {
-    Port port;
+    std::vector<Found> found;
     QueueIndex queues;
-    if (!find_port(task, port) || !find_queues(task, queues)) return;
-    const std::vector<std::string> cells = cells_of(port);
-    task.reply.rows = {{"name", cells[0]}, {"address", cells[1]}, {"port", cells[2]}};
-    if (queues.count(port.name) != 0) task.reply.rows.push_back({"queues", joined(queues[port.name])});
-    task.reply.json_objects = {members_of(port, queues[port.name])};
+    if (!task.find({task.command.port.name}, found) || !find_queues(task, queues)) return;
+    for (const Found& one : found) {
+        const std::vector<std::string> cells = cells_of(one);
+        const std::vector<Text>& of_port = queues[one.port.name];
+        task.reply.rows = {{"name", cells[0]}, {"address", cells[1]}, {"port", cells[2]}};
+        if (!of_port.empty()) task.reply.rows.push_back({"queues", joined(of_port)});
+        if (!one.note.empty()) task.reply.rows.push_back({"note", one.note});
+        task.reply.json_objects = {members_of(one, of_port)};
+        if (!one.readable()) task.reply.status = refused;
+    }
 }
 
 void exists(const Task& task) {
@@ -149,8 +142,17 @@ void exists(const Task& task) {
 void add(const Task& task) {
     Port port = task.command.port;
     if (!task.command.number_given) port.number = contract::kUsualPortNumber;
-    if (task.report_if_error(task.spooler.add(port), "add the port " + named(port.name)) || !task.save_changes())
+    const DWORD code = task.spooler.add(port);
+    if (task.report_if_error(code, "add the port " + named(port.name))) {
+        std::vector<Text> names;
+        std::vector<Text> missing;
+        const bool listed = code == ERROR_ALREADY_EXISTS && task.spooler.port_names(names) == ERROR_SUCCESS;
+        const bool ours = listed && !select_names(names, {port.name}, missing).empty();
+        if (ours) task.reply.error.message += "; tsport set changes its printer";
         return;
+    }
+    if (!task.save_changes()) return;
+    task.check_known(port.name, true);
     task.say("added " + named(port.name) + ": " + printer_of(port),
              [port](JsonWriter& json) { write_member(json, "added", port); });
 }
@@ -162,9 +164,9 @@ void set(const Task& task) {
     port.address = task.command.port.address;
     if (task.command.number_given) port.number = task.command.port.number;
     if (port.number == 0 || port.number > contract::kLargestPortNumber) {
-        task.fail(bad_usage, "the port's number, " + std::to_string(port.number) + ", is not 1 to 65535: give PORT too",
-                  "usage");
-        return;
+        return task.fail(bad_usage,
+                         "the port's number, " + std::to_string(port.number) + ", is not 1 to 65535: give PORT too",
+                         "usage");
     }
     if (task.report_if_error(task.spooler.set(port), "change the port " + named(port.name)) || !task.save_changes())
         return;
@@ -177,20 +179,27 @@ void set(const Task& task) {
 
 namespace {
 
-// False when a queue prints to one of the ports; nothing is deleted then.
-bool may_delete(const Task& task, const std::vector<Text>& names) {
+// False when a port does not exist, or a queue prints to one; nothing is deleted then.
+bool may_delete(const Task& task, std::vector<Text>& selected) {
+    std::vector<Text> names;
+    std::vector<Text> missing;
     QueueIndex queues;
-    if (task.command.force) return true;
-    if (!find_queues(task, queues)) return false;
-    std::string used;
-    for (const Text& name : names) {
+    if (task.report_if_error(task.spooler.port_names(names), "list the ports")) return false;
+    if (!task.command.force && !find_queues(task, queues)) return false;
+    std::stable_sort(names.begin(), names.end(), natural_order);
+    selected = select_names(names, task.command.names, missing);
+    Error error = no_such_port(missing, names);
+    const bool all_there = missing.empty();
+    for (const Text& name : selected) {
         if (queues.count(name) == 0) continue;
-        used += (used.empty() ? "" : "; ") + named(name) + " by " + joined(queues[name]);
+        if (error.cause.empty()) error.cause = "in-use";
+        error.faults.push_back({0, 0,
+                                "queues print to " + named(name) + ": " + joined(queues[name]) +
+                                    "; give them another port first, or delete with --force"});
     }
-    if (used.empty()) return true;
-    task.fail(refused,
-              "nothing was deleted: queues print to " + used + "; give them other ports first, or delete with --force",
-              "in-use");
+    if (error.faults.empty()) return true;
+    error.message = "nothing was deleted";
+    task.fail(all_there ? refused : not_there, std::move(error));
     return false;
 }
 
@@ -198,22 +207,21 @@ bool may_delete(const Task& task, const std::vector<Text>& names) {
 
 void remove(const Task& task) {
     std::vector<Text> names;
-    if (!find_names(task, names) || !may_delete(task, names)) return;
+    if (!may_delete(task, names)) return;
     const bool dry_run = task.command.dry_run;
     const auto progress = task.progress(names.size(), "deleted");
     size_t finished = 0;
     for (const Text& name : names) {
         const DWORD code = dry_run ? static_cast<DWORD>(ERROR_SUCCESS) : task.spooler.remove(name);
-        if (task.report_if_error(code == ERROR_FILE_NOT_FOUND ? static_cast<DWORD>(ERROR_SUCCESS) : code,
-                                 "delete the port " + named(name))) {
-            break;
-        }
+        const bool gone = code == ERROR_FILE_NOT_FOUND;
+        if (!gone && task.report_if_error(code, "delete the port " + named(name))) break;
         progress->show(++finished);
         task.say((dry_run ? "would delete " : "deleted ") + named(name),
                  [name, dry_run](JsonWriter& json) { json.member(dry_run ? "would_delete" : "deleted", name); });
     }
-    task.reply.array = task.command.names.size() > 1 || is_pattern(task.command.names[0]);
-    if (!dry_run && finished != 0) task.save_changes();
+    if (dry_run || finished == 0) return;
+    task.check_known(names[0], false);
+    task.save_changes();
 }
 
 // -- test ------------------------------------------------------------------------------------------------------------
@@ -268,26 +276,36 @@ DWORD test_all(const Task& task, const std::vector<Port>& ports, std::vector<Tes
 
 void test(const Task& task) {
     Reply& reply = task.reply;
+    std::vector<Found> found;
     std::vector<Port> ports;
     const bool host_given = task.command.number_given;
     if (host_given) {
         ports.push_back(task.command.port);
-    } else if (!find_ports(task, ports)) {
+    } else if (!task.find(task.command.names, found)) {
         return;
+    }
+    for (const Found& one : found) {
+        if (one.readable()) ports.push_back(one.port);
     }
     std::vector<Tested> results(ports.size());
     if (task.report_if_error(test_all(task, ports, results), "test the ports")) return;
     const bool one = host_given || (task.command.names.size() == 1 && !is_pattern(task.command.names[0]));
-    reply.array = !one;
     if (!one) reply.header = {"NAME", "ADDRESS", "PORT", "PRINTER"};
     for (size_t i = 0; i < ports.size(); ++i) {
         if (results[i].verdict != "accepted") reply.status = not_there;
-        std::vector<std::string> cells = cells_of(ports[i]);
+        std::vector<std::string> cells = cells_of(Found{ports[i]});
         cells.emplace_back(results[i].message);
         reply.rows.push_back(one ? std::vector<std::string>{printer_of(ports[i]) + " " + results[i].message} : cells);
         reply.json_objects.push_back(members_of(ports[i], results[i]));
     }
-    if (ports.empty()) reply.summary = "no ports";
+    for (const Found& unreadable : found) {
+        if (unreadable.readable()) continue;
+        reply.status = refused;
+        reply.rows.push_back(cells_of(unreadable));
+        reply.rows.back().push_back(unreadable.note);
+        reply.json_objects.push_back([unreadable](JsonWriter& json) { write_members(json, unreadable); });
+    }
+    if (reply.rows.empty()) reply.summary = "no ports";
 }
 
 }  // namespace tsport

@@ -155,6 +155,7 @@ std::string parse_line(LineParser& line, Entry& entry) {
     if (why.empty()) why = name_fault(entry.port.name);
     if (why.empty() && line.at_end()) why = "the printer's address is missing";
     if (why.empty()) why = line.take(entry.port.address);
+    entry.address_column = line.column();
     if (why.empty()) why = address_fault(entry.port.address);
     if (why.empty() && line.at_end()) why = "the port number is missing";
     if (why.empty()) why = line.take(number);
@@ -175,18 +176,20 @@ void parse_lines(const Text& text, std::vector<Entry>& entries, std::vector<Faul
         } else {
             entry.is_port = true;
             const std::string why = parse_line(line, entry);
-            if (!why.empty()) faults.push_back({number, line.column(), why});
+            entry.is_faulty = !why.empty();
+            if (entry.is_faulty) faults.push_back({number, line.column(), why});
         }
         entries.push_back(entry);
     }
 }
 
-void find_doubles(const std::vector<Entry>& entries, std::vector<Fault>& faults) {
+void find_doubles(std::vector<Entry>& entries, std::vector<Fault>& faults) {
     std::map<Text, size_t, NameOrder> seen;
-    for (const Entry& entry : entries) {
+    for (Entry& entry : entries) {
         if (!entry.is_port || entry.port.name.empty()) continue;
         const auto [place, is_new] = seen.emplace(entry.port.name, entry.line);
         if (is_new) continue;
+        entry.is_faulty = true;
         faults.push_back(
             {entry.line, 1,
              "the port \"" + shown(entry.port.name) + "\" is already in line " + std::to_string(place->second)});
@@ -198,7 +201,7 @@ void find_doubles(const std::vector<Entry>& entries, std::vector<Fault>& faults)
 std::vector<Port> PortsFile::ports() const {
     std::vector<Port> found;
     for (const Entry& entry : entries) {
-        if (entry.is_port) found.push_back(entry.port);
+        if (entry.is_port && !entry.is_faulty) found.push_back(entry.port);
     }
     return found;
 }
@@ -208,33 +211,30 @@ bool has_csv_name(const std::string& path) {
     return dot != std::string::npos && same_name(host::to_text(path.substr(dot)), W(".csv"));
 }
 
-bool parse_ports(const std::string& bytes, const std::string& name, PortsFile& file, std::string& why) {
+std::vector<Fault> parse_ports(const std::string& bytes, PortsFile& file) {
     std::vector<Fault> faults(1);
     Text text;
     if (decode(bytes, file.encoding, text, faults[0])) {
         faults.clear();
-        if (file.csv) {
-            parse_csv(text, file, faults);
-        } else {
-            parse_lines(text, file.entries, faults);
-        }
+        file.csv ? parse_csv(text, file, faults) : parse_lines(text, file.entries, faults);
         find_doubles(file.entries, faults);
     }
+    sort_by_place(faults);
+    return faults;
+}
+
+std::vector<Fault> read_ports_file(const std::string& path, bool csv, PortsFile& file) {
+    std::string bytes;
+    std::string why;
+    file.csv = csv;
+    if (!read_file(path, bytes, why)) return {{0, 0, why}};
+    return parse_ports(bytes, file);
+}
+
+void sort_by_place(std::vector<Fault>& faults) {
     std::sort(faults.begin(), faults.end(), [](const Fault& left, const Fault& right) {
         return std::tie(left.line, left.column, left.why) < std::tie(right.line, right.column, right.why);
     });
-    why.clear();
-    for (const Fault& fault : faults) {
-        why += (why.empty() ? "" : "\n") + name + ":" + std::to_string(fault.line) + ":" +
-               std::to_string(fault.column) + ": " + fault.why;
-    }
-    return faults.empty();
-}
-
-bool read_ports_file(const std::string& path, bool csv, PortsFile& file, std::string& why) {
-    std::string bytes;
-    file.csv = csv;
-    return read_file(path, bytes, why) && parse_ports(bytes, path, file, why);
 }
 
 std::string format_ports(const PortsFile& file, const std::vector<Port>& ports) {

@@ -20,10 +20,12 @@ namespace tsport {
 // A line of the file: a port, or any other text.
 struct Entry {
     bool is_port = false;
+    bool is_faulty = false;
     Port port;
     Text text;     // the complete line, if it is not a port
     Text comment;  // behind a port, from its "#" on
     size_t line = 0;
+    size_t address_column = 1;
 };
 
 struct PortsFile {
@@ -32,16 +34,17 @@ struct PortsFile {
     WCHAR separator = W(',');  // of CSV
     std::vector<Entry> entries;
 
-    std::vector<Port> ports() const;
+    std::vector<Port> ports() const;  // without the faulty ones
 };
 
 bool has_csv_name(const std::string& path);
 
-// False with a line "NAME:LINE:COLUMN: reason" for each fault; a port that is named twice is one, too. `file.csv` says
-// how to read it.
-bool parse_ports(const std::string& bytes, const std::string& name, PortsFile& file, std::string& why);
-// False with the reason also when the file cannot be read.
-bool read_ports_file(const std::string& path, bool csv, PortsFile& file, std::string& why);
+// The faults in the order of their places; a port that is named twice is one, too. `file.csv` says how to read it.
+std::vector<Fault> parse_ports(const std::string& bytes, PortsFile& file);
+// The same; a file that cannot be read is a fault without a place.
+std::vector<Fault> read_ports_file(const std::string& path, bool csv, PortsFile& file);
+
+void sort_by_place(std::vector<Fault>& faults);
 
 // The readers and writer of CSV. The first line names the columns, in any order; other ones are ignored.
 void parse_csv(const Text& text, PortsFile& file, std::vector<Fault>& faults);

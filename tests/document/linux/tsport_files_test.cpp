@@ -87,7 +87,7 @@ TEST_F(TsportFiles, OddFilesAreNeitherReadNorWaitedFor) {
         for (const Lines& words : {Lines{"--store", path, "add", "A", "h"}, Lines{"--store", path, "list"},
                                    Lines{"--store", file("store"), "diff", path},
                                    Lines{"--store", file("store"), "import", path}, Lines{"--servers", path, "list"}}) {
-            EXPECT_EQ(tsport::run(words).err.rfind("tsport: " + why, 0), 0u) << testing::PrintToString(words);
+            EXPECT_NE(tsport::run(words).err.find(why), std::string::npos) << testing::PrintToString(words);
         }
     }
     // Nor is what only has the name of a lock.
