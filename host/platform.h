@@ -19,6 +19,8 @@ const char* monitor_file_name();
 // The program's arguments without its own name, as UTF-8.
 std::vector<std::string> program_arguments(int count, char** arguments);
 bool is_terminal(std::FILE* stream);
+// In characters; 0 when it is not a terminal.
+size_t terminal_width(std::FILE* stream);
 
 // Standard input comes as it is, and the console shows UTF-8 until the scope ends.
 class Utf8Console {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <numeric>
 
 #include "host/platform.h"
 
@@ -64,6 +65,37 @@ size_t width_of(const std::string& utf8) {
     return width;
 }
 
+// The widest cells that others follow.
+std::vector<size_t> widths_of(const Rows& rows) {
+    std::vector<size_t> widths;
+    for (const auto& row : rows) {
+        widths.resize(std::max(widths.size(), row.size()));
+        for (size_t i = 0; i + 1 < row.size(); ++i) widths[i] = std::max(widths[i], width_of(row[i]));
+    }
+    return widths;
+}
+
+// The text's words from a column on, in as many lines as they take.
+std::string wrapped(const std::string& text, size_t from, size_t width) {
+    std::string lines;
+    size_t column = from;
+    for (size_t begin = 0; begin < text.size();) {
+        const size_t end = std::min(text.find(' ', begin), text.size());
+        const std::string word = text.substr(begin, end - begin);
+        if (column != from && column + 1 + width_of(word) > width) {
+            lines.append("\n").append(from, ' ');
+            column = from;
+        } else if (begin != 0) {
+            lines += ' ';
+            ++column;
+        }
+        lines += word;
+        column += width_of(word);
+        begin = end + 1;
+    }
+    return lines;
+}
+
 }  // namespace
 
 bool steers_terminal(WCHAR c) {
@@ -98,21 +130,26 @@ std::string with_pages(std::string text) {
     return text;
 }
 
-std::string in_columns(const Rows& rows) {
-    std::vector<size_t> widths;
-    for (const auto& row : rows) {
-        widths.resize(std::max(widths.size(), row.size()));
-        for (size_t i = 0; i + 1 < row.size(); ++i) widths[i] = std::max(widths[i], width_of(row[i]));
-    }
+std::string in_columns(const Rows& rows, size_t width) {
+    constexpr size_t least_of_last = 20;
+    const std::vector<size_t> widths = widths_of(rows);
+    const size_t before = width_of_columns(rows);
     std::string text;
     for (const auto& row : rows) {
         for (size_t i = 0; i < row.size(); ++i) {
-            text += row[i];
-            if (i + 1 < row.size()) text.append(widths[i] - width_of(row[i]) + 2, ' ');
+            const bool last = i + 1 == row.size();
+            const bool is_wrapped = last && row.size() == widths.size() && width >= before + least_of_last;
+            text += is_wrapped ? wrapped(row[i], before, width) : row[i];
+            if (!last) text.append(widths[i] - width_of(row[i]) + 2, ' ');
         }
         text += '\n';
     }
     return text;
+}
+
+size_t width_of_columns(const Rows& rows) {
+    const std::vector<size_t> widths = widths_of(rows);
+    return std::accumulate(widths.begin(), widths.end(), 2 * (widths.size() - std::min<size_t>(widths.size(), 1)));
 }
 
 void write_members(JsonWriter& json, const Port& port) {

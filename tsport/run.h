@@ -29,6 +29,7 @@ struct Console {
     std::FILE* progress = nullptr;  // a terminal; null: progress is not shown
     // Gets what may be too long for an answer, piece by piece.
     Sink output = [](std::string_view text) { std::fwrite(text.data(), 1, text.size(), stdout); };
+    size_t width = 0;  // of the terminal that the output goes to, in characters; 0: it goes elsewhere
 };
 
 // Runs the tool with these arguments, without the program's name.

@@ -90,9 +90,9 @@ std::string file_and_names(const Words& words, Command& command) {
     return words[0].empty() ? "the file's name is empty" : take_names(words, 1, command);
 }
 
-std::string some_logs(const Words& words, Command& command) {
+std::string any_logs(const Words& words, Command& command) {
     command.report.logs = words;
-    return words.empty() ? "operands" : "";
+    return "";
 }
 
 // Or "words -- WORD...", by which the scripts ask what can stand behind these.
@@ -237,8 +237,8 @@ examples:
 )"},
     {"doctor", "", "why documents are not printed: checks everything that printing depends on",
      Needs::nothing, no_operands, doctor::options, doctor::examine, doctor_help},
-    {"report", "LOG...", "what became of the documents, from the monitor's logs",
-     Needs::nothing, some_logs, report_options, report_logs, report_help},
+    {"report", "[LOG...]", "what became of the documents, from the monitor's logs",
+     Needs::nothing, any_logs, report_options, report_logs, report_help},
     {"completion", "bash | powershell", "a script that completes command lines",
      Needs::nothing, one_shell, no_options, completion, R"(usage: tsport completion bash
        tsport completion powershell

@@ -1,5 +1,6 @@
 #include "host/platform.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -36,6 +37,11 @@ std::vector<std::string> program_arguments(int count, char** arguments) {
 
 bool is_terminal(std::FILE* stream) {
     return isatty(fileno(stream)) == 1;
+}
+
+size_t terminal_width(std::FILE* stream) {
+    winsize size = {};
+    return ioctl(fileno(stream), TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
 }
 
 Utf8Console::Utf8Console() : before_(0) {}

@@ -50,6 +50,14 @@ bool is_terminal(std::FILE* stream) {
     return _isatty(_fileno(stream)) != 0;
 }
 
+size_t terminal_width(std::FILE* stream) {
+    CONSOLE_SCREEN_BUFFER_INFO info = {};
+    const auto handle = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream)));
+    // A line of the full width would be followed by an empty one.
+    return GetConsoleScreenBufferInfo(handle, &info) ? static_cast<size_t>(info.srWindow.Right - info.srWindow.Left)
+                                                     : 0;
+}
+
 Utf8Console::Utf8Console() : before_(GetConsoleOutputCP()) {
     SetConsoleOutputCP(CP_UTF8);
     _setmode(_fileno(stdin), _O_BINARY);  // what is piped in may be UTF-16

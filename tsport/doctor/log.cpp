@@ -63,7 +63,7 @@ void check_errors(const std::string& name, std::optional<report::Timestamp> now,
     std::map<report::Cause, Documents> by_cause;
     for (const report::Document* document : report.documents.in_order()) {
         const auto cause = document->cause();
-        if (!cause || document->outcome == report::Outcome::late) continue;
+        if (!cause || document->tried_again || document->outcome == report::Outcome::late) continue;
         Documents& documents = by_cause[*cause];
         ++documents.count;
         documents.last = std::max(documents.last, document->end());
@@ -76,7 +76,8 @@ void check_errors(const std::string& name, std::optional<report::Timestamp> now,
                          second_text(documents.last),
                      name);
     }
-    for (const report::OtherErrors::Error& error : report.other_errors.in_order()) {
+    for (const report::OtherErrors::Error& error : other_errors_of(report)) {
+        if (error.cause && findings.has(info_of(*error.cause).id)) continue;
         findings.add("log.errors", counted(error.count, "error") + " " + shown_text(error.text), name);
     }
 }

@@ -47,6 +47,15 @@ bool DebugOffTracker::process(const LogLine& line, const Message& message) {
             failed.address = texts_.add(message.rest);
             report(failed, Cause::unreachable);
             return true;
+        case Event::helper_not_found:
+            missing_helper_ = line.time;
+            return false;
+        case Event::rewriting_failed:
+            if (missing_helper_ && line.time - *missing_helper_ < same_moment) {
+                report({.start = line.time, .outcome = Outcome::lost}, Cause::helper_missing_for_rewriting);
+                return true;
+            }
+            return process_failure(line, message);
         case Event::helper_gone:
         case Event::helper_not_started:
         case Event::rewriting_step_failed:
@@ -75,6 +84,8 @@ bool DebugOffTracker::process_loss(Timestamp time, const Message& message) {
             report_loss();
             return true;
         // The close of a broken connection may end in the same ways.
+        case Event::close_step_failed:
+            return !losses_.empty();
         case Event::close_not_seen:
             if (losses_.empty()) report(printed, Cause::close_not_seen);
             return true;
@@ -109,7 +120,7 @@ void DebugOffTracker::finish() {
 
 void DebugOffTracker::add_loss(Timestamp time, Cause cause, std::string_view text) {
     if (losses_.size() == most_losses) losses_.pop_front();
-    losses_.push_back({.start = time, .outcome = Outcome::lost});
+    losses_.push_back({.start = time, .outcome = Outcome::unknown});
     losses_.back().add(cause, texts_.add(text));
 }
 
@@ -138,7 +149,7 @@ void DebugOffTracker::report_not_approved(Timestamp time, std::string_view rest)
 void DebugOffTracker::report(Document document, Cause cause, TextId detail) {
     document.add(cause, detail);
     const bool again = last_ && last_->causes == document.causes && document.has(Cause::check_failed) &&
-                       document.start - last_->start < std::chrono::seconds(1);
+                       document.start - last_->start < same_moment;
     if (again) return;
     if (last_) report_(*last_);
     last_ = document;

@@ -24,6 +24,7 @@ class DebugOffTracker {
 
   private:
     static constexpr size_t most_losses = 256;
+    static constexpr std::chrono::seconds same_moment{1};
     static constexpr std::chrono::minutes longest_loss{1};  // a broken connection is closed within half of that
 
     bool process_loss(Timestamp time, const Message& message);
@@ -38,6 +39,7 @@ class DebugOffTracker {
     std::deque<Document> losses_;   // connections that broke; the line that names the loss comes later
     std::optional<Document> last_;  // not reported yet
     TextId failed_step_ = 0;
+    std::optional<Timestamp> missing_helper_;  // when it was looked for last
 };
 
 }  // namespace tsport::report

@@ -8,7 +8,7 @@ namespace {
 constexpr OutcomeInfo outcome_infos[] = {
     {"printed", "printed"}, {"late", "printed late"},           {"refused", "refused"},
     {"dropped", "dropped"}, {"not-started", "failed to start"}, {"restarted", "lost and restarted"},
-    {"lost", "lost"},       {"unknown", "end unknown"},
+    {"lost", "lost"},       {"under-way", "under way"},         {"unknown", "end unknown"},
 };
 static_assert(std::size(outcome_infos) == outcome_count);
 
@@ -36,7 +36,8 @@ constexpr CauseInfo cause_infos[] = {
      "the device was switched off or gave the job up: look at its own log; a job it cannot read does this each time"},
     {"printer.lost", "the connection broke in the middle of the document",
      "look for a network fault between server and device at that time"},
-    {"printer.stalled", "the printer took no data for 20 seconds", "look at the device: paper, cover, a full memory"},
+    {"printer.stalled", "the printer takes no data for 20 seconds and more",
+     "look at the device: paper, cover, a full memory; a restart of the device ends the wait"},
     {"printer.took-nothing", "the printer's connection took no bytes",
      "restart the device; if it happens again look at what lies between server and device"},
     {"spooler.no-restart", "the spooler refused to send the job again", "print the document again"},
@@ -57,6 +58,9 @@ constexpr CauseInfo cause_infos[] = {
     {"helper.missing", "the helper program for the hardware check is missing",
      "repair the Print Provider's installation: ts-print-monitor.exe belongs in the base directory"},
     {"device.held", "held by a problem of the device", "see to the device"},
+    {"printer.slow", "the printer takes its data slowly",
+     "look at the device (warming up, paper, toner, a full memory) and at the network between: `tsport test` times the "
+     "connection"},
     {"spooler.identity", "the thread could not change its identity",
      "check that the spooler runs as Local System; documents went on as the user who printed"},
     {"port.busy", "another document was started on the port before this one had ended",
@@ -94,9 +98,13 @@ void Document::remove(Cause which) {
 
 std::string cause_text(const Document& document, const Texts& texts) {
     const auto cause = document.cause();
-    if (!cause) return document.attempt > 1 && document.came_out() ? "sent again after an earlier failure" : "";
-    const TextId more = *cause == Cause::held ? document.held_for : document.detail;
-    return info_of(*cause).text + (more == 0 ? "" : ": " + texts[more]);
+    const TextId more = cause == Cause::held ? document.held_for : document.detail;
+    if (!cause) return document.outcome == Outcome::under_way ? texts[more] : "";
+    std::string text = info_of(*cause).text + (more == 0 ? "" : ": " + texts[more]);
+    if (document.detailed) return text;
+    if (document.lost_connection()) text += "; whether it was sent again and printed is not in the log";
+    if (document.outcome == Outcome::not_started) text += "; whether it was tried again is not in the log";
+    return text;
 }
 
 }  // namespace tsport::report

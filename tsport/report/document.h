@@ -1,4 +1,5 @@
-// A document in a report: one run of a job from StartDocPort to EndDocPort. A restarted job is another document.
+// An attempt to print a document: one run of a job from StartDocPort to EndDocPort. A job that is sent again has
+// several.
 #pragma once
 
 #include <cstdint>
@@ -18,9 +19,10 @@ enum class Outcome : std::uint8_t {
     not_started,  // StartDocPort or OpenPort failed
     restarted,    // lost, and the spooler was asked to send the job again
     lost,         // some of it has not reached the printer, and nobody was asked to send it again
+    under_way,    // the log ends before it
     unknown,      // its end is not in the log
 };
-constexpr size_t outcome_count = 8;
+constexpr size_t outcome_count = 9;
 
 // What went wrong with a document, or beside it. A document's cause is the first of its cause_count in this order: what
 // kept it from the printer comes before what only delayed or changed it.
@@ -49,11 +51,12 @@ enum class Cause : std::uint8_t {
     check_failed,
     helper_missing_for_check,
     held,
+    printer_slow,
     identity,
     started_twice,
     monitor_restarted,
 };
-constexpr size_t cause_count = 27;
+constexpr size_t cause_count = 28;
 
 struct OutcomeInfo {
     const char* id;    // for scripts
@@ -88,12 +91,15 @@ struct Document {
     std::uint32_t connect_ms = 0;  // of the start, what the helper did not take
     std::uint32_t close_ms = 0;    // of the end, waiting for the printer to close its side
     std::uint32_t causes = 0;      // bit n: Cause n
+    std::uint32_t still_ms = 0;    // of one that is under way: since the last line about it
     std::uint16_t attempt = 1;     // of its job
+    std::uint16_t number = 0;      // TCP port of the address, from a connection that failed; 0: not in the log
     Outcome outcome = Outcome::unknown;
-    bool started = false;    // its start is in the log
-    bool has_job = false;    // the log names the job
-    bool rewritten = false;  // with forced attributes
-    bool detailed = false;   // written with Debug on: what is 0 is known to be 0
+    bool started = false;      // its start is in the log
+    bool has_job = false;      // the log names the job
+    bool rewritten = false;    // with forced attributes
+    bool detailed = false;     // written with Debug on: what is 0 is known to be 0
+    bool tried_again = false;  // another attempt of its job follows
 
     bool has(Cause which) const { return (causes >> static_cast<unsigned>(which) & 1) != 0; }
     // With the system's text, which is kept when this is the first of its causes.
@@ -107,12 +113,27 @@ struct Document {
         return outcome == Outcome::not_started || outcome == Outcome::restarted || outcome == Outcome::lost;
     }
     bool came_out() const { return outcome == Outcome::printed || outcome == Outcome::late; }
+    // For the one who looks after the printers: it did not come out, or there is a reason to fear so.
+    bool is_trouble() const {
+        const bool open = outcome == Outcome::unknown || outcome == Outcome::under_way;
+        return !tried_again && !came_out() && (!open || cause());
+    }
+    // Of this job and this printer; 0 when the log names no job.
+    std::uint64_t job_key() const { return has_job ? std::uint64_t{printer} << 32 | job : 0; }
     // The first of its causes.
     std::optional<Cause> cause() const;
     Timestamp end() const { return start + std::chrono::milliseconds(total_ms); }
 };
 
-// The text of its cause, with the system's text or with what it was held for; "" without one.
+// What an earlier attempt of the same job has left in sums that count jobs.
+struct EarlierAttempt {
+    Outcome outcome;
+    std::uint64_t taken;
+    std::uint32_t causes;  // bit n: Cause n was the cause of one of the job's attempts
+};
+
+// The text of its cause, with the system's text or with what it was held for, and where the log does not know its fate;
+// "" without one.
 std::string cause_text(const Document& document, const Texts& texts);
 
 }  // namespace tsport::report

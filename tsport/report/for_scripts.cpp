@@ -9,6 +9,7 @@ namespace {
 
 void write_totals(JsonWriter& json, const Totals& totals) {
     json.member("documents", totals.documents);
+    json.member("attempts", totals.attempts);
     json.member("failed", totals.failed());
     json.member("bytes", totals.taken);
     json.member("sent", totals.sent);
@@ -61,6 +62,8 @@ void write_document(JsonWriter& json, const Document& document, const Texts& tex
     for (const auto& [name, figure] : figures_of(document)) json.member(name, figure);
     json.member("held_for", texts[document.held_for]);
     json.member("attempt", document.attempt);
+    json.member("last_attempt", !document.tried_again);
+    json.member("still_ms", document.still_ms);
     json.member("rewritten", document.rewritten);
     json.member("thread", document.thread);
     json.member("detailed", document.detailed);
@@ -78,6 +81,7 @@ void write_document(JsonWriter& json, const Document& document, const Texts& tex
 // Everything but the documents one by one.
 void write_summary(JsonWriter& json, const Report& report) {
     const Totals& all = report.sums.all();
+    json.member("version", std::uint64_t{1});
     json.array("files", [&] {
         for (const std::string& file : report.files) json.value(sanitize(file));
     });
@@ -88,7 +92,11 @@ void write_summary(JsonWriter& json, const Report& report) {
     json.member("detailed_lines", report.detailed_lines);
     json.member("first", report.first ? to_text(*report.first) : "");
     json.member("last", report.last ? to_text(*report.last) : "");
+    json.member("seen", report.last ? to_text(report.seen) : "");
     json.member("only", report.covers);
+    json.array("notes", [&] {
+        for (const std::string& note : report.notes) json.value(note);
+    });
     json.break_line();
     write_totals(json, all);
     json.break_line();
@@ -103,10 +111,12 @@ void write_summary(JsonWriter& json, const Report& report) {
     });
     json.break_line();
     json.array("other_errors", [&] {
-        for (const OtherErrors::Error& error : report.other_errors.in_order()) {
+        for (const OtherErrors::Error& error : other_errors_of(report)) {
             json.object([&] {
                 json.member("text", error.text);
                 json.member("count", error.count);
+                json.member("cause", error.cause ? std::optional(info_of(*error.cause).id) : std::nullopt);
+                json.member("remedy", error.cause ? std::optional(info_of(*error.cause).remedy) : std::nullopt);
             });
         }
     });
@@ -125,11 +135,15 @@ void write_summary(JsonWriter& json, const Report& report) {
         }
     });
     json.break_line();
+    json.object("attempts_by_cause", [&] {
+        for (const Cause cause : all.ranked_causes()) json.member(info_of(cause).id, all.attempts_of(cause));
+    });
+    json.break_line();
     json.object("cause_texts", [&] {
         for (const Cause cause : all.ranked_causes()) {
             json.object(info_of(cause).id, [&] {
                 json.member("text", info_of(cause).text);
-                json.member("remedy", info_of(cause).remedy);
+                json.member("remedy", report.sums.remedy(cause));
             });
         }
     });
@@ -151,7 +165,7 @@ void write_json(const Report& report, const DocumentList& documents, const Sink&
         JsonWriter json(sink);
         json.object([&] {
             write_summary(json, report);
-            json.member("left_out", report.sums.all().documents - documents.size());
+            json.member("left_out", report.sums.all().attempts - documents.size());
             json.break_line();
             json.array("list", [&] {
                 for (const Document* const document : documents) {
@@ -173,7 +187,7 @@ void write_csv(const Report& report, const Sink& sink) {
     std::ostringstream out;
     out << "start,printer,job,port,address";
     for (const auto& [name, figure] : figures_of({})) out << "," << name;
-    out << ",held_for,attempt,outcome,cause,message\r\n";
+    out << ",held_for,attempt,last_attempt,outcome,cause,message\r\n";
     for (const Document* const document : report.documents.in_order()) {
         const auto cause = document->cause();
         out << cell(to_text(document->start)) << "," << cell(texts[document->printer]) << ","
@@ -181,8 +195,8 @@ void write_csv(const Report& report, const Sink& sink) {
             << cell(texts[document->address]);
         for (const auto& [name, figure] : figures_of(*document)) out << "," << figure;
         out << "," << cell(texts[document->held_for]) << "," << document->attempt << ","
-            << info_of(document->outcome).id << "," << (cause ? info_of(*cause).id : "") << ","
-            << cell(cause_text(*document, texts)) << "\r\n";
+            << (document->tried_again ? "no" : "yes") << "," << info_of(document->outcome).id << ","
+            << (cause ? info_of(*cause).id : "") << "," << cell(cause_text(*document, texts)) << "\r\n";
         sink(out.str());
         out.str({});
     }

@@ -50,6 +50,7 @@ std::string sums_rows(const Totals& all) {
         {"Printed late", grouped(all.of(Outcome::late))},
         {"Did not come out", grouped(all.failed())},
         {"End unknown", grouped(all.of(Outcome::unknown))},
+        {"Under way", grouped(all.of(Outcome::under_way))},
         {"Data", host::size_to_text(all.taken)},
         {"Held in all", duration_text(all.held_ms)},
     };

@@ -52,6 +52,9 @@ void JobHistory::add(const LogLine& line, const Message& message, const Document
         return;
     }
     std::string text = message.text;
+    if (message.event == Event::close_awaited && document.lost_connection()) {
+        text = "the rest was not sent; waits until the broken connection is closed";
+    }
     if (text.ends_with(':')) text += " " + sanitize(message.rest);
     write(line.time, text);
 }

@@ -2,11 +2,15 @@
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
+#include <fstream>
+#include <map>
 #include <tuple>
 
 #include "common/file_names.h"
 #include "host/text.h"
+#include "tsport/report/line_reader.h"
 #include "tsport/report/report.h"
+#include "winportmon/contract/names.h"
 
 namespace tsport::report {
 namespace {
@@ -23,64 +27,109 @@ struct Part {
     std::string log;
     std::uint64_t age;
     std::string file;
+    bool of_folder;
 };
 
-Part part_of(const std::string& file) {
+Part part_of(const std::string& file, bool of_folder) {
     const size_t dot = file.rfind('.');
     std::uint64_t number = 0;
     if (dot != std::string::npos && file.find_first_of("/\\", dot) == std::string::npos) {
         if (host::parse_number(file.substr(dot + 1), 1, UINT32_MAX, number))
-            return {file.substr(0, dot), number + 1, file};
-        if (file.substr(dot) == ".tmp") return {file.substr(0, dot), set_aside, file};
+            return {file.substr(0, dot), number + 1, file, of_folder};
+        if (file.substr(dot) == ".tmp") return {file.substr(0, dot), set_aside, file, of_folder};
     }
-    return {file, live, file};
+    return {file, live, file, of_folder};
+}
+
+// Why it must not be opened: reading it may wait, or never end. Empty when it is a file.
+std::string fault_of(const std::string& path) {
+    std::error_code error;
+    const fs::file_status status = fs::status(host::path_of(path), error);
+    if (fs::is_regular_file(status)) return "";
+    const std::string what = !fs::exists(status)        ? "does not exist"
+                             : fs::is_directory(status) ? "is a folder, not a log"
+                             : fs::is_fifo(status)      ? "is a pipe, not a log"
+                             : fs::is_symlink(fs::symlink_status(host::path_of(path), error))
+                                 ? "leads to a device, not to a log"
+                                 : "is a device, not a log";
+    return path + " " + what;
 }
 
 // The parts of the log in a folder.
-bool list_folder(const std::string& folder, std::vector<Part>& parts, std::string& why) {
-    const size_t before = parts.size();
+bool list_folder(const std::string& folder, std::vector<Part>& parts, LogFiles& logs, std::string& why) {
+    const size_t before = parts.size() + logs.left_out.size();
     std::error_code error;
     for (fs::directory_iterator entry(host::path_of(folder), error), end; !error && entry != end;
          entry.increment(error)) {
         const std::string name = host::utf8_of(entry->path().filename());
-        const Part part = part_of(host::utf8_of(entry->path()));
-        if (name.starts_with(log_name) && host::utf8_of(host::path_of(part.log).filename()) == log_name) {
+        const Part part = part_of(host::utf8_of(entry->path()), true);
+        if (!name.starts_with(log_name) || host::utf8_of(host::path_of(part.log).filename()) != log_name) continue;
+        const std::string fault = fault_of(part.file);
+        if (fault.empty()) {
             parts.push_back(part);
+        } else {
+            logs.left_out.push_back(fault);
         }
     }
     if (error) why = folder + " cannot be read: " + error.message();
-    if (!error && parts.size() == before) why = "there is no " + std::string(log_name) + " in " + folder;
-    return !error && parts.size() != before;
+    if (!error && parts.size() + logs.left_out.size() == before) {
+        why = "there is no " + std::string(log_name) + " in " + folder;
+    }
+    return why.empty();
+}
+
+// The base directory in an install folder, or the folder itself.
+std::string base_in(const std::string& folder) {
+    std::string below = BASE_FOLDER;
+    std::replace(below.begin(), below.end(), '\\', '/');
+    const fs::path base = host::path_of(folder + below).make_preferred();
+    std::error_code error;
+    return fs::is_directory(base, error) ? host::utf8_of(base) : folder;
+}
+
+// Of its first line that has one.
+Timestamp time_of(const Part& part) {
+    constexpr int most = 1000;
+    std::ifstream file;
+    if (part.file != "-") file.open(host::path_of(part.file), std::ios::binary);
+    LineReader reader(file);
+    for (int i = 0; i < most && reader.next(); ++i) {
+        if (const auto time = parse_timestamp(reader.line())) return *time;
+    }
+    return Timestamp::max();
 }
 
 }  // namespace
 
-bool find_logs(const std::vector<std::string>& arguments, std::vector<std::string>& files, std::string& why) {
+bool find_logs(const std::vector<std::string>& arguments, LogFiles& logs, std::string& why) {
     std::vector<Part> parts;
+    why.clear();
     for (const std::string& argument : arguments) {
         std::error_code error;
         if (argument == "-") {
-            parts.push_back({argument, live, argument});
+            parts.push_back({argument, live, argument, false});
         } else if (fs::is_directory(host::path_of(argument), error)) {
-            if (!list_folder(argument, parts, why)) return false;
-        } else if (fs::exists(host::path_of(argument), error)) {
-            parts.push_back(part_of(argument));
+            if (!list_folder(base_in(argument), parts, logs, why)) return false;
         } else {
-            why = argument + " does not exist";
-            return false;
+            why = fault_of(argument);
+            if (!why.empty()) return false;
+            parts.push_back(part_of(argument, false));
         }
     }
-    // Logs stay in the order of their first parts.
-    std::vector<std::string> logs;
-    for (const Part& part : parts) {
-        if (std::find(logs.begin(), logs.end(), part.log) == logs.end()) logs.push_back(part.log);
-    }
-    const auto place = [&](const Part& part) { return std::find(logs.begin(), logs.end(), part.log) - logs.begin(); };
-    std::sort(parts.begin(), parts.end(), [&](const Part& a, const Part& b) {
-        return std::tuple(place(a), b.age, a.file) < std::tuple(place(b), a.age, b.file);
+    std::sort(parts.begin(), parts.end(), [](const Part& a, const Part& b) {
+        return std::tie(a.log, b.age, a.file) < std::tie(b.log, a.age, b.file);
     });
-    for (const Part& part : parts) files.push_back(part.file);
-    files.erase(std::unique(files.begin(), files.end()), files.end());
+    const auto last =
+        std::unique(parts.begin(), parts.end(), [](const Part& a, const Part& b) { return a.file == b.file; });
+    parts.erase(last, parts.end());
+    // A log's time is that of its oldest part, which comes first here.
+    std::map<std::string, Timestamp> times;
+    for (const Part& part : parts) {
+        if (!times.contains(part.log)) times[part.log] = time_of(part);
+    }
+    std::stable_sort(parts.begin(), parts.end(),
+                     [&](const Part& a, const Part& b) { return times[a.log] < times[b.log]; });
+    for (const Part& part : parts) logs.files.push_back({part.file, part.of_folder});
     return true;
 }
 

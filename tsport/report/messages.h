@@ -28,10 +28,12 @@ enum class Event : std::uint8_t {
     lookup_failed,
     no_socket,
     connect_failed,
+    address_bytes,
     start_failed,
     close_awaited,
     close_not_seen,
     close_broken,
+    close_step_failed,
     close_seen,
 
     // Data.

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,10 +27,11 @@ struct Report {
     std::uint64_t cut_lines = 0;
     std::uint64_t foreign_lines = 0;
     std::uint64_t detailed_lines = 0;
-    bool utf16 = false;              // a file was UTF-16: none of its lines can be understood
     std::optional<Timestamp> first;  // times of the first and the last line
     std::optional<Timestamp> last;
-    std::string covers;  // what was asked for: "job 7 on Office"; empty: everything
+    Timestamp seen{};                // when what is under way was looked at
+    std::string covers;              // what was asked for: "job 7 on Office"; empty: everything
+    std::vector<std::string> notes;  // what has to be known to read it: what the logs cannot tell, what was left out
 };
 
 // Adds log lines to a report.
@@ -44,21 +46,40 @@ class Collector {
     void finish();
 
   private:
+    static constexpr size_t most_seen = 10'000;
+
     Listener listener();
-    bool wanted(const Document& document) const;
+    bool in_time(Timestamp time) const;
+    bool wanted(const Document& document);
+    void add_notes();
 
     const Options& options_;
     Report& report_;
     std::optional<JobHistory> history_;
     DocumentTracker tracker_;
+    std::set<std::uint32_t> jobs_;     // that the log has, of the printer and the time that were asked for
+    std::set<std::string> printers_;   // and printers
+    std::optional<Timestamp> latest_;  // start of a document
 };
 
-// The files that the arguments name, the oldest first. A folder stands for the log in it, "print-monitor.log", with its
-// numbered files; of files given one by one those that are numbers of the same log come in their order. "-" is the
-// standard input. False with the reason when one does not exist.
-bool find_logs(const std::vector<std::string>& arguments, std::vector<std::string>& files, std::string& why);
-// Reads the logs; false with the reason when one cannot be read. `history` as above.
+// Logs to be read, and what was left out.
+struct LogFiles {
+    struct File {
+        std::string path;        // "-": the standard input
+        bool of_folder = false;  // nobody has named it
+    };
+    std::vector<File> files;  // the oldest first
+    std::vector<std::string> left_out;
+};
+// What the arguments name. A folder stands for the log in it, "print-monitor.log", with its numbered files; the folder
+// may be a base directory or the install folder. Files that are numbers of the same log come in their order, logs in
+// that of their times. False with the reason when one does not exist or is no file.
+bool find_logs(const std::vector<std::string>& arguments, LogFiles& logs, std::string& why);
+// Reads the logs; false with the reason when one cannot be read, or is none. `history` as above.
 bool read_logs(const Options& options, const Sink& history, Report& report, std::string& why);
+
+// Those whose cause no document has.
+std::vector<OtherErrors::Error> other_errors_of(const Report& report);
 
 void write_text(const Report& report, const Options& options, const Sink& sink);
 void write_json(const Report& report, const Sink& sink);

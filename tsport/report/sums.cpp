@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <bit>
+#include <tuple>
+#include <unordered_map>
 
 #include "host/text.h"
 
@@ -23,6 +25,7 @@ std::uint64_t middle_of(std::uint16_t number) {
 }
 
 constexpr std::uint64_t least_for_throughput = 65536;
+constexpr unsigned usual_port = 9100;
 
 }  // namespace
 
@@ -43,18 +46,28 @@ std::uint64_t Quantiles::at(double share) const {
     return 0;
 }
 
-void Totals::add(const Document& document) {
-    ++documents;
+void Totals::add(const Document& document, const EarlierAttempt* earlier) {
+    ++attempts;
+    if (earlier == nullptr) {
+        ++documents;
+    } else {
+        taken -= earlier->taken;
+        --by_outcome[static_cast<size_t>(earlier->outcome)];
+    }
     taken += document.taken;
     sent += document.sent;
     held_ms += document.held_ms;
     close_ms += document.close_ms;
     ++by_outcome[static_cast<size_t>(document.outcome)];
-    if (const auto cause = document.cause()) ++by_cause[static_cast<size_t>(*cause)];
+    const auto cause = document.cause();
+    if (!cause) return;
+    const auto place = static_cast<size_t>(*cause);
+    ++attempts_by_cause[place];
+    if (earlier == nullptr || (earlier->causes >> place & 1) == 0) ++by_cause[place];
 }
 
 std::uint64_t Totals::failed() const {
-    return documents - of(Outcome::printed) - of(Outcome::late) - of(Outcome::unknown);
+    return documents - printed() - of(Outcome::under_way) - of(Outcome::unknown);
 }
 
 std::vector<Cause> Totals::ranked_causes() const {
@@ -68,8 +81,13 @@ std::vector<Cause> Totals::ranked_causes() const {
 
 // -- Printers --------------------------------------------------------------------------------------------------------
 
-void Sums::add(const Document& document, const Texts& texts) {
-    all_.add(document);
+void Sums::add(const Document& document, const EarlierAttempt* earlier, const Texts& texts) {
+    all_.add(document, earlier);
+    if (const auto cause = document.cause(); cause && document.address != 0) {
+        std::set<std::string>& addresses = addresses_[*cause];
+        const std::string number = std::to_string(document.number != 0 ? document.number : usual_port);
+        if (addresses.size() <= most_addresses) addresses.insert(texts[document.address] + " " + number);
+    }
     // Lines written with Debug off name an address at most.
     const TextId name = document.printer != 0 ? document.printer : document.address;
     std::uint64_t key = static_cast<std::uint64_t>(document.printer) << 32 | (document.printer == 0 ? name : 0);
@@ -81,7 +99,7 @@ void Sums::add(const Document& document, const Texts& texts) {
                     : name != 0             ? "at " + texts[name]
                                             : "(not named in the log)";
     }
-    sums.add(document);
+    sums.add(document, earlier);
     if (document.detailed && (document.came_out() || document.outcome == Outcome::not_started)) {
         sums.connect.add(document.connect_ms);
     }
@@ -123,15 +141,16 @@ void examine(const PrinterSums& sums, std::vector<Finding>& findings) {
         add("printer.never-closes", "does not close its side: " + number(unclosed) +
                                         " documents waited 30 s at their end, and the queue with them");
     }
-    const std::uint64_t resets = sums.of(Cause::connection_reset) + sums.of(Cause::broken_at_end);
+    const std::uint64_t resets = sums.attempts_of(Cause::connection_reset) + sums.attempts_of(Cause::broken_at_end);
     if (resets >= 2) add("printer.resets", "broke " + number(resets) + " documents off");
-    const std::uint64_t unreached = sums.of(Cause::connection_refused) + sums.of(Cause::connection_timed_out) +
-                                    sums.of(Cause::unreachable) + sums.of(Cause::address_unknown);
+    const std::uint64_t unreached = sums.attempts_of(Cause::connection_refused) +
+                                    sums.attempts_of(Cause::connection_timed_out) +
+                                    sums.attempts_of(Cause::unreachable) + sums.attempts_of(Cause::address_unknown);
     if (unreached >= 3) add("printer.often-unreachable", "could not be reached " + number(unreached) + " times");
     if (sums.restarted_often > 0) {
         add("job.restarted-often", number(sums.restarted_often) +
                                        (sums.restarted_often == 1 ? " job was" : " jobs were") +
-                                       " sent three times and more");
+                                       " tried three times and more");
     }
 }
 
@@ -143,7 +162,30 @@ std::vector<Finding> Sums::findings() const {
     return findings;
 }
 
+std::string Sums::remedy(Cause cause) const {
+    constexpr std::string_view command = "`tsport test`";
+    std::string text = info_of(cause).remedy;
+    const size_t place = text.find(command);
+    const auto found = addresses_.find(cause);
+    if (place == std::string::npos || found == addresses_.end()) return text;
+    std::string commands;
+    size_t count = 0;
+    for (const std::string& address : found->second) {
+        if (count != 0) commands += count == most_addresses ? " ..." : ", ";
+        if (count++ != most_addresses) commands += "`tsport test " + address + "`";
+    }
+    return text.replace(place, command.size(), commands);
+}
+
 // -- Documents -------------------------------------------------------------------------------------------------------
+
+namespace {
+
+bool started_before(const Document& a, const Document& b) {
+    return std::tie(a.start, a.job, a.attempt) < std::tie(b.start, b.job, b.attempt);
+}
+
+}  // namespace
 
 void KeptDocuments::add(const Document& document) {
     const bool good = document.outcome == Outcome::printed && document.causes == 0;
@@ -159,22 +201,47 @@ DocumentList KeptDocuments::in_order() const {
     all.reserve(good_.size() + bad_.size());
     for (const Document& document : good_) all.push_back(&document);
     for (const Document& document : bad_) all.push_back(&document);
-    std::sort(all.begin(), all.end(), [](const Document* a, const Document* b) {
-        return a->start != b->start ? a->start < b->start : a->job < b->job;
-    });
+    std::sort(all.begin(), all.end(), [](const Document* a, const Document* b) { return started_before(*a, *b); });
     return all;
+}
+
+void KeptDocuments::mark_tried_again() {
+    std::unordered_map<std::uint64_t, std::uint16_t> attempts;  // of each job, from the last to the first
+    std::stable_sort(bad_.begin(), bad_.end(), started_before);
+    for (auto document = bad_.rbegin(); document != bad_.rend(); ++document) {
+        if (!document->has_job) continue;
+        std::uint16_t& attempt = attempts[document->job_key()];
+        document->tried_again = attempt == document->attempt + 1;
+        attempt = document->attempt;
+    }
+}
+
+bool KeptDocuments::has_trouble() const {
+    return std::any_of(bad_.begin(), bad_.end(), [](const Document& document) { return document.is_trouble(); });
 }
 
 // -- Other errors ----------------------------------------------------------------------------------------------------
 
-void OtherErrors::add(std::string_view message) {
-    // Names, numbers and the system's text differ from one to the next.
-    const std::string_view common = message.substr(0, std::min<size_t>(message.find_first_of("\"\\0123456789"), 60));
-    auto found = errors_.find(common);
+std::string kind_of(std::string_view message) {
+    std::string kind;
+    const std::string_view prefix = message.starts_with("TSM: ") ? "TSM: " : "";
+    message.remove_prefix(prefix.size());
+    for (const std::string_view end : {": ", "\"", " - ", "\\"}) message = message.substr(0, message.find(end));
+    for (const char c : message.substr(0, 100)) {
+        const bool digit = c >= '0' && c <= '9';
+        if (!digit || !kind.ends_with('#')) kind += digit ? '#' : c;
+    }
+    return kind.insert(0, prefix);
+}
+
+void OtherErrors::add(std::string_view message, std::optional<Cause> cause) {
+    std::string kind = kind_of(message);
+    const bool full = errors_.size() >= most && !errors_.contains(kind);
+    if (full) kind.clear();
+    auto found = errors_.find(kind);
     if (found == errors_.end()) {
-        const bool full = errors_.size() >= most;
         const std::string text = full ? "(other messages)" : sanitize(message.substr(0, Texts::longest));
-        found = errors_.try_emplace(std::string(full ? "" : common), Error{text, 0}).first;
+        found = errors_.try_emplace(kind, Error{text, 0, full ? std::nullopt : cause}).first;
     }
     ++found->second.count;
 }

@@ -28,6 +28,9 @@ std::vector<std::string> cells_of(const Document& document, const Texts& texts) 
     const auto time = [&](std::uint32_t value) { return document.detailed ? duration_text(value) : std::string("?"); };
     std::string outcome = info_of(document.outcome).text;
     const std::string cause = cause_text(document, texts);
+    if (document.tried_again || document.attempt > 1) {
+        outcome = "attempt " + std::to_string(document.attempt) + ": " + outcome;
+    }
     if (!cause.empty()) outcome.append(": ").append(cause);
     return {to_text(document.start),
             or_unknown(texts[document.printer]),
@@ -42,27 +45,32 @@ std::vector<std::string> cells_of(const Document& document, const Texts& texts) 
             outcome};
 }
 
+// The table without some of its columns, in that order, until the last one has room on the terminal; what does not fit
+// in its lines then goes on below.
+std::string fitted(Rows rows, const std::vector<size_t>& dispensable, size_t width) {
+    constexpr size_t least_of_last = 30;
+    std::vector<size_t> gone;
+    for (auto column = dispensable.begin(); width != 0 && column != dispensable.end(); ++column) {
+        if (width_of_columns(rows) + least_of_last <= width) break;
+        const auto before = std::count_if(gone.begin(), gone.end(), [&](size_t other) { return other < *column; });
+        for (auto& row : rows) row.erase(row.begin() + static_cast<std::ptrdiff_t>(*column) - before);
+        gone.push_back(*column);
+    }
+    return in_columns(rows, width);
+}
+
 void write_head(std::ostream& out, const Report& report) {
     out << counted(report.files.size(), "file") << ", " << counted(report.lines, "line") << ", "
         << host::size_to_text(report.bytes);
     if (report.first) out << ", from " << to_text(*report.first) << " to " << to_text(*report.last);
     out << "\n";
-    if (report.cut_lines + report.foreign_lines != 0) {
-        out << counted(report.cut_lines, "line") << " cut or broken, " << counted(report.foreign_lines, "line")
-            << " not of the monitor\n";
-    }
-    if (report.utf16) out << "A file is UTF-16 and could not be read: save it as UTF-8, or give the log itself.\n";
-    if (report.lines > report.foreign_lines && report.detailed_lines == 0) {
-        out << "Written with Debug=off: documents that printed without trouble leave no line, and the others no job.\n"
-               "Set Debug=on in print-provider.conf and restart the spooler: the next report then distinguishes "
-               "them.\n";
-    }
     if (!report.covers.empty()) out << "Only " << report.covers << ".\n";
+    for (const std::string& note : report.notes) out << note << "\n";
     out << "\n";
 }
 
 // The last ones.
-void write_documents(std::ostream& out, const Report& report, std::size_t most) {
+void write_documents(std::ostream& out, const Report& report, std::size_t most, size_t width) {
     DocumentList documents = report.documents.in_order();
     if (documents.empty()) {
         out << "no documents\n\n";
@@ -73,7 +81,7 @@ void write_documents(std::ostream& out, const Report& report, std::size_t most) 
     Rows rows = {
         {"STARTED", "PRINTER", "JOB", "PORT", "WRITES", "BYTES", "START", "WRITING", "END", "HELD", "OUTCOME"}};
     for (const Document* const document : documents) rows.push_back(cells_of(*document, report.texts));
-    out << in_columns(rows);
+    out << fitted(std::move(rows), {4, 7, 6, 8, 5, 3, 9, 1}, width);
     if (more + report.documents.left_out() != 0) {
         out << "(" << grouped(more + report.documents.left_out())
             << " earlier ones count in the sums; --rows N shows more)\n";
@@ -81,7 +89,7 @@ void write_documents(std::ostream& out, const Report& report, std::size_t most) 
     out << "\n";
 }
 
-void write_printers(std::ostream& out, const Report& report) {
+void write_printers(std::ostream& out, const Report& report, size_t width) {
     Rows rows = {
         {"PRINTER", "DOCUMENTS", "PRINTED", "LATE", "FAILED", "BYTES", "START", "95 %", "THROUGHPUT", "95 %", "HELD"}};
     const auto rate = [](const Quantiles& values, std::uint64_t value) {
@@ -94,7 +102,7 @@ void write_printers(std::ostream& out, const Report& report) {
                         duration_text(sums->connect.p95()), rate(sums->throughput, sums->throughput.median()),
                         rate(sums->throughput, sums->throughput.p95()), waited(sums->held_ms)});
     }
-    if (rows.size() > 1) out << in_columns(rows) << "\n";
+    if (rows.size() > 1) out << fitted(std::move(rows), {9, 7, 10, 8, 6, 5}, width) << "\n";
 }
 
 void write_causes(std::ostream& out, const Report& report) {
@@ -104,8 +112,10 @@ void write_causes(std::ostream& out, const Report& report) {
     out << "CAUSES\n";
     for (const Cause cause : causes) {
         const CauseInfo& info = info_of(cause);
-        out << "  " << grouped(all.of(cause)) << " x " << info.text << " [" << info.id << "]\n      " << info.remedy
-            << "\n";
+        const std::uint64_t attempts = all.attempts_of(cause);
+        out << "  " << grouped(all.of(cause)) << " x " << info.text;
+        if (attempts != all.of(cause)) out << ", " << counted(attempts, "attempt");
+        out << " [" << info.id << "]\n      " << report.sums.remedy(cause) << "\n";
     }
     out << "\n";
 }
@@ -117,9 +127,13 @@ void write_rest(std::ostream& out, const Report& report) {
         out << "  " << finding.printer << ": " << finding.text << " [" << finding.id << "]\n";
     }
     if (!findings.empty()) out << "\n";
-    const auto errors = report.other_errors.in_order();
+    const auto errors = other_errors_of(report);
     if (!errors.empty()) out << "OTHER ERRORS\n";
-    for (const OtherErrors::Error& error : errors) out << "  " << grouped(error.count) << " x " << error.text << "\n";
+    for (const OtherErrors::Error& error : errors) {
+        out << "  " << grouped(error.count) << " x " << error.text;
+        if (error.cause) out << " [" << info_of(*error.cause).id << "]\n      " << info_of(*error.cause).remedy;
+        out << "\n";
+    }
     if (!errors.empty()) out << with_pages("LOG.html explains each of them.\n\n");
 }
 
@@ -128,14 +142,17 @@ void write_rest(std::ostream& out, const Report& report) {
 void write_text(const Report& report, const Options& options, const Sink& sink) {
     std::ostringstream out;
     write_head(out, report);
-    write_documents(out, report, options.rows);
-    write_printers(out, report);
+    write_documents(out, report, options.rows, options.width);
+    write_printers(out, report, options.width);
     write_causes(out, report);
     write_rest(out, report);
     const Totals& all = report.sums.all();
-    out << counted(all.documents, "document") << ", " << host::size_to_text(all.taken) << ": "
-        << grouped(all.of(Outcome::printed) + all.of(Outcome::late)) << " printed, " << grouped(all.failed())
-        << " not, " << grouped(all.of(Outcome::unknown)) << " with their end unknown\n";
+    out << counted(all.documents, "document");
+    if (all.attempts != all.documents) out << " in " << counted(all.attempts, "attempt");
+    out << ", " << host::size_to_text(all.taken) << ": " << grouped(all.printed()) << " printed, "
+        << grouped(all.failed()) << " not, ";
+    if (all.of(Outcome::under_way) != 0) out << grouped(all.of(Outcome::under_way)) << " under way, ";
+    out << grouped(all.of(Outcome::unknown)) << " with their end unknown\n";
     sink(out.str());
 }
 

@@ -24,8 +24,13 @@ struct ThreadState {
     bool restart_requested = false;
     bool ended = false;
     bool failed_at_end = false;
+    bool at_end = false;          // of the log: it may still go on
     std::uint32_t last_size = 0;  // of the buffer handed over last
     std::uint32_t held_at_start_ms = 0;
+    std::uint32_t longest_write_ms = 0;
+    bool connecting = false;
+    std::optional<Timestamp> first_write{};
+    std::optional<Timestamp> write_begun{};  // a buffer that the printer has not taken yet
     std::optional<Timestamp> held_since{};
     std::optional<Timestamp> close_awaited{};
     std::optional<Timestamp> end_begun{};

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "host/text.h"
+
 namespace tsport::report {
 namespace {
 
@@ -21,29 +23,40 @@ Outcome outcome_of(const ThreadState& state) {
     if (state.dropped) return Outcome::dropped;
     if (state.restart_requested) return Outcome::restarted;
     if (state.lost || state.failed_at_end) return Outcome::lost;
-    if (!state.ended) return Outcome::unknown;
+    if (!state.ended) return state.at_end ? Outcome::under_way : Outcome::unknown;
     return document.attempt > 1 || document.has(Cause::held) ? Outcome::late : Outcome::printed;
 }
 
-std::uint64_t key_of(TextId printer, std::uint32_t job) {
-    return static_cast<std::uint64_t>(printer) << 32 | job;
+// From when on a printer that takes nothing, or little, is worth a word.
+constexpr std::uint32_t standstill_ms = 20'000;
+constexpr std::uint32_t slow_after_ms = 60'000;
+constexpr std::uint64_t slow_bytes_per_second = 8192;
+
+// How slowly the printer took its data, if it did, in so much time.
+std::string slowness(const ThreadState& state, std::uint64_t taken_ms) {
+    if (state.longest_write_ms >= standstill_ms) return "one buffer took " + duration_text(state.longest_write_ms);
+    const std::uint64_t rate = state.document.sent * 1000 / std::max<std::uint64_t>(taken_ms, 1);
+    if (taken_ms < slow_after_ms || rate >= slow_bytes_per_second) return "";
+    return host::size_to_text(state.document.sent) + " in " + duration_text(taken_ms);
 }
 
 }  // namespace
 
 DocumentTracker::DocumentTracker(Texts& texts, Listener listener)
-    : texts_(texts), listener_(std::move(listener)), debug_off_(texts, listener_.document) {}
+    : texts_(texts),
+      listener_(std::move(listener)),
+      debug_off_(texts, [this](const Document& document) { report(document); }) {}
 
 bool DocumentTracker::process(const LogLine& line) {
     ++line_count_;
     const Message message = recognise(line.message);
     if (line.detailed) return process_detailed(line, message);
-    if (!debug_off_.process(line, message) && line.error) listener_.other_error(line.message);
+    if (!debug_off_.process(line, message) && line.error) listener_.other_error(line, message);
     return true;
 }
 
 bool DocumentTracker::process_detailed(const LogLine& line, const Message& message) {
-    if (message.event == Event::none && line.error) listener_.other_error(line.message);
+    if (message.event == Event::none && line.error) listener_.other_error(line, message);
     // Most lines of a large log say nothing of their document.
     const bool silent = message.event == Event::none || (message.event == Event::history_only && !line.error);
     if (silent && !listener_.line) return true;
@@ -63,7 +76,7 @@ bool DocumentTracker::dispatch(const Entry& entry) {
     if (!state.open && shows_document(event)) {
         begin(state, entry.time());
     } else if (!state.open && entry.line.error && event != Event::none && event != Event::port_unknown) {
-        listener_.other_error(entry.line.message);
+        listener_.other_error(entry.line, entry.message);
         return true;
     }
     switch (event) {
@@ -144,7 +157,7 @@ void DocumentTracker::port_unknown(const Entry& entry) {
                       .detailed = true};
     document.add(Cause::port_unknown);
     entry.state.port = 0;
-    listener_.document(document);
+    report(document);
 }
 
 // A monitor that starts ends whatever the one before it was doing.
@@ -172,7 +185,7 @@ void DocumentTracker::begin(ThreadState& state, const ThreadState::Start& start)
     document.has_job = true;
     document.printer = start.printer;
     document.job = start.job;
-    const auto failed = failed_jobs_.find(key_of(start.printer, start.job));
+    const auto failed = failed_jobs_.find(document.job_key());
     if (failed != failed_jobs_.end() && start.time - failed->second.last <= longest_job) {
         document.attempt = static_cast<std::uint16_t>(std::min(failed->second.attempts + 1, UINT16_MAX));
     }
@@ -188,8 +201,10 @@ void DocumentTracker::close(ThreadState& state) {
     document.connect_ms = document.start_ms - std::min(document.start_ms, state.held_at_start_ms);
     if (document.total_ms == 0) document.total_ms = elapsed_ms(document.start, state.last_time);
     document.outcome = outcome_of(state);
-    note_outcome(document);
-    listener_.document(document);
+    const std::string slow = slowness(state, std::uint64_t{document.write_ms} + document.close_ms);
+    if (document.came_out() && !document.rewritten && !slow.empty())
+        document.add(Cause::printer_slow, texts_.add(slow));
+    report(document);
     // Without another line of its thread, a second start is a document that has only just begun.
     if (const auto second = state.second_start) {
         begin(state, *second);
@@ -197,17 +212,62 @@ void DocumentTracker::close(ThreadState& state) {
     }
 }
 
-void DocumentTracker::note_outcome(const Document& document) {
-    if (!document.has_job || document.outcome == Outcome::unknown) return;
-    const std::uint64_t key = key_of(document.printer, document.job);
+void DocumentTracker::report(const Document& document) {
+    const std::uint64_t key = document.job_key();
+    const auto found = key != 0 && document.attempt > 1 ? failed_jobs_.find(key) : failed_jobs_.end();
+    EarlierAttempt left{};
+    if (found != failed_jobs_.end()) left = found->second.left;
+    const bool counts =
+        listener_.document(document, found != failed_jobs_.end() && found->second.counted ? &left : nullptr);
+    if (key == 0 || document.outcome == Outcome::unknown) return;
     failed_jobs_.erase(key);
     if (!document.may_be_tried_again()) return;
     if (failed_jobs_.size() >= most_jobs) failed_jobs_.clear();
-    failed_jobs_[key] = {document.attempt, document.end()};
+    left.outcome = document.outcome;
+    left.taken = document.taken;
+    if (const auto cause = document.cause()) left.causes |= 1u << static_cast<unsigned>(*cause);
+    failed_jobs_[key] = {document.attempt, document.end(), left, counts};
 }
 
-void DocumentTracker::finish() {
-    for (ThreadState* const state : states_in_order()) close(*state);
+// What a document is waiting for when the log ends.
+void DocumentTracker::judge_standstill(ThreadState& state, Timestamp now) {
+    Document& document = state.document;
+    document.still_ms = elapsed_ms(state.last_time, now);
+    document.total_ms = elapsed_ms(document.start, now);
+    const std::string still = duration_text(document.still_ms);
+    const std::string sent = host::size_to_text(document.sent) + " sent";
+    const bool stands = document.still_ms >= standstill_ms;
+    std::optional<Cause> cause;
+    std::string text = "starting for " + still;
+    if (state.held_since) {
+        text = "held for " + duration_text(elapsed_ms(*state.held_since, now));
+    } else if (state.close_awaited) {
+        text = sent + ", waiting for the printer's close for " + duration_text(elapsed_ms(*state.close_awaited, now));
+    } else if (state.write_begun) {
+        text = sent + ", the last buffer was given " + duration_text(elapsed_ms(*state.write_begun, now)) + " ago";
+        if (stands) cause = Cause::printer_stalled;
+    } else if (document.writes != 0) {
+        text = sent + ", the spooler has handed over nothing for " + still;
+    } else if (state.connecting) {
+        text = "connecting for " + still;
+        if (stands) cause = Cause::connection_timed_out;
+    }
+    const std::string slow = slowness(state, state.first_write ? elapsed_ms(*state.first_write, now) : 0);
+    if (!cause && !document.rewritten && !slow.empty() && !state.held_since) {
+        cause = Cause::printer_slow;
+        text = slow + "; " + text;
+    }
+    if (cause) document.add(*cause, texts_.add(text));
+    if (!document.cause()) document.detail = texts_.add(text);
+}
+
+void DocumentTracker::finish(Timestamp now) {
+    for (ThreadState* const state : states_in_order()) {
+        const bool open = state->open && outcome_of(*state) == Outcome::unknown && !state->second_start;
+        if (open) judge_standstill(*state, now);
+        state->at_end = open;
+        close(*state);
+    }
     debug_off_.finish();
 }
 

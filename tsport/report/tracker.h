@@ -12,10 +12,11 @@
 namespace tsport::report {
 
 struct Listener {
-    // A document that has ended, or whose end is not in the log.
-    std::function<void(const Document&)> document;
+    // An attempt that has ended, or whose end is not in the log; with what an earlier one of its job, if it was
+    // counted, has left in the sums. Returns whether it counts.
+    std::function<bool(const Document&, const EarlierAttempt*)> document;
     // An ERROR line that says nothing of a document.
-    std::function<void(std::string_view message)> other_error;
+    std::function<void(const LogLine&, const Message&)> other_error;
     // May be empty. Each line of a document under way, after the document has been updated; it may have no job yet.
     std::function<void(const LogLine&, const Message&, const Document&)> line;
 };
@@ -36,13 +37,15 @@ class DocumentTracker {
 
     // False when the line is of a known message, but its fields cannot be read.
     bool process(const LogLine& line);
-    // The log is over: what is still under way has no end.
-    void finish();
+    // The log is over, and is seen at that time, which is not before its last line.
+    void finish(Timestamp now);
 
   private:
     struct FailedJob {
         std::uint16_t attempts;
         Timestamp last;
+        EarlierAttempt left;
+        bool counted;
     };
 
     bool process_detailed(const LogLine& line, const Message& message);
@@ -59,7 +62,8 @@ class DocumentTracker {
     void begin(ThreadState& state, Timestamp time);
     void begin(ThreadState& state, const ThreadState::Start& start);
     void close(ThreadState& state);
-    void note_outcome(const Document& document);
+    void report(const Document& document);
+    void judge_standstill(ThreadState& state, Timestamp now);
 
     Texts& texts_;
     Listener listener_;

@@ -1,4 +1,7 @@
 // The effect of each line on its document.
+#include <algorithm>
+#include <cstdio>
+
 #include "tsport/report/thread_state.h"
 
 namespace tsport::report {
@@ -52,6 +55,7 @@ void abandoned(const Entry& entry) {
 void looking_up(const Entry& entry) {
     entry.state.connect_failure.reset();
     entry.state.connect_failure_text = 0;
+    entry.state.connecting = true;
     if (entry.document().address == 0) entry.document().address = entry.texts.add(entry.rest());
 }
 
@@ -68,6 +72,15 @@ void connect_failed(const Entry& entry) {
     address_failed(entry, code == 10061   ? Cause::connection_refused
                           : code == 10060 ? Cause::connection_timed_out
                                           : Cause::unreachable);
+}
+
+// "0x23 0x8c 192 168 1 20": the TCP port's two bytes, and the address.
+void address_bytes(const Entry& entry) {
+    unsigned high = 0;
+    unsigned low = 0;
+    if (std::sscanf(std::string(entry.rest()).c_str(), "0x%2x 0x%2x", &high, &low) == 2) {
+        entry.document().number = static_cast<std::uint16_t>(high << 8 | low);
+    }
 }
 
 void start_failed(const Entry& entry) {
@@ -97,14 +110,23 @@ void bad_close(const Entry& entry, Cause cause) {
 bool data_taken(const Entry& entry) {
     std::string_view rest = entry.rest();
     const auto size = take_number(rest);
-    entry.state.last_size = unsigned_of(size.value_or(0));
-    ++entry.document().writes;
+    ThreadState& state = entry.state;
+    state.last_size = unsigned_of(size.value_or(0));
+    state.connecting = false;
+    state.write_begun = entry.time();
+    if (!state.first_write) state.first_write = entry.time();
+    ++state.document.writes;
     return size.has_value();
 }
 
 // "65536 bytes and sent 65536 bytes", and " to force attr file: ..." behind it.
 bool data_sent(const Entry& entry) {
+    ThreadState& state = entry.state;
     Document& document = entry.document();
+    if (state.write_begun) {
+        state.longest_write_ms = std::max(state.longest_write_ms, elapsed_ms(*state.write_begun, entry.time()));
+        state.write_begun.reset();
+    }
     std::string_view rest = entry.rest();
     constexpr std::string_view between = " bytes and sent ";
     if (!take_number(rest) || !rest.starts_with(between)) return false;
@@ -119,6 +141,7 @@ bool data_sent(const Entry& entry) {
 
 void connection_lost(const Entry& entry) {
     entry.state.lost = true;
+    entry.state.write_begun.reset();
     if (!entry.document().lost_connection()) entry.document().add(Cause::connection_lost);
 }
 
@@ -263,12 +286,14 @@ bool apply(const Entry& entry) {
         case Event::data_abandoned:
             abandoned(entry);
             document.taken += state.last_size;
+            state.write_begun.reset();
             break;
 
         case Event::looking_up: looking_up(entry); break;
         case Event::lookup_failed: address_failed(entry, Cause::address_unknown); break;
         case Event::no_socket: address_failed(entry, Cause::unreachable); break;
         case Event::connect_failed: connect_failed(entry); break;
+        case Event::address_bytes: address_bytes(entry); break;
         case Event::start_failed: start_failed(entry); break;
         case Event::close_awaited: state.close_awaited = entry.time(); break;
         case Event::close_not_seen: bad_close(entry, Cause::close_not_seen); break;

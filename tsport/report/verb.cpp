@@ -2,17 +2,19 @@
 #include <fstream>
 
 #include "tsport/answer.h"
+#include "tsport/doctor/server.h"
 #include "tsport/report/report.h"
 
 namespace tsport {
 
-const char report_help[] = R"(usage: tsport report LOG... [options]
+const char report_help[] = R"(usage: tsport report [LOG...] [options]
 
 Reports what became of the documents, from the monitor's logs: each with its times and its outcome, the causes of what
 went wrong and what to do about them, sums of each printer, and what stands out. LOG is a file, a folder (the log in it
-with all its numbered files, in order), or - for the standard input. Logs written with Debug=on distinguish documents;
-others show only what went wrong. Each line of the log is explained by
-LOG.html.
+with all its numbered files, in order; the install folder will do), or - for the standard input; without LOG it is this
+server's. Logs written with Debug=on distinguish documents; others show only what went wrong. A job that was sent again
+is one document with several attempts.
+Each line of the log is explained by LOG.html.
 
   --html FILE      also writes a page with charts, which any browser opens
   --json, --csv    for scripts, and spreadsheets (the documents alone)
@@ -21,11 +23,13 @@ LOG.html.
   --printer NAME   only those of one printer, by its name or its address
   --job N          the history of one job, line by line, in words
   --rows N         the last N documents (default 40); the sums count all
+  --check          exit status 1 when a document failed, was lost, or stands still
 
-Exit status: 0 done, 2 usage error, 3 a log cannot be read.
+Exit status: 0 done, 1 see --check, 2 usage error, 3 a log cannot be read.
 
 examples:
-  tsport report "C:\Program Files\Tessaron\providers\print\win"
+  tsport report
+  tsport report --since 1h --check
   tsport report print-monitor.log --since 24h --html report.html
   tsport report print-monitor.log* --job 1234
 )";
@@ -57,6 +61,18 @@ bool write_page(const std::string& path, const report::Report& report) {
     return static_cast<bool>(file.flush());
 }
 
+// This server's logs; false with the reason when there are none.
+bool find_own_logs(report::Options& options, std::string& why) {
+    doctor::Findings findings;
+    const std::string base = doctor::find_base(HKEY_LOCAL_MACHINE, findings);
+    if (base.empty()) {
+        why = "no log was named, and " + findings.all().front().places.front().found + "; name the log or the folder that it lies in";
+    } else {
+        options.logs = {base};
+    }
+    return !base.empty();
+}
+
 }  // namespace
 
 command_line::Options report_options(Command& command) {
@@ -67,16 +83,23 @@ command_line::Options report_options(Command& command) {
             time_option("--until", options.until),
             command_line::text("--printer", "NAME", options.printer),
             job_option(options.job),
+            command_line::flag("--check", options.check),
             command_line::number("--rows", 1, 1'000'000, options.rows)};
 }
 
 // A report goes out as it is written: it may be longer than what should be held in memory.
 void report_logs(const Task& task) {
-    const report::Options& options = task.command.report;
+    report::Options options = task.command.report;
     const Sink& out = task.console.output;
     const bool for_people = !task.command.json && !task.command.csv;
     const auto report = std::make_unique<report::Report>();
     std::string why;
+    if (options.since && options.until && *options.since >= *options.until) {
+        return task.fail(bad_usage, "--until has to be later than --since", "usage");
+    }
+    if (options.logs.empty() && !find_own_logs(options, why)) return task.fail(refused, why, "file");
+    options.now = report::local_now();
+    options.width = task.console.width;
     if (!read_logs(options, for_people ? out : Sink(), *report, why)) return task.fail(refused, why, "file");
     if (!options.html.empty() && !write_page(options.html, *report)) {
         return task.fail(refused, options.html + " cannot be written", "file");
@@ -89,6 +112,7 @@ void report_logs(const Task& task) {
     } else {
         write_csv(*report, out);
     }
+    if (options.check && report->documents.has_trouble()) task.reply.status = not_there;
 }
 
 }  // namespace tsport

@@ -64,21 +64,23 @@ function timeText(time) {
 
 // -- Documents --------------------------------------------------------------------------------------------------------
 
-// How a document looks: printed, late, kept back, unknown or failed.
-const looks = {printed: 'p', late: 'l', refused: 'k', dropped: 'k', unknown: 'u'};
+// How a document looks: printed, late, kept back, unknown or failed. An attempt that another one follows is a delay.
+const looks = {printed: 'p', late: 'l', refused: 'k', dropped: 'k', 'under-way': 'u', unknown: 'u'};
 
 const documents = report.list.map(entry => ({
   ...entry,
   from: parseTime(entry.start),
   to: parseTime(entry.start) + entry.total_ms,
-  look: looks[entry.outcome] || 'f',
+  look: entry.last_attempt ? looks[entry.outcome] || 'f' : 'l',
+  state: (entry.last_attempt && entry.attempt === 1 ? '' : `attempt ${entry.attempt}: `) +
+      report.outcome_texts[entry.outcome],
 }));
 
 function titleOf(entry) {
   const job = entry.job === null ? '' : `job ${entry.job}, `;
   const message = entry.message ? `: ${entry.message}` : '';
   const held = entry.held_ms ? `, held ${duration(entry.held_ms)}` : '';
-  return `${entry.start}, ${job}${report.outcome_texts[entry.outcome]}${message}${held}`;
+  return `${entry.start}, ${job}${entry.state}${message}${held}`;
 }
 
 // -- Tables -----------------------------------------------------------------------------------------------------------
@@ -136,7 +138,7 @@ function documentRow(entry) {
       figure(entry.write_ms, duration(entry.write_ms)),
       figure(entry.end_ms, duration(entry.end_ms)),
       number(entry.held_ms, waited(entry.held_ms)),
-      html('td', {}, html('span', {class: `badge ${entry.look}`}, report.outcome_texts[entry.outcome])),
+      html('td', {}, html('span', {class: `badge ${entry.look}`}, entry.state)),
       html('td', {}, entry.message));
 }
 
@@ -384,13 +386,7 @@ function introduction() {
     document.getElementById('introduction').append(html('p', look ? {class: look} : {}, text));
   document.title = `Print report ${report.first.slice(0, 10)}`;
   add(report.first ? `${report.first} to ${report.last} \u00b7 ${lines}` : lines);
-  if (report.cut_lines + report.foreign_lines) {
-    add(`${counted(report.cut_lines, 'line')} cut or broken, ` +
-        `${counted(report.foreign_lines, 'line')} not of the monitor.`);
-  }
-  if (report.lines > report.foreign_lines && report.detailed_lines === 0) {
-    add('The log was written with Debug=off: documents that printed without trouble leave no line in it.', '');
-  }
+  for (const note of report.notes) add(note, '');
   if (report.only) add(`Only ${report.only}.`, '');
 }
 
@@ -405,6 +401,7 @@ function tiles() {
       count('n-late', 'Printed late', outcomes.late),
       count('n-failed', 'Did not come out', report.failed, report.failed ? 'bad' : ''),
       count('n-unknown', 'End unknown', outcomes.unknown),
+      ...(outcomes['under-way'] ? [count('n-under-way', 'Under way', outcomes['under-way'])] : []),
       tile('n-bytes', 'Data', report.bytes, size(report.bytes)),
       tile('n-held', 'Held in all', report.held_ms, duration(report.held_ms))));
 }
@@ -413,8 +410,8 @@ function found() {
   const items = [
     ...report.stands_out.map(({id, printer, message}) => html('li', {'data-finding': id}, html('strong', {}, printer),
         `: ${message} `, html('code', {}, id))),
-    ...report.other_errors.map(({text, count}) => html('li', {'data-count': count},
-        `${grouped(count)} \u00d7 another error: ${text}`)),
+    ...report.other_errors.map(({text, count, remedy}) => html('li', {'data-count': count},
+        `${grouped(count)} \u00d7 another error: ${text}${remedy ? ` \u2013 ${remedy}` : ''}`)),
   ];
   if (items.length) show('found', html('ul', {class: 'found'}, ...items));
 }
