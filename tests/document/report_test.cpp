@@ -301,17 +301,31 @@ TEST_F(Report, PortsThatPrintAtOnceAreToldApart) {
     }
 }
 
-// Numbered logs of a folder are read in their order: the document that lies across two of them is whole.
-TEST_F(Report, ALogThatWasRotatedInTheMiddleOfADocument) {
+// Numbered logs of a folder are read in their order: the document that lies across two of them is whole. So are others,
+// by their times.
+TEST_F(Report, ALogInSeveralFiles) {
     start({"LogRotateSizeKBytes=16", "LogRotateNumber=100", "LogRotateCheckCount=1"});
     for (DWORD job = 0; job < 12; ++job) PrintServer::print_job(100 + job, pattern(200'000));
-    std::string json;
     ASSERT_TRUE(fs::exists(base / "print-monitor.log.10"));
-    const tsport::Console console{std::cin, nullptr, [&](std::string_view text) { json += text; }};
-    EXPECT_EQ(tsport::run({"report", folder.base, "--json"}, console).status, tsport::done);
-    EXPECT_NE(json.find("\"documents\": 13, \"attempts\": 13, \"failed\": 0, \"bytes\": 2400010,"), std::string::npos)
-        << json;
-    EXPECT_NE(json.find("\"printed\": 13,"), std::string::npos);
+    const std::string middle = read_file(base / "print-monitor.log.5");
+    const size_t cut = middle.find("\n", middle.size() / 2) + 1;
+    const std::string first = folder.base + "/zebra.log";
+    const std::string second = folder.base + "/ant.log";
+    write_file(path_of(first), middle.substr(0, cut));
+    write_file(path_of(second), middle.substr(cut));
+    const auto count = [&](const Lines& logs) {
+        std::string json;
+        const tsport::Console console{std::cin, nullptr, [&](std::string_view text) { json += text; }};
+        Lines line = {"report", "--json"};
+        line.insert(line.end(), logs.begin(), logs.end());
+        EXPECT_EQ(tsport::run(line, console).status, tsport::done);
+        return json.substr(json.find("\"documents\":"), 70);
+    };
+    EXPECT_EQ(count({folder.base}), count({folder.install}));
+    EXPECT_TRUE(
+        count({folder.base}).starts_with("\"documents\": 13, \"attempts\": 13, \"failed\": 0, \"bytes\": 2400010,"))
+        << count({folder.base});
+    EXPECT_EQ(count({second, first}), count({folder.base + "/print-monitor.log.5"}));
 }
 
 TEST_F(Report, TheHistoryOfOneJob) {
@@ -333,13 +347,13 @@ TEST_F(Report, TheHistoryOfOneJob) {
 
 TEST_F(Report, OnlyWhatWasAskedFor) {
     prepare();
-    add_printer(W("=1+1"));
+    add_printer(W("=1+1; @2|3"));
     install_helper();
     start_monitor();
-    for (int i = 0; i < 3; ++i) print(W("=1+1"), "page");
+    for (int i = 0; i < 3; ++i) print(W("=1+1; @2|3"), "page");
     const Reported all = report();
     ASSERT_EQ(all.documents.size(), 4u);
-    EXPECT_NE(all.csv.find(",\"'=1+1\",2,"), std::string::npos) << "a spreadsheet would reckon: " << all.csv;
+    EXPECT_NE(all.csv.find(",\"'=1+1; '@2|3\",2,"), std::string::npos) << "a spreadsheet would reckon: " << all.csv;
 
     tsport::report::Options options;
     options.printer = "OFFICE";
@@ -353,6 +367,58 @@ TEST_F(Report, OnlyWhatWasAskedFor) {
     EXPECT_EQ(report(options).documents.size(), static_cast<size_t>(at_once));
     options.until = options.since;
     EXPECT_EQ(report(options).documents.size(), 0u);
+}
+
+// Each with what it says instead of nothing.
+TEST_F(Report, AnswersThatWouldBeEmpty) {
+    start();
+    for (const DWORD job : {42u, 43u, 50u}) PrintServer::print_job(job, "page");
+    tsport::report::Options options;
+    options.job = 99;
+    EXPECT_NE(report(options).report_text.find("There is no job 99, but: 1, 42-43, 50."), std::string::npos);
+    options.job.reset();
+    options.printer = "Ofice";
+    EXPECT_NE(report(options).report_text.find("There is no document on Ofice, but on: Office."), std::string::npos);
+    options.printer.clear();
+    options.since = tsport::report::local_now() + std::chrono::days(1);
+    EXPECT_NE(report(options).report_text.find("The last document that the logs know started at 2"), std::string::npos);
+    const Reported silent("");
+    for (const std::string* const form : {&silent.report_text, &silent.json, &silent.html}) {
+        EXPECT_NE(form->find("with Debug=off, everything without trouble"), std::string::npos) << *form;
+        EXPECT_NE(form->find("hang at this moment or are slow"), std::string::npos) << *form;
+    }
+}
+
+TEST_F(Report, OtherErrorsOfOneKindAreOneRow) {
+    const std::string time = "2026-03-01 10:00:0";
+    std::string log;
+    for (int i = 0; i < 6; ++i) {
+        const std::string number = std::to_string(i);
+        log += time + number + ",000 ERROR: TSM: Unable to delete force attr spool path: C:\\spool\\" + number + "\n";
+        log += time + number + ",000 ERROR: TSM: unable to get job status for job " + number + " - gone (Error: 87)\n";
+    }
+    tsport::report::Options options;
+    options.since = tsport::report::parse_timestamp(time + "2,000");
+    const Reported reported(log, options);
+    EXPECT_NE(
+        reported.report_text.find("OTHER ERRORS\n  4 x TSM: Unable to delete force attr spool path: C:\\spool\\2\n"
+                                  "  4 x TSM: unable to get job status for job 2 - gone (Error: 87)\n"),
+        std::string::npos)
+        << reported.report_text;
+}
+
+// The tables fit the terminal, and what does not fit in a line of theirs goes on below.
+TEST_F(Report, FitsTheTerminal) {
+    start();
+    office->refuse();
+    PrintServer::print_job(42, "page");
+    tsport::report::Options options;
+    for (options.width = 80; options.width <= 200; options.width += 40) {
+        const std::string text = report(options).report_text;
+        std::istringstream tables(text.substr(text.find("STARTED"), text.find("CAUSES") - text.find("STARTED")));
+        for (std::string line; std::getline(tables, line);) EXPECT_LE(line.size(), options.width) << text;
+        EXPECT_NE(text.find("actively"), std::string::npos) << text;
+    }
 }
 
 TEST_F(Report, Times) {
@@ -380,6 +446,7 @@ TEST_F(Report, Times) {
 
 TEST_F(Report, CommandLinesThatAreRefused) {
     start();
+    PrintServer::print_job(42, "page", true);
     const struct {
         Lines arguments;
         tsport::Status status;
@@ -392,7 +459,11 @@ TEST_F(Report, CommandLinesThatAreRefused) {
         {{"log", "--json", "--csv"}, tsport::bad_usage, "--csv and --json exclude each other"},
         {{"log", "--printr", "Office"}, tsport::bad_usage, "did you mean --printer?"},
         {{"log", "--server", "other"}, tsport::bad_usage, "--server does not go with report"},
+        {{}, tsport::refused, "name the log or the folder that it lies in"},
         {{"no/such/log", "--rows=5"}, tsport::refused, "no/such/log does not exist"},
+        {{folder.base + "/print-provider.conf"}, tsport::refused, "and none is the monitor's"},
+        {{folder.base}, tsport::done, ""},
+        {{folder.base, "--check"}, tsport::not_there, ""},
         {{folder.base, "--html", "no/such/page"}, tsport::refused, "no/such/page cannot be written"},
     };
     for (const auto& row : rows) {

@@ -56,12 +56,15 @@ class Browser(webdriver.Chrome):
                 found.append("fetched " + url[:200])
         return found
 
+    def set_width(self, width, height=900):
+        self.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", {
+            "width": width, "height": height, "deviceScaleFactor": 1, "mobile": False})
+
     def picture(self, scheme, width=1360, height=2040):
         """The upper part of the page as it looks in "light" or "dark"."""
         self.execute_cdp_cmd("Emulation.setEmulatedMedia", {
             "media": "screen", "features": [{"name": "prefers-color-scheme", "value": scheme}]})
-        self.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", {
-            "width": width, "height": height, "deviceScaleFactor": 1, "mobile": False})
+        self.set_width(width, height)
         with open(f"{pictures}/report-{scheme}.png", "wb") as file:
             file.write(base64.b64decode(self.get_screenshot_as_base64()))
 
@@ -117,6 +120,9 @@ def check_page(browser):
     same("pictures in words", browser.evaluate("""
         Array.from(document.querySelectorAll('svg')).every(svg => svg.getAttribute('role') === 'img' &&
             svg.getAttribute('aria-labelledby').split(' ').every(id => document.getElementById(id).textContent))"""))
+    browser.set_width(1280)
+    same("what is cut off at 1,280 points", browser.evaluate("""Array.from(document.querySelectorAll('html, .wide'))
+        .filter(e => e.scrollWidth > e.clientWidth).map(e => e.ariaLabel || e.getAttribute('aria-labelledby'))"""), [])
     same("complaints", browser.complaints(), [])
 
 

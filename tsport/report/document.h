@@ -118,8 +118,8 @@ struct Document {
         const bool open = outcome == Outcome::unknown || outcome == Outcome::under_way;
         return !tried_again && !came_out() && (!open || cause());
     }
-    // Of this job and this printer; 0 when the log names no job.
-    std::uint64_t job_key() const { return has_job ? std::uint64_t{printer} << 32 | job : 0; }
+    // Of this job and this printer; 0 when the log does not name both.
+    std::uint64_t job_key() const { return has_job && printer != 0 ? std::uint64_t{printer} << 32 | job : 0; }
     // The first of its causes.
     std::optional<Cause> cause() const;
     Timestamp end() const { return start + std::chrono::milliseconds(total_ms); }

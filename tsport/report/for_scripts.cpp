@@ -1,4 +1,5 @@
 // For scripts: JSON, and CSV of the documents.
+#include <algorithm>
 #include <sstream>
 
 #include "tsport/json.h"
@@ -150,11 +151,23 @@ void write_summary(JsonWriter& json, const Report& report) {
     json.break_line();
 }
 
-// A cell that no spreadsheet interprets as a formula, whatever a printer's name begins with.
+// Whether a spreadsheet takes a cell that begins so for a formula.
+bool begins_formula(std::string_view text) {
+    constexpr std::string_view signs[] = {"=", "+", "-", "@", "\uFF1D", "\uFF0B", "\uFF0D", "\uFF20"};  // and wide ones
+    return std::any_of(std::begin(signs), std::end(signs),
+                       [&](std::string_view sign) { return text.starts_with(sign); });
+}
+
+// A cell in which no spreadsheet finds a formula, whatever separator it goes by.
 std::string cell(std::string_view text) {
-    const bool formula = !text.empty() && std::string_view("=+-@").find(text.front()) != std::string_view::npos;
-    std::string quoted = formula ? "\"'" : "\"";
-    for (const char c : text) quoted.append(c == '"' ? 2 : 1, c);
+    constexpr std::string_view separators = ",;|\t";
+    std::string quoted = "\"";
+    bool is_begin = true;
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (is_begin && begins_formula(text.substr(i))) quoted += '\'';
+        is_begin = separators.find(text[i]) != std::string_view::npos || (is_begin && text[i] == ' ');
+        quoted.append(text[i] == '"' ? 2 : 1, text[i]);
+    }
     return quoted + "\"";
 }
 
@@ -185,7 +198,7 @@ void write_json(const Report& report, const Sink& sink) {
 void write_csv(const Report& report, const Sink& sink) {
     const Texts& texts = report.texts;
     std::ostringstream out;
-    out << "start,printer,job,port,address";
+    out << "\uFEFFstart,printer,job,port,address";  // with the mark by which spreadsheets know UTF-8
     for (const auto& [name, figure] : figures_of({})) out << "," << name;
     out << ",held_for,attempt,last_attempt,outcome,cause,message\r\n";
     for (const Document* const document : report.documents.in_order()) {

@@ -71,6 +71,7 @@ bool list_folder(const std::string& folder, std::vector<Part>& parts, LogFiles& 
             logs.left_out.push_back(fault);
         }
     }
+    std::sort(logs.left_out.begin(), logs.left_out.end());
     if (error) why = folder + " cannot be read: " + error.message();
     if (!error && parts.size() + logs.left_out.size() == before) {
         why = "there is no " + std::string(log_name) + " in " + folder;

@@ -64,7 +64,7 @@ bool read_log(const LogFiles::File& log, Collector& collector, Report& report, s
     } else if (reader.is_utf16()) {
         why += "is UTF-16 and cannot be understood: save it as UTF-8, or give the log itself";
     } else if (count != 0 && report.foreign_lines - foreign == count) {
-        why += "is no log of the monitor: none of its " + counted(count, "line") + " is one of the monitor's";
+        why += "is no log of the monitor: it has " + counted(count, "line") + ", and none is the monitor's";
     } else {
         why.clear();
     }

@@ -209,7 +209,7 @@ void KeptDocuments::mark_tried_again() {
     std::unordered_map<std::uint64_t, std::uint16_t> attempts;  // of each job, from the last to the first
     std::stable_sort(bad_.begin(), bad_.end(), started_before);
     for (auto document = bad_.rbegin(); document != bad_.rend(); ++document) {
-        if (!document->has_job) continue;
+        if (document->job_key() == 0) continue;
         std::uint16_t& attempt = attempts[document->job_key()];
         document->tried_again = attempt == document->attempt + 1;
         attempt = document->attempt;

@@ -219,10 +219,14 @@ void DocumentTracker::report(const Document& document) {
     if (found != failed_jobs_.end()) left = found->second.left;
     const bool counts =
         listener_.document(document, found != failed_jobs_.end() && found->second.counted ? &left : nullptr);
-    if (key == 0 || document.outcome == Outcome::unknown) return;
-    failed_jobs_.erase(key);
-    if (!document.may_be_tried_again()) return;
-    if (failed_jobs_.size() >= most_jobs) failed_jobs_.clear();
+    if (key == 0) return;
+    const bool may_follow =
+        document.may_be_tried_again() || (document.outcome == Outcome::unknown && found != failed_jobs_.end());
+    if (!may_follow) {
+        failed_jobs_.erase(key);
+        return;
+    }
+    if (found == failed_jobs_.end() && failed_jobs_.size() >= most_jobs) failed_jobs_.clear();
     left.outcome = document.outcome;
     left.taken = document.taken;
     if (const auto cause = document.cause()) left.causes |= 1u << static_cast<unsigned>(*cause);

@@ -66,7 +66,8 @@ bool find_own_logs(report::Options& options, std::string& why) {
     doctor::Findings findings;
     const std::string base = doctor::find_base(HKEY_LOCAL_MACHINE, findings);
     if (base.empty()) {
-        why = "no log was named, and " + findings.all().front().places.front().found + "; name the log or the folder that it lies in";
+        why = "no log was named, and " + findings.all().front().places.front().found +
+              "; name the log or the folder that it lies in";
     } else {
         options.logs = {base};
     }
