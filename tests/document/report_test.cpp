@@ -119,8 +119,7 @@ TEST_F(Report, EachThingThatGoesWrongIsNamedOnce) {
         {"printer.timed-out", Outcome::not_started, 0, 0, "printer.unreachable", "`tsport test 127.0.0.1 ", refuse,
          "Error: 10061", "Error: 10060"},
         {"printer.stalled", Outcome::under_way, 0, 0, "",
-         "under way: the printer takes no data for 20 seconds and more: 0 B sent, the last buffer was given 1 min 39 s "
-         "ago",
+         "under way: the printer takes no data for 20 seconds and more: 0 B sent, the last buffer was given 1 min ",
          [&] { print_job(data); }, "no line has this", "write data to printer of size 5000"},
         {"printer.slow", Outcome::printed, 5000, 5000, "",
          "printed: the printer takes its data slowly: 4.9 KiB in 1 min 10 s", [&] { print_job(data); },
@@ -311,7 +310,8 @@ TEST_F(Report, ALogInSeveralFiles) {
     const size_t cut = middle.find("\n", middle.size() / 2) + 1;
     const std::string first = folder.base + "/zebra.log";
     const std::string second = folder.base + "/ant.log";
-    write_file(path_of(first), middle.substr(0, cut));
+    write_file(path_of(first),
+               std::regex_replace(middle.substr(0, cut), std::regex("20\\d\\d(-\\d\\d-\\d\\d )"), "2020$1"));
     write_file(path_of(second), middle.substr(cut));
     const auto count = [&](const Lines& logs) {
         std::string json;
@@ -469,7 +469,7 @@ TEST_F(Report, CommandLinesThatAreRefused) {
     for (const auto& row : rows) {
         Lines arguments = {"report"};
         arguments.insert(arguments.end(), row.arguments.begin(), row.arguments.end());
-        const tsport::Answer answer = tsport::run(arguments);
+        const tsport::Answer answer = tsport::run(arguments, {std::cin, nullptr, [](std::string_view) {}});
         EXPECT_EQ(answer.status, row.status) << answer.err;
         EXPECT_NE((answer.err + answer.out).find(row.message), std::string::npos) << answer.err;
     }
