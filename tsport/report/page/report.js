@@ -335,7 +335,7 @@ function timeline() {
           `${counted(documents.length, 'document')} on ${counted(lanes.length, 'printer')} from ` +
           `${timeText(axis.from)} to ${timeText(axis.to)}. The table of documents has the same in words.`, shapes),
       legend([['p', 'printed'], ['l', 'printed late'], ['h', 'held meanwhile'], ['f', 'did not come out'],
-        ['k', 'refused or dropped'], ['u', 'end unknown']]));
+        ['k', 'refused or dropped'], ['u', 'under way, or end unknown']]));
   if (all.length > lanes.length) {
     const hidden = counted(all.length - lanes.length, 'further printer');
     show('timeline', html('p', {class: 'quiet'}, `${hidden} with fewer documents.`));
