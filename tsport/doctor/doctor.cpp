@@ -7,6 +7,7 @@
 #include "host/platform.h"
 #include "tsport/answer.h"
 #include "tsport/doctor/base.h"
+#include "tsport/doctor/crashes.h"
 #include "tsport/doctor/server.h"
 #include "tsport/file.h"
 #include "tsport/output.h"
@@ -16,7 +17,7 @@
 namespace tsport {
 
 const char doctor_help[] = R"(usage: tsport doctor [--only WORD] [--skip WORD] [--timeout SECONDS] [--json]
-       tsport doctor [--base DIR] [--store FILE] ...
+       tsport doctor [--base DIR] [--store FILE] [--events FILE] ...
 
 Checks everything needed for printing: the spooler, the monitor and its library, the Print Provider, its settings and
 directories, the helper program, rights, the log, ports and queues. Nothing is changed. A finding has an identifier and
@@ -27,12 +28,14 @@ DOCTOR.html.
   --base DIR         checks a copy of a server's base directory (InstallPath\providers\print\win), on any machine, or
                      another server's own by its share (\\NAME\C$\...)
   --store FILE       checks the ports in FILE, as tsport export writes it
+  --events FILE      says whether crashes of the spooler were this library's, from event logs exported as XML, on any
+                     machine (wevtutil qe Application /f:xml > application.xml); may be given several times
   --only WORD        only these findings; WORD is an identifier (conf.unknown-name) or its first part (conf)
   --skip WORD        all but these; both may be given several times, and name several, separated by commas
   --timeout SECONDS  how long a printer may take to accept a connection (default 5)
 
-Exit status: 0 no findings, 1 findings, 2 usage error, 3 the server cannot be checked. Without --base and --store it
-checks this server and has to run as administrator.
+Exit status: 0 no findings, 1 findings, 2 usage error, 3 the server cannot be checked. Without --base, --store
+and --events it checks this server and has to run as administrator.
 
 examples:
   tsport doctor
@@ -115,21 +118,22 @@ bool check_copy(const Command& command, Findings& findings, std::string& why) {
     } else {
         findings.skipped("ports", "name a file of ports with --store FILE");
     }
-    return true;
+    return command.events.empty() || check_event_files(command.events, command.base, findings, why);
 }
 
 }  // namespace
 
 command_line::Options options(Command& command) {
-    return {command_line::text("--base", "DIR", command.base), words("--only", command.findings.only),
-            words("--skip", command.findings.skip), command_line::number("--timeout", 1, 600, command.timeout_seconds)};
+    return {command_line::text("--base", "DIR", command.base), command_line::texts("--events", "FILE", command.events),
+            words("--only", command.findings.only), words("--skip", command.findings.skip),
+            command_line::number("--timeout", 1, 600, command.timeout_seconds)};
 }
 
 void examine(const Task& task) {
     const Command& command = task.command;
     Findings findings(command.findings);
     std::string why;
-    if (!command.base.empty() || !command.store.empty()) {
+    if (!command.base.empty() || !command.store.empty() || !command.events.empty()) {
         if (!check_copy(command, findings, why)) return task.fail(refused, why, "file");
     } else if (why_no_server() != nullptr) {
         return task.fail(refused, why_no_server(), "no-spooler");

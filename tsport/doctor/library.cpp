@@ -2,27 +2,10 @@
 
 #include <algorithm>
 
+#include "tsport/doctor/bytes.h"
+
 namespace tsport::doctor {
 namespace {
-
-// Numbers at places of the file; 0 beyond its end.
-class Bytes {
-  public:
-    explicit Bytes(const std::string& bytes) : bytes_(bytes) {}
-    std::uint32_t number(std::uint64_t at, size_t size) const {
-        std::uint32_t value = 0;
-        if (at >= bytes_.size() || bytes_.size() - at < size) return 0;
-        for (size_t i = size; i-- > 0;) value = value << 8 | static_cast<unsigned char>(bytes_[at + i]);
-        return value;
-    }
-    std::string text(std::uint64_t at) const {
-        if (at >= bytes_.size()) return "";
-        return bytes_.substr(at, bytes_.find('\0', at) - at);
-    }
-
-  private:
-    const std::string& bytes_;
-};
 
 struct Section {
     std::uint32_t address;
