@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "tsport/answer.h"
+#include "tsport/collect/collect.h"
 #include "tsport/doctor/doctor.h"
 #include "tsport/output.h"
 
@@ -82,6 +83,10 @@ std::string one_file(const Words& words, Command& command) {
     if (words.size() != 1) return "operands";
     command.file = words[0];
     return words[0].empty() ? "the file's name is empty" : "";
+}
+
+std::string maybe_one_file(const Words& words, Command& command) {
+    return words.empty() ? "" : one_file(words, command);
 }
 
 std::string file_and_names(const Words& words, Command& command) {
@@ -239,6 +244,8 @@ examples:
      Needs::nothing, no_operands, doctor::options, doctor::examine, doctor_help},
     {"report", "[LOG...]", "what became of the documents, from the monitor's logs",
      Needs::nothing, any_logs, report_options, report_logs, report_help},
+    {"collect", "[DIR]", "a folder for support: versions, findings, ports, settings, the log; without secrets",
+     Needs::nothing, maybe_one_file, collect_options, collect, collect_help},
     {"completion", "bash | powershell", "a script that completes command lines",
      Needs::nothing, one_shell, no_options, completion, R"(usage: tsport completion bash
        tsport completion powershell

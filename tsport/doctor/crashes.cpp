@@ -141,8 +141,7 @@ std::string printing_at(const report::Report& log, Timestamp time) {
 // The libraries of the spooler's other port monitors; none where there is no spooler.
 std::vector<std::string> other_monitors() {
     std::vector<std::string> libraries;
-    const std::string ours = host::to_utf8(contract::kMonitorKey);
-    const Text monitors = host::to_text(ours.substr(0, ours.find_last_of('\\')));
+    const Text monitors = host::to_text(MONITORS_KEY);
     for (const Text& name : RegistryKey(HKEY_LOCAL_MACHINE, monitors).subkeys()) {
         Text library;
         if (!RegistryKey(HKEY_LOCAL_MACHINE, monitors + W("\\") + name).read_text(contract::kDriverValue, library))

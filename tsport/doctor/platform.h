@@ -16,6 +16,10 @@ std::string system_directory();
 enum class Service { running, stopped, disabled, missing, unknown };
 Service spooler_service();
 
+// The newest events of a log ("Application") that the query, in XPath, chooses: one after the other in XML, the newest
+// first. False with the reason.
+bool export_events(const char* log, const char* query, std::string& xml, std::string& why);
+
 // The access list of a file or directory: the entries that apply to the object itself, in order.
 struct AccessEntry {
     bool allows = false;

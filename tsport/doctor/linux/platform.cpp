@@ -14,6 +14,11 @@ Service spooler_service() {
     return Service::unknown;
 }
 
+bool export_events(const char*, const char*, std::string&, std::string& why) {
+    why = "event logs can be read on Windows only";
+    return false;
+}
+
 bool read_access(const std::string&, AccessList&, std::string& why) {
     why = "access lists can be read on Windows only";
     return false;

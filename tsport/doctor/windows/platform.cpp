@@ -5,6 +5,7 @@
 
 #include <aclapi.h>
 #include <sddl.h>
+#include <winevt.h>
 
 namespace tsport::doctor {
 namespace {
@@ -74,6 +75,28 @@ Service spooler_service() {
     }
     CloseServiceHandle(manager);
     return state;
+}
+
+bool export_events(const char* log, const char* query, std::string& xml, std::string& why) {
+    constexpr size_t most = 100;
+    const EVT_HANDLE events = EvtQuery(nullptr, host::to_text(log).c_str(), host::to_text(query).c_str(),
+                                       EvtQueryChannelPath | EvtQueryReverseDirection);
+    why = host::error_message(GetLastError());
+    if (events == nullptr) return false;
+    std::vector<WCHAR> text(64 * 1024);  // Windows stores no longer event
+    EVT_HANDLE event = nullptr;
+    DWORD count = 0;
+    for (size_t i = 0; i < most && EvtNext(events, 1, &event, INFINITE, 0, &count) && count == 1; ++i) {
+        DWORD used = 0;
+        DWORD properties = 0;
+        const auto size = static_cast<DWORD>(text.size() * sizeof(WCHAR));
+        if (EvtRender(nullptr, event, EvtRenderEventXml, size, text.data(), &used, &properties)) {
+            xml += host::to_utf8(text.data()) + "\n";
+        }
+        EvtClose(event);
+    }
+    EvtClose(events);
+    return true;
 }
 
 bool read_access(const std::string& path, AccessList& access, std::string& why) {
