@@ -127,8 +127,10 @@ class Folder {
 
     void add_versions() {
         std::string text = "tsport " + std::string(command_line::version()) + "\n";
-        std::vector<std::string> files = {host::executable_folder() + "/tsport.exe"};
-        if (is_server()) files.push_back(doctor::system_directory() + "\\" MONITOR_LIBRARY);
+        std::vector<std::string> files;
+        if (is_server()) {
+            files = {host::executable_folder() + "/tsport.exe", doctor::system_directory() + "\\" MONITOR_LIBRARY};
+        }
         if (!base_.empty()) files.push_back(doctor::helper_path({base_}));
         for (const std::string& file : files) {
             std::string bytes;
@@ -148,6 +150,7 @@ class Folder {
         if (takes_base && !command_.base.empty()) words.insert(words.end(), {"--base", command_.base});
         if (!command_.store.empty()) words.insert(words.end(), {"--store", command_.store});
         const Answer answer = run(words);
+        if (answer.status >= bad_usage) return miss(name, answer.out.substr(0, answer.out.find('\n')));
         add({name, about, answer.out});
     }
 
