@@ -19,6 +19,11 @@ const char* installing_hint();
 bool is_device_name(const std::string& path);
 // As fopen, by a UTF-8 path; null with errno.
 std::FILE* open_stream(const std::string& path, const char* mode);
+// At most `most` bytes from an offset on; what is behind the end is left out. The file may be renamed or deleted meanwhile.
+// False with the reason.
+bool read_part(const std::string& path, std::uint64_t offset, size_t most, std::string& bytes, std::string& why);
+// Lets the terminal of standard output take escape sequences.
+void use_escape_sequences();
 // Flushes what was written to the stream to the disk; false with errno.
 bool flush_to_disk(std::FILE* stream);
 // Replaces `target` by `fresh`, which gets the owner and rights of an existing target. False with the reason, and both

@@ -37,6 +37,7 @@ struct Command {
     bool dry_run = false;
     bool force = false;
     bool names_only = false;
+    bool once = false;
     std::uint64_t timeout_seconds = 5;
     report::Options report;
     std::string base;  // a copy of a base directory, for the doctor

@@ -244,6 +244,8 @@ examples:
      Needs::nothing, no_operands, doctor::options, doctor::examine, doctor_help},
     {"report", "[LOG...]", "what became of the documents, from the monitor's logs",
      Needs::nothing, any_logs, report_options, report_logs, report_help},
+    {"watch", "[LOG]", "what the ports do now, from the monitor's log as it grows",
+     Needs::nothing, maybe_one_file, watch_options, watch_log, watch_help},
     {"collect", "[DIR]", "a folder for support: versions, findings, ports, settings, the log; without secrets",
      Needs::nothing, maybe_one_file, collect_options, collect, collect_help},
     {"completion", "bash | powershell", "a script that completes command lines",

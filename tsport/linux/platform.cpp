@@ -27,6 +27,18 @@ std::FILE* open_stream(const std::string& path, const char* mode) {
     return std::fopen(path.c_str(), mode);
 }
 
+bool read_part(const std::string& path, std::uint64_t offset, size_t most, std::string& bytes, std::string& why) {
+    bytes.resize(most);
+    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    const ssize_t count = file < 0 ? -1 : pread(file, bytes.data(), most, static_cast<off_t>(offset));
+    why = path + ": " + std::strerror(errno);
+    if (file >= 0) close(file);
+    bytes.resize(count < 0 ? 0 : static_cast<size_t>(count));
+    return count >= 0;
+}
+
+void use_escape_sequences() {}
+
 bool flush_to_disk(std::FILE* stream) {
     if (std::fflush(stream) != 0) return false;
     return fsync(fileno(stream)) == 0 || errno == EINVAL;  // EINVAL: nothing that could be on a disk

@@ -36,6 +36,29 @@ std::FILE* open_stream(const std::string& path, const char* mode) {
     return _wfopen(wide_path(path, text), host::to_text(mode).c_str());
 }
 
+bool read_part(const std::string& path, std::uint64_t offset, size_t most, std::string& bytes, std::string& why) {
+    host::Text text;
+    bytes.resize(most);
+    DWORD count = 0;
+    const HANDLE file =
+        CreateFileW(wide_path(path, text), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    LARGE_INTEGER place;
+    place.QuadPart = static_cast<LONGLONG>(offset);
+    const bool read = file != INVALID_HANDLE_VALUE && SetFilePointerEx(file, place, nullptr, FILE_BEGIN) &&
+                      ReadFile(file, bytes.data(), static_cast<DWORD>(most), &count, nullptr);
+    why = path + ": " + host::error_message(GetLastError());
+    if (file != INVALID_HANDLE_VALUE) CloseHandle(file);
+    bytes.resize(count);
+    return read;
+}
+
+void use_escape_sequences() {
+    DWORD mode = 0;
+    const HANDLE console = GetStdHandle(STD_OUTPUT_HANDLE);
+    if (GetConsoleMode(console, &mode)) SetConsoleMode(console, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
+}
+
 bool flush_to_disk(std::FILE* stream) {
     if (std::fflush(stream) != 0) return false;
     FlushFileBuffers(handle_of(_get_osfhandle(_fileno(stream))));  // refused for what is no disk file
