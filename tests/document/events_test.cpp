@@ -84,8 +84,8 @@ TEST(Events, ASpoolerThatEndedWithoutAModuleIsNotExplained) {
     ASSERT_EQ(lines.size(), 4u);
     EXPECT_EQ(lines[0].rfind("events.not-loaded: ", 0), 0u) << lines[0];
     EXPECT_EQ(lines[1].rfind("events.other-module: at 2026", 0), 0u) << lines[1];
-    EXPECT_EQ(lines[2].rfind("events.unknown-module: at 2026", 0), 0u) << lines[2];
-    EXPECT_NE(lines[3].find("\"Front & back\" failed"), std::string::npos) << lines[3];
+    EXPECT_EQ(lines[3].rfind("events.unknown-module: at 2026", 0), 0u) << lines[3];
+    EXPECT_NE(lines[2].find("\"Front & back\" failed"), std::string::npos) << lines[2];
 }
 
 TEST(Events, FilesAreReadInEitherEncodingAndOddOnesRefused) {

@@ -12,7 +12,7 @@
 #include "tsport/collect/secrets.h"
 #include "tsport/doctor/base.h"
 #include "tsport/doctor/library.h"
-#include "tsport/doctor/monitor.h"
+#include "tsport/doctor/server.h"
 #include "tsport/doctor/platform.h"
 #include "tsport/file.h"
 #include "winportmon/contract/names.h"
@@ -131,7 +131,7 @@ class Folder {
         if (is_server()) {
             files = {host::executable_folder() + "/tsport.exe", doctor::system_directory() + "\\" MONITOR_LIBRARY};
         }
-        if (!base_.empty()) files.push_back(doctor::helper_path({base_}));
+        if (!base_.empty()) files.push_back(doctor::path_in(base_, host::to_utf8(contract::kHelperFileName)));
         for (const std::string& file : files) {
             std::string bytes;
             if (read_file(file, bytes, why_)) {

@@ -3,8 +3,8 @@
 #include <cctype>
 #include <sstream>
 
+#include "common/config.h"
 #include "host/command_line/options.h"
-#include "tsport/doctor/conf_lines.h"
 
 namespace tsport {
 namespace {
@@ -62,16 +62,21 @@ std::string escaped(const std::string& value) {
 
 std::string Secrets::without(const std::string& conf) {
     std::string text;
-    for (const doctor::ConfLine& line : doctor::split_conf(conf, CONFIG_FILE_SETTINGS)) {
-        if (line.text.empty() || (!line.is_piece && names_setting(line.name) && !names_key(line.name))) {
-            text += line.text + "\n";
+    std::istringstream lines(conf);
+    for (std::string line; std::getline(lines, line);) {
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        const size_t equals = line.find('=');
+        const std::string name = line.substr(0, equals);
+        // A line that is too long for the monitor is none that it knows.
+        const bool known = equals != std::string::npos && names_setting(name) && line.size() < CONFIG_LINE_SIZE;
+        if (line.empty() || (known && !names_key(name))) {
+            text += line + "\n";
             continue;
         }
-        const size_t equals = line.is_piece ? std::string::npos : line.text.find('=');
-        text += (equals == std::string::npos ? "" : line.text.substr(0, equals + 1)) + left_out + "\n";
-        if (!may_hold_secret(line.text)) continue;
+        text += (equals == std::string::npos ? "" : name + "=") + left_out + "\n";
+        if (!may_hold_secret(line)) continue;
         constexpr size_t least = 4;  // shorter ones would be found everywhere
-        std::istringstream values(equals == std::string::npos ? line.text : line.text.substr(equals + 1));
+        std::istringstream values(equals == std::string::npos ? line : line.substr(equals + 1));
         for (std::string word; values >> word;) {
             if (word.size() >= least && !names_setting(word)) values_.insert(word);
         }

@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "tsport/report/figures.h"
+#include "tsport/report/texts.h"
 
 namespace tsport::watch {
 namespace {

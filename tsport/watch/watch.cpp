@@ -8,9 +8,9 @@
 #include "common/file_names.h"
 #include "host/platform.h"
 #include "tsport/answer.h"
-#include "tsport/doctor/monitor.h"
+#include "tsport/doctor/server.h"
 #include "tsport/doctor/platform.h"
-#include "tsport/report/figures.h"
+#include "tsport/report/texts.h"
 #include "tsport/watch/activities.h"
 #include "tsport/watch/follower.h"
 
