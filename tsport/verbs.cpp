@@ -5,6 +5,7 @@
 #include "tsport/collect/collect.h"
 #include "tsport/doctor/doctor.h"
 #include "tsport/output.h"
+#include "tsport/watch/watch.h"
 
 namespace tsport {
 namespace {
