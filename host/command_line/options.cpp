@@ -20,6 +20,13 @@ Option text(const std::string& name, const std::string& value, std::string& targ
             }};
 }
 
+Option texts(const std::string& name, const std::string& value, Words& target) {
+    return {name, value, [&target, name](const std::string& given) {
+                target.push_back(given);
+                return given.empty() ? name + " has an empty value" : std::string();
+            }};
+}
+
 Option number(const std::string& name, std::uint64_t least, std::uint64_t most, std::uint64_t& target) {
     return {name, "N", [=, &target](const std::string& given) {
                 const char* const end = given.data() + given.size();

@@ -25,6 +25,8 @@ using Options = std::vector<Option>;
 Option flag(const std::string& name, bool& target);
 // Any text but an empty one.
 Option text(const std::string& name, const std::string& value, std::string& target);
+// The same; may be given several times.
+Option texts(const std::string& name, const std::string& value, Words& target);
 // A decimal number within these limits.
 Option number(const std::string& name, std::uint64_t least, std::uint64_t most, std::uint64_t& target);
 

@@ -216,4 +216,30 @@ void write_csv(const Report& report, const Sink& sink) {
     sink(out.str());
 }
 
+void write_ndjson(const Report& report, const Sink& sink) {
+    const Texts& texts = report.texts;
+    for (const Document* const document : report.documents.in_order()) {
+        const bool open = document->outcome == Outcome::unknown || document->outcome == Outcome::under_way;
+        std::string start = to_text(document->start);
+        start[10] = 'T';
+        sink(json_line([&](JsonWriter& json) {
+            json.member("@timestamp", start);
+            json.member("event.dataset", "tsport.attempt");
+            json.member("event.outcome", open ? "unknown" : document->came_out() ? "success" : "failure");
+            json.member("event.duration", std::uint64_t{document->total_ms} * 1'000'000);
+            json.member("event.reason", cause_text(*document, texts));
+            json.member("destination.address", texts[document->address]);
+            json.member("process.thread.id", document->thread);
+            json.member("tsport.printer", texts[document->printer]);
+            json.member("tsport.port", texts[document->port]);
+            json.member("tsport.job", document->has_job ? std::optional(document->job) : std::nullopt);
+            json.member("tsport.attempt", std::uint32_t{document->attempt});
+            json.member("tsport.last_attempt", !document->tried_again);
+            json.member("tsport.outcome", info_of(document->outcome).id);
+            if (const auto cause = document->cause()) json.member("tsport.cause", info_of(*cause).id);
+            for (const auto& [name, figure] : figures_of(*document)) json.member("tsport." + std::string(name), figure);
+        }));
+    }
+}
+
 }  // namespace tsport::report

@@ -86,6 +86,8 @@ void write_json(const Report& report, const Sink& sink);
 // The same with these documents one by one.
 void write_json(const Report& report, const DocumentList& documents, const Sink& sink);
 void write_csv(const Report& report, const Sink& sink);
+// Each attempt as an object of its own line; fields that the Elastic Common Schema has by its names.
+void write_ndjson(const Report& report, const Sink& sink);
 void write_html(const Report& report, const Sink& sink);
 
 }  // namespace tsport::report

@@ -1,9 +1,11 @@
 // report: its help, its options, and what it prints. It works from log files alone, without a monitor.
+#include <filesystem>
 #include <fstream>
 
 #include "tsport/answer.h"
 #include "tsport/doctor/server.h"
-#include "tsport/report/report.h"
+#include "tsport/file.h"
+#include "tsport/report/metrics.h"
 
 namespace tsport {
 
@@ -18,6 +20,9 @@ Each line of the log is explained by LOG.html.
 
   --html FILE      also writes a page with charts, which any browser opens
   --json, --csv    for scripts, and spreadsheets (the documents alone)
+  --ndjson         one object a line for each attempt, for log shippers
+  --prometheus FILE  also writes metrics for the textfile collector of windows_exporter or node_exporter; counters go on
+                   over rotations of the log (FILE.state)
   --since TIME     only documents that started then or later ...
   --until TIME     ... and before then: 2026-03-01, "2026-03-01 09:05", or 90m, 24h, 7d ago
   --printer NAME   only those of one printer, by its name or its address
@@ -61,6 +66,21 @@ bool write_page(const std::string& path, const report::Report& report) {
     return static_cast<bool>(file.flush());
 }
 
+// The state is read and written with the metrics, which a collector may read at any moment.
+bool write_prometheus(const std::string& path, const report::Report& report, std::string& why) {
+    std::string state;
+    std::string text;
+    std::error_code error;
+    const std::string state_path = path + ".state";
+    const bool is_new = !std::filesystem::exists(host::path_of(state_path), error);
+    if (!is_new && !read_file(state_path, state, why)) return false;
+    if (!report::write_metrics(report, state, text, why)) {
+        why = state_path + ": " + why;
+        return false;
+    }
+    return write_file(path, text, why) && write_file(state_path, state, why);
+}
+
 // This server's logs; false with the reason when there are none.
 bool find_own_logs(report::Options& options, std::string& why) {
     doctor::Findings findings;
@@ -79,6 +99,8 @@ bool find_own_logs(report::Options& options, std::string& why) {
 command_line::Options report_options(Command& command) {
     report::Options& options = command.report;
     return {command_line::text("--html", "FILE", options.html),
+            command_line::text("--prometheus", "FILE", options.prometheus),
+            command_line::flag("--ndjson", options.ndjson),
             command_line::flag("--csv", command.csv),
             time_option("--since", options.since),
             time_option("--until", options.until),
@@ -92,7 +114,7 @@ command_line::Options report_options(Command& command) {
 void report_logs(const Task& task) {
     report::Options options = task.command.report;
     const Sink& out = task.console.output;
-    const bool for_people = !task.command.json && !task.command.csv;
+    const bool for_people = !task.command.json && !task.command.csv && !options.ndjson;
     const auto report = std::make_unique<report::Report>();
     std::string why;
     if (options.since && options.until && *options.since >= *options.until) {
@@ -105,11 +127,16 @@ void report_logs(const Task& task) {
     if (!options.html.empty() && !write_page(options.html, *report)) {
         return task.fail(refused, options.html + " cannot be written", "file");
     }
+    if (!options.prometheus.empty() && !write_prometheus(options.prometheus, *report, why)) {
+        return task.fail(refused, why, "file");
+    }
     if (for_people) {
         if (options.job && report->sums.all().documents != 0) out("\n");
         write_text(*report, options, out);
     } else if (task.command.json) {
         write_json(*report, out);
+    } else if (options.ndjson) {
+        write_ndjson(*report, out);
     } else {
         write_csv(*report, out);
     }

@@ -53,7 +53,11 @@ const char* name_of(Phase phase) {
 
 Activities::Activities(Changed changed)
     : changed_(std::move(changed)),
-      tracker_(texts_, {[this](const report::Document& document) { ended(document); }, [](std::string_view) {},
+      tracker_(texts_, {[this](const report::Document& document, const report::EarlierAttempt*) {
+                            ended(document);
+                            return true;
+                        },
+                        [](const report::LogLine&, const report::Message&) {},
                         [this](const report::LogLine& line, const report::Message& message,
                                const report::Document& document) { follow(line, message, document); }}) {}
 
