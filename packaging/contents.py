@@ -1,5 +1,5 @@
-"""What is inside the shipped binaries beside our own code: an SPDX document, and the libraries' notices. The symbols of each
-binary name the files that it was linked from; Debian's packages have the versions and the terms."""
+"""What is inside the shipped binaries beside our own code: an SPDX document, and the libraries' notices. The symbols of
+each binary name the files that it was linked from; Debian's packages have the versions and the terms."""
 import hashlib
 import json
 import pathlib
@@ -59,17 +59,21 @@ def spdx_document(binaries, version, seconds):
         files.append({
             "SPDXID": f"SPDXRef-{binary.name}", "fileName": f"./{binary.name}", "licenseConcluded": "NOASSERTION",
             "copyrightText": "NOASSERTION", "checksums": [
-                {"algorithm": kind.upper(), "checksumValue": hashlib.new(kind, data).hexdigest()} for kind in ("sha1", "sha256")]})
+                {"algorithm": kind.upper(), "checksumValue": hashlib.new(kind, data).hexdigest()}
+                for kind in ("sha1", "sha256")]})
         relations.append((product["SPDXID"], "CONTAINS", files[-1]["SPDXID"]))
         for name, (licence, debian, number) in libraries_of(pdb).items():
-            packages[name] = package(name, number, licence, comment=f"from Debian's package {debian}; its notices are in NOTICES.txt")
+            comment = f"from Debian's package {debian}; its notices are in NOTICES.txt"
+            packages[name] = package(name, number, licence, comment=comment)
             terms = pathlib.Path(f"/usr/share/doc/{debian}/copyright").read_text("utf-8")
             notices.setdefault(terms, {})[f"{name} {number}"] = True
             relations.append((files[-1]["SPDXID"], "STATIC_LINK", packages[name]["SPDXID"]))
-    relationships = [dict(zip(("spdxElementId", "relationshipType", "relatedSpdxElement"), relation)) for relation in relations]
+    keys = "spdxElementId", "relationshipType", "relatedSpdxElement"
+    relationships = [dict(zip(keys, relation)) for relation in relations]
     contents = {"packages": [product, *packages.values()], "files": files, "relationships": relationships}
     document = {
-        "spdxVersion": "SPDX-2.3", "dataLicense": "CC0-1.0", "SPDXID": "SPDXRef-DOCUMENT", "name": f"tsprintportmon-{version}",
+        "spdxVersion": "SPDX-2.3", "dataLicense": "CC0-1.0", "SPDXID": "SPDXRef-DOCUMENT",
+        "name": f"tsprintportmon-{version}",
         "documentNamespace": f"urn:uuid:{uuid.uuid5(uuid.NAMESPACE_OID, json.dumps(contents))}",
         "creationInfo": {"created": time.strftime("%Y-%m-%dT%H:%M:%SZ", time.gmtime(seconds)),
                          "creators": ["Organization: Tessaron", "Tool: packaging-contents"]}, **contents}

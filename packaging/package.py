@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
 """Packs what an administrator gets: package.py BUILD_DIR VERSION [DIST_DIR]
 
-Leaves in DIST_DIR (dist/ of this checkout) the installer tsprintportmon-VERSION-x64.msi, the same files and their symbols as
-tsprintportmon-VERSION-win-x64.zip, and tsprintportmon-VERSION.spdx.json, which lists what is inside. The same files at the same commit give the same bytes: names are in a fixed order and
-all times are the commit's.
+Leaves in DIST_DIR (dist/ of this checkout) the installer tsprintportmon-VERSION-x64.msi, the same files and their symbols
+as tsprintportmon-VERSION-win-x64.zip, and tsprintportmon-VERSION.spdx.json, which lists what is inside. The same files at
+the same commit give the same bytes: names are in a fixed order and all times are the commit's.
 
-Where SIGN_PKCS12 names a file with a certificate and its key, and SIGN_PASSWORD_FILE one with the password, the binaries and
-the installer are signed; SIGN_TIMESTAMP_URL may name a server for time stamps. Signatures have a time of their own."""
+Where SIGN_PKCS12 names a file with a certificate and its key, and SIGN_PASSWORD_FILE one with the password, the binaries
+and the installer are signed; SIGN_TIMESTAMP_URL may name a server for time stamps. Signatures have a time of their own."""
 import hashlib
 import os
 import pathlib
@@ -27,15 +27,16 @@ def sign(path):
     if "SIGN_PKCS12" not in os.environ:
         return
     stamp = ["-ts", os.environ["SIGN_TIMESTAMP_URL"]] if "SIGN_TIMESTAMP_URL" in os.environ else []
-    subprocess.run(["osslsigncode", "sign", "-pkcs12", os.environ["SIGN_PKCS12"], "-readpass", os.environ["SIGN_PASSWORD_FILE"],
-                    "-h", "sha256", "-n", f"{NAMES['MONITOR_NAME']} monitor", *stamp, "-in", path, "-out", f"{path}.signed"],
-                   check=True, stdout=sys.stderr)
+    subprocess.run(["osslsigncode", "sign", "-pkcs12", os.environ["SIGN_PKCS12"], "-readpass",
+                    os.environ["SIGN_PASSWORD_FILE"], "-h", "sha256", "-n", f"{NAMES['MONITOR_NAME']} monitor", *stamp,
+                    "-in", path, "-out", f"{path}.signed"], check=True, stdout=sys.stderr)
     os.replace(f"{path}.signed", path)
 
 
 def commit_time():
     """In seconds. Outside a checkout it is the time of the archive's sources, if anybody says so."""
-    done = subprocess.run(["git", "-C", HERE, "log", "-1", "--format=%ct"], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+    done = subprocess.run(["git", "-C", HERE, "log", "-1", "--format=%ct"], stdout=subprocess.PIPE,
+                          stderr=subprocess.DEVNULL)
     return int(done.stdout or os.environ.get("SOURCE_DATE_EPOCH", "0"))
 
 
@@ -57,7 +58,8 @@ def lay_out(build, version, files):
             shutil.copy(build / "bin" / name, folder)
         sign(folder / binary)
         binaries.append((folder / binary, folder / name))
-    texts = {name: re.sub("@([A-Z_]+)@", lambda found: {**NAMES, "VERSION": version}[found[1]], (HERE / name).read_text("utf-8"))
+    names = {**NAMES, "VERSION": version}
+    texts = {name: re.sub("@([A-Z_]+)@", lambda found: names[found[1]], (HERE / name).read_text("utf-8"))
              for name in ("README.txt", "print-provider.conf.sample")}
     texts["tsprintportmon.spdx.json"], texts["NOTICES.txt"] = spdx_document(binaries, version, commit_time())
     for page in "LOG", "DOCTOR":

@@ -70,7 +70,8 @@ def resource_checks(image, expected, name, version):
     yield "languages", {ENGLISH}, {language.id for kind in set(kinds) - {MANIFEST} for entry in kinds[kind]
                                    for language in entry.directory.entries}
     strings = [text for block in kinds.get(STRING_TABLE, []) for text in block.directory.strings.values()]
-    yield "missing strings", [], [text for text in expected.get("strings", []) if not any(text in string for string in strings)]
+    yield "missing strings", [], [
+        text for text in expected.get("strings", []) if not any(text in string for string in strings)]
     for kind, what in (DIALOG, "dialogs"), (MANIFEST, "manifests"):
         yield what, expected.get(what, []), [entry.id for entry in kinds.get(kind, [])]
     fixed = image.VS_FIXEDFILEINFO[0]
@@ -91,7 +92,8 @@ def symbol_checks(image, expected, path, tool):
 
     pdb = os.path.splitext(path)[0] + ".pdb"
     debug = image.DIRECTORY_ENTRY_DEBUG[0]
-    yield "name of the symbols' file, without a folder", os.path.basename(pdb), debug.entry.PdbFileName.decode().rstrip("\0")
+    name = debug.entry.PdbFileName.decode().rstrip("\0")
+    yield "name of the symbols' file, without a folder", os.path.basename(pdb), name
     identity = uuid.UUID(bytes_le=image.get_data(debug.struct.AddressOfRawData + 4, 16))
     yield "identity of the symbols", str(identity).upper(), re.search(r"GUID: \{(.*)\}", dumped("--summary"))[1].upper()
     symbols = dumped("--symbols", "-l")
@@ -100,7 +102,7 @@ def symbol_checks(image, expected, path, tool):
         yield f"source of {function}", True, f"\nC:\\tsprintportmon\\{source} (MD5" in symbols
     for file in path, pdb:
         with open(file, "rb") as data:
-            yield f"paths of this machine in {os.path.basename(file)}", False, ROOT.encode() in data.read()
+            yield f"paths of this machine in {os.path.basename(file)}", False, bytes(ROOT) in data.read()
 
 
 def checks(path, version, llvm_version):

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Installs, updates and removes the installer's package under Wine, and compares all files and all of HKEY_LOCAL_MACHINE after
-each step: check_install.py BUILD_DIR VERSION"""
+"""Installs, updates and removes the installer's package under Wine, and compares all files and all of HKEY_LOCAL_MACHINE
+after each step: check_install.py BUILD_DIR VERSION"""
 import functools
 import os
 import pathlib
@@ -20,7 +20,7 @@ from checks import ROOT, report  # noqa: E402
 MONITOR = r"HKEY_LOCAL_MACHINE\System\CurrentControlSet\Control\Print\Monitors\Tessaron TCP/IP Port"
 ENVIRONMENT = r"HKEY_LOCAL_MACHINE\System\CurrentControlSet\Control\Session Manager\Environment"
 SPOOLER = r"HKEY_LOCAL_MACHINE\System\CurrentControlSet\Services\Spooler"
-# What Wine writes by itself at any time, what CurrentControlSet is a link to, and the keys that Wine's installer leaves empty.
+# What Wine writes by itself at any time, what CurrentControlSet is a link to, and keys that Wine's installer leaves empty.
 NOISE = re.compile(r"\\(DEVICEMAP|DeviceClasses|Class|Enum|Video|Hardware Profiles|ServiceCurrent|ControlSet\d+)(\\|\|)"
                    r"|\\Installer[^|]*\|$")
 # The installer's own records of what is installed.
@@ -45,7 +45,7 @@ class Machine:
 
     def __init__(self, prefix, packages):
         self.packages = packages
-        self.wine = [f"{ROOT}/cmake/wine.sh", prefix]
+        self.wine = [ROOT / "cmake/wine.sh", prefix]
         self.drive = pathlib.Path(prefix, "drive_c")
         # As in cmake/wine.sh.
         environment = {name: value for name, value in os.environ.items() if name != "TMPDIR"} | {"WINEPREFIX": prefix}
@@ -122,8 +122,8 @@ class Machine:
 
 
 def steps(machine, new):
-    """What is done, what comes of it (an exit status, or words that tell why not), and what is there then beside what was there
-    at the beginning: the files of a version, and further files, keys and values."""
+    """What is done, what comes of it (an exit status, or words that tell why not), and what is there then beside what was
+    there at the beginning: the files of a version, and further files, keys and values."""
     in_the_way = machine.drive / SYSTEM / "tsprintportmonui.dll/folder"
 
     def broken_off():
@@ -135,8 +135,9 @@ def steps(machine, new):
     def install_in_use():
         # tsport.exe has loaded the library, and waits for its input.
         library = machine.drive / SYSTEM / "tsprintportmon.dll"
-        user = subprocess.Popen([*machine.wine, machine.drive / PROGRAMS / "tsport.exe", f"--store=Z:{machine.packages}/ports",
-                                 r"--library=C:\windows\system32\tsprintportmon.dll", "import", "-"], stdin=subprocess.PIPE)
+        user = subprocess.Popen(
+            [*machine.wine, machine.drive / PROGRAMS / "tsport.exe", f"--store=Z:{machine.packages}/ports",
+             r"--library=C:\windows\system32\tsprintportmon.dll", "import", "-"], stdin=subprocess.PIPE)
         while user.poll() is None and f"-> {library}\n" not in subprocess.run(
                 "ls -l /proc/[0-9]*/fd 2>/dev/null", shell=True, check=False, text=True, stdout=subprocess.PIPE).stdout:
             time.sleep(0.05)
@@ -155,7 +156,8 @@ def steps(machine, new):
     def repair():
         # What /fa sets, and what else puts files in place; any user may ask for either.
         status, words = machine.msiexec("/i", new, "REINSTALL=ALL", "REINSTALLMODE=a")
-        services = re.findall(r"Action start.*(?:Stop|Start)Services", words + machine.msiexec("/i", new, "ADDLOCAL=ALL")[1])
+        more = machine.msiexec("/i", new, "ADDLOCAL=ALL")[1]
+        services = re.findall(r"Action start.*(?:Stop|Start)Services", words + more)
         return status, str(services) if services else words
 
     def install(version):
@@ -197,8 +199,8 @@ def checks(machine, new):
         if version:
             folder = "C:\\" + PROGRAMS.replace("/", "\\")
             expected |= machine.files(version) | {
-                "windows/Installer/*.msi": "any", "installed": {version}, "records": "there", "PATH": ("hex(2)", f"{PATH};{folder}\\"),
-                f"{MONITOR}|": "", f"{MONITOR}|Driver": '"tsprintportmon.dll"'}
+                "windows/Installer/*.msi": "any", "installed": {version}, "records": "there",
+                "PATH": ("hex(2)", f"{PATH};{folder}\\"), f"{MONITOR}|": "", f"{MONITOR}|Driver": '"tsprintportmon.dll"'}
         found = machine.state()
         yield name, {}, {entry: (expected.get(entry), found.get(entry)) for entry in expected.keys() | found.keys()
                          if expected.get(entry) != found.get(entry)}
@@ -207,7 +209,7 @@ def checks(machine, new):
 def build_older(build, folder):
     """Binaries of an older version: with that number in their resource, and other bytes."""
     pathlib.Path(folder, "bin").mkdir()
-    for binary in pathlib.Path(ROOT, "packaging/binaries.txt").read_text("ascii").split():
+    for binary in (ROOT / "packaging/binaries.txt").read_text("ascii").split():
         for name in binary, f"{os.path.splitext(binary)[0]}.pdb":
             data = bytearray(pathlib.Path(build, "bin", name).read_bytes())
             if name == binary:
@@ -220,7 +222,7 @@ def main(build, new):
     with tempfile.TemporaryDirectory() as folder:
         build_older(build, folder)
         for source, version in (folder, OLD), (build, new):
-            subprocess.run([f"{ROOT}/packaging/package.py", source, version, folder], check=True, stdout=subprocess.DEVNULL)
+            subprocess.run([ROOT / "packaging/package.py", source, version, folder], check=True, stdout=subprocess.DEVNULL)
         machine = Machine(os.path.join(os.path.abspath(build), "wine-install"), folder)
         status = report(checks(machine, new))
     machine.end()

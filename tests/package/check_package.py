@@ -28,39 +28,21 @@ SETTING_SOURCES = {"config.cpp", "config_handlers.cpp", "config_table.cpp", "glo
 HANDLER_DEFAULTS = {"Debug": "off", "ErrorPollMethod": "os"}
 
 
-def read(path):
-    with open(os.path.join(ROOT, path), encoding="utf-8") as file:
-        return file.read()
-
-
-def known_settings():
-    """Name to (field, default as the file would say it)."""
-    found = {}
-    for kind, name, field, default in re.findall(r'(STRING|INT|BOOL|HANDLER)_VAR\("([^"]+)", (\w+), ([^)]*)\)',
-                                                 read("common/config_table.cpp")):
-        if kind == "BOOL":
-            default = "on" if default == "1" else "off"
-        found[name] = field, HANDLER_DEFAULTS.get(name) if kind == "HANDLER" else default.strip('"')
-    return found
-
-
-def fields_read():
-    """The fields of the configuration that the monitor's sources use."""
-    found = set()
-    for folder in "common", "winportmon/tsmon":
-        for name in os.listdir(os.path.join(ROOT, folder)):
-            if name.endswith(".cpp") and name not in SETTING_SOURCES:
-                found.update(re.findall(r"session_context\.(\w+)", read(f"{folder}/{name}")))
-    return found
-
-
 def sample_checks(sample):
-    settings = known_settings()
+    """Against the table of settings, and against the fields of it that the monitor's sources read."""
     entries = dict(re.findall(r"(?m)^#([A-Z]\w+)=(.*?)\r?$", sample))
-    yield "defaults of the sample", {name: settings.get(name, ("", "none"))[1] for name in entries}, entries
-    fields = fields_read()
+    defaults, fields = {}, {}
+    for kind, name, field, default in re.findall(r'(STRING|INT|BOOL|HANDLER)_VAR\("([^"]+)", (\w+), ([^)]*)\)',
+                                                 (ROOT / "common/config_table.cpp").read_text("utf-8")):
+        fields[name] = field
+        words = {"BOOL": "on" if default == "1" else "off", "HANDLER": HANDLER_DEFAULTS.get(name)}
+        defaults[name] = words.get(kind, default.strip('"'))
+    sources = [file for folder in ("common", "winportmon/tsmon") for file in (ROOT / folder).glob("*.cpp")]
+    read = {field for file in sources if file.name not in SETTING_SOURCES
+            for field in re.findall(r"session_context\.(\w+)", file.read_text("utf-8"))}
+    yield "defaults of the sample", {name: defaults.get(name, "none") for name in entries}, entries
     yield "settings that the monitor reads and the sample lacks", [], [
-        name for name, (field, _) in settings.items() if field in fields and name not in entries]
+        name for name, field in fields.items() if field in read and name not in entries]
     yield "lines of the sample that would change something", [], re.findall(r"(?m)^[^#\r\n].*", sample)
 
 
@@ -70,9 +52,9 @@ def tsport_checks(build, archive):
         archive.extractall(folder)
 
         def tsport(*arguments):
-            done = subprocess.run([os.path.join(ROOT, "cmake/wine.sh"), os.path.join(os.path.abspath(build), "wine-package"),
-                                   os.path.join(folder, "tsport/tsport.exe"), *arguments],
-                                  cwd=folder, stdin=subprocess.DEVNULL, capture_output=True)
+            done = subprocess.run(
+                [ROOT / "cmake/wine.sh", os.path.abspath(f"{build}/wine-package"), f"{folder}/tsport/tsport.exe", *arguments],
+                cwd=folder, stdin=subprocess.DEVNULL, capture_output=True)
             return done.returncode, done.stdout.decode().replace("\r\n", "\n")
 
         store = "--store", "ports.txt"
@@ -83,30 +65,31 @@ def tsport_checks(build, archive):
         for page, command in {"LOG": ["report", "print-monitor.log"], "DOCTOR": ["doctor", "--base", "."]}.items():
             path = "Z:" + f"{folder}/tsport/{page}.html".replace("/", "\\")
             for arguments in command, [command[0], "--help"]:
-                yield f"page that tsport {' '.join(arguments)} names", 1, tsport(*arguments)[1].replace("\n", " ").count(path)
+                yield f"page that tsport {' '.join(arguments)} names", 1, tsport(*arguments)[1].count(path)
 
 
 def spdx_checks(contents, beside_the_installer):
     yield "the list of contents beside the installer", True, beside_the_installer == contents["tsprintportmon.spdx.json"]
     document = json.loads(beside_the_installer)
-    names = {entry["SPDXID"]: entry.get("name") or entry["fileName"][2:] for entry in document["packages"] + document["files"]}
+    names = {entry["SPDXID"]: entry.get("name") or entry["fileName"][2:]
+             for entry in document["packages"] + document["files"]}
     linked = {}
     for relation in document["relationships"]:
         if relation["relationshipType"] == "STATIC_LINK":
             linked.setdefault(names[relation["spdxElementId"]], set()).add(names[relation["relatedSpdxElement"]])
     yield "libraries inside", LINKED, linked
     for entry in document["files"]:
-        data = next(data for name, data in contents.items() if name.endswith(names[entry["SPDXID"]]))
-        yield f"sum of {names[entry['SPDXID']]} in the list", hashlib.sha256(data).hexdigest(), entry["checksums"][1]["checksumValue"]
+        sums = {hashlib.sha256(data).hexdigest() for name, data in contents.items() if name.endswith(entry["fileName"][2:])}
+        yield f"sum of {entry['fileName']} in the list", sums, {entry["checksums"][1]["checksumValue"]}
     yield "libraries without a version, a licence or a notice", [], [
-        entry["name"] for entry in document["packages"][1:] if not entry["versionInfo"] or entry["licenseConcluded"] == "NOASSERTION"
-        or f"{entry['name']} {entry['versionInfo']}".encode() not in contents["NOTICES.txt"]]
+        entry["name"] for entry in document["packages"][1:]
+        if not entry["versionInfo"] or entry["licenseConcluded"] == "NOASSERTION" or f"{entry['name']} {entry['versionInfo']}".encode() not in contents["NOTICES.txt"]]
 
 
 def read_package(build, version, folder, **environment):
     """The bytes of the zip and of the installer, made in a folder, and the words about signatures."""
     plain = {name: value for name, value in os.environ.items() if not name.startswith("SIGN_")}
-    words = subprocess.run([os.path.join(ROOT, "packaging/package.py"), build, version, folder], check=True, text=True,
+    words = subprocess.run([ROOT / "packaging/package.py", build, version, folder], check=True, text=True,
                            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, env=plain | environment).stdout
     return {kind: pathlib.Path(folder, f"tsprintportmon-{version}-{kind}").read_bytes()
             for kind in ("win-x64.zip", "x64.msi")}, words
@@ -153,8 +136,8 @@ def checks(build, version, folder):
     sums = {line.split("  ")[1]: line.split("  ")[0] for line in contents["SHA256SUMS"].decode().splitlines()}
     yield "sums", {entry: hashlib.sha256(data).hexdigest() for entry, data in contents.items()
                    if entry != "SHA256SUMS"}, sums
-    with open(os.path.join(build, "bin/tsprintportmon.dll"), "rb") as file:
-        yield "the library is that of the build", True, file.read() == contents["tsprintportmon.dll"]
+    yield "the library is that of the build", True, (
+        pathlib.Path(build, "bin/tsprintportmon.dll").read_bytes() == contents["tsprintportmon.dll"])
     readme = contents["README.txt"].decode()
     yield "version in README.txt", True, version in readme and "@" not in readme
     yield "line ends", [], [entry for entry, data in contents.items() if entry.endswith((".txt", ".html", ".sample"))

@@ -1,7 +1,7 @@
 """What the checks of this folder have in common."""
-import os
+import pathlib
 
-ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+ROOT = pathlib.Path(__file__).resolve().parents[2]
 
 
 def report(checks):

@@ -25,7 +25,8 @@ def source_lines():
     lines = set()
     for file in (*root.glob("common/*.cpp"), *root.glob("winportmon/tsmon/*.cpp")):
         code = re.sub(r"^\s*//.*$", "", file.read_text(), flags=re.M)
-        calls = {found.start(2): (found[1].replace("failure", "error"), text_of(found[2])) for found in LOG_CALL.finditer(code)}
+        calls = {found.start(2): (found[1].replace("failure", "error"), text_of(found[2]))
+                 for found in LOG_CALL.finditer(code)}
         lines |= {(level, file.stem, text) for level, text in calls.values() if text != "%s"}
         for found in re.finditer(rf"(OutputDebugStringA\()?({LITERALS})", code):
             text = text_of(found[2])

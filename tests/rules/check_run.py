@@ -82,7 +82,8 @@ def build_checks(folder):
         yield f"test {name}", (1, "0 passed, 1 failed\n", []), (status, text, [part for part in (
             f"filter: {passed_on}\n", FAILURES, CRASH) if part not in errors])
     status, text, errors = run("test", "noisy_tests", folder=second)
-    yield "a failed program without a failed case", (1, "0 passed, 1 failed\n", True), (status, text, "a data race" in errors)
+    yield "a failed program without a failed case", (1, "0 passed, 1 failed\n", True), (
+        status, text, "a data race" in errors)
     status, text, errors = run("test", "Sweet.Bad", folder=second)
     yield "test of no such name", (2, "", "./run test: no program or case of that name: Sweet.Bad"), (
         status, text, errors.splitlines()[0])
