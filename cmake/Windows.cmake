@@ -41,9 +41,9 @@ enable_language(RC)
 add_compile_options("$<$<COMPILE_LANGUAGE:CXX>:SHELL:-Xclang -fno-pch-timestamp>")
 function(precompile_headers owner)
   cmake_parse_arguments(PARSE_ARGV 1 argument "" "" HEADERS)
-  target_precompile_headers(${owner} PRIVATE <winapi/winapi.h> <algorithm> <atomic> <chrono> <cstdio>
-                            <cstring> <filesystem> <fstream> <functional> <map> <memory> <mutex> <string> <thread>
-                            <vector> ${argument_HEADERS})
+  target_precompile_headers(${owner} PRIVATE <algorithm> <atomic> <chrono> <cstdio> <cstring> <filesystem> <fstream>
+                            <functional> <map> <memory> <mutex> <string> <thread> <vector> <winapi/winapi.h>
+                            ${argument_HEADERS})
   foreach(target ${argument_UNPARSED_ARGUMENTS})
     target_precompile_headers(${target} REUSE_FROM ${owner})
   endforeach()
