@@ -48,6 +48,9 @@ TEST_F(Text, FormatsEachConversion) {
         {formatted("%lu %ld %d %u", ~0u, -1, INT32_MIN, 0x80000000u), "4294967295 -1 -2147483648 2147483648"},
         {formatted("%5d|%-5d|%05d|%05.0d|%02X|%x|%.3d", 42, 42, -42, 42, 245, ~0u, 7),
          "   42|42   |-0042|   42|F5|ffffffff|007"},
+        {formatted("%+d|% d|% d|%-+5d|%#x|%#X|%#o|%#.3o|%.0d|", 5, 5, -5, 5, 255, 255, 8, 8, 0),
+         "+5| 5|-5|+5   |0xff|0XFF|010|010||"},
+        {formatted("%+.1f|% .1f|%#.0f|%.0f|%-6.1f|%06.1f", 1.5, 1.5, 2.0, 2.0, 1.5, -1.5), "+1.5| 1.5|2.|2|1.5   |-001.5"},
         {formatted("%p %f", reinterpret_cast<void*>(uintptr_t{0x12AB}), 1.5), "00000000000012AB 1.500000"},
     };
     // clang-format on
