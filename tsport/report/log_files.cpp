@@ -44,15 +44,11 @@ Part part_of(const std::string& file, bool of_folder) {
 // Why it must not be opened: reading it may wait, or never end. Empty when it is a file.
 std::string fault_of(const std::string& path) {
     std::error_code error;
-    const fs::file_status status = fs::status(host::path_of(path), error);
-    if (fs::is_regular_file(status)) return "";
-    const std::string what = !fs::exists(status)        ? "does not exist"
-                             : fs::is_directory(status) ? "is a folder, not a log"
-                             : fs::is_fifo(status)      ? "is a pipe, not a log"
-                             : fs::is_symlink(fs::symlink_status(host::path_of(path), error))
-                                 ? "leads to a device, not to a log"
-                                 : "is a device, not a log";
-    return path + " " + what;
+    const fs::file_type type = fs::status(host::path_of(path), error).type();
+    if (type == fs::file_type::regular) return "";
+    if (type == fs::file_type::not_found) return path + " does not exist";
+    if (type == fs::file_type::none) return path + " cannot be read: " + error.message();
+    return path + (type == fs::file_type::directory ? " is a folder, not a log" : " is no ordinary file");
 }
 
 // The parts of the log in a folder.
@@ -65,16 +61,14 @@ bool list_folder(const std::string& folder, std::vector<Part>& parts, LogFiles& 
         const Part part = part_of(host::utf8_of(entry->path()), true);
         if (!name.starts_with(log_name) || host::utf8_of(host::path_of(part.log).filename()) != log_name) continue;
         const std::string fault = fault_of(part.file);
-        if (fault.empty()) {
-            parts.push_back(part);
-        } else {
-            logs.left_out.push_back(fault);
-        }
+        if (fault.empty()) parts.push_back(part);
+        if (!fault.empty()) logs.left_out.push_back(fault);
     }
     std::sort(logs.left_out.begin(), logs.left_out.end());
     if (error) why = folder + " cannot be read: " + error.message();
     if (!error && parts.size() + logs.left_out.size() == before) {
-        why = "there is no " + std::string(log_name) + " in " + folder;
+        why = "there is no " + std::string(log_name) + " in " + folder +
+              "; where the monitor should write one, tsport doctor finds out why it does not";
     }
     return why.empty();
 }
