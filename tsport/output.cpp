@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
-#include <numeric>
 
 #include "host/platform.h"
 
@@ -65,16 +64,6 @@ size_t width_of(const std::string& utf8) {
     return width;
 }
 
-// The widest cells that others follow.
-std::vector<size_t> widths_of(const Rows& rows) {
-    std::vector<size_t> widths;
-    for (const auto& row : rows) {
-        widths.resize(std::max(widths.size(), row.size()));
-        for (size_t i = 0; i + 1 < row.size(); ++i) widths[i] = std::max(widths[i], width_of(row[i]));
-    }
-    return widths;
-}
-
 // The text's words from a column on, in as many lines as they take.
 std::string wrapped(const std::string& text, size_t from, size_t width) {
     std::string lines;
@@ -130,26 +119,37 @@ std::string with_pages(std::string text) {
     return text;
 }
 
-std::string in_columns(const Rows& rows, size_t width) {
-    constexpr size_t least_of_last = 20;
-    const std::vector<size_t> widths = widths_of(rows);
-    const size_t before = width_of_columns(rows);
+std::string in_columns(const Rows& rows, size_t width, const std::vector<size_t>& dispensable) {
+    constexpr size_t most_of_last = 30;
+    std::vector<size_t> widths;
+    size_t of_last = 0;
+    for (const auto& row : rows) {
+        widths.resize(std::max(widths.size(), row.size()));
+        for (size_t i = 0; i + 1 < row.size(); ++i) widths[i] = std::max(widths[i], width_of(row[i]));
+    }
+    for (const auto& row : rows) {
+        if (row.size() == widths.size() && !row.empty()) of_last = std::max(of_last, width_of(row.back()));
+    }
+    of_last = std::min(of_last, most_of_last);
+    size_t before = 0;  // the last column
+    for (size_t i = 0; i + 1 < widths.size(); ++i) before += widths[i] + 2;
+    std::vector<bool> gone(widths.size());
+    for (const size_t column : dispensable) {
+        if (width == 0 || before + of_last <= width) break;
+        gone[column] = true;
+        before -= widths[column] + 2;
+    }
     std::string text;
     for (const auto& row : rows) {
         for (size_t i = 0; i < row.size(); ++i) {
             const bool last = i + 1 == row.size();
-            const bool is_wrapped = last && row.size() == widths.size() && width >= before + least_of_last;
-            text += is_wrapped ? wrapped(row[i], before, width) : row[i];
-            if (!last) text.append(widths[i] - width_of(row[i]) + 2, ' ');
+            const bool is_wrapped = i + 1 == widths.size() && before + of_last <= width;
+            if (!gone[i]) text += is_wrapped ? wrapped(row[i], before, width) : row[i];
+            if (!gone[i] && !last) text.append(widths[i] - width_of(row[i]) + 2, ' ');
         }
         text += '\n';
     }
     return text;
-}
-
-size_t width_of_columns(const Rows& rows) {
-    const std::vector<size_t> widths = widths_of(rows);
-    return std::accumulate(widths.begin(), widths.end(), 2 * (widths.size() - std::min<size_t>(widths.size(), 1)));
 }
 
 void write_members(JsonWriter& json, const Port& port) {

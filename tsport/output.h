@@ -22,12 +22,11 @@ std::string for_terminal(const std::string& utf8);
 // where the page is there.
 std::string with_pages(std::string text);
 
-// Lines of cells, each column as wide as its widest cell that another one follows. In a terminal of that width the last
-// cell of a line is continued below itself, if there is room; 0: any width.
+// Lines of cells, each column as wide as its widest cell that another one follows. On a terminal of that width (0: any)
+// columns are left out, those first that are named first, until the last one has room; and its cells go on below
+// themselves.
 using Rows = std::vector<std::vector<std::string>>;
-std::string in_columns(const Rows& rows, size_t width = 0);
-// Of all columns but the last one, with what separates them.
-size_t width_of_columns(const Rows& rows);
+std::string in_columns(const Rows& rows, size_t width = 0, const std::vector<size_t>& dispensable = {});
 
 void write_members(JsonWriter& json, const Port& port);
 // A member that is a port, or an array of ports.

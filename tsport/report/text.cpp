@@ -45,20 +45,6 @@ std::vector<std::string> cells_of(const Document& document, const Texts& texts) 
             outcome};
 }
 
-// The table without some of its columns, in that order, until the last one has room on the terminal; what does not fit
-// in its lines then goes on below.
-std::string fitted(Rows rows, const std::vector<size_t>& dispensable, size_t width) {
-    constexpr size_t least_of_last = 30;
-    std::vector<size_t> gone;
-    for (auto column = dispensable.begin(); width != 0 && column != dispensable.end(); ++column) {
-        if (width_of_columns(rows) + least_of_last <= width) break;
-        const auto before = std::count_if(gone.begin(), gone.end(), [&](size_t other) { return other < *column; });
-        for (auto& row : rows) row.erase(row.begin() + static_cast<std::ptrdiff_t>(*column) - before);
-        gone.push_back(*column);
-    }
-    return in_columns(rows, width);
-}
-
 void write_head(std::ostream& out, const Report& report) {
     out << counted(report.files.size(), "file") << ", " << counted(report.lines, "line") << ", "
         << host::size_to_text(report.bytes);
@@ -81,7 +67,7 @@ void write_documents(std::ostream& out, const Report& report, std::size_t most, 
     Rows rows = {
         {"STARTED", "PRINTER", "JOB", "PORT", "WRITES", "BYTES", "START", "WRITING", "END", "HELD", "OUTCOME"}};
     for (const Document* const document : documents) rows.push_back(cells_of(*document, report.texts));
-    out << fitted(std::move(rows), {4, 7, 6, 8, 5, 3, 9, 1}, width);
+    out << in_columns(rows, width, {4, 7, 6, 8, 3, 5, 9, 1});
     if (more + report.documents.left_out() != 0) {
         out << "(" << grouped(more + report.documents.left_out())
             << " earlier ones count in the sums; --rows N shows more)\n";
@@ -102,7 +88,7 @@ void write_printers(std::ostream& out, const Report& report, size_t width) {
                         duration_text(sums->connect.p95()), rate(sums->throughput, sums->throughput.median()),
                         rate(sums->throughput, sums->throughput.p95()), waited(sums->held_ms)});
     }
-    if (rows.size() > 1) out << fitted(std::move(rows), {9, 7, 10, 8, 6, 5}, width) << "\n";
+    if (rows.size() > 1) out << in_columns(rows, width, {9, 7, 10, 8, 6, 5}) << "\n";
 }
 
 void write_causes(std::ostream& out, const Report& report) {
