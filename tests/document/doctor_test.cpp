@@ -396,8 +396,7 @@ TEST(DoctorOfAServer, WeighsAccessListsAsWindowsDoes) {
 // -- The table of findings -------------------------------------------------------------------------------------------
 
 TEST(DoctorsTable, HasWhatTheSourcesFind) {
-    fs::path root = path_of(TEST_FOLDER).parent_path();
-    if (!fs::exists(root)) root = path_of(std::string(TEST_FOLDER).substr(2)).parent_path();
+    const fs::path root = source_path(TEST_FOLDER).parent_path();
     std::string sources;
     for (const auto& file : fs::directory_iterator(root / "tsport" / "doctor")) sources += read_file(file.path());
     std::set<std::string> table;

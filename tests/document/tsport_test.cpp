@@ -112,12 +112,9 @@ class Tsport : public testing::Test {
         return tsport::run(arguments, {stream});
     }
 
-    // A file of the sources, which lie on a drive of their own for programs that see Windows.
     std::string source_file(const std::string& name) const {
-        std::string path = std::string(TEST_FOLDER) + "/" + name;
-        if (!fs::exists(path_of(path))) path.erase(0, 2);
-        std::string text =
-            std::regex_replace(read_file(path_of(path)), std::regex("<printer>"), std::to_string(printer_.port()));
+        std::string text = read_file(source_path(TEST_FOLDER "/" + name));
+        text = std::regex_replace(text, std::regex("<printer>"), std::to_string(printer_.port()));
         return std::regex_replace(text, std::regex("<closed>"), std::to_string(closed_.port()));
     }
 

@@ -15,6 +15,12 @@ namespace fs = std::filesystem;
 using host::path_of;
 using host::utf8_of;
 
+// A path in the sources, given on the drive that programs for Windows see them on.
+inline fs::path source_path(std::string path) {
+    if (!fs::exists(path_of(path))) path.erase(0, 2);
+    return path_of(path);
+}
+
 inline bool write_file(const fs::path& path, const std::string& contents) {
     return static_cast<bool>((std::ofstream(path, std::ios::binary) << contents).flush());
 }

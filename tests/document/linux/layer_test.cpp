@@ -44,8 +44,7 @@ TEST_F(Layer, APrinterHasThirtySecondsToClose) {
     }
     EXPECT_EQ(logged("TSM: timed out waiting to get the FD_CLOSE event on the socket", "ERROR"), 2);
     EXPECT_EQ(print(W("Office"), "next page").result, host::Result::printed);
-    ASSERT_TRUE(office->wait_for_connections(3));
-    for (const size_t i : {0u, 1u, 2u}) EXPECT_EQ(office->connection(i).data, i < 2 ? "page" : "next page");
+    EXPECT_EQ(arrived(3), (Lines{"page", "page", "next page"}));
 }
 
 // It drops the connection once it has been handed everything: what it did with the end is unknown. Wine reports such
@@ -57,7 +56,6 @@ TEST_F(Layer, ALossAfterTheLastByteLeavesALine) {
     office->behave_once(late);
     for (int i = 0; i < 2; ++i) EXPECT_EQ(print(W("Office"), pattern(20000)).result, host::Result::printed);
     EXPECT_EQ(logged("TSM: an error occured while waiting for FD_CLOSE event: 100", "ERROR"), 1);
-    EXPECT_EQ(logged("TSM: an error occured while waiting for FD_CLOSE event: ", "ERROR"), 1);
     // No document: nothing of one can be lost.
     late.reset_after = 0;
     office->behave_once(late);
