@@ -8,7 +8,4 @@ namespace test {
 // Handles of the process that are open now, sockets and keys included.
 size_t open_handles();
 
-// A variable of the environment, the time zone TZ among them; null removes it.
-void set_variable(const char* name, const char* value);
-
 }  // namespace test

@@ -13,8 +13,7 @@
 
 namespace {
 
-using C = SessionContext;
-const C& c = session_context;
+const SessionContext& c = session_context;
 
 // A file of this folder.
 std::string read_source(const std::string& name) {
@@ -25,6 +24,19 @@ std::string read_source(const std::string& name) {
 std::string& replace(std::string& text, const std::string& what, const std::string& by) {
     const size_t at = text.find(what);
     return at == std::string::npos ? text : text.replace(at, what.size(), by);
+}
+
+// Of each line of such a file its words, and empty ones behind them; a word may be quoted, and "-" is the empty one.
+std::vector<Strings> table(const std::string& name) {
+    std::vector<Strings> rows;
+    for (const std::string& line : split(read_source(name), "\n")) {
+        if (line.starts_with("#")) continue;
+        Strings& row = rows.emplace_back();
+        std::istringstream words(line);
+        for (std::string word; words >> std::quoted(word);) row.push_back(word == "-" ? "" : word);
+        row.resize(6);
+    }
+    return rows;
 }
 
 // A line of settings.txt, which describes them.
@@ -39,16 +51,7 @@ struct Setting {
 
 std::vector<Setting> settings() {
     std::vector<Setting> all;
-    std::istringstream lines(read_source("settings.txt"));
-    for (std::string line; std::getline(lines, line);) {
-        if (line.starts_with("#")) continue;
-        Setting row;
-        std::istringstream words(line);
-        for (std::string* const text : {&row.name, &row.kind, &row.value, &row.label, &row.set, &row.shown}) {
-            if (words >> std::quoted(*text) && *text == "-") text->clear();
-        }
-        all.push_back(row);
-    }
+    for (const Strings& row : table("settings.txt")) all.push_back({row[0], row[1], row[2], row[3], row[4], row[5]});
     return all;
 }
 
@@ -99,65 +102,17 @@ TEST_F(Config, HasEverySettingWithItsDefault) {
               (Strings{"TLSv1.2", "TLSv1.2", "", ""}));
 }
 
-TEST_F(Config, StoresNumbersAndSwitches) {
-    const std::string set = "DEBUG: Config: ";
-    const std::string snmp = "DEBUG: Using error polling method from SNMP and ";
-    const std::string using_os = "DEBUG: Using error polling method from OS";
-    // clang-format off
-    const std::tuple<const char*, int32_t C::*, int32_t, std::string> cases[] = {
-        {"TLS=yes", &C::use_tls, 1, set + "TLS set to: TRUE"},
-        {"tls=TRUE", &C::use_tls, 1, set + "TLS set to: TRUE"},
-        {"EnableErrorChecks=enabled", &C::enable_error_checks, 0, set + "EnableErrorChecks set to: FALSE"},
-        {"ConnectTimeout=-5", &C::connect_timeout_ms, 10000, "ERROR: Invalid value assigned to ConnectTimeout"},
-        {"ConnectTimeout=fast", &C::connect_timeout_ms, 10000, "ERROR: Invalid value assigned to ConnectTimeout"},
-        {"CONNECTTIMEOUT=15s", &C::connect_timeout_ms, 15, set + "ConnectTimeout set to: 15"},
-        {"ConnectTimeout=99999999999", &C::connect_timeout_ms, INT32_MAX, set + "ConnectTimeout set to: 2147483647"},
-        {"ErrorPollPeriodSecs=7", &C::error_poll_active_secs, 7, set + "ErrorPollPeriodSecs set to: 7"},
-        {"ForceAttributesDebug=on", &C::forceattr_debug, 1, set + "ForceAttributesDebug set to: TRUE"},
-        {"Force.AttributesDebug=on\nOnAppServerError=x", &C::forceattr_debug, 0, ""},
-        {"ErrorPollMethod=SNMP", &C::error_poll_method, 0, snmp + "set OS based on it"},
-        {"ErrorPollMethod=snmpdontsetos", &C::error_poll_method, 1, snmp + "_not_ setting OS based on it"},
-        {"ErrorPollMethod=snmp\nErrorPollMethod=Windows", &C::error_poll_method, 2, using_os},
-        {"ErrorPollMethod=snmp\nErrorPollMethod=os", &C::error_poll_method, 2, using_os},
-        {"ErrorPollMethod=both", &C::error_poll_method, 3, using_os + " and SNMP"},
-        {"ErrorPollMethod=osandsnmp", &C::error_poll_method, 3, using_os + " and SNMP"},
-        {"ErrorPollMethod=snmpx", &C::error_poll_method, 2, ""},
-        {"CheckHeldJobMillis=50", &C::check_held_job_ms, 100, set + "CheckHeldJobMillis set to: 100"},
-        {"CheckHeldJobMillis=101", &C::check_held_job_ms, 101, set + "CheckHeldJobMillis set to: 101"},
-        {"CheckHeldJobMillis=0", &C::check_held_job_ms, -1, set + "CheckHeldJobMillis set to: -1"},
-        {"CheckHeldJobMillis=x", &C::check_held_job_ms, 0, "ERROR: Invalid value assigned to CheckHeldJobMillis"},
-    };
-    // clang-format on
-    for (const auto& [entry, field, value, line] : cases) {
+TEST_F(Config, StoresValues) {
+    for (Strings& row : table("entries.txt")) {
         reset();
         session_context.debug_logging = 1;
-        EXPECT_EQ(parse(entry), Strings{});
-        EXPECT_EQ(c.*field, value) << entry;
+        EXPECT_EQ(parse(replace(row[0], "; ", "\n")), Strings{});
         const Strings lines = logged();
-        EXPECT_EQ(lines.empty() ? "" : lines.back(), line) << entry;
+        EXPECT_EQ(lines.empty() ? "" : lines.back(), row[2]) << row[0];
+        config_dump(&session_context);
+        const Strings dump = logged();
+        EXPECT_EQ(std::count(dump.begin(), dump.end(), "DEBUG: " + row[1]), 1) << row[0];
     }
-}
-
-TEST_F(Config, StoresTextsAndVersions) {
-    const std::string unsupported = "' is not supported by Print Provider, use TLSv1.2";
-    const std::string unknown = "ERROR: Unknown TLS protocol version 'TLSv1' is set: use TLSv1.2";
-    for (const auto& [asked, stored, line] : {std::tuple{"tlsV1.3", "TLSv1.3", std::string()},
-                                              {"TLSv1.2", "TLSv1.2", ""},
-                                              {"tlsv1.1", "TLSv1.1", ""},
-                                              {"TLSV1.0", "TLSv1.0", ""},
-                                              {"sslV3", "TLSv1.2", "ERROR: TLS version 'sslV3" + unsupported},
-                                              {"SSLv2", "TLSv1.2", "ERROR: TLS version 'SSLv2" + unsupported},
-                                              {"TLSv1", "TLSv1.2", unknown}}) {
-        for (const bool minimum : {true, false}) {
-            parse(std::string(minimum ? "TLSMinProtocolVersion=" : "TLSMaxProtocolVersion=") + asked);
-            EXPECT_STREQ(minimum ? c.tls_min_protocol_version : c.tls_max_protocol_version, stored);
-            EXPECT_EQ(logged(), line.empty() ? Strings{} : Strings{line});
-        }
-    }
-    parse("TLSCABundlePath=C:\\ca\nServerName=Srv\nProcessJobPriority=" + std::string(127, 'p') + "q\n");
-    EXPECT_EQ(logged(), Strings{"INFO : Set TLS CA bundle path: ignore C:\\ca since OpenSSL is not used"});
-    EXPECT_EQ((Strings{c.tls_ca_bundle_path, c.server_name, c.process_job_priority}),
-              (Strings{"", "Srv", std::string(127, 'p')}));
 }
 
 TEST_F(Config, SwitchesLoggingFromTheEntryOn) {
@@ -378,9 +333,6 @@ TEST_F(ConfigInit, DumpsByTheEnvironmentsVersion) {
         {"13", "ServerlessPrintingMode=on", "ERROR: serverless_printing_mode: 1" + tail + "13. Minimum env_var required is: 14.", 6},
         {"13", "DirectPrintingMode=on", "DEBUG: direct_printing_mode: 1", 6},
         {"14", "ServerlessPrintingMode=on", "DEBUG: serverless_printing_mode: 1", 6},
-        {"15", "ErrorPollMethod=snmp", "DEBUG: error_poll_method: snmp", 6},
-        {"15", "ErrorPollMethod=snmpdontsetos", "DEBUG: error_poll_method: snmp (no os update)", 6},
-        {"15", "ErrorPollMethod=os", "DEBUG: error_poll_method: os", 6},
     };
     // clang-format on
     for (const auto& [env_version, setting, shown, transform_lines] : cases) {

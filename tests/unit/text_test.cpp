@@ -183,7 +183,6 @@ TEST_F(Text, ShowsTheSpecificBitsOfAProblem) {
     const std::tuple<const char*, DWORD, DWORD> cases[] = {
         {"no paper", 0, 0},
         {"Job Suspended", 0, JOB_STATUS_ERROR},
-        {"Jammed, Offline", PRINTER_STATUS_PAPER_JAM, JOB_STATUS_ERROR},
         {"Offline; No Paper", PRINTER_STATUS_PAPER_OUT, JOB_STATUS_PAPEROUT},
         {"tray 2: Low Toner / No Toner / Door Open",
          PRINTER_STATUS_TONER_LOW | PRINTER_STATUS_NO_TONER | PRINTER_STATUS_DOOR_OPEN, JOB_STATUS_ERROR},

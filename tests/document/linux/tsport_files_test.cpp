@@ -64,17 +64,13 @@ TEST_F(TsportFiles, WhatCannotBeWrittenIsSaidAndNothingIsLost) {
     EXPECT_EQ(read_only.status, tsport::refused);
     EXPECT_EQ(read_only.err, "tsport: " + file("store") + " cannot be written: Permission denied\n");
     EXPECT_EQ(read_file(file("store")), before);
-    const struct {
-        std::string path;
-        const char* reason;
-    } rows[] = {{"/dev/full", "No space left on device"},
-                {folder_, "Is a directory"},
-                {file("store/below"), "Not a directory"},
-                {file(std::string(300, 'n')), "File name too long"}};
-    for (const auto& row : rows) {
-        const tsport::Answer answer = run({"export", row.path});
+    for (const auto& [path, reason] : {std::pair{std::string("/dev/full"), "No space left on device"},
+                                       {folder_, "Is a directory"},
+                                       {file("store/below"), "Not a directory"},
+                                       {file(std::string(300, 'n')), "File name too long"}}) {
+        const tsport::Answer answer = run({"export", path});
         EXPECT_EQ(answer.status, tsport::bad_usage);
-        EXPECT_EQ(answer.err, "tsport: " + row.path + " cannot be written: " + row.reason + "\n");
+        EXPECT_EQ(answer.err, "tsport: " + path + " cannot be written: " + reason + "\n");
     }
     EXPECT_EQ(std::distance(fs::directory_iterator(folder_), {}), 1) << "nothing unfinished is left";
 }
@@ -100,6 +96,28 @@ TEST_F(TsportFiles, OddFilesAreNeitherReadNorWaitedFor) {
     EXPECT_EQ(read_file(file("store.lock")), "a list of my own");
 }
 
+// What stands in a base directory in place of files: it is named, and neither waited for nor read without an end.
+TEST_F(TsportFiles, TheDoctorNamesOddFiles) {
+    const std::pair<std::string, const char*> rows[] = {
+        {"print-provider.conf", "print-provider.conf cannot be read: it is no ordinary file\n"},
+        {"env-version", "env-version cannot be read: it is no ordinary file\n"},
+        {"ts-print-monitor.exe", "[X] helper.no-program: ts-print-monitor.exe is not a Windows program\n"},
+        {"print-monitor.log", "[!] log.not-writable: print-monitor.log is not a file\n"},
+    };
+    for (const auto& [name, found] : rows) write_file(file(name), "MZ");
+    for (const auto& [name, found] : rows) {
+        for (const bool is_pipe : {true, false}) {
+            fs::remove(file(name));
+            EXPECT_EQ(is_pipe ? mkfifo(file(name).c_str(), 0600) : symlink("/dev/zero", file(name).c_str()), 0);
+            const std::string text = tsport::run({"doctor", "--base", folder_}).out;
+            EXPECT_NE(text.find(found), std::string::npos) << text;
+        }
+        fs::remove(file(name));
+        write_file(file(name), "MZ");
+    }
+    EXPECT_EQ(tsport::run({"doctor", "--store", "/dev/zero"}).status, tsport::refused);
+}
+
 TEST_F(TsportFiles, ATerminalGetsNoControls) {
     write_file(file("store"), "\"a\\u001b[2Jb\\u202ec\" h 9100\n");
     const std::string command = host::executable_folder() + "/tsport --store " + file("store") + " list ";
@@ -116,24 +134,22 @@ TEST_F(TsportFiles, BashCompletesVerbsOptionsAndNames) {
     write_file(file("script"), tsport::run({"completion", "bash"}).out);
     const std::string tool = host::executable_folder() + "/tsport";
     const std::string where = "--store " + file("store");
-    const struct {
-        std::string words;  // one for each that bash has cut the line into
-        std::string replies;
-    } rows[] = {{"ex", "exists export"},
-                {"help de", "delete"},
-                {"list --na", "--names"},
-                {"list --for", ""},
-                {"delete --for", "--force"},
-                {where + " show Of", "Office"},
-                {where + " show ''", "Office Room\\ 12"},
-                {where + " delete Office Room\\\\\\ ", "Room\\ 12"},
-                {where + " test '\"Room '", "Room 12"},
-                {where + " add Of", ""}};
-    for (const auto& row : rows) {
-        write_file(file("line"), "source " + file("script") + "\nCOMP_WORDS=(" + tool + " " + row.words +
+    // The words into which bash has cut the line, and its replies.
+    const std::pair<std::string, const char*> rows[] = {{"ex", "exists export"},
+                                                        {"help de", "delete"},
+                                                        {"list --na", "--names"},
+                                                        {"list --for", ""},
+                                                        {"delete --for", "--force"},
+                                                        {where + " show Of", "Office"},
+                                                        {where + " show ''", "Office Room\\ 12"},
+                                                        {where + " delete Office Room\\\\\\ ", "Room\\ 12"},
+                                                        {where + " test '\"Room '", "Room 12"},
+                                                        {where + " add Of", ""}};
+    for (const auto& [words, replies] : rows) {
+        write_file(file("line"), "source " + file("script") + "\nCOMP_WORDS=(" + tool + " " + words +
                                      ")\nCOMP_CWORD=$((${#COMP_WORDS[@]} - 1))\ncompopt() { :; }\n_tsport\n"
                                      "IFS=' '\necho -n \"${COMPREPLY[*]}\"\n");
-        EXPECT_EQ(run_shell("bash " + file("line")), row.replies) << row.words;
+        EXPECT_EQ(run_shell("bash " + file("line")), replies) << words;
     }
 }
 

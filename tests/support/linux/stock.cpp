@@ -1,9 +1,6 @@
 #include "tests/support/linux/stock.h"
 
-#include <unistd.h>
-
-#include <filesystem>
-#include <fstream>
+#include <sys/wait.h>
 
 #include "testbed/print_server.h"
 #include "winapi/linux/control.h"
@@ -11,30 +8,22 @@
 namespace test {
 namespace {
 
-// The children of this process that live.
-size_t children() {
-    size_t count = 0;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
-        std::ifstream stat(entry.path() / "stat");
-        std::string line;
-        if (!std::getline(stat, line)) continue;
-        const size_t name_end = line.rfind(')');
-        if (name_end == std::string::npos) continue;
-        if (std::stoi(line.substr(name_end + 4)) == getpid()) ++count;
-    }
-    return count;
+// Whether a child of this process lives, or has not been waited for.
+bool has_children() {
+    siginfo_t unused;
+    return waitid(P_ALL, 0, &unused, WEXITED | WNOHANG | WNOWAIT) == 0;
 }
 
 }  // namespace
 
 Stock take_stock() {
-    testbed::wait_until([] { return children() == 0; });
+    testbed::wait_until([] { return !has_children(); });
     return {{"handles", winapi::open_handles()},
             {"allocations of the global heap", winapi::open_allocations()},
             {"open printers", spooler_sim::open_printers()},
             {"identity tokens", spooler_sim::open_tokens()},
             {"misuses of handles or locks", winapi::misuses()},
-            {"children", children()}};
+            {"children", has_children() ? 1 : 0}};
 }
 
 std::string grown(const Stock& before, const Stock& after) {

@@ -6,8 +6,6 @@
 
 #include <winternl.h>
 
-#include <cstdlib>
-#include <ctime>
 #include <string>
 
 namespace test {
@@ -37,11 +35,6 @@ size_t open_handles() {
         if (counts(handle)) ++count;
     }
     return count;
-}
-
-void set_variable(const char* name, const char* value) {
-    _putenv_s(name, value != nullptr ? value : "");
-    _tzset();
 }
 
 }  // namespace test

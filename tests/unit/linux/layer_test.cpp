@@ -77,6 +77,16 @@ TEST_F(Layer, SendsEveryWrittenMessageToTheDebugger) {
     EXPECT_STREQ(name, "az-print");
 }
 
+TEST_F(Layer, TellsTheLocalTime) {
+    char text[64];
+    setenv("TZ", "XXX-5:30", 1);
+    tzset();
+    os_get_second_string(text, sizeof text, 1615298822 - (5 * 60 + 30) * 60);
+    EXPECT_STREQ(text, "2021-03-09 14:07:02");
+    unsetenv("TZ");
+    tzset();
+}
+
 // An entry that goes while its folder is walked is one that has no time.
 TEST_F(Layer, WalksPastAnEntryThatIsGone) {
     const std::string folder = path("walk");
