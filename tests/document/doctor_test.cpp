@@ -323,11 +323,11 @@ TEST(DoctorOfAServer, FindsQueuesAndPortsThatHaveLostEachOther) {
         }
         return text;
     };
-    EXPECT_EQ(
-        found("ports.not-loaded"),
-        "ports.not-loaded: bad\nports.unknown-to-spooler: new Stored\nqueues.port-gone: gone\nqueues.no-queue: two\n");
+    EXPECT_EQ(found("ports.not-loaded"),
+              "ports.not-loaded: bad\nports.unknown-to-spooler: new Stored\nqueues.port-gone: gone\nports.not-stored: "
+              "two\nqueues.no-queue: two\n");
     EXPECT_EQ(found("spooler.not-loaded"),
-              "spooler.not-loaded: bad\nqueues.port-gone: gone bad\nqueues.no-queue: two\n");
+              "spooler.not-loaded: bad\nqueues.port-gone: gone bad\nports.not-stored: two\nqueues.no-queue: two\n");
 }
 
 class DoctorOfASpooler : public PrintServer {};
@@ -338,7 +338,7 @@ TEST_F(DoctorOfASpooler, NamesPortsThatItDoesNotOpen) {
         spooler_sim::set_strict_port_list(strict);
         const PortConfig added = port_config(strict ? W("New") : W("Old"), W("127.0.0.1"), 9100);
         EXPECT_EQ(send_config(monitor, contract::kAddPort, added, SERVER_ACCESS_ADMINISTER), 0u);
-        Findings findings({{"ports"}, {}});
+        Findings findings({{"ports.unknown-to-spooler"}, {}});
         check_queues(tsport::Spooler(), {}, findings);
         EXPECT_EQ(ids_of(findings), strict ? Ids{"ports.unknown-to-spooler"} : Ids());
     }

@@ -239,11 +239,13 @@ std::string Findings::to_json() const {
             });
         };
         json.member("version", 1u);
+        json.member("verb", std::string_view("doctor"));
         json.array("findings", [&] {
             for (const Finding& finding : all()) json.object([&] { write_finding(finding); });
         });
         write_notes("checked", seen_, "found");
         write_notes("not_checked", skipped_, "why");
+        json.array("errors", [] {});  // an answer with errors is not written here
     });
 }
 

@@ -167,6 +167,7 @@ std::string find_base(HKEY hive, Findings& findings) {
 
 void check_queues(const SpoolerView& view, const std::vector<Port>& stored, Findings& findings) {
     std::set<Text, NameOrder> listed;
+    std::set<Text, NameOrder> kept;
     std::set<Text, NameOrder> ours;  // stored or listed
     std::set<Text, NameOrder> used;
     size_t count = 0;
@@ -174,7 +175,8 @@ void check_queues(const SpoolerView& view, const std::vector<Port>& stored, Find
         listed.insert(port.name);
         if (same_name(port.monitor, contract::kMonitorName)) ours.insert(port.name), ++count;
     }
-    for (const Port& port : stored) ours.insert(port.name);
+    for (const Port& port : stored) kept.insert(port.name);
+    ours.insert(kept.begin(), kept.end());
     for (const Queue& queue : view.queues) {
         for (const Text& port : queue.ports) {
             used.insert(port);
@@ -188,6 +190,9 @@ void check_queues(const SpoolerView& view, const std::vector<Port>& stored, Find
     // Without the monitor the spooler has none of its ports.
     const bool loaded = !findings.has("spooler") && !findings.has("monitor");
     for (const Text& name : ours) {
+        if (kept.count(name) == 0 && !findings.has("ports.not-loaded", host::to_utf8(name))) {
+            findings.add("ports.not-stored", "the port " + named(name) + " is not stored", host::to_utf8(name));
+        }
         if (listed.count(name) == 0 || view.not_opened.count(name) != 0) {
             if (!loaded) continue;
             findings.add("ports.unknown-to-spooler", "the spooler does not know the port " + named(name),
@@ -215,13 +220,11 @@ void check_queues(const Spooler& spooler, const std::vector<Port>& stored, Findi
     for (const SpoolerPort& port : view.ports) {
         if (same_name(port.monitor, contract::kMonitorName) && used.count(port.name) == 0) asked.push_back(port.name);
     }
-    std::vector<DWORD> codes(asked.size());
-    for_each_at_once(asked.size(), [&](size_t at) {
-        Port ignored;
-        codes[at] = Spooler(spooler.server()).read(asked[at], ignored);
-    });
+    std::vector<char> unknown(asked.size());
+    for_each_at_once(asked.size(),
+                     [&](size_t at) { unknown[at] = Spooler(spooler.server()).is_unknown(asked[at]) ? 1 : 0; });
     for (size_t i = 0; i < asked.size(); ++i) {
-        if (codes[i] == ERROR_UNKNOWN_PORT || codes[i] == ERROR_INVALID_PRINTER_NAME) view.not_opened.insert(asked[i]);
+        if (unknown[i] != 0) view.not_opened.insert(asked[i]);
     }
     check_queues(view, stored, findings);
 }
