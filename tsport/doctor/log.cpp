@@ -78,7 +78,11 @@ void check_errors(const std::string& name, std::optional<report::Timestamp> now,
     }
     for (const report::OtherErrors::Error& error : other_errors_of(report)) {
         if (error.cause && findings.has(info_of(*error.cause).id)) continue;
-        findings.add("log.errors", counted(error.count, "error") + " " + shown_text(error.text), name);
+        const std::string id = error.cause ? info_of(*error.cause).id : "";
+        if (findings.has(id)) continue;
+        findings.add("log.errors",
+                     counted(error.count, "error") + " " + shown_text(error.text) + (id.empty() ? "" : " (" + id + ")"),
+                     name);
     }
 }
 
