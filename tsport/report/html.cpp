@@ -48,7 +48,7 @@ std::string sums_rows(const Totals& all) {
         {"Documents", grouped(all.documents)},
         {"Printed", grouped(all.of(Outcome::printed))},
         {"Printed late", grouped(all.of(Outcome::late))},
-        {"Did not come out", grouped(all.failed())},
+        {"Not printed", grouped(all.failed())},
         {"End unknown", grouped(all.of(Outcome::unknown))},
         {"Under way", grouped(all.of(Outcome::under_way))},
         {"Data", host::size_to_text(all.taken)},

@@ -399,7 +399,7 @@ function tiles() {
       count('n-documents', 'Documents', report.documents),
       count('n-printed', 'Printed', outcomes.printed),
       count('n-late', 'Printed late', outcomes.late),
-      count('n-failed', 'Did not come out', report.failed, report.failed ? 'bad' : ''),
+      count('n-failed', 'Not printed', report.failed, report.failed ? 'bad' : ''),
       count('n-unknown', 'End unknown', outcomes.unknown),
       ...(outcomes['under-way'] ? [count('n-under-way', 'Under way', outcomes['under-way'])] : []),
       tile('n-bytes', 'Data', report.bytes, size(report.bytes)),
