@@ -78,7 +78,7 @@ struct Stream {
 
 struct Descriptors {
     std::mutex mutex;
-    std::map<int, std::unique_ptr<Stream>> open;
+    std::map<int, Stream> open;
 };
 
 ssize_t write_stream(void* cookie, const char* data, size_t size) {
@@ -139,13 +139,16 @@ int close_stream(void* cookie) {
     return finish_with(fails ? ERROR_DISK_FULL : error);
 }
 
-FILE* make_stream(Stream* stream) {
+FILE* make_stream(const Stream& opened) {
+    auto stream = std::make_unique<Stream>(opened);
     cookie_io_functions_t functions{};
     functions.read = read_stream;
     functions.write = write_stream;
     functions.close = close_stream;
     // O_APPEND does the appending; to stdio it is one more stream that is written.
-    return ::fopencookie(stream, stream->reads ? "r" : "w", functions);
+    FILE* const file = ::fopencookie(stream.get(), stream->reads ? "r" : "w", functions);
+    if (file != nullptr) static_cast<void>(stream.release());  // owned by close_stream from here on
+    return file;
 }
 
 }  // namespace
@@ -175,15 +178,15 @@ int _wopen(LPCWSTR path, int flags, int /*permissions*/) {
     file->inheritable = (flags & _O_NOINHERIT) == 0;
     const int fd = file->descriptor();
     const std::lock_guard lock(the<Descriptors>().mutex);
-    the<Descriptors>().open[fd] = std::make_unique<Stream>(
-        Stream{winapi::insert_handle(file), fd, native_flags == O_RDONLY, (flags & _O_TEXT) != 0});
+    the<Descriptors>().open[fd] =
+        Stream{winapi::insert_handle(file), fd, native_flags == O_RDONLY, (flags & _O_TEXT) != 0};
     return fd;
 }
 
 int _close(int descriptor) {
     const std::lock_guard lock(the<Descriptors>().mutex);
     const auto found = the<Descriptors>().open.extract(descriptor);
-    return finish_with(found.empty() ? ERROR_INVALID_HANDLE : winapi::close_handle(found.mapped()->handle));
+    return finish_with(found.empty() ? ERROR_INVALID_HANDLE : winapi::close_handle(found.mapped().handle));
 }
 
 FILE* _wfdopen(int descriptor, LPCWSTR mode) {
@@ -191,15 +194,14 @@ FILE* _wfdopen(int descriptor, LPCWSTR mode) {
     const std::lock_guard lock(the<Descriptors>().mutex);
     const auto found = the<Descriptors>().open.find(descriptor);
     if (found == the<Descriptors>().open.end()) return fail_with(ERROR_INVALID_HANDLE), nullptr;
-    Stream& stream = *found->second;
-    if ((mode[0] == u'r') != stream.reads || (mode[1] != u'b') != stream.is_text) {
+    const Stream& opened = found->second;
+    if ((mode[0] == u'r') != opened.reads || (mode[1] != u'b') != opened.is_text) {
         return fail_with(ERROR_INVALID_PARAMETER), nullptr;
     }
-    FILE* const file = make_stream(&stream);
-    if (file == nullptr) return fail_with(ERROR_NOT_ENOUGH_MEMORY), nullptr;
-    static_cast<void>(found->second.release());  // owned by close_stream from here on
+    FILE* const stream = make_stream(opened);
+    if (stream == nullptr) return fail_with(ERROR_NOT_ENOUGH_MEMORY), nullptr;
     the<Descriptors>().open.erase(found);
-    return file;
+    return stream;
 }
 
 namespace {
