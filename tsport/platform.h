@@ -15,6 +15,9 @@ HKEY private_hive();
 // Advice when no monitor is installed.
 const char* installing_hint();
 
+// How many sockets the process may have open.
+size_t most_sockets();
+
 // Whether the path is the name of a device, such as "NUL".
 bool is_device_name(const std::string& path);
 // As fopen, by a UTF-8 path; null with errno.

@@ -92,20 +92,19 @@ void check_ports(const std::vector<Port>& ports, Findings& findings) {
 }
 
 void try_ports(const std::vector<Port>& ports, std::chrono::milliseconds limit, Findings& findings) {
-    std::vector<const Port*> tried;
+    std::vector<Port> tried;
     for (const Port& port : ports) {
         const bool sound = new_address_fault(port.address).empty();
-        if (sound && port.number != 0 && port.number <= contract::kLargestPortNumber) tried.push_back(&port);
+        if (sound && port.number != 0 && port.number <= contract::kLargestPortNumber) tried.push_back(port);
     }
-    std::vector<contract::PrinterCheck> checks(tried.size());
-    for_each_at_once(tried.size(), [&](size_t at) { checks[at] = check_printer(*tried[at], limit); });
+    const std::vector<contract::PrinterCheck> checks = check_printers(tried, limit);
     for (size_t i = 0; i < tried.size(); ++i) {
         static constexpr const char* ids[] = {"ports.silent-address", "ports.refused", "ports.no-answer",
                                               "ports.unknown-host", "ports.no-answer"};  // by Verdict
         const contract::PrinterCheck& check = checks[i];
         if (check.verdict == contract::Verdict::accepted && check.silent == 0) continue;
-        add(findings, ids[static_cast<size_t>(check.verdict)], *tried[i],
-            ": " + printer_of(*tried[i]) + " " + to_text(check));
+        add(findings, ids[static_cast<size_t>(check.verdict)], tried[i],
+            ": " + printer_of(tried[i]) + " " + to_text(check));
     }
 }
 

@@ -2,9 +2,11 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -17,6 +19,14 @@ HKEY private_hive() {
 
 const char* installing_hint() {
     return "there is no print spooler on this system; work on a file of ports with --store FILE";
+}
+
+size_t most_sockets() {
+    rlimit limit = {};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = std::max(limit.rlim_cur, std::min<rlim_t>(limit.rlim_max, 20'000));
+    setrlimit(RLIMIT_NOFILE, &limit);
+    return limit.rlim_cur - std::min<rlim_t>(limit.rlim_cur / 2, 200);
 }
 
 bool is_device_name(const std::string&) {

@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <atomic>
+#include <numeric>
 #include <thread>
+
+#include "tsport/platform.h"
 
 namespace tsport {
 namespace {
@@ -20,8 +23,32 @@ static_assert(std::size(verdicts) == static_cast<size_t>(contract::Verdict::fail
 
 }  // namespace
 
-contract::PrinterCheck check_printer(const Port& port, std::chrono::milliseconds limit) {
-    return contract::CheckPrinter(port.address.c_str(), port.number, static_cast<DWORD>(limit.count()));
+std::vector<contract::PrinterCheck> check_printers(const std::vector<Port>& ports, std::chrono::milliseconds limit,
+                                                   const std::function<void(size_t)>& progress) {
+    std::vector<contract::PrinterCheck> checks(ports.size());
+    const size_t most = most_sockets() / 2;  // a name seldom has more addresses than two
+    size_t done = 0;
+    for (size_t begin = 0; begin < ports.size(); begin += most) {
+        std::vector<contract::PrinterProbe> probes(std::min(most, ports.size() - begin));
+        for_each_at_once(probes.size(), [&](size_t at) {
+            probes[at].Start(ports[begin + at].address.c_str(), ports[begin + at].number);
+        });
+        std::vector<size_t> waiting(probes.size());
+        std::iota(waiting.begin(), waiting.end(), size_t{0});
+        while (!waiting.empty()) {
+            // Looks at each, and waits for the first alone.
+            const size_t first = waiting[0];
+            const bool first_ended = probes[first].Wait(50, static_cast<DWORD>(limit.count()));
+            std::erase_if(waiting, [&](size_t at) {
+                const bool ended = at == first ? first_ended : probes[at].Wait(0, static_cast<DWORD>(limit.count()));
+                if (ended) checks[begin + at] = probes[at].check();
+                if (ended) ++done;
+                return ended;
+            });
+            if (progress) progress(done);
+        }
+    }
+    return checks;
 }
 
 std::string to_text(const contract::PrinterCheck& check) {

@@ -10,7 +10,10 @@
 
 namespace tsport {
 
-contract::PrinterCheck check_printer(const Port& port, std::chrono::milliseconds limit);
+// All of them at once, with one limit each from the end of its look-up on. `progress`, which may be empty, gets how
+// many are done.
+std::vector<contract::PrinterCheck> check_printers(const std::vector<Port>& ports, std::chrono::milliseconds limit,
+                                                   const std::function<void(size_t)>& progress = {});
 // What is said of the printer: "accepts connections".
 std::string to_text(const contract::PrinterCheck& check);
 const char* id_of(contract::Verdict verdict);  // for scripts

@@ -234,21 +234,6 @@ struct Tested {
     std::uint32_t wait_seconds = 0;
 };
 
-// Another server is asked to try it itself: what can be reached from here says nothing about it.
-DWORD test_one(const Task& task, const Port& port, Tested& result) {
-    if (task.spooler.server().empty()) {
-        const auto check = check_printer(port, std::chrono::seconds(task.command.timeout_seconds));
-        result = {to_text(check), id_of(check.verdict), check.wait_seconds};
-        return ERROR_SUCCESS;
-    }
-    bool reachable = false;
-    const Spooler own(task.spooler.server());  // each thread talks to the spooler on its own
-    const DWORD code = own.ask_whether_reachable(port, reachable);
-    result = {"cannot be reached from the server", "no-connection"};
-    if (reachable) result = {to_text({}), id_of({})};
-    return code;
-}
-
 JsonMembers members_of(const Port& port, const Tested& result) {
     return [=](JsonWriter& json) {
         if (!port.name.empty()) json.member("name", port.name);
@@ -260,16 +245,30 @@ JsonMembers members_of(const Port& port, const Tested& result) {
     };
 }
 
-// Many at once. Returns the first error of a spooler that could not be asked.
+// Another server is asked to try them itself: what can be reached from here says nothing about it. Returns the first
+// error of a spooler that could not be asked.
 DWORD test_all(const Task& task, const std::vector<Port>& ports, std::vector<Tested>& results) {
     const auto progress = task.progress(ports.size(), "tested");
     std::atomic<size_t> finished{0};
     std::atomic<DWORD> error{ERROR_SUCCESS};
-    for_each_at_once(ports.size(), [&](size_t at) {
-        if (const DWORD code = test_one(task, ports[at], results[at])) error = code;
+    const auto ask = [&](size_t at) {
+        bool reachable = false;
+        const Spooler own(task.spooler.server());  // each thread talks to the spooler on its own
+        if (const DWORD code = own.ask_whether_reachable(ports[at], reachable)) error = code;
+        results[at] = {"cannot be reached from the server", "no-connection"};
+        if (reachable) results[at] = {to_text(contract::PrinterCheck{}), id_of({})};
         progress->show(++finished);
-    });
-    return error;
+    };
+    results.resize(ports.size());
+    if (!task.spooler.server().empty()) {
+        for_each_at_once(ports.size(), ask);
+        return error;
+    }
+    const auto checks = check_printers(ports, std::chrono::seconds(task.command.timeout_seconds),
+                                       [&](size_t done) { progress->show(done); });
+    for (size_t i = 0; i < checks.size(); ++i)
+        results[i] = {to_text(checks[i]), id_of(checks[i].verdict), checks[i].wait_seconds};
+    return ERROR_SUCCESS;
 }
 
 }  // namespace
@@ -287,7 +286,7 @@ void test(const Task& task) {
     for (const Found& one : found) {
         if (one.readable()) ports.push_back(one.port);
     }
-    std::vector<Tested> results(ports.size());
+    std::vector<Tested> results;
     if (task.report_if_error(test_all(task, ports, results), "test the ports")) return;
     const bool one = host_given || (task.command.names.size() == 1 && !is_pattern(task.command.names[0]));
     if (!one) reply.header = {"NAME", "ADDRESS", "PORT", "PRINTER"};

@@ -26,6 +26,11 @@ const char* installing_hint() {
     return "install it with: msiexec /i tsprintportmon-" PROGRAM_VERSION "-x64.msi";
 }
 
+// As many as TCP has ports for connections.
+size_t most_sockets() {
+    return 16'000;
+}
+
 bool is_device_name(const std::string& path) {
     std::error_code error;
     return std::filesystem::absolute(host::path_of(path), error).wstring().starts_with(W("\\\\.\\"));

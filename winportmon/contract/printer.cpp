@@ -6,7 +6,6 @@ namespace contract {
 namespace {
 
 constexpr size_t kServiceSize = 6;        // five digits and a terminator
-constexpr uint32_t kMostAddresses = 16;   // further ones are not tried
 constexpr uint32_t kConnectSeconds = 21;  // after which Windows gives up an address, unless it is set up otherwise
 constexpr DWORD kSliceMs = 100;           // of a wait, between two looks at *stop
 constexpr WORD kWinsockVersion = 0x0202;
@@ -25,85 +24,6 @@ bool FormatService(uint32_t port_number, WCHAR (&service)[kServiceSize]) {
     return true;
 }
 
-// A connection that is being made; closed with the object.
-class Attempt {
-  public:
-    Attempt() = default;
-    ~Attempt() {
-        if (socket_ != INVALID_SOCKET) closesocket(socket_);
-    }
-    Attempt(const Attempt&) = delete;
-    Attempt& operator=(const Attempt&) = delete;
-
-    void Start(const ADDRINFOW& target) {
-        u_long non_blocking = 1;
-        socket_ = WSASocketW(target.ai_family, target.ai_socktype, target.ai_protocol, nullptr, 0,
-                             WSA_FLAG_OVERLAPPED | WSA_FLAG_NO_HANDLE_INHERIT);
-        const bool connected = socket_ != INVALID_SOCKET &&
-                               ioctlsocket(socket_, static_cast<long>(FIONBIO), &non_blocking) == 0 &&
-                               connect(socket_, target.ai_addr, static_cast<int>(target.ai_addrlen)) == 0;
-        error_ = connected ? 0 : WSAGetLastError();
-    }
-    // Waits until the attempt has ended, at most until so long after `begin`, or *stop is set. 0 when it is connected,
-    // WSAETIMEDOUT when it has not ended, or why it failed.
-    int Wait(DWORD begin, DWORD limit_ms, const std::atomic<bool>* stop) {
-        while (error_ == WSAEWOULDBLOCK) {
-            const DWORD passed = GetTickCount() - begin;
-            const bool over = passed >= limit_ms || (stop != nullptr && *stop);
-            timeval time = {};
-            time.tv_usec = static_cast<decltype(time.tv_usec)>(over ? 0 : std::min(limit_ms - passed, kSliceMs) * 1000);
-            fd_set connected;
-            fd_set failed;
-            FD_ZERO(&connected);
-            FD_ZERO(&failed);
-            FD_SET(socket_, &connected);
-            FD_SET(socket_, &failed);
-            const int ready = select(0, nullptr, &connected, &failed, &time);
-            int size = sizeof error_;
-            if (ready < 0 || (ready > 0 && getsockopt(socket_, SOL_SOCKET, SO_ERROR, reinterpret_cast<char*>(&error_),
-                                                      &size) != 0)) {
-                error_ = WSAGetLastError();
-            }
-            if (ready == 0 && over) error_ = WSAETIMEDOUT;
-        }
-        return error_;
-    }
-
-  private:
-    SOCKET socket_ = INVALID_SOCKET;
-    int error_ = 0;  // WSAEWOULDBLOCK while it is being made
-};
-
-PrinterCheck Check(const WCHAR* address, uint32_t port_number, DWORD limit_ms, const std::atomic<bool>* stop) {
-    ADDRINFOW* targets = nullptr;
-    PrinterCheck check = {Verdict::failed, static_cast<DWORD>(LookUpPrinter(address, port_number, &targets)), 0, 0, 0};
-    if (check.error == WSAHOST_NOT_FOUND || check.error == WSANO_DATA || check.error == WSATRY_AGAIN) {
-        check.verdict = Verdict::unknown_name;
-    }
-    if (check.error != 0) return check;
-    Attempt attempts[kMostAddresses];
-    for (const ADDRINFOW* target = targets; target != nullptr && check.addresses < kMostAddresses;
-         target = target->ai_next) {
-        attempts[check.addresses++].Start(*target);
-    }
-    FreeAddrInfoW(targets);
-    const DWORD begin = GetTickCount();
-    bool refused = false;
-    for (uint32_t i = 0; i < check.addresses; ++i) {
-        const int error = attempts[i].Wait(begin, limit_ms, stop);
-        check.error = static_cast<DWORD>(error);
-        if (error == 0) {
-            check.verdict = Verdict::accepted;
-            check.wait_seconds = check.silent * kConnectSeconds;
-            return check;
-        }
-        refused = refused || error == WSAECONNREFUSED;
-        if (error == WSAETIMEDOUT) ++check.silent;
-    }
-    check.verdict = refused ? Verdict::refused : check.silent > 0 ? Verdict::no_answer : Verdict::failed;
-    return check;
-}
-
 }  // namespace
 
 int LookUpPrinter(const WCHAR* address, uint32_t port_number, ADDRINFOW** found) {
@@ -117,13 +37,88 @@ int LookUpPrinter(const WCHAR* address, uint32_t port_number, ADDRINFOW** found)
     return GetAddrInfoW(address, service, &hints, found);
 }
 
-PrinterCheck CheckPrinter(const WCHAR* address, uint32_t port_number, DWORD limit_ms, const std::atomic<bool>* stop) {
+PrinterProbe::~PrinterProbe() {
+    for (uint32_t i = 0; i < check_.addresses; ++i) {
+        if (sockets_[i] != INVALID_SOCKET) closesocket(sockets_[i]);
+    }
+    if (started_) WSACleanup();
+}
+
+void PrinterProbe::Start(const WCHAR* address, uint32_t port_number) {
     WSADATA data = {};
-    const int error = WSAStartup(kWinsockVersion, &data);
-    if (error != 0) return {Verdict::failed, static_cast<DWORD>(error), 0, 0, 0};
-    const PrinterCheck check = Check(address, port_number, limit_ms, stop);
-    WSACleanup();
-    return check;
+    ADDRINFOW* targets = nullptr;
+    int error = WSAStartup(kWinsockVersion, &data);
+    started_ = error == 0;
+    if (started_) error = LookUpPrinter(address, port_number, &targets);
+    check_.error = static_cast<DWORD>(error);
+    const bool unknown = error == WSAHOST_NOT_FOUND || error == WSANO_DATA || error == WSATRY_AGAIN;
+    if (started_ && unknown) check_.verdict = Verdict::unknown_name;
+    ended_ = error != 0;
+    if (ended_) return;
+    for (const ADDRINFOW* target = targets; target != nullptr && check_.addresses < kMostAddresses;
+         target = target->ai_next) {
+        const uint32_t i = check_.addresses++;
+        u_long non_blocking = 1;
+        sockets_[i] = WSASocketW(target->ai_family, target->ai_socktype, target->ai_protocol, nullptr, 0,
+                                 WSA_FLAG_OVERLAPPED | WSA_FLAG_NO_HANDLE_INHERIT);
+        const bool connected = sockets_[i] != INVALID_SOCKET &&
+                               ioctlsocket(sockets_[i], static_cast<long>(FIONBIO), &non_blocking) == 0 &&
+                               connect(sockets_[i], target->ai_addr, static_cast<int>(target->ai_addrlen)) == 0;
+        errors_[i] = connected ? 0 : WSAGetLastError();
+    }
+    FreeAddrInfoW(targets);
+    begin_ = GetTickCount();
+}
+
+// Waits for one address. Leaves WSAEWOULDBLOCK when it has not answered yet, WSAETIMEDOUT when it is silent.
+int PrinterProbe::WaitFor(uint32_t index, DWORD wait_ms, DWORD limit_ms) {
+    int& error = errors_[index];
+    if (error != WSAEWOULDBLOCK) return error;
+    const DWORD passed = GetTickCount() - begin_;
+    const bool over = passed >= limit_ms;
+    timeval time = {};
+    time.tv_usec = static_cast<decltype(time.tv_usec)>(over ? 0 : std::min(limit_ms - passed, wait_ms) * 1000);
+    fd_set connected;
+    fd_set failed;
+    FD_ZERO(&connected);
+    FD_ZERO(&failed);
+    FD_SET(sockets_[index], &connected);
+    FD_SET(sockets_[index], &failed);
+    const int ready = select(0, nullptr, &connected, &failed, &time);
+    int size = sizeof error;
+    if (ready < 0 ||
+        (ready > 0 && getsockopt(sockets_[index], SOL_SOCKET, SO_ERROR, reinterpret_cast<char*>(&error), &size) != 0)) {
+        error = WSAGetLastError();
+    }
+    if (ready == 0 && over) error = WSAETIMEDOUT;
+    return error;
+}
+
+bool PrinterProbe::Wait(DWORD wait_ms, DWORD limit_ms) {
+    while (!ended_ && next_ < check_.addresses) {
+        const int error = WaitFor(next_, wait_ms, limit_ms);
+        if (error == WSAEWOULDBLOCK) return false;
+        ++next_;
+        check_.error = static_cast<DWORD>(error);
+        if (error == 0) {
+            check_.verdict = Verdict::accepted;
+            check_.wait_seconds = check_.silent * kConnectSeconds;
+            return ended_ = true;
+        }
+        refused_ = refused_ || error == WSAECONNREFUSED;
+        if (error == WSAETIMEDOUT) ++check_.silent;
+    }
+    if (!ended_)
+        check_.verdict = refused_ ? Verdict::refused : check_.silent > 0 ? Verdict::no_answer : Verdict::failed;
+    return ended_ = true;
+}
+
+PrinterCheck CheckPrinter(const WCHAR* address, uint32_t port_number, DWORD limit_ms, const std::atomic<bool>* stop) {
+    PrinterProbe probe;
+    probe.Start(address, port_number);
+    while (!probe.Wait(kSliceMs, stop != nullptr && *stop ? 0 : limit_ms)) {
+    }
+    return probe.check();
 }
 
 }  // namespace contract
