@@ -1,6 +1,7 @@
 #include "tsport/verb.h"
 
 #include <algorithm>
+#include <map>
 
 #include "tsport/answer.h"
 #include "tsport/doctor/doctor.h"
@@ -84,7 +85,14 @@ bool take_options(const ParsedLine& line, Command& command, std::string& why) {
 
 bool take_verb(const std::string& word, Command& command, std::string& why) {
     command.verb = find_verb(word);
-    why = "unknown verb " + word + command_line::did_you_mean(word, verb_names());
+    // Other tools' verbs.
+    static const std::map<std::string, std::string> others = {
+        {"remove", "delete"}, {"rm", "delete"},  {"del", "delete"}, {"create", "add"}, {"new", "add"},   {"ls", "list"},
+        {"get", "show"},      {"change", "set"}, {"modify", "set"}, {"ping", "test"},  {"check", "test"}};
+    const auto known = others.find(word);
+    why = "unknown verb " + word +
+          (known != others.end() ? "; did you mean " + known->second + "?"
+                                 : command_line::did_you_mean(word, verb_names()));
     return command.verb != nullptr;
 }
 

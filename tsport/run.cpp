@@ -68,10 +68,16 @@ bool is_installed(const Spooler& spooler) {
                        [](const Text& name) { return same_name(name, contract::kMonitorName); });
 }
 
+// To try a printer by its address from here takes no monitor.
+bool needs_monitor(const Command& command) {
+    const bool printer_alone = command.verb->run == test && command.number_given && command.servers.empty();
+    return command.verb->needs != Needs::nothing && !printer_alone;
+}
+
 void run_on(const Command& command, const Text& server, Hosted* hosted, const Console& console, Reply& reply) {
     const Spooler spooler(server);
     const Task task{command, spooler, hosted, reply, console};
-    if (command.verb->needs != Needs::nothing && hosted == nullptr && !is_installed(spooler)) {
+    if (needs_monitor(command) && hosted == nullptr && !is_installed(spooler)) {
         task.fail(refused,
                   {"the port monitor \"" + shown(contract::kMonitorName) + "\" is not installed; " + installing_hint(),
                    "not-installed"});
@@ -235,7 +241,7 @@ Answer run(const std::vector<std::string>& words, const Console& console) {
     std::vector<Reply> replies(std::max<size_t>(1, command.servers.size()));
     if (!command.servers.empty()) {
         run_on_servers(command, console, replies);
-    } else if (command.store.empty() || command.verb->needs == Needs::nothing) {
+    } else if (command.store.empty() || !needs_monitor(command)) {
         run_on(command, Text(), nullptr, console, replies[0]);
     } else {
         run_hosted(command, console, replies[0]);

@@ -275,7 +275,7 @@ options:
   --servers FILE           asks the servers that the file names, one in each line
   --store FILE             works on the ports in FILE (as export writes it) instead, with a monitor loaded into this
                            program
-  --library PATH           the monitor for --store (default: beside this program or in the folder above)
+  --library PATH           the monitor for --store (default: beside this program, in the folder above, or the installed one)
   --wait SECONDS           how long to wait for another process that is changing the store (default 10)
   --json                   answers for scripts, errors too
   --version                the version

@@ -1,5 +1,7 @@
 // The administrators' command line: what it answers (tsport.txt, and the examples of README.md), and what a text cannot
 // show. Its library is a hosted one, over a file of ports or as the monitor of simulated servers.
+#include <rapidjson/document.h>
+
 #include <optional>
 #include <regex>
 #include <thread>
@@ -81,6 +83,13 @@ std::vector<Part> parse_script(const std::string& text) {
         }
     }
     return parts;
+}
+
+std::string members_of(const rapidjson::Value& object) {
+    std::string names;
+    for (const auto& member : object.GetObject())
+        names += (names.empty() ? "" : " ") + std::string(member.name.GetString());
+    return names;
 }
 
 // The lines of an answer, the last one ended or not.
@@ -269,6 +278,47 @@ TEST(Json, TextsOfAnyKind) {
 
 // -- The store
 // ---------------------------------------------------------------------------------------------------------
+
+// Every verb, whether it succeeds or not, answers with the same members.
+TEST_F(Tsport, JsonHasOneShape) {
+    const std::string closed = std::to_string(closed_.port());
+    const std::pair<Lines, std::string> rows[] = {
+        {{"add", "A", "127.0.0.1", closed}, "added"},
+        {{"add", "A", "127.0.0.1"}, ""},
+        {{"set", "A", "127.0.0.1"}, "changed was"},
+        {{"list"}, "name address port state queues"},
+        {{"list", "--names"}, "name"},
+        {{"show", "A"}, "name address port state queues"},
+        {{"show", "B"}, ""},
+        {{"test", "A"}, "name address port reachable verdict"},
+        {{"test", "127.0.0.1", closed}, "address port reachable verdict"},
+        {{"exists", "A"}, "name exists"},
+        {{"export", "file"}, "exported"},
+        {{"import", "file"}, "dry_run added changed left_alone"},
+        {{"import", "none"}, ""},
+        {{"diff", "file"}, "only_in_file only_here differ"},
+        {{"delete", "A", "--dry-run"}, "would_delete"},
+        {{"delete", "A"}, "deleted"},
+        {{"delete"}, ""},
+        {{"report", "none"}, ""},
+        {{"completion", "zsh"}, ""},
+    };
+    for (const auto& [words, members] : rows) {
+        Lines arguments = words;
+        arguments.emplace_back("--json");
+        rapidjson::Document answer;
+        answer.Parse(run(arguments).out.c_str());
+        SCOPED_TRACE(testing::PrintToString(words));
+        ASSERT_TRUE(answer.IsObject());
+        EXPECT_EQ(members_of(answer), "version verb results warnings errors");
+        EXPECT_EQ(answer["version"].GetInt(), 1);
+        EXPECT_EQ(answer["verb"].GetString(), words[0]);
+        ASSERT_EQ(answer["results"].Size(), members.empty() ? 0u : 1u);
+        ASSERT_EQ(answer["errors"].Size(), members.empty() ? 1u : 0u);
+        EXPECT_EQ(members_of(answer[members.empty() ? "errors" : "results"][0]),
+                  members.empty() ? "error code cause" : members);
+    }
+}
 
 TEST_F(Tsport, OneProcessAtATimeChangesAStore) {
     ASSERT_EQ(run({"add", "A", "h"}).status, tsport::done);

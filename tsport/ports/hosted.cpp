@@ -25,12 +25,17 @@ bool is_print_server() {
     return false;
 }
 
-// In the package this program has a folder of its own.
+// Beside this program, in the folder above, as in the package, or where it is installed; empty when there is none.
 std::string own_library() {
-    const std::string beside = host::executable_folder() + "/" + host::monitor_file_name();
-    std::error_code error;
-    if (std::filesystem::exists(beside, error)) return beside;
-    return host::executable_folder() + "/../" + host::monitor_file_name();
+    WCHAR system[MAX_PATH] = {};
+    GetSystemDirectoryW(system, MAX_PATH);
+    const std::string own = host::executable_folder();
+    for (const std::string& folder : {own, own + "/..", host::to_utf8(system)}) {
+        const std::string path = folder + "/" + host::monitor_file_name();
+        std::error_code error;
+        if (std::filesystem::exists(host::path_of(path), error)) return path;
+    }
+    return "";
 }
 
 }  // namespace
@@ -97,6 +102,9 @@ bool Hosted::load(const Options& options, std::string& why) {
         return false;
     }
     library_ = options.library.empty() ? own_library() : options.library;
+    why = std::string("the monitor, ") + host::monitor_file_name() +
+          ", is not where it is looked for; name it with --library PATH";
+    if (library_.empty()) return false;
     return start(why);
 }
 
