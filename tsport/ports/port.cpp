@@ -1,6 +1,7 @@
 #include "tsport/ports/port.h"
 
 #include <algorithm>
+#include <compare>
 #include <set>
 
 #include "host/ports.h"
@@ -103,7 +104,12 @@ bool natural_order(const Text& left, const Text& right) {
         const Text one = take(left, l);
         const Text other = take(right, r);
         if (number && one.size() != other.size()) return one.size() < other.size();
-        if (!same_name(one, other)) return NameOrder()(one, other);
+        // In the order of the characters, whatever the machine's language.
+        const auto folded = [](WCHAR c) { return c >= W('a') && c <= W('z') ? c - W('a') + W('A') : int{c}; };
+        const auto order =
+            std::lexicographical_compare_three_way(one.begin(), one.end(), other.begin(), other.end(),
+                                                   [&](WCHAR a, WCHAR b) { return folded(a) <=> folded(b); });
+        if (order != 0) return order < 0;
     }
     return left.size() - l < right.size() - r;
 }
