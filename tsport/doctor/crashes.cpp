@@ -154,7 +154,7 @@ std::vector<std::string> other_monitors() {
 }  // namespace
 
 void check_events(const std::vector<Event>& events, const CrashContext& context, Findings& findings) {
-    constexpr auto near = std::chrono::minutes(2);  // Windows writes of the service soon after it writes of the module
+    constexpr auto soon = std::chrono::minutes(2);  // Windows writes of the service soon after it writes of the module
     std::map<std::string, Crashes> by_module;
     std::vector<Timestamp> module_times;
     std::vector<Timestamp> ends;
@@ -195,7 +195,7 @@ void check_events(const std::vector<Event>& events, const CrashContext& context,
     Crashes unexplained;
     for (const Timestamp end : ends) {
         const bool explained = std::any_of(module_times.begin(), module_times.end(),
-                                           [&](Timestamp time) { return end >= time - near && end <= time + near; });
+                                           [&](Timestamp time) { return end >= time - soon && end <= time + soon; });
         if (!explained) add(unexplained, end, "the service ended without an event that names a module");
     }
     if (unexplained.count != 0) {

@@ -94,7 +94,7 @@ std::string function_at(const std::string& pdb, std::uint32_t address) {
     const std::uint64_t modules = 64;
     const std::uint64_t modules_end = std::min<std::uint64_t>(modules + header.number(24, 4), information.size());
     std::uint64_t streams = modules;  // the list of further streams is behind all other parts
-    for (const unsigned part : {24, 28, 32, 36, 40, 52}) streams += header.number(part, 4);
+    for (const unsigned part : {24u, 28u, 32u, 36u, 40u, 52u}) streams += header.number(part, 4);
     const std::string headers = container.stream(header.number(streams + 10, 2));
     const Place place = place_of(Bytes(headers), address);
     for (std::uint64_t at = modules; place.section != 0 && at + 64 < modules_end;) {
