@@ -16,6 +16,9 @@ LPWSTR writable(const Text& text) {
 template <typename Record>
 class Records {
   public:
+    // A buffer that is large enough saves the spooler from listing everything twice; for another server it goes over
+    // the network as it is.
+    explicit Records(const Text& server) : buffer_(server.empty() ? 131'072 : 2048) {}
     // `enumerate`(buffer, size, &needed, &count)
     template <typename Function>
     DWORD read(Function enumerate) {
@@ -60,7 +63,7 @@ Spooler::~Spooler() {
 }
 
 DWORD Spooler::ports(std::vector<SpoolerPort>& ports) const {
-    Records<PORT_INFO_2W> records;
+    Records<PORT_INFO_2W> records(server_);
     const DWORD code = records.read([&](BYTE* buffer, DWORD size, DWORD* needed, DWORD* count) {
         return EnumPortsW(writable(server_), 2, buffer, size, needed, count);
     });
@@ -70,7 +73,7 @@ DWORD Spooler::ports(std::vector<SpoolerPort>& ports) const {
 }
 
 DWORD Spooler::queues(std::vector<Queue>& queues) const {
-    Records<PRINTER_INFO_2W> records;
+    Records<PRINTER_INFO_2W> records(server_);
     const DWORD flags = server_.empty() ? PRINTER_ENUM_LOCAL : PRINTER_ENUM_NAME;
     const DWORD code = records.read([&](BYTE* buffer, DWORD size, DWORD* needed, DWORD* count) {
         return EnumPrintersW(flags, writable(server_), 2, buffer, size, needed, count);
@@ -86,7 +89,7 @@ DWORD Spooler::queues(std::vector<Queue>& queues) const {
 }
 
 DWORD Spooler::monitors(std::vector<Text>& names) const {
-    Records<MONITOR_INFO_1W> records;
+    Records<MONITOR_INFO_1W> records(server_);
     const DWORD code = records.read([&](BYTE* buffer, DWORD size, DWORD* needed, DWORD* count) {
         return EnumMonitorsW(writable(server_), 1, buffer, size, needed, count);
     });

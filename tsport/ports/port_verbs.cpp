@@ -104,7 +104,7 @@ void list(const Task& task) {
     for (const Found& one : found) {
         const std::vector<Text>& of_port = queues[one.port.name];
         reply.rows.push_back(cells_of(one));
-        if (any_queue) reply.rows.back().push_back(joined(of_port));
+        if (!of_port.empty() || (any_queue && !one.note.empty())) reply.rows.back().push_back(joined(of_port));
         if (!one.note.empty()) reply.rows.back().push_back(one.note);
         reply.json_objects.push_back(members_of(one, of_port));
     }
