@@ -1,5 +1,5 @@
 // tsport doctor: faults of a set-up, planted one at a time, each named once and nothing else; what only a server shows,
-// from what it would be read of; and the list of findings in docs/.
+// from what it would be read of; odd event files; and the list of findings in docs/.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -12,6 +12,7 @@
 #include "tests/support/files.h"
 #include "tests/support/print_server.h"
 #include "tsport/doctor/base.h"
+#include "tsport/doctor/crashes.h"
 #include "tsport/doctor/library.h"
 #include "tsport/doctor/server.h"
 #include "tsport/platform.h"
@@ -162,42 +163,6 @@ TEST_F(Doctor, NamesEachPlantedFaultOnceAndNothingElse) {
         EXPECT_EQ(ids_in(answer.out), Ids{fault.id}) << answer.out << answer.err;
         EXPECT_EQ(answer.status, tsport::not_there) << fault.id;
     }
-}
-
-TEST_F(Doctor, ShowsWhatWasAskedFor) {
-    settings_ += "ParseTimeuot=5\n<b>\x1B[31m=\xFF\n";
-    fs::remove(base_ / "ts-print-monitor.exe");
-    EXPECT_EQ(ids_in(look({"--only", "helper,conf.missing"}).out), Ids{"helper.missing"});
-    EXPECT_EQ(ids_in(look({"--skip", "conf", "--skip=helper.missing"}).out), Ids());
-    EXPECT_EQ(look({"--only", "queues"}).status, tsport::refused);
-    EXPECT_EQ(look({"--only", "conf.unknwon-name"}).status, tsport::bad_usage);
-    EXPECT_EQ(tsport::run({"doctor", "--base", utf8_of(folder_ / "nothing")}).status, tsport::refused);
-
-    const std::string text = tsport::run({"doctor", "--base", utf8_of(base_)}).out;
-    EXPECT_NE(text.find("\n    line 6: \"ParseTimeuot\" is not a setting; did you mean ParseTimeout=5\n"),
-              std::string::npos);
-    EXPECT_NE(text.find("\n    line 7: \"<b>\\u001b[31m\" is not a setting\n"), std::string::npos) << text;
-    EXPECT_NE(text.find("\nnot checked: spooler, monitor, provider, queues: it can be"), std::string::npos) << text;
-    EXPECT_NE(text.find("net start spooler\n1 broken, "), std::string::npos) << text;
-    EXPECT_EQ(text.find('\x1B'), std::string::npos) << text;
-}
-
-TEST_F(Doctor, ReadsTheErrorsOfTheLastDayAsTheReportDoes) {
-    const std::string connect = "TSM Start Doc Port failed to connect to printer address: 10.0.0.";
-    put("print-monitor.log",
-        "2026-02-27 10:00:00,000 ERROR: os.cpp:122 - Unable to open file to determine file size: C:\\x - y\r\n"
-        "2026-02-27 23:00:00,000 ERROR: of another day\r\n"
-        "2026-03-01 11:00:00,000 ERROR: " +
-            connect + "1\r\n2026-03-01 11:00:01,000 ERROR: " + connect +
-            "2\r\n"
-            "2026-03-01 11:00:01,000 ERROR: TSM: of no document 3\r\n"
-            "2026-03-01 11:00:01,000 DEBUG: x ERROR: y\r\n2026-99-01 ERROR: z\r\n");
-    EXPECT_EQ(
-        found_in(look({"--only=log.errors"}).out, "print-monitor.log\", \"found\": \"([^}]*)\"}"),
-        (Ids{"2 documents: the printer could not be reached (printer.unreachable), the last at 2026-03-01 11:00:01",
-             "1 error \\\"TSM: of no document 3\\\""}));
-    const std::string text = tsport::run({"doctor", "--base", utf8_of(base_)}).out;
-    EXPECT_NE(text.find("print-monitor.log\" shows which"), std::string::npos) << text;
 }
 
 TEST_F(Doctor, FitsOnTwoScreensAndGivesCommandsAsData) {
@@ -391,6 +356,28 @@ TEST(DoctorOfAServer, WeighsAccessListsAsWindowsDoes) {
     EXPECT_EQ(rights_of_system({false, {{true, 0x6, "S-1-5-19"}}}, 0x6), 0u);
     EXPECT_EQ(shadowing_paths("C:\\Program Files\\A B\\x.exe"),
               (std::vector<std::string>{"C:\\Program.exe", "C:\\Program Files\\A.exe"}));
+}
+
+TEST(DoctorOfEvents, FilesAreReadInEitherEncodingAndOddOnesRefused) {
+    const std::string one =
+        "<Event><System><Provider Name='Application Error'/><EventID>1000</EventID></System>"
+        "<EventData><Data>spoolsv.exe</Data></EventData></Event>";
+    std::string why;
+    const auto found = [&why](const std::string& xml) {
+        std::vector<tsport::doctor::Event> events;
+        return tsport::doctor::read_events(xml, events, why) ? events.size() : 0;
+    };
+    std::string utf16 = "\xFF\xFE";
+    for (const char c : "<Events>" + one + "</Events>") utf16 += {c, '\0'};
+    EXPECT_EQ(found(utf16), 1u);
+    std::string deep = "<Event>";
+    for (int i = 0; i < 30'000; ++i) deep += "<a>";
+    EXPECT_EQ(found(deep + "</Event>" + one.substr(0, 100) + one), 1u);
+    for (const std::string& odd :
+         {std::string(), std::string("ElfFile\0\0", 9), deep, std::string("<Event>&#xFFFFFFF;")}) {
+        EXPECT_EQ(found(odd), 0u);
+        EXPECT_NE(why.find("wevtutil qe"), std::string::npos) << why;
+    }
 }
 
 // -- The table of findings -------------------------------------------------------------------------------------------

@@ -11,7 +11,6 @@
 namespace test {
 namespace {
 
-using tsport::report::Cause;
 using tsport::report::Document;
 using tsport::report::Outcome;
 
@@ -333,85 +332,6 @@ TEST_F(Report, ALogInSeveralFiles) {
     EXPECT_EQ(count({second, first}), count({folder.base + "/print-monitor.log.5"}));
 }
 
-TEST_F(Report, TheHistoryOfOneJob) {
-    start();
-    PrintServer::print_job(42, pattern(5000), true);
-    PrintServer::print_job(43, pattern(200'000));
-    tsport::report::Options options;
-    options.job = 43;
-    const Reported reported = report(options);
-    EXPECT_EQ(reported.documents.size(), 1u);
-    EXPECT_NE(reported.history.find("  the document starts: \"Office\", JobId: 43"), std::string::npos)
-        << reported.history;
-    EXPECT_NE(reported.history.find("  4 buffers, 200,000 bytes sent to the printer\n"), std::string::npos)
-        << reported.history;
-    EXPECT_EQ(reported.history.find("JobId: 42"), std::string::npos) << reported.history;
-    options.job = 42;
-    EXPECT_NE(report(options).history.find("1 buffer, 5,000 bytes taken and thrown away\n"), std::string::npos);
-}
-
-TEST_F(Report, OnlyWhatWasAskedFor) {
-    prepare();
-    add_printer(W("=1+1; @2|3"));
-    install_helper();
-    start_monitor();
-    for (int i = 0; i < 3; ++i) print(W("=1+1; @2|3"), "page");
-    const Reported all = report();
-    ASSERT_EQ(all.documents.size(), 4u);
-    EXPECT_NE(all.csv.find(",\"'=1+1; '@2|3\",2,"), std::string::npos) << "a spreadsheet would reckon: " << all.csv;
-
-    tsport::report::Options options;
-    options.printer = "OFFICE";
-    EXPECT_EQ(report(options).documents.size(), 1u);
-    options.printer = "127.0.0.1";
-    EXPECT_EQ(report(options).documents.size(), 4u);
-    options.since = all.documents[1]->start;
-    options.until = *options.since + std::chrono::milliseconds(1);
-    const auto at_once = std::count_if(all.documents.begin(), all.documents.end(),
-                                       [&](const Document* document) { return document->start == *options.since; });
-    EXPECT_EQ(report(options).documents.size(), static_cast<size_t>(at_once));
-    options.until = options.since;
-    EXPECT_EQ(report(options).documents.size(), 0u);
-}
-
-// Each with what it says instead of nothing.
-TEST_F(Report, AnswersThatWouldBeEmpty) {
-    start();
-    for (const DWORD job : {42u, 43u, 50u}) PrintServer::print_job(job, "page");
-    tsport::report::Options options;
-    options.job = 99;
-    EXPECT_NE(report(options).report_text.find("There is no job 99, but: 1, 42-43, 50."), std::string::npos);
-    options.job.reset();
-    options.printer = "Ofice";
-    EXPECT_NE(report(options).report_text.find("There is no document on Ofice, but on: Office."), std::string::npos);
-    options.printer.clear();
-    options.since = tsport::report::local_now() + std::chrono::days(1);
-    EXPECT_NE(report(options).report_text.find("The last document that the logs know started at 2"), std::string::npos);
-    const Reported silent("");
-    for (const std::string* const form : {&silent.report_text, &silent.json, &silent.html}) {
-        EXPECT_NE(form->find("with Debug=off, everything without trouble"), std::string::npos) << *form;
-        EXPECT_NE(form->find("hang at this moment or are slow"), std::string::npos) << *form;
-    }
-}
-
-TEST_F(Report, OtherErrorsOfOneKindAreOneRow) {
-    const std::string time = "2026-03-01 10:00:0";
-    std::string log;
-    for (int i = 0; i < 6; ++i) {
-        const std::string number = std::to_string(i);
-        log += time + number + ",000 ERROR: TSM: Unable to delete force attr spool path: C:\\spool\\" + number + "\n";
-        log += time + number + ",000 ERROR: TSM: unable to get job status for job " + number + " - gone (Error: 87)\n";
-    }
-    tsport::report::Options options;
-    options.since = tsport::report::parse_timestamp(time + "2,000");
-    const Reported reported(log, options);
-    EXPECT_NE(
-        reported.report_text.find("OTHER ERRORS\n  4 x TSM: Unable to delete force attr spool path: C:\\spool\\2\n"
-                                  "  4 x TSM: unable to get job status for job 2 - gone (Error: 87)\n"),
-        std::string::npos)
-        << reported.report_text;
-}
-
 // The tables fit the terminal, and what does not fit in a line of theirs goes on below.
 TEST_F(Report, FitsTheTerminal) {
     start();
@@ -426,58 +346,12 @@ TEST_F(Report, FitsTheTerminal) {
     }
 }
 
-TEST_F(Report, Times) {
+TEST(ReportTimes, MayBeCountedBackFromNow) {
     const tsport::report::Timestamp now = *tsport::report::parse_timestamp("2026-03-01 12:00:00,000");
-    const struct {
-        const char* text;
-        const char* time;  // "": it is none
-    } rows[] = {
-        {"2026-02-28", "2026-02-28 00:00:00.000"},
-        {"2026-02-28T09:05", "2026-02-28 09:05:00.000"},
-        {"2026-02-28 09:05:07", "2026-02-28 09:05:07.000"},
-        {"90m", "2026-03-01 10:30:00.000"},
-        {"24h", "2026-02-28 12:00:00.000"},
-        {"7d", "2026-02-22 12:00:00.000"},
-        {"24w", ""},
-        {"yesterday", ""},
-        {"2026-13-01", ""},
-        {"2026-02-29", ""},
-    };
-    for (const auto& row : rows) {
-        const auto time = tsport::report::parse_time(row.text, now);
-        EXPECT_EQ(time ? tsport::report::to_text(*time) : "", row.time) << row.text;
-    }
-}
-
-TEST_F(Report, CommandLinesThatAreRefused) {
-    start();
-    PrintServer::print_job(42, "page", true);
-    const struct {
-        Lines arguments;
-        tsport::Status status;
-        const char* message;
-    } rows[] = {
-        {{"log", "--since", "1h", "--until", "2h"}, tsport::bad_usage, "--until has to be later than --since"},
-        {{"log", "--since", "2026-13-01"}, tsport::bad_usage, "--since takes a time like 2026-03-01,"},
-        {{"log", "--job", "4294967296"}, tsport::bad_usage, "--job takes a number, not 4294967296"},
-        {{"log", "--rows=0"}, tsport::bad_usage, "--rows takes a number from 1"},
-        {{"log", "--json", "--csv"}, tsport::bad_usage, "--csv and --json exclude each other"},
-        {{"log", "--printr", "Office"}, tsport::bad_usage, "did you mean --printer?"},
-        {{"log", "--server", "other"}, tsport::bad_usage, "--server does not go with report"},
-        {{}, tsport::refused, "name the log or the folder that it lies in"},
-        {{"no/such/log", "--rows=5"}, tsport::refused, "no/such/log does not exist"},
-        {{folder.base + "/print-provider.conf"}, tsport::refused, "and none is the monitor's"},
-        {{folder.install + "/providers"}, tsport::refused, "tsport doctor finds out why"},
-        {{folder.base}, tsport::done, ""},
-        {{folder.base, "--check"}, tsport::not_there, ""},
-        {{folder.base, "--html", "no/such/page"}, tsport::refused, "no/such/page cannot be written"},
-    };
-    for (const auto& row : rows) {
-        Lines arguments = {"report"};
-        arguments.insert(arguments.end(), row.arguments.begin(), row.arguments.end());
-        const tsport::Answer answer = tsport::run(arguments, {std::cin, nullptr, [](std::string_view) {}});
-        EXPECT_EQ(answer.status, row.status) << answer.err;
-        EXPECT_NE((answer.err + answer.out).find(row.message), std::string::npos) << answer.err;
+    for (const auto& [text, time] : {std::pair{"90m", "2026-03-01 10:30:00.000"},
+                                     {"24h", "2026-02-28 12:00:00.000"},
+                                     {"7d", "2026-02-22 12:00:00.000"}}) {
+        EXPECT_EQ(tsport::report::to_text(*tsport::report::parse_time(text, now)), time);
     }
 }
 
@@ -513,35 +387,6 @@ TEST(LineReader, GivesEachLineOnceAndSkipsTheRestOfALongOne) {
     EXPECT_FALSE(reader.next());
     EXPECT_EQ(reader.bytes(), log.str().size());
     EXPECT_FALSE(reader.is_utf16());
-}
-
-TEST(LogLine, IsTakenForWhatItIs) {
-    using tsport::report::LineKind;
-    const struct {
-        const char* text;
-        LineKind kind;
-        const char* message;
-        std::uint32_t thread;
-    } rows[] = {
-        {"2026-02-28 23:59:59,999 ERROR: tsmon.cpp:12 - it failed [77]\r", LineKind::complete, "it failed", 77},
-        {"2026-02-28 23:59:59,999 DEV  : a.cpp:1 - [x] - y [4294967295]", LineKind::complete, "[x] - y", 4294967295u},
-        {"2026-02-28 23:59:59,999 ERROR: it failed [77]", LineKind::complete, "it failed [77]", 0},
-        {"2026-02-28 23:59:59,999 INFO : ready", LineKind::complete, "ready", 0},
-        {"2026-02-28 23:59:59,999 DEBUG: tsmon.cpp:12 - it fai", LineKind::truncated, "", 0},
-        {"2026-02-28 23:59:59,999 ERROR: tsmon.cpp:12 - it [4294967296]", LineKind::truncated, "", 0},
-        {"2026-02-28 23:59:59,999 ERR", LineKind::truncated, "", 0},
-        {"2026-02-29 23:59:59,999 ERROR: no such day", LineKind::foreign, "", 0},
-        {"2026-02-28 24:00:00,000 ERROR: no such hour", LineKind::foreign, "", 0},
-        {"2026-02-28T23:59:59,999 ERROR: of another program", LineKind::foreign, "", 0},
-    };
-    for (const auto& row : rows) {
-        tsport::report::LogLine line;
-        ASSERT_EQ(tsport::report::parse_line(row.text, line), row.kind) << row.text;
-        if (row.kind != LineKind::complete) continue;
-        EXPECT_EQ(line.message, row.message);
-        EXPECT_EQ(line.thread, row.thread) << row.text;
-        EXPECT_EQ(tsport::report::to_text(line.time), "2026-02-28 23:59:59.999");
-    }
 }
 
 // More threads than are followed at once: every document is still counted, once.
