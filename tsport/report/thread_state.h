@@ -23,6 +23,7 @@ struct ThreadState {
     bool lost = false;
     bool restart_requested = false;
     bool ended = false;
+    bool measured = false;  // the log gives the duration of its end and of all of it
     bool failed_at_end = false;
     bool at_end = false;          // of the log: it may still go on
     std::uint32_t last_size = 0;  // of the buffer handed over last

@@ -199,7 +199,7 @@ void DocumentTracker::close(ThreadState& state) {
     // The helper also asks for patience without a reason.
     if (document.held_for != 0 || document.held_ms >= 1000) document.add(Cause::held);
     document.connect_ms = document.start_ms - std::min(document.start_ms, state.held_at_start_ms);
-    if (document.total_ms == 0) document.total_ms = elapsed_ms(document.start, state.last_time);
+    if (!state.measured && document.total_ms == 0) document.total_ms = elapsed_ms(document.start, state.last_time);
     document.outcome = outcome_of(state);
     const std::string slow = slowness(state, std::uint64_t{document.write_ms} + document.close_ms);
     if (document.came_out() && !document.rewritten && !slow.empty())

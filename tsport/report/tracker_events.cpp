@@ -160,8 +160,9 @@ bool ended(const Entry& entry) {
     if (!result) return false;
     state.ended = true;
     if (*result == 0) state.failed_at_end = true;
-    if (document.end_ms == 0 && state.end_begun) document.end_ms = elapsed_ms(*state.end_begun, entry.time());
-    if (document.total_ms == 0) document.total_ms = elapsed_ms(document.start, entry.time());
+    if (state.measured) return true;
+    if (state.end_begun) document.end_ms = elapsed_ms(*state.end_begun, entry.time());
+    document.total_ms = elapsed_ms(document.start, entry.time());
     return true;
 }
 
@@ -195,6 +196,7 @@ bool statistics(const Entry& entry) {
         document.end_ms = figure;
     } else if (*what == "Total") {
         document.total_ms = figure;
+        entry.state.measured = true;
         if (!document.started) document.start = entry.time() - std::chrono::milliseconds(figure);
     } else if (*what == "Writes") {
         const auto duration = take_until(rest, "duration ") ? take_number(rest) : std::nullopt;
