@@ -36,8 +36,8 @@ enable_language(RC)
 
 # Compiling for Windows is mostly reading headers. Those that nearly all sources of these targets include, and more that
 # are named, are read once: precompile_headers(TARGETS... [HEADERS MORE...]). The targets have the same options. Headers in
-# brackets are included as they are; others by their path on this machine, which would change the sum that the symbols have of
-# the list.
+# brackets are included as they are; others by their path on this machine, so that a compiler cache would take the list of one
+# checkout for that of another.
 add_compile_options("$<$<COMPILE_LANGUAGE:CXX>:SHELL:-Xclang -fno-pch-timestamp>")
 function(precompile_headers owner)
   cmake_parse_arguments(PARSE_ARGV 1 argument "" "" HEADERS)

@@ -7,6 +7,8 @@ folder=$1
 shift
 # A compiler cache keeps what was compiled with a precompiled header only where it may.
 export CCACHE_SLOPPINESS=${CCACHE_SLOPPINESS:-pch_defines,time_macros}
+# It compares all of a file, comments too: symbols hold the files' sums.
+export CCACHE_DEPEND=1
 relative=$(realpath --relative-to=. "$folder")
 arguments=("${@/#$folder/$relative}")
 exec "${arguments[@]/#-I$folder/-I$relative}"
