@@ -35,15 +35,13 @@ target_link_libraries(spooler_sim PUBLIC winapi)
 enable_language(RC)
 
 # Compiling for Windows is mostly reading headers. Those that nearly all sources of these targets include, and more that
-# are named, are read once: precompile_headers(TARGETS... [HEADERS MORE...]). The targets have the same options. Headers in
-# brackets are included as they are; others by their path on this machine, so that a compiler cache would take the list of one
-# checkout for that of another.
+# are named, are read once: precompile_headers(TARGETS... [HEADERS MORE...]). The targets have the same options.
 add_compile_options("$<$<COMPILE_LANGUAGE:CXX>:SHELL:-Xclang -fno-pch-timestamp>")
 function(precompile_headers owner)
   cmake_parse_arguments(PARSE_ARGV 1 argument "" "" HEADERS)
-  target_precompile_headers(${owner} PRIVATE <algorithm> <atomic> <chrono> <cstdio> <cstring> <filesystem> <fstream>
-                            <functional> <map> <memory> <mutex> <string> <thread> <vector> <winapi/winapi.h>
-                            ${argument_HEADERS})
+  target_precompile_headers(${owner} PRIVATE ${CMAKE_SOURCE_DIR}/winapi/winapi.h <algorithm> <atomic> <chrono> <cstdio>
+                            <cstring> <filesystem> <fstream> <functional> <map> <memory> <mutex> <string> <thread>
+                            <vector> ${argument_HEADERS})
   foreach(target ${argument_UNPARSED_ARGUMENTS})
     target_precompile_headers(${target} REUSE_FROM ${owner})
   endforeach()

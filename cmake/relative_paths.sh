@@ -9,6 +9,8 @@ shift
 export CCACHE_SLOPPINESS=${CCACHE_SLOPPINESS:-pch_defines,time_macros}
 # It compares all of a file, comments too: symbols hold the files' sums.
 export CCACHE_DEPEND=1
+# A precompiled header holds the folder that it was made in, and serves no other.
+[[ $* != *-emit-pch* ]] || export CCACHE_DISABLE=1
 relative=$(realpath --relative-to=. "$folder")
 arguments=("${@/#$folder/$relative}")
 exec "${arguments[@]/#-I$folder/-I$relative}"
