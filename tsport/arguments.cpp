@@ -6,6 +6,7 @@
 #include "tsport/answer.h"
 #include "tsport/doctor/doctor.h"
 #include "tsport/file.h"
+#include "tsport/migrate/migrate.h"
 #include "tsport/output.h"
 #include "tsport/ports/encoding.h"
 
@@ -98,14 +99,17 @@ bool take_verb(const std::string& word, Command& command, std::string& why) {
 
 std::string misfit_of(const Command& command) {
     const bool reports = command.verb->run == report_logs;
-    const bool asks_spooler = !reports && command.verb->run != doctor::examine;
+    const bool migrates = command.verb->run == migrate::migrate;
+    const bool asks_spooler = !reports && !migrates && command.verb->run != doctor::examine;
     if (!command.library.empty() && command.store.empty()) return "--library goes with --store";
     if (command.csv && command.json && (reports || command.verb->run == list))
         return "--csv and --json exclude each other";
     if (!command.servers.empty() && !asks_spooler)
         return std::string("--server does not go with ") + command.verb->name +
-               ", which reads files: run it on that server, or name them by its share, \\\\NAME\\C$\\...";
-    if (!command.store.empty() && reports) return "--store does not go with report";
+               (migrates ? ": run it on that server"
+                         : ", which reads files: run it on that server, or name them by its share, \\\\NAME\\C$\\...");
+    if (!command.store.empty() && (reports || migrates))
+        return std::string("--store does not go with ") + command.verb->name;
     return command.store.empty() || command.servers.empty() ? "" : "--store and --server exclude each other";
 }
 

@@ -83,7 +83,8 @@ DWORD Spooler::queues(std::vector<Queue>& queues) const {
         // Another server's printers come with its name.
         const Text prefix = server_ + W("\\");
         if (!server_.empty() && same_name(name.substr(0, prefix.size()), prefix)) name.erase(0, prefix.size());
-        queues.push_back({name, split_at_commas(text_of(record.pPortName)), text_of(record.pPortName)});
+        const Text ports = text_of(record.pPortName);
+        queues.push_back({name, split_at_commas(ports), ports, record.Status, record.cJobs});
     }
     return code;
 }

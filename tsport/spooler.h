@@ -17,6 +17,8 @@ struct Queue {
     Text name;
     std::vector<Text> ports;
     Text port_list = {};  // all of them as they are set; a port from before may have a comma in its name
+    DWORD status = 0;     // PRINTER_STATUS_ bits
+    DWORD jobs = 0;       // that are waiting or printing
 };
 
 // One thread at a time.

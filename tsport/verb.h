@@ -6,6 +6,7 @@
 
 #include "host/command_line/options.h"
 #include "tsport/doctor/findings.h"
+#include "tsport/migrate/options.h"
 #include "tsport/ports/port.h"
 #include "tsport/report/options.h"
 
@@ -43,6 +44,7 @@ struct Command {
     std::string base;  // a copy of a base directory, for the doctor
     command_line::Words events;  // exported event logs, for the doctor
     doctor::Choice findings;
+    migrate::Options migrate;
 };
 
 // What a verb needs of the monitor: nothing, or that it is installed (or hosted, over --store).

@@ -4,6 +4,7 @@
 #include "tsport/answer.h"
 #include "tsport/collect/collect.h"
 #include "tsport/doctor/doctor.h"
+#include "tsport/migrate/migrate.h"
 #include "tsport/output.h"
 #include "tsport/watch/watch.h"
 
@@ -240,6 +241,36 @@ Shows how the ports differ from the file. Exit status 0 when they do not, 1 when
 examples:
   tsport diff ports.txt
   tsport diff ports.txt --json
+)"},
+    {"migrate", "", "moves queues from Standard TCP/IP ports to ports of this monitor, and back", Needs::changing,
+     no_operands, migrate::options, migrate::migrate, R"(usage: tsport migrate [--apply | --undo FILE] [options]
+
+Moves the queues of this server from Windows' Standard TCP/IP ports to ports of this monitor. Without --apply only the
+plan is shown: a line for each queue, with its new port or why it is left alone. The Standard TCP/IP ports stay, so that
+the way back is open; a port that prints by LPR, and a queue that prints to several ports or has jobs waiting is left
+alone.
+
+  --apply          carries the plan out, one queue after the other: the port is added, the queue is given it, all else
+                   of the queue stays, and what the spooler says of it is read back. A queue whose change fails keeps the
+                   port that it had. A second --apply only does what the first one did not.
+  --undo FILE      puts back what the journal FILE tells, also after --apply was broken off
+  --to-standard    the other way: from ports of this monitor to the Standard TCP/IP ports of the same printers
+  --only PATTERN   only queues or ports of that name, with wildcards
+  --all            adds ports for Standard TCP/IP ports without queues too
+  --test           leaves alone what does not accept a connection now
+  --with-jobs      moves queues with jobs waiting too: these jobs then print through the new port; one that is printing
+                   may fail and has to be restarted
+  --stop           ends at the first failure
+  --name PATTERN   names for new ports, of the words {name}, {host} and {port} (default {name} (Tessaron)); characters
+                   that no port may have become "_", and a number is added to a name that is taken
+  --journal FILE   where the steps are recorded, each before it begins (default tsport-migrate.journal); added to if it
+                   is there
+
+examples:
+  tsport migrate
+  tsport migrate --only "Branch 12*" --test --apply
+  tsport migrate --undo tsport-migrate.journal
+  tsport migrate --to-standard --json
 )"},
     {"doctor", "", "why documents are not printed: checks everything that printing depends on",
      Needs::nothing, no_operands, doctor::options, doctor::examine, doctor_help},

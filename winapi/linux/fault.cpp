@@ -17,6 +17,7 @@ struct State {
     Mode mode = Mode::once;
     std::uint64_t counted = 0;
     const Point* failed = nullptr;
+    void (*end)() = nullptr;
 };
 
 thread_local bool shorten_next = false;
@@ -30,7 +31,7 @@ Point::Point(const char* function) : function_(function) {
 
 bool Point::count() {
     State& s = the<State>();
-    const std::lock_guard lock(s.mutex);
+    std::unique_lock lock(s.mutex);
     ++calls_;
     ++s.counted;
     shorten_next = false;
@@ -41,6 +42,11 @@ bool Point::count() {
     if (s.mode == Mode::short_count) {
         shorten_next = true;
         return false;
+    }
+    if (s.mode == Mode::end) {
+        is_armed = false;
+        lock.unlock();
+        s.end();
     }
     return true;
 }
@@ -57,6 +63,10 @@ void arm(std::uint64_t call, Mode mode) {
     s.counted = 0;
     s.failed = nullptr;
     is_armed = true;
+}
+
+void set_end(void (*end)()) {
+    the<State>().end = end;
 }
 
 std::uint64_t disarm() {

@@ -43,10 +43,12 @@ enum class Mode {
     once,          // the k-th call fails
     from_then_on,  // the k-th call and all later ones fail
     short_count,   // the k-th call transfers only a part, where the function transfers bytes
+    end,           // the k-th call calls what set_end() was given, without counting any further ones
 };
 
 // Starts counting calls from 1 anew and lets the `call`-th fail as `mode` says; 0 only counts.
 void arm(std::uint64_t call, Mode mode);
+void set_end(void (*end)());
 // Ends it; returns the number of calls counted.
 std::uint64_t disarm();
 // The function whose call was made to fail since arm(); empty when none was.

@@ -18,6 +18,9 @@ Point set_job_point("SetJobW");
 Point get_printer_point("GetPrinterW");
 Point set_printer_point("SetPrinterW");
 Point enum_ports_point("EnumPortsW");
+Point enum_printers_point("EnumPrintersW");
+Point enum_monitors_point("EnumMonitorsW");
+Point xcv_data_point("XcvDataW");
 Point revert_point("RevertToPrinterSelf");
 Point impersonate_point("ImpersonatePrinterClient");
 
@@ -65,15 +68,18 @@ BOOL EnumPortsW(LPWSTR server, DWORD level, BYTE* buffer, DWORD size, DWORD* nee
 }
 
 BOOL EnumPrintersW(DWORD flags, LPWSTR name, DWORD level, BYTE* buffer, DWORD size, DWORD* needed, DWORD* returned) {
+    if (enum_printers_point.fails()) return fail(ERROR_NOT_ENOUGH_MEMORY);
     return finish(spooler_sim::enum_printers(flags, name, level, buffer, size, needed, returned));
 }
 
 BOOL EnumMonitorsW(LPWSTR server, DWORD level, BYTE* buffer, DWORD size, DWORD* needed, DWORD* returned) {
+    if (enum_monitors_point.fails()) return fail(ERROR_NOT_ENOUGH_MEMORY);
     return finish(spooler_sim::enum_monitors(server, level, buffer, size, needed, returned));
 }
 
 BOOL XcvDataW(HANDLE channel, LPCWSTR command, BYTE* input, DWORD input_size, BYTE* output, DWORD output_size,
               DWORD* needed, DWORD* status) {
+    if (xcv_data_point.fails()) return fail(RPC_S_SERVER_UNAVAILABLE);
     return finish(spooler_sim::xcv_data(channel, command, input, input_size, output, output_size, needed, status));
 }
 

@@ -1,0 +1,25 @@
+// The options of tsport migrate.
+#pragma once
+
+#include <string>
+
+#include "host/text.h"
+
+namespace tsport::migrate {
+
+using host::Text;
+
+struct Options {
+    bool apply = false;        // otherwise only the plan is shown
+    bool to_standard = false;  // from ports of this monitor to Standard TCP/IP ports
+    bool all = false;          // ports without queues too
+    bool test = false;         // only printers that accept a connection now
+    bool with_jobs = false;    // queues with jobs waiting too
+    bool stop = false;         // at the first failure
+    std::string only;          // a pattern for queues and ports; empty: all
+    std::string name = "{name} (Tessaron)";
+    std::string journal = "tsport-migrate.journal";
+    std::string undo;  // a journal; empty: nothing is undone
+};
+
+}  // namespace tsport::migrate

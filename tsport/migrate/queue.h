@@ -1,0 +1,20 @@
+// The port that a queue of this machine prints to.
+#pragma once
+
+#include <string>
+
+#include "tsport/ports/port.h"
+
+namespace tsport::migrate {
+
+// Gives a queue that prints to the port `from` the port `to`, all else as it was, and reads it back; a queue with jobs
+// waiting is only changed when `with_jobs` is set. Empty when that is done. Otherwise the reason, and the queue prints
+// to `from` again unless the reason says more.
+std::string give_port(const Text& queue, const Text& from, const Text& to, bool with_jobs);
+
+// The port that a queue prints to now; the Win32 code.
+DWORD read_port_of(const Text& queue, Text& port);
+
+std::string waiting_to_text(DWORD jobs);
+
+}  // namespace tsport::migrate
