@@ -178,14 +178,14 @@ std::string json_answer(const Command& command, const std::vector<Reply>& replie
 std::string said(const std::vector<std::pair<std::string, std::string>>& messages) {
     std::string text;
     for (size_t i = 0; i < messages.size(); ++i) {
-        const auto& [server, message] = messages[i];
+        const std::string& message = messages[i].second;
         const auto is_same = [&](const auto& other) { return other.second == message; };
         if (std::any_of(messages.begin(), messages.begin() + static_cast<std::ptrdiff_t>(i), is_same)) continue;
         std::string servers;
         for (const auto& other : messages) {
-            if (is_same(other) && !other.first.empty()) servers += (servers.empty() ? "" : ", ") + other.first;
+            if (is_same(other) && !other.first.empty()) servers.append(servers.empty() ? "" : ", ").append(other.first);
         }
-        text += "tsport: " + servers + (servers.empty() ? "" : ": ") + message + "\n";
+        text.append("tsport: ").append(servers).append(servers.empty() ? "" : ": ").append(message).append("\n");
     }
     return text;
 }

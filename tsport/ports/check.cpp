@@ -52,7 +52,7 @@ std::vector<contract::PrinterCheck> check_printers(const std::vector<Port>& port
 }
 
 std::string to_text(const contract::PrinterCheck& check) {
-    const std::string message = verdicts[static_cast<size_t>(check.verdict)].message;
+    std::string message = verdicts[static_cast<size_t>(check.verdict)].message;
     if (check.verdict == contract::Verdict::failed) return message + host::error_message(check.error);
     if (check.verdict != contract::Verdict::accepted || check.silent == 0) return message;
     return message + ", but not at all of its " + std::to_string(check.addresses) +

@@ -128,8 +128,9 @@ Text format_csv(const std::vector<Entry>& entries, WCHAR separator) {
     Text text = W("name") + between + W("address") + between + W("port\n");
     for (const Entry& entry : entries) {
         if (!entry.is_port) continue;
-        text += csv_cell(entry.port.name, separator) + between + csv_cell(entry.port.address, separator) + between +
-                host::to_text(std::to_string(entry.port.number)) + W("\n");
+        text.append(csv_cell(entry.port.name, separator)).append(between);
+        text.append(csv_cell(entry.port.address, separator)).append(between);
+        text.append(host::to_text(std::to_string(entry.port.number))).append(W("\n"));
     }
     return text;
 }

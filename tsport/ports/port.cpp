@@ -109,7 +109,7 @@ bool natural_order(const Text& left, const Text& right) {
         const auto order =
             std::lexicographical_compare_three_way(one.begin(), one.end(), other.begin(), other.end(),
                                                    [&](WCHAR a, WCHAR b) { return folded(a) <=> folded(b); });
-        if (order != 0) return order < 0;
+        if (std::is_neq(order)) return std::is_lt(order);
     }
     return left.size() - l < right.size() - r;
 }
