@@ -14,7 +14,7 @@ from checks import ROOT, report  # noqa: E402
 ENGLISH = 1033
 DIALOG, STRING_TABLE, MANIFEST = 5, 6, 24
 WINDOWS_LIBRARIES = {"kernel32.dll", "msvcrt.dll", "user32.dll", "advapi32.dll", "shell32.dll", "ws2_32.dll", "spoolss.dll",
-                     "winspool.drv"}
+                     "wevtapi.dll", "winspool.drv"}
 FLAGS = {"DYNAMIC_BASE", "HIGH_ENTROPY_VA", "NX_COMPAT"}
 # By file name: the exports, some strings, the dialogs and manifests; the only functions of the spooler's libraries; and
 # functions with the source file that the symbols must name.
