@@ -1,7 +1,6 @@
 #include "tsport/migrate/plan.h"
 
 #include <algorithm>
-#include <atomic>
 #include <set>
 
 #include "tsport/migrate/queue.h"
@@ -159,15 +158,19 @@ void add_rows(const Options& options, const Server& server, const Source& source
 
 // Leaves alone what does not accept a connection.
 void test_printers(const Task& task, std::vector<Row>& rows) {
-    const auto progress = task.progress(rows.size(), "tested");
-    std::atomic<size_t> finished{0};
-    for_each_at_once(rows.size(), [&](size_t at) {
-        if (rows[at].is_to_change()) {
-            const auto check = check_printer(rows[at].from, std::chrono::seconds(5));
-            if (check.verdict != contract::Verdict::accepted) rows[at].reason = "its printer " + to_text(check);
-        }
-        progress->show(++finished);
-    });
+    std::vector<Row*> tested;
+    std::vector<Port> ports;
+    for (Row& row : rows) {
+        if (!row.is_to_change()) continue;
+        tested.push_back(&row);
+        ports.push_back(row.from);
+    }
+    const auto progress = task.progress(ports.size(), "tested");
+    const auto checks = check_printers(ports, std::chrono::seconds(5), [&](size_t done) { progress->show(done); });
+    for (size_t i = 0; i < tested.size(); ++i) {
+        const bool accepts = checks[i].verdict == contract::Verdict::accepted;
+        if (!accepts) tested[i]->reason = "its printer " + to_text(checks[i]);
+    }
 }
 
 }  // namespace
