@@ -1,6 +1,7 @@
 // tsport collect: what support needs, and no byte of what must stay on the server.
 #include <gtest/gtest.h>
 
+#include "host/platform.h"
 #include "host/setup.h"
 #include "tests/support/files.h"
 #include "tsport/run.h"
@@ -9,6 +10,7 @@ namespace test {
 namespace {
 
 TEST(Collect, LeavesSecretsOut) {
+    host::clear_registry();
     const fs::path folder = path_of(host::make_temporary_folder());
     const fs::path base = folder / "win";
     fs::create_directories(base / "spool" / "forceattr");
