@@ -5,7 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-targets=(conf records answers xcv names report)
+targets=(conf records answers xcv names report events)
 at_a_time=2
 build=${FUZZ_BUILD:-build/fuzz}
 corpus=${FUZZ_GROWN:-build/fuzz-corpus}

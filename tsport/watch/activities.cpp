@@ -121,7 +121,7 @@ std::vector<Attention> Activities::attention_to(const Activity& activity, Timest
                                           "; a cluster would have restarted the spooler"});
     }
     if (document.attempt >= restarted_often) {
-        found.push_back({"job.restarted", what + ": is sent for the " + std::to_string(document.attempt) + "th time"});
+        found.push_back({"job.restarted", what + ": this is attempt " + std::to_string(document.attempt)});
     }
     return found;
 }
