@@ -2,6 +2,7 @@
 #pragma once
 
 #include <map>
+#include <set>
 
 #include "tests/support/print_server.h"
 #include "tsport/run.h"
@@ -28,7 +29,11 @@ class Migration : public testing::Test, protected testbed::PrintServer {
         EXPECT_TRUE(set_up({}, why) && host::use_simulated_spooler(nullptr)) << why;
         journal_folder = folder.install;
     }
-    ~Migration() override { monitor.unload(); }
+    ~Migration() override {
+        monitor.unload();
+        for (const Text& path : keys_) RegDeleteKeyW(HKEY_LOCAL_MACHINE, path.c_str());
+        keys_.clear();
+    }
 
     // As Windows' Standard TCP/IP monitor stores it; `ip_address` is of ports without `host`.
     struct StandardPort {
@@ -41,6 +46,7 @@ class Migration : public testing::Test, protected testbed::PrintServer {
     static void add_standard_port(const StandardPort& port) {
         const Text path =
             W("SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Standard TCP/IP Port\\Ports\\") + port.name;
+        keys_.insert(path);
         HKEY key = nullptr;
         ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS,
                                   nullptr, &key, nullptr),
@@ -106,6 +112,7 @@ class Migration : public testing::Test, protected testbed::PrintServer {
 
   private:
     std::vector<Text> names_;
+    static inline std::set<Text> keys_;  // of Standard TCP/IP ports
 };
 
 }  // namespace test

@@ -37,7 +37,7 @@ TEST_P(Refusals, ALongNameIsCut) {
     Desk desk = add_port(name.c_str());
     desk.expect({{kMessage, L"The print spooler on " + name.substr(0, 100) + L"*"}});
     Desk::key(VK_RETURN);
-    desk.expect_end(RPC_S_SERVER_UNAVAILABLE);
+    desk.expect_end(ERROR_INVALID_NAME);
 }
 
 // Each in one message with the next step, before anything is typed.
