@@ -22,8 +22,8 @@ size_t most_sockets();
 bool is_device_name(const std::string& path);
 // As fopen, by a UTF-8 path; null with errno.
 std::FILE* open_stream(const std::string& path, const char* mode);
-// At most `most` bytes from an offset on; what is behind the end is left out. The file may be renamed or deleted meanwhile.
-// False with the reason.
+// At most `most` bytes from an offset on; what is behind the end is left out. The file may be renamed or deleted
+// meanwhile. False with the reason.
 bool read_part(const std::string& path, std::uint64_t offset, size_t most, std::string& bytes, std::string& why);
 // Lets the terminal of standard output take escape sequences.
 void use_escape_sequences();

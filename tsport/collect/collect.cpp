@@ -12,8 +12,8 @@
 #include "tsport/collect/secrets.h"
 #include "tsport/doctor/base.h"
 #include "tsport/doctor/library.h"
-#include "tsport/doctor/server.h"
 #include "tsport/doctor/platform.h"
+#include "tsport/doctor/server.h"
 #include "tsport/file.h"
 #include "winportmon/contract/names.h"
 
