@@ -188,7 +188,7 @@ class Folder {
 
     std::string readme() const {
         std::string text = "Made by tsport collect " + std::string(command_line::version()) + " at " +
-                           report::to_text(report::local_now()).substr(0, 19) + ", local time.\n\nIn this folder:\n";
+                           report::second_text(report::local_now()) + ", local time.\n\nIn this folder:\n";
         for (const Part& part : parts_) text += "  " + part.name + ": " + part.about + "\n";
         if (!missing_.empty()) text += "\nNot here:\n" + missing_;
         return text +
@@ -216,7 +216,7 @@ void collect(const Task& task) {
     folder.gather();
     std::string name = task.command.file;
     if (name.empty()) {
-        name = "tsport-" + report::to_text(report::local_now()).substr(0, 19);
+        name = "tsport-" + report::second_text(report::local_now());
         std::replace(name.begin(), name.end(), ' ', '-');
         name.erase(std::remove(name.begin(), name.end(), ':'), name.end());
     }

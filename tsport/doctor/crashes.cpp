@@ -66,10 +66,6 @@ std::optional<Timestamp> local_time_of(const std::string& utc) {
     return report::parse_timestamp(local);
 }
 
-std::string second_text(Timestamp time) {
-    return report::to_text(time).substr(0, 19);
-}
-
 bool is_of(const Event& event, const char* provider, unsigned id) {
     return event.id == id && event.provider == provider;
 }
@@ -108,8 +104,8 @@ struct Crashes {
 };
 
 std::string described(const Crashes& crashes, const CrashContext& context) {
-    std::string text =
-        (crashes.count == 1 ? "at " : counted(crashes.count, "time") + ", the last at ") + second_text(crashes.last);
+    std::string text = (crashes.count == 1 ? "at " : counted(crashes.count, "time") + ", the last at ") +
+                       report::second_text(crashes.last);
     if (!crashes.place.empty()) text += ": " + crashes.place;
     return text + (context.printing_at ? context.printing_at(crashes.last) : "");
 }
@@ -128,7 +124,9 @@ std::string printing_at(const report::Report& log, Timestamp time) {
     std::string text;
     for (const report::Document* const document : log.documents.in_order()) {
         const bool recent = document->start <= time && time - document->start < std::chrono::days(1);
-        if (!recent || (document->outcome != report::Outcome::unknown && document->end() < time)) continue;
+        const bool open =
+            document->outcome == report::Outcome::unknown || document->outcome == report::Outcome::under_way;
+        if (!recent || (!open && document->end() < time)) continue;
         const std::string printer(log.texts[document->printer]);
         if (++count > most) continue;
         text += (count == 1 ? "; under way then: " : ", ") +
@@ -176,11 +174,11 @@ void check_events(const std::vector<Event>& events, const CrashContext& context,
         } else if (is_of(event, "Microsoft-Windows-PrintService", 808)) {
             for (const std::string& field : event.data) {
                 if (is_ours(field)) {
-                    findings.add("events.not-loaded", second_text(*time) + ": " + field);
+                    findings.add("events.not-loaded", report::second_text(*time) + ": " + field);
                 }
             }
         } else if (is_of(event, "Microsoft-Windows-PrintService", 361)) {
-            ports_failed[event.field(0)] = second_text(*time);
+            ports_failed[event.field(0)] = report::second_text(*time);
         }
     }
     for (const auto& [module, crashes] : by_module) {

@@ -14,11 +14,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// To the second, as administrators look for it in the log.
-std::string second_text(report::Timestamp time) {
-    return report::to_text(time).substr(0, 19);
-}
-
 // Calls for each complete line of the log, with the text too; of a large one for those at its end, as older ones are
 // the report's.
 template <typename Take>
@@ -73,7 +68,7 @@ void check_errors(const std::string& name, std::optional<report::Timestamp> now,
         if (findings.has(info.id)) continue;
         findings.add("log.errors",
                      counted(documents.count, "document") + ": " + info.text + " (" + info.id + "), the last at " +
-                         second_text(documents.last),
+                         report::second_text(documents.last),
                      name);
     }
     for (const report::OtherErrors::Error& error : other_errors_of(report)) {
@@ -136,7 +131,7 @@ void check_log(const BaseDirectory& base, const Settings& settings, std::optiona
     std::optional<report::Timestamp> last_line;
     check_errors(name, now, findings, last_line);
     findings.saw("log", name + ": " + host::size_to_text(fs::file_size(path, error)) +
-                            (last_line ? ", last line " + second_text(*last_line) : ", no line has a time"));
+                            (last_line ? ", last line " + report::second_text(*last_line) : ", no line has a time"));
 }
 
 }  // namespace tsport::doctor

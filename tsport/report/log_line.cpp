@@ -96,6 +96,10 @@ std::string to_text(Timestamp time) {
     return text;
 }
 
+std::string second_text(Timestamp time) {
+    return to_text(time).substr(0, 19);
+}
+
 std::uint32_t elapsed_ms(Timestamp from, Timestamp to) {
     return static_cast<std::uint32_t>(std::clamp<std::int64_t>((to - from).count(), 0, UINT32_MAX));
 }

@@ -21,6 +21,8 @@ std::optional<Timestamp> parse_time(const std::string& text, Timestamp now);
 Timestamp local_now();
 // As the log writes it, with a point before the milliseconds.
 std::string to_text(Timestamp time);
+// The same to the second.
+std::string second_text(Timestamp time);
 // From one to the other; 0 when they are the wrong way around.
 std::uint32_t elapsed_ms(Timestamp from, Timestamp to);
 

@@ -8,8 +8,8 @@
 #include "common/file_names.h"
 #include "host/platform.h"
 #include "tsport/answer.h"
-#include "tsport/doctor/server.h"
 #include "tsport/doctor/platform.h"
+#include "tsport/doctor/server.h"
 #include "tsport/report/texts.h"
 #include "tsport/watch/activities.h"
 #include "tsport/watch/follower.h"
@@ -95,7 +95,7 @@ class Screen {
 
     // The table for people.
     std::string page() const {
-        std::string text = "tsport watch, " + report::to_text(now_).substr(0, 19) + "\n";
+        std::string text = "tsport watch, " + report::second_text(now_) + "\n";
         for (const Attention& attention : activities_.attention(now_, command_.report.printer)) {
             text += "! " + std::string(attention.id) + "  " + attention.text + "\n";
         }
