@@ -51,23 +51,19 @@ struct Part {
 
 // The end of a file, from the beginning of a line on. False with the reason.
 bool read_end(const std::string& path, std::string& contents, std::string& why) {
-    constexpr std::uintmax_t most = 10 << 20;
+    constexpr size_t most = 10 << 20;
     std::error_code error;
     const std::uintmax_t size = fs::file_size(host::path_of(path), error);
-    std::ifstream file(host::path_of(path), std::ios::binary);
-    if (!error && size > most) file.seekg(static_cast<std::streamoff>(size - most));
-    contents.assign(std::istreambuf_iterator<char>(file), {});
-    if (!error && size > most) contents.erase(0, contents.find('\n') + 1);
-    why = path + " cannot be read";
-    return !error && file.is_open() && !file.bad();
+    const std::uintmax_t begin = !error && size > most ? size - most : 0;
+    if (!read_part(path, begin, most, contents, why)) return false;
+    if (begin != 0) contents.erase(0, contents.find('\n') + 1);
+    return true;
 }
 
 class Folder {
   public:
     explicit Folder(const Command& command) : command_(command) {
-        doctor::Findings ignored;
-        base_ = command.base;
-        if (base_.empty() && is_server()) base_ = doctor::find_base(HKEY_LOCAL_MACHINE, ignored);
+        base_ = is_server() ? doctor::find_own_base(why_) : command.base;
     }
 
     void gather() {

@@ -163,6 +163,16 @@ std::string find_base(HKEY hive, Findings& findings) {
     return base;
 }
 
+std::string find_own_base(std::string& why) {
+    Findings findings;
+    const std::string base = find_base(HKEY_LOCAL_MACHINE, findings);
+    if (base.empty()) {
+        why = "no log was named, and " + findings.all().front().places.front().found +
+              "; name the log or the folder that it lies in";
+    }
+    return base;
+}
+
 // -- Queues ----------------------------------------------------------------------------------------------------------
 
 void check_queues(const SpoolerView& view, const std::vector<Port>& stored, Findings& findings) {

@@ -27,6 +27,8 @@ void check_spooler(const Spooler& spooler, bool registered, Findings& findings);
 
 // The base directory that the monitor will use; empty when it finds none.
 std::string find_base(HKEY hive, Findings& findings);
+// That of this server, for a verb that was not told of a log; empty, with what to do, when it has none.
+std::string find_own_base(std::string& why);
 
 // The ports below the monitor's key; one that the monitor will skip has a finding instead.
 std::vector<Port> read_registry_ports(HKEY hive, Findings& findings);

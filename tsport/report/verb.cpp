@@ -81,19 +81,6 @@ bool write_prometheus(const std::string& path, const report::Report& report, std
     return write_file(path, text, why) && write_file(state_path, state, why);
 }
 
-// This server's logs; false with the reason when there are none.
-bool find_own_logs(report::Options& options, std::string& why) {
-    doctor::Findings findings;
-    const std::string base = doctor::find_base(HKEY_LOCAL_MACHINE, findings);
-    if (base.empty()) {
-        why = "no log was named, and " + findings.all().front().places.front().found +
-              "; name the log or the folder that it lies in";
-    } else {
-        options.logs = {base};
-    }
-    return !base.empty();
-}
-
 }  // namespace
 
 command_line::Options report_options(Command& command) {
@@ -120,7 +107,10 @@ void report_logs(const Task& task) {
     if (options.since && options.until && *options.since >= *options.until) {
         return task.fail(bad_usage, "--until has to be later than --since", "usage");
     }
-    if (options.logs.empty() && !find_own_logs(options, why)) return task.fail(refused, why, "file");
+    if (options.logs.empty()) {
+        options.logs = {doctor::find_own_base(why)};
+        if (options.logs[0].empty()) return task.fail(refused, why, "file");
+    }
     options.now = report::local_now();
     options.width = task.console.width;
     if (!read_logs(options, for_people ? out : Sink(), *report, why)) return task.fail(refused, why, "file");

@@ -8,7 +8,6 @@
 #include "common/file_names.h"
 #include "host/platform.h"
 #include "tsport/answer.h"
-#include "tsport/doctor/platform.h"
 #include "tsport/doctor/server.h"
 #include "tsport/report/texts.h"
 #include "tsport/watch/activities.h"
@@ -187,12 +186,7 @@ class Screen {
 
 // The log that was named, or this server's; "" with the reason.
 std::string find_log(const Command& command, std::string& why) {
-    std::string path = command.file;
-    if (path.empty() && doctor::why_no_server() == nullptr) {
-        doctor::Findings ignored;
-        path = doctor::find_base(HKEY_LOCAL_MACHINE, ignored);
-    }
-    why = "no log is known here; name one, or the folder it is in";
+    std::string path = command.file.empty() ? doctor::find_own_base(why) : command.file;
     if (path.empty()) return "";
     std::error_code error;
     if (std::filesystem::is_directory(host::path_of(path), error)) path += std::string("/") + kLogFileName;
