@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
@@ -38,6 +39,7 @@ class PrintServer : public testing::Test, protected testbed::PrintServer {
         monitor.unload();
         EXPECT_EQ(spooler_sim::open_printers(), 0u);
         EXPECT_EQ(spooler_sim::open_tokens(), 0u);
+        if (HasFailure()) std::printf("The log:\n%s\n", log().c_str());
     }
 
     // Writes the settings; more may be added with later calls.
