@@ -115,6 +115,7 @@ TEST_F(HardwareCheck, EveryOutcome) {
         EXPECT_TRUE(row.line.empty() || logged(row.line) > logged_before);
         expect_clean();
     }
+    EXPECT_EQ(logged("TSM: extracted wait error string = \"\""), 0);
 }
 
 // A new address counts from the next document on, not for one that is held, nor for its reconnection.
@@ -294,6 +295,12 @@ TEST_F(HardwareCheck, AHelperThatAppearsAfterTheStartIsFound) {
     EXPECT_EQ(logged(missing, "ERROR"), 2);
     EXPECT_EQ(print_job("page").result, host::Result::printed);
     EXPECT_EQ(logged(missing, "ERROR"), 4);
+    const Lines lines = log_lines();
+    const auto line_with = [&lines](const std::string& text) {
+        return std::find_if(lines.begin(), lines.end(), [&](const auto& line) { return line.find(text) != line.npos; });
+    };
+    EXPECT_EQ(line_with("--- end of helper path 520 bytes") - line_with("--- helper path 520 bytes"),
+              1 + (520 + 31) / 32);
     EXPECT_EQ(logged("TSM Start Doc: no hardware check"), 1);
     office->refuse();
     EXPECT_EQ(print_job("page").result, host::Result::not_started);
