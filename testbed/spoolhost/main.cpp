@@ -9,6 +9,7 @@
 #include "host/platform.h"
 #include "host/progress.h"
 #include "testbed/print_server.h"
+#include "testbed/records.h"
 
 namespace {
 
@@ -23,8 +24,10 @@ usage: spoolhost --printer HOST:PORT [options] FILE...
   --write-size BYTES    the buffer given to each WritePort (default 65536)
   --restarts N          sends a job again at most N times when the monitor asks for it (default 3)
   --conf KEY=VALUE      a line for print-provider.conf; may be given several times
-  --base DIR            the install folder to use and to keep (default: a temporary one)
+  --base DIR            the install folder to use and to keep (default: a temporary one, kept when a job failed)
   --not-approved        marks every job as not approved; none may reach the printer
+  --check LINE          has the hardware checked by the sample helper program, which answers as LINE says
+  --force               forces duplex and two copies on every job, which the sample helper program rewrites
   --show-log            prints print-monitor.log at the end
   --version             the version
   -h, --help, /?        this text
@@ -32,6 +35,7 @@ usage: spoolhost --printer HOST:PORT [options] FILE...
 examples:
   spoolhost --printer 192.168.1.20:9100 invoice.ps
   spoolhost --printer localhost:9100 --ports 16 --jobs 100 --write-size 4096 label.prn
+  spoolhost --printer localhost:9100 --check 'on startdoc WAIT "Door Open" for 5 s then OK' page.ps
   spoolhost --printer localhost:9100 --conf Debug=on --base /tmp/monitor --show-log page.pcl
 
 On a terminal it shows how far the jobs have come, and since when no printer has taken anything. A job whose data the
@@ -51,6 +55,8 @@ struct Options {
     std::vector<std::string> conf;
     std::string base;
     bool not_approved = false;
+    std::string check;
+    bool force = false;
     bool show_log = false;
     command_line::Words files;
 
@@ -76,6 +82,8 @@ command_line::Options options_of(Options& options) {
             {"--conf", "KEY=VALUE", add_setting},
             text("--base", "DIR", options.base),
             flag("--not-approved", options.not_approved),
+            text("--check", "LINE", options.check),
+            flag("--force", options.force),
             flag("--show-log", options.show_log)};
 }
 
@@ -90,7 +98,7 @@ host::Text printer_name(std::uint64_t index) {
 
 struct Work {
     const Options& options;
-    host::MonitorHost& monitor;
+    testbed::PrintServer& server;
     std::atomic<std::uint64_t> next{0};
     std::atomic<std::uint64_t> finished{0};
     std::atomic<std::uint64_t> bad{0};
@@ -119,7 +127,13 @@ bool print_one(Work& work, const std::string& file, std::uint64_t port) {
     document.write_size = static_cast<DWORD>(work.options.write_size);
     document.most_restarts = static_cast<unsigned>(work.options.restarts);
     document.progress = [&](std::uint64_t) { work.progress->show(++work.pieces); };
-    const host::Outcome outcome = work.monitor.print_document(document);
+    document.job_id = work.server.monitor.next_job_id();
+    const std::string printer = host::to_utf8(document.printer);
+    const testbed::DocumentPlan plan = {
+        .checked = !work.options.check.empty(), .forced = work.options.force, .script = work.options.check};
+    if (plan.checked || plan.forced) testbed::lay_out(work.server.folder, printer, document.job_id, plan);
+    const host::Outcome outcome = work.server.monitor.print_document(document);
+    if (plan.checked || plan.forced) testbed::clear_away(work.server.folder, printer, document.job_id, plan);
     work.progress->print(report_line(document, outcome), stdout);
     return outcome.result == (work.options.not_approved ? host::Result::refused : host::Result::printed);
 }
@@ -133,9 +147,9 @@ void drive_port(Work& work, std::uint64_t port) {
 }
 
 // The number of jobs that did not come out as they should.
-std::uint64_t print_all(const Options& options, host::MonitorHost& monitor) {
+std::uint64_t print_all(const Options& options, testbed::PrintServer& server) {
     const std::string total = std::to_string(options.all_jobs());
-    Work work = {options, monitor};
+    Work work = {options, server};
     host::Progress::Options line;
     if (host::is_terminal(stderr)) line.stream = stderr;
     line.total = options.all_jobs();
@@ -171,7 +185,9 @@ bool start(testbed::PrintServer& server, const Options& options, std::string& wh
         if (!host::store_port(port_name(i), host::to_text(name), port)) return false;
         spooler_sim::add_printer(printer_name(i));
     }
-    return server.try_load(why);
+    const bool needs_helper = !options.check.empty() || options.force;
+    why = "the sample helper program is not beside this program";
+    return (!needs_helper || testbed::install_helper(server.folder)) && server.try_load(why);
 }
 
 int run(testbed::PrintServer& server, const Options& options) {
@@ -180,9 +196,13 @@ int run(testbed::PrintServer& server, const Options& options) {
         std::fprintf(stderr, "spoolhost: %s\n", why.c_str());
         return 3;
     }
-    const std::uint64_t bad = print_all(options, server.monitor);
+    const std::uint64_t bad = print_all(options, server);
     server.monitor.unload();
     if (options.show_log) show_log(server.folder.log());
+    if (bad != 0) {
+        server.keep_folder();
+        std::printf("the log is kept: %s\n", server.folder.log().c_str());
+    }
     return bad == 0 ? 0 : 1;
 }
 

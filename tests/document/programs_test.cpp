@@ -55,13 +55,24 @@ TEST_F(Spoolhost, TellsWhatBecameOfEachJob) {
         {"", 2, "no --printer given"},
         {printer_option() + " --ports 0", 2, "--ports takes a number from 1 to 1024"},
         {printer_option() + " --library no-such-library", 3, "cannot be loaded"},
-        {"--printer 127.0.0.1:1", 1, "not started"},
     };
     for (const auto& row : rows) {
         const Ended ended = spoolhost(row.options);
         EXPECT_EQ(ended.status, row.status) << row.options << ended.output;
         EXPECT_NE(ended.output.find(row.words), std::string::npos) << row.words << " / " << ended.output;
     }
+    const Ended failed = spoolhost("--printer 127.0.0.1:1");
+    EXPECT_EQ(failed.status, 1u);
+    const std::string kept =
+        "not started: the monitor could not begin the document, its log says why\n"
+        "0 of 1 jobs were printed\nthe log is kept: ";
+    const size_t at = failed.output.find(kept);
+    ASSERT_NE(at, std::string::npos) << failed.output;
+    std::string path = failed.output.substr(at + kept.size());
+    path.resize(path.find('\n'));
+    EXPECT_NE(read_file(path_of(path)).find("failed to connect to printer"), std::string::npos) << path;
+    path.resize(path.size() - utf8_of(path_of(folder.log()).lexically_relative(path_of(folder.install))).size());
+    fs::remove_all(path_of(path));
 }
 
 // The spooler is told that such a job was printed.
