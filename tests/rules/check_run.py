@@ -21,6 +21,8 @@ project(small LANGUAGES NONE)
 add_custom_target(spoolhost COMMAND sh ${CMAKE_SOURCE_DIR}/stop)
 add_custom_target(fakeprinter)
 add_custom_target(tsport)
+add_custom_target(demo)
+add_custom_target(ts-print-monitor)
 enable_testing()
 add_test(NAME small_tests COMMAND sh ${CMAKE_SOURCE_DIR}/small)
 add_test(NAME noisy_tests COMMAND sh ${CMAKE_SOURCE_DIR}/noisy)
@@ -74,8 +76,9 @@ def build_checks(folder):
     yield "tools", 0, run("tools", folder=first)[0]
     first.rename(second)
     status, text, errors = run("tools", folder=second)
-    yield "tools, elsewhere", (0, [f"{second}/build/native/bin/{name}" for name in ("spoolhost", "fakeprinter", "tsport")],
-                               True), (status, text.split(), f"belongs to {first}" in errors)
+    tools = "spoolhost", "fakeprinter", "tsport", "demo", "ts-print-monitor.exe"
+    yield "tools, elsewhere", (0, [f"{second}/build/native/bin/{name}" for name in tools], True), (
+        status, text.split(), f"belongs to {first}" in errors)
     yield "tools, once more", False, "belongs to" in run("tools", folder=second)[2]
     for name, passed_on in {"Suite": "Suite.*:*/Suite.*", "S*.Bad": "S*.Bad", "small_tests": ""}.items():
         status, text, errors = run("test", name, folder=second)
