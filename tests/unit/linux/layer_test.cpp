@@ -172,12 +172,15 @@ TEST_F(Layer, WaitsTwentySecondsForRoomAndSendsOnceMore) {
     {
         const test::FastClock clock(1000);
         const DWORD begin = GetTickCount();
+        session_context.debug_logging = 1;
         while (tsmon::SendToSocket(socket, block.data(), 1 << 20, &sent)) {
         }
+        session_context.debug_logging = 0;
         EXPECT_GE(GetTickCount() - begin, 20000u);
     }
     EXPECT_EQ(sent, 0u);
-    EXPECT_EQ(logged(), Strings{"ERROR: TSM: timeout on socket for send"});
+    EXPECT_EQ(logged(), (Strings{"DEBUG: TSM: wait for io or timeout 20000", "DEBUG: TSM: wait returned 1",
+                                 "ERROR: TSM: timeout on socket for send"}));
 
     std::thread reader([peer = net::accept_from(listener)] {
         std::string room(1 << 20, '\0');
