@@ -150,6 +150,8 @@ TEST_F(Layer, AJobThatIsGoneAtTheSecondLookLeavesNoRecord) {
         EXPECT_TRUE(call == 3 || GetLastError() == ERROR_NOT_ENOUGH_MEMORY);
     }
     EXPECT_EQ(winapi::fault::failed_function(), "GetJobW");
+    EXPECT_TRUE(tsmon::SetJobStatus(printer, 7, JOB_STATUS_ERROR));
+    EXPECT_FALSE(tsmon::SetJobStatus(printer, 8, JOB_STATUS_ERROR));
     ClosePrinter(printer);
     spooler_sim::reset();
 }
