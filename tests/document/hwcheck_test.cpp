@@ -221,6 +221,7 @@ TEST_F(HardwareCheck, OnlyAWholeRecordThatSaysSnmpCounts) {
     start();
     for (const std::string& record :
          {std::string(whole).replace(whole.find("SNMP"), 4, "DEVICE-API"),
+          std::string(whole).replace(whole.find("HIDE_NONE"), 9, "HIDE_SOME"),
           std::string(whole).replace(whole.find("is_virtual"), 10, "colour"), whole.substr(0, whole.find("#END"))}) {
         write_file(testbed::settings_record_path(folder, "Office"), record);
         EXPECT_EQ(print_job("page").result, host::Result::printed);

@@ -143,10 +143,12 @@ TEST_F(Layer, ACheckOfAPrinterTellsWhatADocumentWillMeet) {
     for (const auto& row : rows) {
         winapi::set_host(u"printer.invalid", row.addresses);
         const FastClock clock(20);
+        const DWORD begin = GetTickCount();
         const contract::PrinterCheck check = contract::CheckPrinter(W("printer.invalid"), row.port, 2000);
         EXPECT_EQ(static_cast<int>(check.verdict), static_cast<int>(row.verdict)) << row.what;
         EXPECT_EQ(check.error, row.error) << row.what;
         EXPECT_EQ(check.silent, row.silent) << row.what;
+        EXPECT_GE(GetTickCount() - begin, row.silent == 0 ? 0u : 2000u) << row.what;
         EXPECT_EQ(check.wait_seconds, row.verdict == Verdict::accepted ? 21 * row.silent : 0) << row.what;
     }
     winapi::set_host(u"printer.invalid", {"127.0.0.9"});
