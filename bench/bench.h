@@ -42,14 +42,14 @@ std::vector<char> buffer_of(size_t size);
 // A sample that has to bring so many bytes in so many connections to the receiver.
 Sample delivering(const Bench& bench, std::uint64_t bytes, std::uint64_t connections, const Sample& sample);
 Sample timed(const std::function<void()>& work);
-// Seconds that the threads take, from the moment when all of them are there; each prints for a client, and is given its
-// number. What goes wrong in one fails all.
-double on_threads(unsigned threads, const std::function<void(unsigned)>& work);
+// What the threads take, from the moment when all of them are there; each prints for a client, and is given its number.
+// What goes wrong in one fails all.
+Cost on_threads(unsigned threads, const std::function<void(unsigned)>& work);
 
 // Measures a row and adds it; its pairs.
-Pairs compare(Bench& bench, const SamplingPlan& sampling, const std::string& name, const std::string& against,
-              std::optional<double> bar, const Sample& ours, const Sample& theirs, const std::string& unit = "ms",
-              double factor = 1e3, double parts = 1);
+Measured compare(Bench& bench, const std::string& name, const std::string& against, std::optional<double> bar,
+                 const Sample& ours, const Sample& theirs, const std::string& unit = "ms", double factor = 1e3,
+                 double parts = 1);
 
 void large_documents(Bench& bench);
 void small_documents(Bench& bench);
@@ -63,11 +63,10 @@ void cups(Bench& bench);
 void memory(Bench& bench);
 void allocations(Bench& bench);
 void system_calls(Bench& bench);
-void import(Bench& bench);
+void ports_by_tsport(Bench& bench);
 void reports(Bench& bench);
 void memory_of_ports(Bench& bench);
 void windows_calls(Bench& bench);
-void pieces_of_a_document(Bench& bench);
 
 // So many small documents for somebody who counts from outside: "documents", "debug" (the same with Debug=on) or
 // "plain" (by the plain loop). False for any other name.

@@ -3,6 +3,7 @@
 #include <thread>
 
 #include "bench/plan.h"
+#include "bench/prescribed.h"
 #include "bench/print_server.h"
 #include "testbed/test_printer/pattern.h"
 
@@ -27,25 +28,24 @@ std::vector<char> buffer_of(size_t size) {
 Sample delivering(const Bench& bench, std::uint64_t bytes, std::uint64_t connections, const Sample& sample) {
     return [&bench, bytes, connections, sample] {
         bench.receiver.expect();
-        const double seconds = sample();
+        const Cost cost = sample();
         bench.receiver.check(bytes, connections);
-        return seconds;
+        return cost;
     };
 }
 
 Sample timed(const std::function<void()>& work) {
-    return [work] { return seconds_of(work); };
+    return [work] { return cost_of(work); };
 }
 
-Pairs compare(Bench& bench, const SamplingPlan& sampling, const std::string& name, const std::string& against,
-              std::optional<double> bar, const Sample& ours, const Sample& theirs, const std::string& unit,
-              double factor, double parts) {
-    const Pairs pairs = run_pairs(sampling, bar, ours, theirs);
+Measured compare(Bench& bench, const std::string& name, const std::string& against, std::optional<double> bar,
+                 const Sample& ours, const Sample& theirs, const std::string& unit, double factor, double parts) {
+    const Measured pairs = run_pairs(bench.sampling, bar, ours, theirs);
     bench.report.add(pair_row(name, against, pairs, bar, unit, factor, parts));
     return pairs;
 }
 
-double on_threads(unsigned threads, const std::function<void(unsigned)>& work) {
+Cost on_threads(unsigned threads, const std::function<void(unsigned)>& work) {
     std::latch all_there(threads + 1);
     std::vector<std::string> failures(threads);
     std::vector<std::thread> running;
@@ -60,71 +60,72 @@ double on_threads(unsigned threads, const std::function<void(unsigned)>& work) {
             }
         });
     }
-    const double seconds = seconds_of([&] {
+    const Cost cost = cost_of([&] {
         all_there.arrive_and_wait();
         for (std::thread& thread : running) thread.join();
     });
     for (const std::string& failure : failures) require(failure.empty(), failure);
-    return seconds;
+    return cost;
 }
 
 void large_documents(Bench& bench) {
+    struct LargeDocument {
+        std::uint64_t size;
+        size_t write_size;
+        std::optional<double> bar;
+    };
+    constexpr LargeDocument kLarge[] = {{256 * kMiB, 4 * kKiB, 1.05}, {kGiB, 64 * kKiB, 1.03}, {kGiB, kMiB, {}}};
     PrintServer server(bench.receiver.port(), 1);
     server.start();
     const spooler_sim::ClientScope client(W("client"));
     Series ours = {"this monitor", "#c0392b", {}};
     Series plain = {kPlain, "#2c3e50", {}};
-    for (const LargeDocument& document : plan().large) {
+    for (const LargeDocument& document : kLarge) {
         const std::uint64_t size = bench.scaled(document.size);
         const size_t write_size = document.write_size;
         const std::vector<char> data = buffer_of(write_size);
         const auto print = [&] { server.print(0, data, size, write_size); };
         const auto send = [&] { send_plainly(0, bench.receiver.port(), data, size, write_size); };
         const Pairs pairs =
-            compare(bench, bench.sampling,
-                    host::size_to_text(size) + " document, " + host::size_to_text(write_size) + " writes", kPlain,
-                    document.bar, delivering(bench, size, 1, timed(print)), delivering(bench, size, 1, timed(send)));
-        ours.points.push_back({static_cast<double>(write_size), rate(size, pairs.first_median())});
-        plain.points.push_back({static_cast<double>(write_size), rate(size, pairs.second_median())});
+            compare(bench, host::size_to_text(size) + " document, " + host::size_to_text(write_size) + " writes",
+                    kPlain, document.bar, delivering(bench, size, 1, timed(print)),
+                    delivering(bench, size, 1, timed(send)))
+                .wall;
+        ours.points.push_back({static_cast<double>(write_size), rate(size, median(pairs.first))});
+        plain.points.push_back({static_cast<double>(write_size), rate(size, median(pairs.second))});
     }
     bench.chart = {ours, plain};
 }
 
 void small_documents(Bench& bench) {
-    const auto count = static_cast<unsigned>(bench.scaled(2000));
+    constexpr double kBar = 1.05;
+    const auto count = static_cast<unsigned>(bench.scaled(plan().small_documents));
     const std::string documents = std::to_string(count) + " documents of 100 KiB, ";
     const std::vector<char> data = buffer_of(kUsualWrite);
     PrintServer server(bench.receiver.port(), kBusyPrinters);
+    server.start();
+    Prescribed limit(server, bench.receiver.port(), kBusyPrinters);
     const spooler_sim::ClientScope client(W("client"));
-    const auto print = [&] {
-        for (unsigned i = 0; i < count; ++i) server.print(i % kBusyPrinters, data, kSmallDocument, kUsualWrite);
-    };
-    const auto print_with = [&](const std::vector<std::string>& settings) {
-        return delivering(bench, kSmallDocument * count, count, [&, settings] {
+    const auto sample = [&](const std::function<void(unsigned)>& print, const std::vector<std::string>& settings) {
+        return delivering(bench, kSmallDocument * count, count, [&, print, settings] {
             server.start(settings);
-            return seconds_of(print);
+            return cost_of([&] {
+                for (unsigned i = 0; i < count; ++i) print(i % kBusyPrinters);
+            });
         });
     };
-    const Sample off = print_with({});
-    const Sample on = print_with({"Debug=on"});
-    const Sample plain =
-        delivering(bench, kSmallDocument * count, count, timed([&] {
-                       for (unsigned i = 0; i < count; ++i) {
-                           send_plainly(i % kBusyPrinters, bench.receiver.port(), data, kSmallDocument, kUsualWrite);
-                       }
-                   }));
+    const auto print = [&](unsigned port) { server.print(port, data, kSmallDocument, kUsualWrite); };
     const auto add = [&](const std::string& name, const std::string& against, std::optional<double> bar,
                          const Sample& ours, const Sample& theirs) {
-        compare(bench, bench.sampling, documents + name, against, bar, ours, theirs, "µs each", 1e6, count);
+        compare(bench, documents + name, against, bar, ours, theirs, "µs each", 1e6, count);
     };
-    add("logging off", kPlain, plan().small_off, off, plain);
-    add("Debug=on", "logging off", plan().small_debug, on, off);
-    add("Debug=on", kPlain, {}, on, plain);
-    if (!plan().is_dropping_worth_a_row) return;
-    // The data of so short a document does not occupy a printer that only drops it: that one falls asleep between any
-    // two steps, and waking it is part of the next.
-    bench.receiver.take_by(Taking::dropping);
-    add("logging off, dropped unread", kPlain, {}, off, plain);
+    const Sample off = sample(print, {});
+    add("logging off", "the prescribed calls", kBar, off,
+        sample([&](unsigned port) { limit.print(port, data, kSmallDocument, kUsualWrite); }, {}));
+    add("logging off", kPlain, {}, off,
+        sample([&](unsigned port) { send_plainly(port, bench.receiver.port(), data, kSmallDocument, kUsualWrite); },
+               {}));
+    add("Debug=on", "logging off", {}, sample(print, {"Debug=on"}), off);
 }
 
 bool repeat_documents(const std::string& name, std::uint64_t count, std::uint16_t port) {
@@ -165,22 +166,14 @@ void ports_at_once(Bench& bench) {
     const std::vector<char> data = buffer_of(kUsualWrite);
     PrintServer server(bench.receiver.port(), kManyPorts);
     server.start();
-    for (const unsigned ports : {1u, 8u, 64u, kManyPorts}) {
+    for (const auto& [ports, bar] : {std::pair(64u, 1.05), std::pair(kManyPorts, 1.1)}) {
         const std::uint64_t size = bench.scaled(kGiB) / ports;
-        const Sample ours = [&, ports, size] {
-            return on_threads(ports, [&](unsigned i) { server.print(i, data, size, kUsualWrite); });
+        const auto each = [&bench, ports, size](const std::function<void(unsigned)>& print) {
+            return delivering(bench, size * ports, ports, [ports, print] { return on_threads(ports, print); });
         };
-        const Sample plain = [&, ports, size] {
-            return on_threads(ports,
-                              [&](unsigned i) { send_plainly(i, bench.receiver.port(), data, size, kUsualWrite); });
-        };
-        const std::string name =
-            std::to_string(ports) + (ports == 1 ? " port, " : " ports at once, ") + host::size_to_text(size) + " each";
-        const std::optional<double> bar = ports == 64           ? plan().port_64
-                                          : ports == kManyPorts ? plan().port_1000
-                                                                : std::nullopt;
-        compare(bench, bench.sampling, name, kPlain, bar, delivering(bench, size * ports, ports, ours),
-                delivering(bench, size * ports, ports, plain));
+        compare(bench, std::to_string(ports) + " ports at once, " + host::size_to_text(size) + " each", kPlain, bar,
+                each([&](unsigned i) { server.print(i, data, size, kUsualWrite); }),
+                each([&](unsigned i) { send_plainly(i, bench.receiver.port(), data, size, kUsualWrite); }));
     }
 }
 
@@ -211,7 +204,7 @@ double percent(const LockUse& use) {
 void lock_waits(Bench& bench) {
     const std::vector<char> data = buffer_of(kUsualWrite);
     for (const bool debug : {false, true}) {
-        for (const unsigned ports : {1u, 64u, kManyPorts}) {
+        for (const unsigned ports : {64u, kManyPorts}) {
             PrintServer server(bench.receiver.port(), ports);
             server.start(debug ? std::vector<std::string>{"Debug=on"} : std::vector<std::string>{});
             const unsigned each = std::max(static_cast<unsigned>(bench.scaled(2000)) / ports, 1u);
@@ -220,8 +213,9 @@ void lock_waits(Bench& bench) {
             const LockUses before = lock_uses();
             bench.receiver.expect();
             const double seconds = on_threads(ports, [&](unsigned i) {
-                for (unsigned n = 0; n < each; ++n) server.print(i, data, kSmallDocument, kUsualWrite);
-            });
+                                       for (unsigned n = 0; n < each; ++n)
+                                           server.print(i, data, kSmallDocument, kUsualWrite);
+                                   }).wall;
             bench.receiver.check(kSmallDocument * documents, documents);
             const LockUses after = lock_uses();
             const LockUse monitor = between(before.monitor, after.monitor);
@@ -230,11 +224,11 @@ void lock_waits(Bench& bench) {
             std::snprintf(note, sizeof note,
                           "%.2g %% of its entries; for the log lock %.3g µs, %.2g %%; the document takes %.3g ms",
                           percent(monitor), log.seconds * 1e6 / documents, percent(log), seconds * 1e3 / each);
-            Row row = figure_row(std::to_string(ports) + (ports == 1 ? " port" : " ports at once") +
-                                     (debug ? ", Debug=on" : ", logging off") + ": a document waits for MonitorLock",
-                                 "µs", monitor.seconds * 1e6 / documents);
-            row.note = note;
-            bench.report.add(row);
+            bench.report.add({.name = std::to_string(ports) + " ports at once" +
+                                      (debug ? ", Debug=on" : ", logging off") + ": a document waits for MonitorLock",
+                              .unit = "µs",
+                              .ours = monitor.seconds * 1e6 / documents,
+                              .note = note});
         }
     }
 }

@@ -43,15 +43,13 @@ int measure(const Options& options) {
     const bench::Receiver receiver(bench::find_receiver(options.receiver));
     bench::Report report;
     bench::Bench bench = {receiver, report, {}, options.quick};
-    if (options.quick) bench.sampling = {2, 3, 0.5};
+    if (options.quick) bench.sampling = {2, 3, 0.3};
     for (const bench::Case& one : bench::plan().cases) {
         if (!options.only.empty() && options.only.find(std::string(",") + one.name + ",") == std::string::npos)
             continue;
-        receiver.take_by(bench::Taking::reading);
         report.run(one.name, [&] { one.run(bench); });
     }
-    std::printf("\n");
-    report.print_table();
+    report.print_tables();
     if (!options.json.empty() && !report.write_json(options.json)) {
         std::fprintf(stderr, "bench: %s cannot be written\n", options.json.c_str());
     }

@@ -19,10 +19,16 @@ inline void require(bool good, const char* otherwise) {
     if (!good) throw Failed(otherwise);
 }
 
-// Runs once; returns the seconds that count.
-using Sample = std::function<double()>;
+// What a piece of work takes, in seconds: by the clock, and of processors, in user and system mode.
+struct Cost {
+    double wall = 0;
+    double processor = 0;
+};
+// Runs once; returns what counts of it.
+using Sample = std::function<Cost()>;
 
 double seconds_of(const std::function<void()>& work);
+Cost cost_of(const std::function<void()>& work);
 double median(std::vector<double> values);
 
 // A confidence interval.
@@ -30,34 +36,38 @@ struct Interval {
     double low;
     double high;
 
-    double width() const { return high - low; }
     bool is_beside(double value) const { return high <= value || low > value; }
 };
 
+// One quantity, measured in pairs.
 struct Pairs {
     std::vector<double> first;
     std::vector<double> second;
 
-    double first_median() const { return median(first); }
-    double second_median() const { return median(second); }
-    double ratio() const { return first_median() / second_median(); }
-    // The 95 % bootstrap confidence interval of the ratio.
+    // The median of the pairs' ratios, and its 95 % confidence interval.
+    double ratio() const { return median(ratios()); }
     Interval interval() const;
+
+  private:
+    std::vector<double> ratios() const;
+};
+
+struct Measured {
+    Pairs wall;
+    Pairs processor;
+
+    // What decides about a bar: the time by the clock when its interval does, else the processor time.
+    const Pairs& deciding(double bar) const { return wall.interval().is_beside(bar) ? wall : processor; }
 };
 
 struct SamplingPlan {
     int least_pairs = 7;
     int most_pairs = 31;
-    double seconds = 10;  // no pair begins later than this
-
-    SamplingPlan of(double share) const { return {least_pairs, most_pairs, seconds * share}; }
+    double seconds = 4;  // without a bar no pair begins later than this
 };
 
-// The widest interval by which this bar can be judged: the bar's distance from 1, at least 2 %.
-double margin_of(double bar);
-
-// Runs A B A B ..., after one run of each that does not count. With a bar it continues, for up to four times the time,
-// until the interval is on one side of the bar and no wider than the margin.
-Pairs run_pairs(const SamplingPlan& sampling, std::optional<double> bar, const Sample& first, const Sample& second);
+// Runs A B A B ..., after one run of each that does not count. With a bar it goes on, six times as long at most, until
+// the interval that decides is on one side of the bar and no wider than the bar's distance from 1, or 2 %.
+Measured run_pairs(const SamplingPlan& sampling, std::optional<double> bar, const Sample& first, const Sample& second);
 
 }  // namespace bench

@@ -11,25 +11,11 @@ struct Case {
     void (*run)(Bench&);
 };
 
-struct LargeDocument {
-    std::uint64_t size;
-    size_t write_size;
-    std::optional<double> bar;
-};
-
 struct Plan {
-    std::vector<Case> cases;  // in the order of the table
-    std::vector<LargeDocument> large;
-    std::optional<double> small_off;    // small documents against the plain loop, logging off,
-    std::optional<double> small_debug;  // and with Debug=on against logging off
-    std::optional<double> port_64;      // 64 ports at once against the plain loop,
-    std::optional<double> port_1000;    // and 1,000
-    std::optional<double> log_line;
-    unsigned log_lines;  // of one turn
-    std::optional<double> forced;
-    std::optional<double> start;       // with ten times the ports
-    std::optional<double> enum_ports;  // the same
-    bool is_dropping_worth_a_row;
+    std::vector<Case> cases;   // in the order of the table
+    unsigned small_documents;  // of one turn,
+    unsigned log_lines;        // as these
+    double log_line;           // the bar against the other log
 };
 const Plan& plan();
 
@@ -40,6 +26,8 @@ ReceiverPorts find_receiver(const std::string& given);
 void raise_limits();
 // Of this process, in KiB.
 double resident_kib();
+// In user and system mode, of this process and its children that have ended; under Wine of its server, too.
+double processor_seconds();
 
 // What a lock of the monitor has cost: how often it was entered, how often that had to wait, and for how long in all.
 struct LockUse {
@@ -55,10 +43,10 @@ struct LockUses {
 void watch_locks(const host::MonitorHost& monitor);
 LockUses lock_uses();
 
-// Writes the same lines as the log, each flushed, into a file of that folder; seconds.
+// Writes the same lines as the log, each flushed, into a file of that folder.
 struct OtherLog {
     const char* name;
-    double (*write)(const std::string& folder, unsigned threads, unsigned lines, bool detailed);
+    Cost (*write)(const std::string& folder, unsigned threads, unsigned lines, bool detailed);
 };
 const OtherLog& other_log();
 

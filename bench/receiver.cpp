@@ -11,10 +11,6 @@ Receiver::Counts Receiver::ask(char command) const {
     return counts;
 }
 
-void Receiver::take_by(Taking taking) const {
-    ask(static_cast<char>(taking));
-}
-
 void Receiver::expect() const {
     ask('0');
 }

@@ -8,9 +8,6 @@
 
 namespace bench {
 
-// How it discards data: it reads it into its memory, as a printer does, or drops it in the kernel, which costs least.
-enum class Taking : char { reading = 'r', dropping = 'd' };
-
 struct ReceiverPorts {
     std::uint16_t data;
     std::uint16_t control;
@@ -22,8 +19,6 @@ class Receiver {
 
     // On every loopback address.
     std::uint16_t port() const { return port_; }
-    // It reads at first.
-    void take_by(Taking taking) const;
     // Forgets what has been counted; then whether exactly so much has come. Throws Failed when it has not.
     void expect() const;
     void check(std::uint64_t bytes, std::uint64_t connections) const;

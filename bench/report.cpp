@@ -26,31 +26,42 @@ std::string ratio_text(double value) {
     return text;
 }
 
-std::string interval_text(const Row& row) {
-    if (!row.interval) return {};
-    return ratio_text(row.interval->low) + " - " + ratio_text(row.interval->high) + " (" + std::to_string(row.pairs) +
-           ")";
+std::string interval_text(const Interval& interval) {
+    return ratio_text(interval.low) + " - " + ratio_text(interval.high);
 }
 
 using Line = std::vector<std::string>;
 
-Line line_of(const Row& row) {
-    if (!row.measured()) return {row.name, "", "", "", "", "", "", "", row.note};
-    const bool compared = !row.against.empty();
-    return {row.name,
-            number(row.ours) + " " + row.unit,
-            row.against,
-            compared ? number(row.theirs) + " " + row.unit : "",
-            compared ? ratio_text(row.ratio()) : "",
-            interval_text(row),
-            row.bar ? number(*row.bar) : "",
-            row.verdict(),
-            row.note};
+const Line kHeadings = {"case",           "ours",          "limit", "ratio",  "95 % interval (pairs)",
+                        "processor time", "95 % interval", "bar",   "verdict"};
+const Line kOtherHeadings = {"case", "ours", "against", "ratio", "note"};
+
+std::string compared_text(const Row& row) {
+    return row.against.empty() ? "" : row.against + ": " + number(row.theirs) + " " + row.unit;
 }
 
-// Characters, not bytes.
-size_t width_of(const std::string& text) {
-    return static_cast<size_t>(std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xC0) != 0x80; }));
+Line line_of(const Row& row) {
+    if (!row.measured()) return {row.name, "", "", "", row.note};
+    const std::string ratio = row.against.empty() ? "" : ratio_text(row.ratio());
+    Line line = {row.name, number(row.ours) + " " + row.unit, compared_text(row), ratio};
+    if (!row.bar) {
+        line.push_back(row.note);
+        return line;
+    }
+    Line rest = {"", "", "", number(*row.bar) + (row.against.empty() ? " " + row.unit : ""), row.verdict()};
+    if (row.pairs) {
+        rest[0] = interval_text(row.pairs->wall.interval()) + " (" + std::to_string(row.pairs->wall.first.size()) + ")";
+        rest[1] = ratio_text(row.pairs->processor.ratio());
+        rest[2] = interval_text(row.pairs->processor.interval());
+    }
+    line.insert(line.end(), rest.begin(), rest.end());
+    return line;
+}
+
+void print_line(const Line& line) {
+    std::string text = "|";
+    for (const std::string& cell : line) text += " " + cell + " |";
+    std::printf("%s\n", text.c_str());
 }
 
 using JsonWriter = rapidjson::PrettyWriter<rapidjson::OStreamWrapper>;
@@ -65,6 +76,14 @@ void write_number(JsonWriter& json, const char* name, double value) {
     json.Double(value);
 }
 
+void write_interval(JsonWriter& json, const char* name, const Pairs& pairs) {
+    json.Key(name);
+    json.StartArray();
+    json.Double(pairs.interval().low);
+    json.Double(pairs.interval().high);
+    json.EndArray();
+}
+
 void write_row(JsonWriter& json, const Row& row) {
     json.StartObject();
     write_text(json, "case", row.name);
@@ -76,14 +95,12 @@ void write_row(JsonWriter& json, const Row& row) {
             write_number(json, "theirs", row.theirs);
             write_number(json, "ratio", row.ratio());
         }
-        if (row.interval) {
+        if (row.pairs) {
             json.Key("pairs");
-            json.Uint64(row.pairs);
-            json.Key("interval");
-            json.StartArray();
-            json.Double(row.interval->low);
-            json.Double(row.interval->high);
-            json.EndArray();
+            json.Uint64(row.pairs->wall.first.size());
+            write_interval(json, "interval", row.pairs->wall);
+            write_number(json, "processor_ratio", row.pairs->processor.ratio());
+            write_interval(json, "processor_interval", row.pairs->processor);
         }
         if (row.bar) {
             write_number(json, "bar", *row.bar);
@@ -98,26 +115,21 @@ void write_row(JsonWriter& json, const Row& row) {
 
 std::string Row::verdict() const {
     if (!bar) return {};
-    if (interval && !interval->is_beside(*bar)) return "not decided";
-    return (interval ? interval->high : judged()) <= *bar ? "held" : "missed";
+    const double judged = pairs ? pairs->deciding(*bar).interval().high : against.empty() ? ours : ratio();
+    return judged <= *bar ? "held" : "missed";
 }
 
-Row pair_row(const std::string& name, const std::string& against, const Pairs& pairs, std::optional<double> bar,
+Row pair_row(const std::string& name, const std::string& against, const Measured& pairs, std::optional<double> bar,
              const std::string& unit, double factor, double parts) {
-    Row row = figure_row(name, unit, pairs.first_median() * factor / parts, bar, against,
-                         pairs.second_median() * factor / parts);
-    row.pairs = pairs.first.size();
-    row.interval = pairs.interval();
+    Row row = figure_row(name, unit, median(pairs.wall.first) * factor / parts, bar, against,
+                         median(pairs.wall.second) * factor / parts);
+    row.pairs = pairs;
     return row;
 }
 
 Row figure_row(const std::string& name, const std::string& unit, double ours, std::optional<double> bar,
-               const std::string& against, double theirs) {
-    return {.name = name, .unit = unit, .ours = ours, .against = against, .theirs = theirs, .bar = bar};
-}
-
-Row skipped_row(const std::string& name, const std::string& why) {
-    return {.name = name, .note = why};
+               const std::string& against, double theirs, const std::string& note) {
+    return {.name = name, .unit = unit, .ours = ours, .against = against, .theirs = theirs, .bar = bar, .note = note};
 }
 
 std::string calls_to_text(const Calls& calls) {
@@ -147,25 +159,15 @@ bool Report::all_held() const {
            std::all_of(rows_.begin(), rows_.end(), [](const Row& row) { return !row.bar || row.verdict() == "held"; });
 }
 
-// Reads well as it is, and is a table where Markdown is read.
-void Report::print_table() const {
-    std::vector<Line> lines = {{"case", "ours", "against", "theirs", "ratio", "95 % interval (pairs)", "bar", "", ""}};
-    lines.emplace_back(lines[0].size(), "---");
-    for (const Row& row : rows_) {
-        lines.push_back(line_of(row));
-        lines.back().resize(lines[0].size());
-    }
-    std::vector<size_t> widths(lines[0].size());
-    for (const Line& line : lines) {
-        // The last column is not padded.
-        for (size_t i = 0; i + 1 < widths.size(); ++i) widths[i] = std::max(widths[i], width_of(line[i]));
-    }
-    for (const Line& line : lines) {
-        std::string text = "|";
-        for (size_t i = 0; i < line.size(); ++i) {
-            text += " " + line[i] + std::string(widths[i] - std::min(width_of(line[i]), widths[i]), ' ') + " |";
+void Report::print_tables() const {
+    for (const bool barred : {true, false}) {
+        const Line& headings = barred ? kHeadings : kOtherHeadings;
+        std::printf("\n");
+        print_line(headings);
+        print_line(Line(headings.size(), "---"));
+        for (const Row& row : rows_) {
+            if (row.bar.has_value() == barred) print_line(line_of(row));
         }
-        std::printf("%s\n", text.c_str());
     }
 }
 

@@ -137,7 +137,7 @@ void add_layer_calls(Bench& bench) {
     server.print(0, data, kSmallDocument, kUsualWrite);
     winapi::fault::disarm();
     Calls calls = layer_calls_so_far();
-    Row row = figure_row("Windows calls that can fail, of a 100 KiB document, logging off", "calls", 0);
+    Row row = {.name = "Windows calls that can fail, of a 100 KiB document, logging off", .unit = "calls"};
     for (auto& [call, count] : calls) {
         count -= before.at(call);
         row.ours += count;
@@ -172,7 +172,7 @@ void add_calls(Bench& bench, const std::string& name, const std::string& child, 
     // The difference of two runs has nothing of their start and end in it.
     const Calls less = calls_of(bench, child, kLess, file);
     Calls more = calls_of(bench, child, kMore, file);
-    Row row = figure_row(name, "calls", 0);
+    Row row = {.name = name, .unit = "calls"};
     for (auto& [call, count] : more) {
         const auto before = less.find(call);
         count = (count - (before != less.end() ? before->second : 0)) / (kMore - kLess);
@@ -198,7 +198,7 @@ int log_many(std::uint64_t count) {
 void system_calls(Bench& bench) {
     add_layer_calls(bench);
     if (std::system("command -v strace >/dev/null") != 0) {
-        return bench.report.add(skipped_row("system calls", "skipped: strace is not installed"));
+        return bench.report.skip("system calls", "skipped: strace is not installed");
     }
     const std::string folder = host::make_temporary_folder();
     const std::string file = folder + "/strace";

@@ -35,37 +35,22 @@ void print_file(const PrintServer& server, const std::string& path, std::vector<
     close(file);
 }
 
-Pairs against_peer(Bench& bench, const PrintServer& server, const std::string& name, std::uint64_t size, unsigned count,
-                   std::optional<double> bar) {
-    const std::string path = write_document(server, size);
-    std::vector<char> buffer(kUsualWrite);
-    const auto ours = [&] {
-        for (unsigned i = 0; i < count; ++i) print_file(server, path, buffer);
-    };
-    const auto theirs = [&] {
-        for (unsigned i = 0; i < count; ++i) send_by_cups(bench.receiver.port(), path);
-    };
-    return compare(bench, bench.sampling, name, kPeer, bar, delivering(bench, size * count, count, timed(ours)),
-                   delivering(bench, size * count, count, timed(theirs)), "ms", 1e3, count);
-}
-
 }  // namespace
 
 void cups(Bench& bench) {
-    if (!has_cups_backend()) {
-        return bench.report.add(skipped_row("documents from a file", "skipped: package cups is not installed"));
-    }
+    const std::uint64_t size = bench.scaled(kGiB);
+    const std::string name = host::size_to_text(size) + " document, 64.0 KiB writes, from a file";
+    if (!has_cups_backend()) return bench.report.skip(name, "skipped: package cups is not installed");
     PrintServer server(bench.receiver.port(), 1);
     server.start();
     const spooler_sim::ClientScope client(W("client"));
-    const std::uint64_t size = bench.scaled(kGiB);
-    const Pairs large =
-        against_peer(bench, server, host::size_to_text(size) + " document, 64.0 KiB writes, from a file", size, 1, 0.4);
-    const double seconds = large.second_median();
-    const double rate = static_cast<double>(size) / static_cast<double>(kGiB) / seconds;
+    const std::string path = write_document(server, size);
+    std::vector<char> buffer(kUsualWrite);
+    const Measured pairs =
+        compare(bench, name, kPeer, 1.0, delivering(bench, size, 1, timed([&] { print_file(server, path, buffer); })),
+                delivering(bench, size, 1, timed([&] { send_by_cups(bench.receiver.port(), path); })));
+    const double rate = static_cast<double>(size) / static_cast<double>(kGiB) / median(pairs.wall.second);
     if (!bench.chart.empty()) bench.chart.push_back({kPeer, "#2980b9", {{0, rate}}});
-    const auto few = static_cast<unsigned>(bench.scaled(200));
-    against_peer(bench, server, std::to_string(few) + " documents of 100 KiB, from a file", kSmallDocument, few, {});
 }
 
 }  // namespace bench

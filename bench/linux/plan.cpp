@@ -3,6 +3,7 @@
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <array>
@@ -24,26 +25,14 @@ const Plan& plan() {
                   {"log", log_lines},
                   {"forced", forced_attributes},
                   {"stored", stored_ports},
-                  {"import", import},
+                  {"tsport", ports_by_tsport},
                   {"memory", memory},
                   {"allocations", allocations},
                   {"calls", system_calls},
                   {"report", reports}},
-        .large = {{kGiB, 4 * kKiB, {}},
-                  {kGiB, 16 * kKiB, {}},
-                  {kGiB, 64 * kKiB, 1.03},
-                  {kGiB, 256 * kKiB, {}},
-                  {kGiB, kMiB, {}}},
-        .small_off = 1.2,
-        .small_debug = 3,
-        .port_64 = 1.05,
-        .port_1000 = 1.1,
-        .log_line = 1,
+        .small_documents = 2000,
         .log_lines = 160000,
-        .forced = 1.25,
-        .start = 12,
-        .enum_ports = 12,
-        .is_dropping_worth_a_row = true,
+        .log_line = 1,
     };
     return plan;
 }
@@ -76,6 +65,16 @@ double status_kib(const std::string& name) {
         if (line.starts_with(name)) return std::stod(line.substr(name.size()));
     }
     throw Failed("the memory in use is not known here: " + name);
+}
+
+double processor_seconds() {
+    timespec own{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &own);
+    rusage children{};
+    getrusage(RUSAGE_CHILDREN, &children);
+    return static_cast<double>(own.tv_sec + children.ru_utime.tv_sec + children.ru_stime.tv_sec) +
+           static_cast<double>(own.tv_nsec) * 1e-9 +
+           static_cast<double>(children.ru_utime.tv_usec + children.ru_stime.tv_usec) * 1e-6;
 }
 
 double resident_kib() {

@@ -43,9 +43,9 @@ std::uint64_t write_log(const std::string& path, const std::string& piece, std::
 }
 
 // Runs a command in a process of its own; its peak of memory in MiB.
-double run_quietly(const std::string& command, double& seconds) {
+double run_quietly(const std::string& command, Cost& cost) {
     rusage used{};
-    seconds = seconds_of([&] {
+    cost = cost_of([&] {
         const pid_t process = start({"/bin/sh", "-c", "exec " + command});
         int status = -1;
         require(wait4(process, &status, 0, &used) == process && WIFEXITED(status) && WEXITSTATUS(status) == 0,
@@ -63,17 +63,17 @@ void reports(Bench& bench) {
     const std::uint64_t size = write_log(log, log_of_documents(bench), bench.scaled(kGiB));
     double memory = 0;
     const Sample ours = [&] {
-        double seconds = 0;
-        memory = std::max(memory, run_quietly(host::executable_folder() + "/tsport report " + log, seconds));
-        return seconds;
+        Cost cost;
+        memory = std::max(memory, run_quietly(host::executable_folder() + "/tsport report " + log, cost));
+        return cost;
     };
     const Sample theirs = [&] {
-        double seconds = 0;
-        run_quietly("wc -l " + log, seconds);
-        return seconds;
+        Cost cost;
+        run_quietly("wc -l " + log, cost);
+        return cost;
     };
     const std::string what = "report on " + host::size_to_text(size) + " of log";
-    compare(bench, bench.sampling, what, "wc -l", 10.0, ours, theirs);
+    compare(bench, what, "wc -l", 10.0, ours, theirs);
     bench.report.add(figure_row(what + ", peak memory", "MiB", memory, kMostMemoryMiB));
     std::filesystem::remove_all(folder);
 }

@@ -15,7 +15,7 @@ std::shared_ptr<spdlog::logger> open_log(const std::string& folder, bool detaile
     return logger;
 }
 
-double write(const std::string& folder, unsigned threads, unsigned lines, bool detailed) {
+Cost write(const std::string& folder, unsigned threads, unsigned lines, bool detailed) {
     const auto logger = open_log(folder, detailed);
     return on_threads(threads, [&logger, lines](unsigned) {
         for (unsigned i = 0; i < lines; ++i) {
