@@ -34,6 +34,9 @@ struct Key {
     // Both by the folded name, which is the order of enumeration too.
     std::map<std::u16string, std::shared_ptr<Key>> subkeys;
     std::map<std::u16string, Value> values;
+    // The subkey that the next index names, so that an enumeration goes on where it was; 0: there was none.
+    DWORD next_index = 0;
+    std::map<std::u16string, std::shared_ptr<Key>>::iterator next{};
 };
 
 // The mutex guards the root and every key.
@@ -88,7 +91,10 @@ LSTATUS walk(HKEY handle, LPCWSTR path, bool create, std::shared_ptr<Key>& key, 
         if (name.size() > longest_key_name) return status(ERROR_INVALID_PARAMETER);
         created = !key->subkeys.contains(fold(name));
         if (created && !create) return status(ERROR_FILE_NOT_FOUND);
-        if (created) key->subkeys[fold(name)] = std::make_shared<Key>(Key{name, key, {}, {}});
+        if (created) {
+            key->subkeys[fold(name)] = std::make_shared<Key>(Key{name, key, {}, {}});
+            key->next_index = 0;
+        }
         key = key->subkeys[fold(name)];
     }
     return ERROR_SUCCESS;
@@ -183,6 +189,7 @@ LSTATUS RegDeleteKeyW(HKEY key, LPCWSTR subkey) {
     const auto parent = found->parent.lock();
     if (parent == nullptr || !found->subkeys.empty()) return status(ERROR_ACCESS_DENIED);
     parent->subkeys.erase(fold(found->name));
+    parent->next_index = 0;
     return ERROR_SUCCESS;
 }
 
@@ -197,10 +204,16 @@ LSTATUS RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, DWORD* name_size, DWOR
     const LSTATUS error = find_key(key, KEY_ENUMERATE_SUB_KEYS, open);
     if (error != ERROR_SUCCESS) return error;
     if (index >= open->subkeys.size()) return status(ERROR_NO_MORE_ITEMS);
-    const std::u16string& found = std::next(open->subkeys.begin(), index)->second->name;
+    if (index == 0 || index != open->next_index) {
+        open->next = std::next(open->subkeys.begin(), index);
+        open->next_index = index;
+    }
+    const std::u16string& found = open->next->second->name;
     if (*name_size <= found.size()) return status(ERROR_MORE_DATA);
     std::copy_n(found.c_str(), found.size() + 1, name);
     *name_size = static_cast<DWORD>(found.size());
+    ++open->next;
+    ++open->next_index;
     return ERROR_SUCCESS;
 }
 

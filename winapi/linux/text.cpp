@@ -129,7 +129,7 @@ int lstrlenW(LPCWSTR text) {
 }
 
 int lstrcmpiW(LPCWSTR left, LPCWSTR right) {
-    while (*left != 0 && winapi::fold_case(*left) == winapi::fold_case(*right)) {
+    while (*left != 0 && (*left == *right || winapi::fold_case(*left) == winapi::fold_case(*right))) {
         ++left;
         ++right;
     }

@@ -1,11 +1,11 @@
 #include "winapi/linux/time.h"
 
+#include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cmath>
 #include <cstring>
-#include <mutex>
-#include <shared_mutex>
 #include <thread>
 
 #include "winapi/linux/control.h"
@@ -15,35 +15,30 @@
 
 namespace {
 
-using winapi::the;
-
 winapi::fault::Point system_time_point("SystemTimeToFileTime");
 winapi::fault::Point local_time_point("_localtime64_s");
 
-std::int64_t real_now() {
+std::int64_t real_now(clockid_t clock = CLOCK_MONOTONIC) {
     timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
+    clock_gettime(clock, &now);
     return now.tv_sec * 1'000'000'000LL + now.tv_nsec;
 }
 
 // The layer's clock is a straight line from the last change of its speed on, which keeps it from ever going
 // back. It starts out as the machine's own.
 struct Clock {
-    std::shared_mutex mutex;
     std::int64_t real_start = 0;
     std::int64_t start = 0;
     double factor = 1;
+    const Clock* before = nullptr;  // kept: a thread may still be reading it
 
-    // The caller holds the lock.
     std::int64_t at(std::int64_t real) const {
-        return start + std::llround(static_cast<double>(real - real_start) * factor);
+        const std::int64_t passed = std::max<std::int64_t>(real - real_start, 0);
+        return start + (factor == 1 ? passed : std::llround(static_cast<double>(passed) * factor));
     }
 };
-
-double clock_factor() {
-    const std::shared_lock lock(the<Clock>().mutex);
-    return the<Clock>().factor;
-}
+constexpr Clock machine_clock;
+std::atomic<const Clock*> current_clock{&machine_clock};
 
 FILETIME file_time(std::chrono::system_clock::time_point time) {
     using Ticks = std::chrono::duration<std::int64_t, std::ratio<1, 10'000'000>>;
@@ -56,7 +51,7 @@ FILETIME file_time(std::chrono::system_clock::time_point time) {
 }  // namespace
 
 void Sleep(DWORD milliseconds) {
-    std::this_thread::sleep_for(std::chrono::duration<double, std::milli>(milliseconds / clock_factor()));
+    std::this_thread::sleep_for(std::chrono::duration<double, std::milli>(milliseconds / current_clock.load()->factor));
 }
 
 DWORD GetTickCount() {
@@ -93,22 +88,20 @@ int _localtime64_s(struct tm* local, const __time64_t* seconds) {
 namespace winapi {
 
 void set_clock_speed(double factor) {
-    Clock& clock = the<Clock>();
-    const std::unique_lock lock(clock.mutex);
+    const Clock* const before = current_clock;
     const std::int64_t now = real_now();
-    clock.start = clock.at(now);
-    clock.real_start = now;
-    clock.factor = factor;
+    current_clock = new Clock{now, before->at(now), factor, before};
 }
 
 std::int64_t real_milliseconds(DWORD milliseconds) {
-    return static_cast<std::int64_t>(std::ceil(milliseconds / clock_factor()));
+    return static_cast<std::int64_t>(std::ceil(milliseconds / current_clock.load()->factor));
 }
 
 std::uint64_t clock_milliseconds() {
-    Clock& clock = the<Clock>();
-    const std::shared_lock lock(clock.mutex);
-    return static_cast<std::uint64_t>(clock.at(real_now()) / 1'000'000);
+    const Clock& clock = *current_clock.load();
+    // As on Windows, the time of the last tick; a faster clock would make leaps with each.
+    const clockid_t real = clock.factor == 1 ? CLOCK_MONOTONIC_COARSE : CLOCK_MONOTONIC;
+    return static_cast<std::uint64_t>(clock.at(real_now(real)) / 1'000'000);
 }
 
 }  // namespace winapi
