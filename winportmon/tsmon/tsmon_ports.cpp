@@ -74,36 +74,10 @@ PortEntry* CreatePortEntry(MonitorContext* context, const PortConfig* config) {
     return port;
 }
 
-namespace {
-
-WCHAR FoldAscii(WCHAR c) {
-    return c >= W('a') && c <= W('z') ? static_cast<WCHAR>(c - W('a') + W('A')) : c;
-}
-
-bool IsPrintableAscii(WCHAR c) {
-    return c >= W(' ') && c <= W('~');
-}
-
-// Names that first differ in two characters of ASCII are different in every language. That tells most of them apart at
-// once; lstrcmpiW takes long, and the list is walked under the lock.
-bool IsName(const PortEntry* port, const WCHAR* name) {
-    const FieldText own(port->config.port_name);
-    const WCHAR* left = own.text;
-    const WCHAR* right = name;
-    while (*left != 0 && FoldAscii(*left) == FoldAscii(*right)) {
-        ++left;
-        ++right;
-    }
-    if (IsPrintableAscii(*left) && IsPrintableAscii(*right)) return false;
-    return lstrcmpiW(own.text, name) == 0;
-}
-
-}  // namespace
-
 PortEntry* FindPortEntry(MonitorContext* context, const WCHAR* name) {
     if (name == nullptr) return nullptr;
     PortEntry* port = context->ports;
-    while (port != nullptr && !IsName(port, name)) port = port->next;
+    while (port != nullptr && lstrcmpiW(FieldText(port->config.port_name).text, name) != 0) port = port->next;
     return port;
 }
 
