@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Types the commands that README.md, docs/ and packaging/README.txt show, in a copy of examples/, and compares what they
-print with what is shown. check_docs.py PROGRAM... [--update]; --update writes what they print into the documents."""
+print with what is shown; and whether the metrics of the sample dashboard are those of tsport. check_docs.py PROGRAM...
+[--update]: with --update what the commands print is written into the documents."""
 import itertools
 import os
 import pathlib
@@ -115,13 +116,24 @@ def wrong_options(text):
             yield "".join(line)
 
 
+def unknown_metrics(folder):
+    """Those that the dashboard asks for and tsport does not write."""
+    subprocess.run([PROGRAMS[0], "report", ROOT / "examples/server", "--prometheus", f"{folder}/metrics"], check=True,
+                   stdout=subprocess.DEVNULL)
+    written = re.findall(r"(?m)^tsport_\w+", pathlib.Path(folder, "metrics").read_text())
+    asked = re.findall(r"tsport_\w+", (ROOT / "examples/grafana-dashboard.json").read_text())
+    return set(asked) - set(written) or ([] if len(asked) > 10 else ["there are hardly any"])
+
+
 def main():
     typed = 0
+    with tempfile.TemporaryDirectory() as folder:
+        problems.extend(f"examples/grafana-dashboard.json: no such metric: {name}" for name in unknown_metrics(folder))
     for document in DOCUMENTS:
         text = document.read_text()
         lines = text.splitlines()
         commands = commands_of(document, lines)
-        problems.extend(f"{document.name}: tsport knows no such option: tsport {line}" for line in wrong_options(text))
+        problems.extend(f"{document.name}: no such verb or option: tsport {line}" for line in wrong_options(text))
         with tempfile.TemporaryDirectory() as folder:
             shutil.copytree(ROOT / "examples", f"{folder}/examples")
             (pathlib.Path(folder) / "testbed").symlink_to(ROOT / "testbed")
@@ -135,7 +147,8 @@ def main():
                 start = command.number + 1
                 lines[start:start + len(command.shown)] = ["    " + line if line else "" for line in command.printed]
             else:
-                problems.append("\n    ".join([f"{document.name}:{command.number + 1}: {command.text} prints", *command.printed]))
+                place = f"{document.name}:{command.number + 1}"
+                problems.append("\n    ".join([f"{place}: {command.text} prints", *command.printed]))
         if "--update" in sys.argv:
             document.write_text("\n".join(lines) + "\n")
     print("\n".join([*problems, f"{typed - len(problems)} passed, {len(problems)} failed"]))
