@@ -4,11 +4,13 @@
 #include <map>
 
 #include "tsport/answer.h"
+#include "tsport/collect/collect.h"
 #include "tsport/doctor/doctor.h"
 #include "tsport/file.h"
 #include "tsport/migrate/migrate.h"
 #include "tsport/output.h"
 #include "tsport/ports/encoding.h"
+#include "tsport/watch/watch.h"
 
 namespace tsport {
 namespace {
@@ -99,8 +101,10 @@ bool take_verb(const std::string& word, Command& command, std::string& why) {
 
 std::string misfit_of(const Command& command) {
     const bool reports = command.verb->run == report_logs;
+    const bool watches = command.verb->run == watch_log;
     const bool migrates = command.verb->run == migrate::migrate;
-    const bool asks_spooler = !reports && !migrates && command.verb->run != doctor::examine;
+    const bool asks_spooler =
+        !reports && !watches && !migrates && command.verb->run != doctor::examine && command.verb->run != collect;
     if (!command.library.empty() && command.store.empty()) return "--library goes with --store";
     if (command.csv && command.json && (reports || command.verb->run == list))
         return "--csv and --json exclude each other";
@@ -108,7 +112,7 @@ std::string misfit_of(const Command& command) {
         return std::string("--server does not go with ") + command.verb->name +
                (migrates ? ": run it on that server"
                          : ", which reads files: run it on that server, or name them by its share, \\\\NAME\\C$\\...");
-    if (!command.store.empty() && (reports || migrates))
+    if (!command.store.empty() && (reports || watches || migrates))
         return std::string("--store does not go with ") + command.verb->name;
     return command.store.empty() || command.servers.empty() ? "" : "--store and --server exclude each other";
 }
