@@ -256,7 +256,8 @@ Answer run(const std::vector<std::string>& words, const Console& console) {
     const bool failed = !to_text(replies[0].error).empty();
     if (!command.json) {
         answer_as_text(command, replies, out, answer.err);
-    } else if (failed || command.verb->needs != Needs::nothing) {  // report and doctor write their own
+    } else if (failed || command.verb->needs != Needs::nothing || !replies[0].json_objects.empty()) {
+        // report, watch and doctor write their own
         (failed ? answer.out : out) += json_answer(command, replies);
     }
     return answer;

@@ -29,8 +29,10 @@ TEST(Collect, LeavesSecretsOut) {
     ASSERT_TRUE(write_file(folder / "ports.txt", "Office 127.0.0.1 1\n"));
     const std::string to = utf8_of(folder / "for support");
     const tsport::Answer answer =
-        tsport::run({"collect", to, "--base", utf8_of(base), "--store", utf8_of(folder / "ports.txt")});
+        tsport::run({"collect", to, "--base", utf8_of(base), "--store", utf8_of(folder / "ports.txt"), "--json"});
     EXPECT_EQ(answer.status, tsport::done) << answer.err;
+    EXPECT_NE(answer.out.find("\"verb\": \"collect\", \"results\": [{\"folder\": "), std::string::npos) << answer.out;
+    EXPECT_NE(answer.out.find("\"files\": [\"print-provider.conf\", "), std::string::npos) << answer.out;
 
     std::vector<std::string> names;
     for (const fs::directory_entry& file : fs::directory_iterator(path_of(to))) {

@@ -100,7 +100,11 @@ class Folder {
                            [&](const Part& part) { return write_file(folder + "/" + part.name, part.contents, why); });
     }
 
-    const std::vector<Part>& parts() const { return parts_; }
+    std::vector<std::string> names() const {
+        std::vector<std::string> names;
+        for (const Part& part : parts_) names.push_back(part.name);
+        return names;
+    }
 
   private:
     bool is_server() const {
@@ -218,11 +222,12 @@ void collect(const Task& task) {
     }
     std::string why;
     if (!folder.write(name, why)) return task.fail(refused, why, "file");
-    task.say(doctor::counted(folder.parts().size(), "file") + " in " + name + "; README.txt there says what they are",
-             [&folder, name](JsonWriter& json) {
+    const std::vector<std::string> files = folder.names();
+    task.say(doctor::counted(files.size(), "file") + " in " + name + "; README.txt there says what they are",
+             [files, name](JsonWriter& json) {
                  json.member("folder", name);
                  json.array("files", [&] {
-                     for (const Part& part : folder.parts()) json.value(part.name);
+                     for (const std::string& file : files) json.value(file);
                  });
              });
 }

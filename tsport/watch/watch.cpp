@@ -71,6 +71,7 @@ class Screen {
         }
         for (const auto& [thread, activity] : activities_.all()) write_change(activity, false);
         for (const auto& [printer, refusal] : activities_.refusals()) {
+            if (!command_.report.printer.empty() && printer != command_.report.printer) continue;
             sink_(json_line([&](JsonWriter& json) {
                 json.member("version", 1u);
                 json.member("time", report::to_text(now_));
