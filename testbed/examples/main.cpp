@@ -1,7 +1,9 @@
-// Makes the small print server of examples/: a base directory with the log of one morning, and its ports. Real
-// documents go to real printers, at addresses of this machine; afterwards the lines get the times of that morning.
+// Makes the small print server of examples/, in the folder that is its operand: a base directory with the log of one
+// morning, and the ports. Real documents go to printers at 127.0.0.11 and following, TCP port 9100; afterwards the
+// lines get the times of that morning.
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
@@ -9,7 +11,6 @@
 #include <optional>
 #include <sstream>
 
-#include "host/command_line/options.h"
 #include "host/platform.h"
 #include "testbed/print_server.h"
 #include "testbed/records.h"
@@ -26,19 +27,6 @@ using test_printer::TcpPrinter;
 using testbed::DocumentPlan;
 using namespace std::chrono_literals;
 
-const char usage[] = R"(examples - makes the sample print server of examples/
-
-usage: examples DIR
-
-Writes DIR/server, a base directory with its log, and DIR/ports.txt, the server's ports. Takes ten seconds. The
-printers listen on TCP port 9100 of 127.0.0.11 and the following addresses.
-
-  --version       the version
-  -h, --help, /?  this text
-
-Exit status: 0 done, 1 it could not be made, 2 wrong command line.
-)";
-
 struct Port {
     const char* name;
     const char* address;
@@ -48,6 +36,26 @@ struct Port {
 constexpr Port ports[] = {
     {"Accounts", "127.0.0.11", 9100},     {"Front desk", "127.0.0.12", 9100}, {"Lab", "127.0.0.13", 9100},
     {"Plotter", "plotter.invalid", 9100}, {"Reception", "127.0.0.15", 9100},  {"Warehouse", "127.0.0.16", 9101},
+};
+
+// Here a printer can only refuse; one that is switched off looks otherwise in a log of Windows.
+const std::string refused =
+    "No connection could be made because the target machine actively refused it. (Error: 10061)";
+const std::string timed_out =
+    "A connection attempt failed because the connected party did not properly respond after a period of time, or "
+    "established connection failed because connected host has failed to respond. (Error: 10060)";
+
+// A document, so long after the one before, while the clock runs so many times as fast.
+struct Scene {
+    milliseconds pause;
+    const char* printer;
+    std::uint64_t size;
+    DocumentPlan plan = {};
+    double speed = 1;
+    bool is_off = false;  // the printer
+
+    size_t begin = 0;  // in the log, and by this machine's clock
+    milliseconds real_start = 0ms;
 };
 
 milliseconds parse_time(const std::string& line) {
@@ -69,19 +77,6 @@ std::string read_file(const std::string& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// Here a printer can only refuse; one that is switched off looks otherwise in a log of Windows.
-constexpr const char* refused =
-    "No connection could be made because the target machine actively refused it. (Error: 10061)";
-constexpr const char* timed_out =
-    "A connection attempt failed because the connected party did not properly respond after a period of time, or "
-    "established connection failed because connected host has failed to respond. (Error: 10060)";
-
-bool replace(std::string& text, const std::string& before, const std::string& after) {
-    const size_t at = text.find(before);
-    if (at != std::string::npos) text.replace(at, before.size(), after);
-    return at != std::string::npos;
-}
-
 TcpPrinter::Options options_of(const char* address) {
     TcpPrinter::Options options;
     options.address = address;
@@ -101,35 +96,36 @@ class Morning : public testbed::PrintServer {
         for (const auto* const printer : {&accounts, &front_desk, &lab}) {
             if (why = (*printer)->error(); !why.empty()) return false;
         }
-        if (!set_up({"# The settings of a sample print server.", "Debug=on", "HWCheckPortMonitorRunAsSystem=on"},
-                    why)) {
+        if (!set_up({"# The settings of a sample print server.", "Debug=on", "HWCheckPortMonitorRunAsSystem=on"}, why))
             return false;
-        }
         why = "the helper program or the ports are missing";
         bool good = testbed::install_helper(folder) && host::store_install_path(W("C:\\Print Provider"));
         for (const Port& port : ports) {
             good = host::store_port(to_text(port.name), to_text(port.address), port.number) && good;
             spooler_sim::add_printer(to_text(port.name));
         }
-        begin(0s);
+        begin({0s, "", 0});
         return good && try_load(why);
     }
 
-    // What is logged from now on happened so long after the last line before, and its clock ran `speed` times as fast.
-    void begin(milliseconds pause, double speed = 1, bool is_off = false) {
-        winapi::set_clock_speed(speed);
-        const auto now = std::chrono::system_clock::now().time_since_epoch();
-        scenes_.push_back({read_file(folder.log()).size(), duration_cast<milliseconds>(now), pause, speed, is_off});
+    // What is logged from now on belongs to that scene.
+    void begin(Scene scene) {
+        winapi::set_clock_speed(scene.speed);
+        scene.begin = read_file(folder.log()).size();
+        scene.real_start = duration_cast<milliseconds>(std::chrono::system_clock::now().time_since_epoch());
+        scenes_.push_back(scene);
     }
-
-    void print(const char* printer, std::uint64_t size, const DocumentPlan& plan = {}, DWORD write_size = 65536,
-               unsigned most_restarts = 3) {
+    void print(const char* printer, std::uint64_t size, const DocumentPlan& plan) {
+        const DWORD write_size = size > 1'000'000 ? 1 << 20 : 65536;
         host::Document made = document(to_text(printer), host::generated_source(size, size), write_size);
         made.job_id = monitor.next_job_id();
-        made.most_restarts = made.most_retries = most_restarts;
         testbed::lay_out(folder, printer, made.job_id, plan);
         monitor.print_document(made);
         testbed::clear_away(folder, printer, made.job_id, plan);
+    }
+    void play(const Scene& scene) {
+        begin(scene);
+        print(scene.printer, scene.size, scene.plan);
     }
 
     // The log so far, with the times of the morning.
@@ -142,29 +138,24 @@ class Morning : public testbed::PrintServer {
         size_t read = 0;
         for (std::string line; std::getline(lines, line); read += line.size() + 1) {
             if (scene != &scenes_.back() && read >= scene[1].begin) start = now + (++scene)->pause;
-            if (scene->is_off && replace(line, refused, timed_out)) start += 21s;  // as long as Windows tries
             const std::chrono::duration<double, std::milli> real = parse_time(line) - scene->real_start;
+            std::string rest = line.substr(line.find(' ', line.find(',')));
+            if (const size_t at = rest.find(refused); scene->is_off && at != std::string::npos) {
+                rest.replace(at, refused.size(), timed_out);
+                start += 21s;  // as long as Windows tries
+            }
             now = std::max(now, start + std::chrono::round<milliseconds>(real * scene->speed));
-            text += time_to_text(now) + line.substr(line.find(' ', line.find(',')));
-            text += '\n';
+            text += time_to_text(now) + rest + "\n";
         }
         return text;
     }
 
-    // Null once it has been switched off.
+    // Null once they are switched off.
     std::optional<TcpPrinter> accounts{options_of("127.0.0.11")};
     std::optional<TcpPrinter> front_desk{options_of("127.0.0.12")};
     std::optional<TcpPrinter> lab{options_of("127.0.0.13")};
 
   private:
-    struct Scene {
-        size_t begin;  // in the log
-        milliseconds real_start;
-        milliseconds pause;
-        double speed;
-        bool is_off;
-    };
-
     explicit Morning(const std::string& parent) : PrintServer(parent + "/Print Provider") {
         winapi::map_drive('C', parent);
     }
@@ -174,8 +165,8 @@ class Morning : public testbed::PrintServer {
 
 // What happens on that morning; three documents are under way when its log is taken.
 std::string spend(Morning& morning) {
-    const std::string helper = morning.folder.base + "/" + testbed::helper_file_name;
-    const std::string helper_away = helper + ".away";
+    const fs::path helper = path_of(morning.folder.base) / testbed::helper_file_name;
+    const fs::path elsewhere = path_of(morning.folder.install) / testbed::helper_file_name;
     Behaviour broken;
     broken.reset_after = 100'000;
     Behaviour warming_up;  // takes nothing for 70 s of a clock that is a hundred times as fast
@@ -184,77 +175,43 @@ std::string spend(Morning& morning) {
     warming_up.stall_for = 700ms;
     Behaviour stalled = warming_up;
     stalled.stall_for = 1h;
-    Behaviour slow;
-    slow.receive_buffer = 65536;
-    slow.bytes_per_second = 700'000;
-    constexpr DWORD large_write = 1 << 20;
 
-    morning.begin(4min);
-    morning.print("Front desk", 3'200);
-    morning.begin(7min + 12s);
-    morning.print("Accounts", 310'000);
-    morning.begin(95s);
-    morning.print("Warehouse", 48'000);
-    morning.begin(11min);
-    morning.print("Plotter", 260'000);
-    morning.begin(3min + 40s);
-    morning.print("Front desk", 12'500, {.not_approved = true});
-    morning.begin(9min + 3s, 1, true);
-    morning.print("Reception", 5'400);
-    morning.begin(26s, 50);
-    morning.print("Front desk", 21'000,
-                  {.checked = true, .script = "on startdoc WAIT \"Door Open\" for 1900 ms then OK"});
-    morning.begin(14min);
+    morning.play({4min, "Front desk", 3'200});
+    morning.play({7min + 12s, "Accounts", 310'000});
+    morning.play({95s, "Warehouse", 48'000});
+    morning.play({11min, "Plotter", 260'000});
+    morning.play({3min + 40s, "Front desk", 12'500, {.not_approved = true}});
+    morning.play({9min + 3s, "Reception", 5'400, {}, 1, true});
+    const char* const open_door = "on startdoc WAIT \"Door Open\" for 1900 ms then OK";
+    morning.play({26s, "Front desk", 21'000, {.checked = true, .script = open_door}, 50});
     morning.accounts->behave_once(broken);
-    morning.print("Accounts", 12 << 20, {}, large_write);
-    morning.begin(5min);
-    morning.print("Front desk", 2'000'000, {.checked = true, .script = "on startdoc DELETE"}, large_write);
-    morning.begin(8min + 19s, 100);
+    morning.play({14min, "Accounts", 12 << 20});
+    morning.play({5min, "Front desk", 2'000'000, {.checked = true, .script = "on startdoc DELETE"}});
     morning.lab->behave_once(warming_up);
-    morning.print("Lab", 6 << 20, {}, large_write);
-    morning.begin(21min);
-    fs::rename(path_of(helper), path_of(helper_away));
-    morning.print("Front desk", 9'800, {.checked = true});
-    fs::rename(path_of(helper_away), path_of(helper));
-    morning.begin(32min);
-    morning.print("Front desk", 64'000);
+    morning.play({8min + 19s, "Lab", 6 << 20, {}, 100});
+    fs::rename(helper, elsewhere);
+    morning.play({21min, "Front desk", 9'800, {.checked = true}});
+    fs::rename(elsewhere, helper);
+    morning.play({32min, "Front desk", 64'000});
 
-    morning.begin(17min, 10);
+    morning.begin({17min, "", 0, {}, 10});
     morning.lab->behave(stalled);
-    morning.accounts->behave(slow);
-    const auto start = [&](const char* printer, std::chrono::milliseconds then, const DocumentPlan& plan = {}) {
-        auto printing = std::async(
-            std::launch::async, [&morning, printer, plan] { morning.print(printer, 32 << 20, plan, large_write, 0); });
+    morning.accounts->behave(stalled);
+    const auto start = [&morning](const char* printer, milliseconds then, const DocumentPlan& plan = {}) {
+        auto printing =
+            std::async(std::launch::async, [&morning, printer, plan] { morning.print(printer, 32 << 20, plan); });
         std::this_thread::sleep_for(then);
         return printing;
     };
+    const char* const no_paper = "on startdoc WAIT \"Paper Out\" until refilled then OK";
     const auto hangs = start("Lab", 4200ms);
-    const auto held = start("Front desk", 1500ms,
-                            {.checked = true, .script = "on startdoc WAIT \"Paper Out\" until refilled then OK"});
-    const auto prints = start("Accounts", 900ms);
+    const auto is_held = start("Front desk", 1500ms, {.checked = true, .script = no_paper});
+    const auto is_sent = start("Accounts", 300ms);
     const std::string log = morning.log();
     morning.accounts.reset();
     morning.lab.reset();
-    std::ofstream(path_of(morning.folder.base + "/refilled")).flush();
+    std::ofstream(path_of(morning.folder.base) / "refilled").flush();
     return log;
-}
-
-bool write(const fs::path& path, const std::string& text) {
-    fs::create_directories(path.parent_path());
-    std::ofstream file(path, std::ios::binary);
-    file << text;
-    return static_cast<bool>(file.flush());
-}
-
-// As tsport export writes them.
-std::string ports_file() {
-    const auto row = [](const std::string& name, const std::string& address, const std::string& port) {
-        return host::padded(name, 12) + "  " + host::padded(address, 15) + "  " + port + "\n";
-    };
-    std::string text = row("# name", "address", "port");
-    for (const Port& port : ports)
-        text += row('"' + std::string(port.name) + '"', port.address, std::to_string(port.number));
-    return text;
 }
 
 bool make(const fs::path& folder) {
@@ -265,30 +222,29 @@ bool make(const fs::path& folder) {
         return false;
     }
     const fs::path base = folder / "server";
-    const testbed::BaseFolder made = {host::utf8_of(folder), host::utf8_of(base)};
     fs::remove_all(base);
-    bool good = write(path_of(made.log()), spend(morning)) && write(folder / "ports.txt", ports_file());
+    fs::create_directories(base);
+    std::ofstream log(base / kLogFileName, std::ios::binary);
+    log << spend(morning);
     morning.monitor.unload();
-    for (const char* const name : {kSettingsFileName, kEnvVersionFileName}) {
-        good = write(base / name, read_file(morning.folder.base + "/" + name)) && good;
+    // What the Print Provider leaves for a job that has still to come.
+    testbed::lay_out(morning.folder, "Front desk", 40,
+                     {.not_approved = true, .progress = true, .checked = true, .forced = true});
+    for (const char* const name : {kSettingsFileName, kEnvVersionFileName, "spool"}) {
+        fs::copy(path_of(morning.folder.base) / name, base / name, fs::copy_options::recursive);
     }
-    // Two jobs that have still to come.
-    for (const char* const name : {"forceattr", "hpc", "notapprovedjobs", "settings"}) {
-        fs::create_directories(path_of(made.spool(name)));
+    std::ofstream list(folder / "ports.txt");
+    for (const Port& port : ports) {
+        char line[64];
+        const int blanks = 10 - static_cast<int>(std::strlen(port.name));
+        std::snprintf(line, sizeof line, "\"%s\"%*s  %-15s  %u\n", port.name, blanks, "", port.address, port.number);
+        list << line;
     }
-    const char* const printer = "Front desk";
-    return good && write(made.marker(40), "") && testbed::write_settings_record(made, printer) &&
-           testbed::write_force_attributes_records(made, printer, 41) &&
-           write(path_of(testbed::progress_record_path(made, printer, 41)), "made by the Print Provider\r\n");
+    return log.flush() && list.flush();
 }
 
 }  // namespace
 
 int main(int count, char** arguments) {
-    const command_line::Program program = {"examples", usage, {}};
-    int status = 0;
-    const auto operands = command_line::operands_of(program, host::program_arguments(count, arguments), status);
-    if (!operands) return status;
-    if (operands->size() != 1) return command_line::wrong_line(program, "it takes one folder");
-    return make(path_of(operands->front())) ? 0 : 1;
+    return count == 2 && make(arguments[1]) ? 0 : 1;
 }
