@@ -28,7 +28,7 @@ NOT_HERE = {
 NO_COMMANDS = r'\{"version"|StartDocPort|\d{4}-|tsprintportmon\.dll|print-provider\.conf|HKLM|\.\.\.\\'
 # What differs each time where one of these commands is in the block: times, speeds, threads, lines of the sources.
 LIVE = r"\$ (\./run demo|spoolhost)"
-CHANGING = r"\d{4}-\d\d-\d\d \d\d:\d\d:\d\d,\d{3}|\[\d+\]|\.cpp:\d+|\d+(\.\d+)? (ms|s|[KMG]?i?B/s)(?!\w)|  +"
+CHANGING = r"\d{4}-\d\d-\d\d \d\d:\d\d:\d\d[,.]\d{3}|\[\d+\]|\.cpp:\d+|\d+(\.\d+)? (ms|s|[KMG]?i?B/s)(?!\w)|  +"
 problems = []
 
 
