@@ -17,7 +17,7 @@ const char usage[] = R"(fakeprinter - a raw TCP printer for the bench
 usage: fakeprinter [options]
 
   --port N           the TCP port (default 9100; 0 lets the system choose)
-  --address A        the numeric address to listen on (default 127.0.0.1)
+  --address A        the numeric address to listen on, of IPv4 or IPv6 (default 127.0.0.1)
   --store DIR        keeps each connection's bytes as DIR/connection-N.bin
   --connections N    ends after N connections (default: runs until it is stopped)
   --slow BYTES       reads at most that many bytes a second

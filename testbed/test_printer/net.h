@@ -10,7 +10,7 @@ namespace test_printer::net {
 using Socket = std::intptr_t;
 constexpr Socket no_socket = -1;
 
-// A socket bound to the numeric IPv4 address, which refuses connections until start_listening; port 0 lets
+// A socket bound to the numeric address of either family, which refuses connections until start_listening; port 0 lets
 // the system choose. no_socket and the reason when that is not possible. No child process inherits what this
 // header opens.
 Socket bind_to(const std::string& address, std::uint16_t port, std::string& why);

@@ -61,8 +61,8 @@ class TcpPrinter {
         std::uint16_t port = 0;  // 0: one that the system chooses
         bool listening = true;
         // Given every piece of data, and every connection that has ended, on the connection's own thread.
-        std::function<void(size_t connection, const char* data, size_t size)> on_data;
-        std::function<void(size_t connection, const Connection& record)> on_end;
+        std::function<void(size_t connection, const char* data, size_t size)> on_data = {};
+        std::function<void(size_t connection, const Connection& record)> on_end = {};
     };
 
     TcpPrinter() : TcpPrinter(Options()) {}

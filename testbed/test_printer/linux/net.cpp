@@ -16,25 +16,36 @@ int descriptor(Socket socket) {
     return static_cast<int>(socket);
 }
 
+struct Name {
+    sockaddr_storage storage{};
+    socklen_t size = 0;
+    const sockaddr* get() const { return reinterpret_cast<const sockaddr*>(&storage); }
+};
+
 // False when it is no numeric address.
-bool set_address(sockaddr_in& name, const std::string& address, std::uint16_t port) {
-    name.sin_family = AF_INET;
-    name.sin_port = htons(port);
-    return inet_pton(AF_INET, address.c_str(), &name.sin_addr) == 1;
+bool set_address(Name& name, const std::string& address, std::uint16_t port) {
+    auto& v4 = reinterpret_cast<sockaddr_in&>(name.storage);
+    auto& v6 = reinterpret_cast<sockaddr_in6&>(name.storage);
+    const bool is_v6 = address.find(':') != std::string::npos;
+    name.storage.ss_family = is_v6 ? AF_INET6 : AF_INET;
+    name.size = is_v6 ? sizeof v6 : sizeof v4;
+    v4.sin_port = htons(port);  // in the same place in both
+    void* const bytes = is_v6 ? static_cast<void*>(&v6.sin6_addr) : &v4.sin_addr;
+    return inet_pton(name.storage.ss_family, address.c_str(), bytes) == 1;
 }
 
 }  // namespace
 
 Socket bind_to(const std::string& address, std::uint16_t port, std::string& why) {
-    sockaddr_in name{};
+    Name name;
     if (!set_address(name, address, port)) {
-        why = "not an IPv4 address: " + address;
+        why = "not a numeric address: " + address;
         return no_socket;
     }
-    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    const int socket = ::socket(name.storage.ss_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     const int on = 1;
     if (socket >= 0) setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    if (socket < 0 || ::bind(socket, reinterpret_cast<const sockaddr*>(&name), sizeof name) != 0) {
+    if (socket < 0 || ::bind(socket, name.get(), name.size) != 0) {
         why = std::strerror(errno);
         if (socket >= 0) ::close(socket);
         return no_socket;
@@ -43,10 +54,10 @@ Socket bind_to(const std::string& address, std::uint16_t port, std::string& why)
 }
 
 std::uint16_t bound_port(Socket socket) {
-    sockaddr_in name{};
+    sockaddr_in6 name{};
     socklen_t size = sizeof name;
     if (getsockname(descriptor(socket), reinterpret_cast<sockaddr*>(&name), &size) != 0) return 0;
-    return ntohs(name.sin_port);
+    return ntohs(name.sin6_port);  // in the same place in both families
 }
 
 bool start_listening(Socket socket) {
@@ -69,10 +80,10 @@ Socket accept_from(Socket listener) {
 }
 
 Socket connect_to(const std::string& address, std::uint16_t port) {
-    sockaddr_in name{};
+    Name name;
     if (!set_address(name, address, port)) return no_socket;
-    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (socket >= 0 && ::connect(socket, reinterpret_cast<const sockaddr*>(&name), sizeof name) == 0) return socket;
+    const int socket = ::socket(name.storage.ss_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (socket >= 0 && ::connect(socket, name.get(), name.size) == 0) return socket;
     if (socket >= 0) ::close(socket);
     return no_socket;
 }

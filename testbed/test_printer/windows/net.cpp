@@ -31,29 +31,40 @@ bool set_blocking(SOCKET socket, bool blocking) {
     return ioctlsocket(socket, static_cast<long>(FIONBIO), &waits_not) == 0;
 }
 
+struct Name {
+    sockaddr_storage storage{};
+    int size = 0;
+    const sockaddr* get() const { return reinterpret_cast<const sockaddr*>(&storage); }
+};
+
 // False when it is no numeric address.
-bool set_address(sockaddr_in& name, const std::string& address, std::uint16_t port) {
-    name.sin_family = AF_INET;
-    name.sin_port = htons(port);
-    return started() && inet_pton(AF_INET, address.c_str(), &name.sin_addr) == 1;
+bool set_address(Name& name, const std::string& address, std::uint16_t port) {
+    auto& v4 = reinterpret_cast<sockaddr_in&>(name.storage);
+    auto& v6 = reinterpret_cast<sockaddr_in6&>(name.storage);
+    const bool is_v6 = address.find(':') != std::string::npos;
+    name.storage.ss_family = is_v6 ? AF_INET6 : AF_INET;
+    name.size = is_v6 ? sizeof v6 : sizeof v4;
+    v4.sin_port = htons(port);  // in the same place in both
+    void* const bytes = is_v6 ? static_cast<void*>(&v6.sin6_addr) : &v4.sin_addr;
+    return started() && inet_pton(name.storage.ss_family, address.c_str(), bytes) == 1;
 }
 
-SOCKET new_socket() {
-    return WSASocketW(AF_INET, SOCK_STREAM, IPPROTO_TCP, nullptr, 0, WSA_FLAG_OVERLAPPED | WSA_FLAG_NO_HANDLE_INHERIT);
+SOCKET new_socket(const Name& name) {
+    return WSASocketW(name.storage.ss_family, SOCK_STREAM, IPPROTO_TCP, nullptr, 0,
+                      WSA_FLAG_OVERLAPPED | WSA_FLAG_NO_HANDLE_INHERIT);
 }
 
 }  // namespace
 
 Socket bind_to(const std::string& address, std::uint16_t port, std::string& why) {
-    sockaddr_in name{};
+    Name name;
     if (!set_address(name, address, port)) {
-        why = "not an IPv4 address: " + address;
+        why = "not a numeric address: " + address;
         return no_socket;
     }
-    const SOCKET socket = new_socket();
+    const SOCKET socket = new_socket(name);
     // Nobody else may take the address; a port whose connections are still fading can be bound all the same.
-    if (socket == INVALID_SOCKET || !set_blocking(socket, false) ||
-        ::bind(socket, reinterpret_cast<const sockaddr*>(&name), sizeof name) != 0) {
+    if (socket == INVALID_SOCKET || !set_blocking(socket, false) || ::bind(socket, name.get(), name.size) != 0) {
         why = "error " + std::to_string(WSAGetLastError());
         if (socket != INVALID_SOCKET) closesocket(socket);
         return no_socket;
@@ -62,10 +73,10 @@ Socket bind_to(const std::string& address, std::uint16_t port, std::string& why)
 }
 
 std::uint16_t bound_port(Socket socket) {
-    sockaddr_in name{};
+    sockaddr_in6 name{};
     int size = sizeof name;
     if (getsockname(native(socket), reinterpret_cast<sockaddr*>(&name), &size) != 0) return 0;
-    return ntohs(name.sin_port);
+    return ntohs(name.sin6_port);  // in the same place in both families
 }
 
 bool start_listening(Socket socket) {
@@ -93,10 +104,10 @@ Socket accept_from(Socket listener) {
 }
 
 Socket connect_to(const std::string& address, std::uint16_t port) {
-    sockaddr_in name{};
+    Name name;
     if (!set_address(name, address, port)) return no_socket;
-    const SOCKET socket = new_socket();
-    if (::connect(socket, reinterpret_cast<const sockaddr*>(&name), sizeof name) == 0) {
+    const SOCKET socket = new_socket(name);
+    if (::connect(socket, name.get(), name.size) == 0) {
         return static_cast<Socket>(socket);
     }
     if (socket != INVALID_SOCKET) closesocket(socket);
