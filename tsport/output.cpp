@@ -145,7 +145,8 @@ std::string in_columns(const Rows& rows, size_t width, const std::vector<size_t>
             const bool last = i + 1 == row.size();
             const bool is_wrapped = i + 1 == widths.size() && before + of_last <= width;
             if (!gone[i]) text += is_wrapped ? wrapped(row[i], before, width) : row[i];
-            if (!gone[i] && !last) text.append(widths[i] - width_of(row[i]) + 2, ' ');
+            // A text that was wider than the column could not be measured before.
+            if (!gone[i] && !last) text.append(widths[i] - std::min(widths[i], width_of(row[i])) + 2, ' ');
         }
         text += '\n';
     }
