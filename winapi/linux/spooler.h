@@ -63,6 +63,7 @@ struct PRINTER_DEFAULTSW {
 
 #define PORT_TYPE_WRITE 0x1u
 #define PORT_TYPE_READ 0x2u
+#define PORT_TYPE_NET_ATTACHED 0x8u
 
 struct SYSTEMTIME;
 

@@ -8,6 +8,8 @@ namespace {
 
 thread_local Text server_of_thread;
 
+const MonitorRecord standard_monitor = {W("Standard TCP/IP Port"), nullptr, nullptr, Text()};
+
 // What follows the marker, a blank and the end of the text.
 bool ends_with_object(const Text& name, const Text& marker, Text& object) {
     const size_t place = name.find(marker);
@@ -25,10 +27,14 @@ DWORD find_object(const Text& name, ACCESS_MASK access, MonitorRecord& monitor, 
     const MonitorRecord* const found = monitor_of(server);
     const bool of_monitor = ends_with_object(name, W(",XcvMonitor "), object);
     if (!of_monitor && !ends_with_object(name, W(",XcvPort "), object)) return ERROR_INVALID_PRINTER_NAME;
-    if (found == nullptr || (of_monitor && !same_name(object, found->name))) return ERROR_INVALID_PRINTER_NAME;
-    if (!of_monitor && !knows_port(found->server, object)) return ERROR_UNKNOWN_PORT;
+    const bool standard =
+        server.empty() && (of_monitor ? same_name(object, standard_monitor.name) : is_standard_port(object));
+    if (!standard && (found == nullptr || (of_monitor && !same_name(object, found->name)))) {
+        return ERROR_INVALID_PRINTER_NAME;
+    }
+    if (!of_monitor && !knows_port(server, object)) return ERROR_UNKNOWN_PORT;
     if ((access & SERVER_ACCESS_ADMINISTER) != 0 && !state().administrator) return ERROR_ACCESS_DENIED;
-    monitor = *found;
+    monitor = standard ? standard_monitor : *found;
     return 0;
 }
 
@@ -43,10 +49,12 @@ Text text_in(const BYTE* input, DWORD size) {
 
 DWORD open_channel(const Text& name, ACCESS_MASK access, HANDLE* channel) {
     Channel opened{};
+    opened.access = access;
     Text object;
     if (const DWORD error = find_object(name, access, opened.monitor, object)) return error;
     const MonitorRecord& monitor = opened.monitor;
-    if (!monitor.table->pfnXcvOpenPort(monitor.handle, object.c_str(), access, &opened.handle)) {
+    if (monitor.table != nullptr &&
+        !monitor.table->pfnXcvOpenPort(monitor.handle, object.c_str(), access, &opened.handle)) {
         return ERROR_NOT_ENOUGH_MEMORY;
     }
     const std::lock_guard lock(state().mutex);
@@ -64,7 +72,7 @@ bool close_channel(HANDLE channel) {
         closed = found->second;
         state().channels.erase(found);
     }
-    closed.monitor.table->pfnXcvClosePort(closed.handle);
+    if (closed.monitor.table != nullptr) closed.monitor.table->pfnXcvClosePort(closed.handle);
     return true;
 }
 
@@ -81,6 +89,12 @@ DWORD xcv_data(HANDLE channel, LPCWSTR command, BYTE* input, DWORD input_size, B
         const auto found = state().channels.find(channel);
         if (found == state().channels.end()) return ERROR_INVALID_HANDLE;
         open = found->second;
+    }
+    if (open.monitor.table == nullptr) {
+        *needed = 0;
+        *status = (open.access & SERVER_ACCESS_ADMINISTER) != 0 ? standard_command(command, input, input_size)
+                                                                : ERROR_ACCESS_DENIED;
+        return 0;
     }
     server_of_thread = open.monitor.server;
     *status = open.monitor.table->pfnXcvDataPort(open.handle, command, input, input_size, output, output_size, needed);

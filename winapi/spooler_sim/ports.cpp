@@ -42,16 +42,22 @@ void append_ports_of(const MonitorRecord& monitor, DWORD level, std::vector<Port
 bool ports_of(LPCWSTR server, DWORD level, std::vector<Port>& ports) {
     std::optional<MonitorRecord> monitor;
     std::vector<Text> foreign;
+    std::vector<Text> standard;
     {
         const std::lock_guard lock(state().mutex);
         Text name;
         if (!find_server(server, name)) return false;
         if (const MonitorRecord* const found = monitor_of(name)) monitor = *found;
         if (name.empty()) foreign = state().foreign_ports;
+        if (name.empty()) standard = state().standard_ports;
     }
     if (monitor) append_ports_of(*monitor, level, ports);
     for (const Text& name : foreign) {
         ports.push_back({name, W("Local Port"), W("Local Port"), PORT_TYPE_READ | PORT_TYPE_WRITE});
+    }
+    for (const Text& name : standard) {
+        ports.push_back({name, W("TCPMON.DLL"), W("Standard TCP/IP Port"),
+                         PORT_TYPE_READ | PORT_TYPE_WRITE | PORT_TYPE_NET_ATTACHED});
     }
     return true;
 }
@@ -113,7 +119,7 @@ bool knows_port(const Text& server, const Text& name) {
     if (!state().strict_port_list) return true;
     const auto is_it = [&](const Text& other) { return same_name(name, other); };
     return state().known_ports[server].contains(name) ||
-           (server.empty() && std::ranges::any_of(state().foreign_ports, is_it));
+           (server.empty() && (is_standard_port(name) || std::ranges::any_of(state().foreign_ports, is_it)));
 }
 
 void note_command(const Text& server, const Text& command, const Text& port) {

@@ -87,6 +87,7 @@ void reset() {
     s.jobs.clear();
     s.monitors.clear();
     s.foreign_ports.clear();
+    delete_standard_ports();
     s.strict_port_list = false;
     s.known_ports.clear();
     s.servers.clear();

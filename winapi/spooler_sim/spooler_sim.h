@@ -43,7 +43,7 @@ struct Printer {
     bool operator==(const Printer&) const = default;
 };
 
-// Removes all printers, jobs, foreign ports, monitors and further servers, and what is set below. Open handles stay
+// Removes all printers, jobs, ports of other monitors, monitors and further servers, and what is set below. Open handles stay
 // open.
 void reset();
 
@@ -95,6 +95,20 @@ Text current_client();
 void add_monitor(const Text& name, MONITOR2* monitor, HANDLE handle, const Text& server = Text());
 void remove_monitor(HANDLE handle);
 void add_foreign_port(const Text& name);
+
+// A port of Windows' own Standard TCP/IP monitor, which this machine has. The monitor's channel, ",XcvMonitor Standard
+// TCP/IP Port", takes the commands "AddPort" and "DeletePort" as Microsoft documents them for TCPMON.
+struct StandardPort {
+    Text name;
+    Text host;
+    Text ip_address;  // of ports without `host`, or what the name stood for once
+    DWORD number = 9100;
+    DWORD protocol = 1;  // 1: raw, 2: LPR
+};
+// Stores it in the registry, as that monitor does, and lists it; the Win32 code. reset() deletes what is stored.
+DWORD add_standard_port(const StandardPort& port);
+// From now on that monitor has the ports that are stored as a whole, as after a restart of the spooler.
+void restart_standard_monitor();
 
 // A strict port list is one that the spooler keeps itself: it knows the ports that a server's monitor had when it was
 // added, or when this is called, and afterwards only learns of changes through commands named "AddPort" and

@@ -33,8 +33,9 @@ struct MonitorRecord {
 
 // An open configuration channel.
 struct Channel {
-    MonitorRecord monitor;
-    HANDLE handle;  // the monitor's
+    MonitorRecord monitor;  // without a table: the Standard TCP/IP monitor
+    HANDLE handle;          // the monitor's
+    ACCESS_MASK access;
 };
 
 struct NameOrder {
@@ -47,6 +48,7 @@ struct State {
     std::vector<JobRecord> jobs;
     std::vector<MonitorRecord> monitors;
     std::vector<Text> foreign_ports;
+    std::vector<Text> standard_ports;
     bool strict_port_list = false;
     std::map<Text, std::set<Text, NameOrder>, NameOrder> known_ports;  // of each server's monitor, in strict mode
     std::map<Text, bool, NameOrder> servers;                           // and whether they answer
@@ -78,6 +80,10 @@ const MonitorRecord* monitor_of(const Text& server);
 bool knows_port(const Text& server, const Text& name);
 // After a command that the monitor carried out: whether the spooler learns of a port by it, or forgets one.
 void note_command(const Text& server, const Text& command, const Text& port);
+bool is_standard_port(const Text& name);
+void delete_standard_ports();
+// Called without the lock: a command for the Standard TCP/IP monitor, which gives its code.
+DWORD standard_command(const Text& command, const BYTE* input, DWORD size);
 // Called without the lock: the ports that a monitor has now become those that the spooler knows, in strict mode.
 void learn_ports(const MonitorRecord& monitor);
 // A value that is never used twice.
