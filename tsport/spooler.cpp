@@ -3,10 +3,13 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "winapi/tcpxcv.h"
 #include "winportmon/contract/names.h"
 
 namespace tsport {
 namespace {
+
+constexpr WCHAR kStandardMonitor[] = W("Standard TCP/IP Port");
 
 LPWSTR writable(const Text& text) {
     return text.empty() ? nullptr : const_cast<LPWSTR>(text.c_str());
@@ -107,20 +110,21 @@ DWORD Spooler::open(const Text& object, ACCESS_MASK access, HANDLE& channel) con
 
 struct Spooler::Message {
     LPCWSTR command;
-    Text port;  // that the command is about; empty when that is in its input
+    Text port = {};  // that the command is about; empty when that is in its input
     bool administrator = true;
     const void* input = nullptr;
     size_t input_size = 0;
     contract::PortConfig* output = nullptr;
+    LPCWSTR monitor = contract::kMonitorName;
 };
 
 // The command's code, or why it could not be passed on.
 DWORD Spooler::send(const Message& message) const {
-    const bool kept = message.port.empty() && message.administrator;
+    const bool kept = message.port.empty() && message.administrator && message.monitor == contract::kMonitorName;
     HANDLE channel = kept ? administration_ : nullptr;
     if (channel == nullptr) {
         const Text object =
-            message.port.empty() ? W(",XcvMonitor ") + Text(contract::kMonitorName) : W(",XcvPort ") + message.port;
+            message.port.empty() ? W(",XcvMonitor ") + Text(message.monitor) : W(",XcvPort ") + message.port;
         const ACCESS_MASK access = message.administrator ? SERVER_ACCESS_ADMINISTER : SERVER_ACCESS_ENUMERATE;
         if (const DWORD error = open(object, access, channel)) return error;
         if (kept) administration_ = channel;
@@ -177,6 +181,24 @@ DWORD Spooler::set(const Port& port) const {
 
 DWORD Spooler::remove(const Text& name) const {
     return send({contract::kDeletePort, {}, true, name.c_str(), (name.size() + 1) * sizeof(WCHAR)});
+}
+
+DWORD Spooler::add_standard(const Port& port) const {
+    PORT_DATA_1 data = {};
+    port.name.copy(data.sztPortName, MAX_PORTNAME_LEN - 1);
+    port.address.copy(data.sztHostAddress, MAX_NETWORKNAME_LEN - 1);
+    data.dwVersion = 1;
+    data.dwProtocol = PROTOCOL_RAWTCP_TYPE;
+    data.cbSize = sizeof data;
+    data.dwPortNumber = port.number;
+    return send({.command = W("AddPort"), .input = &data, .input_size = sizeof data, .monitor = kStandardMonitor});
+}
+
+DWORD Spooler::remove_standard(const Text& name) const {
+    DELETE_PORT_DATA_1 data = {};
+    name.copy(data.psztPortName, MAX_PORTNAME_LEN - 1);
+    data.dwVersion = 1;
+    return send({.command = W("DeletePort"), .input = &data, .input_size = sizeof data, .monitor = kStandardMonitor});
 }
 
 DWORD Spooler::ask_whether_exists(const Text& name, bool& exists) const {

@@ -43,6 +43,9 @@ class Spooler {
     DWORD add(const Port& port) const;
     DWORD set(const Port& port) const;
     DWORD remove(const Text& name) const;
+    // A raw port of Windows' own Standard TCP/IP monitor; texts are cut to the fields of its commands.
+    DWORD add_standard(const Port& port) const;
+    DWORD remove_standard(const Text& name) const;
     // Whether the spooler itself knows a port of that name, which it may learn only when it starts; false as well when
     // it does not tell.
     bool is_known(const Text& name) const;

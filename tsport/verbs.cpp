@@ -254,15 +254,17 @@ alone.
                    of the queue stays, and what the spooler says of it is read back. A queue whose change fails keeps the
                    port that it had. A second --apply only does what the first one did not.
   --undo FILE      puts back what the journal FILE tells, also after --apply was broken off
-  --to-standard    the other way: from ports of this monitor to the Standard TCP/IP ports of the same printers
+  --to-standard    the other way: from ports of this monitor to the Standard TCP/IP ports of the same printers, which are
+                   added where there are none
   --only PATTERN   only queues or ports of that name, with wildcards
-  --all            adds ports for Standard TCP/IP ports without queues too
+  --all            adds new ports for those without queues too
   --test           leaves alone what does not accept a connection now
   --with-jobs      moves queues with jobs waiting too: these jobs then print through the new port; one that is printing
                    may fail and has to be restarted
   --stop           ends at the first failure
-  --name PATTERN   names for new ports, of the words {name}, {host} and {port} (default {name} (Tessaron)); characters
-                   that no port may have become "_", and a number is added to a name that is taken
+  --name PATTERN   names for new ports, of the words {name}, {host} and {port} (default {name} (Tessaron), with
+                   --to-standard IP_{host}); characters that no port may have become "_", and a number is added to a
+                   name that is taken
   --journal FILE   where the steps are recorded, each before it begins (default tsport-migrate.journal); added to if it
                    is there
 

@@ -2,10 +2,10 @@
 #pragma once
 
 #include <map>
-#include <set>
 
 #include "tests/support/print_server.h"
 #include "tsport/run.h"
+#include "tsport/spooler.h"
 
 namespace test {
 
@@ -14,13 +14,16 @@ class Migration : public testing::Test, protected testbed::PrintServer {
     // All that a migration may change.
     struct World {
         std::map<Text, spooler_sim::Printer> queues;
-        Lines ports;  // of the monitor, as they are stored
+        Lines registry;  // the values of all ports, of both monitors, as they are stored
+        Lines listed;    // ports of the spooler
         bool operator==(const World&) const = default;
         friend void PrintTo(const World& world, std::ostream* out) {
             for (const auto& [name, queue] : world.queues) {
                 *out << host::to_utf8(name) << " -> " << host::to_utf8(queue.port) << "\n";
             }
-            for (const std::string& port : world.ports) *out << port << "\n";
+            for (const Lines& lines : {world.registry, world.listed}) {
+                for (const std::string& line : lines) *out << line << "\n";
+            }
         }
     };
 
@@ -31,38 +34,11 @@ class Migration : public testing::Test, protected testbed::PrintServer {
     }
     ~Migration() override {
         monitor.unload();
-        for (const Text& path : keys_) RegDeleteKeyW(HKEY_LOCAL_MACHINE, path.c_str());
-        keys_.clear();
+        spooler_sim::reset();
     }
 
-    // As Windows' Standard TCP/IP monitor stores it; `ip_address` is of ports without `host`.
-    struct StandardPort {
-        Text name;
-        Text host;
-        Text ip_address;
-        DWORD number = 9100;
-        DWORD protocol = 1;  // 1: raw, 2: LPR
-    };
-    static void add_standard_port(const StandardPort& port) {
-        const Text path =
-            W("SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Standard TCP/IP Port\\Ports\\") + port.name;
-        keys_.insert(path);
-        HKEY key = nullptr;
-        ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS,
-                                  nullptr, &key, nullptr),
-                  0);
-        const std::pair<LPCWSTR, DWORD> numbers[] = {
-            {W("Protocol"), port.protocol}, {W("Version"), 2}, {W("PortNumber"), port.number}, {W("SNMP Enabled"), 0}};
-        for (const auto& [name, number] : numbers) {
-            RegSetValueExW(key, name, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&number), sizeof number);
-        }
-        const std::pair<LPCWSTR, Text> texts[] = {{W("HostName"), port.host}, {W("IPAddress"), port.ip_address}};
-        for (const auto& [name, text] : texts) {
-            RegSetValueExW(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
-                           static_cast<DWORD>((text.size() + 1) * sizeof(WCHAR)));
-        }
-        RegCloseKey(key);
-        spooler_sim::add_foreign_port(port.name);
+    static void add_standard_port(const spooler_sim::StandardPort& port) {
+        ASSERT_EQ(spooler_sim::add_standard_port(port), 0u);
     }
     void load() {
         std::string why;
@@ -97,22 +73,82 @@ class Migration : public testing::Test, protected testbed::PrintServer {
         return tsport::run(options);
     }
 
+    // "name|address|number" for each port of the monitor that is there as a whole.
+    static Lines own_ports() {
+        Lines lines;
+        for (const PortConfig& port : host::stored_ports()) lines.push_back(host::to_line(port));
+        std::sort(lines.begin(), lines.end());
+        return lines;
+    }
+    // A line of World::registry.
+    static void restore_value(const std::string& line) {
+        Lines parts(1);
+        for (const char c : line) {
+            if (c == '|') parts.emplace_back();
+            if (c != '|') parts.back() += c;
+        }
+        HKEY key = nullptr;
+        ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, host::to_text(parts[0]).c_str(), 0, nullptr,
+                                  REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, &key, nullptr),
+                  0);
+        if (parts.size() == 4) {
+            std::istringstream numbers(parts[3]);
+            std::string bytes;
+            for (int number = 0; numbers >> number;) bytes += static_cast<char>(number);
+            RegSetValueExW(key, host::to_text(parts[1]).c_str(), 0, static_cast<DWORD>(std::stoul(parts[2])),
+                           reinterpret_cast<const BYTE*>(bytes.data()), static_cast<DWORD>(bytes.size()));
+        }
+        RegCloseKey(key);
+    }
     World world() const {
         World now;
         for (const Text& name : names_) {
             spooler_sim::Printer queue;
             if (spooler_sim::get_printer(name, queue)) now.queues[name] = queue;
         }
-        for (const PortConfig& port : host::stored_ports()) now.ports.push_back(host::to_line(port));
-        std::sort(now.ports.begin(), now.ports.end());
+        add_values(contract::kMonitorKey, now.registry);
+        add_values(W("SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Standard TCP/IP Port"), now.registry);
+        std::sort(now.registry.begin(), now.registry.end());
+        std::vector<tsport::SpoolerPort> ports;
+        EXPECT_EQ(tsport::Spooler().ports(ports), 0u);
+        for (const tsport::SpoolerPort& port : ports) now.listed.push_back(host::to_utf8(port.name));
+        std::sort(now.listed.begin(), now.listed.end());
         return now;
     }
 
     std::string journal_folder;
 
   private:
+    // A line for each value of each port: key, value, type, bytes.
+    static void add_values(const Text& monitor, Lines& lines) {
+        const Text path = monitor + W("\\Ports");
+        HKEY key = nullptr;
+        if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) return;
+        WCHAR name[256] = {};
+        DWORD length = 256;
+        for (DWORD i = 0; RegEnumKeyExW(key, i, name, &length, nullptr, nullptr, nullptr, nullptr) == 0; ++i) {
+            HKEY port = nullptr;
+            EXPECT_EQ(RegOpenKeyExW(key, name, 0, KEY_READ, &port), 0);
+            const std::string start = host::to_utf8(path + W("\\") + name) + "|";
+            lines.push_back(start);
+            for (const LPCWSTR value :
+                 {W("HostName"), W("PortNumber"), W("Protocol"), W("Version"), W("IPAddress"), W("HWAddress"),
+                  W("SNMP Enabled"), W("SNMP Community"), W("SNMP Index"), W("PortMonMibPortIndex")}) {
+                BYTE data[512] = {};
+                DWORD size = sizeof data;
+                DWORD type = 0;
+                if (RegQueryValueExW(port, value, nullptr, &type, data, &size) != 0) continue;
+                std::string line = start + host::to_utf8(value) + "|" + std::to_string(type) + "|";
+                for (DWORD at = 0; at < size; ++at) line += std::to_string(data[at]) + " ";
+                lines.push_back(line);
+            }
+            RegCloseKey(port);
+            length = 256;
+        }
+        RegCloseKey(key);
+    }
+
     std::vector<Text> names_;
-    static inline std::set<Text> keys_;  // of Standard TCP/IP ports
 };
 
 }  // namespace test

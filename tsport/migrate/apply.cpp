@@ -16,42 +16,27 @@ std::string refused_to(const std::string& deed, DWORD code) {
     return code == ERROR_SUCCESS ? "" : "the spooler refused to " + deed + ": " + host::error_message(code);
 }
 
+Monitor target_of(const Options& options) {
+    return options.to_standard ? Monitor::standard : Monitor::own;
+}
+
 // Whether the spooler lets queues have the port, and it leads to the printer that it should. Empty when it does.
-std::string check_port(const Spooler& spooler, const Port& port) {
+std::string check_port(const Spooler& spooler, Monitor monitor, const Port& port) {
     Port there;
-    const DWORD code = spooler.read(port.name, there);
+    DWORD code = ERROR_SUCCESS;
+    if (monitor == Monitor::own) {
+        code = spooler.read(port.name, there);
+    } else if (spooler.is_unknown(port.name)) {
+        code = ERROR_UNKNOWN_PORT;
+    } else {
+        std::optional<StoredPort> stored;
+        code = read_port(monitor, port.name, stored);
+        if (stored) there = stored->port;
+    }
     if (code == ERROR_UNKNOWN_PORT || code == ERROR_INVALID_PRINTER_NAME) return kUnknownPort;
     if (code == ERROR_SUCCESS && !same_printer(there, port)) return named(port.name) + " leads to " + printer_of(there);
     return refused_to("show the port " + named(port.name), code);
 }
-
-class Run {
-  public:
-    Run(const Task& task, Journal& journal, std::string& why) : task_(task), journal_(journal), why_(why) {}
-
-    // False when the journal cannot be written; nothing was changed then.
-    bool carry_out(Row& row, bool adds) {
-        if (adds) {
-            if (!journal_.write({Step::Kind::add, row.to, {}, {}}, why_)) return false;
-            const DWORD code = task_.spooler.add(row.to);
-            // One that is there after all is looked at below.
-            if (code != ERROR_ALREADY_EXISTS) row.failure = refused_to("add the port " + named(row.to.name), code);
-        }
-        const Options& options = task_.command.migrate;
-        if (row.failure.empty() && !options.to_standard) row.failure = check_port(task_.spooler, row.to);
-        if (row.failure.empty() && !row.queue.empty()) {
-            if (!journal_.write({Step::Kind::move, row.to, row.queue, row.from.name}, why_)) return false;
-            row.failure = give_port(row.queue, row.from.name, row.to.name, options.with_jobs);
-        }
-        row.changed = row.failure.empty();
-        return true;
-    }
-
-  private:
-    const Task& task_;
-    Journal& journal_;
-    std::string& why_;
-};
 
 bool is_used(const std::vector<Queue>& queues, const Text& port) {
     return std::ranges::any_of(queues, [&](const Queue& queue) {
@@ -69,28 +54,58 @@ std::string undo_move(const Step& step, bool with_jobs) {
     return give_port(step.queue, step.port.name, step.from, with_jobs);
 }
 
-// The stored port of that name, none when there is none; false with the reason when that cannot be told.
-bool find_stored(const Text& name, std::optional<Port>& found, std::string& why) {
-    std::vector<Port> stored;
-    why = refused_to("show the stored ports", read_own_ports(stored));
-    const auto there = std::ranges::find_if(stored, [&](const Port& port) { return same_name(port.name, name); });
-    found = there != stored.end() ? std::optional(*there) : std::nullopt;
-    return why.empty();
-}
-
+// Whatever of the port is there: an addition that failed may have stored a part of it, which its monitor does not take
+// for a port and cannot delete.
 std::string undo_add(const Task& task, const Step& step) {
-    std::optional<Port> stored;
-    std::string why;
-    if (!find_stored(step.port.name, stored, why)) return why;
-    if (!stored) return std::string();
-    if (!same_printer(*stored, step.port)) return "it leads to " + printer_of(*stored) + " now and stays";
+    const Monitor monitor = step.kind == Step::Kind::add_standard ? Monitor::standard : Monitor::own;
+    std::optional<StoredPort> stored;
+    const DWORD read = read_port(monitor, step.port.name, stored);
+    if (read != ERROR_SUCCESS || !stored) return refused_to("show the stored port", read);
+    if (stored->state == StoredPort::State::whole && !same_printer(stored->port, step.port)) {
+        return "it leads to " + printer_of(stored->port) + " now and stays";
+    }
     std::vector<Queue> queues;
     if (const DWORD code = task.spooler.queues(queues)) return refused_to("list the queues", code);
     if (is_used(queues, step.port.name)) return "queues print to it, it stays";
-    why = refused_to("delete the port", task.spooler.remove(step.port.name));
-    if (!why.empty() || !find_stored(step.port.name, stored, why)) return why;
-    return stored ? "it is still stored; restart the spooler, then repeat this" : "";
+    const Spooler& spooler = task.spooler;
+    const DWORD code =
+        monitor == Monitor::own ? spooler.remove(step.port.name) : spooler.remove_standard(step.port.name);
+    const bool not_loaded = code == ERROR_FILE_NOT_FOUND || code == ERROR_UNKNOWN_PORT;
+    if (code != ERROR_SUCCESS && !not_loaded) return refused_to("delete the port", code);
+    return refused_to("delete what is stored of the port", delete_stored(monitor, step.port.name));
 }
+
+class Run {
+  public:
+    Run(const Task& task, Journal& journal, std::string& why) : task_(task), journal_(journal), why_(why) {}
+
+    // False when the journal cannot be written; nothing was changed then.
+    bool carry_out(Row& row, bool adds) {
+        const Options& options = task_.command.migrate;
+        const Monitor monitor = target_of(options);
+        if (adds) {
+            const bool own = monitor == Monitor::own;
+            const Step step = {own ? Step::Kind::add : Step::Kind::add_standard, row.to, {}, {}};
+            if (!journal_.write(step, why_)) return false;
+            const DWORD code = own ? task_.spooler.add(row.to) : task_.spooler.add_standard(row.to);
+            // One that is there after all is looked at below.
+            if (code != ERROR_ALREADY_EXISTS) row.failure = refused_to("add the port " + named(row.to.name), code);
+            if (!row.failure.empty()) undo_add(task_, step);  // if that fails too, --undo does it
+        }
+        if (row.failure.empty()) row.failure = check_port(task_.spooler, monitor, row.to);
+        if (row.failure.empty() && !row.queue.empty()) {
+            if (!journal_.write({Step::Kind::move, row.to, row.queue, row.from.name}, why_)) return false;
+            row.failure = give_port(row.queue, row.from.name, row.to.name, options.with_jobs);
+        }
+        row.changed = row.failure.empty();
+        return true;
+    }
+
+  private:
+    const Task& task_;
+    Journal& journal_;
+    std::string& why_;
+};
 
 }  // namespace
 

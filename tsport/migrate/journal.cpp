@@ -2,6 +2,7 @@
 
 #include <rapidjson/document.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -13,11 +14,12 @@ namespace tsport::migrate {
 namespace {
 
 constexpr std::string_view first_line = "{\"journal\": \"tsport migrate\"}\n";
+constexpr const char* kinds[] = {"add", "add-standard", "move"};  // by Step::Kind
 constexpr std::string_view undone_line = "{\"step\": \"undone\"}\n";
 
 std::string format(const Step& step) {
     return json_line([&](JsonWriter& json) {
-        json.member("step", std::string_view(step.kind == Step::Kind::add ? "add" : "move"));
+        json.member("step", std::string_view(kinds[static_cast<size_t>(step.kind)]));
         if (step.kind == Step::Kind::move) {
             json.member("queue", step.queue);
             json.member("from", step.from);
@@ -45,11 +47,12 @@ Line parse(std::string_view line, std::vector<Step>& steps) {
     };
     const std::string kind = member("step");
     if (kind == "undone") steps.clear();
-    if (kind != "add" && kind != "move") return Line::good;
-    Step step{kind == "add" ? Step::Kind::add : Step::Kind::move, {}, text("queue"), text("from")};
+    const auto* const known = std::ranges::find(kinds, kind);
+    if (known == std::end(kinds)) return Line::good;
+    Step step{static_cast<Step::Kind>(known - kinds), {}, text("queue"), text("from")};
     step.port = {text("port"), text("address"), 0};
     if (json.HasMember("number") && json["number"].IsUint()) step.port.number = json["number"].GetUint();
-    const bool queue_is_named = step.kind == Step::Kind::add || !(step.queue.empty() || step.from.empty());
+    const bool queue_is_named = step.kind != Step::Kind::move || !(step.queue.empty() || step.from.empty());
     if (!good || step.port.name.empty() || step.port.address.empty() || !queue_is_named) return Line::wrong;
     steps.push_back(step);
     return Line::good;

@@ -11,8 +11,8 @@
 namespace tsport::migrate {
 
 struct Step {
-    enum class Kind { add, move } kind;
-    Port port;  // of this monitor: added; its name is also that of the port that a queue was given
+    enum class Kind { add, add_standard, move } kind;
+    Port port;  // added, to this monitor or to Standard TCP/IP ports; or that a queue was given
     Text queue;
     Text from;  // its port before
 };

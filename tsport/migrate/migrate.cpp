@@ -91,7 +91,7 @@ void undo_all(const Task& task) {
         static_cast<size_t>(std::ranges::count_if(undone, [](const Undone& one) { return !one.reason.empty(); }));
     reply.header = {"QUEUE", "PORT", "RESULT"};
     for (const Undone& one : undone) {
-        const bool added = one.step.kind == Step::Kind::add;
+        const bool added = one.step.kind != Step::Kind::move;
         const std::string done = added ? "deleted" : "moved back";
         reply.rows.push_back({added ? "-" : shown(one.step.queue), shown(added ? one.step.port.name : one.step.from),
                               one.reason.empty() ? done : "failed: " + one.reason});

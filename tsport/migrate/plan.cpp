@@ -6,6 +6,7 @@
 #include "tsport/migrate/queue.h"
 #include "tsport/migrate/stored_ports.h"
 #include "tsport/ports/check.h"
+#include "winapi/tcpxcv.h"
 #include "winportmon/contract/rules.h"
 
 namespace tsport::migrate {
@@ -14,16 +15,27 @@ namespace {
 // What the plan is made from.
 struct Server {
     std::vector<Queue> queues;
-    std::vector<SpoolerPort> spooler_ports;
-    std::vector<StandardPort> standard;
-    std::vector<Port> own;  // of this monitor
+    std::multiset<Text, NameOrder> listed;  // by the spooler, the ports of all monitors
+    std::vector<StoredPort> standard;
+    std::vector<StoredPort> own;  // of this monitor
 };
 
 bool read_server(const Task& task, Server& server) {
-    return !task.report_if_error(read_standard_ports(server.standard), "show the Standard TCP/IP ports") &&
-           !task.report_if_error(read_own_ports(server.own), "show the stored ports") &&
-           !task.report_if_error(task.spooler.queues(server.queues), "list the queues") &&
-           !task.report_if_error(task.spooler.ports(server.spooler_ports), "list the ports");
+    std::vector<SpoolerPort> ports;
+    if (task.report_if_error(read_ports(Monitor::standard, server.standard), "show the Standard TCP/IP ports") ||
+        task.report_if_error(read_ports(Monitor::own, server.own), "show the stored ports") ||
+        task.report_if_error(task.spooler.queues(server.queues), "list the queues") ||
+        task.report_if_error(task.spooler.ports(ports), "list the ports")) {
+        return false;
+    }
+    for (const SpoolerPort& port : ports) server.listed.insert(port.name);
+    for (std::vector<StoredPort>* const stored : {&server.standard, &server.own}) {
+        for (StoredPort& port : *stored) {
+            const bool several = server.listed.count(port.port.name) > 1;
+            if (port.reason.empty() && several) port.reason = "several monitors have a port of this name";
+        }
+    }
+    return true;
 }
 
 bool prints_to(const Queue& queue, const Text& port) {
@@ -68,9 +80,9 @@ Text mended(const Text& wanted) {
 }
 
 // `number` tells names apart that would be the same: 1 is the first.
-Text new_name(const Text& pattern, Port port, size_t number) {
+Text new_name(const Text& pattern, Port port, size_t number, size_t longest) {
     const Text end = number == 1 ? Text() : host::to_text(" " + std::to_string(number));
-    const size_t most = contract::kPortNameSize - 1 - end.size();
+    const size_t most = longest - end.size();
     // The port's own name gives way, not what the pattern adds to it.
     for (;;) {
         const Text name = mended(expand(pattern, port));
@@ -80,70 +92,62 @@ Text new_name(const Text& pattern, Port port, size_t number) {
     }
 }
 
-// Chooses the port that takes a port's place: one that is there with that name and printer, or a new one.
+// Chooses the port that takes a port's place: one that is there and leads to the same printer, or a new one. Of this
+// monitor's only one of the new name is taken.
 class NewPorts {
   public:
-    NewPorts(const Server& server, const Text& pattern) : own_(server.own), pattern_(pattern) {
-        for (const SpoolerPort& port : server.spooler_ports) taken_.insert(port.name);
+    NewPorts(const Server& server, const Options& options)
+        : there_(options.to_standard ? server.standard : server.own), to_standard_(options.to_standard) {
+        const char* const usual = to_standard_ ? "IP_{host}" : "{name} (Tessaron)";
+        pattern_ = host::to_text(options.name.empty() ? usual : options.name);
+        taken_.insert(server.listed.begin(), server.listed.end());
+        for (const StoredPort& stored : there_) taken_.insert(stored.port.name);
     }
 
     void choose(const Port& from, Row& row) {
+        if (to_standard_ && take_one_there(row, {})) return;
+        if (to_standard_ && from.address.size() >= MAX_NETWORKNAME_LEN) {
+            row.reason = "its address is too long for a Standard TCP/IP port";
+            return;
+        }
+        row.add = true;
         row.to = from;
+        const size_t longest = to_standard_ ? MAX_PORTNAME_LEN - 1 : contract::kPortNameSize - 1;
         for (size_t number = 1; number < 1000; ++number) {
-            row.to.name = new_name(pattern_, from, number);
+            row.to.name = new_name(pattern_, from, number, longest);
             row.reason = new_name_fault(row.to.name);
             if (!row.is_to_change()) break;
-            const auto there = std::ranges::find_if(own_, [&](const Port& port) {
-                return same_name(port.name, row.to.name) && same_printer(port, row.to);
-            });
-            row.add = there == own_.end();
-            if (!row.add) row.to = *there;
-            if (!row.add || taken_.insert(row.to.name).second) return;
+            if (take_one_there(row, row.to.name) || taken_.insert(row.to.name).second) return;
         }
         row.to = Port();
         if (row.is_to_change()) row.reason = "no name is free for its new port";
     }
 
   private:
-    const std::vector<Port>& own_;
-    const Text pattern_;
+    // Of that name, or of any.
+    bool take_one_there(Row& row, const Text& name) const {
+        const auto found = std::ranges::find_if(there_, [&](const StoredPort& stored) {
+            return stored.reason.empty() && same_printer(stored.port, row.from) &&
+                   (name.empty() || same_name(stored.port.name, name));
+        });
+        if (found == there_.end()) return false;
+        row.to = found->port;
+        row.add = false;
+        return true;
+    }
+
+    const std::vector<StoredPort>& there_;
+    const bool to_standard_;
+    Text pattern_;
     std::set<Text, NameOrder> taken_;
 };
 
 // -- The rows --------------------------------------------------------------------------------------------------------
 
-// A port that queues may leave, and why they stay; empty: they can leave.
-using Source = StandardPort;
-
-std::vector<Source> sources_of(const Server& server, bool to_standard) {
-    std::vector<Source> sources;
-    if (to_standard) {
-        for (const Port& port : server.own) sources.push_back({port, {}});
-        return sources;
-    }
-    for (Source source : server.standard) {
-        const auto listed = std::ranges::count_if(
-            server.spooler_ports, [&](const SpoolerPort& port) { return same_name(port.name, source.port.name); });
-        if (source.reason.empty() && listed == 0) source.reason = "the spooler does not list this port";
-        if (source.reason.empty() && listed > 1) source.reason = "several monitors have a port of this name";
-        sources.push_back(source);
-    }
-    return sources;
-}
-
-// The Standard TCP/IP port that leads to the same printer.
-void choose_standard(const Server& server, Row& row) {
-    const auto found = std::ranges::find_if(server.standard, [&](const StandardPort& standard) {
-        return standard.reason.empty() && same_printer(standard.port, row.from);
-    });
-    if (found != server.standard.end()) {
-        row.to = found->port;
-    } else {
-        row.reason = "no raw Standard TCP/IP port leads to " + printer_of(row.from) + "; add one, then try again";
-    }
-}
-
-void add_rows(const Options& options, const Server& server, const Source& source, std::vector<Row>& rows) {
+// For a port that queues may leave.
+void add_rows(const Options& options, const Server& server, StoredPort source, std::vector<Row>& rows) {
+    const bool unlisted = source.reason.empty() && !server.listed.contains(source.port.name);
+    if (unlisted) source.reason = "the spooler does not list this port";
     const size_t first = rows.size();
     for (const Queue& queue : server.queues) {
         if (!prints_to(queue, source.port.name)) continue;
@@ -151,8 +155,7 @@ void add_rows(const Options& options, const Server& server, const Source& source
         rows.push_back({queue.name, source.port, {}, false, source.reason.empty() ? reason : source.reason, {}});
     }
     if (rows.size() != first) return;
-    const bool wanted = options.all && !options.to_standard;
-    const std::string unused = wanted ? "" : "no queue prints to it";
+    const std::string unused = options.all ? "" : "no queue prints to it";
     rows.push_back({{}, source.port, {}, false, source.reason.empty() ? unused : source.reason, {}});
 }
 
@@ -179,7 +182,9 @@ bool make_plan(const Task& task, std::vector<Row>& rows) {
     const Options& options = task.command.migrate;
     Server server;
     if (!read_server(task, server)) return false;
-    for (const Source& source : sources_of(server, options.to_standard)) add_rows(options, server, source, rows);
+    for (const StoredPort& source : options.to_standard ? server.own : server.standard) {
+        add_rows(options, server, source, rows);
+    }
     const Text only = host::to_text(options.only);
     std::erase_if(rows, [&](const Row& row) {
         return !only.empty() && !matches(only, row.queue) && !matches(only, row.from.name);
@@ -189,15 +194,13 @@ bool make_plan(const Task& task, std::vector<Row>& rows) {
         return false;
     }
     if (options.test) test_printers(task, rows);
-    NewPorts new_ports(server, host::to_text(options.name));
+    NewPorts new_ports(server, options);
     for (Row& row : rows) {
         if (!row.is_to_change()) continue;
         const Row* const before = std::find_if(rows.data(), &row, [&](const Row& other) {
             return !other.to.name.empty() && same_name(other.from.name, row.from.name);
         });
-        if (options.to_standard) {
-            choose_standard(server, row);
-        } else if (before != &row) {
+        if (before != &row) {
             row.to = before->to;
             row.add = before->add;
         } else {

@@ -1,22 +1,28 @@
 #include "tsport/migrate/stored_ports.h"
 
 #include "tsport/doctor/registry.h"
+#include "winapi/tcpxcv.h"
 #include "winportmon/contract/names.h"
 #include "winportmon/contract/rules.h"
 
 namespace tsport::migrate {
 namespace {
 
-constexpr WCHAR standard_key[] = CONTRACT_WIDE(MONITORS_KEY) W("\\Standard TCP/IP Port\\Ports");
-const Text own_key = contract::kMonitorKey + Text(W("\\")) + contract::kPortsKey;
-constexpr DWORD raw_protocol = 1;
-constexpr DWORD lpr_protocol = 2;
+// With a backslash behind it.
+Text key_of(Monitor monitor) {
+    if (monitor == Monitor::standard) return CONTRACT_WIDE(MONITORS_KEY) W("\\Standard TCP/IP Port\\Ports\\");
+    return contract::kMonitorKey + Text(W("\\")) + contract::kPortsKey + W("\\");
+}
+
+bool is_missing(LSTATUS status) {
+    return status == ERROR_FILE_NOT_FOUND || status == ERROR_PATH_NOT_FOUND;
+}
 
 // Subkeys of the key, and not only some of them.
 DWORD list_subkeys(const Text& path, std::vector<Text>& names) {
     HKEY key = nullptr;
     LSTATUS status = RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &key);
-    if (status == ERROR_FILE_NOT_FOUND || status == ERROR_PATH_NOT_FOUND) return ERROR_SUCCESS;
+    if (is_missing(status)) return ERROR_SUCCESS;
     if (status != ERROR_SUCCESS) return static_cast<DWORD>(status);
     while (status == ERROR_SUCCESS) {
         WCHAR name[256] = {};
@@ -35,62 +41,68 @@ std::string take_address(const Text& stored, Text& address) {
     return new_address_fault(address);
 }
 
-// False when it is there and cannot be read.
-bool read_if_there(const doctor::RegistryKey& key, LPCWSTR name, Text& text) {
-    DWORD size = 0;
-    return key.read_text(name, text) || key.read(name, nullptr, size) == ERROR_FILE_NOT_FOUND;
+// What is wrong with a Standard TCP/IP port whose values are there.
+std::string fault_of(const Port& port, DWORD protocol) {
+    if (protocol == PROTOCOL_LPR_TYPE) return "it prints by LPR, this monitor only raw";
+    if (protocol != PROTOCOL_RAWTCP_TYPE) return "its protocol, " + std::to_string(protocol) + ", is not known";
+    if (port.number == 0 || port.number > contract::kLargestPortNumber) {
+        return "its TCP port, " + std::to_string(port.number) + ", is not 1 to 65535";
+    }
+    return host::to_text(host::to_utf8(port.name)) != port.name ? "its name is not valid text" : "";
 }
 
-StandardPort read_standard_port(const Text& name) {
-    StandardPort found{{name, {}, 0}, {}};
-    const doctor::RegistryKey key(HKEY_LOCAL_MACHINE, standard_key + Text(W("\\")) + name);
-    DWORD protocol = 0;
+StoredPort read_values(Monitor monitor, const Text& name) {
+    StoredPort found{{name, {}, 0}, {}};
+    const doctor::RegistryKey key(HKEY_LOCAL_MACHINE, key_of(monitor) + name);
+    const auto note = [&](LPCWSTR value, bool was_read, bool is_needed) {
+        DWORD size = 0;
+        const bool missing = key.is_open() && key.read(value, nullptr, size) == ERROR_FILE_NOT_FOUND;
+        if (was_read || (missing && !is_needed) || found.state == StoredPort::State::unreadable) return;
+        found.state = missing ? StoredPort::State::in_part : StoredPort::State::unreadable;
+    };
+    const bool standard = monitor == Monitor::standard;
     Text host;
-    Text ip;
-    // The second one is of ports without the first, or the address that the name had once.
-    if (!read_if_there(key, contract::kHostNameValue, host) || !read_if_there(key, W("IPAddress"), ip) ||
-        !key.read_number(W("Protocol"), protocol) || !key.read_number(contract::kPortNumberValue, found.port.number)) {
-        found.reason = "its settings in the registry cannot be read";
-        return found;
+    note(contract::kHostNameValue, key.read_text(contract::kHostNameValue, host), !standard);
+    note(contract::kPortNumberValue, key.read_number(contract::kPortNumberValue, found.port.number), true);
+    found.port.address = host;
+    if (standard) {
+        Text ip;  // of ports without a host name, or the address that the name had once
+        DWORD protocol = 0;
+        note(W("IPAddress"), key.read_text(W("IPAddress"), ip), false);
+        note(W("Protocol"), key.read_number(W("Protocol"), protocol), true);
+        const bool has_address = !host.empty() || !ip.empty();
+        if (!has_address && found.state == StoredPort::State::whole) found.state = StoredPort::State::in_part;
+        found.reason = take_address(host.empty() ? ip : host, found.port.address);
+        if (const std::string fault = fault_of(found.port, protocol); !fault.empty()) found.reason = fault;
     }
-    found.reason = take_address(host.empty() ? ip : host, found.port.address);
-    if (protocol == lpr_protocol) {
-        found.reason = "it prints by LPR, this monitor only raw";
-    } else if (protocol != raw_protocol) {
-        found.reason = "its protocol, " + std::to_string(protocol) + ", is not known";
-    } else if (found.port.number == 0 || found.port.number > contract::kLargestPortNumber) {
-        found.reason = "its TCP port, " + std::to_string(found.port.number) + ", is not 1 to 65535";
-    } else if (host::to_text(host::to_utf8(name)) != name) {
-        found.reason = "its name is not valid text";
-    }
+    if (found.state != StoredPort::State::whole) found.reason = "its settings in the registry cannot be read";
     return found;
 }
 
 }  // namespace
 
-DWORD read_standard_ports(std::vector<StandardPort>& ports) {
+DWORD read_ports(Monitor monitor, std::vector<StoredPort>& ports) {
     std::vector<Text> names;
-    const DWORD code = list_subkeys(standard_key, names);
-    for (const Text& name : names) ports.push_back(read_standard_port(name));
+    const DWORD code = list_subkeys(key_of(monitor), names);
+    for (const Text& name : names) ports.push_back(read_values(monitor, name));
     return code;
 }
 
-DWORD read_own_ports(std::vector<Port>& ports) {
-    std::vector<Text> names;
-    const DWORD code = list_subkeys(own_key, names);
-    for (const Text& name : names) {
-        const doctor::RegistryKey key(HKEY_LOCAL_MACHINE, own_key + W("\\") + name);
-        Port port{name, {}, 0};
-        DWORD size = 0;
-        const bool whole = key.read_text(contract::kHostNameValue, port.address) &&
-                           key.read_number(contract::kPortNumberValue, port.number);
-        const bool in_part = !whole && key.is_open() &&
-                             (key.read(contract::kHostNameValue, nullptr, size) == ERROR_FILE_NOT_FOUND ||
-                              key.read(contract::kPortNumberValue, nullptr, size) == ERROR_FILE_NOT_FOUND);
-        if (!whole && !in_part) return ERROR_READ_FAULT;
-        if (whole) ports.push_back(port);
-    }
-    return code;
+DWORD read_port(Monitor monitor, const Text& name, std::optional<StoredPort>& port) {
+    port.reset();
+    HKEY key = nullptr;
+    const Text path = key_of(monitor) + name;
+    const LSTATUS status = RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &key);
+    if (is_missing(status)) return ERROR_SUCCESS;
+    if (status != ERROR_SUCCESS) return static_cast<DWORD>(status);
+    RegCloseKey(key);
+    port = read_values(monitor, name);
+    return port->state == StoredPort::State::unreadable ? static_cast<DWORD>(ERROR_READ_FAULT) : ERROR_SUCCESS;
+}
+
+DWORD delete_stored(Monitor monitor, const Text& name) {
+    const LSTATUS status = RegDeleteKeyW(HKEY_LOCAL_MACHINE, (key_of(monitor) + name).c_str());
+    return is_missing(status) ? static_cast<DWORD>(ERROR_SUCCESS) : static_cast<DWORD>(status);
 }
 
 }  // namespace tsport::migrate

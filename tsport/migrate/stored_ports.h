@@ -2,6 +2,7 @@
 // own Standard TCP/IP ports, and those of this monitor.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -9,14 +10,21 @@
 
 namespace tsport::migrate {
 
-struct StandardPort {
+enum class Monitor { own, standard };
+
+struct StoredPort {
+    enum class State { whole, in_part, unreadable };  // one in part is no port to its monitor either
+
     Port port;
-    std::string reason;  // why no port of this monitor can take its place; empty: one can
+    std::string reason;  // why no port of the other monitor can take its place; empty: one can
+    State state = State::whole;
 };
 
 // The Win32 code; a machine without that monitor has no such ports.
-DWORD read_standard_ports(std::vector<StandardPort>& ports);
-// One that is there in part is left out: it is no port to the monitor either.
-DWORD read_own_ports(std::vector<Port>& ports);
+DWORD read_ports(Monitor monitor, std::vector<StoredPort>& ports);
+// None when nothing is stored under that name; ERROR_READ_FAULT for one that is unreadable.
+DWORD read_port(Monitor monitor, const Text& name, std::optional<StoredPort>& port);
+// Deletes what is stored under that name, if anything is.
+DWORD delete_stored(Monitor monitor, const Text& name);
 
 }  // namespace tsport::migrate
