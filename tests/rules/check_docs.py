@@ -2,6 +2,7 @@
 """Types the commands that README.md, docs/ and packaging/README.txt show, in a copy of examples/, and compares what they
 print with what is shown; and whether the metrics of the sample dashboard are those of tsport. check_docs.py PROGRAM...
 [--update]: with --update what the commands print is written into the documents."""
+import functools
 import itertools
 import os
 import pathlib
@@ -101,11 +102,15 @@ def is_as_shown(command):
     return re.fullmatch(pattern, "".join(line + "\n" for line in lines[1]))
 
 
+@functools.cache
+def known(*words):
+    """The options that a help text of tsport names, and whether it is a verb's."""
+    help_text = subprocess.run([PROGRAMS[0], *words], capture_output=True, text=True).stdout
+    return set(re.findall(r"--[a-z-]+", help_text)), help_text.startswith("usage: tsport")
+
+
 def wrong_options(text):
     """Options and verbs of tsport that a document names and tsport does not know."""
-    def known(*words):
-        help_text = subprocess.run([PROGRAMS[0], *words], capture_output=True, text=True).stdout
-        return set(re.findall(r"--[a-z-]+", help_text)), help_text.startswith("usage: tsport")
     common = known("--help")[0]
     for line in re.findall(r"`tsport ([^`]+)`|^ +(?:[$>] )?tsport (.+)", text, re.M):
         words = "".join(line).split(" | ")[0].split()
