@@ -16,9 +16,14 @@ NAMES = {name: text.replace(r"\\", "\\") for name, text in re.findall(
     r'^#define (\w+) "(.*)"$', (HERE.parent / "winportmon/contract/names.h").read_text("ascii"), re.M)}
 MONITOR = rf"HKLM\{NAMES['MONITORS_KEY']}\{NAMES['MONITOR_NAME']}"
 # A command of the system's own account that may fail, and runs once all else is done, and only then.
-AT_THE_END = 34 + 0x40 + 0x200 + 0x400 + 0x800
+IN_A_FOLDER = 34
+AT_THE_END = IN_A_FOLDER + 0x40 + 0x200 + 0x400 + 0x800
 # What only an administrator may do. Anything else, which any user may ask for, leaves the spooler alone.
 INSTALLED_OR_REMOVED = '(NOT Installed OR REMOVE="ALL")'
+QUEUES_MESSAGE = (
+    "Queues still print to ports of this monitor, or the spooler did not tell; without the monitor they stop printing. "
+    "As administrator: 'tsport migrate --to-standard --apply' gives them Standard TCP/IP ports. To remove the monitor all "
+    "the same: msiexec /x PACKAGE.msi QUEUES=stay")
 # The times in the cabinet and in the summary are local ones.
 ENVIRONMENT = {**os.environ, "TZ": "UTC"}
 
@@ -33,13 +38,19 @@ def tables(version, seconds, sums):
         # What is installed is replaced by a package of the same version with other contents, too.
         "Upgrade": ("ActionProperty", {"WIX_UPGRADE_DETECTED": {"Attributes": "513"}}),
         "Property": ("Property", {
-            "SecureCustomProperties": {"Value": "REMOVEPORTS;WIX_DOWNGRADE_DETECTED;WIX_UPGRADE_DETECTED"}}),
+            "SecureCustomProperties": {"Value": "QUEUES;REMOVEPORTS;WIX_DOWNGRADE_DETECTED;WIX_UPGRADE_DETECTED"}}),
         # wixl leaves the versions out and gives hashes instead, which are for files without one.
         "MsiFileHash": ("File_", {name: None for name in BINARIES}),
         "File": ("File", {name: {"Version": f"{version}.0", "Language": "1033"} for name in BINARIES}),
         "Environment": ("Environment", {
             "Path": {"Name": "=-*PATH", "Value": "[~];[INSTALLDIR]", "Component_": "CommandLine"}}),
+        # A removal with windows ends where queues would stop printing; tsport tells by its exit status. One without
+        # windows, and one with QUEUES=stay, goes on.
+        "Error": ("Error", {"1722": {"Message": QUEUES_MESSAGE}}),
         "CustomAction": ("Action", {
+            "FindQueues": {"Type": str(IN_A_FOLDER), "Source": "System64Folder",
+                           "Target": '"[System64Folder]cmd.exe" /c ""[#tsport.exe]" delete * --dry-run '
+                                     '& if errorlevel 2 (exit 2) else (exit 0)"'},
             "RemovePorts": {"Type": str(AT_THE_END), "Source": "System64Folder",
                             "Target": f'"[System64Folder]reg.exe" delete "{MONITOR}" /f'},
             "RemoveFormer": {"Type": str(AT_THE_END), "Source": "System64Folder",
@@ -53,6 +64,8 @@ def tables(version, seconds, sums):
             "RemoveExistingProducts": {"Sequence": "1501"},
             "StopServices": {"Condition": INSTALLED_OR_REMOVED},
             "StartServices": {"Condition": f'{INSTALLED_OR_REMOVED} AND NOT UPGRADINGPRODUCTCODE AND SPOOLERSTART <> "#4"'},
+            "FindQueues": {"Condition": 'REMOVE="ALL" AND UILevel > 2 AND QUEUES <> "stay" AND NOT UPGRADINGPRODUCTCODE',
+                           "Sequence": "1450"},
             "RemoveEnvironmentStrings": {"Sequence": "3300"},
             "RemoveFiles": {"Sequence": "3500"},
             "WriteEnvironmentStrings": {"Sequence": "5200"},
@@ -63,6 +76,7 @@ def tables(version, seconds, sums):
 
 
 NEW_TABLES = {
+    "Error": "Error\tMessage\ni2\tL0\nError\tError\n",
     "Environment": "Environment\tName\tValue\tComponent_\ns72\tl255\tL255\ts72\nEnvironment\tEnvironment\n",
     "RemoveFile": "FileKey\tComponent_\tFileName\tDirProperty\tInstallMode\ns72\ts72\tL255\ts72\ti2\nRemoveFile\tFileKey\n"}
 

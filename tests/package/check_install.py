@@ -43,8 +43,9 @@ RESTART_NEEDED = 3010 & 255  # of an exit status the system keeps eight bits
 class Machine:
     """A Wine prefix, what an administrator sees of it, and a folder with packages."""
 
-    def __init__(self, prefix, packages):
+    def __init__(self, prefix, packages, programs):
         self.packages = packages
+        self.programs = pathlib.Path(programs)  # of the build
         self.wine = [ROOT / "cmake/wine.sh", prefix]
         self.drive = pathlib.Path(prefix, "drive_c")
         # As in cmake/wine.sh.
@@ -54,6 +55,7 @@ class Machine:
             self.end()  # what an interrupted run has left
             shutil.rmtree(prefix)
         self.start()
+        self.set_value(r"HKCU\Software\Wine\Drivers", "Graphics", "REG_SZ", "null")  # windows that nobody sees
 
     def start(self):
         # As long as a program runs, so do the services.
@@ -103,16 +105,24 @@ class Machine:
         path = bytes.fromhex(data.replace(",", "")).decode("utf-16-le").rstrip("\0")
         return found | {"PATH": (kind, re.sub(";+", ";", path).rstrip(";"))}
 
-    def msiexec(self, what, version, *options):
+    def open_dialog(self):
+        """A program with the dialog that adds a port, open."""
+        dialog = subprocess.Popen([*self.wine, self.programs / "open_dialog.exe"], stdout=subprocess.PIPE, text=True)
+        if dialog.stdout.readline().strip() != "open":
+            raise RuntimeError("the dialog does not open")
+        return dialog
+
+    def msiexec(self, what, version, *options, windows="/qn"):
         """The exit status and the log."""
         package = f"{self.packages}/tsprintportmon-{version}-x64.msi"
-        status, _ = self.run("msiexec", what, f"Z:{package}", "/qn", "/l*", r"C:\install.log", *options)
+        status, _ = self.run("msiexec", what, f"Z:{package}", windows, "/l*", r"C:\install.log", *options)
         log = self.drive / "install.log"
         words = log.read_text("latin-1")
         log.unlink()
-        if "LaunchConditions. Return value 0" in words:  # Wine does not say what the condition says
-            words += subprocess.run(["msiinfo", "export", package, "LaunchCondition"], stdout=subprocess.PIPE, check=True,
-                                    text=True).stdout
+        for action, table in ("LaunchConditions", "LaunchCondition"), ("FindQueues", "Error"):
+            if f"{action}. Return value 0" in words:  # Wine does not say what the package says
+                words += subprocess.run(["msiinfo", "export", package, table], stdout=subprocess.PIPE, check=True,
+                                        text=True).stdout
         return status, words
 
     def files(self, version):
@@ -133,7 +143,8 @@ def steps(machine, new):
         return result
 
     def install_in_use():
-        # tsport.exe has loaded the library, and waits for its input.
+        # A dialog is open; tsport.exe has loaded the library, and waits for its input.
+        dialog = machine.open_dialog()
         library = machine.drive / SYSTEM / "tsprintportmon.dll"
         user = subprocess.Popen(
             [*machine.wine, machine.drive / PROGRAMS / "tsport.exe", f"--store=Z:{machine.packages}/ports",
@@ -142,6 +153,8 @@ def steps(machine, new):
                 "ls -l /proc/[0-9]*/fd 2>/dev/null", shell=True, check=False, text=True, stdout=subprocess.PIPE).stdout:
             time.sleep(0.05)
         result = machine.msiexec("/i", new)
+        if dialog.poll() is not None:
+            result = "the dialog is gone", ""
         machine.end()
         machine.start()
         user.communicate()
@@ -163,8 +176,19 @@ def steps(machine, new):
     def install(version):
         return lambda: machine.msiexec("/i", version)
 
-    def remove(*options):
-        return machine.msiexec("/x", new, *options)
+    def remove(*options, **windows):
+        return machine.msiexec("/x", new, *options, **windows)
+
+    def remove_where_queues_print(*options):
+        # Wine's spooler does not load the monitor: what tsport answers where queues print comes from a program that
+        # knows none of its words.
+        tsport = machine.drive / PROGRAMS / "tsport.exe"
+        contents = tsport.read_bytes()
+        shutil.copy(machine.programs / "fakeprinter.exe", tsport)
+        result = remove(*options, windows="/qb")
+        if tsport.exists():
+            tsport.write_bytes(contents)
+        return result
 
     yield "broken off", broken_off, "tsprintportmonui.dll", None, {}
     yield "installed", install(OLD), 0, OLD, {}
@@ -177,9 +201,10 @@ def steps(machine, new):
     yield "broken off where ports are", broken_off, "tsprintportmonui.dll", None, PORTS
     yield "older version, newer removed", install(OLD), 0, OLD, PORTS
     yield "updated in use, then restarted", install_in_use, RESTART_NEEDED, new, PORTS
-    yield "removed once more", remove, 0, None, PORTS
+    yield "removed where queues print", remove_where_queues_print, "tsport migrate --to-standard", new, PORTS
+    yield "removed all the same", lambda: remove_where_queues_print("QUEUES=stay"), 0, None, PORTS
     yield "installed over scripts", install_over_scripts, 0, new, {**PORTS, LEFT_BY_SCRIPTS[-1]: crc32(b"left")}
-    yield "removed with ports", lambda: remove("REMOVEPORTS=1"), 0, None, {}
+    yield "removed with ports", lambda: remove("REMOVEPORTS=1", windows="/qb"), 0, None, {}
     machine.set_value(SPOOLER, "Start", "REG_DWORD", "4")
     while machine.spooler() != "STOPPED":  # one that is still starting does not stop
         machine.run("net", "stop", "spooler")
@@ -223,7 +248,8 @@ def main(build, new):
         build_older(build, folder)
         for source, version in (folder, OLD), (build, new):
             subprocess.run([ROOT / "packaging/package.py", source, version, folder], check=True, stdout=subprocess.DEVNULL)
-        machine = Machine(os.path.join(os.path.abspath(build), "wine-install"), folder)
+        machine = Machine(os.path.join(os.path.abspath(build), "wine-install"), folder,
+                          os.path.join(os.path.abspath(build), "bin"))
         status = report(checks(machine, new))
     machine.end()
     return status
