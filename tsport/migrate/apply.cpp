@@ -16,10 +16,6 @@ std::string refused_to(const std::string& deed, DWORD code) {
     return code == ERROR_SUCCESS ? "" : "the spooler refused to " + deed + ": " + host::error_message(code);
 }
 
-Monitor target_of(const Options& options) {
-    return options.to_standard ? Monitor::standard : Monitor::own;
-}
-
 // Whether the spooler lets queues have the port, and it leads to the printer that it should. Empty when it does.
 std::string check_port(const Spooler& spooler, Monitor monitor, const Port& port) {
     Port there;
@@ -36,13 +32,6 @@ std::string check_port(const Spooler& spooler, Monitor monitor, const Port& port
     if (code == ERROR_UNKNOWN_PORT || code == ERROR_INVALID_PRINTER_NAME) return kUnknownPort;
     if (code == ERROR_SUCCESS && !same_printer(there, port)) return named(port.name) + " leads to " + printer_of(there);
     return refused_to("show the port " + named(port.name), code);
-}
-
-bool is_used(const std::vector<Queue>& queues, const Text& port) {
-    return std::ranges::any_of(queues, [&](const Queue& queue) {
-        const auto is_it = [&](const Text& name) { return same_name(name, port); };
-        return is_it(queue.port_list) || std::ranges::any_of(queue.ports, is_it);
-    });
 }
 
 std::string undo_move(const Step& step, bool with_jobs) {
@@ -66,7 +55,8 @@ std::string undo_add(const Task& task, const Step& step) {
     }
     std::vector<Queue> queues;
     if (const DWORD code = task.spooler.queues(queues)) return refused_to("list the queues", code);
-    if (is_used(queues, step.port.name)) return "queues print to it, it stays";
+    const auto prints_to_it = [&](const Queue& queue) { return prints_to(queue, step.port.name); };
+    if (std::ranges::any_of(queues, prints_to_it)) return "queues print to it, it stays";
     const Spooler& spooler = task.spooler;
     const DWORD code =
         monitor == Monitor::own ? spooler.remove(step.port.name) : spooler.remove_standard(step.port.name);
@@ -82,7 +72,7 @@ class Run {
     // False when the journal cannot be written; nothing was changed then.
     bool carry_out(Row& row, bool adds) {
         const Options& options = task_.command.migrate;
-        const Monitor monitor = target_of(options);
+        const Monitor monitor = options.to_standard ? Monitor::standard : Monitor::own;
         if (adds) {
             const bool own = monitor == Monitor::own;
             const Step step = {own ? Step::Kind::add : Step::Kind::add_standard, row.to, {}, {}};

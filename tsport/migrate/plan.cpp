@@ -38,11 +38,6 @@ bool read_server(const Task& task, Server& server) {
     return true;
 }
 
-bool prints_to(const Queue& queue, const Text& port) {
-    const auto is_it = [&](const Text& name) { return same_name(name, port); };
-    return is_it(queue.port_list) || std::ranges::any_of(queue.ports, is_it);
-}
-
 std::string queue_reason(const Queue& queue, const Port& port, bool with_jobs) {
     if (!same_name(queue.port_list, port.name)) return "it prints to several ports";
     if ((queue.status & PRINTER_STATUS_PENDING_DELETION) != 0) return "it is being deleted";

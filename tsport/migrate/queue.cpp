@@ -1,5 +1,6 @@
 #include "tsport/migrate/queue.h"
 
+#include <algorithm>
 #include <cstdint>
 
 #include "tsport/answer.h"
@@ -94,6 +95,11 @@ std::string put_back(const OpenQueue& queue, Record& before, const Text& from) {
 }
 
 }  // namespace
+
+bool prints_to(const Queue& queue, const Text& port) {
+    const auto is_it = [&](const Text& name) { return same_name(name, port); };
+    return is_it(queue.port_list) || std::ranges::any_of(queue.ports, is_it);
+}
 
 std::string waiting_to_text(DWORD jobs) {
     return std::to_string(jobs) + (jobs == 1 ? " job is waiting" : " jobs are waiting") + " (--with-jobs moves it)";

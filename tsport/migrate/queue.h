@@ -1,9 +1,9 @@
-// The port that a queue of this machine prints to.
+// Queues of this machine and the ports that they print to.
 #pragma once
 
 #include <string>
 
-#include "tsport/ports/port.h"
+#include "tsport/spooler.h"
 
 namespace tsport::migrate {
 
@@ -14,6 +14,9 @@ std::string give_port(const Text& queue, const Text& from, const Text& to, bool 
 
 // The port that a queue prints to now; the Win32 code.
 DWORD read_port_of(const Text& queue, Text& port);
+
+// To this port alone or among others.
+bool prints_to(const Queue& queue, const Text& port);
 
 std::string waiting_to_text(DWORD jobs);
 
