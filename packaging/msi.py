@@ -23,7 +23,7 @@ INSTALLED_OR_REMOVED = '(NOT Installed OR REMOVE="ALL")'
 QUEUES_MESSAGE = (
     "Queues still print to ports of this monitor, or the spooler did not tell; without the monitor they stop printing. "
     "As administrator: 'tsport migrate --to-standard --apply' gives them Standard TCP/IP ports. To remove the monitor all "
-    "the same: msiexec /x PACKAGE.msi QUEUES=stay")
+    "the same: msiexec /x PACKAGE.msi QUEUES=stay ([2])")
 # The times in the cabinet and in the summary are local ones.
 ENVIRONMENT = {**os.environ, "TZ": "UTC"}
 
