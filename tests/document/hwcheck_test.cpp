@@ -281,6 +281,7 @@ TEST_F(HardwareCheck, AJobThatIsGoneIsReportedAndDoesNotHoldTheDocument) {
     spooler_sim::remove_job(W("Office"), kJob);
     release("gone");
     EXPECT_EQ(printing.get().result, host::Result::printed);
+    EXPECT_EQ(heard(), kStart + "OK\nOK\nenddoc\n" + kClosed);
     EXPECT_EQ(arrived(), Lines{"page"});
     // Once more when the job goes between the first status and the look at it.
     EXPECT_GE(logged("TSM: unable to get job status for job 7", "ERROR"), 1);
