@@ -159,6 +159,27 @@ TEST_F(Layer, ACheckOfAPrinterTellsWhatADocumentWillMeet) {
     winapi::set_host(u"printer.invalid", {});
 }
 
+TEST_F(Layer, ANameCountsAsTakenWhereTheSpoolersListCannotBeHad) {
+    start({"Debug=off"});
+    spooler_sim::add_foreign_port(W("LPT1:"));
+    HANDLE channel = nullptr;
+    winapi::fault::arm(1, winapi::fault::Mode::once);
+    EXPECT_FALSE(monitor.table()->pfnXcvOpenPort(monitor.monitor(), nullptr, SERVER_ACCESS_ADMINISTER, &channel));
+    winapi::fault::disarm();
+    EXPECT_EQ(channel, nullptr);
+    EXPECT_EQ(send_name(monitor, W("TSPortExists"), W("New")), 0u);  // finds the spooler's function, which is kept
+    int lists = 0;
+    DWORD code = 1;
+    for (std::uint64_t call = 1; code != 0 || !winapi::fault::failed_function().empty(); ++call) {
+        winapi::fault::arm(call, winapi::fault::Mode::once);
+        code = send_config(monitor, W("TSAddPort"), port_config(W("New"), W("127.0.0.1"), 9100));
+        winapi::fault::disarm();
+        if (winapi::fault::failed_function() == "EnumPortsW") lists += code == ERROR_ALREADY_EXISTS ? 1 : 100;
+        if (code == 0) send_name(monitor, W("TSDeletePort"), W("New"));
+    }
+    EXPECT_EQ(lists, 2);
+}
+
 class HelperLimits : public HelperServer {
   protected:
     ~HelperLimits() override { EXPECT_EQ(winapi::misuses(), misuses_) << "a handle was closed twice"; }
