@@ -216,6 +216,33 @@ TEST_F(Migrate, QueuesStayWhereTheyAreUntilTheSpoolerKnowsTheirPorts) {
     EXPECT_EQ(world(), before);
 }
 
+// What was changed in the registry by hand counts from the spooler's next start.
+TEST_F(Migrate, APortThatLeadsElsewhereIsGivenToNoQueue) {
+    add_standard_port({W("IP_1"), W("10.0.0.1"), W("")});
+    add_queue(W("Office"), W("IP_1"));
+    host::store_port(W("IP_1 (Tessaron)"), W("10.0.0.9"), 9100);
+    load();
+    host::store_port(W("IP_1 (Tessaron)"), W("10.0.0.1"), 9100);
+    const World before = world();
+    const tsport::Answer answer = run({"--apply"});
+    EXPECT_EQ(answer.status, tsport::refused);
+    EXPECT_EQ(said_of(answer.out, "Office"), "failed: \"IP_1 (Tessaron)\" leads to 10.0.0.9 port 9100");
+    EXPECT_EQ(world(), before);
+}
+
+// Nothing tells whose it is.
+TEST_F(Migrate, APartOfAPortFromBeforeStaysAsItIs) {
+    add_standard_port({W("IP_1"), W("10.0.0.1"), W("")});
+    add_queue(W("Office"), W("IP_1"));
+    restore_value(host::to_utf8(contract::kMonitorKey) + "\\Ports\\IP_1 (Tessaron)|");
+    load();
+    const World before = world();
+    EXPECT_EQ(run({"--apply"}).status, tsport::done);
+    EXPECT_EQ(world().queues.at(W("Office")).port, W("IP_1 (Tessaron) 2"));
+    EXPECT_EQ(run({"--undo", journal()}).status, tsport::done);
+    EXPECT_EQ(world(), before);
+}
+
 TEST_F(Migrate, TheWayBackLeadsToThePortsOfTheSamePrinters) {
     add_kinds(1);
     load();

@@ -170,6 +170,26 @@ TEST_P(MigrateFaults, AKillAtAnyCallLosesNoQueue) {
     EXPECT_GT(moments, 100);
 }
 
+// Nor where what is stored of it cannot be read.
+TEST_P(MigrateFaults, APortThatWasChangedSinceIsNeverDeleted) {
+    ASSERT_EQ(apply().status, tsport::done);
+    for (const auto& [name, queue] : before_.queues) give(name, queue.port);
+    for (const std::string& line : world().registry) {
+        const size_t value = line.find("|PortNumber|");
+        const bool is_new = !std::ranges::binary_search(before_.registry, line);
+        if (value != std::string::npos && is_new) restore_value(line.substr(0, value) + "|PortNumber|4|1 0 0 0 ");
+    }
+    const Lines changed = world().registry;
+    std::uint64_t counted = 0;
+    for (std::uint64_t call = 1; call <= counted + 1 && !HasFailure(); ++call) {
+        winapi::fault::arm(call, Mode::once);
+        EXPECT_NE(run({"--undo", journal()}).status, tsport::done);
+        counted = winapi::fault::disarm();
+        EXPECT_EQ(world().registry, changed) << call << ": " << winapi::fault::failed_function();
+    }
+    EXPECT_GT(counted, 20u);
+}
+
 INSTANTIATE_TEST_SUITE_P(BothWays, MigrateFaults, testing::Bool());
 
 }  // namespace
