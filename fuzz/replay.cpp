@@ -1,5 +1,5 @@
-// Runs one target over its part of the corpus: corpus_conf over CORPUS_FOLDER/conf. A target that finds something aborts
-// the process.
+// Runs one target over its part of the corpus: corpus_conf over CORPUS_FOLDER/conf. A target that finds something
+// aborts the process.
 #include <cstdio>
 #include <filesystem>
 #include <fstream>

@@ -1,6 +1,7 @@
 #include "tsport/report/messages.h"
 
 #include <algorithm>
+#include <unordered_map>
 #include <vector>
 
 namespace tsport::report {
@@ -154,37 +155,30 @@ constexpr Row rows[] = {
     {"TSM End Doc: unable to ", Event::identity, nullptr},
 };
 
-// The rows in the order of their beginnings, each with the one that it continues: "TSM End Doc Port completed" follows,
-// and continues, "TSM End Doc Port".
-struct Beginning {
-    Row row;
-    const Beginning* shorter;
-};
-
-std::vector<Beginning> sorted_rows() {
-    std::vector<Beginning> sorted;
-    for (const Row& row : rows) sorted.push_back({row, nullptr});
-    std::sort(sorted.begin(), sorted.end(),
-              [](const Beginning& a, const Beginning& b) { return a.row.begin < b.row.begin; });
-    for (size_t i = 1; i < sorted.size(); ++i) {
-        const Beginning* shorter = &sorted[i - 1];
-        while (shorter != nullptr && !sorted[i].row.begin.starts_with(shorter->row.begin)) shorter = shorter->shorter;
-        sorted[i].shorter = shorter;
+// The rows by the first characters of their beginnings, in each list the longest first.
+constexpr size_t key_size = 12;
+static_assert(std::ranges::all_of(rows, [](const Row& row) { return row.begin.size() >= key_size; }));
+std::unordered_map<std::string_view, std::vector<Row>> rows_by_key() {
+    std::unordered_map<std::string_view, std::vector<Row>> by_key;
+    for (const Row& row : rows) by_key[row.begin.substr(0, key_size)].push_back(row);
+    for (auto& [key, list] : by_key) {
+        std::stable_sort(list.begin(), list.end(),
+                         [](const Row& a, const Row& b) { return a.begin.size() > b.begin.size(); });
     }
-    return sorted;
+    return by_key;
 }
-const std::vector<Beginning> beginnings = sorted_rows();
+const std::unordered_map<std::string_view, std::vector<Row>> known_rows = rows_by_key();
 
 }  // namespace
 
 Message recognise(std::string_view message) {
-    // Whatever the message begins with stands before it in this order, or is continued by what stands there.
-    const auto behind = std::upper_bound(beginnings.begin(), beginnings.end(), message,
-                                         [](std::string_view text, const Beginning& b) { return text < b.row.begin; });
-    const Beginning* found = behind == beginnings.begin() ? nullptr : &*std::prev(behind);
-    while (found != nullptr && !message.starts_with(found->row.begin)) found = found->shorter;
-    if (found == nullptr) return {Event::none, nullptr, message};
-    return {found->row.event, found->row.text, message.substr(found->row.begin.size())};
+    const auto found = known_rows.find(message.substr(0, key_size));
+    if (found != known_rows.end()) {
+        for (const Row& row : found->second) {
+            if (message.starts_with(row.begin)) return {row.event, row.text, message.substr(row.begin.size())};
+        }
+    }
+    return {Event::none, nullptr, message};
 }
 
 }  // namespace tsport::report
