@@ -15,7 +15,8 @@ constexpr Socket no_socket = -1;
 // header opens.
 Socket bind_to(const std::string& address, std::uint16_t port, std::string& why);
 std::uint16_t bound_port(Socket socket);
-bool start_listening(Socket socket);
+// At most so many connections wait to be accepted; 0: one, and further ones get no answer.
+bool start_listening(Socket socket, int waiting = 1024);
 // A small buffer makes a slow reader block the sender early; a listener passes it on to accepted sockets.
 void set_receive_buffer(Socket socket, int bytes);
 

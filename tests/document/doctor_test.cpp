@@ -11,6 +11,7 @@
 #include "testbed/test_printer/tcp_printer.h"
 #include "tests/support/files.h"
 #include "tests/support/print_server.h"
+#include "tests/support/scratch.h"
 #include "tsport/doctor/base.h"
 #include "tsport/doctor/crashes.h"
 #include "tsport/doctor/library.h"
@@ -67,10 +68,6 @@ Ids ids_in(const std::string& json) {
 class Doctor : public testing::Test {
   protected:
     Doctor() { set_up(); }
-    ~Doctor() override {
-        std::error_code ignored;
-        fs::remove_all(folder_, ignored);
-    }
 
     // A server where all is well.
     void set_up() {
@@ -99,7 +96,8 @@ class Doctor : public testing::Test {
         return tsport::run(more);
     }
 
-    const fs::path folder_ = path_of(host::make_temporary_folder());
+    const ScratchDir scratch_;
+    const fs::path folder_ = path_of(scratch_.native());
     const fs::path base_ = folder_ / "win";
     std::string settings_;
     std::string ports_;

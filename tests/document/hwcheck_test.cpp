@@ -1,6 +1,7 @@
 // Documents on a printer whose hardware is checked: each outcome as the helper hears it, as the printer gets it, and as
 // the spooler shows it.
 #include "tests/support/helper_script.h"
+#include "tests/support/reported.h"
 
 namespace test {
 namespace {
@@ -196,6 +197,9 @@ TEST_F(HardwareCheck, AJobDeletedWhileItIsHeldIsReleasedAtTheNextAnswer) {
                            JOB_STATUS_PRINTED | JOB_STATUS_DELETING};
     EXPECT_EQ(outcome.job.status_seen, seen);
     EXPECT_EQ(spooler_sim::printer_status(W("Office")), 0u);
+    const Reported reported(log());
+    EXPECT_EQ(reported.named(), std::multiset<std::string>{"job.deleted-while-held"}) << reported.report_text;
+    EXPECT_EQ(reported.text(reported.documents.back()->held_for), "No Toner");
 }
 
 TEST_F(HardwareCheck, AClusterNameHasItsServerAnnounced) {

@@ -64,8 +64,7 @@ class Migrate : public Migration {
     }
     // What the answer says of a queue, or of a port without queues, the last cell of its row.
     static std::string said_of(const std::string& answer, const std::string& beginning) {
-        std::istringstream lines(answer);
-        for (std::string line; std::getline(lines, line);) {
+        for (const std::string& line : split_lines(answer)) {
             if (line.starts_with(beginning + "  ")) return line.substr(line.rfind("  ") + 2);
         }
         return "nothing";
@@ -139,7 +138,7 @@ TEST_F(Migrate, DocumentsGetToTheSamePrintersByTheNewPorts) {
     }
     for (const auto& [name, printer] : queues) add_queue(name, name);
     load();
-    set_host(W("room.example"), {"127.0.0.1"});
+    set_host(W("room.example"), {"127.0.0.9", "127.0.0.1"});  // nobody listens at the first one
     ASSERT_EQ(run({"--apply", "--test", "--name", "{host}:{port} of {name}"}).status, tsport::done);
     for (const auto& [name, printer] : queues) {
         SCOPED_TRACE(host::to_utf8(name));

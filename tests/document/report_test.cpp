@@ -114,6 +114,17 @@ TEST_F(Report, EachThingThatGoesWrongIsNamedOnce) {
              job.port = W("Gone");
              monitor.print_document(job);
          }},
+        {"port.busy", Outcome::printed, 5000, 5000, "", "another document was started",
+         [&] {
+             host::Document job = document(W("Office"), host::memory_source(data));
+             job.progress = [this](std::uint64_t) {
+                 HANDLE port = nullptr;
+                 EXPECT_TRUE(monitor.open_port(W("Office"), port));
+                 EXPECT_TRUE(monitor.start_document(port, W("Office"), 600, W("doc")));
+                 EXPECT_TRUE(monitor.close_port(port));
+             };
+             monitor.print_document(job);
+         }},
         {"printer.refused", Outcome::not_started, 0, 0, "printer.unreachable", "(Error: 10061)", refuse},
         {"printer.timed-out", Outcome::not_started, 0, 0, "printer.unreachable", "`tsport test 127.0.0.1 ", refuse,
          "Error: 10061", "Error: 10060"},
@@ -249,33 +260,6 @@ TEST_F(Report, AHardwareCheckThatWorksAtTheSecondAttempt) {
     EXPECT_EQ(reported.named(), std::multiset<std::string>{}) << reported.report_text;
 }
 
-TEST_F(Report, AJobDeletedWhileItIsHeld) {
-    start();
-    check_hardware();
-    answer_by("on startdoc WAIT \"No Paper\" until seen then WAIT \"No Paper\"");
-    auto printing = print_job_meanwhile("page");
-    ASSERT_TRUE(wait_until([&] { return logged("extracted wait error") > 0; }));
-    spooler_sim::set_job_status(W("Office"), kJob, JOB_STATUS_DELETING);
-    release("seen");
-    printing.get();
-    const Reported reported = report();
-    EXPECT_EQ(reported.named(), std::multiset<std::string>{"job.deleted-while-held"}) << reported.report_text;
-    EXPECT_EQ(reported.text(reported.documents.back()->held_for), "No Paper");
-}
-
-TEST_F(Report, AnotherStartOnABusyPort) {
-    start();
-    host::Document job = document(W("Office"), host::memory_source("page"));
-    job.progress = [this](std::uint64_t) {
-        HANDLE port = nullptr;
-        EXPECT_TRUE(monitor.open_port(W("Office"), port));
-        EXPECT_TRUE(monitor.start_document(port, W("Office"), 600, W("doc")));
-        EXPECT_TRUE(monitor.close_port(port));
-    };
-    EXPECT_EQ(monitor.print_document(job).result, host::Result::printed);
-    EXPECT_EQ(only_cause(report(), "port.busy", Outcome::printed).job, 2u);
-}
-
 // -- Several at once -------------------------------------------------------------------------------------------------
 
 TEST_F(Report, PortsThatPrintAtOnceAreToldApart) {
@@ -340,8 +324,8 @@ TEST_F(Report, FitsTheTerminal) {
     tsport::report::Options options;
     for (options.width = 80; options.width <= 200; options.width += 40) {
         const std::string text = report(options).report_text;
-        std::istringstream tables(text.substr(text.find("STARTED"), text.find("CAUSES") - text.find("STARTED")));
-        for (std::string line; std::getline(tables, line);) EXPECT_LE(line.size(), options.width) << text;
+        const std::string tables = text.substr(text.find("STARTED"), text.find("CAUSES") - text.find("STARTED"));
+        for (const std::string& line : split_lines(tables)) EXPECT_LE(line.size(), options.width) << text;
         EXPECT_NE(text.find("10061)"), std::string::npos) << text;
     }
 }

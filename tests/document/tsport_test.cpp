@@ -8,6 +8,7 @@
 
 #include "tests/support/platform.h"
 #include "tests/support/print_server.h"
+#include "tests/support/scratch.h"
 #include "tsport/file.h"
 #include "tsport/output.h"
 #include "tsport/ports/hosted.h"
@@ -92,27 +93,18 @@ std::string members_of(const rapidjson::Value& object) {
     return names;
 }
 
-// The lines of an answer, the last one ended or not.
-Lines split(const std::string& text) {
-    Lines lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) lines.push_back(line);
-    return lines;
-}
-
 class Tsport : public testing::Test {
   protected:
-    Tsport() : home_(fs::current_path()), folder_(host::make_temporary_folder()) {
+    Tsport() {
         spooler_sim::reset();
         clear_registry();
-        fs::current_path(path_of(folder_));
+        fs::current_path(path_of(scratch_.native()));
         closed_.refuse();
     }
     ~Tsport() override {
         std::error_code ignored;
         servers_.clear();
         fs::current_path(home_, ignored);
-        fs::remove_all(path_of(folder_), ignored);
     }
 
     tsport::Answer run(Lines arguments, const std::string& input = "", bool with_store = true) const {
@@ -161,12 +153,12 @@ class Tsport : public testing::Test {
         } else if (words[0] == "cat") {
             Lines expected = step.output;
             for (std::string& line : expected) line = unescaped(line);
-            expect_lines(expected, split(read_file(path_of(words[1]))));
+            expect_lines(expected, split_lines(read_file(path_of(words[1]))));
         } else {
             ASSERT_EQ(words[0], "tsport");
             const tsport::Answer answer = run({words.begin() + 1, words.end()}, step.input, with_store);
             EXPECT_EQ(answer.status, step.status);
-            expect_lines(step.output, split(answer.out + answer.err));
+            expect_lines(step.output, split_lines(answer.out + answer.err));
         }
     }
 
@@ -205,8 +197,8 @@ class Tsport : public testing::Test {
         RegDeleteKeyW(HKEY_LOCAL_MACHINE, (Text(contract::kMonitorKey) + W("\\Ports\\Gone")).c_str());
     }
 
-    const fs::path home_;
-    const std::string folder_;
+    const fs::path home_ = fs::current_path();
+    const ScratchDir scratch_;
     test_printer::TcpPrinter printer_;
     test_printer::TcpPrinter closed_;
     std::vector<std::unique_ptr<Server>> servers_;

@@ -41,6 +41,9 @@ std::uint64_t below(Random& random, std::uint64_t end);
 struct Server : testbed::PrintServer {
     // Something that must not be; the first ones are printed.
     void wrong(const std::string& what);
+    // With work files, records of jobs among them, and bytes of heap in use; a sanitizer's allocator does not tell
+    // these.
+    test::Stock take_stock() const;
 
     std::atomic<std::uint64_t> documents{0};
     std::atomic<std::uint64_t> failed{0};  // of them
@@ -48,16 +51,6 @@ struct Server : testbed::PrintServer {
     std::atomic<std::uint64_t> wrongs{0};
     std::mutex output;
 };
-
-struct Stock : test::Stock {
-    size_t descriptors = 0;
-    size_t work_files = 0;  // and records of jobs
-    size_t heap = 0;        // bytes in use; 0 when a sanitizer's allocator does not tell
-};
-
-Stock take_stock(const Server& server);
-// What has grown, empty when nothing has.
-std::string grown(const Stock& before, const Stock& after);
 
 // -- A port ----------------------------------------------------------------------------------------------------------
 

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "host/text.h"
 
@@ -29,6 +30,13 @@ inline std::string read_file(const fs::path& path) {
     std::stringstream text;
     text << std::ifstream(path, std::ios::binary).rdbuf();
     return text.str();
+}
+// The lines of a text, the last one ended or not; without "\n".
+inline std::vector<std::string> split_lines(const std::string& text) {
+    std::istringstream stream(text);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(stream, line);) lines.push_back(line);
+    return lines;
 }
 
 }  // namespace test

@@ -9,7 +9,7 @@
 
 namespace test {
 
-class Migration : public testing::Test, protected testbed::PrintServer {
+class Migration : public PrintServer {
   protected:
     // All that a migration may change.
     struct World {
@@ -28,8 +28,8 @@ class Migration : public testing::Test, protected testbed::PrintServer {
     };
 
     Migration() {
-        std::string why;
-        EXPECT_TRUE(set_up({}, why) && host::use_simulated_spooler(nullptr)) << why;
+        configure({});
+        EXPECT_TRUE(host::use_simulated_spooler(nullptr));
         journal_folder = folder.install;
     }
     ~Migration() override {
@@ -39,10 +39,6 @@ class Migration : public testing::Test, protected testbed::PrintServer {
 
     static void add_standard_port(const spooler_sim::StandardPort& port) {
         ASSERT_EQ(spooler_sim::add_standard_port(port), 0u);
-    }
-    void load() {
-        std::string why;
-        ASSERT_TRUE(try_load(why)) << why;
     }
     void add_queue(const Text& name, const Text& port, DWORD status = 0, DWORD attributes = 0) {
         spooler_sim::Printer queue;

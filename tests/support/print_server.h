@@ -119,11 +119,9 @@ class PrintServer : public testing::Test, protected testbed::PrintServer {
     std::string log() const { return read_file(path_of(folder.log())); }
     // The log's lines without their line ends.
     Lines log_lines() const {
-        std::istringstream text(log());
-        Lines lines;
-        for (std::string line; std::getline(text, line);) {
-            if (!line.empty() && line.back() == '\r') line.pop_back();
-            lines.push_back(line);
+        Lines lines = split_lines(log());
+        for (std::string& line : lines) {
+            if (line.ends_with('\r')) line.pop_back();
         }
         return lines;
     }

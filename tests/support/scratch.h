@@ -28,6 +28,8 @@ class ScratchDir {
         std::filesystem::remove_all(host::path_of(folder_), ignored);
     }
 
+    // A path of this machine.
+    const std::string& native() const { return folder_; }
     // As Windows' functions take it, without a separator at the end.
     const host::Text& path() const { return path_; }
     host::Text file(const host::Text& name) const { return path_ + W("\\") + name; }

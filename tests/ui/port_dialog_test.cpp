@@ -1,5 +1,7 @@
 // The dialog in which a port is added or configured.
 #include "testbed/test_printer/tcp_printer.h"
+#include "tests/support/silent_printer.h"
+#include "tests/support/windows/process.h"
 #include "tests/ui/dialogs.h"
 #include "winapi/spooler_sim/spooler_sim.h"
 #include "winportmon/contract/printer.h"
@@ -7,6 +9,7 @@
 namespace ui {
 namespace {
 
+using test::SilentPrinter;
 using PortDialog = Dialogs;
 BOTH_MODES(PortDialog);
 
@@ -200,34 +203,6 @@ TEST_P(PortDialog, APortThatIsGoneOrNotStoredIsSaidWhenItIsChanged) {
 
 // -- The test of the printer -----------------------------------------------------------------------------------------
 
-// A TCP port of this machine that neither accepts nor refuses: its queue of connections is full.
-class SilentPrinter {
-  public:
-    SilentPrinter() {
-        std::string why;
-        listener_ = test_printer::net::bind_to("127.0.0.1", 0, why);
-        port = test_printer::net::bound_port(listener_);
-        sockaddr_in address = {};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(port);
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        queued_ = static_cast<test_printer::net::Socket>(socket(AF_INET, SOCK_STREAM, IPPROTO_TCP));
-        ::listen(static_cast<SOCKET>(listener_), 0);
-        EXPECT_EQ(connect(static_cast<SOCKET>(queued_), reinterpret_cast<sockaddr*>(&address), sizeof address), 0)
-            << why;
-    }
-    ~SilentPrinter() {
-        for (const auto socket : {queued_, listener_}) test_printer::net::close_socket(socket);
-    }
-    SilentPrinter(const SilentPrinter&) = delete;
-    SilentPrinter& operator=(const SilentPrinter&) = delete;
-    std::uint16_t port;
-
-  private:
-    test_printer::net::Socket listener_;
-    test_printer::net::Socket queued_;
-};
-
 using PrinterTest = Dialogs;
 INSTANTIATE_TEST_SUITE_P(Spooler, PrinterTest, testing::Values(true));
 
@@ -329,32 +304,6 @@ TEST_P(PrinterTest, AServerThatDoesNotAnswerBlocksNothing) {
     CloseHandle(answers);
 }
 
-// Handles of the process, of every kind: their values are small multiples of four, given out from the lowest one on.
-size_t handles() {
-    size_t count = 0;
-    ULONG_PTR last = 0;
-    for (ULONG_PTR value = 4; value < last + 4 * 512; value += 4) {
-        DWORD flags = 0;
-        // NOLINTNEXTLINE(performance-no-int-to-ptr)
-        if (!GetHandleInformation(reinterpret_cast<HANDLE>(value), &flags)) continue;
-        last = value;
-        ++count;
-    }
-    return count;
-}
-
-// Bytes in use in the process's heap.
-size_t memory() {
-    size_t bytes = 0;
-    PROCESS_HEAP_ENTRY entry{};
-    HeapLock(GetProcessHeap());
-    while (HeapWalk(GetProcessHeap(), &entry)) {
-        if ((entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0) bytes += entry.cbData;
-    }
-    HeapUnlock(GetProcessHeap());
-    return bytes;
-}
-
 TEST_P(PrinterTest, AHundredDialogsLeaveNothingBehind) {
     const SilentPrinter printer;
     config = host::port_config(L"Office", L"127.0.0.1", printer.port);
@@ -373,13 +322,13 @@ TEST_P(PrinterTest, AHundredDialogsLeaveNothingBehind) {
         desk.expect_end(ERROR_SUCCESS);
     };
     show(10);
-    const size_t handles_before = handles();
-    const size_t memory_before = memory();
+    const size_t handles_before = test::handles_of_all_kinds();
+    const size_t memory_before = test::memory_in_use();
     show(100);
-    EXPECT_TRUE(wait_until([&] { return handles() <= handles_before + 50; }))
-        << handles_before << ", now " << handles();
+    EXPECT_TRUE(wait_until([&] { return test::handles_of_all_kinds() <= handles_before + 50; }))
+        << handles_before << ", now " << test::handles_of_all_kinds();
     // Wine itself keeps something for each thread that has ended; a test of a printer takes more than 4 KiB.
-    EXPECT_LE(memory(), memory_before + 100 * 2048);
+    EXPECT_LE(test::memory_in_use(), memory_before + 100 * 2048);
 }
 
 }  // namespace

@@ -60,8 +60,8 @@ std::uint16_t bound_port(Socket socket) {
     return ntohs(name.sin6_port);  // in the same place in both families
 }
 
-bool start_listening(Socket socket) {
-    return ::listen(descriptor(socket), 1024) == 0;
+bool start_listening(Socket socket, int waiting) {
+    return ::listen(descriptor(socket), waiting) == 0;
 }
 
 void set_receive_buffer(Socket socket, int bytes) {

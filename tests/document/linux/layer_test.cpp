@@ -1,16 +1,12 @@
 // What only the layer shows of a document: printers and helpers that hold it up, for which its clock shortens the wait,
 // the debugger's output, a name with several addresses, and what a helper has open.
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <atomic>
 #include <set>
 
 #include "tests/support/helper_script.h"
 #include "tests/support/linux/fast_clock.h"
 #include "tests/support/reported.h"
+#include "tests/support/silent_printer.h"
 #include "winapi/linux/fault.h"
 #include "winapi/linux/handle.h"
 #include "winportmon/contract/printer.h"
@@ -78,47 +74,10 @@ TEST_F(Layer, AStartThatFindsNoSettingsYetIsTold) {
     EXPECT_EQ(looked_up, 1);
 }
 
-TEST_F(Layer, ARefusedFirstAddressIsFollowedByTheNext) {
-    configure({"Debug=on"});
-    winapi::set_host(u"printer.example", {"127.0.0.9", "127.0.0.1"});
-    ASSERT_TRUE(host::store_port(W("Office"), W("printer.example"), add_printer(W("Office")).port()));
-    load();
-    EXPECT_EQ(print(W("Office"), "page").result, host::Result::printed);
-    EXPECT_EQ(logged("TSM: Failed to connect to printer: printer.example", "ERROR"), 1);
-    EXPECT_EQ(logged(" 127 0 0 9"), 1);
-    winapi::set_host(u"printer.example", {});
-}
-
-// The port of a socket that takes no connection any more, at another address of this machine: what is sent to it is
-// lost.
-class SilentAddress {
-  public:
-    explicit SilentAddress(unsigned short port) {
-        address_.sin_family = AF_INET;
-        address_.sin_port = htons(port);
-        inet_pton(AF_INET, "127.0.0.9", &address_.sin_addr);
-        const auto* const at = reinterpret_cast<const sockaddr*>(&address_);
-        EXPECT_EQ(::bind(sockets_[0], at, sizeof address_), 0);
-        EXPECT_EQ(::listen(sockets_[0], 0), 0);
-        for (int i = 1; i < 4; ++i) ::connect(sockets_[i], at, sizeof address_);  // fill its queue
-    }
-    ~SilentAddress() {
-        for (const int socket : sockets_) ::close(socket);
-    }
-    SilentAddress(const SilentAddress&) = delete;
-    SilentAddress& operator=(const SilentAddress&) = delete;
-
-  private:
-    static int open() { return ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0); }
-
-    int sockets_[4] = {open(), open(), open(), open()};
-    sockaddr_in address_{};
-};
-
 TEST_F(Layer, ACheckOfAPrinterTellsWhatADocumentWillMeet) {
     using contract::Verdict;
     const auto number = add_printer(W("Office")).port();
-    const SilentAddress silent(number);
+    const SilentPrinter silent("127.0.0.9", number);
     const struct {
         const char* what;
         std::vector<std::string> addresses;

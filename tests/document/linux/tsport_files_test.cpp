@@ -2,6 +2,7 @@
 #include <cstdlib>
 
 #include "tests/support/print_server.h"
+#include "tests/support/scratch.h"
 #include "tsport/ports/ports_file.h"
 #include "tsport/run.h"
 
@@ -10,15 +11,11 @@ namespace {
 
 class TsportFiles : public testing::Test {
   protected:
-    TsportFiles() : folder_(host::make_temporary_folder()) {
+    TsportFiles() {
         spooler_sim::reset();
         clear_registry();
         EXPECT_EQ(run({"add", "Office", "h"}).status, tsport::done);
         EXPECT_EQ(run({"add", "Room 12", "h"}).status, tsport::done);
-    }
-    ~TsportFiles() override {
-        std::error_code ignored;
-        fs::remove_all(folder_, ignored);
     }
     std::string file(const std::string& name) const { return folder_ + "/" + name; }
     tsport::Answer run(Lines arguments) const {
@@ -30,7 +27,8 @@ class TsportFiles : public testing::Test {
         return read_file(file("said"));
     }
 
-    const std::string folder_;
+    const ScratchDir scratch_;
+    const std::string folder_ = scratch_.native();
 };
 
 TEST_F(TsportFiles, LinksAndRightsStayAsTheyAre) {

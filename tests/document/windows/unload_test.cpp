@@ -2,29 +2,12 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <vector>
 
 #include "tests/support/print_server.h"
+#include "tests/support/windows/process.h"
 
 namespace test {
 namespace {
-
-// Bytes of the blocks in use in all heaps of the process, the runtime's among them.
-size_t memory_in_use() {
-    std::vector<HANDLE> heaps(GetProcessHeaps(0, nullptr));
-    const DWORD count = GetProcessHeaps(static_cast<DWORD>(heaps.size()), heaps.data());
-    heaps.resize(std::min<size_t>(heaps.size(), count));
-    size_t bytes = 0;
-    for (const HANDLE heap : heaps) {
-        PROCESS_HEAP_ENTRY entry{};
-        HeapLock(heap);
-        while (HeapWalk(heap, &entry)) {
-            if ((entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0) bytes += entry.cbData;
-        }
-        HeapUnlock(heap);
-    }
-    return bytes;
-}
 
 class Unload : public PrintServer {
   protected:

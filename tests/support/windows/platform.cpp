@@ -6,7 +6,10 @@
 
 #include <winternl.h>
 
+#include <algorithm>
 #include <string>
+
+#include "tests/support/windows/process.h"
 
 namespace test {
 namespace {
@@ -20,10 +23,12 @@ bool counts(HANDLE handle) {
     return type != L"Thread" && type != L"Event" && type != L"Semaphore" && type != L"Mutant";
 }
 
-}  // namespace
+bool is_any(HANDLE) {
+    return true;
+}
 
 // Values are small multiples of four, given out from the lowest one on: what comes after a long gap is not in use.
-size_t open_handles() {
+size_t count_handles(bool (*is_counted)(HANDLE)) {
     constexpr ULONG_PTR gap = 4 * 512;
     size_t count = 0;
     ULONG_PTR last = 0;
@@ -32,9 +37,35 @@ size_t open_handles() {
         DWORD flags = 0;
         if (!GetHandleInformation(handle, &flags)) continue;
         last = value;
-        if (counts(handle)) ++count;
+        if (is_counted(handle)) ++count;
     }
     return count;
+}
+
+}  // namespace
+
+size_t open_handles() {
+    return count_handles(counts);
+}
+
+size_t handles_of_all_kinds() {
+    return count_handles(is_any);
+}
+
+size_t memory_in_use() {
+    std::vector<HANDLE> heaps(GetProcessHeaps(0, nullptr));
+    const DWORD count = GetProcessHeaps(static_cast<DWORD>(heaps.size()), heaps.data());
+    heaps.resize(std::min<size_t>(heaps.size(), count));
+    size_t bytes = 0;
+    for (const HANDLE heap : heaps) {
+        PROCESS_HEAP_ENTRY entry{};
+        HeapLock(heap);
+        while (HeapWalk(heap, &entry)) {
+            if ((entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0) bytes += entry.cbData;
+        }
+        HeapUnlock(heap);
+    }
+    return bytes;
 }
 
 }  // namespace test
