@@ -94,11 +94,18 @@ void Activities::ended(const report::Document& document) {
     const std::string printer = place_of(document);
     if (document.outcome == report::Outcome::not_started && document.cause()) {
         Refusal& refusal = refusals_[printer];
-        refusal = {report::cause_text(document, texts_), document.end(), refusal.times + 1};
+        const bool goes_on = document.end() - refusal.last <= refusal_counts;
+        refusal = {report::cause_text(document, texts_), document.end(), goes_on ? refusal.times + 1 : 1};
     } else {
         refusals_.erase(printer);
     }
     changed_(activity, true);
+}
+
+std::map<std::string, Refusal> Activities::refusals(Timestamp now) const {
+    std::map<std::string, Refusal> found = refusals_;
+    std::erase_if(found, [now](const auto& refusal) { return now - refusal.second.last > refusal_counts; });
+    return found;
 }
 
 std::string Activities::place_of(const report::Document& document) const {
@@ -133,7 +140,7 @@ std::vector<Attention> Activities::attention(Timestamp now, const std::string& o
         const std::vector<Attention> more = attention_to(activity, now);
         found.insert(found.end(), more.begin(), more.end());
     }
-    for (const auto& [printer, refusal] : refusals_) {
+    for (const auto& [printer, refusal] : refusals(now)) {
         if (!only.empty() && only != printer) continue;
         found.push_back({"printer.refusing", printer + ": " + refusal.text + ", " +
                                                  report::counted(refusal.times, "time") + ", the last " +

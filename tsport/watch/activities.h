@@ -43,6 +43,7 @@ class Activities {
     static constexpr std::chrono::seconds stalled_after{30};  // the monitor gives a buffer up after 20, twice
     static constexpr std::chrono::seconds held_long{180};  // a cluster restarts a spooler that does not answer so long
     static constexpr std::uint16_t restarted_often = 3;
+    static constexpr std::chrono::minutes refusal_counts{10};  // unless the printer is tried again
 
     // `changed` is called when a document enters a phase, and with `ended` when it has ended.
     using Changed = std::function<void(const Activity& activity, bool ended)>;
@@ -52,7 +53,7 @@ class Activities {
     void add(std::string_view line);
 
     const std::map<std::uint32_t, Activity>& all() const { return all_; }  // by the thread that drives it
-    const std::map<std::string, Refusal>& refusals() const { return refusals_; }
+    std::map<std::string, Refusal> refusals(Timestamp now) const;          // that still count
     const report::Texts& texts() const { return texts_; }
     // Of one document; and of all and of the printers that refuse, or of one printer alone.
     std::vector<Attention> attention_to(const Activity& activity, Timestamp now) const;

@@ -19,8 +19,9 @@ const char watch_help[] = R"(usage: tsport watch [LOG] [--printer NAME] [--once]
 
 Shows what the ports do now, from the monitor's log as it grows: each document with its printer, job and phase (checking,
 held, connecting, sending, closing), since when, bytes and attempts; above them what needs somebody: a printer that takes
-nothing for 30 seconds, a job held for more than 3 minutes or sent for the third time, printers that refuse. On a terminal
-the screen is drawn anew each second; otherwise a line is written for each change. Ctrl+C ends it.
+nothing for 30 seconds, a job held for more than 3 minutes or sent for the third time, printers that refused within the
+last 10 minutes and have not printed since. On a terminal the screen is drawn anew each second; otherwise a line is
+written for each change. Ctrl+C ends it.
 
 LOG is the log or the folder it is in; on a print server it is found when left out. It is opened for a moment each second
 and shared, so that it can be rotated. With Debug=off the log does not show documents under way.
@@ -48,8 +49,11 @@ using watch::Attention;
 
 class Screen {
   public:
-    Screen(const Command& command, const Sink& sink)
-        : command_(command), sink_(sink), activities_([this](const Activity& activity, bool ended) {
+    Screen(const Command& command, const Console& console)
+        : command_(command),
+          sink_(console.output),
+          width_(console.width),
+          activities_([this](const Activity& activity, bool ended) {
               if (live_) write_change(activity, ended);
           }) {}
 
@@ -70,7 +74,7 @@ class Screen {
             return;
         }
         for (const auto& [thread, activity] : activities_.all()) write_change(activity, false);
-        for (const auto& [printer, refusal] : activities_.refusals()) {
+        for (const auto& [printer, refusal] : activities_.refusals(now_)) {
             if (!command_.report.printer.empty() && printer != command_.report.printer) continue;
             sink_(json_line([&](JsonWriter& json) {
                 json.member("version", 1u);
@@ -96,15 +100,18 @@ class Screen {
     // The table for people.
     std::string page() const {
         std::string text = "tsport watch, " + report::second_text(now_) + "\n";
+        Rows lines;
         for (const Attention& attention : activities_.attention(now_, command_.report.printer)) {
-            text += "! " + std::string(attention.id) + "  " + attention.text + "\n";
+            lines.push_back({"! " + std::string(attention.id), attention.text});
         }
+        text += in_columns(lines, width_);
         Rows rows = {{"PRINTER", "JOB", "PORT", "PHASE", "SINCE", "SENT", "SPEED", "ATTEMPT"}};
         for (const auto& [thread, activity] : activities_.all()) {
             if (is_wanted(activity)) rows.push_back(row_of(activity));
         }
-        text += rows.size() > 1 ? "\n" + in_columns(rows) : "\nno document is under way\n";
-        return text + blindness();
+        text += rows.size() > 1 ? "\n" + in_columns(rows, width_, {2, 6, 5, 1}) : "\nno document is under way\n";
+        const std::string blind = blindness();
+        return blind.empty() ? text : text + in_columns({{blind}}, width_);
     }
 
   private:
@@ -130,9 +137,9 @@ class Screen {
                 std::to_string(document.attempt)};
     }
     std::string blindness() const {
-        if (!activities_.any_line()) return "the log has no lines yet\n";
+        if (!activities_.any_line()) return "the log has no lines yet";
         if (activities_.detailed()) return "";
-        return "the log is written with Debug=off: it does not show documents under way, only those that failed\n";
+        return "the log is written with Debug=off: it does not show documents under way, only those that failed";
     }
 
     void write_change(const Activity& activity, bool ended) {
@@ -179,6 +186,7 @@ class Screen {
 
     const Command& command_;
     const Sink& sink_;
+    const size_t width_;  // of the terminal; 0: it is none
     Timestamp now_;
     bool live_ = false;
     std::map<std::uint32_t, size_t> known_;  // of a document: how much of it needed somebody
@@ -214,7 +222,7 @@ void watch_log(const Task& task) {
     const std::string log = find_log(command, why);
     if (log.empty()) return task.fail(refused, why, "file");
     watch::Follower follower(log);
-    Screen screen(command, out);
+    Screen screen(command, task.console);
     const auto now = [&] { return command.once && command.report.until ? *command.report.until : report::local_now(); };
     if (!screen.look(follower, now(), why)) return task.fail(refused, why, "file");
     const bool draws = !command.once && !command.json && task.console.progress != nullptr;
