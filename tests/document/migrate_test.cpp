@@ -2,6 +2,7 @@
 // undone.
 #include "tests/support/migration.h"
 #include "tests/support/platform.h"
+#include "tsport/migrate/queue.h"
 #include "tsport/migrate/stored_ports.h"
 
 namespace test {
@@ -204,6 +205,7 @@ TEST_F(Migrate, QueuesStayWhereTheyAreUntilTheSpoolerKnowsTheirPorts) {
     const tsport::Answer first = run({"--apply"});
     EXPECT_EQ(first.status, tsport::refused);
     EXPECT_NE(first.err.find("restart the spooler when nothing is printing"), std::string::npos) << first.err;
+    EXPECT_NE(tsport::migrate::give_port(W("Queue of Old 0"), W("Old 0"), W("Old 0 (Tessaron)"), false), "");
     EXPECT_EQ(world().queues, before.queues);
     EXPECT_EQ(own_ports().size(), 4u);
     monitor.unload();

@@ -384,7 +384,8 @@ TEST(DocumentTracker, LosesNoDocumentToTheNumberOfThreads) {
     }
     const Reported reported(log);
     EXPECT_EQ(reported.documents.size(), threads);
-    EXPECT_EQ(reported.count(Outcome::unknown) + reported.count(Outcome::under_way), threads);
+    const auto& sums = reported.report->sums.all();
+    EXPECT_EQ(sums.of(Outcome::unknown) + sums.of(Outcome::under_way), threads);
     EXPECT_EQ(reported.documents.back()->job, threads);
 }
 

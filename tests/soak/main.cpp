@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <set>
 #include <thread>
 
 #include "host/command_line/options.h"
@@ -100,10 +101,7 @@ void Soak::watch(const std::atomic<unsigned>& running) {
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
         if (Clock::now() < next) continue;
         next += kProgress;
-        std::printf("%8llu documents  %6llu restarts  %6llu failed  %4zu handles\n",
-                    static_cast<unsigned long long>(server_.documents),
-                    static_cast<unsigned long long>(server_.restarts), static_cast<unsigned long long>(server_.failed),
-                    winapi::open_handles());
+        std::printf("%s, %zu handles\n", server_.sums().c_str(), winapi::open_handles());
         std::fflush(stdout);
         // Finished helpers leave their transcripts, and the next one looks for the first free number among them.
         std::error_code ignored;
@@ -113,13 +111,12 @@ void Soak::watch(const std::atomic<unsigned>& running) {
 
 // List and registry agree, and both hold the ports that print and no others.
 void Soak::check_ports() {
-    const auto are_ours = [this](std::vector<host::PortConfig> ports) {
-        std::sort(ports.begin(), ports.end(), [](const host::PortConfig& left, const host::PortConfig& right) {
-            return host::to_line(left) < host::to_line(right);
-        });
-        return std::equal(
-            ports.begin(), ports.end(), ports_.begin(), ports_.end(),
-            [](const host::PortConfig& found, const Port& port) { return found.port_name == port.name(); });
+    std::multiset<host::Text> ours;
+    for (const Port& port : ports_) ours.insert(port.name());
+    const auto are_ours = [&ours](const std::vector<host::PortConfig>& ports) {
+        std::multiset<host::Text> names;
+        for (const host::PortConfig& port : ports) names.insert(port.port_name);
+        return names == ours;
     };
     if (!are_ours(host::stored_ports())) server_.wrong("the stored ports are not those that print");
     if (!are_ours(host::listed_ports(server_.monitor))) server_.wrong("the listed ports are not those that print");
@@ -143,9 +140,7 @@ bool Soak::run() {
         server_.keep_folder();
         std::printf("logs and records: %s\n", server_.folder.install.c_str());
     }
-    std::printf("%llu documents, %llu restarts, %llu failed, %llu wrong\n",
-                static_cast<unsigned long long>(server_.documents), static_cast<unsigned long long>(server_.restarts),
-                static_cast<unsigned long long>(server_.failed), static_cast<unsigned long long>(server_.wrongs));
+    std::printf("%s, %s wrong\n", server_.sums().c_str(), std::to_string(server_.wrongs).c_str());
     return server_.wrongs == 0;
 }
 

@@ -25,6 +25,11 @@ void Server::wrong(const std::string& what) {
     std::fflush(stdout);
 }
 
+std::string Server::sums() const {
+    return std::to_string(documents) + " documents, " + std::to_string(restarts) + " restarts, " +
+           std::to_string(failed) + " failed";
+}
+
 test::Stock Server::take_stock() const {
     test::Stock stock = test::take_stock();
     stock["descriptors"] = entries("/proc/self/fd");

@@ -45,6 +45,9 @@ struct Server : testbed::PrintServer {
     // these.
     test::Stock take_stock() const;
 
+    // "N documents, N restarts, N failed"
+    std::string sums() const;
+
     std::atomic<std::uint64_t> documents{0};
     std::atomic<std::uint64_t> failed{0};  // of them
     std::atomic<std::uint64_t> restarts{0};

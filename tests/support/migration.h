@@ -44,9 +44,22 @@ class Migration : public PrintServer {
         spooler_sim::Printer queue;
         queue.name = name;
         queue.port = port;
-        queue.share = queue.driver = queue.comment = W("of ") + name;
-        queue.status = status;
+        queue.share = W("share of ") + name;
+        queue.driver = W("driver");
+        queue.comment = W("comment");
+        queue.location = W("location");
+        queue.separator = W("separator");
+        queue.processor = W("processor");
+        queue.data_type = W("RAW");
+        queue.parameters = W("parameters");
+        queue.devmode =
+            std::string(68, '\1') + std::string("\x48\0\x1C\0", 4) + std::string(28, '\1');  // 72 and 28 bytes
         queue.attributes = attributes;
+        queue.priority = 7;
+        queue.default_priority = 6;
+        queue.start_time = 60;
+        queue.until_time = 120;
+        queue.status = status;
         spooler_sim::add_printer(queue);
         names_.push_back(name);
     }

@@ -1,4 +1,4 @@
-// A report on a log, in all its forms.
+// A report on a log.
 #pragma once
 
 #include <memory>
@@ -21,13 +21,9 @@ struct Reported {
         documents = report->documents.in_order();
         tsport::report::write_text(*report, options, [this](std::string_view text) { report_text += text; });
         tsport::report::write_json(*report, [this](std::string_view text) { json += text; });
-        tsport::report::write_csv(*report, [this](std::string_view text) { csv += text; });
-        tsport::report::write_html(*report, [this](std::string_view text) { html += text; });
     }
 
     const std::string& text(tsport::report::TextId id) const { return report->texts[id]; }
-    // The documents of one outcome.
-    std::uint64_t count(tsport::report::Outcome outcome) const { return report->sums.all().of(outcome); }
     // Everything that the text report names by its identifier: causes, and what stands out.
     std::multiset<std::string> named() const {
         std::multiset<std::string> all;
@@ -43,8 +39,6 @@ struct Reported {
     std::string report_text;
     std::string history;
     std::string json;
-    std::string csv;
-    std::string html;
 };
 
 }  // namespace test

@@ -1,5 +1,6 @@
 // The settings, print-provider.conf and env-version.
 #include <algorithm>
+#include <array>
 #include <iomanip>
 #include <map>
 #include <set>
@@ -27,32 +28,18 @@ std::string& replace(std::string& text, const std::string& what, const std::stri
 }
 
 // Of each line of such a file its words, and empty ones behind them; a word may be quoted, and "-" is the empty one.
-std::vector<Strings> table(const std::string& name) {
-    std::vector<Strings> rows;
+using Row = std::array<std::string, 6>;
+std::vector<Row> table(const std::string& name) {
+    std::vector<Row> rows;
     for (const std::string& line : split(read_source(name), "\n")) {
         if (line.starts_with("#")) continue;
-        Strings& row = rows.emplace_back();
+        Row& row = rows.emplace_back();
         std::istringstream words(line);
-        for (std::string word; words >> std::quoted(word);) row.push_back(word == "-" ? "" : word);
-        row.resize(6);
+        for (std::string& word : row) {
+            if (words >> std::quoted(word) && word == "-") word = "";
+        }
     }
     return rows;
-}
-
-// A line of settings.txt, which describes them.
-struct Setting {
-    std::string name;
-    std::string kind;
-    std::string value;
-    std::string label;
-    std::string set;
-    std::string shown;
-};
-
-std::vector<Setting> settings() {
-    std::vector<Setting> all;
-    for (const Strings& row : table("settings.txt")) all.push_back({row[0], row[1], row[2], row[3], row[4], row[5]});
-    return all;
 }
 
 class Config : public LogTest {
@@ -90,9 +77,9 @@ TEST_F(Config, HasEverySettingWithItsDefault) {
         EXPECT_EQ(shared, var.name == std::string("ErrorPollActivePeriodSecs")) << var.name;
     }
     std::map<std::string, std::string> expected;
-    for (const Setting& setting : settings()) {
-        const bool has_value = setting.kind != "h" && setting.kind != "i";
-        if (!setting.name.empty()) expected[setting.name] = setting.kind + (has_value ? " " + setting.value : "");
+    for (const auto& [name, kind, value, label, set, shown] : table("settings.txt")) {
+        const bool has_value = kind != "h" && kind != "i";
+        if (!name.empty()) expected[name] = kind + (has_value ? " " + value : "");
     }
     for (const auto& [name, text] : expected) EXPECT_EQ(found[name], text) << name;
     EXPECT_EQ(found.size(), expected.size());
@@ -103,7 +90,7 @@ TEST_F(Config, HasEverySettingWithItsDefault) {
 }
 
 TEST_F(Config, StoresValues) {
-    for (Strings& row : table("entries.txt")) {
+    for (Row& row : table("entries.txt")) {
         reset();
         session_context.debug_logging = 1;
         EXPECT_EQ(parse(replace(row[0], "; ", "\n")), Strings{});
@@ -237,20 +224,19 @@ TEST_F(ConfigInit, DumpsEverySettingOfTheFile) {
     Strings stored;
     Strings expected;
     int number = 1000;
-    for (const Setting& setting : settings()) {
-        const bool is_switch = setting.kind == "s";
-        const bool is_on = setting.value == "0";
-        std::string value = (setting.kind.starts_with("t") ? "t" : "") + std::to_string(++number);
+    for (auto [name, kind, usual, label, set, shown] : table("settings.txt")) {
+        const bool is_switch = kind == "s";
+        const bool is_on = usual == "0";
+        std::string value = (kind.starts_with("t") ? "t" : "") + std::to_string(++number);
         if (is_switch) value = is_on ? "TRUE" : "FALSE";
-        if (setting.kind == "h" || !setting.set.empty()) value = setting.set;
-        if (!setting.name.empty() && !value.empty()) conf += setting.name + "=" + value + "\r\n";
-        if (setting.kind != "i" && setting.kind != "h" && !setting.name.empty()) {
-            stored.push_back("DEBUG: Config: " + setting.name + " set to: " + value);
+        if (kind == "h" || !set.empty()) value = set;
+        if (!name.empty() && !value.empty()) conf += name + "=" + value + "\r\n";
+        if (kind != "i" && kind != "h" && !name.empty()) {
+            stored.push_back("DEBUG: Config: " + name + " set to: " + value);
         }
-        std::string label = setting.label;
         if (label.empty()) continue;
         if (is_switch) value = is_on ? "1" : "0";
-        if (!setting.shown.empty()) value = setting.shown;
+        if (!shown.empty()) value = shown;
         replace(value, "<base>", base());
         if (label.ends_with("?")) {
             label.pop_back();
