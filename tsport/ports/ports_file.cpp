@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <set>
+#include <sstream>
 #include <tuple>
 
 #include "tsport/file.h"
@@ -66,12 +67,12 @@ std::string format_lines(const std::vector<Entry>& entries) {
         rows.push_back({quoted(entry.port.name), written(entry.port.address), std::to_string(entry.port.number)});
         if (!entry.comment.empty()) rows.back().push_back(host::to_utf8(entry.comment));
     }
-    const std::vector<Text> aligned = lines_of(host::to_text(in_columns(rows)));
+    std::istringstream aligned(in_columns(rows));
     std::string text;
-    size_t next = 0;
     for (const Entry& entry : entries) {
-        const bool is_row = entry.is_port || is_head(entry);
-        text += host::to_utf8(is_row ? aligned[next++] : entry.text) + "\n";
+        std::string line = host::to_utf8(entry.text);
+        if (entry.is_port || is_head(entry)) std::getline(aligned, line);
+        text += line + "\n";
     }
     return text;
 }

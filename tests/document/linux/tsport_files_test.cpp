@@ -5,6 +5,7 @@
 #include "tests/support/scratch.h"
 #include "tsport/ports/ports_file.h"
 #include "tsport/run.h"
+#include "winapi/linux/fault.h"
 
 namespace test {
 namespace {
@@ -71,6 +72,25 @@ TEST_F(TsportFiles, WhatCannotBeWrittenIsSaidAndNothingIsLost) {
         EXPECT_EQ(answer.err, "tsport: " + path + " cannot be written: " + reason + "\n");
     }
     EXPECT_EQ(std::distance(fs::directory_iterator(folder_), {}), 1) << "nothing unfinished is left";
+}
+
+TEST_F(TsportFiles, NothingIsImportedWhereTheSpoolersListCannotBeHad) {
+    write_file(file("more"), "Attic h 9100\n");
+    const std::string before = read_file(file("store"));
+    int lists = 0;
+    for (std::uint64_t call = 1; call == 1 || !winapi::fault::failed_function().empty(); ++call) {
+        winapi::fault::arm(call, winapi::fault::Mode::once);
+        const tsport::Answer answer = run({"import", file("more")});
+        winapi::fault::disarm();
+        if (winapi::fault::failed_function() != "EnumPortsW") {
+            write_file(file("store"), before);
+            continue;
+        }
+        EXPECT_EQ(answer.status, tsport::refused) << answer.out;
+        EXPECT_EQ(read_file(file("store")), before);
+        ++lists;
+    }
+    EXPECT_EQ(lists, 2);
 }
 
 TEST_F(TsportFiles, OddFilesAreNeitherReadNorWaitedFor) {
