@@ -54,6 +54,7 @@ Measured compare(Bench& bench, const std::string& name, const std::string& again
 void large_documents(Bench& bench);
 void small_documents(Bench& bench);
 void ports_at_once(Bench& bench);
+void stalled_ports(Bench& bench);
 void lock_waits(Bench& bench);
 void log_lines(Bench& bench);
 void forced_attributes(Bench& bench);
@@ -68,8 +69,8 @@ void reports(Bench& bench);
 void memory_of_ports(Bench& bench);
 void windows_calls(Bench& bench);
 
-// So many small documents for somebody who counts from outside: "documents", "debug" (the same with Debug=on) or
-// "plain" (by the plain loop). False for any other name.
+// So many small documents for somebody who counts from outside: "documents", "debug" (the same with Debug=on),
+// "prescribed" or "plain" (by the plain loop). False for any other name.
 bool repeat_documents(const std::string& name, std::uint64_t count, std::uint16_t port);
 
 // Stored and in mid-document, 64 ports and 1,000: KiB of memory of this process for each of those between.

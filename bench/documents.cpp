@@ -134,11 +134,18 @@ bool repeat_documents(const std::string& name, std::uint64_t count, std::uint16_
         for (unsigned i = 0; i < count; ++i) send_plainly(i, port, data, kSmallDocument, kUsualWrite);
         return true;
     }
-    if (name != "documents" && name != "debug") return false;
-    PrintServer server(port, kPrinters);
+    if (name != "documents" && name != "debug" && name != "prescribed") return false;
+    PrintServer server(port, kBusyPrinters);
     server.start(name == "debug" ? std::vector<std::string>{"Debug=on"} : std::vector<std::string>{});
     const spooler_sim::ClientScope client(W("client"));
-    for (unsigned i = 0; i < count; ++i) server.print(i % kPrinters, data, kSmallDocument, kUsualWrite);
+    Prescribed limit(server, port, kBusyPrinters);
+    for (unsigned i = 0; i < count; ++i) {
+        if (name == "prescribed") {
+            limit.print(i % kBusyPrinters, data, kSmallDocument, kUsualWrite);
+        } else {
+            server.print(i % kBusyPrinters, data, kSmallDocument, kUsualWrite);
+        }
+    }
     return true;
 }
 

@@ -16,6 +16,7 @@ struct Plan {
     unsigned small_documents;  // of one turn,
     unsigned log_lines;        // as these
     double log_line;           // the bar against the other log
+    unsigned holding_helpers;  // of 500 stalled ports
 };
 const Plan& plan();
 

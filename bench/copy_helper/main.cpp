@@ -1,7 +1,10 @@
-// A helper program that gives a job back as it is, with as little work as a copy takes.
+// A helper program that gives a job back as it is, with as little work as a copy takes. It holds the start of a
+// document as long as a file "hold" lies beside it.
+#include <chrono>
 #include <cstdio>
 #include <iostream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "testbed/helper/platform.h"
@@ -24,6 +27,15 @@ bool copy(const std::string& path) {
     return true;
 }
 
+// False when the monitor has gone.
+bool hold() {
+    const std::filesystem::path sign = helper::own_path().parent_path() / "hold";
+    std::string answer;
+    if (!put("WAIT ERROR=\"Door Open\"\n", 23) || !std::getline(std::cin, answer)) return false;
+    while (std::filesystem::exists(sign)) std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    return true;
+}
+
 }  // namespace
 
 int main() {
@@ -31,6 +43,7 @@ int main() {
     std::setvbuf(stdout, nullptr, _IONBF, 0);
     std::string spool_file;
     for (std::string line; std::getline(std::cin, line);) {
+        if (line == "startdoc" && !hold()) return 1;
         if (line.starts_with("spoolfile=")) spool_file = line.substr(line.find('=') + 1);
         if (!put("OK\n", 3)) return 1;
         if (line != "forceattr") continue;

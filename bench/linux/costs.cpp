@@ -202,7 +202,7 @@ void system_calls(Bench& bench) {
     }
     const std::string folder = host::make_temporary_folder();
     const std::string file = folder + "/strace";
-    add_calls(bench, "system calls of a 100 KiB document, plain loop", "plain", file);
+    add_calls(bench, "system calls of a 100 KiB document, the prescribed calls", "prescribed", file);
     add_calls(bench, "system calls of a 100 KiB document, logging off", "documents", file);
     add_calls(bench, "system calls of a 100 KiB document, Debug=on", "debug", file);
     add_calls(bench, "system calls of a log line", "log", file);

@@ -21,6 +21,7 @@ const Plan& plan() {
                   {"cups", cups},
                   {"small", small_documents},
                   {"ports", ports_at_once},
+                  {"stalled", stalled_ports},
                   {"locks", lock_waits},
                   {"log", log_lines},
                   {"forced", forced_attributes},
@@ -33,6 +34,7 @@ const Plan& plan() {
         .small_documents = 2000,
         .log_lines = 160000,
         .log_line = 1,
+        .holding_helpers = 100,
     };
     return plan;
 }

@@ -13,14 +13,16 @@ const Plan& plan() {
                   {"large", large_documents},
                   {"small", small_documents},
                   {"ports", ports_at_once},
+                  {"stalled", stalled_ports},
                   {"locks", lock_waits},
                   {"log", log_lines},
                   {"forced", forced_attributes},
                   {"stored", stored_ports},
                   {"calls", windows_calls}},
         .small_documents = 400,
-        .log_lines = 16000,
+        .log_lines = 4000,
         .log_line = 1.1,
+        .holding_helpers = 10,
     };
     return plan;
 }
