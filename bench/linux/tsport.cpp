@@ -1,4 +1,6 @@
 // Many ports by tsport.
+#include <sys/socket.h>
+
 #include <filesystem>
 #include <sstream>
 
@@ -12,6 +14,8 @@ namespace {
 
 constexpr unsigned kPorts = 3200;
 constexpr double kListBar = 2;     // seconds
+constexpr int kTimeout = 1;        // seconds that a silent printer is waited for,
+constexpr double kTestBar = 3;     // and that the test of all of them may take
 constexpr double kGrowthBar = 12;  // of ten times the ports
 
 // Runs tsport over a store with an input; seconds.
@@ -41,6 +45,20 @@ double import_ports(const std::string& store, unsigned ports, std::uint16_t tcp_
     return median(times);
 }
 
+// Tests all ports of a store that lead to a TCP port; its queue of connections is full, so that nobody gets an answer.
+double test_silent_ports(const std::string& store) {
+    namespace net = test_printer::net;
+    std::string why;
+    const Socket listener = net::bind_to("0.0.0.0", 0, why);
+    require(listener != net::no_socket && ::listen(static_cast<int>(listener), 0) == 0, "no silent printer");
+    const Socket first = connect_to(0, net::bound_port(listener));
+    import_ports(store, kPorts, net::bound_port(listener));
+    const double seconds = run(store, {"test", "--all", "--timeout", std::to_string(kTimeout)}, "", tsport::not_there);
+    net::close_socket(first);
+    net::close_socket(listener);
+    return seconds;
+}
+
 }  // namespace
 
 void ports_by_tsport(Bench& bench) {
@@ -51,6 +69,8 @@ void ports_by_tsport(Bench& bench) {
     bench.report.add(
         figure_row("tsport import of 3,200 ports", "ms", imported * 1e3, kGrowthBar, "320 ports", few * 1e3));
     bench.report.add(figure_row("tsport list, 3,200 ports", "s", run(store, {"list"}, "", tsport::done), kListBar));
+    bench.report.add(
+        figure_row("tsport test, 3,200 silent printers, time-out 1 s", "s", test_silent_ports(store), kTestBar));
     std::filesystem::remove_all(folder);
 }
 
