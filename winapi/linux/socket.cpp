@@ -55,15 +55,16 @@ struct Socket final : winapi::Object {
 
     const int fd;
     std::atomic<bool> send_failed{false};
+    // Used by the thread that waits for the close: whether it has come, and its error as an errno.
+    bool closed = false;
+    int close_error = 0;
 };
 
-// Of the close of a socket; used by the thread that waits for it. An event that was set is not waited for again.
+// Of the close of a socket. An event that was set is not waited for again.
 struct Event final : winapi::Object {
     const char* kind() const override { return "event"; }
 
     std::weak_ptr<Socket> watched;
-    bool set = false;
-    int close_error = 0;  // of the close that set it, as an errno
 };
 
 int socket_error(int code) {
@@ -285,9 +286,9 @@ bool is_close(const pollfd& polled) {
 }
 
 // Whether the event is set when so much of the layer's time has passed, or before.
-bool wait_for_close(Event& event, DWORD timeout_ms) {
-    if (event.set) return true;
+bool wait_for_close(const Event& event, DWORD timeout_ms) {
     const auto socket = event.watched.lock();
+    if (socket != nullptr && socket->closed) return true;
     pollfd polled{socket != nullptr ? socket->fd : -1, POLLRDHUP, 0};
     const std::uint64_t end = winapi::clock_milliseconds() + timeout_ms;
     for (;;) {
@@ -297,10 +298,10 @@ bool wait_for_close(Event& event, DWORD timeout_ms) {
         if (now >= end) return false;
         std::this_thread::sleep_for(std::chrono::milliseconds(5));  // behind data that nobody may ever read
     }
-    if ((polled.revents & POLLERR) != 0) event.close_error = pending_error(polled.fd);
+    if ((polled.revents & POLLERR) != 0) socket->close_error = pending_error(polled.fd);
     // A send has told already why the connection ended.
-    if (event.close_error == 0 && socket->send_failed) event.close_error = ECONNABORTED;
-    event.set = true;
+    if (socket->close_error == 0 && socket->send_failed) socket->close_error = ECONNABORTED;
+    socket->closed = true;
     return true;
 }
 
@@ -340,13 +341,13 @@ DWORD WSAWaitForMultipleEvents(DWORD count, const WSAEVENT* events, BOOL /*wait_
 
 int WSAEnumNetworkEvents(SOCKET socket, WSAEVENT event, WSANETWORKEVENTS* happened) {
     if (enum_events_point.fails()) return socket_error(WSAEINVAL);
-    if (socket_of(socket) == nullptr) return SOCKET_ERROR;
-    const auto watcher = winapi::find_handle_as<Event>(event);
-    if (watcher == nullptr) return socket_error(WSAEINVAL);
+    const auto found = socket_of(socket);
+    if (found == nullptr) return SOCKET_ERROR;
+    if (event != nullptr) return socket_error(WSAEINVAL);
     *happened = {};
-    if (!watcher->set) return 0;
+    if (!found->closed) return 0;
     happened->lNetworkEvents = FD_CLOSE;
-    const int error = watcher->close_error;
+    const int error = found->close_error;
     happened->iErrorCode[FD_CLOSE_BIT] = error == 0 ? 0 : winapi::wsa_error_from_errno(error);
     return 0;
 }

@@ -77,9 +77,9 @@ WSAEVENT SelectCloseEvent(SOCKET socket) {
 }
 
 // 0 when the printer closed the connection cleanly; else why it ended.
-int CloseError(SOCKET socket, WSAEVENT event) {
+int CloseError(SOCKET socket) {
     WSANETWORKEVENTS happened = {};
-    if (WSAEnumNetworkEvents(socket, event, &happened) == SOCKET_ERROR) return WSAGetLastError();
+    if (WSAEnumNetworkEvents(socket, nullptr, &happened) == SOCKET_ERROR) return WSAGetLastError();
     return happened.iErrorCode[FD_CLOSE_BIT];
 }
 
@@ -92,7 +92,7 @@ void WaitForClose(SOCKET socket, WSAEVENT event, bool complete) {
         const bool closed = waited == WSA_WAIT_EVENT_0;
         int error = 0;
         if (!closed) error = WSAGetLastError();
-        if (closed && complete) error = CloseError(socket, event);
+        if (closed && complete) error = CloseError(socket);
         if (!closed || error != 0) {
             log_error(LOG_HERE, "TSM: an error occured while waiting for FD_CLOSE event: %d", error);
         }
