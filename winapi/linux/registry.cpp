@@ -89,13 +89,18 @@ LSTATUS walk(HKEY handle, LPCWSTR path, bool create, std::shared_ptr<Key>& key, 
         at = end + 1;
         if (name.empty()) continue;
         if (name.size() > longest_key_name) return status(ERROR_INVALID_PARAMETER);
-        created = !key->subkeys.contains(fold(name));
-        if (created && !create) return status(ERROR_FILE_NOT_FOUND);
-        if (created) {
-            key->subkeys[fold(name)] = std::make_shared<Key>(Key{name, key, {}, {}});
+        std::shared_ptr<Key> found;
+        const auto place = key->subkeys.find(fold(name));
+        created = place == key->subkeys.end();
+        if (!created) {
+            found = place->second;
+        } else if (create) {
+            key->subkeys[fold(name)] = found = std::make_shared<Key>(Key{name, key, {}, {}});
             key->next_index = 0;
+        } else {
+            return status(ERROR_FILE_NOT_FOUND);
         }
-        key = key->subkeys[fold(name)];
+        key = std::move(found);
     }
     return ERROR_SUCCESS;
 }

@@ -91,9 +91,12 @@ ssize_t write_stream(void* cookie, const char* data, size_t size) {
     std::string_view bytes(data, wanted);
     std::string lines;
     if (stream.is_text) {
-        for (const char c : bytes) {
-            if (c == '\n') lines += '\r';
-            lines += c;
+        lines.reserve(bytes.size() + 2);
+        for (size_t at = 0; at < bytes.size();) {
+            const size_t end = std::min(bytes.find('\n', at), bytes.size());
+            lines.append(bytes, at, end - at);
+            if (end < bytes.size()) lines += "\r\n";
+            at = end + 1;
         }
         bytes = lines;
     }
