@@ -41,7 +41,7 @@ struct Command {
     bool once = false;
     std::uint64_t timeout_seconds = 5;
     report::Options report;
-    std::string base;  // a copy of a base directory, for the doctor
+    std::string base;            // a copy of a base directory, for the doctor
     command_line::Words events;  // exported event logs, for the doctor
     doctor::Choice findings;
     migrate::Options migrate;

@@ -43,8 +43,8 @@ struct Printer {
     bool operator==(const Printer&) const = default;
 };
 
-// Removes all printers, jobs, ports of other monitors, monitors and further servers, and what is set below. Open handles stay
-// open.
+// Removes all printers, jobs, ports of other monitors, monitors and further servers, and what is set below. Open
+// handles stay open.
 void reset();
 
 // Other print servers, by names like "\\\\BACK". "" is this machine's, which always answers.
