@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <limits>
 
+#include "testbed/test_printer/name.h"
+
 namespace test_printer::net {
 namespace {
 
@@ -31,24 +33,6 @@ bool set_blocking(SOCKET socket, bool blocking) {
     return ioctlsocket(socket, static_cast<long>(FIONBIO), &waits_not) == 0;
 }
 
-struct Name {
-    sockaddr_storage storage{};
-    int size = 0;
-    const sockaddr* get() const { return reinterpret_cast<const sockaddr*>(&storage); }
-};
-
-// False when it is no numeric address.
-bool set_address(Name& name, const std::string& address, std::uint16_t port) {
-    auto& v4 = reinterpret_cast<sockaddr_in&>(name.storage);
-    auto& v6 = reinterpret_cast<sockaddr_in6&>(name.storage);
-    const bool is_v6 = address.find(':') != std::string::npos;
-    name.storage.ss_family = is_v6 ? AF_INET6 : AF_INET;
-    name.size = is_v6 ? sizeof v6 : sizeof v4;
-    v4.sin_port = htons(port);  // in the same place in both
-    void* const bytes = is_v6 ? static_cast<void*>(&v6.sin6_addr) : &v4.sin_addr;
-    return started() && inet_pton(name.storage.ss_family, address.c_str(), bytes) == 1;
-}
-
 SOCKET new_socket(const Name& name) {
     return WSASocketW(name.storage.ss_family, SOCK_STREAM, IPPROTO_TCP, nullptr, 0,
                       WSA_FLAG_OVERLAPPED | WSA_FLAG_NO_HANDLE_INHERIT);
@@ -58,7 +42,7 @@ SOCKET new_socket(const Name& name) {
 
 Socket bind_to(const std::string& address, std::uint16_t port, std::string& why) {
     Name name;
-    if (!set_address(name, address, port)) {
+    if (!started() || !set_address(name, address, port)) {
         why = "not a numeric address: " + address;
         return no_socket;
     }
@@ -105,7 +89,7 @@ Socket accept_from(Socket listener) {
 
 Socket connect_to(const std::string& address, std::uint16_t port) {
     Name name;
-    if (!set_address(name, address, port)) return no_socket;
+    if (!started() || !set_address(name, address, port)) return no_socket;
     const SOCKET socket = new_socket(name);
     if (::connect(socket, name.get(), name.size) == 0) {
         return static_cast<Socket>(socket);
