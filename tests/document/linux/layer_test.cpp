@@ -207,6 +207,24 @@ TEST_F(HelperLimits, AWorkFileThatLostBytesStaysLost) {
     expect_clean();
 }
 
+TEST_F(HelperLimits, WithoutRoomForAWorkFilesNameTheJobIsPrintedUnchanged) {
+    start({"Debug=off"});
+    host::Outcome outcome;
+    Lines came;
+    for (std::uint64_t call = 1; call == 1 || winapi::fault::failed_function() != "calloc"; ++call) {
+        force_attributes();
+        winapi::fault::arm(call, winapi::fault::Mode::once);
+        outcome = print_job("page");
+        winapi::fault::disarm();
+        ASSERT_NE(winapi::fault::failed_function(), "");
+        heard();
+        came = arrived();
+    }
+    EXPECT_EQ(outcome.result, host::Result::printed);
+    EXPECT_EQ(came, Lines{"page"});
+    EXPECT_EQ(logged("Could not create temporary spool file. ", "ERROR"), 1);
+}
+
 // Whoever else starts a child meanwhile gives it nothing of ours: not the log, nor the work file, nor a record.
 TEST_F(HelperLimits, AHelperIsGivenNothingButItsPipes) {
     start({"IsPrintingBasedOnPortMonitor=on"});
