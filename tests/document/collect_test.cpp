@@ -1,6 +1,8 @@
 // tsport collect: what support needs, and no byte of what must stay on the server.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "host/platform.h"
 #include "host/setup.h"
 #include "tests/support/files.h"

@@ -263,7 +263,7 @@ TEST(Json, TextsOfAnyKind) {
         {"\xC3(", "\"\xEF\xBF\xBD(\""},
     };
     for (const auto& [text, expected] : rows) {
-        const std::string json = tsport::json_line([&text = text](tsport::JsonWriter& writer) {
+        const std::string json = tsport::json_line([&](tsport::JsonWriter& writer) {
             writer.member("text", text);
             writer.member("none", std::optional<std::uint32_t>());
         });

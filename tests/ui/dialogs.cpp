@@ -107,10 +107,11 @@ struct Dialogs::Monitor {
 };
 
 Dialogs::Dialogs() {
-    static MONITOR2 monitor = {.pfnEnumPorts = Monitor::list_ports,
-                               .pfnXcvOpenPort = Monitor::open_channel,
-                               .pfnXcvDataPort = Monitor::carry_out,
-                               .pfnXcvClosePort = Monitor::close_channel};
+    static MONITOR2 monitor = {};
+    monitor.pfnEnumPorts = Monitor::list_ports;
+    monitor.pfnXcvOpenPort = Monitor::open_channel;
+    monitor.pfnXcvDataPort = Monitor::carry_out;
+    monitor.pfnXcvClosePort = Monitor::close_channel;
     current = this;
     spooler_sim::reset();
     spooler_sim::add_server(servers[1]);

@@ -162,8 +162,7 @@ std::unordered_map<std::string_view, std::vector<Row>> rows_by_key() {
     std::unordered_map<std::string_view, std::vector<Row>> by_key;
     for (const Row& row : rows) by_key[row.begin.substr(0, key_size)].push_back(row);
     for (auto& [key, list] : by_key) {
-        std::stable_sort(list.begin(), list.end(),
-                         [](const Row& a, const Row& b) { return a.begin.size() > b.begin.size(); });
+        std::sort(list.begin(), list.end(), [](const Row& a, const Row& b) { return a.begin.size() > b.begin.size(); });
     }
     return by_key;
 }

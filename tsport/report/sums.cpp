@@ -207,7 +207,7 @@ DocumentList KeptDocuments::in_order() const {
 
 void KeptDocuments::mark_tried_again() {
     std::unordered_map<std::uint64_t, std::uint16_t> attempts;  // of each job, from the last to the first
-    std::stable_sort(bad_.begin(), bad_.end(), started_before);
+    std::sort(bad_.begin(), bad_.end(), started_before);
     for (auto document = bad_.rbegin(); document != bad_.rend(); ++document) {
         if (document->job_key() == 0) continue;
         std::uint16_t& attempt = attempts[document->job_key()];
