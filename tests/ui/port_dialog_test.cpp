@@ -72,6 +72,8 @@ TEST_P(PortDialog, WhatIsWrongIsSaidBesideTheField) {
         {IDC_PORT, L"65535", nullptr},
     };
     Desk desk = add_port();
+    const HWND port = GetDlgItem(desk.dialog(), IDC_PORT);
+    SendMessageW(desk.dialog(), WM_NEXTDLGCTL, reinterpret_cast<WPARAM>(port), TRUE);
     for (const auto& [control, text, said] : rows) {
         SCOPED_TRACE(host::to_utf8(text));
         desk.fill({{IDC_ADDRESS, L"a"}, {IDC_NAME, L"n"}, {IDC_PORT, L"9"}});
@@ -84,6 +86,10 @@ TEST_P(PortDialog, WhatIsWrongIsSaidBesideTheField) {
         desk.expect({{note, said}});
         Desk::key(VK_RETURN);  // does nothing, and nor does a program that presses OK
         SendMessageW(desk.dialog(), WM_COMMAND, IDOK, 0);
+        // Keys are seen in their order: once this one has moved the caret, so was the one before.
+        SendMessageW(port, EM_SETSEL, 1, 1);
+        Desk::key(VK_HOME);
+        EXPECT_TRUE(wait_until([port] { return LOWORD(SendMessageW(port, EM_GETSEL, 0, 0)) == 0; }));
         desk.expect({{note, said}});
     }
     desk.fill({{IDC_ADDRESS, L"printer12.example:9100"}, {IDC_NAME, L"Room 12, left"}});
