@@ -333,8 +333,8 @@ TEST_P(PrinterTest, AHundredDialogsLeaveNothingBehind) {
     show(100);
     EXPECT_TRUE(wait_until([&] { return test::handles_of_all_kinds() <= handles_before + 50; }))
         << handles_before << ", now " << test::handles_of_all_kinds();
-    // Wine itself keeps something for each thread that has ended; a test of a printer takes more than 4 KiB.
-    EXPECT_LE(test::memory_in_use(), memory_before + 100 * 2048);
+    // Wine itself keeps up to 3 KiB for each thread that has ended (Wine 10); a test of a printer takes more than 4.
+    EXPECT_LE(test::memory_in_use(), memory_before + 100 * 4096);
 }
 
 }  // namespace
