@@ -9,8 +9,6 @@
 namespace tsport {
 namespace {
 
-constexpr WCHAR kStandardMonitor[] = W("Standard TCP/IP Port");
-
 LPWSTR writable(const Text& text) {
     return text.empty() ? nullptr : const_cast<LPWSTR>(text.c_str());
 }

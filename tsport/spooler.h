@@ -8,6 +8,9 @@
 
 namespace tsport {
 
+// Windows' own monitor of network printers; its key below that of the monitors has this name, too.
+inline constexpr WCHAR kStandardMonitor[] = W("Standard TCP/IP Port");
+
 struct SpoolerPort {
     Text name;
     Text monitor;

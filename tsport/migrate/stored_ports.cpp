@@ -1,6 +1,7 @@
 #include "tsport/migrate/stored_ports.h"
 
 #include "tsport/doctor/registry.h"
+#include "tsport/spooler.h"
 #include "winapi/tcpxcv.h"
 #include "winportmon/contract/names.h"
 #include "winportmon/contract/rules.h"
@@ -10,8 +11,9 @@ namespace {
 
 // With a backslash behind it.
 Text key_of(Monitor monitor) {
-    if (monitor == Monitor::standard) return CONTRACT_WIDE(MONITORS_KEY) W("\\Standard TCP/IP Port\\Ports\\");
-    return contract::kMonitorKey + Text(W("\\")) + contract::kPortsKey + W("\\");
+    const Text own = contract::kMonitorKey;
+    const Text standard = Text(CONTRACT_WIDE(MONITORS_KEY) W("\\")) + kStandardMonitor;
+    return (monitor == Monitor::standard ? standard : own) + W("\\") + contract::kPortsKey + W("\\");
 }
 
 bool is_missing(LSTATUS status) {
