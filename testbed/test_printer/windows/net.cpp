@@ -1,5 +1,6 @@
 #include "testbed/test_printer/net.h"
 
+#include <mswsock.h>
 #include <winsock2.h>
 #include <ws2tcpip.h>
 
@@ -33,9 +34,34 @@ bool set_blocking(SOCKET socket, bool blocking) {
     return ioctlsocket(socket, static_cast<long>(FIONBIO), &waits_not) == 0;
 }
 
-SOCKET new_socket(const Name& name) {
-    return WSASocketW(name.storage.ss_family, SOCK_STREAM, IPPROTO_TCP, nullptr, 0,
-                      WSA_FLAG_OVERLAPPED | WSA_FLAG_NO_HANDLE_INHERIT);
+SOCKET new_socket(int family) {
+    return WSASocketW(family, SOCK_STREAM, IPPROTO_TCP, nullptr, 0, WSA_FLAG_OVERLAPPED | WSA_FLAG_NO_HANDLE_INHERIT);
+}
+
+// All zero when it has none.
+sockaddr_in6 own_name(SOCKET socket) {
+    sockaddr_in6 name{};
+    int size = sizeof name;
+    if (getsockname(socket, reinterpret_cast<sockaddr*>(&name), &size) != 0) return {};
+    return name;
+}
+
+// False when no connection is pending.
+bool accept_into(SOCKET listener, SOCKET accepted) {
+    constexpr DWORD address_size = sizeof(sockaddr_in6) + 16;  // as AcceptEx asks for
+    char addresses[2 * address_size];
+    DWORD received = 0;
+    OVERLAPPED operation{};
+    operation.hEvent = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    if (operation.hEvent == nullptr) return false;
+    bool done = AcceptEx(listener, accepted, addresses, 0, address_size, address_size, &received, &operation);
+    if (!done && WSAGetLastError() == ERROR_IO_PENDING) {
+        const HANDLE handle = reinterpret_cast<HANDLE>(listener);
+        CancelIoEx(handle, &operation);
+        done = GetOverlappedResult(handle, &operation, &received, TRUE);
+    }
+    CloseHandle(operation.hEvent);
+    return done;
 }
 
 }  // namespace
@@ -46,7 +72,7 @@ Socket bind_to(const std::string& address, std::uint16_t port, std::string& why)
         why = "not a numeric address: " + address;
         return no_socket;
     }
-    const SOCKET socket = new_socket(name);
+    const SOCKET socket = new_socket(name.storage.ss_family);
     // Nobody else may take the address; a port whose connections are still fading can be bound all the same.
     if (socket == INVALID_SOCKET || !set_blocking(socket, false) || ::bind(socket, name.get(), name.size) != 0) {
         why = "error " + std::to_string(WSAGetLastError());
@@ -57,10 +83,7 @@ Socket bind_to(const std::string& address, std::uint16_t port, std::string& why)
 }
 
 std::uint16_t bound_port(Socket socket) {
-    sockaddr_in6 name{};
-    int size = sizeof name;
-    if (getsockname(native(socket), reinterpret_cast<sockaddr*>(&name), &size) != 0) return 0;
-    return ntohs(name.sin6_port);  // in the same place in both families
+    return ntohs(own_name(native(socket)).sin6_port);  // in the same place in both families
 }
 
 bool start_listening(Socket socket, int waiting) {
@@ -78,19 +101,25 @@ Wait wait_readable(Socket socket, int timeout_ms) {
     return ready == 0 ? Wait::timed_out : Wait::failed;
 }
 
+// By AcceptEx: a socket of accept() is inheritable, and a program started before that is mended keeps the connection
+// open.
 Socket accept_from(Socket listener) {
-    const SOCKET accepted = ::accept(native(listener), nullptr, nullptr);
+    const SOCKET waiting = native(listener);
+    const SOCKET accepted = new_socket(own_name(waiting).sin6_family);
     if (accepted == INVALID_SOCKET) return no_socket;
-    // An accepted socket inherits the listener's options, except handle inheritance.
-    set_blocking(accepted, true);
-    SetHandleInformation(reinterpret_cast<HANDLE>(accepted), HANDLE_FLAG_INHERIT, 0);
+    if (!accept_into(waiting, accepted) || setsockopt(accepted, SOL_SOCKET, SO_UPDATE_ACCEPT_CONTEXT,
+                                                      reinterpret_cast<const char*>(&waiting), sizeof waiting) != 0) {
+        closesocket(accepted);
+        return no_socket;
+    }
+    set_blocking(accepted, true);  // it inherits the listener's options
     return static_cast<Socket>(accepted);
 }
 
 Socket connect_to(const std::string& address, std::uint16_t port) {
     Name name;
     if (!started() || !set_address(name, address, port)) return no_socket;
-    const SOCKET socket = new_socket(name);
+    const SOCKET socket = new_socket(name.storage.ss_family);
     if (::connect(socket, name.get(), name.size) == 0) {
         return static_cast<Socket>(socket);
     }
