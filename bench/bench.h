@@ -1,6 +1,8 @@
 // The cases and their common parameters.
 #pragma once
 
+#include <condition_variable>
+#include <mutex>
 #include <optional>
 
 #include "bench/pairs.h"
@@ -15,6 +17,7 @@ constexpr std::uint64_t kGiB = 1024 * kMiB;
 constexpr size_t kUsualWrite = 64 * kKiB;
 constexpr std::uint64_t kSmallDocument = 100 * kKiB;
 constexpr const char* kPlain = "plain loop";
+constexpr const char* kPrescribed = "the prescribed calls";
 
 // A line of the picture of throughput over the size of writes.
 struct Series {
@@ -38,10 +41,24 @@ struct Bench {
 
 // A buffer of a spooler that writes that much at a time.
 std::vector<char> buffer_of(size_t size);
+// A file of so many bytes, the data over and over. Throws Failed.
+void write_document(const std::string& path, const std::vector<char>& data, std::uint64_t size);
 
 // A sample that has to bring so many bytes in so many connections to the receiver.
 Sample delivering(const Bench& bench, std::uint64_t bytes, std::uint64_t connections, const Sample& sample);
 Sample timed(const std::function<void()>& work);
+// Threads wait here until so many have come. (std::latch loses a wake-up now and then in mingw's library.)
+class Gate {
+  public:
+    explicit Gate(unsigned count) : missing_(count) {}
+    void arrive();
+    void wait();
+
+  private:
+    std::mutex mutex_;
+    std::condition_variable opened_;
+    unsigned missing_;
+};
 // What the threads take, from the moment when all of them are there; each prints for a client, and is given its number.
 // What goes wrong in one fails all.
 Cost on_threads(unsigned threads, const std::function<void(unsigned)>& work);
@@ -69,8 +86,8 @@ void reports(Bench& bench);
 void memory_of_ports(Bench& bench);
 void windows_calls(Bench& bench);
 
-// So many small documents for somebody who counts from outside: "documents", "debug" (the same with Debug=on),
-// "prescribed" or "plain" (by the plain loop). False for any other name.
+// So many small documents for somebody who counts from outside: "documents", "debug" (the same with Debug=on) or
+// "prescribed". False for any other name.
 bool repeat_documents(const std::string& name, std::uint64_t count, std::uint16_t port);
 
 // Stored and in mid-document, 64 ports and 1,000: KiB of memory of this process for each of those between.

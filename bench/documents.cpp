@@ -1,10 +1,12 @@
 // Whole documents through the library, against the plain loop.
-#include <latch>
+#include <fstream>
 #include <thread>
 
+#include "bench/plain.h"
 #include "bench/plan.h"
 #include "bench/prescribed.h"
 #include "bench/print_server.h"
+#include "host/platform.h"
 #include "testbed/test_printer/pattern.h"
 
 namespace bench {
@@ -23,6 +25,14 @@ std::vector<char> buffer_of(size_t size) {
     std::vector<char> data(size);
     test_printer::Pattern().fill(data.data(), data.size());
     return data;
+}
+
+void write_document(const std::string& path, const std::vector<char>& data, std::uint64_t size) {
+    std::ofstream file(host::path_of(path), std::ios::binary);
+    for (std::uint64_t done = 0; done < size; done += data.size()) {
+        file.write(data.data(), static_cast<std::streamsize>(std::min<std::uint64_t>(data.size(), size - done)));
+    }
+    require(static_cast<bool>(file.flush()), "no room for the document's file");
 }
 
 Sample delivering(const Bench& bench, std::uint64_t bytes, std::uint64_t connections, const Sample& sample) {
@@ -45,14 +55,25 @@ Measured compare(Bench& bench, const std::string& name, const std::string& again
     return pairs;
 }
 
+void Gate::arrive() {
+    const std::lock_guard lock(mutex_);
+    if (--missing_ == 0) opened_.notify_all();
+}
+
+void Gate::wait() {
+    std::unique_lock lock(mutex_);
+    opened_.wait(lock, [this] { return missing_ == 0; });
+}
+
 Cost on_threads(unsigned threads, const std::function<void(unsigned)>& work) {
-    std::latch all_there(threads + 1);
+    Gate all_there(threads + 1);
     std::vector<std::string> failures(threads);
     std::vector<std::thread> running;
     for (unsigned i = 0; i < threads; ++i) {
         running.emplace_back([&, i] {
             const spooler_sim::ClientScope client(W("client"));
-            all_there.arrive_and_wait();
+            all_there.arrive();
+            all_there.wait();
             try {
                 work(i);
             } catch (const Failed& failure) {
@@ -61,7 +82,7 @@ Cost on_threads(unsigned threads, const std::function<void(unsigned)>& work) {
         });
     }
     const Cost cost = cost_of([&] {
-        all_there.arrive_and_wait();
+        all_there.arrive();
         for (std::thread& thread : running) thread.join();
     });
     for (const std::string& failure : failures) require(failure.empty(), failure);
@@ -120,7 +141,7 @@ void small_documents(Bench& bench) {
         compare(bench, documents + name, against, bar, ours, theirs, "µs each", 1e6, count);
     };
     const Sample off = sample(print, {});
-    add("logging off", "the prescribed calls", kBar, off,
+    add("logging off", kPrescribed, kBar, off,
         sample([&](unsigned port) { limit.print(port, data, kSmallDocument, kUsualWrite); }, {}));
     add("logging off", kPlain, {}, off,
         sample([&](unsigned port) { send_plainly(port, bench.receiver.port(), data, kSmallDocument, kUsualWrite); },
@@ -129,12 +150,8 @@ void small_documents(Bench& bench) {
 }
 
 bool repeat_documents(const std::string& name, std::uint64_t count, std::uint16_t port) {
-    const std::vector<char> data = buffer_of(kUsualWrite);
-    if (name == "plain") {
-        for (unsigned i = 0; i < count; ++i) send_plainly(i, port, data, kSmallDocument, kUsualWrite);
-        return true;
-    }
     if (name != "documents" && name != "debug" && name != "prescribed") return false;
+    const std::vector<char> data = buffer_of(kUsualWrite);
     PrintServer server(port, kBusyPrinters);
     server.start(name == "debug" ? std::vector<std::string>{"Debug=on"} : std::vector<std::string>{});
     const spooler_sim::ClientScope client(W("client"));
@@ -173,13 +190,17 @@ void ports_at_once(Bench& bench) {
     const std::vector<char> data = buffer_of(kUsualWrite);
     PrintServer server(bench.receiver.port(), kManyPorts);
     server.start();
+    Prescribed limit(server, bench.receiver.port(), kManyPorts);
     for (const auto& [ports, bar] : {std::pair(64u, 1.05), std::pair(kManyPorts, 1.1)}) {
         const std::uint64_t size = bench.scaled(kGiB) / ports;
         const auto each = [&bench, ports, size](const std::function<void(unsigned)>& print) {
             return delivering(bench, size * ports, ports, [ports, print] { return on_threads(ports, print); });
         };
-        compare(bench, std::to_string(ports) + " ports at once, " + host::size_to_text(size) + " each", kPlain, bar,
-                each([&](unsigned i) { server.print(i, data, size, kUsualWrite); }),
+        const std::string name = std::to_string(ports) + " ports at once, " + host::size_to_text(size) + " each";
+        const Sample ours = each([&](unsigned i) { server.print(i, data, size, kUsualWrite); });
+        compare(bench, name, kPrescribed, bar, ours,
+                each([&](unsigned i) { limit.print(i, data, size, kUsualWrite); }));
+        compare(bench, name, kPlain, {}, ours,
                 each([&](unsigned i) { send_plainly(i, bench.receiver.port(), data, size, kUsualWrite); }));
     }
 }

@@ -9,11 +9,11 @@
 namespace {
 
 constexpr const char* kUsage =
-    "usage: bench [--quick] [--only CASES] [--json FILE] [--svg FILE] [--receiver DATA:CONTROL]\n"
+    "usage: bench --receiver DATA:CONTROL [--quick] [--only CASES] [--json FILE] [--svg FILE]\n"
+    "  --receiver     the TCP ports that bench_receiver names\n"
     "  --quick        a smoke run: the same cases with a sixteenth of the data and fewer turns\n"
     "  --json FILE    the table as JSON\n"
     "  --svg FILE     throughput over the size of writes as a picture\n"
-    "  --receiver     the TCP ports of a bench_receiver that runs outside\n"
     "  --only CASES   some of these, joined with commas:";
 
 struct Options {
@@ -40,7 +40,7 @@ int child(const std::vector<std::string>& arguments) {
 }
 
 int measure(const Options& options) {
-    const bench::Receiver receiver(bench::find_receiver(options.receiver));
+    const bench::Receiver receiver(options.receiver);
     bench::Report report;
     bench::Bench bench = {receiver, report, {}, options.quick};
     if (options.quick) bench.sampling = {2, 3, 0.3};

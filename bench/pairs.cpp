@@ -11,7 +11,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr double kLonger = 6;
+constexpr double kLonger = 10;
 
 bool is_settled(const Measured& measured, double bar) {
     const Interval interval = measured.deciding(bar).interval();

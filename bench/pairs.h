@@ -66,7 +66,7 @@ struct SamplingPlan {
     double seconds = 4;  // without a bar no pair begins later than this
 };
 
-// Runs A B A B ..., after one run of each that does not count. With a bar it goes on, six times as long at most, until
+// Runs A B A B ..., after one run of each that does not count. With a bar it goes on, ten times as long at most, until
 // the interval that decides is on one side of the bar and no wider than the bar's distance from 1, or 2 %.
 Measured run_pairs(const SamplingPlan& sampling, std::optional<double> bar, const Sample& first, const Sample& second);
 

@@ -20,9 +20,6 @@ struct Plan {
 };
 const Plan& plan();
 
-// Where the receiver listens; `given` is what the command line says of it, or empty. Throws Failed.
-ReceiverPorts find_receiver(const std::string& given);
-
 // As many connections can be open as the system allows.
 void raise_limits();
 // Of this process, in KiB.
@@ -50,14 +47,6 @@ struct OtherLog {
     Cost (*write)(const std::string& folder, unsigned threads, unsigned lines, bool detailed);
 };
 const OtherLog& other_log();
-
-// Brings a document to the printer by way of a file and a program that gives the file back.
-struct OtherForwarding {
-    const char* name;
-    void (*send)(std::uint16_t port, const std::string& helper, const std::string& file, const std::vector<char>& data,
-                 std::uint64_t size);
-};
-const OtherForwarding& other_forwarding();
 
 // "--child NAME COUNT PORT": what a process of its own does for a case; its exit status.
 int run_child(const std::string& name, std::uint64_t count, std::uint16_t port);

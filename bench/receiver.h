@@ -3,19 +3,16 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
-#include "bench/plain.h"
+#include "testbed/test_printer/net.h"
 
 namespace bench {
 
-struct ReceiverPorts {
-    std::uint16_t data;
-    std::uint16_t control;
-};
-
 class Receiver {
   public:
-    explicit Receiver(const ReceiverPorts& ports) : port_(ports.data), control_(connect_to(0, ports.control)) {}
+    // `ports` is "DATA:CONTROL". Throws Failed when it cannot be reached.
+    explicit Receiver(const std::string& ports);
 
     // On every loopback address.
     std::uint16_t port() const { return port_; }
@@ -31,8 +28,8 @@ class Receiver {
     // What was counted before the command.
     Counts ask(char command) const;
 
-    std::uint16_t port_;
-    Socket control_;
+    std::uint16_t port_ = 0;
+    test_printer::net::Socket control_ = test_printer::net::no_socket;
 };
 
 }  // namespace bench

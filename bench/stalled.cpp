@@ -3,9 +3,9 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <latch>
 #include <thread>
 
+#include "bench/plain.h"
 #include "bench/plan.h"
 #include "bench/print_server.h"
 #include "host/platform.h"
@@ -47,12 +47,12 @@ class SilentPrinters {
     std::uint16_t port() const { return net::bound_port(listener_); }
     // Breaks off all connections so far.
     void reset() const {
-        for (Socket one = net::no_socket; (one = net::accept_from(listener_)) != net::no_socket;)
+        for (net::Socket one = net::no_socket; (one = net::accept_from(listener_)) != net::no_socket;)
             net::reset_socket(one);
     }
 
   private:
-    Socket listener_;
+    net::Socket listener_;
 };
 
 // Documents that hang on the ports after the first 500, each on a thread: of the first ones the helper holds the start,
@@ -78,7 +78,7 @@ class Stalls {
     double begin() {
         pause(100);
         const double before = resident_kib();
-        go_.count_down();
+        go_.arrive();
         for (unsigned seen = 0; seen != calls_ || calls_ < kStalled || held() < plan().holding_helpers; pause(1500)) {
             require(left_ == kStalled, "a document that should hang has ended");
             seen = calls_;
@@ -120,7 +120,7 @@ class Stalls {
     const SilentPrinters& printers_;
     const std::vector<char>& data_;
     const std::string hold_;
-    std::latch go_{1};
+    Gate go_{1};
     std::atomic<unsigned> calls_ = 0;  // that have come back, or begun to hang
     std::atomic<unsigned> left_ = kStalled;
     std::vector<std::thread> threads_;

@@ -154,17 +154,11 @@ windows_reproduce() {
 
 # What documents cost in the shipped library, against a plain loop under Wine, too; options as for ./run bench.
 windows_bench() {
-    local result=0 ports=$windows_folder/receiver receiver
+    local result=0
     cmake_settings=(-DBENCH=ON)
     build native bench_receiver
     build windows bench
     say "Measuring under Wine ..."
-    : >"$ports"
-    "$windows_native/bin/bench_receiver" >"$ports" </dev/null &
-    receiver=$!
-    windows_wait_for "$ports"
-    windows_wine build/windows/bin/bench.exe --receiver "$(tr ' ' : <"$ports")" --json build/bench-windows.json "$@" \
-        </dev/null || result=$?
-    kill "$receiver" 2>/dev/null || true
+    beside_receiver windows_wine build/windows/bin/bench.exe --json build/bench-windows.json "$@" </dev/null || result=$?
     count $result "not every bar is held"
 }

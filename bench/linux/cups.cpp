@@ -2,8 +2,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <fstream>
-
 #include "bench/linux/others.h"
 #include "bench/plan.h"
 #include "bench/print_server.h"
@@ -12,17 +10,6 @@ namespace bench {
 namespace {
 
 constexpr const char* kPeer = "cups backend";
-
-std::string write_document(const PrintServer& server, std::uint64_t size) {
-    const std::string path = server.folder.base + "/document";
-    std::ofstream file(path, std::ios::binary);
-    const std::vector<char> data = buffer_of(kUsualWrite);
-    for (std::uint64_t done = 0; done < size; done += data.size()) {
-        file.write(data.data(), static_cast<std::streamsize>(std::min<std::uint64_t>(data.size(), size - done)));
-    }
-    require(static_cast<bool>(file.flush()), "no room for the document's file");
-    return path;
-}
 
 void print_file(const PrintServer& server, const std::string& path, std::vector<char>& buffer) {
     const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
@@ -44,8 +31,9 @@ void cups(Bench& bench) {
     PrintServer server(bench.receiver.port(), 1);
     server.start();
     const spooler_sim::ClientScope client(W("client"));
-    const std::string path = write_document(server, size);
-    std::vector<char> buffer(kUsualWrite);
+    const std::string path = server.folder.base + "/document";
+    std::vector<char> buffer = buffer_of(kUsualWrite);
+    write_document(path, buffer, size);
     const Measured pairs =
         compare(bench, name, kPeer, 1.0, delivering(bench, size, 1, timed([&] { print_file(server, path, buffer); })),
                 delivering(bench, size, 1, timed([&] { send_by_cups(bench.receiver.port(), path); })));

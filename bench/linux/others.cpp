@@ -5,12 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <array>
-
 #include "bench/pairs.h"
-#include "bench/plain.h"
-#include "bench/plan.h"
 
 namespace bench {
 namespace {
@@ -57,38 +52,6 @@ void send_by_cups(std::uint16_t port, const std::string& file) {
     wait_for(start({kCupsBackend, "1", "client", "document", "1", "", file}, -1,
                    {"DEVICE_URI=" + device, "PRINTER=Printer", "LANG=C"}),
              "the cups backend");
-}
-
-namespace {
-
-void send_through_cat(std::uint16_t port, const std::string&, const std::string& file, const std::vector<char>& data,
-                      std::uint64_t size) {
-    const Socket connection = connect_to(0, port);
-    const int output = open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    for (std::uint64_t done = 0; done < size; done += data.size()) {
-        const auto piece = static_cast<size_t>(std::min<std::uint64_t>(data.size(), size - done));
-        require(write(output, data.data(), piece) == static_cast<ssize_t>(piece), "the spool file cannot be written");
-    }
-    close(output);
-    std::array<int, 2> ends{};
-    require(pipe2(ends.data(), O_CLOEXEC) == 0, "no pipe");
-    const pid_t cat = start({"/bin/cat", file}, ends[1]);
-    close(ends[1]);
-    std::vector<char> buffer(data.size());
-    for (ssize_t count = 0; (count = read(ends[0], buffer.data(), buffer.size())) > 0;) {
-        send_all(connection, buffer.data(), static_cast<size_t>(count));
-    }
-    close(ends[0]);
-    wait_for(cat, "cat");
-    end_connection(connection);
-    unlink(file.c_str());
-}
-
-}  // namespace
-
-const OtherForwarding& other_forwarding() {
-    static const OtherForwarding forwarding = {"file, cat, send", send_through_cat};
-    return forwarding;
 }
 
 }  // namespace bench

@@ -1,12 +1,8 @@
 #include "bench/plan.h"
 
-#include <signal.h>
-#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <time.h>
-#include <unistd.h>
 
-#include <array>
 #include <fstream>
 
 #include "bench/linux/others.h"
@@ -37,21 +33,6 @@ const Plan& plan() {
         .holding_helpers = 100,
     };
     return plan;
-}
-
-ReceiverPorts find_receiver(const std::string& given) {
-    require(given.empty(), "the receiver is this program's own here");
-    std::array<int, 2> ends{};
-    require(pipe(ends.data()) == 0, "no pipe");
-    const std::string program = host::executable_folder() + "/bench_receiver";
-    start({program}, ends[1]);
-    close(ends[1]);
-    std::FILE* const output = fdopen(ends[0], "r");
-    unsigned data = 0;
-    unsigned control = 0;
-    require(std::fscanf(output, "%u %u", &data, &control) == 2, program + " does not listen");
-    std::fclose(output);
-    return {static_cast<std::uint16_t>(data), static_cast<std::uint16_t>(control)};
 }
 
 void raise_limits() {

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <sstream>
 
+#include "bench/plain.h"
 #include "bench/plan.h"
 #include "bench/print_server.h"
 #include "host/platform.h"
@@ -49,9 +50,9 @@ double import_ports(const std::string& store, unsigned ports, std::uint16_t tcp_
 double test_silent_ports(const std::string& store) {
     namespace net = test_printer::net;
     std::string why;
-    const Socket listener = net::bind_to("0.0.0.0", 0, why);
+    const net::Socket listener = net::bind_to("0.0.0.0", 0, why);
     require(listener != net::no_socket && ::listen(static_cast<int>(listener), 0) == 0, "no silent printer");
-    const Socket first = connect_to(0, net::bound_port(listener));
+    const net::Socket first = net::connect_to("127.0.0.1", net::bound_port(listener));
     import_ports(store, kPorts, net::bound_port(listener));
     const double seconds = run(store, {"test", "--all", "--timeout", std::to_string(kTimeout)}, "", tsport::not_there);
     net::close_socket(first);

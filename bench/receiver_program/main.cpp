@@ -1,4 +1,5 @@
-// Receives what the cases send. Prints the TCP port for documents and the one for questions; of the latter it takes one
+// Receives what the cases send, on a processor of its own where there are two or more. Prints the TCP port for
+// documents, the one for questions, and the numbers of the other processors; of the second port it takes one
 // connection, on which each byte is a command that it answers with what it has counted before: 0 counts anew, ? nothing
 // else. It ends with that connection, or with whom has started it. Meanwhile it keeps the processors awake.
 #include <arpa/inet.h>
@@ -15,6 +16,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -96,29 +98,42 @@ int listen_somewhere(std::uint16_t& port) {
     return listener;
 }
 
-// A processor that sleeps takes long to wake, and who waits for that changes from sample to sample. A thread on each,
-// of the lowest priority there is, keeps it from sleeping; whatever else wants the processor gets it at once.
-void keep_processors_awake() {
-    const auto processors = static_cast<int>(std::thread::hardware_concurrency());
-    for (int i = 0; i < processors; ++i) {
-        std::thread([i] {
-            cpu_set_t processor;
-            CPU_ZERO(&processor);
-            CPU_SET(i, &processor);
-            const sched_param none{};
-            if (sched_setaffinity(0, sizeof processor, &processor) != 0 ||
-                sched_setscheduler(0, SCHED_IDLE, &none) != 0)
-                return;
-            for (;;) __builtin_ia32_pause();
-        }).detach();
+// The numbers of those that this process may use.
+std::vector<int> processors() {
+    cpu_set_t allowed;
+    sched_getaffinity(0, sizeof allowed, &allowed);
+    std::vector<int> numbers;
+    for (int i = 0; i < CPU_SETSIZE; ++i) {
+        if (CPU_ISSET(i, &allowed)) numbers.push_back(i);
     }
+    return numbers;
+}
+
+// The calling thread, from now on.
+bool use_processor(int number) {
+    cpu_set_t processor;
+    CPU_ZERO(&processor);
+    CPU_SET(number, &processor);
+    return sched_setaffinity(0, sizeof processor, &processor) == 0;
+}
+
+// A processor that sleeps takes long to wake, and who waits for that changes from sample to sample. A thread of the
+// lowest priority there is keeps it from sleeping; whatever else wants the processor gets it at once.
+void keep_awake(int processor) {
+    std::thread([processor] {
+        const sched_param none{};
+        if (!use_processor(processor) || sched_setscheduler(0, SCHED_IDLE, &none) != 0) return;
+        for (;;) __builtin_ia32_pause();
+    }).detach();
 }
 
 }  // namespace
 
 int main() {
     prctl(PR_SET_PDEATHSIG, SIGTERM);
-    keep_processors_awake();
+    const std::vector<int> all = processors();
+    for (const int processor : all) keep_awake(processor);
+    use_processor(all.back());
     rlimit files{};
     getrlimit(RLIMIT_NOFILE, &files);
     files.rlim_cur = files.rlim_max;
@@ -128,7 +143,9 @@ int main() {
     const int documents = listen_somewhere(data_port);
     const int questions = listen_somewhere(control_port);
     if (documents < 0 || questions < 0) return 1;
-    std::printf("%u %u\n", static_cast<unsigned>(data_port), static_cast<unsigned>(control_port));
+    std::printf("%u %u %d", static_cast<unsigned>(data_port), static_cast<unsigned>(control_port), all[0]);
+    for (size_t i = 1; i + 1 < all.size(); ++i) std::printf(",%d", all[i]);
+    std::printf("\n");
     std::fflush(stdout);
     serve(documents, questions);
     return 0;

@@ -2,7 +2,6 @@
 
 #include <psapi.h>
 
-#include <cstdio>
 #include <fstream>
 
 namespace bench {
@@ -25,13 +24,6 @@ const Plan& plan() {
         .holding_helpers = 10,
     };
     return plan;
-}
-
-ReceiverPorts find_receiver(const std::string& given) {
-    unsigned data = 0;
-    unsigned control = 0;
-    require(std::sscanf(given.c_str(), "%u:%u", &data, &control) == 2, "--receiver is needed here");
-    return {static_cast<std::uint16_t>(data), static_cast<std::uint16_t>(control)};
 }
 
 void raise_limits() {}

@@ -101,7 +101,8 @@ DWORD open_file(const std::string& native, int flags, DWORD share, std::shared_p
         error = ERROR_ACCESS_DENIED;
     } else if (!may_open(id_of(status), needed, share)) {
         error = ERROR_SHARING_VIOLATION;
-    } else if ((flags & O_TRUNC) != 0 && S_ISREG(status.st_mode) && ::ftruncate(fd, 0) != 0) {
+    } else if ((flags & O_TRUNC) != 0 && S_ISREG(status.st_mode) && status.st_size > 0 && ::ftruncate(fd, 0) != 0) {
+        // A new file is not truncated: ext4 would take it for a replaced one and write it out at its close.
         error = error_from_errno(errno);
     }
     if (error != ERROR_SUCCESS) {
