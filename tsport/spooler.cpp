@@ -1,7 +1,6 @@
 #include "tsport/spooler.h"
 
 #include <algorithm>
-#include <cstdint>
 
 #include "winapi/tcpxcv.h"
 #include "winportmon/contract/names.h"
@@ -11,38 +10,6 @@ namespace {
 
 LPWSTR writable(const Text& text) {
     return text.empty() ? nullptr : const_cast<LPWSTR>(text.c_str());
-}
-
-// The records that an enumerating function gives, with the memory for their texts.
-template <typename Record>
-class Records {
-  public:
-    // A buffer that is large enough saves the spooler from listing everything twice; for another server it goes over
-    // the network as it is.
-    explicit Records(const Text& server) : buffer_(server.empty() ? 131'072 : 2048) {}
-    // `enumerate`(buffer, size, &needed, &count)
-    template <typename Function>
-    DWORD read(Function enumerate) {
-        DWORD needed = 0;
-        int tries = 8;  // the spooler's list may grow meanwhile, but not for ever
-        while (!enumerate(reinterpret_cast<BYTE*>(buffer_.data()),
-                          static_cast<DWORD>(buffer_.size() * sizeof buffer_[0]), &needed, &count_)) {
-            const DWORD error = GetLastError();
-            if (error != ERROR_INSUFFICIENT_BUFFER || tries-- == 0) return error;
-            buffer_.resize(needed / sizeof buffer_[0] + 1);
-        }
-        return ERROR_SUCCESS;
-    }
-    const Record* begin() const { return reinterpret_cast<const Record*>(buffer_.data()); }
-    const Record* end() const { return begin() + count_; }
-
-  private:
-    std::vector<std::uint64_t> buffer_;  // aligned for the records
-    DWORD count_ = 0;
-};
-
-Text text_of(LPCWSTR text) {
-    return text != nullptr ? Text(text) : Text();
 }
 
 std::vector<Text> split_at_commas(const Text& text) {
@@ -59,12 +26,23 @@ std::vector<Text> split_at_commas(const Text& text) {
 
 }  // namespace
 
-Spooler::~Spooler() {
-    if (administration_ != nullptr) ClosePrinter(administration_);
+Text text_of(LPCWSTR text) {
+    return text != nullptr ? Text(text) : Text();
+}
+
+Channel::~Channel() {
+    if (handle_ != nullptr) ClosePrinter(handle_);
+}
+
+DWORD Channel::open(Text name, ACCESS_MASK access) {
+    PRINTER_DEFAULTSW defaults = {nullptr, nullptr, access};
+    if (OpenPrinterW(name.data(), &handle_, &defaults)) return ERROR_SUCCESS;
+    handle_ = nullptr;
+    return GetLastError();
 }
 
 DWORD Spooler::ports(std::vector<SpoolerPort>& ports) const {
-    Records<PORT_INFO_2W> records(server_);
+    Records<PORT_INFO_2W> records(server_.empty());
     const DWORD code = records.read([&](BYTE* buffer, DWORD size, DWORD* needed, DWORD* count) {
         return EnumPortsW(writable(server_), 2, buffer, size, needed, count);
     });
@@ -74,7 +52,7 @@ DWORD Spooler::ports(std::vector<SpoolerPort>& ports) const {
 }
 
 DWORD Spooler::queues(std::vector<Queue>& queues) const {
-    Records<PRINTER_INFO_2W> records(server_);
+    Records<PRINTER_INFO_2W> records(server_.empty());
     const DWORD flags = server_.empty() ? PRINTER_ENUM_LOCAL : PRINTER_ENUM_NAME;
     const DWORD code = records.read([&](BYTE* buffer, DWORD size, DWORD* needed, DWORD* count) {
         return EnumPrintersW(flags, writable(server_), 2, buffer, size, needed, count);
@@ -91,7 +69,7 @@ DWORD Spooler::queues(std::vector<Queue>& queues) const {
 }
 
 DWORD Spooler::monitors(std::vector<Text>& names) const {
-    Records<MONITOR_INFO_1W> records(server_);
+    Records<MONITOR_INFO_1W> records(server_.empty());
     const DWORD code = records.read([&](BYTE* buffer, DWORD size, DWORD* needed, DWORD* count) {
         return EnumMonitorsW(writable(server_), 1, buffer, size, needed, count);
     });
@@ -99,11 +77,9 @@ DWORD Spooler::monitors(std::vector<Text>& names) const {
     return code;
 }
 
-DWORD Spooler::open(const Text& object, ACCESS_MASK access, HANDLE& channel) const {
-    Text name = (server_.empty() ? Text() : server_ + W("\\")) + object;
-    PRINTER_DEFAULTSW defaults = {};
-    defaults.DesiredAccess = access;
-    return OpenPrinterW(name.data(), &channel, &defaults) ? static_cast<DWORD>(ERROR_SUCCESS) : GetLastError();
+// An object of the server.
+Text Spooler::full_name(const Text& object) const {
+    return (server_.empty() ? Text() : server_ + W("\\")) + object;
 }
 
 struct Spooler::Message {
@@ -119,22 +95,21 @@ struct Spooler::Message {
 // The command's code, or why it could not be passed on.
 DWORD Spooler::send(const Message& message) const {
     const bool kept = message.port.empty() && message.administrator && message.monitor == contract::kMonitorName;
-    HANDLE channel = kept ? administration_ : nullptr;
-    if (channel == nullptr) {
+    Channel own;
+    Channel& channel = kept ? administration_ : own;
+    if (channel.get() == nullptr) {
         const Text object =
             message.port.empty() ? W(",XcvMonitor ") + Text(message.monitor) : W(",XcvPort ") + message.port;
         const ACCESS_MASK access = message.administrator ? SERVER_ACCESS_ADMINISTER : SERVER_ACCESS_ENUMERATE;
-        if (const DWORD error = open(object, access, channel)) return error;
-        if (kept) administration_ = channel;
+        if (const DWORD error = channel.open(full_name(object), access)) return error;
     }
     DWORD needed = 0;
     DWORD status = ERROR_SUCCESS;
-    const BOOL passed_on = XcvDataW(channel, message.command, static_cast<BYTE*>(const_cast<void*>(message.input)),
-                                    static_cast<DWORD>(message.input_size), reinterpret_cast<BYTE*>(message.output),
-                                    message.output != nullptr ? sizeof *message.output : 0, &needed, &status);
-    const DWORD code = passed_on ? status : GetLastError();
-    if (!kept) ClosePrinter(channel);
-    return code;
+    const BOOL passed_on =
+        XcvDataW(channel.get(), message.command, static_cast<BYTE*>(const_cast<void*>(message.input)),
+                 static_cast<DWORD>(message.input_size), reinterpret_cast<BYTE*>(message.output),
+                 message.output != nullptr ? sizeof *message.output : 0, &needed, &status);
+    return passed_on ? status : GetLastError();
 }
 
 DWORD Spooler::port_names(std::vector<Text>& names) const {
@@ -154,16 +129,11 @@ DWORD Spooler::read(const Text& name, Port& port) const {
 }
 
 bool Spooler::is_known(const Text& name) const {
-    HANDLE channel = nullptr;
-    if (open(W(",XcvPort ") + name, SERVER_ACCESS_ENUMERATE, channel) != ERROR_SUCCESS) return false;
-    ClosePrinter(channel);
-    return true;
+    return Channel().open(full_name(W(",XcvPort ") + name), SERVER_ACCESS_ENUMERATE) == ERROR_SUCCESS;
 }
 
 bool Spooler::is_unknown(const Text& name) const {
-    HANDLE channel = nullptr;
-    const DWORD code = open(W(",XcvPort ") + name, SERVER_ACCESS_ENUMERATE, channel);
-    if (code == ERROR_SUCCESS) ClosePrinter(channel);
+    const DWORD code = Channel().open(full_name(W(",XcvPort ") + name), SERVER_ACCESS_ENUMERATE);
     return code == ERROR_UNKNOWN_PORT || code == ERROR_INVALID_PRINTER_NAME;
 }
 

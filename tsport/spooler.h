@@ -2,6 +2,7 @@
 // commands of the port monitor there. All return a Win32 code.
 #pragma once
 
+#include <cstdint>
 #include <vector>
 
 #include "tsport/ports/port.h"
@@ -24,14 +25,57 @@ struct Queue {
     DWORD jobs = 0;       // that are waiting or printing
 };
 
+// "" for null.
+Text text_of(LPCWSTR text);
+
+// An open object of the spooler: a queue, a port, a monitor. Closed with this one.
+class Channel {
+  public:
+    Channel() = default;
+    ~Channel();
+    Channel(const Channel&) = delete;
+    Channel& operator=(const Channel&) = delete;
+
+    DWORD open(Text name, ACCESS_MASK access);
+    HANDLE get() const { return handle_; }  // null: not open
+
+  private:
+    HANDLE handle_ = nullptr;
+};
+
+// The records that one of the spooler's functions gives, with the memory for their texts.
+template <typename Record>
+class Records {
+  public:
+    // A buffer that is large enough saves the spooler from listing everything twice; for another server it goes over
+    // the network as it is.
+    explicit Records(bool large = false) : buffer_(large ? 131'072 : 2048) {}
+    // `enumerate`(buffer, size, &needed, &count)
+    template <typename Function>
+    DWORD read(Function enumerate) {
+        DWORD needed = 0;
+        int tries = 8;  // the spooler's list may grow meanwhile, but not for ever
+        while (!enumerate(reinterpret_cast<BYTE*>(buffer_.data()),
+                          static_cast<DWORD>(buffer_.size() * sizeof buffer_[0]), &needed, &count_)) {
+            const DWORD error = GetLastError();
+            if (error != ERROR_INSUFFICIENT_BUFFER || tries-- == 0) return error;
+            buffer_.resize(needed / sizeof buffer_[0] + 1);
+        }
+        return ERROR_SUCCESS;
+    }
+    const Record* begin() const { return reinterpret_cast<const Record*>(buffer_.data()); }
+    const Record* end() const { return begin() + count_; }
+
+  private:
+    std::vector<std::uint64_t> buffer_;  // aligned for the records
+    DWORD count_ = 0;
+};
+
 // One thread at a time.
 class Spooler {
   public:
     // "\\NAME"; empty: this machine's.
     explicit Spooler(const Text& server = Text()) : server_(server) {}
-    ~Spooler();
-    Spooler(const Spooler&) = delete;
-    Spooler& operator=(const Spooler&) = delete;
 
     const Text& server() const { return server_; }
 
@@ -60,11 +104,11 @@ class Spooler {
 
   private:
     struct Message;
-    DWORD open(const Text& object, ACCESS_MASK access, HANDLE& channel) const;
+    Text full_name(const Text& object) const;
     DWORD send(const Message& message) const;
 
     const Text server_;
-    mutable HANDLE administration_ = nullptr;  // the channel for changes, open from the first one on
+    mutable Channel administration_;  // for changes, open from the first one on
 };
 
 }  // namespace tsport

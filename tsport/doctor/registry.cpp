@@ -5,7 +5,8 @@
 namespace tsport::doctor {
 
 RegistryKey::RegistryKey(HKEY hive, const Text& path) {
-    if (RegOpenKeyExW(hive, path.c_str(), 0, KEY_READ, &key_) != ERROR_SUCCESS) key_ = nullptr;
+    status_ = static_cast<DWORD>(RegOpenKeyExW(hive, path.c_str(), 0, KEY_READ, &key_));
+    if (status_ != ERROR_SUCCESS) key_ = nullptr;
 }
 
 RegistryKey::~RegistryKey() {
@@ -13,15 +14,20 @@ RegistryKey::~RegistryKey() {
 }
 
 std::vector<Text> RegistryKey::subkeys() const {
-    constexpr DWORD longest_name = 256;
     std::vector<Text> names;
-    if (key_ == nullptr) return names;
-    for (DWORD index = 0;; ++index) {
-        WCHAR name[longest_name] = {};
-        DWORD size = longest_name;
-        if (RegEnumKeyExW(key_, index, name, &size, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) return names;
-        names.emplace_back(name, size);
+    list_subkeys(names);
+    return names;
+}
+
+DWORD RegistryKey::list_subkeys(std::vector<Text>& names) const {
+    LSTATUS status = static_cast<LSTATUS>(status_);
+    for (DWORD index = 0; status == ERROR_SUCCESS; ++index) {
+        WCHAR name[256] = {};
+        DWORD size = static_cast<DWORD>(std::size(name));
+        status = RegEnumKeyExW(key_, index, name, &size, nullptr, nullptr, nullptr, nullptr);
+        if (status == ERROR_SUCCESS) names.emplace_back(name, size);
     }
+    return status == ERROR_NO_MORE_ITEMS ? static_cast<DWORD>(ERROR_SUCCESS) : static_cast<DWORD>(status);
 }
 
 DWORD RegistryKey::read(LPCWSTR name, void* data, DWORD& size) const {

@@ -12,10 +12,6 @@ const char kUnknownPort[] = "the spooler does not know its new port yet";
 
 namespace {
 
-std::string refused_to(const std::string& deed, DWORD code) {
-    return code == ERROR_SUCCESS ? "" : "the spooler refused to " + deed + ": " + host::error_message(code);
-}
-
 // Whether the spooler lets queues have the port, and it leads to the printer that it should. Empty when it does.
 std::string check_port(const Spooler& spooler, Monitor monitor, const Port& port) {
     Port there;
@@ -65,50 +61,39 @@ std::string undo_add(const Task& task, const Step& step) {
     return refused_to("delete what is stored of the port", delete_stored(monitor, step.port.name));
 }
 
-class Run {
-  public:
-    Run(const Task& task, Journal& journal, std::string& why) : task_(task), journal_(journal), why_(why) {}
-
-    // False when the journal cannot be written; nothing was changed then.
-    bool carry_out(Row& row, bool adds) {
-        const Options& options = task_.command.migrate;
-        const Monitor monitor = options.to_standard ? Monitor::standard : Monitor::own;
-        if (adds) {
-            const bool own = monitor == Monitor::own;
-            const Step step = {own ? Step::Kind::add : Step::Kind::add_standard, row.to, {}, {}};
-            if (!journal_.write(step, why_)) return false;
-            const DWORD code = own ? task_.spooler.add(row.to) : task_.spooler.add_standard(row.to);
-            // One that is there after all is looked at below.
-            if (code != ERROR_ALREADY_EXISTS) row.failure = refused_to("add the port " + named(row.to.name), code);
-            if (!row.failure.empty()) undo_add(task_, step);  // if that fails too, --undo does it
-        }
-        if (row.failure.empty()) row.failure = check_port(task_.spooler, monitor, row.to);
-        if (row.failure.empty() && !row.queue.empty()) {
-            if (!journal_.write({Step::Kind::move, row.to, row.queue, row.from.name}, why_)) return false;
-            row.failure = give_port(row.queue, row.from.name, row.to.name, options.with_jobs);
-        }
-        row.changed = row.failure.empty();
-        return true;
+// False when the journal cannot be written; nothing was changed then.
+bool carry_out(const Task& task, Row& row, bool adds, Journal& journal, std::string& why) {
+    const Options& options = task.command.migrate;
+    const Monitor monitor = options.to_standard ? Monitor::standard : Monitor::own;
+    if (adds) {
+        const bool own = monitor == Monitor::own;
+        const Step step = {own ? Step::Kind::add : Step::Kind::add_standard, row.to, {}, {}};
+        if (!journal.write(step, why)) return false;
+        const DWORD code = own ? task.spooler.add(row.to) : task.spooler.add_standard(row.to);
+        // One that is there after all is looked at below.
+        if (code != ERROR_ALREADY_EXISTS) row.failure = refused_to("add the port " + named(row.to.name), code);
+        if (!row.failure.empty()) undo_add(task, step);  // if that fails too, --undo does it
     }
-
-  private:
-    const Task& task_;
-    Journal& journal_;
-    std::string& why_;
-};
+    if (row.failure.empty()) row.failure = check_port(task.spooler, monitor, row.to);
+    if (row.failure.empty() && !row.queue.empty()) {
+        if (!journal.write({Step::Kind::move, row.to, row.queue, row.from.name}, why)) return false;
+        row.failure = give_port(row.queue, row.from.name, row.to.name, options.with_jobs);
+    }
+    row.changed = row.failure.empty();
+    return true;
+}
 
 }  // namespace
 
 void apply(const Task& task, std::vector<Row>& rows, Journal& journal, std::string& why) {
     const auto progress = task.progress(rows.size(), "done");
-    Run run(task, journal, why);
     size_t finished = 0;
     std::vector<Text> added;
     for (Row& row : rows) {
         progress->show(++finished);
         if (!row.is_to_change()) continue;
         const bool adds = row.add && std::ranges::find(added, row.to.name) == added.end();
-        if (!run.carry_out(row, adds)) return;
+        if (!carry_out(task, row, adds, journal, why)) return;
         if (adds && row.failure.empty()) added.push_back(row.to.name);  // otherwise its next queue tries again
         if (!row.failure.empty() && task.command.migrate.stop) return;
     }

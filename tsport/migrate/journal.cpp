@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <sstream>
 #include <string_view>
 
 #include "tsport/json.h"
@@ -30,11 +31,10 @@ std::string format(const Step& step) {
     });
 }
 
-enum class Line { good, broken_off, wrong };
-
-Line parse(std::string_view line, std::vector<Step>& steps) {
+// False for a step that lacks a part of it; a line that was broken off, or says something else, is none.
+bool parse(std::string_view line, std::vector<Step>& steps) {
     rapidjson::Document json;
-    if (json.Parse(line.data(), line.size()).HasParseError() || !json.IsObject()) return Line::broken_off;
+    if (json.Parse(line.data(), line.size()).HasParseError() || !json.IsObject()) return true;
     const auto member = [&](const char* name) {
         const auto found = json.FindMember(name);
         return found != json.MemberEnd() && found->value.IsString() ? std::string(found->value.GetString()) : "";
@@ -48,14 +48,14 @@ Line parse(std::string_view line, std::vector<Step>& steps) {
     const std::string kind = member("step");
     if (kind == "undone") steps.clear();
     const auto* const known = std::ranges::find(kinds, kind);
-    if (known == std::end(kinds)) return Line::good;
+    if (known == std::end(kinds)) return true;
     Step step{static_cast<Step::Kind>(known - kinds), {}, text("queue"), text("from")};
     step.port = {text("port"), text("address"), 0};
     if (json.HasMember("number") && json["number"].IsUint()) step.port.number = json["number"].GetUint();
     const bool queue_is_named = step.kind != Step::Kind::move || !(step.queue.empty() || step.from.empty());
-    if (!good || step.port.name.empty() || step.port.address.empty() || !queue_is_named) return Line::wrong;
+    if (!good || step.port.name.empty() || step.port.address.empty() || !queue_is_named) return false;
     steps.push_back(step);
-    return Line::good;
+    return true;
 }
 
 }  // namespace
@@ -70,31 +70,22 @@ bool Journal::open(const std::string& path, std::string& why) {
     const bool exists = std::filesystem::exists(host::path_of(path), error);
     if (!take_lock(lock_, path, std::chrono::seconds(0), why)) return false;
     std::string contents;
-    if (exists && !is_file(path)) {
-        why = path + " is not an ordinary file";
-        return false;
-    }
+    why = path + " is not an ordinary file";
+    if (exists && !is_file(path)) return false;
     if (exists && !read_file(path, contents, why)) return false;
     // A first line that was broken off is the whole file.
     const std::string_view beginning = std::string_view(contents).substr(0, first_line.size());
-    if (!first_line.starts_with(beginning)) {
-        why = path + " is not a journal of a migration";
-        return false;
-    }
-    for (size_t begin = 0; begin < contents.size();) {
-        const size_t end = std::min(contents.find('\n', begin), contents.size());
+    why = path + " is not a journal of a migration";
+    if (!first_line.starts_with(beginning)) return false;
+    std::istringstream lines(contents);
+    for (std::string line; std::getline(lines, line);) {
         // The step of a line that was broken off was never begun.
-        if (parse(std::string_view(contents).substr(begin, end - begin), steps_) == Line::wrong) {
-            why = path + " has a line that names no step: " + contents.substr(begin, end - begin);
-            return false;
-        }
-        begin = end + 1;
+        why = path + " has a line that names no step: " + line;
+        if (!parse(line, steps_)) return false;
     }
     stream_ = open_stream(path, "ab");
-    if (stream_ == nullptr) {
-        why = path + " cannot be written: " + std::strerror(errno);
-        return false;
-    }
+    why = path + " cannot be written: " + std::strerror(errno);
+    if (stream_ == nullptr) return false;
     const bool whole = beginning.size() == first_line.size();
     const std::string start = contents.empty() || contents.back() == '\n' ? "" : "\n";
     return whole ? start.empty() || write_line(start, why)
@@ -105,7 +96,7 @@ bool Journal::open(const std::string& path, std::string& why) {
 bool Journal::write(const Step& step, std::string& why) {
     const std::string line = format(step);
     std::vector<Step> read;
-    const bool good = parse(line, read) == Line::good && read.size() == 1 && read[0].kind == step.kind &&
+    const bool good = parse(line, read) && read.size() == 1 && read[0].kind == step.kind &&
                       read[0].port.name == step.port.name && same_printer(read[0].port, step.port) &&
                       read[0].queue == step.queue && read[0].from == step.from;
     if (good) return write_line(line, why);

@@ -1,67 +1,32 @@
 #include "tsport/migrate/queue.h"
 
 #include <algorithm>
-#include <cstdint>
 
 #include "tsport/answer.h"
 
 namespace tsport::migrate {
 namespace {
 
-// An open queue.
-class OpenQueue {
-  public:
-    OpenQueue() = default;
-    ~OpenQueue() {
-        if (handle_ != nullptr) ClosePrinter(handle_);
-    }
-    OpenQueue(const OpenQueue&) = delete;
-    OpenQueue& operator=(const OpenQueue&) = delete;
+// What the spooler tells about a queue.
+using Record = Records<PRINTER_INFO_2W>;
 
-    DWORD open(Text name, ACCESS_MASK access) {
-        PRINTER_DEFAULTSW defaults = {nullptr, nullptr, access};
-        if (OpenPrinterW(name.data(), &handle_, &defaults)) return ERROR_SUCCESS;
-        handle_ = nullptr;
-        return GetLastError();
-    }
-    HANDLE handle() const { return handle_; }
+DWORD read(const Channel& queue, Record& record) {
+    return record.read([&](BYTE* buffer, DWORD size, DWORD* needed, DWORD*) {
+        return GetPrinterW(queue.get(), 2, buffer, size, needed);
+    });
+}
 
-  private:
-    HANDLE handle_ = nullptr;
-};
-
-// What the spooler tells about a queue, with the memory for its texts.
-class Record {
-  public:
-    DWORD read(const OpenQueue& queue) {
-        DWORD needed = 0;
-        for (int tries = 0; tries < 5; ++tries) {
-            if (GetPrinterW(queue.handle(), 2, reinterpret_cast<BYTE*>(buffer_.data()),
-                            static_cast<DWORD>(buffer_.size() * sizeof buffer_[0]), &needed)) {
-                return ERROR_SUCCESS;
-            }
-            if (const DWORD error = GetLastError(); error != ERROR_INSUFFICIENT_BUFFER) return error;
-            buffer_.assign(needed / sizeof buffer_[0] + 1, 0);
-        }
-        return ERROR_INSUFFICIENT_BUFFER;
-    }
-    PRINTER_INFO_2W& info() { return *reinterpret_cast<PRINTER_INFO_2W*>(buffer_.data()); }
-
-  private:
-    std::vector<std::uint64_t> buffer_ = std::vector<std::uint64_t>(sizeof(PRINTER_INFO_2W) / 8 + 1);
-};
-
-Text text_of(LPCWSTR text) {
-    return text != nullptr ? Text(text) : Text();
+Text port_of(const Record& record) {
+    return text_of(record.begin()->pPortName);
 }
 
 // This record with another port. A null security descriptor leaves the queue's own as it is.
-DWORD set_port(const OpenQueue& queue, Record& record, Text port) {
-    PRINTER_INFO_2W info = record.info();
+DWORD set_port(const Channel& queue, const Record& record, Text port) {
+    PRINTER_INFO_2W info = *record.begin();
     info.pPortName = port.data();
     info.pSecurityDescriptor = nullptr;
-    return SetPrinterW(queue.handle(), 2, reinterpret_cast<BYTE*>(&info), 0) ? static_cast<DWORD>(ERROR_SUCCESS)
-                                                                             : GetLastError();
+    return SetPrinterW(queue.get(), 2, reinterpret_cast<BYTE*>(&info), 0) ? static_cast<DWORD>(ERROR_SUCCESS)
+                                                                          : GetLastError();
 }
 
 // Whether people find and use the queue as before.
@@ -79,22 +44,22 @@ bool same_settings(const PRINTER_INFO_2W& one, const PRINTER_INFO_2W& other) {
            ((one.Status ^ other.Status) & PRINTER_STATUS_PAUSED) == 0;
 }
 
-std::string refused_to(const char* deed, DWORD code) {
-    return std::string("the spooler refused to ") + deed + ": " + host::error_message(code);
-}
-
 // After a change that failed: the former port again. What is to be said beside the reason.
-std::string put_back(const OpenQueue& queue, Record& before, const Text& from) {
+std::string put_back(const Channel& queue, const Record& before, const Text& from) {
     const DWORD code = set_port(queue, before, from);
     Record now;
-    if (now.read(queue) == ERROR_SUCCESS) {
-        const Text port = text_of(now.info().pPortName);
+    if (read(queue, now) == ERROR_SUCCESS) {
+        const Text port = port_of(now);
         return same_name(port, from) ? "" : "; it prints to " + named(port) + " now";
     }
     return code == ERROR_SUCCESS ? "" : "; which of its two ports it prints to is not known, both lead to its printer";
 }
 
 }  // namespace
+
+std::string refused_to(const std::string& deed, DWORD code) {
+    return code == ERROR_SUCCESS ? "" : "the spooler refused to " + deed + ": " + host::error_message(code);
+}
 
 bool prints_to(const Queue& queue, const Text& port) {
     const auto is_it = [&](const Text& name) { return same_name(name, port); };
@@ -106,20 +71,20 @@ std::string waiting_to_text(DWORD jobs) {
 }
 
 std::string give_port(const Text& name, const Text& from, const Text& to, bool with_jobs) {
-    OpenQueue queue;
+    Channel queue;
     Record before;
     if (const DWORD code = queue.open(name, PRINTER_ACCESS_ADMINISTER | PRINTER_ACCESS_USE)) {
         return refused_to("open the queue", code);
     }
-    if (const DWORD code = before.read(queue)) return refused_to("show the queue", code);
-    const Text port = text_of(before.info().pPortName);
+    if (const DWORD code = read(queue, before)) return refused_to("show the queue", code);
+    const Text port = port_of(before);
     if (!same_name(port, from)) return "it prints to " + named(port) + " now";
-    if (before.info().cJobs != 0 && !with_jobs) return waiting_to_text(before.info().cJobs);
+    if (before.begin()->cJobs != 0 && !with_jobs) return waiting_to_text(before.begin()->cJobs);
     const DWORD code = set_port(queue, before, to);
     Record after;
-    const DWORD read_back = after.read(queue);
-    const bool there = read_back == ERROR_SUCCESS && same_name(text_of(after.info().pPortName), to);
-    const bool same = read_back == ERROR_SUCCESS && same_settings(before.info(), after.info());
+    const DWORD read_back = read(queue, after);
+    const bool there = read_back == ERROR_SUCCESS && same_name(port_of(after), to);
+    const bool same = read_back == ERROR_SUCCESS && same_settings(*before.begin(), *after.begin());
     if (code == ERROR_SUCCESS && there && same) return std::string();
     std::string reason = "the change of its port did not last";
     if (code != ERROR_SUCCESS) {
@@ -129,16 +94,16 @@ std::string give_port(const Text& name, const Text& from, const Text& to, bool w
     } else if (there) {
         reason = "the change of its port changed other settings of the queue too";
     }
-    const bool untouched = same && same_name(text_of(after.info().pPortName), from);
+    const bool untouched = same && same_name(port_of(after), from);
     return untouched ? reason : reason + put_back(queue, before, from);
 }
 
 DWORD read_port_of(const Text& name, Text& port) {
-    OpenQueue queue;
+    Channel queue;
     Record record;
     DWORD code = queue.open(name, PRINTER_ACCESS_USE);
-    if (code == ERROR_SUCCESS) code = record.read(queue);
-    if (code == ERROR_SUCCESS) port = text_of(record.info().pPortName);
+    if (code == ERROR_SUCCESS) code = read(queue, record);
+    if (code == ERROR_SUCCESS) port = port_of(record);
     return code;
 }
 

@@ -12,6 +12,9 @@ namespace tsport::migrate {
 // to `from` again unless the reason says more.
 std::string give_port(const Text& queue, const Text& from, const Text& to, bool with_jobs);
 
+// What is said of a Win32 code; empty for ERROR_SUCCESS.
+std::string refused_to(const std::string& deed, DWORD code);
+
 // The port that a queue prints to now; the Win32 code.
 DWORD read_port_of(const Text& queue, Text& port);
 

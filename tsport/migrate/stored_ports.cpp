@@ -16,24 +16,9 @@ Text key_of(Monitor monitor) {
     return (monitor == Monitor::standard ? standard : own) + W("\\") + contract::kPortsKey + W("\\");
 }
 
-bool is_missing(LSTATUS status) {
-    return status == ERROR_FILE_NOT_FOUND || status == ERROR_PATH_NOT_FOUND;
-}
-
-// Subkeys of the key, and not only some of them.
-DWORD list_subkeys(const Text& path, std::vector<Text>& names) {
-    HKEY key = nullptr;
-    LSTATUS status = RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &key);
-    if (is_missing(status)) return ERROR_SUCCESS;
-    if (status != ERROR_SUCCESS) return static_cast<DWORD>(status);
-    while (status == ERROR_SUCCESS) {
-        WCHAR name[256] = {};
-        DWORD size = static_cast<DWORD>(std::size(name));
-        status = RegEnumKeyExW(key, static_cast<DWORD>(names.size()), name, &size, nullptr, nullptr, nullptr, nullptr);
-        if (status == ERROR_SUCCESS) names.emplace_back(name, size);
-    }
-    RegCloseKey(key);
-    return status == ERROR_NO_MORE_ITEMS ? static_cast<DWORD>(ERROR_SUCCESS) : static_cast<DWORD>(status);
+// The Win32 code; what is missing is no error.
+DWORD unless_missing(DWORD code) {
+    return code == ERROR_FILE_NOT_FOUND || code == ERROR_PATH_NOT_FOUND ? static_cast<DWORD>(ERROR_SUCCESS) : code;
 }
 
 // Its own address, or what it was before it was put into brackets.
@@ -85,26 +70,22 @@ StoredPort read_values(Monitor monitor, const Text& name) {
 
 DWORD read_ports(Monitor monitor, std::vector<StoredPort>& ports) {
     std::vector<Text> names;
-    const DWORD code = list_subkeys(key_of(monitor), names);
+    const doctor::RegistryKey key(HKEY_LOCAL_MACHINE, key_of(monitor));
+    const DWORD code = key.list_subkeys(names);
     for (const Text& name : names) ports.push_back(read_values(monitor, name));
-    return code;
+    return key.is_open() ? code : unless_missing(code);
 }
 
 DWORD read_port(Monitor monitor, const Text& name, std::optional<StoredPort>& port) {
     port.reset();
-    HKEY key = nullptr;
-    const Text path = key_of(monitor) + name;
-    const LSTATUS status = RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &key);
-    if (is_missing(status)) return ERROR_SUCCESS;
-    if (status != ERROR_SUCCESS) return static_cast<DWORD>(status);
-    RegCloseKey(key);
+    const doctor::RegistryKey key(HKEY_LOCAL_MACHINE, key_of(monitor) + name);
+    if (!key.is_open()) return unless_missing(key.status());
     port = read_values(monitor, name);
     return port->state == StoredPort::State::unreadable ? static_cast<DWORD>(ERROR_READ_FAULT) : ERROR_SUCCESS;
 }
 
 DWORD delete_stored(Monitor monitor, const Text& name) {
-    const LSTATUS status = RegDeleteKeyW(HKEY_LOCAL_MACHINE, (key_of(monitor) + name).c_str());
-    return is_missing(status) ? static_cast<DWORD>(ERROR_SUCCESS) : static_cast<DWORD>(status);
+    return unless_missing(static_cast<DWORD>(RegDeleteKeyW(HKEY_LOCAL_MACHINE, (key_of(monitor) + name).c_str())));
 }
 
 }  // namespace tsport::migrate
