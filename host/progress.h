@@ -20,8 +20,8 @@ class Progress {
         std::FILE* stream = nullptr;  // a terminal; null: nothing is shown
         std::uint64_t total = 0;
         // The line for so much work done in so many seconds; without a function "N of TOTAL DEED".
-        std::function<std::string(std::uint64_t done, double seconds)> line;
-        std::string deed;
+        std::function<std::string(std::uint64_t done, double seconds)> line = {};
+        std::string deed = {};
         std::string standstill = "nothing has moved";  // the words for it
         std::chrono::milliseconds first_after{200};
         std::chrono::milliseconds interval{100};

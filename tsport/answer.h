@@ -101,8 +101,22 @@ void import_ports(const Task& task);
 void diff_ports(const Task& task);
 void completion(const Task& task);
 
+// The verbs with a help and options of their own.
 extern const char report_help[];
 void report_logs(const Task& task);
 command_line::Options report_options(Command& command);
+
+extern const char watch_help[];
+void watch_log(const Task& task);
+command_line::Options watch_options(Command& command);
+
+extern const char collect_help[];
+void collect(const Task& task);
+command_line::Options collect_options(Command& command);
+
+namespace migrate {
+void migrate(const Task& task);
+command_line::Options options(Command& command);
+}  // namespace migrate
 
 }  // namespace tsport

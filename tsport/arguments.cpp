@@ -4,13 +4,10 @@
 #include <map>
 
 #include "tsport/answer.h"
-#include "tsport/collect/collect.h"
 #include "tsport/doctor/doctor.h"
 #include "tsport/file.h"
-#include "tsport/migrate/migrate.h"
 #include "tsport/output.h"
 #include "tsport/ports/encoding.h"
-#include "tsport/watch/watch.h"
 
 namespace tsport {
 namespace {
@@ -138,8 +135,7 @@ Options all_options(Command& command) {
     return options;
 }
 
-bool parse_arguments(const Words& words, Arguments& arguments, std::string& why) {
-    Command& command = arguments.command;
+bool parse_arguments(const Words& words, Command& command, std::string& why) {
     command.json = std::any_of(words.begin(), words.end(),
                                [](const std::string& word) { return word.substr(0, word.find('=')) == "--json"; });
     Command nowhere;  // the values are discarded in this pass
@@ -147,18 +143,14 @@ bool parse_arguments(const Words& words, Arguments& arguments, std::string& why)
     ParsedLine line;
     if (!command_line::split(words, options, line, why)) return false;
     const bool topic = line.words.size() > 1 && line.words[0] == "help";
-    if (line.version) {
-        arguments.text = std::string("tsport ") + command_line::version() + "\n";
-        return true;
-    }
-    if (line.words == Words{"help"} || (line.help && line.words.empty())) {
-        arguments.text = general_help();
+    if (line.version || line.words == Words{"help"} || (line.help && line.words.empty())) {
+        command.text = line.version ? std::string("tsport ") + command_line::version() + "\n" : general_help();
         return true;
     }
     why = "no verb given";
     if (line.words.empty() || !take_verb(line.words[topic ? 1 : 0], command, why)) return false;
     if (line.help || topic) {
-        arguments.text = with_pages(command.verb->help);
+        command.text = with_pages(command.verb->help);
         return true;
     }
     if (!take_options(line, command, why)) return false;

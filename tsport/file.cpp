@@ -111,15 +111,10 @@ bool take_lock(FileLock& lock, const std::string& path, std::chrono::millisecond
     const auto end = std::chrono::steady_clock::now() + limit;
     std::string cause;
     for (;;) {
-        switch (lock.try_take(behind_links(path), cause)) {
-            case FileLock::Result::taken:
-                return true;
-            case FileLock::Result::failed:
-                why = cannot(path, "locked", cause);
-                return false;
-            case FileLock::Result::busy:
-                break;
-        }
+        const FileLock::Result result = lock.try_take(behind_links(path), cause);
+        if (result == FileLock::Result::taken) return true;
+        why = cannot(path, "locked", cause);
+        if (result == FileLock::Result::failed) return false;
         if (std::chrono::steady_clock::now() >= end) break;
         std::this_thread::sleep_for(pause);
     }

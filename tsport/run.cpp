@@ -49,11 +49,8 @@ bool Task::save_changes() const {
 }
 
 std::unique_ptr<host::Progress> Task::progress(size_t steps, const char* deed) const {
-    host::Progress::Options options;
-    if (command.servers.size() <= 1) options.stream = console.progress;
-    options.total = steps;
-    options.deed = deed;
-    return std::make_unique<host::Progress>(options);
+    std::FILE* const stream = command.servers.size() <= 1 ? console.progress : nullptr;
+    return std::make_unique<host::Progress>(host::Progress::Options{.stream = stream, .total = steps, .deed = deed});
 }
 
 // -- The verb on one server ------------------------------------------------------------------------------------------
@@ -87,13 +84,11 @@ void run_on(const Command& command, const Text& server, Hosted* hosted, const Co
 }
 
 void run_on_servers(const Command& command, const Console& console, std::vector<Reply>& replies) {
-    host::Progress::Options options;
-    if (command.servers.size() > 1) options.stream = console.progress;
-    options.total = command.servers.size();
-    options.deed = "servers have answered";
-    host::Progress progress(options);
+    const size_t count = command.servers.size();
+    host::Progress progress(
+        {.stream = count > 1 ? console.progress : nullptr, .total = count, .deed = "servers have answered"});
     std::atomic<size_t> finished{0};
-    for_each_at_once(command.servers.size(), [&](size_t at) {
+    for_each_at_once(count, [&](size_t at) {
         run_on(command, command.servers[at], nullptr, console, replies[at]);
         progress.show(++finished);
     });
@@ -101,13 +96,8 @@ void run_on_servers(const Command& command, const Console& console, std::vector<
 
 void run_hosted(const Command& command, const Console& console, Reply& reply) {
     Hosted hosted;
-    Hosted::Options options;
-    options.library = command.library;
-    options.store = command.store;
-    options.for_changes = command.verb->needs == Needs::changing && !command.dry_run;
-    options.wait = std::chrono::seconds(command.wait_seconds);
     std::string why;
-    if (hosted.load(options, why)) {
+    if (hosted.load(command, why)) {
         run_on(command, Text(), &hosted, console, reply);
     } else {
         reply.status = refused;
@@ -123,77 +113,60 @@ std::string to_text(const Error& error) {
     return error.message + (error.message.empty() || faults.empty() ? "" : on_one_line ? ": " : ":\n") + faults;
 }
 
-// One for each fault, if there are any.
-void write_errors(JsonWriter& json, const Error& error, const Text* server) {
-    const std::vector<Fault> whole = {{0, 0, error.message}};
-    for (const Fault& fault : error.faults.empty() ? whole : error.faults) {
-        if (fault.why.empty()) continue;
-        json.object([&] {
-            if (server != nullptr) json.member("server", *server);
-            json.member("error", fault.why);
-            json.member("code", error.code);
-            json.member("cause", error.cause);
-            if (fault.line == 0) return;
-            json.member("file", error.file);
-            json.member("line", fault.line);
-            json.member("column", fault.column);
-        });
-    }
+void write_members(JsonWriter& json, const Error& error, const Fault& fault) {
+    json.member("error", fault.why);
+    json.member("code", error.code);
+    json.member("cause", error.cause);
+    if (fault.line == 0) return;
+    json.member("file", error.file);
+    json.member("line", fault.line);
+    json.member("column", fault.column);
 }
 
 // One shape for all verbs and any number of servers; docs/JSON.md describes it.
 std::string json_answer(const Command& command, const std::vector<Reply>& replies) {
-    const auto server_of = [&](const Reply& reply) {
-        return command.servers.empty() ? nullptr : &command.servers[static_cast<size_t>(&reply - replies.data())];
-    };
     return json_line([&](JsonWriter& json) {
-        json.member("version", 1u);
-        json.member("verb", command.verb != nullptr ? command.verb->name : "");
-        json.array("results", [&] {
-            for (const Reply& reply : replies) {
-                for (const JsonMembers& members : reply.json_objects) {
-                    json.object([&] {
-                        if (server_of(reply) != nullptr) json.member("server", *server_of(reply));
-                        members(json);
+        // An array of what each reply adds to it; `add` gets the members of one object.
+        const auto write_array = [&](const char* name, const auto& contents) {
+            json.array(name, [&] {
+                for (size_t i = 0; i < replies.size(); ++i) {
+                    contents(replies[i], [&](const JsonMembers& members) {
+                        json.object([&] {
+                            if (!command.servers.empty()) json.member("server", command.servers[i]);
+                            members(json);
+                        });
                     });
                 }
-            }
+            });
+        };
+        json.member("version", 1u);
+        json.member("verb", command.verb != nullptr ? command.verb->name : "");
+        write_array("results", [](const Reply& reply, const auto& add) {
+            for (const JsonMembers& members : reply.json_objects) add(members);
         });
-        json.array("warnings", [&] {
-            for (const Reply& reply : replies) {
-                if (reply.warning.empty()) continue;
-                json.object([&] {
-                    if (server_of(reply) != nullptr) json.member("server", *server_of(reply));
-                    json.member("warning", reply.warning);
-                });
-            }
+        write_array("warnings", [&](const Reply& reply, const auto& add) {
+            if (!reply.warning.empty()) add([&](JsonWriter&) { json.member("warning", reply.warning); });
         });
-        json.array("errors", [&] {
-            for (const Reply& reply : replies) write_errors(json, reply.error, server_of(reply));
+        write_array("errors", [&](const Reply& reply, const auto& add) {
+            const Error& error = reply.error;
+            const std::vector<Fault> whole = {{0, 0, error.message}};
+            for (const Fault& fault : error.faults.empty() ? whole : error.faults) {
+                if (!fault.why.empty()) add([&](JsonWriter&) { write_members(json, error, fault); });
+            }
         });
     });
-}
-
-// What is said of several servers is said once.
-std::string said(const std::vector<std::pair<std::string, std::string>>& messages) {
-    std::string text;
-    for (size_t i = 0; i < messages.size(); ++i) {
-        const std::string& message = messages[i].second;
-        const auto is_same = [&](const auto& other) { return other.second == message; };
-        if (std::any_of(messages.begin(), messages.begin() + static_cast<std::ptrdiff_t>(i), is_same)) continue;
-        std::string servers;
-        for (const auto& other : messages) {
-            if (is_same(other) && !other.first.empty()) servers.append(servers.empty() ? "" : ", ").append(other.first);
-        }
-        text.append("tsport: ").append(servers).append(servers.empty() ? "" : ": ").append(message).append("\n");
-    }
-    return text;
 }
 
 // One table for all servers.
 void answer_as_text(const Command& command, const std::vector<Reply>& replies, std::string& out, std::string& err) {
     Rows rows;
-    std::vector<std::pair<std::string, std::string>> errors;
+    std::vector<std::pair<std::string, std::string>> messages;  // each once, with the servers that it is about
+    const auto note = [&](const std::string& message, const std::string& server) {
+        const auto known =
+            std::find_if(messages.begin(), messages.end(), [&](const auto& other) { return other.first == message; });
+        if (known != messages.end()) known->second += ", " + server;
+        if (known == messages.end() && !message.empty()) messages.emplace_back(message, server);
+    };
     for (size_t i = 0; i < replies.size(); ++i) {
         const Reply& reply = replies[i];
         const std::string server = command.servers.empty() ? "" : shown(command.servers[i]);
@@ -205,12 +178,12 @@ void answer_as_text(const Command& command, const std::vector<Reply>& replies, s
         if (rows.empty() && !reply.header.empty() && !reply.rows.empty()) add_row(reply.header, "SERVER");
         for (const auto& row : reply.rows) add_row(row, server);
         if (!reply.summary.empty() && !server.empty()) add_row({reply.summary}, server);
-        if (!to_text(reply.error).empty()) errors.emplace_back(server, to_text(reply.error));
-        if (!reply.warning.empty()) errors.emplace_back(server, reply.warning);
+        note(to_text(reply.error), server);
+        note(reply.warning, server);
     }
     out += in_columns(rows);
     if (command.servers.empty() && !replies[0].summary.empty()) out += replies[0].summary + "\n";
-    err += said(errors);
+    for (const auto& [message, of] : messages) err += "tsport: " + of + (of.empty() ? "" : ": ") + message + "\n";
 }
 
 Answer wrong_line(const Command& command, const std::string& why) {
@@ -225,15 +198,11 @@ Answer wrong_line(const Command& command, const std::string& why) {
 }  // namespace
 
 Answer run(const std::vector<std::string>& words, const Console& console) {
-    Arguments arguments;
+    Command command;
     Answer answer;
     std::string why;
-    const Command& command = arguments.command;
-    if (!parse_arguments(words, arguments, why)) return wrong_line(command, why);
-    if (!arguments.text.empty()) {
-        answer.out = arguments.text;
-        return answer;
-    }
+    if (!parse_arguments(words, command, why)) return wrong_line(command, why);
+    if (!command.text.empty()) return {done, command.text, ""};
     const bool one_output = command.verb->run == export_ports || (command.verb->run == list && command.csv);
     if (command.servers.size() > 1 && (one_output || command.file == "-")) {
         return wrong_line(command, "one file cannot serve several servers here; name one server");

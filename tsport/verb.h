@@ -18,6 +18,7 @@ struct Verb;
 // The parsed command. A verb reads only what its own operands and options fill.
 struct Command {
     const Verb* verb = nullptr;
+    std::string text;  // to be printed, and nothing else done: a help or the version
     bool json = false;
 
     // The servers or the store that hold the ports.
@@ -74,13 +75,8 @@ command_line::Words verb_names();
 // What --help prints without a verb.
 std::string general_help();
 
-// The parsed line.
-struct Arguments {
-    Command command;
-    std::string text;  // to be printed, and nothing else done: a help or the version
-};
 // False with the reason when the line cannot be understood or a port cannot have what it names; `command.json` is right
 // even then.
-bool parse_arguments(const command_line::Words& words, Arguments& arguments, std::string& why);
+bool parse_arguments(const command_line::Words& words, Command& command, std::string& why);
 
 }  // namespace tsport

@@ -2,11 +2,8 @@
 #include <algorithm>
 
 #include "tsport/answer.h"
-#include "tsport/collect/collect.h"
 #include "tsport/doctor/doctor.h"
-#include "tsport/migrate/migrate.h"
 #include "tsport/output.h"
-#include "tsport/watch/watch.h"
 
 namespace tsport {
 namespace {

@@ -163,17 +163,17 @@ class Tsport : public testing::Test {
     }
 
     // A monitor of its own, with these ports.
-    using Server = std::pair<tsport::Store, host::MonitorHost>;
     void add_server(const Text& name, const std::vector<tsport::Port>& ports) {
-        auto& [store, monitor] = *servers_.emplace_back(std::make_unique<Server>());
         host::MonitorHost::Options options;
         std::string why;
         options.library = host::executable_folder() + "/" + host::monitor_file_name();
-        options.hive = store.hive();
-        options.registry_path = store.path();
+        options.registry_path = contract::kMonitorKey + name.substr(1);
         options.simulated_server = name;
         spooler_sim::add_server(name);
-        ASSERT_TRUE(store.write(ports) && monitor.load(options, why)) << why;
+        for (const tsport::Port& port : ports) {
+            host::store_port(port.name, port.address, port.number, options.hive, options.registry_path);
+        }
+        ASSERT_TRUE(servers_.emplace_back(std::make_unique<host::MonitorHost>())->load(options, why)) << why;
     }
     void add_servers() {
         add_server(W("\\\\FRONT"), {{W("Office"), W("10.0.0.1"), 9100}, {W("Hall"), W("10.0.0.2"), 9100}});
@@ -192,7 +192,7 @@ class Tsport : public testing::Test {
         options.library = host::executable_folder() + "/" + host::monitor_file_name();
         host::store_port(W("Office"), W("10.0.0.1"), 9100);
         host::store_port(W("Gone"), W("10.0.0.2"), 9100);
-        ASSERT_TRUE(servers_.emplace_back(std::make_unique<Server>())->second.load(options, why)) << why;
+        ASSERT_TRUE(servers_.emplace_back(std::make_unique<host::MonitorHost>())->load(options, why)) << why;
         host::store_port(W("New"), W("10.0.0.3"), 9100);
         RegDeleteKeyW(HKEY_LOCAL_MACHINE, (Text(contract::kMonitorKey) + W("\\Ports\\Gone")).c_str());
     }
@@ -201,7 +201,7 @@ class Tsport : public testing::Test {
     const ScratchDir scratch_;
     test_printer::TcpPrinter printer_;
     test_printer::TcpPrinter closed_;
-    std::vector<std::unique_ptr<Server>> servers_;
+    std::vector<std::unique_ptr<host::MonitorHost>> servers_;
 };
 
 TEST_F(Tsport, AnswersAsWritten) {

@@ -1,5 +1,3 @@
-#include "tsport/collect/collect.h"
-
 #include <algorithm>
 #include <chrono>
 #include <filesystem>

@@ -1,5 +1,3 @@
-#include "tsport/migrate/migrate.h"
-
 #include <algorithm>
 
 #include "tsport/migrate/apply.h"

@@ -61,7 +61,7 @@ bool Task::find(const std::vector<Text>& patterns, std::vector<Found>& found) co
     const std::set<Text, NameOrder> loaded(names.begin(), names.end());
     const bool local = spooler.server().empty();
     if (hosted != nullptr) {
-        hosted->store().read(stored);
+        hosted->read(stored);
     } else if (local) {
         host::read_stored_ports(configs);
     }

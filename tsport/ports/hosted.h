@@ -1,7 +1,6 @@
 // A monitor that this process loads itself, over the ports of a file.
 #pragma once
 
-#include <chrono>
 #include <string>
 
 #include "host/monitor_host.h"
@@ -10,37 +9,22 @@
 
 namespace tsport {
 
-// The ports in the registry, below a key of their own that goes with the object.
-class Store {
-  public:
-    Store();
-    ~Store();
-    Store(const Store&) = delete;
-    Store& operator=(const Store&) = delete;
+struct Command;
 
-    HKEY hive() const;
-    // The monitor's key below the hive.
-    const Text& path() const { return path_; }
-
-    bool write(const std::vector<Port>& ports) const;
-    // In the registry's order.
-    bool read(std::vector<Port>& ports) const;
-
-  private:
-    Text path_;
-};
-
-// While loaded it is the monitor of this process's spooler simulation.
+// While loaded it is the monitor of this process's spooler simulation. Its ports are in the registry, below a key of
+// their own that goes with the object.
 class Hosted {
   public:
-    struct Options {
-        std::string library;               // empty: the one beside this program or in the folder above
-        std::string store;                 // the file; one that does not exist holds no ports
-        bool for_changes = false;          // locks the file against other processes
-        std::chrono::milliseconds wait{};  // how long to wait for that lock
-    };
-    bool load(const Options& options, std::string& why);
-    const Store& store() const { return store_; }
+    Hosted();
+    ~Hosted();
+    Hosted(const Hosted&) = delete;
+    Hosted& operator=(const Hosted&) = delete;
+
+    // Over the ports of the command's store, which is locked against other processes when the command changes it; a
+    // file that does not exist holds no ports. False with the reason.
+    bool load(const Command& command, std::string& why);
+    // Adds the monitor's ports, in the registry's order.
+    bool read(std::vector<Port>& ports) const;
     // Stores ports, new ones and such that are there, and starts the monitor anew with them: adding them one by one
     // would have it list all its ports for each. No channel to the monitor may be open. False with the reason.
     bool put(const std::vector<Port>& ports, std::string& why);
@@ -48,13 +32,12 @@ class Hosted {
     bool keep(std::string& why);
 
   private:
-    bool start(std::string& why);
+    bool write(const std::vector<Port>& ports) const;
 
     std::string path_;
-    std::string library_;
     FileLock lock_;
     PortsFile file_;
-    Store store_;  // outlives the monitor
+    host::MonitorHost::Options setup_;
     host::MonitorHost monitor_;
 };
 

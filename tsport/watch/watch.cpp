@@ -1,5 +1,3 @@
-#include "tsport/watch/watch.h"
-
 #include <algorithm>
 #include <filesystem>
 #include <thread>
