@@ -1,4 +1,4 @@
-// The TCP functions that a printer needs; each platform has its own body (linux/, windows/).
+// The TCP functions that a printer needs.
 #pragma once
 
 #include <cstddef>

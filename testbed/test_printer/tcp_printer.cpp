@@ -57,14 +57,6 @@ void TcpPrinter::behave_once(const Behaviour& behaviour) {
     queued_.push_back(behaviour);
 }
 
-void TcpPrinter::refuse() {
-    set_listening(false);
-}
-
-void TcpPrinter::listen() {
-    set_listening(true);
-}
-
 // The accepting thread owns the listening socket, so it is told and waited for.
 void TcpPrinter::set_listening(bool listening) {
     std::unique_lock lock(mutex_);
@@ -134,14 +126,9 @@ void TcpPrinter::forget_ended() {
     forgotten_ += served_.remove_if([](const Served& served) { return served.record.closed; });
 }
 
-bool TcpPrinter::stopping() const {
-    const std::lock_guard lock(mutex_);
-    return stopping_;
-}
-
 bool TcpPrinter::pause(Clock::duration time) {
     std::unique_lock lock(mutex_);
-    return !changed_.wait_for(lock, time, [&] { return stopping_; });
+    return !changed_.wait_for(lock, time, [&] { return stopping_.load(); });
 }
 
 void TcpPrinter::accept_connections() {
@@ -191,9 +178,7 @@ void TcpPrinter::serve(Served& served) {
     if (end == End::finished) {
         if (!behaviour.answer.empty()) net::send_all(served.socket, behaviour.answer.data(), behaviour.answer.size());
         if (behaviour.never_close) finish(served, end);
-        while (behaviour.never_close && pause(std::chrono::hours(1))) {
-        }
-        if (behaviour.close_delay.count() != 0) pause(behaviour.close_delay);
+        pause(behaviour.never_close ? std::chrono::hours(24 * 365) : behaviour.close_delay);
     }
     if (end != End::reset_here) net::close_socket(served.socket);
     if (!behaviour.never_close || end != End::finished) finish(served, end);
@@ -207,7 +192,7 @@ End TcpPrinter::receive_all(Served& served) {
     const Behaviour& behaviour = served.behaviour;
     std::vector<char> buffer(piece);
     bool stalled = false;
-    while (!stopping()) {
+    while (!stopping_) {
         const std::uint64_t bytes = served.record.bytes;  // written by this thread only
         if (bytes >= behaviour.reset_after) return End::reset_here;
         if (bytes >= behaviour.close_after) return End::closed_here;

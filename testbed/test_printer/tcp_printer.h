@@ -2,6 +2,7 @@
 // request.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -81,8 +82,8 @@ class TcpPrinter {
     // Only for the next connection that nothing else was queued for.
     void behave_once(const Behaviour& behaviour);
     // Connections are refused until listen(); the address stays taken.
-    void refuse();
-    void listen();
+    void refuse() { set_listening(false); }
+    void listen() { set_listening(true); }
 
     size_t connections() const;
     // A copy of the record of the n-th connection (from 0); an empty record when there is none.
@@ -117,7 +118,6 @@ class TcpPrinter {
     void finish(Served& served, End end);
     // False when the printer is being destroyed meanwhile.
     bool pause(std::chrono::steady_clock::duration time);
-    bool stopping() const;
 
     const Options options_;
     std::string error_;
@@ -127,7 +127,7 @@ class TcpPrinter {
     net::Socket listener_ = net::no_socket;
     bool listening_ = false;
     bool wanted_ = false;
-    bool stopping_ = false;
+    std::atomic<bool> stopping_ = false;  // set under the lock
     size_t accepted_ = 0;
     size_t forgotten_ = 0;
     Behaviour behaviour_;
