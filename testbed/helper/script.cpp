@@ -82,61 +82,48 @@ bool read_size(LineReader& line, Step& step) {
     return unit == "B" || unit == "KiB" || unit == "MiB";
 }
 
-bool read_step(LineReader& line, Step& step) {
-    for (const char* const answer : {"OK", "DELETE", "ERROR"}) {
-        if (!line.take(answer)) continue;
-        step.text = answer;
-        return true;
-    }
-    if (line.take("WAIT")) {
-        step.kind = Step::Kind::wait;
-        line.take_text(step.text);
-        return read_duration(line, step);
-    }
-    if (line.take("silence")) {
-        step.kind = Step::Kind::silence;
-        return read_duration(line, step);
-    }
-    if (line.take("taken")) {
-        step.kind = Step::Kind::taken;
-        return true;
-    }
-    if (line.take("say")) {
-        step.kind = Step::Kind::say;
-        return line.take_text(step.text);
-    }
-    if (line.take("write")) {
-        step.kind = Step::Kind::write;
-        return read_size(line, step);
-    }
-    if (line.take("close")) {
-        step.kind = Step::Kind::close_output;
-        return line.take("output");
-    }
-    step.kind = line.take("rewrite") ? Step::Kind::rewrite : Step::Kind::exit;
-    return step.kind == Step::Kind::rewrite || line.take("exit");
+bool read_problem(LineReader& line, Step& step) {
+    line.take_text(step.text);
+    return read_duration(line, step);
 }
 
-// "run 2: on COMMAND" up to the first step.
-bool read_beginning(LineReader& line, unsigned run, bool& counts, std::string& command) {
-    counts = true;
-    if (line.take("run")) {
-        std::uint64_t number = 0;
-        std::string colon;
-        if (!line.take_measure(number, colon) || colon != ":") return false;
-        counts = number == run;
+constexpr struct {
+    const char* word;
+    Step::Kind kind;
+    bool (*read_rest)(LineReader& line, Step& step) = nullptr;
+} step_forms[] = {
+    {"OK", Step::Kind::answer},
+    {"DELETE", Step::Kind::answer},
+    {"ERROR", Step::Kind::answer},
+    {"WAIT", Step::Kind::wait, read_problem},
+    {"silence", Step::Kind::silence, read_duration},
+    {"taken", Step::Kind::taken},
+    {"say", Step::Kind::say, [](LineReader& line, Step& step) { return line.take_text(step.text); }},
+    {"write", Step::Kind::write, read_size},
+    {"rewrite", Step::Kind::rewrite},
+    {"close", Step::Kind::close_output, [](LineReader& line, Step&) { return line.take("output"); }},
+    {"exit", Step::Kind::exit},
+};
+
+bool read_step(LineReader& line, Step& step) {
+    for (const auto& form : step_forms) {
+        if (!line.take(form.word)) continue;
+        step.kind = form.kind;
+        if (step.kind == Step::Kind::answer) step.text = form.word;
+        return form.read_rest == nullptr || form.read_rest(line, step);
     }
-    return line.take("on") && line.take_word(command);
+    return false;
 }
 
 bool read_line(LineReader& line, unsigned run, std::map<std::string, Steps>& all) {
-    bool counts = true;
+    std::uint64_t number = run;  // of the run that the line counts for
     std::string command;
-    if (!read_beginning(line, run, counts, command)) return false;
+    if (line.take("run") && (!line.take_measure(number, command) || command != ":")) return false;
+    if (!line.take("on") || !line.take_word(command)) return false;
     do {
         Step step;
         if (!read_step(line, step)) return false;
-        if (counts) all[command].push_back(step);
+        if (number == run) all[command].push_back(step);
     } while (line.take("then"));
     return line.at_end();
 }
@@ -159,11 +146,8 @@ Steps Script::steps_for(const std::string& command) const {
         const auto found = steps_.find(name);
         if (found != steps_.end()) return found->second;
     }
-    Step ok;
-    ok.text = "OK";
-    Step rewrite;
-    rewrite.kind = Step::Kind::rewrite;
-    return command == "forceattr" ? Steps{ok, rewrite} : Steps{ok};
+    const Step ok = {.text = "OK"};
+    return command == "forceattr" ? Steps{ok, {.kind = Step::Kind::rewrite}} : Steps{ok};
 }
 
 }  // namespace helper

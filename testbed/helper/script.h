@@ -38,10 +38,10 @@ namespace helper {
 struct Step {
     enum class Kind { answer, wait, silence, taken, say, write, rewrite, close_output, exit };
     Kind kind = Kind::answer;
-    std::string text;  // of the answer; what to say; the problem
+    std::string text = {};  // of the answer; what to say; the problem
     std::uint64_t bytes = 0;
     std::chrono::milliseconds time{0};
-    std::string until;  // a file's name
+    std::string until = {};  // a file's name
 };
 using Steps = std::vector<Step>;
 
