@@ -17,6 +17,10 @@ Progress::~Progress() {
     }
     changed_.notify_all();
     if (painter_.joinable()) painter_.join();
+    wipe();
+}
+
+void Progress::wipe() const {
     if (!shown_) return;
     std::fputs("\r\033[K", options_.stream);
     std::fflush(options_.stream);
@@ -31,10 +35,7 @@ void Progress::show(std::uint64_t done) {
 
 void Progress::print(const std::string& line, std::FILE* stream) {
     const std::lock_guard lock(mutex_);
-    if (shown_) {
-        std::fputs("\r\033[K", options_.stream);
-        std::fflush(options_.stream);
-    }
+    wipe();
     std::fprintf(stream, "%s\n", line.c_str());
     std::fflush(stream);
 }

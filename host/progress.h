@@ -38,6 +38,7 @@ class Progress {
 
   private:
     void run();
+    void wipe() const;
     void draw(std::chrono::steady_clock::time_point now);
 
     const Options options_;

@@ -55,7 +55,8 @@ bool show_all_courses(demo::Stage& stage, const demo::File& page) {
 
 struct Options {
     command_line::Words files;
-    std::string printer;
+    std::string host;  // of a real printer
+    DWORD port = 0;
 };
 
 int run(const Options& options) {
@@ -66,7 +67,7 @@ int run(const Options& options) {
     for (size_t i = 0; readable && i < files.size(); ++i) {
         readable = open_file(options.files.empty() ? DEMO_PAGE : options.files[i], files[i], why);
     }
-    if (!readable || !stage.open(options.printer, why)) {
+    if (!readable || !stage.open(options.host, options.port, why)) {
         std::fprintf(stderr, "demo: %s\n", why.c_str());
         return readable ? 3 : 2;
     }
@@ -82,16 +83,14 @@ int run(const Options& options) {
 int main(int count, char** arguments) {
     const host::Utf8Console utf8;
     Options options;
-    const command_line::Program program = {
-        "demo", usage, {command_line::text("--printer", "HOST:PORT", options.printer)}};
+    std::string printer;
+    const command_line::Program program = {"demo", usage, {command_line::text("--printer", "HOST:PORT", printer)}};
     int status = 0;
     const auto files = command_line::operands_of(program, host::program_arguments(count, arguments), status);
     if (!files) return status;
     options.files = *files;
-    std::string name;
-    DWORD port = 0;
-    if (!options.printer.empty() && !host::parse_host_port(options.printer, name, port)) {
-        return command_line::wrong_line(program, "--printer takes HOST:PORT, not \"" + options.printer + "\"");
+    if (!printer.empty() && !host::parse_host_port(printer, options.host, options.port)) {
+        return command_line::wrong_line(program, "--printer takes HOST:PORT, not \"" + printer + "\"");
     }
     return run(options);
 }

@@ -37,8 +37,10 @@ std::string bar_of(std::uint64_t done, std::uint64_t total, double seconds) {
 
 const char printer_name[] = "Front desk";
 
-bool Stage::open(const std::string& real_printer, std::string& why) {
-    if (real_printer.empty()) {
+bool Stage::open(const std::string& host, DWORD port, std::string& why) {
+    host_ = host;
+    port_ = port;
+    if (host.empty()) {
         printer_ = std::make_unique<test_printer::TcpPrinter>();
         test_printer::Behaviour behaviour;
         behaviour.keep_bytes = kept_bytes;
@@ -47,9 +49,6 @@ bool Stage::open(const std::string& real_printer, std::string& why) {
         port_ = printer_->port();
         why = printer_->error();
         if (!why.empty()) return false;
-    } else if (!host::parse_host_port(real_printer, host_, port_)) {
-        why = "--printer takes HOST:PORT, not \"" + real_printer + "\"";
-        return false;
     }
     // Keeps all of it in one log file.
     const std::vector<std::string> conf = {"Debug=on", "LogRotateSizeKBytes=4000000"};
@@ -75,12 +74,11 @@ host::Document Stage::document(const std::string& name, const host::Source& sour
 }
 
 host::Outcome Stage::print(host::Document document) {
-    host::Progress::Options bar;
-    if (host::is_terminal(stdout)) bar.stream = stdout;
-    bar.total = document.source.size;
-    bar.line = [&](std::uint64_t done, double seconds) { return bar_of(done, document.source.size, seconds); };
-    bar.standstill = "the printer has taken nothing";
-    host::Progress progress(bar);
+    const std::uint64_t size = document.source.size;
+    host::Progress progress({.stream = host::is_terminal(stdout) ? stdout : nullptr,
+                             .total = size,
+                             .line = [&](std::uint64_t done, double seconds) { return bar_of(done, size, seconds); },
+                             .standstill = "the printer has taken nothing"});
     document.progress = [&](std::uint64_t bytes) { progress.show(bytes); };
     return monitor.print_document(document);
 }

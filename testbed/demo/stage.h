@@ -14,9 +14,9 @@ extern const char printer_name[];
 
 class Stage : public testbed::PrintServer {
   public:
-    // `real_printer`: "HOST:PORT", or empty for one inside the demo. False with the reason when the monitor cannot be
+    // For a real printer, or without a host for one inside the demo. False with the reason when the monitor cannot be
     // started.
-    bool open(const std::string& real_printer, std::string& why);
+    bool open(const std::string& host, DWORD port, std::string& why);
 
     std::string address() const { return host_ + ":" + std::to_string(port_); }
     // Null when a real one is used.

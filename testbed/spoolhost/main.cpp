@@ -150,13 +150,12 @@ void drive_port(Work& work, std::uint64_t port) {
 std::uint64_t print_all(const Options& options, testbed::PrintServer& server) {
     const std::string total = std::to_string(options.all_jobs());
     Work work = {options, server};
-    host::Progress::Options line;
-    if (host::is_terminal(stderr)) line.stream = stderr;
-    line.total = options.all_jobs();
-    line.line = [&](std::uint64_t, double) { return std::to_string(work.finished) + " of " + total + " jobs"; };
-    line.standstill = "no printer has taken anything";
+    const auto line = [&](std::uint64_t, double) { return std::to_string(work.finished) + " of " + total + " jobs"; };
     {
-        host::Progress progress(line);
+        host::Progress progress({.stream = host::is_terminal(stderr) ? stderr : nullptr,
+                                 .total = options.all_jobs(),
+                                 .line = line,
+                                 .standstill = "no printer has taken anything"});
         work.progress = &progress;
         std::vector<std::thread> ports;
         for (std::uint64_t i = 0; i < options.ports; ++i) ports.emplace_back(drive_port, std::ref(work), i);

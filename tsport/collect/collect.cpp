@@ -70,11 +70,8 @@ class Folder {
         add_answer("ports.json", "the ports, and the queues that print to them", {"list", "--json"}, false);
         if (!base_.empty()) {
             std::string log;
-            if (read_end(base_ + "/" + kLogFileName, log, why_)) {
-                add({kLogFileName, "the end of the monitor's log", log});
-            } else {
-                miss(kLogFileName, why_);
-            }
+            const bool read = read_end(base_ + "/" + kLogFileName, log, why_);
+            add_if(read, {kLogFileName, "the end of the monitor's log", log});
         }
         add_events();
     }
@@ -84,14 +81,10 @@ class Folder {
         std::error_code error;
         const fs::path path = host::path_of(folder);
         fs::create_directories(path, error);
-        if (!error && !fs::is_empty(path, error) && !error) {
-            why = folder + " exists and is not empty; name a new folder";
-            return false;
-        }
-        if (error) {
-            why = folder + " cannot be created: " + error.message();
-            return false;
-        }
+        why = folder + " exists and is not empty; name a new folder";
+        if (!error && !fs::is_empty(path, error) && !error) return false;
+        why = folder + " cannot be created: " + error.message();
+        if (error) return false;
         add({"README.txt", "this list", readme()});
         return std::all_of(parts_.begin(), parts_.end(),
                            [&](const Part& part) { return write_file(folder + "/" + part.name, part.contents, why); });
@@ -112,6 +105,8 @@ class Folder {
         part.contents = secrets_.remove_from(std::move(part.contents));
         parts_.push_back(std::move(part));
     }
+    // Or notes why it is missing.
+    void add_if(bool read, const Part& part) { read ? add(part) : miss(part.name, why_); }
     void miss(const std::string& name, const std::string& why) { missing_ += "  " + name + ": " + why + "\n"; }
 
     void add_settings() {
@@ -175,11 +170,8 @@ class Folder {
         };
         for (const auto& log : logs) {
             std::string xml;
-            if (doctor::export_events(log.log, log.query, xml, why_)) {
-                add({log.name, "crashes and failures to load of the event log " + std::string(log.log), xml});
-            } else {
-                miss(log.name, why_);
-            }
+            const bool read = doctor::export_events(log.log, log.query, xml, why_);
+            add_if(read, {log.name, "crashes and failures to load of the event log " + std::string(log.log), xml});
         }
     }
 
