@@ -1,15 +1,13 @@
-#include "tsport/report/debug_off.h"
-
 #include <utility>
 
-#include "tsport/report/thread_state.h"
+#include "tsport/report/tracker.h"
 
 namespace tsport::report {
 namespace {
 
-// Where the detail of a cause comes from: the system's text behind the message, the line before it that named the step
-// that failed, or the message itself.
-enum class Source { nothing, system, step, message };
+// What the rest of the message is, or where the detail of the cause comes from: the system's text behind the message,
+// the line before it that named the step that failed, or the message itself.
+enum class Source { nothing, port, address, code, system, step, message };
 
 // A line that stands for a document on its own. With Debug off nothing tells whether the document went on and printed.
 struct Failure {
@@ -19,6 +17,8 @@ struct Failure {
     Source source;
 };
 constexpr Failure failures[] = {
+    {Event::port_unknown, Outcome::not_started, Cause::port_unknown, Source::port},
+    {Event::start_failed, Outcome::not_started, Cause::unreachable, Source::address},
     {Event::name_unusable, Outcome::not_started, Cause::printer_name_unusable, Source::system},
     {Event::printer_not_opened, Outcome::not_started, Cause::printer_not_in_spooler, Source::system},
     {Event::sent_nothing, Outcome::unknown, Cause::printer_took_nothing, Source::nothing},
@@ -27,6 +27,8 @@ constexpr Failure failures[] = {
     {Event::work_file_full, Outcome::unknown, Cause::work_file_full, Source::step},
     {Event::rewriting_failed, Outcome::lost, Cause::rewriting_failed, Source::step},
     {Event::printed_unchanged, Outcome::unknown, Cause::printed_unchanged, Source::step},
+    {Event::close_not_seen, Outcome::printed, Cause::close_not_seen, Source::nothing},
+    {Event::close_broken, Outcome::printed, Cause::broken_at_end, Source::code},
 };
 
 }  // namespace
@@ -34,79 +36,59 @@ constexpr Failure failures[] = {
 bool DebugOffTracker::process(const LogLine& line, const Message& message) {
     // A job that loses its connection once more has no line of level ERROR for it.
     while (!losses_.empty() && line.time - losses_.front().start > longest_loss) report_loss();
-    Document failed{.start = line.time, .outcome = Outcome::not_started};
     switch (message.event) {
         case Event::not_approved:
             report_not_approved(line.time, message.rest);
             return true;
-        case Event::port_unknown:
-            failed.port = texts_.add(message.rest);
-            report(failed, Cause::port_unknown);
-            return true;
-        case Event::start_failed:
-            failed.address = texts_.add(message.rest);
-            report(failed, Cause::unreachable);
-            return true;
         case Event::helper_not_found:
             missing_helper_ = line.time;
             return false;
-        case Event::rewriting_failed:
-            if (missing_helper_ && line.time - *missing_helper_ < same_moment) {
-                report({.start = line.time, .outcome = Outcome::lost}, Cause::helper_missing_for_rewriting);
-                return true;
-            }
-            return process_failure(line, message);
         case Event::helper_gone:
         case Event::helper_not_started:
         case Event::rewriting_step_failed:
         case Event::work_file_failed:
             failed_step_ = texts_.add(line.message);
             return true;
-        default:
-            return process_loss(line.time, message) || process_failure(line, message);
-    }
-}
-
-bool DebugOffTracker::process_loss(Timestamp time, const Message& message) {
-    const Document printed{.start = time, .outcome = Outcome::printed};
-    switch (message.event) {
         case Event::send_failed:
-            add_loss(time, loss_of(message.rest), system_text_of(message.rest));
+            add_loss(line.time, loss_of(message.rest), system_text_of(message.rest));
             return true;
         case Event::send_timed_out:
-            add_loss(time, Cause::printer_stalled, {});
+            add_loss(line.time, Cause::printer_stalled);
             return true;
         case Event::send_error:
-            add_loss(time, Cause::connection_lost, {});
+            add_loss(line.time, Cause::connection_lost);
             return true;
         case Event::lost:
-            if (losses_.empty()) add_loss(time, Cause::connection_lost, {});
+            if (losses_.empty()) add_loss(line.time, Cause::connection_lost);
             report_loss();
             return true;
         // The close of a broken connection may end in the same ways.
         case Event::close_step_failed:
-            return !losses_.empty();
         case Event::close_not_seen:
-            if (losses_.empty()) report(printed, Cause::close_not_seen);
-            return true;
         case Event::close_broken:
-            if (losses_.empty()) {
-                report(printed, Cause::broken_at_end, texts_.add("error " + std::string(message.rest)));
-            }
-            return true;
+            return !losses_.empty() || process_failure(line, message);
         default:
-            return false;
+            return process_failure(line, message);
     }
 }
 
 bool DebugOffTracker::process_failure(const LogLine& line, const Message& message) {
     for (const Failure& failure : failures) {
         if (failure.event != message.event) continue;
+        Document document{.start = line.time, .outcome = failure.outcome};
         TextId detail = 0;
+        Cause cause = failure.cause;
+        if (failure.source == Source::port) document.port = texts_.add(message.rest);
+        if (failure.source == Source::address) document.address = texts_.add(message.rest);
+        if (failure.source == Source::code) detail = texts_.add("error " + std::string(message.rest));
         if (failure.source == Source::system) detail = texts_.add(system_text_of(message.rest));
         if (failure.source == Source::message) detail = texts_.add(line.message);
-        if (failure.source == Source::step) detail = std::exchange(failed_step_, 0);
-        report({.start = line.time, .outcome = failure.outcome}, failure.cause, detail);
+        if (cause == Cause::rewriting_failed && missing_helper_ && line.time - *missing_helper_ < same_moment) {
+            cause = Cause::helper_missing_for_rewriting;
+        } else if (failure.source == Source::step) {
+            detail = std::exchange(failed_step_, 0);
+        }
+        report(document, cause, detail);
         return true;
     }
     return false;

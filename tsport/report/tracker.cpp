@@ -50,12 +50,10 @@ DocumentTracker::DocumentTracker(Texts& texts, Listener listener)
 bool DocumentTracker::process(const LogLine& line) {
     ++line_count_;
     const Message message = recognise(line.message);
-    if (line.detailed) return process_detailed(line, message);
-    if (!debug_off_.process(line, message) && line.error) listener_.other_error(line, message);
-    return true;
-}
-
-bool DocumentTracker::process_detailed(const LogLine& line, const Message& message) {
+    if (!line.detailed) {
+        if (!debug_off_.process(line, message) && line.error) listener_.other_error(line, message);
+        return true;
+    }
     if (message.event == Event::none && line.error) listener_.other_error(line, message);
     // Most lines of a large log say nothing of their document.
     const bool silent = message.event == Event::none || (message.event == Event::history_only && !line.error);
@@ -74,7 +72,7 @@ bool DocumentTracker::dispatch(const Entry& entry) {
     const Event event = entry.message.event;
     if (state.second_start) settle_second_start(state, event);
     if (!state.open && shows_document(event)) {
-        begin(state, entry.time());
+        begin(state, entry.line.time);
     } else if (!state.open && entry.line.error && event != Event::none && event != Event::port_unknown) {
         listener_.other_error(entry.line, entry.message);
         return true;
@@ -83,11 +81,21 @@ bool DocumentTracker::dispatch(const Entry& entry) {
         case Event::start:
             return start(entry);
         case Event::port_closed:
-            port_closed(state);
+            if (state.not_started) close(state);
+            // A document that is under way goes on: its thread may have opened the port once more.
+            if (!state.open) state.port = 0;
             return true;
-        case Event::port_unknown:
-            port_unknown(entry);
+        case Event::port_unknown: {
+            Document document{.start = entry.line.time,
+                              .port = texts_.add(entry.message.rest),
+                              .thread = entry.line.thread,
+                              .outcome = Outcome::not_started,
+                              .detailed = true};
+            document.add(Cause::port_unknown);
+            state.port = 0;
+            report(document);
             return true;
+        }
         case Event::monitor_started:
             monitor_started();
             return true;
@@ -141,23 +149,6 @@ void DocumentTracker::settle_second_start(ThreadState& state, Event event) {
     if (event == Event::started_twice) return;
     close(state);
     begin(state, begun);
-}
-
-// A document that is under way goes on: its thread may have opened the port once more.
-void DocumentTracker::port_closed(ThreadState& state) {
-    if (state.not_started) close(state);
-    if (!state.open) state.port = 0;
-}
-
-void DocumentTracker::port_unknown(const Entry& entry) {
-    Document document{.start = entry.time(),
-                      .port = texts_.add(entry.rest()),
-                      .thread = entry.line.thread,
-                      .outcome = Outcome::not_started,
-                      .detailed = true};
-    document.add(Cause::port_unknown);
-    entry.state.port = 0;
-    report(document);
 }
 
 // A monitor that starts ends whatever the one before it was doing.
