@@ -67,6 +67,18 @@ class JsonWriter {
         contents();
         writer_.EndArray();
     }
+    // An array of what `write` makes of each element ...
+    template <typename List, typename Write>
+    void array(std::string_view name, const List& list, Write write) {
+        array(name, [&] {
+            for (const auto& element : list) write(element);
+        });
+    }
+    // ... or of objects of which it writes the members.
+    template <typename List, typename Write>
+    void objects(std::string_view name, const List& list, Write write) {
+        array(name, list, [&](const auto& element) { object([&] { write(element); }); });
+    }
 
     // The next member or element begins a line.
     void break_line();

@@ -212,36 +212,23 @@ std::string Findings::to_text() const {
 std::string Findings::to_json() const {
     return json_line([this](JsonWriter& json) {
         const auto write_notes = [&json](const char* name, const std::vector<Note>& notes, const char* text) {
-            json.array(name, [&] {
-                for (const Note& note : notes) {
-                    json.object([&] {
-                        json.member("area", note.area);
-                        json.member(text, note.text);
-                    });
-                }
-            });
-        };
-        const auto write_finding = [&](const Finding& finding) {
-            json.member("id", finding.kind->id);
-            json.member("degree", std::string_view(text_of(finding.kind->degree).name));
-            json.array("places", [&] {
-                for (const Place& place : finding.places) {
-                    json.object([&] {
-                        json.member("subject", place.subject);
-                        json.member("found", place.found);
-                    });
-                }
-            });
-            json.member("means", finding.kind->means);
-            json.member("fix", fix_of(finding));
-            json.array("commands", [&] {
-                for (const std::string& command : commands_of(finding)) json.value(command);
+            json.objects(name, notes, [&](const Note& note) {
+                json.member("area", note.area);
+                json.member(text, note.text);
             });
         };
         json.member("version", 1u);
         json.member("verb", std::string_view("doctor"));
-        json.array("findings", [&] {
-            for (const Finding& finding : all()) json.object([&] { write_finding(finding); });
+        json.objects("findings", all(), [&](const Finding& finding) {
+            json.member("id", finding.kind->id);
+            json.member("degree", std::string_view(text_of(finding.kind->degree).name));
+            json.objects("places", finding.places, [&](const Place& place) {
+                json.member("subject", place.subject);
+                json.member("found", place.found);
+            });
+            json.member("means", finding.kind->means);
+            json.member("fix", fix_of(finding));
+            json.array("commands", commands_of(finding), [&](const std::string& command) { json.value(command); });
         });
         write_notes("checked", seen_, "found");
         write_notes("not_checked", skipped_, "why");

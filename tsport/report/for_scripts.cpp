@@ -83,9 +83,7 @@ void write_document(JsonWriter& json, const Document& document, const Texts& tex
 void write_summary(JsonWriter& json, const Report& report) {
     const Totals& all = report.sums.all();
     json.member("version", std::uint64_t{1});
-    json.array("files", [&] {
-        for (const std::string& file : report.files) json.value(sanitize(file));
-    });
+    json.array("files", report.files, [&](const std::string& file) { json.value(sanitize(file)); });
     json.member("lines", report.lines);
     json.member("log_bytes", report.bytes);
     json.member("cut_lines", report.cut_lines);
@@ -95,38 +93,26 @@ void write_summary(JsonWriter& json, const Report& report) {
     json.member("last", report.last ? to_text(*report.last) : "");
     json.member("seen", report.last ? to_text(report.seen) : "");
     json.member("only", report.covers);
-    json.array("notes", [&] {
-        for (const std::string& note : report.notes) json.value(note);
-    });
+    json.array("notes", report.notes, [&](const std::string& note) { json.value(note); });
     json.break_line();
     write_totals(json, all);
     json.break_line();
-    json.array("stands_out", [&] {
-        for (const Finding& finding : report.sums.findings()) {
-            json.object([&] {
-                json.member("id", finding.id);
-                json.member("printer", finding.printer);
-                json.member("message", finding.text);
-            });
-        }
+    json.objects("stands_out", report.sums.findings(), [&](const Finding& finding) {
+        json.member("id", finding.id);
+        json.member("printer", finding.printer);
+        json.member("message", finding.text);
     });
     json.break_line();
-    json.array("other_errors", [&] {
-        for (const OtherErrors::Error& error : other_errors_of(report)) {
-            json.object([&] {
-                json.member("text", error.text);
-                json.member("count", error.count);
-                json.member("cause", error.cause ? std::optional(info_of(*error.cause).id) : std::nullopt);
-                json.member("remedy", error.cause ? std::optional(info_of(*error.cause).remedy) : std::nullopt);
-            });
-        }
+    json.objects("other_errors", other_errors_of(report), [&](const OtherErrors::Error& error) {
+        json.member("text", error.text);
+        json.member("count", error.count);
+        json.member("cause", error.cause ? std::optional(info_of(*error.cause).id) : std::nullopt);
+        json.member("remedy", error.cause ? std::optional(info_of(*error.cause).remedy) : std::nullopt);
     });
     json.break_line();
-    json.array("printers", [&] {
-        for (const PrinterSums* const sums : report.sums.printers()) {
-            json.break_line();
-            json.object([&] { write_printer(json, *sums); });
-        }
+    json.array("printers", report.sums.printers(), [&](const PrinterSums* sums) {
+        json.break_line();
+        json.object([&] { write_printer(json, *sums); });
     });
     json.break_line();
     json.object("outcome_texts", [&] {
@@ -180,11 +166,9 @@ void write_json(const Report& report, const DocumentList& documents, const Sink&
             write_summary(json, report);
             json.member("left_out", report.sums.all().attempts - documents.size());
             json.break_line();
-            json.array("list", [&] {
-                for (const Document* const document : documents) {
-                    json.break_line();
-                    json.object([&] { write_document(json, *document, report.texts); });
-                }
+            json.array("list", documents, [&](const Document* document) {
+                json.break_line();
+                json.object([&] { write_document(json, *document, report.texts); });
             });
         });
     }

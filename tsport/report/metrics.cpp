@@ -1,5 +1,4 @@
-#include "tsport/report/metrics.h"
-
+// Metrics for Prometheus.
 #include <rapidjson/document.h>
 
 #include <ctime>
@@ -7,6 +6,7 @@
 #include <sstream>
 
 #include "host/command_line/options.h"
+#include "tsport/report/report.h"
 
 namespace tsport::report {
 namespace {
@@ -24,7 +24,7 @@ Labels labels(std::initializer_list<std::pair<const char*, std::string>> pairs) 
     for (const auto& [name, value] : pairs) {
         text += (text.empty() ? "{" : ",") + std::string(name) + "=\"" + escaped(value) + "\"";
     }
-    return text.empty() ? text : text + "}";
+    return text + "}";
 }
 
 struct Family {
@@ -115,23 +115,18 @@ class Metrics {
     }
 
     std::string state(Timestamp through) const {
-        std::string text;
-        {
-            JsonWriter json([&text](std::string_view piece) { text += piece; });
-            json.object([&] {
-                std::string time = to_text(through);
-                time[19] = ',';
-                json.member("version", std::uint64_t{1});
-                json.member("through", time);
-                json.object("series", [&] {
-                    for (const auto& [name, value] : series_) {
-                        json.break_line();
-                        json.member(name, value);
-                    }
-                });
+        std::string time = to_text(through);
+        time[19] = ',';
+        return json_line([&](JsonWriter& json) {
+            json.member("version", std::uint64_t{1});
+            json.member("through", time);
+            json.object("series", [&] {
+                for (const auto& [name, value] : series_) {
+                    json.break_line();
+                    json.member(name, value);
+                }
             });
-        }
-        return text + "\n";
+        });
     }
     std::optional<Timestamp> through() const { return through_; }
 
@@ -169,15 +164,10 @@ class Metrics {
         if (is_time && value % 1000 != 0) out << "." << std::to_string(1000 + value % 1000).substr(1);
         out << "\n";
     }
+    // The parts of a local time, broken down without a time zone, make the time in this machine's.
     static std::time_t unix_time_of(Timestamp time) {
-        std::tm parts = {};
-        const std::string text = to_text(time);
-        std::istringstream in(text);
-        char separator = 0;
-        in >> parts.tm_year >> separator >> parts.tm_mon >> separator >> parts.tm_mday >> parts.tm_hour >> separator >>
-            parts.tm_min >> separator >> parts.tm_sec;
-        parts.tm_year -= 1900;
-        parts.tm_mon -= 1;
+        const std::time_t as_utc = std::chrono::floor<std::chrono::seconds>(time).time_since_epoch().count();
+        std::tm parts = *std::gmtime(&as_utc);
         parts.tm_isdst = -1;
         return std::mktime(&parts);
     }

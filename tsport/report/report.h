@@ -89,5 +89,10 @@ void write_csv(const Report& report, const Sink& sink);
 // Each attempt as an object of its own line; fields that the Elastic Common Schema has by its names.
 void write_ndjson(const Report& report, const Sink& sink);
 void write_html(const Report& report, const Sink& sink);
+// The file `text` of metrics for Prometheus, in the text format of node_exporter's and windows_exporter's textfile
+// collectors. Counters go on counting over rotations of the log: `state` is the text that the last call left, "" for
+// none, and becomes the one for the next. Documents that ended before that call's last line are not counted again.
+// False with the reason when `state` is none.
+bool write_metrics(const Report& report, std::string& state, std::string& text, std::string& why);
 
 }  // namespace tsport::report

@@ -27,6 +27,10 @@ std::uint64_t middle_of(std::uint16_t number) {
 constexpr std::uint64_t least_for_throughput = 65536;
 constexpr unsigned usual_port = 9100;
 
+bool started_before(const Document& a, const Document& b) {
+    return std::tie(a.start, a.job, a.attempt) < std::tie(b.start, b.job, b.attempt);
+}
+
 }  // namespace
 
 void Quantiles::add(std::uint64_t value) {
@@ -123,42 +127,38 @@ std::vector<const PrinterSums*> Sums::printers() const {
 
 // -- What stands out -------------------------------------------------------------------------------------------------
 
-namespace {
-
-std::string number(std::uint64_t value) {
-    return std::to_string(value);
-}
-
-void examine(const PrinterSums& sums, std::vector<Finding>& findings) {
-    const auto add = [&](const char* id, const std::string& text) { findings.push_back({id, sums.name, text}); };
-    if (sums.connect.count() >= 3 && sums.connect.median() >= 1000) {
-        add("printer.slow-to-accept", "slow to accept a document: half of the starts took " +
-                                          host::seconds_to_text(static_cast<double>(sums.connect.median()) / 1e3) +
-                                          " and more");
-    }
-    const std::uint64_t unclosed = sums.of(Cause::close_not_seen);
-    if (unclosed >= 2 && unclosed * 2 >= sums.of(Outcome::printed) + sums.of(Outcome::late)) {
-        add("printer.never-closes", "does not close its side: " + number(unclosed) +
-                                        " documents waited 30 s at their end, and the queue with them");
-    }
-    const std::uint64_t resets = sums.attempts_of(Cause::connection_reset) + sums.attempts_of(Cause::broken_at_end);
-    if (resets >= 2) add("printer.resets", "broke " + number(resets) + " documents off");
-    const std::uint64_t unreached = sums.attempts_of(Cause::connection_refused) +
-                                    sums.attempts_of(Cause::connection_timed_out) +
-                                    sums.attempts_of(Cause::unreachable) + sums.attempts_of(Cause::address_unknown);
-    if (unreached >= 3) add("printer.often-unreachable", "could not be reached " + number(unreached) + " times");
-    if (sums.restarted_often > 0) {
-        add("job.restarted-often", number(sums.restarted_often) +
-                                       (sums.restarted_often == 1 ? " job was" : " jobs were") +
-                                       " tried three times and more");
-    }
-}
-
-}  // namespace
-
 std::vector<Finding> Sums::findings() const {
     std::vector<Finding> findings;
-    for (const PrinterSums* const sums : printers()) examine(*sums, findings);
+    for (const PrinterSums* const sums : printers()) {
+        const auto add = [&](const char* id, const std::string& text) { findings.push_back({id, sums->name, text}); };
+        if (sums->connect.count() >= 3 && sums->connect.median() >= 1000) {
+            add("printer.slow-to-accept", "slow to accept a document: half of the starts took " +
+                                              host::seconds_to_text(static_cast<double>(sums->connect.median()) / 1e3) +
+                                              " and more");
+        }
+        const std::uint64_t unclosed = sums->of(Cause::close_not_seen);
+        if (unclosed >= 2 && unclosed * 2 >= sums->printed()) {
+            add("printer.never-closes", "does not close its side: " + std::to_string(unclosed) +
+                                            " documents waited 30 s at their end, and the queue with them");
+        }
+        const auto attempts_of = [&](std::initializer_list<Cause> causes) {
+            std::uint64_t count = 0;
+            for (const Cause cause : causes) count += sums->attempts_of(cause);
+            return count;
+        };
+        const std::uint64_t resets = attempts_of({Cause::connection_reset, Cause::broken_at_end});
+        if (resets >= 2) add("printer.resets", "broke " + std::to_string(resets) + " documents off");
+        const std::uint64_t unreached = attempts_of(
+            {Cause::connection_refused, Cause::connection_timed_out, Cause::unreachable, Cause::address_unknown});
+        if (unreached >= 3) {
+            add("printer.often-unreachable", "could not be reached " + std::to_string(unreached) + " times");
+        }
+        const std::uint64_t often = sums->restarted_often;
+        if (often > 0) {
+            add("job.restarted-often",
+                std::to_string(often) + (often == 1 ? " job was" : " jobs were") + " tried three times and more");
+        }
+    }
     return findings;
 }
 
@@ -178,14 +178,6 @@ std::string Sums::remedy(Cause cause) const {
 }
 
 // -- Documents -------------------------------------------------------------------------------------------------------
-
-namespace {
-
-bool started_before(const Document& a, const Document& b) {
-    return std::tie(a.start, a.job, a.attempt) < std::tie(b.start, b.job, b.attempt);
-}
-
-}  // namespace
 
 void KeptDocuments::add(const Document& document) {
     const bool good = document.outcome == Outcome::printed && document.causes == 0;

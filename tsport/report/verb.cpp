@@ -5,7 +5,7 @@
 #include "tsport/answer.h"
 #include "tsport/doctor/server.h"
 #include "tsport/file.h"
-#include "tsport/report/metrics.h"
+#include "tsport/report/report.h"
 
 namespace tsport {
 
