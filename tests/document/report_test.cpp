@@ -5,7 +5,6 @@
 
 #include "tests/support/helper_script.h"
 #include "tests/support/reported.h"
-#include "tsport/report/line_reader.h"
 #include "tsport/run.h"
 
 namespace test {

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cctype>
 #include <charconv>
-#include <ctime>
 #include <map>
 #include <optional>
 
@@ -34,36 +33,18 @@ bool is_ours(const std::string& module) {
 
 // Modules of Windows in which damage that any other one has done becomes visible.
 bool tells_nothing(const std::string& module) {
-    static const char* const names[] = {"ntdll.dll",
-                                        "kernelbase.dll",
-                                        "kernel32.dll",
-                                        "ucrtbase.dll",
-                                        "msvcrt.dll",
-                                        "combase.dll",
-                                        "rpcrt4.dll",
-                                        "spoolsv.exe",
-                                        "localspl.dll",
-                                        "win32spl.dll",
-                                        "spoolss.dll",
-                                        "unknown",
-                                        ""};
-    return std::any_of(std::begin(names), std::end(names),
-                       [&](const char* name) { return lower(file_in(module)) == name; });
+    static constexpr std::string_view names[] = {"ntdll.dll",    "kernelbase.dll", "kernel32.dll", "ucrtbase.dll",
+                                                 "msvcrt.dll",   "combase.dll",    "rpcrt4.dll",   "spoolsv.exe",
+                                                 "localspl.dll", "win32spl.dll",   "spoolss.dll",  "unknown"};
+    return module.empty() || std::find(std::begin(names), std::end(names), lower(file_in(module))) != std::end(names);
 }
 
 // "2026-11-24T23:51:39.1234567Z" in this machine's local time.
 std::optional<Timestamp> local_time_of(const std::string& utc) {
-    std::string text = utc.substr(0, 19) + ",000";
-    if (text.size() != 23 || text[10] != 'T') return {};
-    text[10] = ' ';
-    const std::optional<Timestamp> time = report::parse_timestamp(text);
+    if (utc.size() < 19 || utc[10] != 'T') return {};
+    const std::optional<Timestamp> time = report::parse_time(utc.substr(0, 19), {});
     if (!time) return {};
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time->time_since_epoch()).count();
-    const std::time_t moment = static_cast<std::time_t>(seconds);
-    char local[32] = "";
-    const std::tm* const parts = std::localtime(&moment);
-    if (parts == nullptr || std::strftime(local, sizeof local, "%Y-%m-%d %H:%M:%S,000", parts) == 0) return {};
-    return report::parse_timestamp(local);
+    return report::local_time_of(std::chrono::floor<std::chrono::seconds>(*time).time_since_epoch().count());
 }
 
 bool is_of(const Event& event, const char* provider, unsigned id) {

@@ -6,7 +6,6 @@
 #include "common/file_names.h"
 #include "host/text.h"
 #include "tsport/doctor/base.h"
-#include "tsport/report/line_reader.h"
 #include "tsport/report/report.h"
 
 namespace tsport::doctor {

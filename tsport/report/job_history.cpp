@@ -1,4 +1,4 @@
-#include "tsport/report/job_history.h"
+#include "tsport/report/report.h"
 
 namespace tsport::report {
 namespace {

@@ -3,12 +3,10 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
-#include <map>
 #include <tuple>
 
 #include "common/file_names.h"
 #include "host/text.h"
-#include "tsport/report/line_reader.h"
 #include "tsport/report/report.h"
 #include "winportmon/contract/names.h"
 
@@ -23,11 +21,10 @@ constexpr std::uint64_t set_aside = 1;  // ".tmp": a rotation was interrupted
 
 // A file as a part of a log: "DIR/print-monitor.log.7" is number 7 of "DIR/print-monitor.log". The higher the age, the
 // older the file.
-struct Part {
+struct Part : LogFiles::File {
     std::string log;
-    std::uint64_t age;
-    std::string file;
-    bool of_folder;
+    std::uint64_t age = live;
+    Timestamp log_time{};  // once it is known
 };
 
 Part part_of(const std::string& file, bool of_folder) {
@@ -35,10 +32,10 @@ Part part_of(const std::string& file, bool of_folder) {
     std::uint64_t number = 0;
     if (dot != std::string::npos && file.find_first_of("/\\", dot) == std::string::npos) {
         if (host::parse_number(file.substr(dot + 1), 1, UINT32_MAX, number))
-            return {file.substr(0, dot), number + 1, file, of_folder};
-        if (file.substr(dot) == ".tmp") return {file.substr(0, dot), set_aside, file, of_folder};
+            return {{file, of_folder}, file.substr(0, dot), number + 1};
+        if (file.substr(dot) == ".tmp") return {{file, of_folder}, file.substr(0, dot), set_aside};
     }
-    return {file, live, file, of_folder};
+    return {{file, of_folder}, file, live};
 }
 
 // Why it must not be opened: reading it may wait, or never end. Empty when it is a file.
@@ -60,7 +57,7 @@ bool list_folder(const std::string& folder, std::vector<Part>& parts, LogFiles& 
         const std::string name = host::utf8_of(entry->path().filename());
         const Part part = part_of(host::utf8_of(entry->path()), true);
         if (!name.starts_with(log_name) || host::utf8_of(host::path_of(part.log).filename()) != log_name) continue;
-        const std::string fault = fault_of(part.file);
+        const std::string fault = fault_of(part.path);
         if (fault.empty()) parts.push_back(part);
         if (!fault.empty()) logs.left_out.push_back(fault);
     }
@@ -86,7 +83,7 @@ std::string base_in(const std::string& folder) {
 Timestamp time_of(const Part& part) {
     constexpr int most = 1000;
     std::ifstream file;
-    if (part.file != "-") file.open(host::path_of(part.file), std::ios::binary);
+    if (part.path != "-") file.open(host::path_of(part.path), std::ios::binary);
     LineReader reader(file);
     for (int i = 0; i < most && reader.next(); ++i) {
         if (const auto time = parse_timestamp(reader.line())) return *time;
@@ -102,7 +99,7 @@ bool find_logs(const std::vector<std::string>& arguments, LogFiles& logs, std::s
     for (const std::string& argument : arguments) {
         std::error_code error;
         if (argument == "-") {
-            parts.push_back({argument, live, argument, false});
+            parts.push_back({{argument}, argument});
         } else if (fs::is_directory(host::path_of(argument), error)) {
             if (!list_folder(base_in(argument), parts, logs, why)) return false;
         } else {
@@ -111,20 +108,20 @@ bool find_logs(const std::vector<std::string>& arguments, LogFiles& logs, std::s
             parts.push_back(part_of(argument, false));
         }
     }
-    std::sort(parts.begin(), parts.end(), [](const Part& a, const Part& b) {
-        return std::tie(a.log, b.age, a.file) < std::tie(b.log, a.age, b.file);
-    });
+    const auto is_before = [](const Part& a, const Part& b) {
+        return std::tie(a.log_time, a.log, b.age, a.path) < std::tie(b.log_time, b.log, a.age, b.path);
+    };
+    std::sort(parts.begin(), parts.end(), is_before);
     const auto last =
-        std::unique(parts.begin(), parts.end(), [](const Part& a, const Part& b) { return a.file == b.file; });
+        std::unique(parts.begin(), parts.end(), [](const Part& a, const Part& b) { return a.path == b.path; });
     parts.erase(last, parts.end());
     // A log's time is that of its oldest part, which comes first here.
-    std::map<std::string, Timestamp> times;
-    for (const Part& part : parts) {
-        if (!times.contains(part.log)) times[part.log] = time_of(part);
+    for (size_t i = 0; i < parts.size(); ++i) {
+        const bool is_first = i == 0 || parts[i].log != parts[i - 1].log;
+        parts[i].log_time = is_first ? time_of(parts[i]) : parts[i - 1].log_time;
     }
-    std::stable_sort(parts.begin(), parts.end(),
-                     [&](const Part& a, const Part& b) { return times[a.log] < times[b.log]; });
-    for (const Part& part : parts) logs.files.push_back({part.file, part.of_folder});
+    std::sort(parts.begin(), parts.end(), is_before);
+    logs.files.assign(parts.begin(), parts.end());
     return true;
 }
 

@@ -3,8 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
-#include <cstring>
-#include <ctime>
+#include <limits>
 
 #include "host/text.h"
 
@@ -93,13 +92,15 @@ std::optional<Timestamp> parse_time(const std::string& text, Timestamp now) {
     return parse_timestamp(whole);
 }
 
-Timestamp local_now() {
-    const std::time_t now = std::time(nullptr);
+std::optional<Timestamp> local_time_of(std::time_t moment) {
     char text[32] = "";
-    if (const std::tm* const local = std::localtime(&now)) {
-        std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S,000", local);
-    }
-    return parse_timestamp(text).value_or(Timestamp());
+    const std::tm* const local = std::localtime(&moment);
+    if (local == nullptr || std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S,000", local) == 0) return {};
+    return parse_timestamp(text);
+}
+
+Timestamp local_now() {
+    return local_time_of(std::time(nullptr)).value_or(Timestamp());
 }
 
 std::string to_text(Timestamp time) {
@@ -122,17 +123,42 @@ std::uint32_t elapsed_ms(Timestamp from, Timestamp to) {
     return static_cast<std::uint32_t>(std::clamp<std::int64_t>((to - from).count(), 0, UINT32_MAX));
 }
 
+// -- The reader ------------------------------------------------------------------------------------------------------
+
+bool LineReader::next() {
+    const bool first = bytes_ == 0;
+    stream_.getline(buffer_.data(), static_cast<std::streamsize>(buffer_.size()));
+    const auto size = static_cast<size_t>(stream_.gcount());
+    bytes_ += size;
+    if (size == 0 || stream_.bad()) return false;
+    complete_ = !stream_.fail();
+    // Without a line feed: one that is being written at this moment, or was cut by the end of the spooler.
+    const bool ended = complete_ && !stream_.eof();
+    line_ = {buffer_.data(), ended ? size - 1 : size};
+    if (!complete_) {
+        stream_.clear();
+        stream_.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
+        bytes_ += static_cast<std::uint64_t>(stream_.gcount());
+    }
+    if (first) {
+        is_utf16_ = line_.starts_with("\xFF\xFE");
+        // Editors leave a mark in front of UTF-8.
+        if (line_.starts_with("\xEF\xBB\xBF")) line_.remove_prefix(3);
+    }
+    return true;
+}
+
+// -- One line --------------------------------------------------------------------------------------------------------
+
 LineKind parse_line(std::string_view text, LogLine& line) {
     if (text.ends_with('\r')) text.remove_suffix(1);
     const auto time = parse_timestamp(text);
     if (!time || !text.substr(time_size).starts_with(' ')) return LineKind::foreign;
     if (text.size() <= level_at + level_size) return LineKind::truncated;
-    const auto has_level = [&](const char(&level)[level_size + 1]) {
-        return std::memcmp(&text[level_at], level, level_size) == 0;
-    };
-    const bool debug = has_level("DEBUG: ") || has_level("DEV  : ");
-    line.error = has_level("ERROR: ");
-    if (!debug && !line.error && !has_level("INFO : ")) return LineKind::truncated;
+    const std::string_view level = text.substr(level_at, level_size);
+    const bool debug = level == "DEBUG: " || level == "DEV  : ";
+    line.error = level == "ERROR: ";
+    if (!debug && !line.error && level != "INFO : ") return LineKind::truncated;
     line.time = *time;
     line.message = text.substr(level_at + level_size);
     line.detailed = take_source(line.message);

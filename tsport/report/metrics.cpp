@@ -167,7 +167,9 @@ class Metrics {
     // The parts of a local time, broken down without a time zone, make the time in this machine's.
     static std::time_t unix_time_of(Timestamp time) {
         const std::time_t as_utc = std::chrono::floor<std::chrono::seconds>(time).time_since_epoch().count();
-        std::tm parts = *std::gmtime(&as_utc);
+        const std::tm* const broken_down = std::gmtime(&as_utc);
+        if (broken_down == nullptr) return -1;
+        std::tm parts = *broken_down;
         parts.tm_isdst = -1;
         return std::mktime(&parts);
     }

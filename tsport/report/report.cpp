@@ -7,7 +7,6 @@
 #include <iostream>
 
 #include "host/text.h"
-#include "tsport/report/line_reader.h"
 
 namespace tsport::report {
 namespace {
