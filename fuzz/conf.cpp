@@ -1,10 +1,10 @@
 // The settings file and the environment's version: one text, read as both by the monitor, and by the doctor, who has to
 // make the same of it.
-#include "tsport/doctor/conf.h"
 #include "common/config.h"
 #include "common/global.h"
 #include "fuzz/support.h"
-#include "tsport/doctor/library.h"
+#include "tsport/doctor/base.h"
+#include "tsport/doctor/binary.h"
 
 namespace {
 

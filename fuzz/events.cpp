@@ -1,7 +1,7 @@
 // Exported event logs and a library's symbols: whatever they hold, the doctor's answer is printable.
 #include "fuzz/support.h"
+#include "tsport/doctor/binary.h"
 #include "tsport/doctor/crashes.h"
-#include "tsport/doctor/symbols.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fuzz::Input input(data, size);

@@ -8,7 +8,7 @@
 #include "tsport/answer.h"
 #include "tsport/collect/secrets.h"
 #include "tsport/doctor/base.h"
-#include "tsport/doctor/library.h"
+#include "tsport/doctor/binary.h"
 #include "tsport/doctor/platform.h"
 #include "tsport/doctor/server.h"
 #include "tsport/file.h"

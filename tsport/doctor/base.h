@@ -1,11 +1,14 @@
-// A base directory: the helper program, the directories that the settings name, the log, and the rights on all of them.
+// A base directory: its settings, the directories that they name, the helper program, the log, and the rights on all
+// of them.
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "tsport/doctor/conf.h"
+#include "common/global.h"
+#include "tsport/doctor/findings.h"
 #include "tsport/doctor/platform.h"
 #include "tsport/report/log_line.h"
 
@@ -21,6 +24,23 @@ struct BaseDirectory {
 
 // A file of a folder, with the separator that the folder's path has itself.
 std::string path_in(const std::string& folder, const std::string& name);
+
+// print-provider.conf and env-version, read as the monitor reads them.
+struct Settings {
+    // As the monitor has them once it has read the files, directories included.
+    std::unique_ptr<SessionContext> values;
+    bool read = false;  // print-provider.conf was
+
+    Settings();
+};
+
+// `bytes` of print-provider.conf into the settings. Directories are not derived yet.
+void read_conf(const std::string& bytes, Settings& settings, Findings& findings);
+// The same of env-version.
+void read_env_version(const std::string& bytes, Settings& settings, Findings& findings);
+
+// Both files of a base directory, and the directories that follow from them.
+Settings check_settings(const std::string& base, Findings& findings);
 
 // A directory of the settings, what it is for, and the finding when it does not exist.
 struct Directory {

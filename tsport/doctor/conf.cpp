@@ -1,4 +1,4 @@
-#include "tsport/doctor/conf.h"
+#include "tsport/doctor/base.h"
 
 #include <algorithm>
 #include <cstring>
@@ -9,7 +9,6 @@
 #include "common/file_names.h"
 #include "common/os.h"
 #include "host/text.h"
-#include "tsport/doctor/base.h"
 #include "tsport/file.h"
 #include "tsport/ports/encoding.h"
 

@@ -7,8 +7,8 @@
 #include <optional>
 
 #include "host/platform.h"
+#include "tsport/doctor/binary.h"
 #include "tsport/doctor/registry.h"
-#include "tsport/doctor/symbols.h"
 #include "tsport/file.h"
 #include "tsport/report/report.h"
 #include "winportmon/contract/names.h"
@@ -36,7 +36,8 @@ bool tells_nothing(const std::string& module) {
     static constexpr std::string_view names[] = {"ntdll.dll",    "kernelbase.dll", "kernel32.dll", "ucrtbase.dll",
                                                  "msvcrt.dll",   "combase.dll",    "rpcrt4.dll",   "spoolsv.exe",
                                                  "localspl.dll", "win32spl.dll",   "spoolss.dll",  "unknown"};
-    return module.empty() || std::find(std::begin(names), std::end(names), lower(file_in(module))) != std::end(names);
+    const std::string name = lower(file_in(module));
+    return name.empty() || std::find(std::begin(names), std::end(names), name) != std::end(names);
 }
 
 // "2026-11-24T23:51:39.1234567Z" in this machine's local time.

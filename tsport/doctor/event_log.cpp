@@ -1,4 +1,4 @@
-#include "tsport/doctor/event_log.h"
+#include "tsport/doctor/crashes.h"
 
 #include <rapidxml/rapidxml.hpp>
 

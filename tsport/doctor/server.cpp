@@ -7,7 +7,7 @@
 
 #include "host/sha256.h"
 #include "tsport/answer.h"
-#include "tsport/doctor/library.h"
+#include "tsport/doctor/binary.h"
 #include "tsport/doctor/platform.h"
 #include "tsport/doctor/registry.h"
 #include "tsport/file.h"

@@ -3,7 +3,7 @@
 
 #include "host/platform.h"
 #include "tests/support/files.h"
-#include "tsport/doctor/symbols.h"
+#include "tsport/doctor/binary.h"
 #include "tsport/file.h"
 
 namespace test {

@@ -1,12 +1,63 @@
-#include "tsport/doctor/symbols.h"
+#include "tsport/doctor/binary.h"
 
 #include <algorithm>
-#include <vector>
-
-#include "tsport/doctor/bytes.h"
 
 namespace tsport::doctor {
 namespace {
+
+// Numbers and texts at places of a file. Does not own the bytes. What lies beyond their end is 0, or no text.
+class Bytes {
+  public:
+    explicit Bytes(const std::string& bytes) : bytes_(bytes) {}
+    // Little-endian, of `size` bytes, 4 at most.
+    std::uint32_t number(std::uint64_t at, size_t size) const {
+        std::uint32_t value = 0;
+        if (at >= bytes_.size() || bytes_.size() - at < size) return 0;
+        for (size_t i = size; i-- > 0;) value = value << 8 | static_cast<unsigned char>(bytes_[at + i]);
+        return value;
+    }
+    // Up to the next zero.
+    std::string text(std::uint64_t at) const {
+        if (at >= bytes_.size()) return "";
+        return bytes_.substr(at, bytes_.find('\0', at) - at);
+    }
+    size_t size() const { return bytes_.size(); }
+
+  private:
+    const std::string& bytes_;
+};
+
+// -- The library -----------------------------------------------------------------------------------------------------
+
+struct Section {
+    std::uint32_t address;
+    std::uint32_t size;
+    std::uint32_t offset;
+};
+
+constexpr size_t most_sections = 96;  // Windows loads no more
+constexpr size_t most_imports = 256;
+
+// Where an address of the loaded library lies in the file; 0 for none.
+std::uint64_t offset_of(std::uint32_t address, const std::vector<Section>& sections) {
+    for (const Section& section : sections) {
+        if (address >= section.address && address - section.address < section.size) {
+            return std::uint64_t{section.offset} + (address - section.address);
+        }
+    }
+    return 0;
+}
+
+std::string version_in(const std::string& bytes) {
+    const std::string signature = {'\xBD', '\x04', '\xEF', '\xFE'};  // of the fixed part of a version resource
+    const size_t at = bytes.find(signature);
+    if (at == std::string::npos) return "";
+    const Bytes file(bytes);
+    return std::to_string(file.number(at + 10, 2)) + "." + std::to_string(file.number(at + 8, 2)) + "." +
+           std::to_string(file.number(at + 14, 2));
+}
+
+// -- The symbols -----------------------------------------------------------------------------------------------------
 
 // The file is divided into blocks; a stream is a list of them.
 class Container {
@@ -86,6 +137,33 @@ std::string function_in(const Bytes& symbols, std::uint32_t end, Place place) {
 }
 
 }  // namespace
+
+LibraryFile read_library(const std::string& bytes) {
+    LibraryFile library;
+    const Bytes file(bytes);
+    const std::uint64_t header = file.number(0x3C, 4);
+    if (bytes.rfind("MZ", 0) != 0 || file.number(header, 4) != 0x4550) return library;
+    const std::uint64_t optional = header + 24;
+    const bool is_64_bit = file.number(optional, 2) == 0x20B;
+    const std::uint64_t table = optional + file.number(header + 20, 2);
+    library.machine = static_cast<std::uint16_t>(file.number(header + 4, 2));
+    library.is_library = true;
+    std::vector<Section> sections;
+    for (size_t i = 0; i < std::min<size_t>(file.number(header + 6, 2), most_sections); ++i) {
+        const std::uint64_t at = table + i * 40;
+        const Section section{file.number(at + 12, 4), file.number(at + 16, 4), file.number(at + 20, 4)};
+        if (std::uint64_t{section.offset} + section.size > bytes.size()) library.is_library = false;  // cut off
+        sections.push_back(section);
+    }
+    const std::uint64_t imports = offset_of(file.number(optional + (is_64_bit ? 120 : 104), 4), sections);
+    for (size_t i = 0; imports != 0 && i < most_imports; ++i) {
+        const std::string name = file.text(offset_of(file.number(imports + i * 20 + 12, 4), sections));
+        if (file.number(imports + i * 20 + 12, 4) == 0) break;
+        library.imports.push_back(name);
+    }
+    library.version = version_in(bytes);
+    return library;
+}
 
 std::string function_at(const std::string& pdb, std::uint32_t address) {
     const Container container(pdb);
