@@ -24,6 +24,9 @@ struct BaseDirectory {
 
 // A file of a folder, with the separator that the folder's path has itself.
 std::string path_in(const std::string& folder, const std::string& name);
+// What is at a path; false as well when the system does not tell.
+bool exists(const std::string& path);
+bool is_directory(const std::string& path);
 
 // print-provider.conf and env-version, read as the monitor reads them.
 struct Settings {
@@ -46,6 +49,7 @@ Settings check_settings(const std::string& base, Findings& findings);
 struct Directory {
     const char* missing_id;
     const char* purpose;
+    const char* lost;   // when users cannot read it; null: they need not
     std::string path;   // as the monitor has it
     bool seen = false;  // it exists and was checked
 };

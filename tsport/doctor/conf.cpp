@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <filesystem>
 #include <map>
 
 #include "common/config.h"
@@ -111,7 +110,7 @@ bool check_encoding(const std::string& bytes, Findings& findings) {
         findings.add("conf.utf16", "print-provider.conf is UTF-16");
         return false;
     }
-    if (bytes.rfind(utf8_mark, 0) == 0) {
+    if (bytes.starts_with(utf8_mark)) {
         findings.add("conf.utf8-mark", "print-provider.conf begins with a byte order mark");
     }
     Encoding encoding;
@@ -141,7 +140,7 @@ class ConfReader {
         const ConfigVar* const setting = find_setting(line.name);
         if (setting != nullptr) {
             apply(line, *setting);
-        } else if (line.name.rfind(utf8_mark, 0) != 0) {  // the mark has a finding of its own
+        } else if (!line.name.starts_with(utf8_mark)) {  // the mark has a finding of its own
             unknown(line);
         }
     }
@@ -160,7 +159,7 @@ class ConfReader {
             add("conf.nul-byte", line, " has a NUL byte" + text);
         } else if (line.cut_by_cr) {
             add("conf.lone-cr", line, " has a carriage return without a line feed" + text);
-        } else if (line.kind == CONFIG_LINE_NO_EQUALS && line.text.rfind(utf8_mark, 0) != 0) {
+        } else if (line.kind == CONFIG_LINE_NO_EQUALS && !line.text.starts_with(utf8_mark)) {
             add("conf.no-equals", line, " is not Name=value" + text);
         } else if (line.kind == CONFIG_LINE_NO_NAME) {
             add("conf.no-name", line, " has no name before the \"=\"" + text);
@@ -293,19 +292,13 @@ void read_env_version(const std::string& bytes, Settings& settings, Findings& fi
 
 namespace {
 
-// False when the file cannot be read, which is a finding then.
-bool read_settings_file(const std::string& base, const char* name, const char* missing_id, const char* unreadable_id,
-                        std::string& bytes, Findings& findings) {
+// False when the file cannot be read, which is a finding of its area then.
+bool read_settings_file(const std::string& base, const std::string& name, const std::string& area, std::string& bytes,
+                        Findings& findings) {
     const std::string path = path_in(base, name);
     std::string why;
-    std::error_code error;
-    if (!std::filesystem::exists(host::path_of(path), error)) {
-        findings.add(missing_id, std::string(name) + " does not exist");
-    } else if (!read_file(path, bytes, why)) {
-        findings.add(unreadable_id, why);
-    } else {
-        return true;
-    }
+    if (exists(path) && read_file(path, bytes, why)) return true;
+    findings.add(area + (exists(path) ? ".unreadable" : ".missing"), exists(path) ? why : name + " does not exist");
     return false;
 }
 
@@ -342,10 +335,9 @@ Settings check_settings(const std::string& base, Findings& findings) {
     SessionContext& values = *settings.values;
     util_strncpy(values.base_dir_path, base.c_str(), sizeof values.base_dir_path);
     std::string bytes;
-    if (!read_settings_file(base, kSettingsFileName, "conf.missing", "conf.unreadable", bytes, findings))
-        return settings;
+    if (!read_settings_file(base, kSettingsFileName, "conf", bytes, findings)) return settings;
     read_conf(bytes, settings, findings);
-    if (read_settings_file(base, kEnvVersionFileName, "env.missing", "env.unreadable", bytes, findings)) {
+    if (read_settings_file(base, kEnvVersionFileName, "env", bytes, findings)) {
         read_env_version(bytes, settings, findings);
     }
     config_apply_mode_rules(&values);

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <filesystem>
 
 #include "host/platform.h"
 #include "tsport/answer.h"
@@ -98,9 +97,8 @@ void check_server(const Command& command, Findings& findings) {
 
 // What was given of a server: its base directory, its ports, or both. False with the reason when it cannot be read.
 bool check_copy(const Command& command, Findings& findings, std::string& why) {
-    std::error_code error;
     why = command.base + " is not a directory";
-    if (!command.base.empty() && !std::filesystem::is_directory(host::path_of(command.base), error)) return false;
+    if (!command.base.empty() && !is_directory(command.base)) return false;
     std::vector<Port> ports;
     if (!command.store.empty() && !read_file_ports(command.store, ports, findings, why)) return false;
     for (const char* const area : {"spooler", "monitor", "provider", "queues"}) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <stdexcept>
 #include <string_view>
+#include <tuple>
 
 #include "tsport/output.h"
 #include "tsport/ports/encoding.h"
@@ -159,8 +160,9 @@ std::vector<Finding> Findings::all() const {
     for (const auto& [kind, places] : found_) {
         if (wants_kind(kind->id)) findings.push_back({kind, places});
     }
-    std::stable_sort(findings.begin(), findings.end(),
-                     [](const Finding& left, const Finding& right) { return left.kind->degree < right.kind->degree; });
+    std::sort(findings.begin(), findings.end(), [](const Finding& left, const Finding& right) {
+        return std::tie(left.kind->degree, left.kind) < std::tie(right.kind->degree, right.kind);
+    });
     return findings;
 }
 

@@ -71,7 +71,6 @@ void check_errors(const std::string& name, std::optional<report::Timestamp> now,
                      name);
     }
     for (const report::OtherErrors::Error& error : other_errors_of(report)) {
-        if (error.cause && findings.has(info_of(*error.cause).id)) continue;
         const std::string id = error.cause ? info_of(*error.cause).id : "";
         if (findings.has(id)) continue;
         findings.add("log.errors",
@@ -91,7 +90,7 @@ void check_rotation(const BaseDirectory& base, const std::string& log, const Ses
     const std::uint64_t size = fs::file_size(host::path_of(log), error);
     std::string blocked;
     for (const char* const suffix : {".tmp", ".1"}) {
-        if (fs::is_directory(host::path_of(log + suffix), error)) blocked = base.on_server(log + suffix);
+        if (is_directory(log + suffix)) blocked = base.on_server(log + suffix);
     }
     const std::string name = base.on_server(log);
     if (!blocked.empty()) {
@@ -117,7 +116,7 @@ void check_log(const BaseDirectory& base, const Settings& settings, std::optiona
     const std::string on_server = base.on_server(name);
     const fs::path path = host::path_of(name);
     std::error_code error;
-    if (!fs::exists(path, error)) {
+    if (!exists(name)) {
         findings.saw("log", name + " does not exist yet");
         return;
     }

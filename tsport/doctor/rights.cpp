@@ -1,5 +1,3 @@
-#include <filesystem>
-
 #include "host/text.h"
 #include "tsport/doctor/base.h"
 #include "winportmon/contract/names.h"
@@ -26,7 +24,7 @@ bool is_everyone(const std::string& sid) {
 }
 
 bool is_every_user(const std::string& sid) {
-    const bool domain_users = sid.rfind("S-1-5-21-", 0) == 0 && sid.size() > 4 && sid.substr(sid.size() - 4) == "-513";
+    const bool domain_users = sid.starts_with("S-1-5-21-") && sid.ends_with("-513");
     return is_everyone(sid) || sid == "S-1-5-32-545" || domain_users;
 }
 
@@ -40,28 +38,29 @@ class Rights {
     explicit Rights(Findings& findings) : findings_(findings) {}
 
     void users_may_not_change(const std::string& path, const std::string& what) {
-        AccessList access;
-        if (!read(path, access) || rights_of_users(access, rights_to_change) == 0) return;
+        const auto access = read(path);
+        if (!access || rights_of_users(*access, rights_to_change) == 0) return;
         findings_.add("rights.users-write", "every user may change " + what + ", " + path, path);
     }
     void users_must(std::uint32_t right, const std::string& path, const std::string& what, const std::string& lost) {
-        AccessList access;
-        if (!read(path, access) || rights_of_users(access, right) == right) return;
+        const auto access = read(path);
+        if (!access || rights_of_users(*access, right) == right) return;
         findings_.add("rights.users-cannot-see", "users may not read " + what + ", " + path + ": " + lost, path);
     }
     void system_must_write(const std::string& path, const std::string& what) {
-        AccessList access;
-        if (!read(path, access) || rights_of_system(access, rights_to_write) == rights_to_write) return;
+        const auto access = read(path);
+        if (!access || rights_of_system(*access, rights_to_write) == rights_to_write) return;
         findings_.add("rights.system-cannot-write", "the system account may not write " + what + ", " + path, path);
     }
-    bool read(const std::string& path, AccessList& access) {
+    std::optional<AccessList> read(const std::string& path) {
+        AccessList access;
         std::string why;
-        if (read_access(path, access, why)) {
-            ++seen_;
-            return true;
+        if (!read_access(path, access, why)) {
+            findings_.skipped("rights", path + ": " + why);
+            return {};
         }
-        findings_.skipped("rights", path + ": " + why);
-        return false;
+        ++seen_;
+        return access;
     }
     size_t seen() const { return seen_; }
 
@@ -70,22 +69,15 @@ class Rights {
     size_t seen_ = 0;
 };
 
-const char* lost_with(const std::string& directory) {
-    if (directory == "dirs.no-notapproved") return "jobs that are not approved are printed";
-    if (directory == "dirs.no-settings") return "devices are not checked before a job";
-    return "forced attributes are skipped";
-}
-
 void check_above_helper(const std::string& helper, Rights& rights, Findings& findings) {
-    std::error_code error;
     for (const std::string& path : shadowing_paths(helper)) {
-        if (std::filesystem::exists(host::path_of(path), error)) {
+        if (exists(path)) {
             findings.add("helper.shadowed", path + " exists and is started in place of " + helper);
             continue;
         }
         const std::string folder = path.substr(0, path.rfind('\\') + 1) + ".";  // a command's "C:\" would not end there
-        AccessList access;
-        if (!rights.read(folder, access) || rights_of_users(access, right_to_create_files) == 0) continue;
+        const auto access = rights.read(folder);
+        if (!access || rights_of_users(*access, right_to_create_files) == 0) continue;
         findings.add("helper.folder-writable",
                      "users may create " + path + ", which would be started in place of " + helper, folder);
     }
@@ -113,10 +105,6 @@ void check_rights(const BaseDirectory& base, const Settings& settings, const std
                   Findings& findings) {
     if (!findings.wants("rights") && !findings.wants("helper")) return;
     Rights rights(findings);
-    std::error_code error;
-    const auto exists = [&error](const std::string& path) {
-        return std::filesystem::exists(host::path_of(path), error);
-    };
     const std::string helper = path_in(base.path, host::to_utf8(contract::kHelperFileName));
     rights.users_may_not_change(base.path, "the base directory");
     rights.system_must_write(base.path, "the base directory");
@@ -126,9 +114,8 @@ void check_rights(const BaseDirectory& base, const Settings& settings, const std
         if (!directory.seen) continue;
         rights.users_may_not_change(directory.path, directory.purpose);
         rights.system_must_write(directory.path, directory.purpose);
-        const bool is_spool = &directory == directories.data();
-        if (as_user && !is_spool) {
-            rights.users_must(right_to_read, directory.path, directory.purpose, lost_with(directory.missing_id));
+        if (as_user && directory.lost != nullptr) {
+            rights.users_must(right_to_read, directory.path, directory.purpose, directory.lost);
         }
     }
     if (as_user && exists(helper)) {

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <cstring>
-#include <filesystem>
 #include <set>
 
 #include "host/sha256.h"
 #include "tsport/answer.h"
+#include "tsport/doctor/base.h"
 #include "tsport/doctor/binary.h"
 #include "tsport/doctor/platform.h"
 #include "tsport/doctor/registry.h"
@@ -19,11 +19,6 @@ namespace tsport::doctor {
 namespace {
 
 constexpr const char* library_name = MONITOR_LIBRARY;
-
-bool exists(const std::string& path) {
-    std::error_code error;
-    return std::filesystem::exists(host::path_of(path), error);
-}
 
 // The library's sum of lines "SUM  NAME"; nothing when it is not among them.
 std::string listed_sum(const std::string& sums) {
@@ -94,7 +89,7 @@ void check_library(const Installed& installed, Findings& findings) {
         findings.add("monitor.other-sum", installed.path + " is not the package's: SHA-256 " + sum);
     }
     for (const std::string& import : library.imports) {
-        const bool part_of_windows = import.rfind("api-ms-", 0) == 0 || import.rfind("ext-ms-", 0) == 0;
+        const bool part_of_windows = import.starts_with("api-ms-") || import.starts_with("ext-ms-");
         if (installed.system_directory.empty() || part_of_windows) continue;
         if (exists(installed.system_directory + "/" + import)) continue;
         findings.add("monitor.missing-import", installed.path + " needs " + import + ", which does not exist");
@@ -154,8 +149,7 @@ std::string find_base(HKEY hive, Findings& findings) {
                                                 ", which is used, and " + shown(found[1]));
     }
     const std::string base = host::to_utf8(path) + BASE_FOLDER;
-    std::error_code error;
-    if (!std::filesystem::is_directory(host::path_of(base), error)) {
+    if (!is_directory(base)) {
         findings.add("provider.no-base", base + " is not a directory");
         return "";
     }

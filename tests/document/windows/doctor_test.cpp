@@ -24,8 +24,8 @@ TEST(DoctorOfRights, SaysWhatUsersMayChangeAndMayNotSee) {
     const std::string markers = base + "\\spool\\notapprovedjobs";
     fs::create_directories(path_of(markers));
     const std::vector<Directory> directories = {
-        {"dirs.no-spool", "the spool directory", base + "\\spool", false},
-        {"dirs.no-notapproved", "the markers", markers, true},
+        {"dirs.no-spool", "the spool directory", nullptr, base + "\\spool", false},
+        {"dirs.no-notapproved", "the markers", "jobs are printed", markers, true},
     };
     const auto findings_with = [&](LPCWSTR list, int as_system) {
         set_access(markers, list);
