@@ -95,13 +95,10 @@ void check_helper(const BaseDirectory& base, Findings& findings) {
     constexpr size_t longest_path = 259;  // the monitor cuts it there
     const std::string path = path_in(base.path, host::to_utf8(contract::kHelperFileName));
     if (!base.copied && host::to_text(path).size() > longest_path) {
-        findings.add("helper.long-path", path + " has more than " + std::to_string(longest_path) + " characters");
-        return;
+        return findings.add("helper.long-path",
+                            path + " has more than " + std::to_string(longest_path) + " characters");
     }
-    if (!exists(path)) {
-        findings.add("helper.missing", base.on_server(path) + " does not exist");
-        return;
-    }
+    if (!exists(path)) return findings.add("helper.missing", base.on_server(path) + " does not exist");
     char mark[2] = {};
     if (is_file(path)) std::ifstream(host::path_of(path), std::ios::binary).read(mark, sizeof mark);
     if (mark[0] != 'M' || mark[1] != 'Z') {

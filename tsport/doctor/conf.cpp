@@ -81,15 +81,10 @@ const ConfigVar* find_setting(const std::string& name) {
     return config_find_var(&counted_name);
 }
 
-std::string in_lower_case(std::string text) {
-    for (char& c : text) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + 'a' - 'A') : c;
-    return text;
-}
-
 std::string nearest_setting(const std::string& name) {
     command_line::Words names;
-    for (size_t i = 0; i < CONFIG_VAR_COUNT; ++i) names.push_back(in_lower_case(config_vars[i].name));
-    const std::string hint = command_line::did_you_mean(in_lower_case(name), names);
+    for (size_t i = 0; i < CONFIG_VAR_COUNT; ++i) names.push_back(lower(config_vars[i].name));
+    const std::string hint = command_line::did_you_mean(lower(name), names);
     for (size_t i = 0; i < CONFIG_VAR_COUNT; ++i) {
         if (hint == "; did you mean " + names[i] + "?") return config_vars[i].name;
     }

@@ -1,7 +1,6 @@
 #include "tsport/doctor/crashes.h"
 
 #include <algorithm>
-#include <cctype>
 #include <charconv>
 #include <map>
 #include <optional>
@@ -17,11 +16,6 @@ namespace tsport::doctor {
 namespace {
 
 using report::Timestamp;
-
-std::string lower(std::string text) {
-    for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return text;
-}
 
 std::string file_in(const std::string& path) {
     return path.substr(path.find_last_of("\\/") + 1);
@@ -56,7 +50,7 @@ bool is_of(const Event& event, const char* provider, unsigned id) {
 bool ends_spooler(const Event& event) {
     const bool ended = is_of(event, "Service Control Manager", 7031) || is_of(event, "Service Control Manager", 7034);
     return ended && std::any_of(event.data.begin(), event.data.end(), [](const std::string& field) {
-               return field == "Print Spooler" || lower(field).rfind("530070006f006f006c0065007200", 0) == 0;
+               return field == "Print Spooler" || lower(field).starts_with("530070006f006f006c0065007200");
            });
 }
 
@@ -68,7 +62,7 @@ std::string place_of(const Event& event, const CrashContext& context) {
     std::string place = event.field(module_name) + " " + event.field(module_version) + " at offset 0x" +
                         event.field(offset) + ", exception 0x" + event.field(exception);
     if (!is_ours(event.field(module_name))) return place;
-    const bool same = event.field(module_version).rfind(context.version, 0) == 0;
+    const bool same = event.field(module_version).starts_with(context.version);
     const std::string digits = event.field(offset);
     std::uint32_t address = 0;
     const auto parsed = std::from_chars(digits.data(), digits.data() + digits.size(), address, 16);
@@ -85,18 +79,18 @@ struct Crashes {
     std::string place;  // of the last one
 };
 
-std::string described(const Crashes& crashes, const CrashContext& context) {
+void add_crashes(const std::string& module, const Crashes& crashes, const CrashContext& context, Findings& findings) {
+    const bool unknown = tells_nothing(module);
     std::string text = (crashes.count == 1 ? "at " : counted(crashes.count, "time") + ", the last at ") +
-                       report::second_text(crashes.last);
-    if (!crashes.place.empty()) text += ": " + crashes.place;
-    return text + (context.printing_at ? context.printing_at(crashes.last) : "");
-}
-
-std::string neighbors_text(const CrashContext& context) {
-    std::string names;
-    for (const std::string& name : context.neighbors)
-        names += (names.empty() ? "; the spooler also loads " : ", ") + name;
-    return names;
+                       report::second_text(crashes.last) + ": " + crashes.place;
+    if (context.printing_at) text += context.printing_at(crashes.last);
+    for (size_t i = 0; unknown && i < context.neighbors.size(); ++i) {
+        text += (i == 0 ? "; the spooler also loads " : ", ") + context.neighbors[i];
+    }
+    findings.add(is_ours(module) ? "events.this-library"
+                 : unknown       ? "events.unknown-module"
+                                 : "events.other-module",
+                 text);
 }
 
 // The documents that were under way at a time.
@@ -163,24 +157,14 @@ void check_events(const std::vector<Event>& events, const CrashContext& context,
             ports_failed[event.field(0)] = report::second_text(*time);
         }
     }
-    for (const auto& [module, crashes] : by_module) {
-        if (is_ours(module)) {
-            findings.add("events.this-library", described(crashes, context));
-        } else if (tells_nothing(module)) {
-            findings.add("events.unknown-module", described(crashes, context) + neighbors_text(context));
-        } else {
-            findings.add("events.other-module", described(crashes, context));
-        }
-    }
+    for (const auto& [module, crashes] : by_module) add_crashes(module, crashes, context, findings);
     Crashes unexplained;
     for (const Timestamp end : ends) {
         const bool explained = std::any_of(module_times.begin(), module_times.end(),
                                            [&](Timestamp time) { return end >= time - soon && end <= time + soon; });
         if (!explained) add(unexplained, end, "the service ended without an event that names a module");
     }
-    if (unexplained.count != 0) {
-        findings.add("events.unknown-module", described(unexplained, context) + neighbors_text(context));
-    }
+    if (unexplained.count != 0) add_crashes("", unexplained, context, findings);
     for (const auto& [printer, time] : ports_failed) {
         findings.add("events.port-not-opened",
                      time + ": the printer \"" + printer + "\" failed to initialize its ports");

@@ -249,6 +249,11 @@ std::string first_of(const command_line::Words& words, const std::string& separa
     return words.size() <= most ? text : text + separator + "and " + std::to_string(words.size() - most) + " more";
 }
 
+std::string lower(std::string text) {
+    for (char& c : text) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + 'a' - 'A') : c;
+    return text;
+}
+
 std::string shown_text(const std::string& text) {
     constexpr size_t most = 80;
     return "\"" + safe(text.substr(0, most)) + (text.size() > most ? "..." : "") + "\"";

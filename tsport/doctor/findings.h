@@ -83,6 +83,8 @@ class Findings {
 std::string counted(size_t count, const std::string& noun);
 // The first ten, and how many there are beyond.
 std::string first_of(const command_line::Words& words, const std::string& separator);
+// With ASCII letters in lower case.
+std::string lower(std::string text);
 // Text of a file, of any bytes, as messages show it: in quotes, and cut when it is long.
 std::string shown_text(const std::string& text);
 

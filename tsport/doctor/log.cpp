@@ -18,17 +18,12 @@ namespace fs = std::filesystem;
 template <typename Take>
 void for_each_line(const std::string& name, Take take) {
     constexpr std::streamoff most = 16 << 20;
-    const fs::path path = host::path_of(name);
-    std::ifstream log(path, std::ios::binary);
-    std::error_code error;
-    const auto size = static_cast<std::streamoff>(fs::file_size(path, error));
-    if (!error && size > most) log.seekg(size - most);
+    std::ifstream log(host::path_of(name), std::ios::binary | std::ios::ate);
+    log.seekg(std::max<std::streamoff>(log.tellg() - most, 0));
     report::LineReader reader(log);
     for (size_t number = 1; reader.next(); ++number) {
-        std::string_view text = reader.line();
         report::LogLine line;
-        if (text.ends_with('\r')) text.remove_suffix(1);
-        if (report::parse_line(text, line) == report::LineKind::complete) take(text, line, number);
+        if (report::parse_line(reader.line(), line) == report::LineKind::complete) take(reader.line(), line, number);
     }
 }
 
@@ -83,8 +78,7 @@ void check_rotation(const BaseDirectory& base, const std::string& log, const Ses
                     Findings& findings) {
     std::error_code error;
     if (values.log_rotate_number <= 1) {
-        findings.add("log.no-rotation", "LogRotateNumber is " + std::to_string(values.log_rotate_number));
-        return;
+        return findings.add("log.no-rotation", "LogRotateNumber is " + std::to_string(values.log_rotate_number));
     }
     const auto limit = static_cast<std::uint64_t>(static_cast<std::uint32_t>(values.log_rotate_size_kbytes)) * 1024;
     const std::uint64_t size = fs::file_size(host::path_of(log), error);
@@ -116,13 +110,9 @@ void check_log(const BaseDirectory& base, const Settings& settings, std::optiona
     const std::string on_server = base.on_server(name);
     const fs::path path = host::path_of(name);
     std::error_code error;
-    if (!exists(name)) {
-        findings.saw("log", name + " does not exist yet");
-        return;
-    }
+    if (!exists(name)) return findings.saw("log", name + " does not exist yet");
     if (!fs::is_regular_file(path, error)) {
-        findings.add("log.not-writable", on_server + " is not a file", on_server);
-        return;
+        return findings.add("log.not-writable", on_server + " is not a file", on_server);
     }
     if (is_read_only(path)) findings.add("log.not-writable", on_server + " is marked read-only", on_server);
     check_rotation(base, name, *settings.values, findings);

@@ -1,7 +1,6 @@
 #include "tsport/doctor/server.h"
 
 #include <algorithm>
-#include <cstring>
 #include <set>
 
 #include "host/sha256.h"
@@ -12,23 +11,16 @@
 #include "tsport/doctor/registry.h"
 #include "tsport/file.h"
 #include "tsport/ports/check.h"
-#include "tsport/ports/encoding.h"
 #include "winportmon/contract/names.h"
 
 namespace tsport::doctor {
 namespace {
 
-constexpr const char* library_name = MONITOR_LIBRARY;
-
 // The library's sum of lines "SUM  NAME"; nothing when it is not among them.
 std::string listed_sum(const std::string& sums) {
-    for (const Text& line : lines_of(host::to_text(sums))) {
-        const std::string text = host::to_utf8(line);
-        const size_t name = text.rfind(library_name);
-        if (name == std::string::npos || name + std::strlen(library_name) != text.size()) continue;
-        return text.substr(0, text.find(' '));
-    }
-    return "";
+    const size_t name = sums.find("  " MONITOR_LIBRARY);
+    const size_t begin = sums.rfind('\n', name) + 1;
+    return name != std::string::npos ? sums.substr(begin, name - begin) : "";
 }
 
 }  // namespace
@@ -62,22 +54,12 @@ void check_protected_print(HKEY hive, Findings& findings) {
 void check_library(const Installed& installed, Findings& findings) {
     std::string bytes;
     std::string why;
-    if (!exists(installed.path)) {
-        findings.add("monitor.no-library", installed.path + " does not exist");
-        return;
-    }
-    if (!read_file(installed.path, bytes, why)) {
-        findings.skipped("monitor", why);
-        return;
-    }
+    if (!exists(installed.path)) return findings.add("monitor.no-library", installed.path + " does not exist");
+    if (!read_file(installed.path, bytes, why)) return findings.skipped("monitor", why);
     const LibraryFile library = read_library(bytes);
-    if (!library.is_library) {
-        findings.add("monitor.damaged", installed.path + " is not a complete library");
-        return;
-    }
+    if (!library.is_library) return findings.add("monitor.damaged", installed.path + " is not a complete library");
     if (library.machine != machine_x64) {
-        findings.add("monitor.not-x64", installed.path + " is built for another processor");
-        return;
+        return findings.add("monitor.not-x64", installed.path + " is built for another processor");
     }
     const std::string sum = host::sha256(bytes);
     const std::string expected = listed_sum(installed.sums);
@@ -114,8 +96,7 @@ void check_spooler(const Spooler& spooler, bool registered, Findings& findings) 
     }
     std::vector<Text> names;
     if (const DWORD error = spooler.monitors(names)) {
-        findings.skipped("spooler", "it does not answer: " + host::error_message(error));
-        return;
+        return findings.skipped("spooler", "it does not answer: " + host::error_message(error));
     }
     const bool loaded = std::any_of(names.begin(), names.end(),
                                     [](const Text& name) { return same_name(name, contract::kMonitorName); });
@@ -214,8 +195,7 @@ void check_queues(const Spooler& spooler, const std::vector<Port>& stored, Findi
     DWORD error = spooler.queues(view.queues);
     if (error == ERROR_SUCCESS) error = spooler.ports(view.ports);
     if (error != ERROR_SUCCESS) {
-        findings.skipped("queues", "the spooler does not answer: " + host::error_message(error));
-        return;
+        return findings.skipped("queues", "the spooler does not answer: " + host::error_message(error));
     }
     // One that a queue has got is known.
     std::set<Text, NameOrder> used;

@@ -23,7 +23,6 @@ constexpr Failure failures[] = {
     {Event::printer_not_opened, Outcome::not_started, Cause::printer_not_in_spooler, Source::system},
     {Event::sent_nothing, Outcome::unknown, Cause::printer_took_nothing, Source::nothing},
     {Event::check_failed, Outcome::unknown, Cause::check_failed, Source::message},
-    {Event::check_not_ended, Outcome::unknown, Cause::check_failed, Source::message},
     {Event::work_file_full, Outcome::unknown, Cause::work_file_full, Source::step},
     {Event::rewriting_failed, Outcome::lost, Cause::rewriting_failed, Source::step},
     {Event::printed_unchanged, Outcome::unknown, Cause::printed_unchanged, Source::step},
@@ -44,9 +43,8 @@ bool DebugOffTracker::process(const LogLine& line, const Message& message) {
             missing_helper_ = line.time;
             return false;
         case Event::helper_gone:
-        case Event::helper_not_started:
+        case Event::step_failed:
         case Event::rewriting_step_failed:
-        case Event::work_file_failed:
             failed_step_ = texts_.add(line.message);
             return true;
         case Event::send_failed:
@@ -54,9 +52,6 @@ bool DebugOffTracker::process(const LogLine& line, const Message& message) {
             return true;
         case Event::send_timed_out:
             add_loss(line.time, Cause::printer_stalled);
-            return true;
-        case Event::send_error:
-            add_loss(line.time, Cause::connection_lost);
             return true;
         case Event::lost:
             if (losses_.empty()) add_loss(line.time, Cause::connection_lost);

@@ -40,21 +40,20 @@ constexpr Row rows[] = {
     {"TSM End Doc Port - abandon as JobId: ", Event::abandoned, "ends as one whose data was thrown away"},
     {"TSM: get addr for ", Event::looking_up, "looks up the printer's address and connects:"},
     {"TSM: Error looking up printer address: ", Event::lookup_failed, "the address cannot be looked up:"},
-    {"TSM: Failed to create connection to printer: ", Event::no_socket, "no connection could be made:"},
+    {"TSM: Failed to create connection to printer: ", Event::connect_failed, "no connection could be made:"},
     {"TSM: Failed to connect to printer: ", Event::connect_failed, "the printer accepts no connection:"},
     {"TSM: addr = ", Event::address_bytes, "its bytes:"},
     {"TSM: unable to connect to printer by tcp", Event::history_only, "none of its addresses accepts a connection"},
     {"TSM Start Doc Port failed to connect to printer address: ", Event::start_failed,
      "the document does not start, the printer cannot be reached:"},
 
-    // Its data. The first one is as frequent as all others together.
-    {"TSM: Write Port: write data to printer of size ", Event::none, nullptr},
+    // Its data.
     {"TSM Write Port: buf count = ", Event::write, "the spooler hands over bytes:"},
     {"TSM Write Port: given ", Event::given, nullptr},  // or into the work file
     {"TSM forceattr: given ", Event::given_rewritten, "rewritten data goes to the printer:"},
     {"TSM: unable to send data to printer: ", Event::send_failed, "the connection breaks, with error:"},
     {"TSM: timeout on socket for send", Event::send_timed_out, "the printer has accepted no data for 20 seconds"},
-    {"TSM: error sending data", Event::send_error, "the connection cannot be waited for"},
+    {"TSM: error sending data", Event::send_failed, "the connection cannot be waited for"},
     {"TSM Write Port: send successful but wrote 0 bytes", Event::sent_nothing, "the connection took no bytes"},
     {"TSM forceattr: send successful but wrote 0 bytes", Event::sent_nothing, "the connection took no bytes"},
     {"TSM Write Port: failed to send data to printer, close connection", Event::lost, "the connection is given up"},
@@ -100,7 +99,7 @@ constexpr Row rows[] = {
      "the printer's hardware is not to be checked"},
     {"TSM Start Doc: no hardware check", Event::no_check, "without its helper program there is no check"},
     {"TSM: Could not access the install path for ", Event::helper_not_found, "the helper program does not exist:"},
-    {"TSM: Unable to Create Child Process, error:", Event::helper_not_started, "the helper program does not start:"},
+    {"TSM: Unable to Create Child Process, error:", Event::step_failed, "the helper program does not start:"},
     {"TSM: Created child process ", Event::history_only, "the helper program is started:"},
     {"TSM: write to helper: ", Event::history_only, "tells the helper:"},
     {"TSM: received WAIT from helper", Event::held, "the helper holds the job"},
@@ -117,8 +116,8 @@ constexpr Row rows[] = {
     {"TSM: helper failed 1st time but port connected to printer, try helper one more time", Event::check_again,
      "the printer is reachable, so the check is tried once more"},
     {"TSM Start Doc: Failed ", Event::check_failed, "the hardware check has failed:"},
-    {"TSM End Doc: Failed to write enddoc", Event::check_not_ended, "the helper did not take the end of the document"},
-    {"TSM: Failed to write end", Event::check_not_ended, "the helper did not take the end of the document"},
+    {"TSM End Doc: Failed to write enddoc", Event::check_failed, "the helper did not take the end of the document"},
+    {"TSM: Failed to write end", Event::check_failed, "the helper did not take the end of the document"},
 
     // Forced attributes.
     {"TSM: checking if force attr needed for JobId: ", Event::history_only, "looks for a record of forced attributes"},
@@ -141,11 +140,11 @@ constexpr Row rows[] = {
     {"TSM: Failed to send on forceattr data", Event::rewriting_step_failed, "the helper's output was not sent"},
     {"TSM: cannot find helper and so no force attributes", Event::no_rewriting,
      "without its helper program the document is not rewritten"},
-    {"TSM: unable to create force attributes ", Event::work_file_failed, "no work file can be created:"},
+    {"TSM: unable to create force attributes ", Event::step_failed, "no work file can be created:"},
     {"Could not create temporary spool file. ", Event::printed_unchanged, "the document is printed unchanged"},
     {"TSM Write Port: failed to send data to force attr file: ", Event::work_file_full,
      "the data cannot be written to the work file:"},
-    {"TSM: unable to write entire buffer. ", Event::work_file_failed, "the data cannot be written to the work file:"},
+    {"TSM: unable to write entire buffer. ", Event::step_failed, "the data cannot be written to the work file:"},
 
     // Identities.
     {"TSM: Unable to RevertToPrinterSelf", Event::identity, nullptr},

@@ -26,7 +26,6 @@ enum class Event : std::uint8_t {
     // The connection.
     looking_up,
     lookup_failed,
-    no_socket,
     connect_failed,
     address_bytes,
     start_failed,
@@ -42,7 +41,6 @@ enum class Event : std::uint8_t {
     given_rewritten,
     send_failed,
     send_timed_out,
-    send_error,
     sent_nothing,
     lost,
     restart_requested,
@@ -62,15 +60,13 @@ enum class Event : std::uint8_t {
     deleted_while_held,
     check_failed,
     check_again,
-    check_not_ended,
     helper_gone,
     helper_not_found,
-    helper_not_started,
     no_check,
     identity,
 
     // Forced attributes.
-    work_file_failed,
+    step_failed,  // the line that names the failure comes later
     work_file_full,
     rewriting,
     rewriting_step_failed,

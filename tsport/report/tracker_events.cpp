@@ -224,7 +224,6 @@ bool Effect::apply() {
             if (document.address == 0) document.address = texts.add(rest);
             break;
         case Event::lookup_failed: address_failed(Cause::address_unknown); break;
-        case Event::no_socket: address_failed(Cause::unreachable); break;
         case Event::connect_failed: connect_failed(); break;
         case Event::address_bytes: address_bytes(); break;
         case Event::start_failed:
@@ -248,7 +247,6 @@ bool Effect::apply() {
         case Event::given: case Event::given_rewritten: return data_sent();
         case Event::send_failed: document.add(loss_of(rest), system_text()); break;
         case Event::send_timed_out: document.add(Cause::printer_stalled); break;
-        case Event::send_error: document.add(Cause::connection_lost); break;
         case Event::sent_nothing: document.add(Cause::printer_took_nothing); break;
         case Event::lost:
             state.lost = true;
@@ -274,14 +272,13 @@ bool Effect::apply() {
             hold_ended();
             document.add(Cause::job_deleted_while_held);
             break;
-        case Event::check_failed: case Event::check_not_ended: helper_failed(Cause::check_failed); break;
+        case Event::check_failed: helper_failed(Cause::check_failed); break;
         case Event::check_again: document.remove(Cause::check_failed); break;
         case Event::helper_gone:
             hold_ended();
             state.helper_failure_text = system_text();
             break;
-        // The line that names the failure comes later.
-        case Event::helper_not_found: case Event::helper_not_started: case Event::work_file_failed:
+        case Event::helper_not_found: case Event::step_failed:
             state.helper_failure_text = texts.add(line.message);
             break;
         case Event::no_check: document.add(Cause::helper_missing_for_check); break;
