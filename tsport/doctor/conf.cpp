@@ -287,13 +287,13 @@ void read_env_version(const std::string& bytes, Settings& settings, Findings& fi
 
 namespace {
 
-// False when the file cannot be read, which is a finding of its area then.
-bool read_settings_file(const std::string& base, const std::string& name, const std::string& area, std::string& bytes,
-                        Findings& findings) {
+// False when the file cannot be read, which is a finding then.
+bool read_settings_file(const std::string& base, const std::string& name, const char* missing_id,
+                        const char* unreadable_id, std::string& bytes, Findings& findings) {
     const std::string path = path_in(base, name);
     std::string why;
     if (exists(path) && read_file(path, bytes, why)) return true;
-    findings.add(area + (exists(path) ? ".unreadable" : ".missing"), exists(path) ? why : name + " does not exist");
+    findings.add(exists(path) ? unreadable_id : missing_id, exists(path) ? why : name + " does not exist");
     return false;
 }
 
@@ -330,9 +330,10 @@ Settings check_settings(const std::string& base, Findings& findings) {
     SessionContext& values = *settings.values;
     util_strncpy(values.base_dir_path, base.c_str(), sizeof values.base_dir_path);
     std::string bytes;
-    if (!read_settings_file(base, kSettingsFileName, "conf", bytes, findings)) return settings;
+    if (!read_settings_file(base, kSettingsFileName, "conf.missing", "conf.unreadable", bytes, findings))
+        return settings;
     read_conf(bytes, settings, findings);
-    if (read_settings_file(base, kEnvVersionFileName, "env", bytes, findings)) {
+    if (read_settings_file(base, kEnvVersionFileName, "env.missing", "env.unreadable", bytes, findings)) {
         read_env_version(bytes, settings, findings);
     }
     config_apply_mode_rules(&values);
