@@ -144,7 +144,7 @@ class Tsport : public testing::Test {
             << "expected " << testing::PrintToString(expected) << "\n   found " << testing::PrintToString(lines);
     }
 
-    void take(const Step& step, bool with_store) const {
+    void take(const Step& step, bool with_store) {
         const Lines& words = step.words;
         SCOPED_TRACE("line " + std::to_string(step.line) + ": " + testing::PrintToString(words));
         if (words[0] == "write") {
@@ -154,7 +154,7 @@ class Tsport : public testing::Test {
             Lines expected = step.output;
             for (std::string& line : expected) line = unescaped(line);
             expect_lines(expected, split_lines(read_file(path_of(words[1]))));
-        } else {
+        } else if (!arrange(words)) {
             ASSERT_EQ(words[0], "tsport");
             const tsport::Answer answer = run({words.begin() + 1, words.end()}, step.input, with_store);
             EXPECT_EQ(answer.status, step.status);
@@ -185,16 +185,43 @@ class Tsport : public testing::Test {
         spooler_sim::add_printer(W("Local"), W("Lab"));
     }
 
-    // This machine's monitor, with a port that is not stored any more and one that was stored behind its back.
-    void add_local() {
+    // This machine's spooler starts anew.
+    void restart() {
         host::MonitorHost::Options options;
         std::string why;
         options.library = host::executable_folder() + "/" + host::monitor_file_name();
-        host::store_port(W("Office"), W("10.0.0.1"), 9100);
-        host::store_port(W("Gone"), W("10.0.0.2"), 9100);
+        servers_.clear();
         ASSERT_TRUE(servers_.emplace_back(std::make_unique<host::MonitorHost>())->load(options, why)) << why;
-        host::store_port(W("New"), W("10.0.0.3"), 9100);
-        RegDeleteKeyW(HKEY_LOCAL_MACHINE, (Text(contract::kMonitorKey) + W("\\Ports\\Gone")).c_str());
+    }
+    // What others do to this machine: "store" and "forget" ports of the registry, ports of Windows' own monitors,
+    // queues.
+    bool arrange(const Lines& words) {
+        const Text name = words.size() > 1 ? host::to_text(words[1]) : Text();
+        const auto text = [&words](size_t i) { return i < words.size() ? host::to_text(words[i]) : Text(); };
+        const auto number = [&words](size_t i, DWORD usual) {
+            return i < words.size() ? static_cast<DWORD>(std::stoul(words[i])) : usual;
+        };
+        if (words[0] == "restart") {
+            restart();
+        } else if (words[0] == "store") {
+            EXPECT_TRUE(host::store_port(name, text(2), number(3, 9100)));
+        } else if (words[0] == "forget") {
+            RegDeleteKeyW(HKEY_LOCAL_MACHINE, (Text(contract::kMonitorKey) + W("\\Ports\\") + name).c_str());
+        } else if (words[0] == "foreign") {
+            spooler_sim::add_foreign_port(name);
+        } else if (words[0] == "standard") {
+            EXPECT_EQ(spooler_sim::add_standard_port({name, text(2), text(3), number(4, 9100), number(5, 1)}), 0u);
+        } else if (words[0] == "queue") {
+            spooler_sim::remove_printer(name);
+            if (words.size() > 2) spooler_sim::add_printer(name, text(2));
+        } else if (words[0] == "status") {
+            spooler_sim::set_printer_status(name, number(2, 0));
+        } else if (words[0] == "job") {
+            spooler_sim::add_job(name, 1, W("document"), W("ann"));
+        } else {
+            return false;
+        }
+        return true;
     }
 
     const fs::path home_ = fs::current_path();
@@ -210,14 +237,12 @@ TEST_F(Tsport, AnswersAsWritten) {
     const auto take_part = [&](const Part& part, bool strict) {
         SCOPED_TRACE(part.title);
         const bool with_servers = part.title.find("servers)") != std::string::npos;
-        const bool local = part.title.find("(local)") != std::string::npos;
+        const bool local = part.title.find("local)") != std::string::npos;
         for (const fs::directory_entry& entry : fs::directory_iterator(".")) fs::remove_all(entry.path());
         spooler_sim::reset();
         clear_registry();
-        if (with_servers) add_servers();
-        if (local) add_local();
         spooler_sim::set_strict_port_list(strict);
-        if (part.title.find("IP_1") != std::string::npos) spooler_sim::add_foreign_port(W("IP_1"));
+        if (with_servers) add_servers();
         if (part.title.starts_with("a print server")) host::store_install_path(W("C:\\service"));
         spooler_sim::set_lists_never_fit(part.title.find("never fit") != std::string::npos);
         spooler_sim::set_administrator(part.title.rfind("no administrator", 0) != 0);
