@@ -1,7 +1,5 @@
 // The administrators' command line: what it answers (tsport.txt), and what a text cannot show. Its library is a hosted
 // one, over a file of ports or as the monitor of simulated servers.
-#include <rapidjson/document.h>
-
 #include <optional>
 #include <regex>
 #include <thread>
@@ -10,7 +8,6 @@
 #include "tests/support/print_server.h"
 #include "tests/support/scratch.h"
 #include "tsport/file.h"
-#include "tsport/output.h"
 #include "tsport/ports/hosted.h"
 #include "tsport/run.h"
 
@@ -84,13 +81,6 @@ std::vector<Part> parse_script(const std::string& text) {
         }
     }
     return parts;
-}
-
-std::string members_of(const rapidjson::Value& object) {
-    std::string names;
-    for (const auto& member : object.GetObject())
-        names += (names.empty() ? "" : " ") + std::string(member.name.GetString());
-    return names;
 }
 
 class Tsport : public testing::Test {
@@ -257,87 +247,7 @@ TEST_F(Tsport, AnswersAsWritten) {
     }
 }
 
-TEST_F(Tsport, EveryVerbHasItsHelp) {
-    const std::string general = run({"--help"}).out;
-    for (const char* const verb : {"list", "show", "add", "set", "delete", "test", "exists", "export", "import", "diff",
-                                   "doctor", "report", "completion"}) {
-        const std::string help = run({verb, "--help"}).out;
-        EXPECT_EQ(help.rfind(std::string("usage: tsport ") + verb, 0), 0u) << verb;
-        EXPECT_NE(help.find(std::string("examples:\n  tsport ") + verb), std::string::npos) << verb;
-        EXPECT_NE(general.find(std::string("\n  ") + verb + " "), std::string::npos) << verb;
-        EXPECT_EQ(run({"help", verb}).out, help);
-        EXPECT_EQ(run({verb, "/?"}).out, help);
-    }
-    for (const char* const word : {"-h", "/?", "help"}) EXPECT_EQ(run({word}).out, general) << word;
-    EXPECT_EQ(run({"help", "frobnicate"}).status, tsport::bad_usage);
-    EXPECT_FALSE(fs::exists("store"));
-}
-
-// What a terminal would obey is escaped, and what is no text becomes U+FFFD; a parser reads the same from it.
-TEST(Terminal, IsGivenNothingThatItObeys) {
-    EXPECT_EQ(tsport::for_terminal("\xEF\xBB\xBFname,address\n会議室\x1B[2J\n"), "name,address\n会議室\\u001b[2J\n");
-}
-
-TEST(Json, TextsOfAnyKind) {
-    const std::pair<const char*, std::string> rows[] = {
-        {"a, b: \"c\" \\", R"("a, b: \"c\" \\")"},
-        {"\x1B[2J\t", R"("\u001B[2J\t")"},
-        {"\xC3\xBC\xE6\x97\xA5", "\"\xC3\xBC\xE6\x97\xA5\""},
-        {"\xC3\xBC \xC2\x9B", R"("\u00FC \u009B")"},
-        {"\xF0\x9F\x96\xA8\xE2\x80\xA8", R"("\uD83D\uDDA8\u2028")"},
-        {"\xC3(", "\"\xEF\xBF\xBD(\""},
-    };
-    for (const auto& [text, expected] : rows) {
-        const std::string json = tsport::json_line([&](tsport::JsonWriter& writer) {
-            writer.member("text", text);
-            writer.member("none", std::optional<std::uint32_t>());
-        });
-        EXPECT_EQ(json, "{\"text\": " + expected + ", \"none\": null}\n");
-    }
-}
-
 // -- The store -------------------------------------------------------------------------------------------------------
-
-// Every verb, whether it succeeds or not, answers with the same members.
-TEST_F(Tsport, JsonHasOneShape) {
-    const std::string closed = std::to_string(closed_.port());
-    const std::pair<Lines, std::string> rows[] = {
-        {{"add", "A", "127.0.0.1", closed}, "added"},
-        {{"add", "A", "127.0.0.1"}, ""},
-        {{"set", "A", "127.0.0.1"}, "changed was"},
-        {{"list"}, "name address port state queues"},
-        {{"list", "--names"}, "name"},
-        {{"show", "A"}, "name address port state queues"},
-        {{"show", "B"}, ""},
-        {{"test", "A"}, "name address port reachable verdict"},
-        {{"test", "127.0.0.1", closed}, "address port reachable verdict"},
-        {{"exists", "A"}, "name exists"},
-        {{"export", "file"}, "exported"},
-        {{"import", "file"}, "dry_run added changed left_alone"},
-        {{"import", "none"}, ""},
-        {{"diff", "file"}, "only_in_file only_here differ"},
-        {{"delete", "A", "--dry-run"}, "would_delete"},
-        {{"delete", "A"}, "deleted"},
-        {{"delete"}, ""},
-        {{"report", "none"}, ""},
-        {{"completion", "zsh"}, ""},
-    };
-    for (const auto& [words, members] : rows) {
-        Lines arguments = words;
-        arguments.emplace_back("--json");
-        rapidjson::Document answer;
-        answer.Parse(run(arguments).out.c_str());
-        SCOPED_TRACE(testing::PrintToString(words));
-        ASSERT_TRUE(answer.IsObject());
-        EXPECT_EQ(members_of(answer), "version verb results warnings errors");
-        EXPECT_EQ(answer["version"].GetInt(), 1);
-        EXPECT_EQ(answer["verb"].GetString(), words[0]);
-        ASSERT_EQ(answer["results"].Size(), members.empty() ? 0u : 1u);
-        ASSERT_EQ(answer["errors"].Size(), members.empty() ? 1u : 0u);
-        EXPECT_EQ(members_of(answer[members.empty() ? "errors" : "results"][0]),
-                  members.empty() ? "error code cause" : members);
-    }
-}
 
 TEST_F(Tsport, OneProcessAtATimeChangesAStore) {
     ASSERT_EQ(run({"add", "A", "h"}).status, tsport::done);
