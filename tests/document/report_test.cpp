@@ -1,11 +1,9 @@
 // What tsport report makes of the logs that the monitor really writes: print servers on which one thing goes wrong.
-#include <future>
 #include <map>
 #include <regex>
 
 #include "tests/support/helper_script.h"
 #include "tests/support/reported.h"
-#include "tsport/run.h"
 
 namespace test {
 namespace {
@@ -257,76 +255,6 @@ TEST_F(Report, AHardwareCheckThatWorksAtTheSecondAttempt) {
     const Reported reported = report();
     EXPECT_EQ(logged("try helper one more time"), 1);
     EXPECT_EQ(reported.named(), std::multiset<std::string>{}) << reported.report_text;
-}
-
-// -- Several at once -------------------------------------------------------------------------------------------------
-
-TEST_F(Report, PortsThatPrintAtOnceAreToldApart) {
-    prepare();
-    std::vector<std::future<void>> threads;
-    for (size_t i = 1; i <= 8; ++i) add_printer(host::to_text("Printer " + std::to_string(i)));
-    start_monitor();
-    for (size_t i = 1; i <= 8; ++i) {
-        threads.push_back(std::async(std::launch::async, [this, i] {
-            for (int job = 0; job < 4; ++job) {
-                print(host::to_text("Printer " + std::to_string(i)), pattern(100'000 * i), 8192);
-            }
-        }));
-    }
-    for (auto& thread : threads) thread.get();
-    const Reported reported = report();
-    EXPECT_EQ(reported.named(), std::multiset<std::string>{"helper.missing"}) << "looked for at the start alone";
-    std::map<std::string, std::multiset<std::uint64_t>> sent;
-    for (const Document* const document : reported.documents) {
-        if (document->outcome == Outcome::printed) sent[reported.text(document->printer)].insert(document->sent);
-    }
-    EXPECT_EQ(sent.size(), 9u);
-    for (size_t i = 1; i <= 8; ++i) {
-        const std::uint64_t size = 100'000 * i;
-        EXPECT_EQ(sent["Printer " + std::to_string(i)], (std::multiset{size, size, size, size}));
-    }
-}
-
-// Numbered logs of a folder are read in their order: the document that lies across two of them is whole. So are others,
-// by their times.
-TEST_F(Report, ALogInSeveralFiles) {
-    start({"LogRotateSizeKBytes=16", "LogRotateNumber=100", "LogRotateCheckCount=1"});
-    for (DWORD job = 0; job < 12; ++job) PrintServer::print_job(100 + job, pattern(200'000));
-    ASSERT_TRUE(fs::exists(base / "print-monitor.log.10"));
-    const std::string middle = read_file(base / "print-monitor.log.5");
-    const size_t cut = middle.find("\n", middle.size() / 2) + 1;
-    const std::string first = folder.base + "/zebra.log";
-    const std::string second = folder.base + "/ant.log";
-    write_file(path_of(first),
-               std::regex_replace(middle.substr(0, cut), std::regex("20\\d\\d(-\\d\\d-\\d\\d )"), "2020$1"));
-    write_file(path_of(second), middle.substr(cut));
-    const auto count = [&](const Lines& logs) {
-        std::string json;
-        const tsport::Console console{std::cin, nullptr, [&](std::string_view text) { json += text; }};
-        Lines line = {"report", "--json"};
-        line.insert(line.end(), logs.begin(), logs.end());
-        EXPECT_EQ(tsport::run(line, console).status, tsport::done);
-        return json.substr(json.find("\"documents\":"), 70);
-    };
-    EXPECT_EQ(count({folder.base}), count({folder.install}));
-    EXPECT_TRUE(
-        count({folder.base}).starts_with("\"documents\": 13, \"attempts\": 13, \"failed\": 0, \"bytes\": 2400010,"))
-        << count({folder.base});
-    EXPECT_EQ(count({second, first}), count({folder.base + "/print-monitor.log.5"}));
-}
-
-// The tables fit the terminal, and what does not fit in a line of theirs goes on below.
-TEST_F(Report, FitsTheTerminal) {
-    start();
-    office->refuse();
-    PrintServer::print_job(42, "page");
-    tsport::report::Options options;
-    for (options.width = 80; options.width <= 200; options.width += 40) {
-        const std::string text = report(options).report_text;
-        const std::string tables = text.substr(text.find("STARTED"), text.find("CAUSES") - text.find("STARTED"));
-        for (const std::string& line : split_lines(tables)) EXPECT_LE(line.size(), options.width) << text;
-        EXPECT_NE(text.find("10061)"), std::string::npos) << text;
-    }
 }
 
 TEST(ReportTimes, MayBeCountedBackFromNow) {

@@ -101,7 +101,8 @@ class Tsport : public testing::Test {
         if (with_store) arguments.insert(arguments.begin(), {"--store", "store"});
         std::istringstream stream(input);
         std::string out;
-        tsport::Answer answer = tsport::run(arguments, {stream, nullptr, [&](std::string_view text) { out += text; }});
+        tsport::Answer answer =
+            tsport::run(arguments, {stream, nullptr, [&](std::string_view text) { out += text; }, columns_});
         answer.out.insert(0, out);
         return answer;
     }
@@ -191,7 +192,9 @@ class Tsport : public testing::Test {
         const auto number = [&words](size_t i, DWORD usual) {
             return i < words.size() ? static_cast<DWORD>(std::stoul(words[i])) : usual;
         };
-        if (words[0] == "restart") {
+        if (words[0] == "columns") {
+            columns_ = number(1, 0);
+        } else if (words[0] == "restart") {
             restart();
         } else if (words[0] == "store") {
             EXPECT_TRUE(host::store_port(name, text(2), number(3, 9100)));
@@ -219,6 +222,7 @@ class Tsport : public testing::Test {
     test_printer::TcpPrinter printer_;
     test_printer::TcpPrinter closed_;
     std::vector<std::unique_ptr<host::MonitorHost>> servers_;
+    size_t columns_ = 0;  // of the terminal; 0: there is none
 };
 
 TEST_F(Tsport, AnswersAsWritten) {
@@ -231,6 +235,7 @@ TEST_F(Tsport, AnswersAsWritten) {
         for (const fs::directory_entry& entry : fs::directory_iterator(".")) fs::remove_all(entry.path());
         spooler_sim::reset();
         clear_registry();
+        columns_ = 0;
         spooler_sim::set_strict_port_list(strict);
         if (with_servers) add_servers();
         if (part.title.starts_with("a print server")) host::store_install_path(W("C:\\service"));

@@ -1,59 +1,17 @@
-// tsport watch: what is under way, and what of it needs somebody, from the log that the monitor really writes; and that
-// looking at the log keeps no rotation waiting and loses no line.
-#include <future>
+// tsport watch follows a log over its rotations.
+#include "tsport/watch/follower.h"
+
+#include <gtest/gtest.h>
 
 #include "host/setup.h"
-#include "tests/support/helper_script.h"
-#include "tsport/report/options.h"
-#include "tsport/run.h"
-#include "tsport/watch/follower.h"
+#include "tests/support/files.h"
 
 namespace test {
 namespace {
 
-using tsport::report::Timestamp;
 using tsport::watch::Follower;
 
 using Ids = std::vector<std::string>;
-
-class WatchedServer : public HelperServer {
-  protected:
-    // The answer for the log so much later than now, on a terminal of that width.
-    std::string look(std::vector<std::string> words, std::chrono::minutes later = {}, size_t width = 0) {
-        const Timestamp at = tsport::report::local_now() + later;
-        std::string out;
-        words.insert(words.begin(), {"watch", folder.log(), "--once"});
-        if (later.count() != 0) words.insert(words.end(), {"--at", tsport::report::to_text(at).substr(0, 19)});
-        status = tsport::run(words, {std::cin, nullptr, [&out](std::string_view text) { out += text; }, width}).status;
-        return out;
-    }
-    int status = 0;
-};
-
-TEST_F(WatchedServer, ShowsADocumentThatIsHeldNow) {
-    start();
-    check_hardware();
-    answer_by("on startdoc WAIT \"Door Open\" until shut then OK");
-    EXPECT_NE(look({}).find("no document is under way"), std::string::npos);
-    EXPECT_EQ(status, tsport::done);
-    auto printing = print_job_meanwhile("page");
-    ASSERT_TRUE(wait_until([&] { return logged("extracted wait error string") == 1; }));
-    const std::string held = look({"--json"});
-    for (const char* const member : {"\"printer\": \"Office\"", "\"job\": 7", "\"phase\": \"held\"",
-                                     "\"held_for\": \"Door Open\"", "\"attention\": []"}) {
-        EXPECT_NE(held.find(member), std::string::npos) << held;
-    }
-    EXPECT_NE(look({}, std::chrono::minutes(10)).find("! held.long  Office, job 7: held for "), std::string::npos);
-    EXPECT_EQ(status, tsport::not_there);
-    for (const std::string& line : split_lines(look({}, std::chrono::minutes(10), 60))) {
-        EXPECT_LE(line.size(), 60u) << line;
-    }
-    EXPECT_NE(look({"--printer", "Other"}).find("no document is under way"), std::string::npos);
-    EXPECT_EQ(status, tsport::done);
-    release("shut");
-    EXPECT_EQ(printing.get().result, host::Result::printed);
-    EXPECT_NE(look({}).find("no document is under way"), std::string::npos);
-}
 
 // The lines that a log gets between two looks, in the files to which the rotation has brought them.
 TEST(Follower, LosesNoLineAcrossRotations) {
