@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/support/linux/stock.h"
 #include "winapi/winapi.h"
 
 namespace fuzz {
@@ -40,13 +41,10 @@ class Input {
 const std::string& scratch();
 void write_file(const std::string& native_path, std::string_view contents);
 
-// All that the layer counts, to be the same after an input as before it.
+// Nothing has grown when it ends.
 struct NothingLeftOver {
-    NothingLeftOver();
     ~NothingLeftOver();
-    const size_t handles;
-    const size_t allocations;
-    const uint64_t misuses;
+    const test::Stock before = test::take_stock();
 };
 
 [[noreturn]] void fail(const char* condition, const char* file, int line);
