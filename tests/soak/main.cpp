@@ -1,5 +1,6 @@
 // The soak: 64 ports print at once, for minutes, jobs of all sizes and outcomes on printers and helpers that fail,
 // while administrators change the ports. Every job is accounted for, and nothing may be left over at the end.
+#include <malloc.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -25,6 +26,7 @@ constexpr unsigned kAdministrators = 3;
 constexpr auto kProgress = std::chrono::seconds(10);
 // Chunks that threads' caches and vectors of this program hold on to differ from one look to the next.
 constexpr std::uint64_t kHeapTolerance = 256 << 10;
+constexpr std::uint64_t kShownWrongs = 20;
 
 struct Options {
     std::uint64_t minutes = 10;
@@ -144,7 +146,36 @@ bool Soak::run() {
     return server_.wrongs == 0;
 }
 
+size_t entries(const std::filesystem::path& folder) {
+    return static_cast<size_t>(std::distance(std::filesystem::directory_iterator(folder), {}));
+}
+
 }  // namespace
+
+// -- The print server ------------------------------------------------------------------------------------------------
+
+void Server::wrong(const std::string& what) {
+    const std::lock_guard lock(output);
+    if (++wrongs > kShownWrongs) return;
+    std::printf("WRONG: %s\n", what.c_str());
+    std::fflush(stdout);
+}
+
+std::string Server::sums() const {
+    return std::to_string(documents) + " documents, " + std::to_string(restarts) + " restarts, " +
+           std::to_string(failed) + " failed";
+}
+
+test::Stock Server::take_stock() const {
+    test::Stock stock = test::take_stock();
+    stock["descriptors"] = entries("/proc/self/fd");
+    for (const char* const name : {"forceattr", "hpc", "notapprovedjobs", "settings"}) {
+        stock["work files"] += entries(folder.spool(name));
+    }
+    stock["bytes of heap"] = mallinfo2().uordblks + mallinfo2().hblkhd;
+    return stock;
+}
+
 }  // namespace soak
 
 int main(int count, char** arguments) {

@@ -16,25 +16,12 @@
 
 namespace soak {
 
-// -- Jobs ------------------------------------------------------------------------------------------------------------
-
 using Random = std::mt19937_64;
 
-// One job: its bytes, what is prepared for it, and the failures of its printer. All of it comes from one random number
-// generator, so that a seed repeats it.
-struct Plan {
-    testbed::DocumentPlan document;  // what is prepared for it, the helper's script included
-    host::Result result;             // unless a printer or an administrator is in the way
-    std::string data;
-    std::string first;  // what the first run sends: the data, or what the helper makes of it; nothing when that fails
-    DWORD write_size = 0;
-    test_printer::Behaviour behaviour;  // of the printer, on the first connection ...
-    bool is_lost_always = false;        // ... or on all of them, none of which gets through
-};
-
-Plan make_plan(Random& random);
 // A number from 0 on that is less than `end`.
-std::uint64_t below(Random& random, std::uint64_t end);
+inline std::uint64_t below(Random& random, std::uint64_t end) {
+    return random() % end;
+}
 
 // -- The print server ------------------------------------------------------------------------------------------------
 
@@ -77,13 +64,8 @@ class Port {
     std::atomic<unsigned> renewals{0};  // counts when it goes and when it is back: odd while it is away
 
   private:
-    using Connections = std::vector<test_printer::Connection>;
-
-    bool take_arrived(Connections& arrived);
+    bool take_arrived(std::vector<test_printer::Connection>& arrived);
     bool knock(const std::string& data) const;
-    // What must not be; empty when all is as it has to be.
-    std::string judge(const Plan& plan, const host::Outcome& outcome, const Connections& arrived, bool away) const;
-    std::string judge_printed(const Plan& plan, const host::Outcome& outcome, const Connections& arrived) const;
 
     Server& server_;
     Random random_;
