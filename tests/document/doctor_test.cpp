@@ -1,5 +1,5 @@
-// tsport doctor: what its transcript (tsport.txt) cannot show. What only a server shows, from what it would be read of; odd
-// event files; and the list of findings in docs/.
+// tsport doctor: what its transcript (tsport.txt) cannot show. What only a server shows, from what it would be read of;
+// odd event files; and the list of findings in docs/.
 #include <gtest/gtest.h>
 
 #include <algorithm>
