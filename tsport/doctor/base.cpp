@@ -28,18 +28,6 @@ bool lies_below(const std::string& path, const std::string& base) {
     return with_slashes(path).starts_with(with_slashes(base));
 }
 
-std::vector<Directory> directories_of(const SessionContext& values) {
-    return {
-        {"dirs.no-spool", "the spool directory", nullptr, values.spool_dir_path},
-        {"dirs.no-notapproved", "the directory of the markers of jobs that are not approved",
-         "jobs that are not approved are printed", values.notapproved_jobs_spool_dir_path},
-        {"dirs.no-settings", "the directory of the printers' settings", "devices are not checked before a job",
-         values.settings_spool_dir_path},
-        {"dirs.no-forceattr", "the directory of jobs whose attributes are forced", "forced attributes are skipped",
-         values.forceattr_spool_dir_path},
-    };
-}
-
 }  // namespace
 
 std::string path_in(const std::string& folder, const std::string& name) {
@@ -67,7 +55,16 @@ std::string BaseDirectory::on_server(const std::string& path_here) const {
 
 std::vector<Directory> check_directories(const BaseDirectory& base, const Settings& settings, Findings& findings) {
     if (!settings.read) return {};  // the monitor knows none then
-    std::vector<Directory> directories = directories_of(*settings.values);
+    const SessionContext& values = *settings.values;
+    std::vector<Directory> directories = {
+        {"dirs.no-spool", "the spool directory", nullptr, values.spool_dir_path},
+        {"dirs.no-notapproved", "the directory of the markers of jobs that are not approved",
+         "jobs that are not approved are printed", values.notapproved_jobs_spool_dir_path},
+        {"dirs.no-settings", "the directory of the printers' settings", "devices are not checked before a job",
+         values.settings_spool_dir_path},
+        {"dirs.no-forceattr", "the directory of jobs whose attributes are forced", "forced attributes are skipped",
+         values.forceattr_spool_dir_path},
+    };
     Directory& spool = directories[0];
     size_t seen = 0;
     for (Directory& directory : directories) {

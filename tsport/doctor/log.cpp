@@ -97,11 +97,6 @@ void check_rotation(const BaseDirectory& base, const std::string& log, const Ses
     }
 }
 
-bool is_read_only(const fs::path& path) {
-    std::error_code error;
-    return (fs::status(path, error).permissions() & fs::perms::owner_write) == fs::perms::none;
-}
-
 }  // namespace
 
 void check_log(const BaseDirectory& base, const Settings& settings, std::optional<report::Timestamp> now,
@@ -114,7 +109,9 @@ void check_log(const BaseDirectory& base, const Settings& settings, std::optiona
     if (!fs::is_regular_file(path, error)) {
         return findings.add("log.not-writable", on_server + " is not a file", on_server);
     }
-    if (is_read_only(path)) findings.add("log.not-writable", on_server + " is marked read-only", on_server);
+    if ((fs::status(path, error).permissions() & fs::perms::owner_write) == fs::perms::none) {
+        findings.add("log.not-writable", on_server + " is marked read-only", on_server);
+    }
     check_rotation(base, name, *settings.values, findings);
     std::optional<report::Timestamp> last_line;
     check_errors(name, now, findings, last_line);

@@ -10,30 +10,9 @@
 namespace tsport::report {
 namespace {
 
-constexpr size_t second_size = 19;
-constexpr size_t time_size = second_size + 4;
+constexpr size_t time_size = 23;
 constexpr size_t level_at = time_size + 1;
 constexpr size_t level_size = 7;  // "DEBUG: "
-
-std::optional<Timestamp> parse_second(const std::string& text) {
-    using namespace std::chrono;
-    constexpr std::string_view shape = "0000-00-00 00:00:00";
-    int numbers[6] = {};
-    int* number = numbers;
-    for (size_t i = 0; i < shape.size(); ++i) {
-        const bool digit = text[i] >= '0' && text[i] <= '9';
-        if (shape[i] == '0' ? !digit : text[i] != shape[i]) return {};
-        if (digit) {
-            *number = *number * 10 + (text[i] - '0');
-        } else {
-            ++number;
-        }
-    }
-    const auto& [years, month_number, day_number, hour, minute, second] = numbers;
-    const year_month_day date = year(years) / month_number / day_number;
-    if (!date.ok() || hour > 23 || minute > 59 || second > 60) return {};
-    return local_days(date) + hours(hour) + minutes(minute) + seconds(second);
-}
 
 // "file.cpp:123 - " in front of the message.
 bool take_source(std::string_view& text) {
@@ -61,21 +40,21 @@ bool take_thread(std::string_view& text, std::uint32_t& thread) {
 }  // namespace
 
 std::optional<Timestamp> parse_timestamp(std::string_view text) {
-    if (text.size() < time_size || text[second_size] != ',') return {};
-    // Many lines of a log share a second.
-    thread_local std::string last_second;
-    thread_local std::optional<Timestamp> last_time;
-    if (text.substr(0, second_size) != last_second) {
-        last_second = text.substr(0, second_size);
-        last_time = parse_second(last_second);
+    using namespace std::chrono;
+    constexpr std::string_view shape = "0000-00-00 00:00:00,000";
+    if (text.size() < shape.size()) return {};
+    int numbers[7] = {};
+    int* number = numbers;
+    for (size_t i = 0; i < shape.size(); ++i) {
+        const bool digit = text[i] >= '0' && text[i] <= '9';
+        if (shape[i] == '0' ? !digit : text[i] != shape[i]) return {};
+        if (!digit) ++number;
+        if (digit) *number = *number * 10 + (text[i] - '0');
     }
-    int thousandths = 0;
-    for (const char digit : text.substr(second_size + 1, 3)) {
-        if (digit < '0' || digit > '9') return {};
-        thousandths = thousandths * 10 + (digit - '0');
-    }
-    if (!last_time) return {};
-    return *last_time + std::chrono::milliseconds(thousandths);
+    const auto& [years, month_number, day_number, hour, minute, second, thousandths] = numbers;
+    const year_month_day date = year(years) / month_number / day_number;
+    if (!date.ok() || hour > 23 || minute > 59 || second > 60) return {};
+    return local_days(date) + hours(hour) + minutes(minute) + seconds(second) + milliseconds(thousandths);
 }
 
 std::optional<Timestamp> parse_time(const std::string& text, Timestamp now) {

@@ -64,18 +64,12 @@ std::string counted(std::uint64_t number, std::string_view what) {
 }
 
 std::string duration_text(std::uint64_t milliseconds) {
-    char text[64];
-    if (milliseconds < 1000) {
-        std::snprintf(text, sizeof text, "%d ms", static_cast<int>(milliseconds));
-    } else if (milliseconds < 60'000) {
-        std::snprintf(text, sizeof text, "%.1f s", static_cast<double>(milliseconds) / 1e3);
-    } else if (milliseconds < 3'600'000) {
-        std::snprintf(text, sizeof text, "%d min %d s", static_cast<int>(milliseconds / 60'000),
-                      static_cast<int>(milliseconds / 1000 % 60));
-    } else {
-        std::snprintf(text, sizeof text, "%lld h %d min", static_cast<long long>(milliseconds / 3'600'000),
-                      static_cast<int>(milliseconds / 60'000 % 60));
-    }
+    const std::uint64_t seconds = milliseconds / 1000;
+    char text[32];
+    if (milliseconds < 1000) return std::to_string(milliseconds) + " ms";
+    if (seconds >= 3600) return std::to_string(seconds / 3600) + " h " + std::to_string(seconds / 60 % 60) + " min";
+    if (seconds >= 60) return std::to_string(seconds / 60) + " min " + std::to_string(seconds % 60) + " s";
+    std::snprintf(text, sizeof text, "%.1f s", static_cast<double>(milliseconds) / 1e3);
     return text;
 }
 

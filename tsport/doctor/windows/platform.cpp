@@ -7,8 +7,16 @@
 #include <sddl.h>
 #include <winevt.h>
 
+#include <memory>
+
 namespace tsport::doctor {
 namespace {
+
+struct CloseService {
+    using pointer = SC_HANDLE;
+    void operator()(SC_HANDLE handle) const { CloseServiceHandle(handle); }
+};
+using ServiceHandle = std::unique_ptr<SC_HANDLE, CloseService>;
 
 std::string text_of(PSID sid) {
     LPWSTR text = nullptr;
@@ -53,28 +61,18 @@ std::string system_directory() {
 }
 
 Service spooler_service() {
-    const SC_HANDLE manager = OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT);
-    if (manager == nullptr) return Service::unknown;
-    Service state = Service::unknown;
-    const SC_HANDLE service = OpenServiceW(manager, L"Spooler", SERVICE_QUERY_STATUS | SERVICE_QUERY_CONFIG);
-    if (service == nullptr) {
-        state = GetLastError() == ERROR_SERVICE_DOES_NOT_EXIST ? Service::missing : Service::unknown;
-    } else {
-        SERVICE_STATUS status = {};
-        alignas(QUERY_SERVICE_CONFIGW) BYTE buffer[8192] = {};
-        auto* const setup = reinterpret_cast<QUERY_SERVICE_CONFIGW*>(buffer);
-        DWORD needed = 0;
-        const bool disabled =
-            QueryServiceConfigW(service, setup, sizeof buffer, &needed) && setup->dwStartType == SERVICE_DISABLED;
-        if (QueryServiceStatus(service, &status)) {
-            state = status.dwCurrentState == SERVICE_RUNNING ? Service::running
-                    : disabled                               ? Service::disabled
-                                                             : Service::stopped;
-        }
-        CloseServiceHandle(service);
-    }
-    CloseServiceHandle(manager);
-    return state;
+    const ServiceHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
+    if (!manager) return Service::unknown;
+    const ServiceHandle service(OpenServiceW(manager.get(), L"Spooler", SERVICE_QUERY_STATUS | SERVICE_QUERY_CONFIG));
+    if (!service) return GetLastError() == ERROR_SERVICE_DOES_NOT_EXIST ? Service::missing : Service::unknown;
+    SERVICE_STATUS status = {};
+    if (!QueryServiceStatus(service.get(), &status)) return Service::unknown;
+    if (status.dwCurrentState == SERVICE_RUNNING) return Service::running;
+    alignas(QUERY_SERVICE_CONFIGW) BYTE buffer[8192] = {};
+    auto* const setup = reinterpret_cast<QUERY_SERVICE_CONFIGW*>(buffer);
+    DWORD needed = 0;
+    const bool known = QueryServiceConfigW(service.get(), setup, sizeof buffer, &needed);
+    return known && setup->dwStartType == SERVICE_DISABLED ? Service::disabled : Service::stopped;
 }
 
 bool export_events(const char* log, const char* query, std::string& xml, std::string& why) {
