@@ -5,26 +5,21 @@
 namespace tsport::doctor {
 namespace {
 
-// Numbers and texts at places of a file. Does not own the bytes. What lies beyond their end is 0, or no text.
-class Bytes {
-  public:
-    explicit Bytes(const std::string& bytes) : bytes_(bytes) {}
+// Numbers and texts at places of a file. What lies beyond its end is 0, or no text.
+struct Bytes {
+    const std::string& bytes;
+
     // Little-endian, of `size` bytes, 4 at most.
     std::uint32_t number(std::uint64_t at, size_t size) const {
         std::uint32_t value = 0;
-        if (at >= bytes_.size() || bytes_.size() - at < size) return 0;
-        for (size_t i = size; i-- > 0;) value = value << 8 | static_cast<unsigned char>(bytes_[at + i]);
+        if (at >= bytes.size() || bytes.size() - at < size) return 0;
+        for (size_t i = size; i-- > 0;) value = value << 8 | static_cast<unsigned char>(bytes[at + i]);
         return value;
     }
     // Up to the next zero.
     std::string text(std::uint64_t at) const {
-        if (at >= bytes_.size()) return "";
-        return bytes_.substr(at, bytes_.find('\0', at) - at);
+        return at < bytes.size() ? bytes.substr(at, bytes.find('\0', at) - at) : "";
     }
-    size_t size() const { return bytes_.size(); }
-
-  private:
-    const std::string& bytes_;
 };
 
 // -- The library -----------------------------------------------------------------------------------------------------
@@ -52,7 +47,7 @@ std::string version_in(const std::string& bytes) {
     const std::string signature = {'\xBD', '\x04', '\xEF', '\xFE'};  // of the fixed part of a version resource
     const size_t at = bytes.find(signature);
     if (at == std::string::npos) return "";
-    const Bytes file(bytes);
+    const Bytes file{bytes};
     return std::to_string(file.number(at + 10, 2)) + "." + std::to_string(file.number(at + 8, 2)) + "." +
            std::to_string(file.number(at + 14, 2));
 }
@@ -62,7 +57,7 @@ std::string version_in(const std::string& bytes) {
 // The file is divided into blocks; a stream is a list of them.
 class Container {
   public:
-    explicit Container(const std::string& pdb) : pdb_(pdb), file_(pdb), block_size_(file_.number(32, 4)) {
+    explicit Container(const std::string& pdb) : pdb_(pdb), file_{pdb}, block_size_(file_.number(32, 4)) {
         const bool known = pdb.rfind("Microsoft C/C++ MSF 7.00\r\n", 0) == 0;
         if (!known || block_size_ < 512 || block_size_ > 65536) return;
         const std::uint32_t size = file_.number(44, 4);
@@ -72,7 +67,7 @@ class Container {
 
     // "" when there is no such stream.
     std::string stream(std::uint32_t index) const {
-        const Bytes directory(directory_);
+        const Bytes directory{directory_};
         const std::uint32_t count = directory.number(0, 4);
         if (index >= count || count > directory_.size() / 4) return "";
         std::uint64_t first = 4 + std::uint64_t{count} * 4;
@@ -112,7 +107,7 @@ struct Place {
 };
 
 Place place_of(const Bytes& headers, std::uint32_t address) {
-    for (std::uint32_t i = 0; i < headers.size() / 40; ++i) {
+    for (std::uint32_t i = 0; i < headers.bytes.size() / 40; ++i) {
         const std::uint32_t start = headers.number(i * 40 + 12, 4);
         if (address >= start && address - start < headers.number(i * 40 + 8, 4)) return {i + 1, address - start};
     }
@@ -140,7 +135,7 @@ std::string function_in(const Bytes& symbols, std::uint32_t end, Place place) {
 
 LibraryFile read_library(const std::string& bytes) {
     LibraryFile library;
-    const Bytes file(bytes);
+    const Bytes file{bytes};
     const std::uint64_t header = file.number(0x3C, 4);
     if (bytes.rfind("MZ", 0) != 0 || file.number(header, 4) != 0x4550) return library;
     const std::uint64_t optional = header + 24;
@@ -168,17 +163,17 @@ LibraryFile read_library(const std::string& bytes) {
 std::string function_at(const std::string& pdb, std::uint32_t address) {
     const Container container(pdb);
     const std::string information = container.stream(3);
-    const Bytes header(information);
+    const Bytes header{information};
     const std::uint64_t modules = 64;
     const std::uint64_t modules_end = std::min<std::uint64_t>(modules + header.number(24, 4), information.size());
     std::uint64_t streams = modules;  // the list of further streams is behind all other parts
     for (const unsigned part : {24u, 28u, 32u, 36u, 40u, 52u}) streams += header.number(part, 4);
     const std::string headers = container.stream(header.number(streams + 10, 2));
-    const Place place = place_of(Bytes(headers), address);
+    const Place place = place_of(Bytes{headers}, address);
     for (std::uint64_t at = modules; place.section != 0 && at + 64 < modules_end;) {
         const std::uint32_t index = header.number(at + 34, 2);
         const std::string symbols = index != 0xFFFF ? container.stream(index) : "";
-        const std::string name = function_in(Bytes(symbols), header.number(at + 36, 4), place);
+        const std::string name = function_in(Bytes{symbols}, header.number(at + 36, 4), place);
         if (!name.empty()) return name;
         at += 64;
         at += header.text(at).size() + 1;  // the names of the object file and of its library

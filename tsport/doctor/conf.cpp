@@ -192,29 +192,22 @@ class ConfReader {
     void check_value(const ConfLine& line, const ConfigVar& setting, bool taken) {
         const std::string& value = line.value;
         const std::string name = setting.name;
-        const char* words = "";
-        bool is_number = true;
-        bool fits = true;
-        if (setting.type == CONFIG_VAR_INT) {
-            is_number = taken && is_whole_number(value);
+        if (setting.type == CONFIG_VAR_INT || name == "CheckHeldJobMillis") {
+            std::int32_t number = 0;
+            const bool is_number = setting.type == CONFIG_VAR_INT ? taken && is_whole_number(value)
+                                                                  : util_parse_int(value.c_str(), &number) != 0;
+            if (!is_number) add("conf.bad-number", line, ": " + name + " is a number, not " + shown_text(value));
         } else if (setting.type == CONFIG_VAR_BOOL) {
             if (!is_off(value) && !same_word(value, "on") && !same_word(value, "true") && !same_word(value, "yes")) {
                 add("conf.bad-switch", line, ": " + name + "=" + value + " means off");
             }
         } else if (setting.type == CONFIG_VAR_STRING || name == "ServerName") {
-            fits = value.size() < setting.size;
-        } else if (name == "CheckHeldJobMillis") {
-            std::int32_t number = 0;
-            is_number = util_parse_int(value.c_str(), &number) != 0;
-        } else {
-            words = words_instead(value, setting);
-        }
-        if (!is_number) add("conf.bad-number", line, ": " + name + " is a number, not " + shown_text(value));
-        if (*words != 0) add("conf.bad-word", line, ": " + name + " is " + words + ", not " + shown_text(value));
-        if (!fits) {
+            if (value.size() < setting.size) return;
             add("conf.cut-value", line,
                 ": the value of " + name + " has " + std::to_string(value.size()) + " bytes, the limit is " +
                     std::to_string(setting.size - 1));
+        } else if (const std::string words = words_instead(value, setting); !words.empty()) {
+            add("conf.bad-word", line, ": " + name + " is " + words + ", not " + shown_text(value));
         }
     }
 

@@ -100,9 +100,7 @@ std::string printing_at(const report::Report& log, Timestamp time) {
     std::string text;
     for (const report::Document* const document : log.documents.in_order()) {
         const bool recent = document->start <= time && time - document->start < std::chrono::days(1);
-        const bool open =
-            document->outcome == report::Outcome::unknown || document->outcome == report::Outcome::under_way;
-        if (!recent || (!open && document->end() < time)) continue;
+        if (!recent || (!document->is_open() && document->end() < time)) continue;
         const std::string printer(log.texts[document->printer]);
         if (++count > most) continue;
         text += (count == 1 ? "; under way then: " : ", ") +

@@ -70,8 +70,7 @@ bool parse_event(std::string xml, Event& event) {
 }
 
 bool begins_event(const std::string& xml, size_t at) {
-    const char behind = at + 6 < xml.size() ? xml[at + 6] : '\0';
-    return behind == ' ' || behind == '>' || behind == '\r' || behind == '\n' || behind == '\t';
+    return std::string_view(" >\r\n\t").find(xml[at + 6]) != std::string_view::npos;
 }
 
 }  // namespace

@@ -112,12 +112,10 @@ struct Document {
     bool may_be_tried_again() const {
         return outcome == Outcome::not_started || outcome == Outcome::restarted || outcome == Outcome::lost;
     }
+    bool is_open() const { return outcome == Outcome::unknown || outcome == Outcome::under_way; }
     bool came_out() const { return outcome == Outcome::printed || outcome == Outcome::late; }
     // For the one who looks after the printers: it did not come out, or there is a reason to fear so.
-    bool is_trouble() const {
-        const bool open = outcome == Outcome::unknown || outcome == Outcome::under_way;
-        return !tried_again && !came_out() && (!open || cause());
-    }
+    bool is_trouble() const { return !tried_again && !came_out() && (!is_open() || cause()); }
     // Of this job and this printer; 0 when the log does not name both.
     std::uint64_t job_key() const { return has_job && printer != 0 ? std::uint64_t{printer} << 32 | job : 0; }
     // The first of its causes.

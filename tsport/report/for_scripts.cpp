@@ -203,13 +203,14 @@ void write_csv(const Report& report, const Sink& sink) {
 void write_ndjson(const Report& report, const Sink& sink) {
     const Texts& texts = report.texts;
     for (const Document* const document : report.documents.in_order()) {
-        const bool open = document->outcome == Outcome::unknown || document->outcome == Outcome::under_way;
         std::string start = to_text(document->start);
         start[10] = 'T';
         sink(json_line([&](JsonWriter& json) {
             json.member("@timestamp", start);
             json.member("event.dataset", "tsport.attempt");
-            json.member("event.outcome", open ? "unknown" : document->came_out() ? "success" : "failure");
+            json.member("event.outcome", document->is_open()    ? "unknown"
+                                         : document->came_out() ? "success"
+                                                                : "failure");
             json.member("event.duration", std::uint64_t{document->total_ms} * 1'000'000);
             json.member("event.reason", cause_text(*document, texts));
             json.member("destination.address", texts[document->address]);

@@ -11,15 +11,14 @@
 namespace tsport::report {
 namespace {
 
-using Labels = std::string;  // as they stand in the file: {printer="Office",outcome="printed"}
-
 std::string escaped(const std::string& value) {
     std::string text;
     for (const char c : value) text += c == '\\' ? "\\\\" : c == '"' ? "\\\"" : c == '\n' ? "\\n" : std::string(1, c);
     return text;
 }
 
-Labels labels(std::initializer_list<std::pair<const char*, std::string>> pairs) {
+// As they stand in the file: {printer="Office",outcome="printed"}
+std::string labels(std::initializer_list<std::pair<const char*, std::string>> pairs) {
     std::string text;
     for (const auto& [name, value] : pairs) {
         text += (text.empty() ? "{" : ",") + std::string(name) + "=\"" + escaped(value) + "\"";
@@ -50,8 +49,8 @@ struct Limit {
     std::uint64_t milliseconds;
     const char* seconds;
 };
-constexpr Limit limits[] = {{10, "0.01"},  {100, "0.1"},  {1000, "1"},   {5000, "5"},
-                            {10000, "10"}, {30000, "30"}, {60000, "60"}, {180000, "180"}};
+constexpr Limit limits[] = {{10, "0.01"},  {100, "0.1"},  {1000, "1"},     {5000, "5"},         {10000, "10"},
+                            {30000, "30"}, {60000, "60"}, {180000, "180"}, {UINT64_MAX, "+Inf"}};
 
 class Metrics {
   public:
@@ -73,10 +72,9 @@ class Metrics {
     }
 
     void add(const Document& document, const Texts& texts) {
-        const bool open = document.outcome == Outcome::under_way || document.outcome == Outcome::unknown;
         const std::string printer = name_of(document, texts);
-        failing_[printer] = !open && !document.came_out();
-        if (open || (through_ && document.end() <= *through_)) return;
+        failing_[printer] = !document.is_open() && !document.came_out();
+        if (document.is_open() || (through_ && document.end() <= *through_)) return;
         const std::string outcome = info_of(document.outcome).id;
         count(attempts, labels({{"printer", printer}, {"outcome", outcome}}), 1);
         if (!document.tried_again) count(jobs, labels({{"printer", printer}, {"outcome", outcome}}), 1);
@@ -105,9 +103,8 @@ class Metrics {
             } else if (i == build) {
                 out << name << labels({{"version", command_line::version()}}) << " 1\n";
             } else {
-                for (auto at = series_.lower_bound(name + "{");
-                     at != series_.end() && at->first.starts_with(name + "{"); ++at) {
-                    write(out, at->first);
+                for (const auto& [series, value] : series_) {
+                    if (series.starts_with(name + "{")) write(out, series);
                 }
             }
         }
@@ -138,21 +135,22 @@ class Metrics {
         if (failing_.size() >= most_printers && !failing_.contains(name)) return "(others)";
         return name.empty() ? "(not named)" : name;
     }
-    void count(Which which, const Labels& of, std::uint64_t by) { series_[families[which].name + of] += by; }
+    void count(Which which, const std::string& labels, std::uint64_t by) {
+        series_[families[which].name + labels] += by;
+    }
     void observe(Which which, std::uint64_t milliseconds) {
         const std::vector<std::string> parts = parts_of_histogram(families[which].name);
         for (size_t i = 0; i < std::size(limits); ++i) {
             if (milliseconds <= limits[i].milliseconds) ++series_[parts[i]];
         }
         ++series_[parts[std::size(limits)]];
-        ++series_[parts[std::size(limits) + 1]];
         series_[parts.back()] += milliseconds;
     }
-    // The buckets, the last of them without a limit, then the count and the sum.
+    // The buckets, the count and the sum.
     static std::vector<std::string> parts_of_histogram(const std::string& name) {
         std::vector<std::string> parts;
         for (const Limit& limit : limits) parts.push_back(name + "_bucket" + labels({{"le", limit.seconds}}));
-        for (const char* const end : {"_bucket{le=\"+Inf\"}", "_count", "_sum"}) parts.push_back(name + end);
+        parts.insert(parts.end(), {name + "_count", name + "_sum"});
         return parts;
     }
     // Times are kept in milliseconds and shown in seconds.

@@ -151,12 +151,12 @@ void Collector::add_notes() {
         note(std::string(report_.lines == 0 ? "The log is empty: either nothing was printed, or, with Debug=off, "
                                               "everything without trouble. "
                                             : "Written with Debug=off. ") +
-             "Such a log tells only what failed: not which documents printed, were held or dropped by the helper, hang "
-             "at this "
-             "moment or are slow, nor their jobs, times and sizes, nor whether one that was lost was sent again.");
+             "Such a log tells only what failed: not which documents printed, were held or dropped by the helper, "
+             "hang at this moment or are slow, nor their jobs, times and sizes, nor whether one that was lost was "
+             "sent again.");
         note(
-            "Set Debug=on in print-provider.conf and restart the spooler: the next report then distinguishes "
-            "documents.");
+            "Set Debug=on in print-provider.conf and restart the spooler: "
+            "the next report then distinguishes documents.");
     }
     const Totals& all = report_.sums.all();
     if (all.of(Outcome::under_way) != 0) note("Documents under way are as they were at " + to_text(report_.seen) + ".");

@@ -72,7 +72,7 @@ bool DocumentTracker::dispatch(const Entry& entry) {
     const Event event = entry.message.event;
     if (state.second_start) settle_second_start(state, event);
     if (!state.open && shows_document(event)) {
-        begin(state, entry.line.time);
+        begin(state, {.start = entry.line.time});
     } else if (!state.open && entry.line.error && event != Event::none && event != Event::port_unknown) {
         listener_.other_error(entry.line, entry.message);
         return true;
@@ -144,7 +144,7 @@ bool DocumentTracker::start(const Entry& entry) {
 // A start of which the monitor says that the document before it has not ended changes nothing; after any other line the
 // document before it has no end.
 void DocumentTracker::settle_second_start(ThreadState& state, Event event) {
-    const ThreadState::Start begun = *state.second_start;
+    const Document begun = *state.second_start;
     state.second_start.reset();
     if (event == Event::started_twice) return;
     close(state);
@@ -160,24 +160,19 @@ void DocumentTracker::monitor_started() {
     }
 }
 
-void DocumentTracker::begin(ThreadState& state, Timestamp time) {
+void DocumentTracker::begin(ThreadState& state, const Document& begun) {
     state = {.thread = state.thread,
              .last_line = state.last_line,
-             .last_time = time,
+             .last_time = begun.start,
              .port = state.port,
              .open = true,
-             .document = {.start = time, .port = state.port, .thread = state.thread, .detailed = true}};
-}
-
-void DocumentTracker::begin(ThreadState& state, const ThreadState::Start& start) {
-    begin(state, start.time);
+             .document = begun};
     Document& document = state.document;
-    document.started = true;
-    document.has_job = true;
-    document.printer = start.printer;
-    document.job = start.job;
+    document.port = state.port;
+    document.thread = state.thread;
+    document.detailed = true;
     const auto failed = failed_jobs_.find(document.job_key());
-    if (failed != failed_jobs_.end() && start.time - failed->second.last <= longest_job) {
+    if (failed != failed_jobs_.end() && document.start - failed->second.last <= longest_job) {
         document.attempt = static_cast<std::uint16_t>(std::min(failed->second.attempts + 1, UINT16_MAX));
     }
 }

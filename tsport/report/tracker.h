@@ -47,12 +47,7 @@ struct ThreadState {
     TextId helper_failure_text = 0;
 
     // A start while the last document was open: whether it counts is told by the thread's next line.
-    struct Start {
-        TextId printer;
-        std::uint32_t job;
-        Timestamp time;
-    };
-    std::optional<Start> second_start{};
+    std::optional<Document> second_start{};
 };
 
 // A line and its thread.
@@ -66,8 +61,8 @@ struct Entry {
 // Notes the effect of a line on its thread's document, except where a document begins, or ends without having ended.
 // False when the line's fields cannot be read.
 bool apply(const Entry& entry);
-// What a line says of the document that starts; nothing when its fields cannot be read.
-std::optional<ThreadState::Start> parse_start(const Entry& entry);
+// The document that a line starts; nothing when its fields cannot be read.
+std::optional<Document> parse_start(const Entry& entry);
 
 // "text (Error: 5)" behind the message that it was appended to; "" when there is none.
 std::string_view system_text_of(std::string_view message);
@@ -155,8 +150,7 @@ class DocumentTracker {
     void settle_second_start(ThreadState& state, Event event);
     void monitor_started();
 
-    void begin(ThreadState& state, Timestamp time);
-    void begin(ThreadState& state, const ThreadState::Start& start);
+    void begin(ThreadState& state, const Document& begun);
     void close(ThreadState& state);
     void report(const Document& document);
     void judge_standstill(ThreadState& state, Timestamp now);

@@ -313,7 +313,7 @@ Cause loss_of(std::string_view message) {
 }
 
 // '"NAME", JobId: 7, Version: ...'. The name may hold anything, what follows it not.
-std::optional<ThreadState::Start> parse_start(const Entry& entry) {
+std::optional<Document> parse_start(const Entry& entry) {
     constexpr std::string_view behind = "\", JobId: ";
     const std::string_view rest = entry.message.rest;
     const size_t end = rest.rfind(behind);
@@ -321,7 +321,11 @@ std::optional<ThreadState::Start> parse_start(const Entry& entry) {
     std::string_view number = rest.substr(end + behind.size());
     const auto job = take_number(number);
     if (!job) return {};
-    return ThreadState::Start{entry.texts.add(rest.substr(1, end - 1)), unsigned_of(*job), entry.line.time};
+    return Document{.start = entry.line.time,
+                    .printer = entry.texts.add(rest.substr(1, end - 1)),
+                    .job = unsigned_of(*job),
+                    .started = true,
+                    .has_job = true};
 }
 
 bool apply(const Entry& entry) {

@@ -61,8 +61,7 @@ command_line::Option job_option(std::optional<std::uint32_t>& target) {
 
 bool write_page(const std::string& path, const report::Report& report) {
     std::ofstream file(host::path_of(path), std::ios::binary);
-    report::write_html(
-        report, [&](std::string_view text) { file.write(text.data(), static_cast<std::streamsize>(text.size())); });
+    report::write_html(report, [&file](std::string_view text) { file << text; });
     return static_cast<bool>(file.flush());
 }
 
