@@ -114,6 +114,12 @@ extern const char collect_help[];
 void collect(const Task& task);
 command_line::Options collect_options(Command& command);
 
+extern const char doctor_help[];
+namespace doctor {
+void examine(const Task& task);
+command_line::Options options(Command& command);
+}  // namespace doctor
+
 namespace migrate {
 void migrate(const Task& task);
 command_line::Options options(Command& command);

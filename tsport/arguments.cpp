@@ -4,7 +4,6 @@
 #include <map>
 
 #include "tsport/answer.h"
-#include "tsport/doctor/doctor.h"
 #include "tsport/file.h"
 #include "tsport/output.h"
 #include "tsport/ports/encoding.h"

@@ -2,7 +2,6 @@
 #include <algorithm>
 
 #include "tsport/answer.h"
-#include "tsport/doctor/doctor.h"
 #include "tsport/output.h"
 
 namespace tsport {

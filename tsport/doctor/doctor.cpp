@@ -1,5 +1,4 @@
-#include "tsport/doctor/doctor.h"
-
+// tsport doctor: checks everything that printing depends on.
 #include <algorithm>
 #include <chrono>
 

@@ -58,7 +58,7 @@ void check_errors(const std::string& name, std::optional<report::Timestamp> now,
         documents.last = std::max(documents.last, document->end());
     }
     for (const auto& [cause, documents] : by_cause) {
-        const report::CauseInfo& info = info_of(cause);
+        const report::Info& info = info_of(cause);
         if (findings.has(info.id)) continue;
         findings.add("log.errors",
                      counted(documents.count, "document") + ": " + info.text + " (" + info.id + "), the last at " +

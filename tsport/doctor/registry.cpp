@@ -13,36 +13,30 @@ RegistryKey::~RegistryKey() {
     if (key_ != nullptr) RegCloseKey(key_);
 }
 
-std::vector<Text> RegistryKey::subkeys() const {
+std::vector<Text> RegistryKey::subkeys(DWORD* status) const {
     std::vector<Text> names;
-    list_subkeys(names);
+    DWORD code = status_;
+    while (code == ERROR_SUCCESS) {
+        WCHAR name[256] = {};
+        DWORD size = static_cast<DWORD>(std::size(name));
+        const auto index = static_cast<DWORD>(names.size());
+        code = static_cast<DWORD>(RegEnumKeyExW(key_, index, name, &size, nullptr, nullptr, nullptr, nullptr));
+        if (code == ERROR_SUCCESS) names.emplace_back(name, size);
+    }
+    if (status != nullptr) *status = code == ERROR_NO_MORE_ITEMS ? ERROR_SUCCESS : code;
     return names;
 }
 
-DWORD RegistryKey::list_subkeys(std::vector<Text>& names) const {
-    LSTATUS status = static_cast<LSTATUS>(status_);
-    for (DWORD index = 0; status == ERROR_SUCCESS; ++index) {
-        WCHAR name[256] = {};
-        DWORD size = static_cast<DWORD>(std::size(name));
-        status = RegEnumKeyExW(key_, index, name, &size, nullptr, nullptr, nullptr, nullptr);
-        if (status == ERROR_SUCCESS) names.emplace_back(name, size);
-    }
-    return status == ERROR_NO_MORE_ITEMS ? static_cast<DWORD>(ERROR_SUCCESS) : static_cast<DWORD>(status);
-}
-
-DWORD RegistryKey::read(LPCWSTR name, void* data, DWORD& size) const {
+DWORD RegistryKey::read(LPCWSTR name, void* data, DWORD& size, DWORD* type) const {
     if (key_ == nullptr) return ERROR_FILE_NOT_FOUND;
-    return static_cast<DWORD>(RegQueryValueExW(key_, name, nullptr, nullptr, static_cast<BYTE*>(data), &size));
+    return static_cast<DWORD>(RegQueryValueExW(key_, name, nullptr, type, static_cast<BYTE*>(data), &size));
 }
 
 bool RegistryKey::read_text(LPCWSTR name, Text& text) const {
     WCHAR buffer[1024] = {};
     DWORD size = sizeof buffer - sizeof buffer[0];
     DWORD type = 0;
-    if (key_ == nullptr ||
-        RegQueryValueExW(key_, name, nullptr, &type, reinterpret_cast<BYTE*>(buffer), &size) != ERROR_SUCCESS) {
-        return false;
-    }
+    if (read(name, buffer, size, &type) != ERROR_SUCCESS) return false;
     text = buffer;
     return type == REG_SZ;
 }

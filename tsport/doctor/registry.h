@@ -19,11 +19,10 @@ class RegistryKey {
     bool is_open() const { return key_ != nullptr; }
     // Why it is not open; ERROR_SUCCESS when it is.
     DWORD status() const { return status_; }
-    std::vector<Text> subkeys() const;
-    // The same; the Win32 code when they are not all.
-    DWORD list_subkeys(std::vector<Text>& names) const;
+    // `status`, which may be null, gets the Win32 code: why they are not all.
+    std::vector<Text> subkeys(DWORD* status = nullptr) const;
     // The value's bytes, whatever its type, and their number in `size`; the Win32 code.
-    DWORD read(LPCWSTR name, void* data, DWORD& size) const;
+    DWORD read(LPCWSTR name, void* data, DWORD& size, DWORD* type = nullptr) const;
     // False when there is none of that type.
     bool read_text(LPCWSTR name, Text& text) const;
     bool read_number(LPCWSTR name, DWORD& number) const;

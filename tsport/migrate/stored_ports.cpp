@@ -69,10 +69,9 @@ StoredPort read_values(Monitor monitor, const Text& name) {
 }  // namespace
 
 DWORD read_ports(Monitor monitor, std::vector<StoredPort>& ports) {
-    std::vector<Text> names;
     const doctor::RegistryKey key(HKEY_LOCAL_MACHINE, key_of(monitor));
-    const DWORD code = key.list_subkeys(names);
-    for (const Text& name : names) ports.push_back(read_values(monitor, name));
+    DWORD code = ERROR_SUCCESS;
+    for (const Text& name : key.subkeys(&code)) ports.push_back(read_values(monitor, name));
     return key.is_open() ? code : unless_missing(code);
 }
 

@@ -5,14 +5,14 @@
 namespace tsport::report {
 namespace {
 
-constexpr OutcomeInfo outcome_infos[] = {
+constexpr Info outcome_infos[] = {
     {"printed", "printed"}, {"late", "printed late"},           {"refused", "refused"},
     {"dropped", "dropped"}, {"not-started", "failed to start"}, {"restarted", "lost and restarted"},
     {"lost", "lost"},       {"under-way", "under way"},         {"unknown", "end unknown"},
 };
 static_assert(std::size(outcome_infos) == outcome_count);
 
-constexpr CauseInfo cause_infos[] = {
+constexpr Info cause_infos[] = {
     {"port.unknown", "the monitor has no port of that name",
      "compare the queue's port with `tsport list`; add the port, or give the queue another one"},
     {"spooler.bad-name", "the printer's name could not be parsed",
@@ -73,11 +73,11 @@ static_assert(std::size(cause_infos) == cause_count);
 
 }  // namespace
 
-const OutcomeInfo& info_of(Outcome outcome) {
+const Info& info_of(Outcome outcome) {
     return outcome_infos[static_cast<size_t>(outcome)];
 }
 
-const CauseInfo& info_of(Cause cause) {
+const Info& info_of(Cause cause) {
     return cause_infos[static_cast<size_t>(cause)];
 }
 

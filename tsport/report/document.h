@@ -58,18 +58,13 @@ enum class Cause : std::uint8_t {
 };
 constexpr size_t cause_count = 28;
 
-struct OutcomeInfo {
-    const char* id;    // for scripts
-    const char* text;  // for people
+struct Info {
+    const char* id;                // for scripts
+    const char* text;              // for people: what happened, as part of a sentence
+    const char* remedy = nullptr;  // what to look at or to do about a cause
 };
-const OutcomeInfo& info_of(Outcome outcome);
-
-struct CauseInfo {
-    const char* id;
-    const char* text;    // what happened, as part of a sentence
-    const char* remedy;  // what to look at or to do
-};
-const CauseInfo& info_of(Cause cause);
+const Info& info_of(Outcome outcome);
+const Info& info_of(Cause cause);
 
 struct Document {
     Timestamp start{};

@@ -117,7 +117,7 @@ void write_summary(JsonWriter& json, const Report& report) {
     json.break_line();
     json.object("outcome_texts", [&] {
         for (size_t i = 0; i < outcome_count; ++i) {
-            const OutcomeInfo& outcome = info_of(static_cast<Outcome>(i));
+            const Info& outcome = info_of(static_cast<Outcome>(i));
             json.member(outcome.id, outcome.text);
         }
     });

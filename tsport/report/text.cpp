@@ -97,7 +97,7 @@ void write_causes(std::ostream& out, const Report& report) {
     if (causes.empty()) return;
     out << "CAUSES\n";
     for (const Cause cause : causes) {
-        const CauseInfo& info = info_of(cause);
+        const Info& info = info_of(cause);
         const std::uint64_t attempts = all.attempts_of(cause);
         out << "  " << grouped(all.of(cause)) << " x " << info.text;
         if (attempts != all.of(cause)) out << ", " << counted(attempts, "attempt");

@@ -1,6 +1,7 @@
 #include "tsport/report/tracker.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "host/text.h"
 
@@ -70,7 +71,13 @@ bool DocumentTracker::process(const LogLine& line) {
 bool DocumentTracker::dispatch(const Entry& entry) {
     ThreadState& state = entry.state;
     const Event event = entry.message.event;
-    if (state.second_start) settle_second_start(state, event);
+    // A start of which the monitor says that the document before it has not ended changes nothing; after any other line
+    // the document before it has no end.
+    const std::optional<Document> begun = std::exchange(state.second_start, {});
+    if (begun && event != Event::started_twice) {
+        close(state);
+        begin(state, *begun);
+    }
     if (!state.open && shows_document(event)) {
         begin(state, {.start = entry.line.time});
     } else if (!state.open && entry.line.error && event != Event::none && event != Event::port_unknown) {
@@ -139,16 +146,6 @@ bool DocumentTracker::start(const Entry& entry) {
     close(state);
     begin(state, *parsed);
     return true;
-}
-
-// A start of which the monitor says that the document before it has not ended changes nothing; after any other line the
-// document before it has no end.
-void DocumentTracker::settle_second_start(ThreadState& state, Event event) {
-    const Document begun = *state.second_start;
-    state.second_start.reset();
-    if (event == Event::started_twice) return;
-    close(state);
-    begin(state, begun);
 }
 
 // A monitor that starts ends whatever the one before it was doing.

@@ -147,7 +147,6 @@ class DocumentTracker {
     std::vector<ThreadState*> states_in_order();
 
     bool start(const Entry& entry);
-    void settle_second_start(ThreadState& state, Event event);
     void monitor_started();
 
     void begin(ThreadState& state, const Document& begun);

@@ -50,15 +50,6 @@ command_line::Option time_option(const std::string& name, std::optional<report::
             }};
 }
 
-command_line::Option job_option(std::optional<std::uint32_t>& target) {
-    return {"--job", "N", [&target](const std::string& value) {
-                std::uint64_t number = 0;
-                if (!host::parse_number(value, 0, UINT32_MAX, number)) return "--job takes a number, not " + value;
-                target = static_cast<std::uint32_t>(number);
-                return std::string();
-            }};
-}
-
 bool write_page(const std::string& path, const report::Report& report) {
     std::ofstream file(host::path_of(path), std::ios::binary);
     report::write_html(report, [&file](std::string_view text) { file << text; });
@@ -84,6 +75,12 @@ bool write_prometheus(const std::string& path, const report::Report& report, std
 
 command_line::Options report_options(Command& command) {
     report::Options& options = command.report;
+    const auto take_job = [&options](const std::string& value) {
+        std::uint64_t number = 0;
+        if (!host::parse_number(value, 0, UINT32_MAX, number)) return "--job takes a number, not " + value;
+        options.job = static_cast<std::uint32_t>(number);
+        return std::string();
+    };
     return {command_line::text("--html", "FILE", options.html),
             command_line::text("--prometheus", "FILE", options.prometheus),
             command_line::flag("--ndjson", options.ndjson),
@@ -91,7 +88,7 @@ command_line::Options report_options(Command& command) {
             time_option("--since", options.since),
             time_option("--until", options.until),
             command_line::text("--printer", "NAME", options.printer),
-            job_option(options.job),
+            {"--job", "N", take_job},
             command_line::flag("--check", options.check),
             command_line::number("--rows", 1, 1'000'000, options.rows)};
 }
