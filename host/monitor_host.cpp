@@ -7,7 +7,6 @@
 
 #include "host/monitor_registry.h"
 #include "host/platform.h"
-#include "winportmon/contract/names.h"
 #include "winportmon/tsmon/tsmon.h"
 
 namespace host {
@@ -37,24 +36,106 @@ std::string restarts_to_text(unsigned restarts) {
     return restarts == 1 ? " after 1 restart" : " after " + std::to_string(restarts) + " restarts";
 }
 
-}  // namespace
-
 // How one run of a job through the monitor went; an empty message: to its end.
-struct MonitorHost::Run {
+struct Run {
     std::string message;
     bool started = true;
     bool dropped = false;
     bool ended() const { return message.empty(); }
 };
 
+// One buffer, in as many calls as the monitor needs for it.
+Run write_buffer(const MonitorHost& monitor, const Document& document, HANDLE port, const char* data, DWORD size,
+                 Outcome& outcome) {
+    unsigned retries = 0;
+    while (size != 0) {
+        DWORD written = 0;
+        ++outcome.writes;
+        const bool sent = monitor.write(port, data, size, written);
+        if (!sent) outcome.error = GetLastError();
+        if (sent && written > size) return {"the monitor reports more bytes sent than it was given"};
+        if (sent && written != 0) {
+            data += written;
+            size -= written;
+            outcome.bytes += written;
+            if (document.progress) document.progress(outcome.bytes);
+            continue;
+        }
+        spooler_sim::Job job;
+        const bool known = spooler_sim::get_job(document.printer, document.job_id, job);
+        if (known && (job.status & JOB_STATUS_RESTART) != 0) return {"the connection to the printer was lost"};
+        if (retries++ == document.most_retries) return {"the printer does not take the data"};
+        Sleep(document.retry_pause_ms);
+    }
+    return Run();
+}
+
+Run write_all(const MonitorHost& monitor, const Document& document, HANDLE port, Outcome& outcome) {
+    std::vector<char> buffer(document.write_size);
+    std::uint64_t left = document.source.size;
+    while (left != 0) {
+        const size_t asked = left < buffer.size() ? static_cast<size_t>(left) : buffer.size();
+        if (document.source.read(buffer.data(), asked) != asked) return {"the document cannot be read"};
+        Run run = write_buffer(monitor, document, port, buffer.data(), static_cast<DWORD>(asked), outcome);
+        if (!run.ended()) return run;
+        left -= asked;
+    }
+    return Run();
+}
+
+Run run_once(const MonitorHost& monitor, const Document& document, Outcome& outcome) {
+    if (!document.source.rewind()) return {"the document cannot be read", false};
+    HANDLE port = nullptr;
+    if (!monitor.open_port(document.port, port)) {
+        return {"the monitor has no port \"" + to_utf8(document.port) + "\"", false};
+    }
+    spooler_sim::set_job_status(document.printer, document.job_id, JOB_STATUS_PRINTING);
+    Run run;
+    if (monitor.start_document(port, document.printer, document.job_id, document.name)) {
+        run = write_all(monitor, document, port, outcome);
+        run.dropped = is_dropped(port);
+        if (!monitor.end_document(port) && run.ended()) {
+            outcome.error = GetLastError();
+            run.message = "the monitor could not end the document";
+        }
+    } else {
+        outcome.error = GetLastError();
+        run = {"the monitor could not begin the document, its log says why", false};
+    }
+    monitor.close_port(port);
+    return run;
+}
+
+// Sends the job, and sends it again as often as the monitor asks for it and the host is willing to.
+void run_job(const MonitorHost& monitor, const Document& document, Outcome& outcome) {
+    for (;;) {
+        outcome.bytes = 0;
+        const Run run = run_once(monitor, document, outcome);
+        const bool restart = restart_asked(document);
+        if (run.ended() && !restart) {
+            outcome.result = run.dropped ? Result::dropped : Result::printed;
+            outcome.message = (run.dropped ? "dropped by order of the helper program" : "printed") +
+                              restarts_to_text(outcome.restarts);
+            return;
+        }
+        if (!restart || outcome.restarts == document.most_restarts) {
+            outcome.result = run.started ? Result::failed : Result::not_started;
+            outcome.message = (run.started ? "failed" : "not started") + restarts_to_text(outcome.restarts) + ": " +
+                              (run.ended() ? "the monitor asks for yet another one" : run.message);
+            return;
+        }
+        ++outcome.restarts;
+    }
+}
+
+}  // namespace
+
 bool MonitorHost::load(const Options& options, std::string& why) {
     unload();
     options_ = options;
     library_ = LoadLibraryW(windows_path(options.library).c_str());
-    if (library_ == nullptr) {
-        why = options.library + " cannot be loaded (" + error_message(GetLastError()) + ")";
-        return false;
-    }
+    why = options.library + " cannot be loaded (" + error_message(GetLastError()) + ")";
+    if (library_ == nullptr) return false;
     if (!use_simulated_spooler(library_)) {
         why = options.library + " cannot be connected to the simulated spooler (" + error_message(GetLastError()) + ")";
     } else if (start_monitor(options_, why)) {
@@ -66,17 +147,13 @@ bool MonitorHost::load(const Options& options, std::string& why) {
 
 bool MonitorHost::start_monitor(const Options& options, std::string& why) {
     const FARPROC address = GetProcAddress(library_, "InitializePrintMonitor2");
-    if (address == nullptr) {
-        why = options.library + " is not a port monitor: it has no InitializePrintMonitor2";
-        return false;
-    }
+    why = options.library + " is not a port monitor: it has no InitializePrintMonitor2";
+    if (address == nullptr) return false;
     HKEY root = nullptr;
     const LSTATUS status = RegCreateKeyExW(options.hive, options.registry_path.c_str(), 0, nullptr,
                                            REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, &root, nullptr);
-    if (status != ERROR_SUCCESS) {
-        why = "the monitor's registry key cannot be opened (" + error_message(static_cast<DWORD>(status)) + ")";
-        return false;
-    }
+    why = "the monitor's registry key cannot be opened (" + error_message(static_cast<DWORD>(status)) + ")";
+    if (status != ERROR_SUCCESS) return false;
     init_ = {sizeof init_,
              spooler_handle(),
              root,
@@ -85,10 +162,8 @@ bool MonitorHost::start_monitor(const Options& options, std::string& why) {
              options.server_name.empty() ? nullptr : options.server_name.c_str()};
     const auto initialize = reinterpret_cast<InitializeFunction>(reinterpret_cast<void (*)()>(address));
     table_ = initialize(&init_, &monitor_);
-    if (table_ == nullptr) {
-        why = "the monitor could not start (see " + options.folder.log() + ")";
-        return false;
-    }
+    why = "the monitor could not start (see " + options.folder.log() + ")";
+    if (table_ == nullptr) return false;
     spooler_sim::add_monitor(contract::kMonitorName, table_, monitor_, options.simulated_server);
     return true;
 }
@@ -142,7 +217,7 @@ Outcome MonitorHost::print_document(const Document& given) {
     const auto start = std::chrono::steady_clock::now();
     {
         const spooler_sim::ClientScope client(document.user);
-        run_job(document, outcome);
+        run_job(*this, document, outcome);
         outcome.identity_kept = spooler_sim::current_client() == document.user;
     }
     outcome.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -154,90 +229,6 @@ Outcome MonitorHost::print_document(const Document& given) {
     spooler_sim::get_job(document.printer, document.job_id, outcome.job);
     spooler_sim::remove_job(document.printer, document.job_id);
     return outcome;
-}
-
-// Sends the job, and sends it again as often as the monitor asks for it and the host is willing to.
-void MonitorHost::run_job(const Document& document, Outcome& outcome) const {
-    for (;;) {
-        outcome.bytes = 0;
-        const Run run = run_once(document, outcome);
-        const bool restart = restart_asked(document);
-        if (run.ended() && !restart) {
-            outcome.result = run.dropped ? Result::dropped : Result::printed;
-            outcome.message = (run.dropped ? "dropped by order of the helper program" : "printed") +
-                              restarts_to_text(outcome.restarts);
-            return;
-        }
-        if (!restart || outcome.restarts == document.most_restarts) {
-            outcome.result = run.started ? Result::failed : Result::not_started;
-            outcome.message = (run.started ? "failed" : "not started") + restarts_to_text(outcome.restarts) + ": " +
-                              (run.ended() ? "the monitor asks for yet another one" : run.message);
-            return;
-        }
-        ++outcome.restarts;
-    }
-}
-
-MonitorHost::Run MonitorHost::run_once(const Document& document, Outcome& outcome) const {
-    if (!document.source.rewind()) return {"the document cannot be read", false};
-    HANDLE port = nullptr;
-    if (!open_port(document.port, port)) {
-        return {"the monitor has no port \"" + to_utf8(document.port) + "\"", false};
-    }
-    spooler_sim::set_job_status(document.printer, document.job_id, JOB_STATUS_PRINTING);
-    Run run;
-    if (start_document(port, document.printer, document.job_id, document.name)) {
-        run = write_all(document, port, outcome);
-        run.dropped = is_dropped(port);
-        if (!end_document(port) && run.ended()) {
-            outcome.error = GetLastError();
-            run.message = "the monitor could not end the document";
-        }
-    } else {
-        outcome.error = GetLastError();
-        run = {"the monitor could not begin the document, its log says why", false};
-    }
-    close_port(port);
-    return run;
-}
-
-MonitorHost::Run MonitorHost::write_all(const Document& document, HANDLE port, Outcome& outcome) const {
-    std::vector<char> buffer(document.write_size);
-    std::uint64_t left = document.source.size;
-    while (left != 0) {
-        const size_t asked = left < buffer.size() ? static_cast<size_t>(left) : buffer.size();
-        if (document.source.read(buffer.data(), asked) != asked) return {"the document cannot be read"};
-        Run run = write_buffer(document, port, buffer.data(), static_cast<DWORD>(asked), outcome);
-        if (!run.ended()) return run;
-        left -= asked;
-    }
-    return Run();
-}
-
-// One buffer, in as many calls as the monitor needs for it.
-MonitorHost::Run MonitorHost::write_buffer(const Document& document, HANDLE port, const char* data, DWORD size,
-                                           Outcome& outcome) const {
-    unsigned retries = 0;
-    while (size != 0) {
-        DWORD written = 0;
-        ++outcome.writes;
-        const bool sent = write(port, data, size, written);
-        if (!sent) outcome.error = GetLastError();
-        if (sent && written > size) return {"the monitor reports more bytes sent than it was given"};
-        if (sent && written != 0) {
-            data += written;
-            size -= written;
-            outcome.bytes += written;
-            if (document.progress) document.progress(outcome.bytes);
-            continue;
-        }
-        spooler_sim::Job job;
-        const bool known = spooler_sim::get_job(document.printer, document.job_id, job);
-        if (known && (job.status & JOB_STATUS_RESTART) != 0) return {"the connection to the printer was lost"};
-        if (retries++ == document.most_retries) return {"the printer does not take the data"};
-        Sleep(document.retry_pause_ms);
-    }
-    return Run();
 }
 
 }  // namespace host

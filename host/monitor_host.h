@@ -91,12 +91,7 @@ class MonitorHost {
     DWORD next_job_id() { return ++last_job_id_; }
 
   private:
-    struct Run;
     bool start_monitor(const Options& options, std::string& why);
-    Run run_once(const Document& document, Outcome& outcome) const;
-    Run write_all(const Document& document, HANDLE port, Outcome& outcome) const;
-    Run write_buffer(const Document& document, HANDLE port, const char* data, DWORD size, Outcome& outcome) const;
-    void run_job(const Document& document, Outcome& outcome) const;
 
     HMODULE library_ = nullptr;
     MONITOR2* table_ = nullptr;

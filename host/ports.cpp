@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "winportmon/contract/names.h"
-
 namespace host {
 namespace {
 

@@ -5,9 +5,7 @@
 #include <fstream>
 #include <random>
 
-#include "common/file_names.h"
 #include "host/platform.h"
-#include "winportmon/contract/names.h"
 #include "winportmon/contract/port_config.h"
 
 namespace host {
@@ -24,14 +22,25 @@ bool append_lines(const std::string& path, const std::vector<std::string>& lines
     return static_cast<bool>(file);
 }
 
-bool create_key(HKEY hive, const Text& path, HKEY& key) {
-    return RegCreateKeyExW(hive, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, &key,
-                           nullptr) == ERROR_SUCCESS;
-}
+struct Value {
+    LPCWSTR name;
+    DWORD type;
+    const void* data;
+    size_t size;
+};
 
-bool set_value(HKEY key, LPCWSTR name, DWORD type, const void* data, size_t size) {
-    return RegSetValueExW(key, name, 0, type, static_cast<const BYTE*>(data), static_cast<DWORD>(size)) ==
-           ERROR_SUCCESS;
+// Creates the key, which may be there already, with these values.
+bool store(HKEY hive, const Text& path, std::initializer_list<Value> values) {
+    HKEY key = nullptr;
+    LSTATUS status = RegCreateKeyExW(hive, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr,
+                                     &key, nullptr);
+    if (status != ERROR_SUCCESS) return false;
+    for (const auto& [name, type, data, size] : values) {
+        if (status != ERROR_SUCCESS) break;
+        status = RegSetValueExW(key, name, 0, type, static_cast<const BYTE*>(data), static_cast<DWORD>(size));
+    }
+    RegCloseKey(key);
+    return status == ERROR_SUCCESS;
 }
 
 }  // namespace
@@ -48,20 +57,15 @@ bool set_up_base(const std::string& install, const std::vector<std::string>& con
     std::error_code error;
     for (const char* const name : spool_folders) {
         fs::create_directories(path_of(folder.spool(name)), error);
-        if (error) {
-            why = folder.spool(name) + ": " + error.message();
-            return false;
-        }
+        why = folder.spool(name) + ": " + error.message();
+        if (error) return false;
     }
     const std::string version = folder.base + "/" + kEnvVersionFileName;
     const bool versioned = fs::exists(path_of(version), error) || append_lines(version, {"envversion=15"});
-    if (!versioned || !append_lines(folder.base + "/" + kSettingsFileName, conf)) {
-        why = "the settings in " + folder.base + " cannot be written";
-        return false;
-    }
-    if (store_install_path(windows_path(install))) return true;
+    why = "the settings in " + folder.base + " cannot be written";
+    if (!versioned || !append_lines(folder.base + "/" + kSettingsFileName, conf)) return false;
     why = "the install path cannot be stored in the registry";
-    return false;
+    return store_install_path(windows_path(install));
 }
 
 std::string make_temporary_folder() {
@@ -78,22 +82,14 @@ std::string make_temporary_folder() {
 bool store_port(const Text& name, const Text& address, DWORD port, HKEY hive, const Text& monitor_key) {
     contract::PortConfig config = {};
     std::copy_n(address.begin(), std::min(address.size(), contract::kPrinterAddressSize - 1), config.printer_address);
-    HKEY key = nullptr;
-    if (!create_key(hive, monitor_key + W("\\") + contract::kPortsKey + W("\\") + name, key)) return false;
-    const bool stored =
-        set_value(key, contract::kHostNameValue, REG_SZ, config.printer_address, sizeof config.printer_address) &&
-        set_value(key, contract::kPortNumberValue, REG_DWORD, &port, sizeof port);
-    RegCloseKey(key);
-    return stored;
+    return store(hive, monitor_key + W("\\") + contract::kPortsKey + W("\\") + name,
+                 {{contract::kHostNameValue, REG_SZ, config.printer_address, sizeof config.printer_address},
+                  {contract::kPortNumberValue, REG_DWORD, &port, sizeof port}});
 }
 
 bool store_install_path(const Text& path) {
-    HKEY key = nullptr;
-    if (!create_key(HKEY_LOCAL_MACHINE, contract::kInstallPathKeys[0], key)) return false;
-    const bool stored =
-        set_value(key, contract::kInstallPathValue, REG_SZ, path.c_str(), (path.size() + 1) * sizeof(WCHAR));
-    RegCloseKey(key);
-    return stored;
+    return store(HKEY_LOCAL_MACHINE, contract::kInstallPathKeys[0],
+                 {{contract::kInstallPathValue, REG_SZ, path.c_str(), (path.size() + 1) * sizeof(WCHAR)}});
 }
 
 }  // namespace host

@@ -1,7 +1,6 @@
 #include "host/text.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstdio>
 
 namespace host {
@@ -39,12 +38,6 @@ std::string error_message(DWORD code) {
     while (size != 0 && (buffer[size - 1] <= W(' ') || buffer[size - 1] == W('.'))) --size;
     const std::string number = "error " + std::to_string(code);
     return size == 0 ? number : number + ", " + to_utf8(Text(buffer, size));
-}
-
-bool parse_number(const std::string& text, std::uint64_t least, std::uint64_t most, std::uint64_t& number) {
-    const char* const end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, number);
-    return error == std::errc() && stop == end && number >= least && number <= most;
 }
 
 bool parse_host_port(const std::string& text, std::string& name, DWORD& port) {

@@ -1,10 +1,9 @@
 // Text of tools: UTF-8 inside, UTF-16 for Windows; numbers for display.
 #pragma once
 
-#include <cstdint>
 #include <filesystem>
-#include <string>
 
+#include "host/command_line/options.h"
 #include "winapi/winapi.h"
 
 namespace host {
@@ -21,8 +20,7 @@ std::string error_message(DWORD code);
 
 // Parses "HOST:PORT", brackets around an IPv6 address removed; false when it is not that or the port is not 1 to 65535.
 bool parse_host_port(const std::string& text, std::string& name, DWORD& port);
-// Parses a decimal number; false when it is not one from `least` to `most`.
-bool parse_number(const std::string& text, std::uint64_t least, std::uint64_t most, std::uint64_t& number);
+using command_line::parse_number;
 
 std::string size_to_text(std::uint64_t bytes);                  // "512 B", "1.5 KiB", "64.0 MiB"
 std::string rate_to_text(std::uint64_t bytes, double seconds);  // "1.5 KiB/s"

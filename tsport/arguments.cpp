@@ -59,9 +59,8 @@ std::string add_servers_of(const std::string& path, std::vector<Text>& servers) 
 std::string owners_of(const std::string& option, Command& nowhere) {
     std::string owners;
     for (const Verb& verb : verbs()) {
-        for (const Option& own : verb.options(nowhere)) {
-            if (own.name == option) owners += (owners.empty() ? "" : ", ") + std::string(verb.name);
-        }
+        if (command_line::find_option(verb.options(nowhere), option) == nullptr) continue;
+        owners += (owners.empty() ? "" : ", ") + std::string(verb.name);
     }
     return owners;
 }
@@ -72,12 +71,11 @@ bool take_options(const ParsedLine& line, Command& command, std::string& why) {
     for (Option& option : command.verb->options(command)) options.push_back(std::move(option));
     ParsedLine taken;
     for (const auto& [given, value] : line.given) {
-        const auto known = std::find_if(options.begin(), options.end(),
-                                        [name = given->name](const Option& option) { return option.name == name; });
+        const Option* const known = command_line::find_option(options, given->name);
         why = given->name + " does not go with " + command.verb->name + "; it belongs to " +
               owners_of(given->name, command);
-        if (known == options.end()) return false;
-        taken.given.emplace_back(&*known, value);
+        if (known == nullptr) return false;
+        taken.given.emplace_back(known, value);
     }
     return command_line::take(taken, why);
 }

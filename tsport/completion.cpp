@@ -78,21 +78,17 @@ Status next_words(const Words& before, Words& found) {
     Command nowhere;
     const command_line::Options common = common_options(nowhere);
     const command_line::Options all = all_options(nowhere);
-    const auto option_of = [](const command_line::Options& options, const std::string& word) {
-        const auto option =
-            std::find_if(options.begin(), options.end(), [&](const Option& o) { return o.name == word; });
-        return option != options.end() ? &*option : nullptr;
-    };
     const Verb* verb = nullptr;
     Words where;
     for (size_t i = 0; i < before.size(); ++i) {
-        const Option* const option = option_of(all, before[i]);
+        const Option* const option = command_line::find_option(all, before[i]);
         if (option == nullptr || option->value.empty()) {
             if (verb == nullptr) verb = find_verb(before[i]);
         } else if (i + 1 == before.size()) {
             return option->value == "FILE" || option->value == "PATH" || option->value == "DIR" ? not_there : done;
         } else {
-            if (option_of(common, before[i]) != nullptr) where.insert(where.end(), {before[i], before[i + 1]});
+            if (command_line::find_option(common, before[i]) != nullptr)
+                where.insert(where.end(), {before[i], before[i + 1]});
             ++i;
         }
     }

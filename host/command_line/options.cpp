@@ -6,6 +6,12 @@
 
 namespace command_line {
 
+bool parse_number(const std::string& text, std::uint64_t least, std::uint64_t most, std::uint64_t& number) {
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    return error == std::errc() && stop == end && number >= least && number <= most;
+}
+
 Option flag(const std::string& name, bool& target) {
     return {name, "", [&target](const std::string&) {
                 target = true;
@@ -29,12 +35,15 @@ Option texts(const std::string& name, const std::string& value, Words& target) {
 
 Option number(const std::string& name, std::uint64_t least, std::uint64_t most, std::uint64_t& target) {
     return {name, "N", [=, &target](const std::string& given) {
-                const char* const end = given.data() + given.size();
-                const auto [stop, error] = std::from_chars(given.data(), end, target);
-                if (error == std::errc() && stop == end && target >= least && target <= most) return std::string();
+                if (parse_number(given, least, most, target)) return std::string();
                 return name + " takes a number from " + std::to_string(least) + " to " + std::to_string(most) +
                        ", not \"" + given + "\"";
             }};
+}
+
+const Option* find_option(const Options& options, const std::string& name) {
+    const auto found = std::find_if(options.begin(), options.end(), [&](const Option& o) { return o.name == name; });
+    return found != options.end() ? &*found : nullptr;
 }
 
 // -- Parsing ---------------------------------------------------------------------------------------------------------
@@ -57,12 +66,10 @@ bool take_option(const Words& arguments, size_t& index, const Options& options, 
     const std::string& argument = arguments[index];
     const size_t equals = argument.find('=');
     const std::string name = argument.substr(0, equals);
-    const auto option =
-        std::find_if(options.begin(), options.end(), [&](const Option& known) { return known.name == name; });
-    if (option == options.end()) {
-        why = "unknown option " + name + did_you_mean(name, names_of(options));
-        return false;
-    }
+    const Option* const option = find_option(options, name);
+    why = "unknown option " + name;
+    if (option == nullptr) why += did_you_mean(name, names_of(options));
+    if (option == nullptr) return false;
     std::string value = equals != std::string::npos ? argument.substr(equals + 1) : "";
     if (option->value.empty()) {
         why = name + " takes no value";
@@ -72,7 +79,7 @@ bool take_option(const Words& arguments, size_t& index, const Options& options, 
         if (index + 1 == arguments.size()) return false;
         value = arguments[++index];
     }
-    line.given.emplace_back(&*option, value);
+    line.given.emplace_back(option, value);
     return true;
 }
 
@@ -152,21 +159,17 @@ const char* version() {
 std::optional<Words> operands_of(const Program& program, const Words& arguments, int& status) {
     ParsedLine line;
     std::string why;
-    if (!split(arguments, program.options, line, why)) {
-        status = wrong_line(program, why);
-        return std::nullopt;
-    }
+    const bool understood = split(arguments, program.options, line, why);
     status = 0;
-    if (line.help || line.words == Words{"help"}) {
+    if (understood && (line.help || line.words == Words{"help"})) {
         std::fputs(program.usage, stdout);
-        return std::nullopt;
-    }
-    if (line.version) {
+    } else if (understood && line.version) {
         std::printf("%s %s\n", program.name, version());
-        return std::nullopt;
+    } else if (understood && take(line, why)) {
+        return line.words;
+    } else {
+        status = wrong_line(program, why);
     }
-    if (take(line, why)) return line.words;
-    status = wrong_line(program, why);
     return std::nullopt;
 }
 

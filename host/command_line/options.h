@@ -20,6 +20,7 @@ struct Option {
     std::function<std::string(const std::string& value)> take;
 };
 using Options = std::vector<Option>;
+const Option* find_option(const Options& options, const std::string& name);  // null: there is none
 
 // Their value is stored in `target`, which has to outlive the parsing.
 Option flag(const std::string& name, bool& target);
@@ -27,7 +28,8 @@ Option flag(const std::string& name, bool& target);
 Option text(const std::string& name, const std::string& value, std::string& target);
 // The same; may be given several times.
 Option texts(const std::string& name, const std::string& value, Words& target);
-// A decimal number within these limits.
+// A decimal number within these limits; and the parsing of one, false when it is not that.
+bool parse_number(const std::string& text, std::uint64_t least, std::uint64_t most, std::uint64_t& number);
 Option number(const std::string& name, std::uint64_t least, std::uint64_t most, std::uint64_t& target);
 
 // A command line; no option has received its value yet.
