@@ -1,7 +1,6 @@
 // The context and the answer of a verb.
 #pragma once
 
-#include <iosfwd>
 #include <memory>
 #include <string>
 #include <vector>

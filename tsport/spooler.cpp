@@ -1,7 +1,5 @@
 #include "tsport/spooler.h"
 
-#include <algorithm>
-
 #include "winapi/tcpxcv.h"
 #include "winportmon/contract/names.h"
 

@@ -1,11 +1,9 @@
 #include "testbed/demo/courses.h"
 
 #include <cstdio>
-#include <filesystem>
 #include <fstream>
 #include <future>
 
-#include "host/platform.h"
 #include "testbed/status_words.h"
 
 namespace demo {

@@ -1,8 +1,6 @@
 // Shows the monitor at work: every outcome of a document, with what reaches the printer and what the spooler
 // shows.
 #include <cstdio>
-#include <filesystem>
-#include <functional>
 #include <vector>
 
 #include "host/command_line/options.h"

@@ -1,7 +1,6 @@
 // Makes the small print server of examples/, in the folder that is its operand: a base directory with the log of one
 // morning, and the ports. Real documents go to printers at 127.0.0.11 and following, TCP port 9100; afterwards the
 // lines get the times of that morning.
-#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -11,7 +10,6 @@
 #include <optional>
 #include <sstream>
 
-#include "host/platform.h"
 #include "testbed/print_server.h"
 #include "testbed/records.h"
 #include "winapi/linux/control.h"

@@ -1,7 +1,6 @@
 // Prints files through the monitor on one or several ports and says what became of each job.
 #include <atomic>
 #include <cstdio>
-#include <filesystem>
 #include <fstream>
 #include <thread>
 

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <chrono>
 #include <filesystem>
 
 #include "common/file_names.h"

@@ -247,11 +247,9 @@ void diff_ports(const Task& task) {
     for (const Port& port : found.only_in_file) add_row(reply.rows, "only in file", port);
     for (const Port& port : found.only_here) add_row(reply.rows, "only here", port);
     for (const Change& change : found.changed) {
-        std::vector<std::string> row = cells_of({change.after});
-        row[1] = "file " + row[1];
-        row.insert(row.begin(), "differs");
-        row.push_back(printer_before(change, "here "));
-        reply.rows.push_back(row);
+        Port in_file = change.after;
+        in_file.address.insert(0, W("file "));
+        add_row(reply.rows, "differs", in_file, printer_before(change, "here "));
     }
     if (!found.any()) reply.summary = "no differences";
     if (reply.status == done && found.any()) reply.status = not_there;

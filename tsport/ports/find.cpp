@@ -6,7 +6,6 @@
 #include "host/ports.h"
 #include "tsport/answer.h"
 #include "tsport/ports/check.h"
-#include "winportmon/contract/names.h"
 
 namespace tsport {
 namespace {

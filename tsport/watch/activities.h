@@ -1,7 +1,6 @@
 // What each port does at the moment, from the lines of a log as it grows.
 #pragma once
 
-#include <deque>
 #include <functional>
 #include <map>
 #include <string>

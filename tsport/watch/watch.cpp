@@ -3,7 +3,6 @@
 #include <thread>
 
 #include "common/file_names.h"
-#include "host/platform.h"
 #include "tsport/answer.h"
 #include "tsport/doctor/server.h"
 #include "tsport/report/texts.h"
