@@ -13,10 +13,9 @@ const char* state_of(const Row& row, bool applied) {
 
 std::string sentence(const Row& row, bool applied) {
     const std::string state = state_of(row, applied);
-    const std::string& reason = row.failure.empty() ? row.reason : row.failure;
-    if (!reason.empty()) return state + ": " + reason;
-    const std::string deed = row.queue.empty() ? "add" : "move";
-    return state == "changed" ? (row.queue.empty() ? "added" : "moved") : state == "to change" ? deed : state;
+    if (!row.why().empty()) return state + ": " + row.why();
+    if (state == "changed") return row.queue.empty() ? "added" : "moved";
+    return state != "to change" ? state : row.queue.empty() ? "add" : "move";
 }
 
 void show(const Task& task, const std::vector<Row>& rows, bool applied) {
@@ -31,15 +30,13 @@ void show(const Task& task, const std::vector<Row>& rows, bool applied) {
             write_member(json, "from", row.from);
             if (row.is_to_change()) write_member(json, "to", row.to);
             json.member("state", std::string_view(state_of(row, applied)));
-            if (const std::string& reason = row.failure.empty() ? row.reason : row.failure; !reason.empty()) {
-                json.member("reason", std::string_view(reason));
-            }
+            if (!row.why().empty()) json.member("reason", row.why());
         });
     }
 }
 
-size_t count(const std::vector<Row>& rows, bool (*counts)(const Row&)) {
-    return static_cast<size_t>(std::ranges::count_if(rows, counts));
+size_t count(const auto& rows, auto counts) {
+    return static_cast<size_t>(std::count_if(rows.begin(), rows.end(), counts));
 }
 
 std::string sum(size_t number, const std::string& what) {
@@ -85,8 +82,7 @@ void undo_all(const Task& task) {
     Journal journal;
     if (!open_journal(task, task.command.migrate.undo, journal)) return;
     const std::vector<Undone> undone = undo(task, journal.steps());
-    const auto failed =
-        static_cast<size_t>(std::ranges::count_if(undone, [](const Undone& one) { return !one.reason.empty(); }));
+    const size_t failed = count(undone, [](const Undone& one) { return !one.reason.empty(); });
     reply.header = {"QUEUE", "PORT", "RESULT"};
     for (const Undone& one : undone) {
         const bool added = one.step.kind != Step::Kind::move;

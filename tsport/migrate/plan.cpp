@@ -156,18 +156,17 @@ void add_rows(const Options& options, const Server& server, StoredPort source, s
 
 // Leaves alone what does not accept a connection.
 void test_printers(const Task& task, std::vector<Row>& rows) {
-    std::vector<Row*> tested;
     std::vector<Port> ports;
-    for (Row& row : rows) {
-        if (!row.is_to_change()) continue;
-        tested.push_back(&row);
-        ports.push_back(row.from);
+    for (const Row& row : rows) {
+        if (row.is_to_change()) ports.push_back(row.from);
     }
     const auto progress = task.progress(ports.size(), "tested");
     const auto checks = check_printers(ports, std::chrono::seconds(5), [&](size_t done) { progress->show(done); });
-    for (size_t i = 0; i < tested.size(); ++i) {
-        const bool accepts = checks[i].verdict == contract::Verdict::accepted;
-        if (!accepts) tested[i]->reason = "its printer " + to_text(checks[i]);
+    size_t next = 0;
+    for (Row& row : rows) {
+        if (!row.is_to_change()) continue;
+        const contract::PrinterCheck& check = checks[next++];
+        if (check.verdict != contract::Verdict::accepted) row.reason = "its printer " + to_text(check);
     }
 }
 

@@ -19,6 +19,7 @@ struct Row {
     bool changed = false;
 
     bool is_to_change() const { return reason.empty(); }
+    const std::string& why() const { return failure.empty() ? reason : failure; }
 };
 
 // From Standard TCP/IP ports to ports of this monitor, or back; false when an error was reported.

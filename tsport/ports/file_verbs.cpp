@@ -135,32 +135,25 @@ bool find_faults(const Task& task, const Differences& plan, const PortsFile& fil
     return true;
 }
 
-// All at once.
-bool put_into_store(const Task& task, const Differences& plan) {
+bool apply(const Task& task, const Differences& plan) {
     std::vector<Port> ports = plan.only_in_file;
     for (const Change& change : plan.changed) ports.push_back(change.after);
     std::string why;
-    if (task.hosted->put(ports, why)) return task.save_changes();
-    task.fail(refused, why, "store");
-    return false;
-}
-
-bool apply(const Task& task, const Differences& plan) {
-    if (task.hosted != nullptr) return put_into_store(task, plan);
-    const auto progress = task.progress(plan.to_do(), "done");
-    size_t finished = 0;
-    const auto succeeded = [&](DWORD code, const Port& port) {
-        const std::string count = " (" + std::to_string(finished) + " of " + std::to_string(plan.to_do()) + " done)";
-        progress->show(++finished);
-        return !task.report_if_error(code, "take the port " + named(port.name) + count);
-    };
-    bool good = true;
-    for (const Port& port : plan.only_in_file) good = good && succeeded(task.spooler.add(port), port);
-    for (const Change& change : plan.changed) {
-        good = good && succeeded(task.spooler.set(change.after), change.after);
+    if (task.hosted != nullptr) {
+        if (task.hosted->put(ports, why)) return task.save_changes();
+        task.fail(refused, why, "store");
+        return false;
     }
-    if (good && !plan.only_in_file.empty()) task.check_known(plan.only_in_file[0].name, true);  // as all the others
-    return good;
+    const auto progress = task.progress(ports.size(), "done");
+    for (size_t i = 0; i < ports.size(); ++i) {
+        const bool is_new = i < plan.only_in_file.size();
+        const DWORD code = is_new ? task.spooler.add(ports[i]) : task.spooler.set(ports[i]);
+        const std::string count = " (" + std::to_string(i) + " of " + std::to_string(ports.size()) + " done)";
+        progress->show(i + 1);
+        if (task.report_if_error(code, "take the port " + named(ports[i].name) + count)) return false;
+    }
+    if (!plan.only_in_file.empty()) task.check_known(ports[0].name, true);  // as all the others
+    return true;
 }
 
 void show_plan(const Task& task, const Differences& plan) {

@@ -77,9 +77,8 @@ void list(const Task& task) {
     Reply& reply = task.reply;
     if (!task.find(task.command.names, found)) return;
     if (task.command.names_only) {
-        for (const Found& one : found) {
-            task.say(host::to_utf8(one.port.name),
-                     [name = one.port.name](JsonWriter& json) { json.member("name", name); });
+        for (const auto& [port, state, note] : found) {
+            task.say(host::to_utf8(port.name), [name = port.name](JsonWriter& json) { json.member("name", name); });
         }
         return;
     }

@@ -84,12 +84,8 @@ void Activities::follow(const report::LogLine& line, const report::Message& mess
 }
 
 void Activities::ended(const report::Document& document) {
-    const auto place = all_.find(document.thread);
-    Activity activity;
-    if (place != all_.end()) {
-        activity = place->second;
-        all_.erase(place);
-    }
+    auto node = all_.extract(document.thread);
+    Activity activity = node.empty() ? Activity() : node.mapped();
     activity.document = document;
     const std::string printer = place_of(document);
     if (document.outcome == report::Outcome::not_started && document.cause()) {

@@ -46,10 +46,7 @@ using watch::Attention;
 class Screen {
   public:
     Screen(const Command& command, const Console& console)
-        : command_(command),
-          sink_(console.output),
-          width_(console.width),
-          activities_([this](const Activity& activity, bool ended) {
+        : command_(command), console_(console), activities_([this](const Activity& activity, bool ended) {
               if (live_) write_change(activity, ended);
           }) {}
 
@@ -65,14 +62,11 @@ class Screen {
 
     // All that is under way.
     void write_all() {
-        if (!command_.json) {
-            sink_(page());
-            return;
-        }
+        if (!command_.json) return console_.output(page());
         for (const auto& [thread, activity] : activities_.all()) write_change(activity, false);
         for (const auto& [printer, refusal] : activities_.refusals(now_)) {
             if (!command_.report.printer.empty() && printer != command_.report.printer) continue;
-            sink_(json_line([&](JsonWriter& json) {
+            console_.output(json_line([&](JsonWriter& json) {
                 json.member("version", 1u);
                 json.member("time", report::to_text(now_));
                 json.member("printer", printer);
@@ -100,14 +94,17 @@ class Screen {
         for (const Attention& attention : activities_.attention(now_, command_.report.printer)) {
             lines.push_back({"! " + std::string(attention.id), attention.text});
         }
-        text += in_columns(lines, width_);
+        text += in_columns(lines, console_.width);
         Rows rows = {{"PRINTER", "JOB", "PORT", "PHASE", "SINCE", "SENT", "SPEED", "ATTEMPT"}};
         for (const auto& [thread, activity] : activities_.all()) {
             if (is_wanted(activity)) rows.push_back(row_of(activity));
         }
-        text += rows.size() > 1 ? "\n" + in_columns(rows, width_, {2, 6, 5, 1}) : "\nno document is under way\n";
-        const std::string blind = blindness();
-        return blind.empty() ? text : text + in_columns({{blind}}, width_);
+        text +=
+            rows.size() > 1 ? "\n" + in_columns(rows, console_.width, {2, 6, 5, 1}) : "\nno document is under way\n";
+        if (!activities_.any_line()) return text + in_columns({{"the log has no lines yet"}}, console_.width);
+        const char blind[] =
+            "the log is written with Debug=off: it does not show documents under way, only those that failed";
+        return activities_.detailed() ? text : text + in_columns({{blind}}, console_.width);
     }
 
   private:
@@ -132,12 +129,6 @@ class Screen {
                 seconds > 0 && document.sent != 0 ? host::rate_to_text(document.sent, seconds) : "-",
                 std::to_string(document.attempt)};
     }
-    std::string blindness() const {
-        if (!activities_.any_line()) return "the log has no lines yet";
-        if (activities_.detailed()) return "";
-        return "the log is written with Debug=off: it does not show documents under way, only those that failed";
-    }
-
     void write_change(const Activity& activity, bool ended) {
         if (!is_wanted(activity)) return;
         const report::Document& document = activity.document;
@@ -150,10 +141,9 @@ class Screen {
             const std::string cause = ended ? report::cause_text(document, activities_.texts()) : "";
             line += cause.empty() ? "" : ": " + cause;
             for (const Attention& each : attention) line += "  ! " + each.text;
-            sink_(line + "\n");
-            return;
+            return console_.output(line + "\n");
         }
-        sink_(json_line([&](JsonWriter& json) {
+        console_.output(json_line([&](JsonWriter& json) {
             json.member("version", 1u);
             json.member("time", report::to_text(now_));
             json.member("printer", text_of(document.printer));
@@ -181,8 +171,7 @@ class Screen {
     }
 
     const Command& command_;
-    const Sink& sink_;
-    const size_t width_;  // of the terminal; 0: it is none
+    const Console& console_;
     Timestamp now_;
     bool live_ = false;
     std::map<std::uint32_t, size_t> known_;  // of a document: how much of it needed somebody
@@ -213,7 +202,6 @@ command_line::Options watch_options(Command& command) {
 
 void watch_log(const Task& task) {
     const Command& command = task.command;
-    const Sink& out = task.console.output;
     std::string why;
     const std::string log = find_log(command, why);
     if (log.empty()) return task.fail(refused, why, "file");
@@ -227,13 +215,9 @@ void watch_log(const Task& task) {
         task.reply.status = screen.needs_somebody() ? not_there : done;
         return;
     }
-    if (draws) {
-        use_escape_sequences();
-    } else {
-        screen.go_live();
-    }
+    draws ? use_escape_sequences() : screen.go_live();
     for (;;) {
-        if (draws) out("\x1b[H\x1b[2J" + screen.page());
+        if (draws) task.console.output("\x1b[H\x1b[2J" + screen.page());
         std::fflush(stdout);
         std::this_thread::sleep_for(std::chrono::seconds(1));
         if (!screen.look(follower, now(), why)) return task.fail(refused, why, "file");
