@@ -99,6 +99,11 @@ std::string behind_links(const std::string& path) {
     return host::utf8_of(place);
 }
 
+bool is_there(const std::string& path) {
+    std::error_code error;
+    return fs::exists(host::path_of(path), error);
+}
+
 bool is_file(const std::string& path) {
     std::error_code error;
     if (is_device_name(path)) return false;

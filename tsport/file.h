@@ -18,6 +18,7 @@ bool write_file(const std::string& path, const std::string& contents, std::strin
 
 // Where a chain of links leads; it need not exist.
 std::string behind_links(const std::string& path);
+bool is_there(const std::string& path);
 // False for something that exists and is not an ordinary file.
 bool is_file(const std::string& path);
 

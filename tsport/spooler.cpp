@@ -41,9 +41,7 @@ DWORD Channel::open(Text name, ACCESS_MASK access) {
 
 DWORD Spooler::ports(std::vector<SpoolerPort>& ports) const {
     Records<PORT_INFO_2W> records(server_.empty());
-    const DWORD code = records.read([&](BYTE* buffer, DWORD size, DWORD* needed, DWORD* count) {
-        return EnumPortsW(writable(server_), 2, buffer, size, needed, count);
-    });
+    const DWORD code = records.read([&](auto... to) { return EnumPortsW(writable(server_), 2, to...); });
     for (const PORT_INFO_2W& record : records)
         ports.push_back({text_of(record.pPortName), text_of(record.pMonitorName)});
     return code;
@@ -52,9 +50,7 @@ DWORD Spooler::ports(std::vector<SpoolerPort>& ports) const {
 DWORD Spooler::queues(std::vector<Queue>& queues) const {
     Records<PRINTER_INFO_2W> records(server_.empty());
     const DWORD flags = server_.empty() ? PRINTER_ENUM_LOCAL : PRINTER_ENUM_NAME;
-    const DWORD code = records.read([&](BYTE* buffer, DWORD size, DWORD* needed, DWORD* count) {
-        return EnumPrintersW(flags, writable(server_), 2, buffer, size, needed, count);
-    });
+    const DWORD code = records.read([&](auto... to) { return EnumPrintersW(flags, writable(server_), 2, to...); });
     for (const PRINTER_INFO_2W& record : records) {
         Text name = text_of(record.pPrinterName);
         // Another server's printers come with its name.
@@ -68,9 +64,7 @@ DWORD Spooler::queues(std::vector<Queue>& queues) const {
 
 DWORD Spooler::monitors(std::vector<Text>& names) const {
     Records<MONITOR_INFO_1W> records(server_.empty());
-    const DWORD code = records.read([&](BYTE* buffer, DWORD size, DWORD* needed, DWORD* count) {
-        return EnumMonitorsW(writable(server_), 1, buffer, size, needed, count);
-    });
+    const DWORD code = records.read([&](auto... to) { return EnumMonitorsW(writable(server_), 1, to...); });
     for (const MONITOR_INFO_1W& record : records) names.push_back(text_of(record.pName));
     return code;
 }

@@ -166,9 +166,7 @@ bool show(Stage& stage, const Course& course, const File& file) {
 }
 
 bool show_lost_printer(Stage& stage) {
-    test_printer::Behaviour broken;
-    broken.reset_after = lost_after;
-    stage.printer()->behave_once(broken);
+    stage.printer()->behave_once({.reset_after = lost_after});
     host::Document document = stage.document("large", host::generated_source(lost_document_size, 2));
     document.retry_pause_ms = 20;
     Scene scene(stage, "Printer lost in the middle of a job",

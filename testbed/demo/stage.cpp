@@ -42,9 +42,7 @@ bool Stage::open(const std::string& host, DWORD port, std::string& why) {
     port_ = port;
     if (host.empty()) {
         printer_ = std::make_unique<test_printer::TcpPrinter>();
-        test_printer::Behaviour behaviour;
-        behaviour.keep_bytes = kept_bytes;
-        printer_->behave(behaviour);
+        printer_->behave({.keep_bytes = kept_bytes});
         host_ = printer_->address();
         port_ = printer_->port();
         why = printer_->error();

@@ -75,13 +75,6 @@ std::string read_file(const std::string& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-TcpPrinter::Options options_of(const char* address) {
-    TcpPrinter::Options options;
-    options.address = address;
-    options.port = 9100;
-    return options;
-}
-
 class Morning : public testbed::PrintServer {
   public:
     Morning() : Morning(host::make_temporary_folder()) {}
@@ -149,9 +142,9 @@ class Morning : public testbed::PrintServer {
     }
 
     // Null once they are switched off.
-    std::optional<TcpPrinter> accounts{options_of("127.0.0.11")};
-    std::optional<TcpPrinter> front_desk{options_of("127.0.0.12")};
-    std::optional<TcpPrinter> lab{options_of("127.0.0.13")};
+    std::optional<TcpPrinter> accounts{TcpPrinter::Options{.address = "127.0.0.11", .port = 9100}};
+    std::optional<TcpPrinter> front_desk{TcpPrinter::Options{.address = "127.0.0.12", .port = 9100}};
+    std::optional<TcpPrinter> lab{TcpPrinter::Options{.address = "127.0.0.13", .port = 9100}};
 
   private:
     explicit Morning(const std::string& parent) : PrintServer(parent + "/Print Provider") {
@@ -165,12 +158,8 @@ class Morning : public testbed::PrintServer {
 std::string spend(Morning& morning) {
     const fs::path helper = path_of(morning.folder.base) / testbed::helper_file_name;
     const fs::path elsewhere = path_of(morning.folder.install) / testbed::helper_file_name;
-    Behaviour broken;
-    broken.reset_after = 100'000;
-    Behaviour warming_up;  // takes nothing for 70 s of a clock that is a hundred times as fast
-    warming_up.receive_buffer = 65536;
-    warming_up.stall_after = 10'000;
-    warming_up.stall_for = 700ms;
+    // Takes nothing for 70 s of a clock that is a hundred times as fast.
+    const Behaviour warming_up = {.receive_buffer = 65536, .stall_after = 10'000, .stall_for = 700ms};
     Behaviour stalled = warming_up;
     stalled.stall_for = 1h;
 
@@ -182,7 +171,7 @@ std::string spend(Morning& morning) {
     morning.play({9min + 3s, "Reception", 5'400, {}, 1, true});
     const char* const open_door = "on startdoc WAIT \"Door Open\" for 1900 ms then OK";
     morning.play({26s, "Front desk", 21'000, {.checked = true, .script = open_door}, 50});
-    morning.accounts->behave_once(broken);
+    morning.accounts->behave_once({.reset_after = 100'000});
     morning.play({14min, "Accounts", 12 << 20});
     morning.play({5min, "Front desk", 2'000'000, {.checked = true, .script = "on startdoc DELETE"}});
     morning.lab->behave_once(warming_up);

@@ -109,20 +109,18 @@ int run(const Options& options) {
     store.folder = options.store;
     std::error_code error;
     if (!options.store.empty()) std::filesystem::create_directories(host::path_of(options.store), error);
-    test_printer::TcpPrinter::Options setup;
-    setup.address = options.address;
-    setup.port = static_cast<std::uint16_t>(options.port);
-    setup.listening = false;
-    setup.on_data = [&](size_t connection, const char* data, size_t size) { store.append(connection, data, size); };
-    setup.on_end = [&](size_t connection, const test_printer::Connection& record) { store.end(connection, record); };
-    test_printer::TcpPrinter printer(setup);
+    using test_printer::Connection;
+    test_printer::TcpPrinter printer(
+        {.address = options.address,
+         .port = static_cast<std::uint16_t>(options.port),
+         .listening = false,
+         .on_data = [&](size_t connection, const char* data, size_t size) { store.append(connection, data, size); },
+         .on_end = [&](size_t connection, const Connection& record) { store.end(connection, record); }});
     if (error || !printer.error().empty()) {
         std::fprintf(stderr, "fakeprinter: %s\n", error ? error.message().c_str() : printer.error().c_str());
         return 3;
     }
-    test_printer::Behaviour ordinary;
-    ordinary.keep_bytes = 0;
-    printer.behave(options.first == 0 ? options.behaviour : ordinary);
+    printer.behave(options.first == 0 ? options.behaviour : test_printer::Behaviour{.keep_bytes = 0});
     for (std::uint64_t i = 0; i < options.first; ++i) printer.behave_once(options.behaviour);
     if (!options.refuse) printer.listen();
     std::printf("%s %s:%u\n", options.refuse ? "refusing on" : "listening on", printer.address().c_str(),

@@ -96,30 +96,23 @@ void Conversation::take(const Step& step) {
             if (command_ == "forceattr") wait_until_output_is_read();
             break;
         case Step::Kind::wait:
-            wait(step);
-            break;
+            return wait(step);
         case Step::Kind::silence:
-            pause(step);
-            break;
+            return pause(step);
         case Step::Kind::taken:
-            wait_until_output_is_read();
-            break;
+            return wait_until_output_is_read();
         case Step::Kind::say:
-            write_text(step.text);
-            break;
+            return write_text(step.text);
         case Step::Kind::write:
-            write_pattern(step.bytes);
-            break;
+            return write_pattern(step.bytes);
         case Step::Kind::rewrite:
-            rewrite();
-            break;
+            return rewrite();
         case Step::Kind::close_output:
             std::fclose(stdout);
             std::fclose(stderr);  // leads to the same pipe
             break;
         case Step::Kind::exit:
-            end("exit");
-            break;
+            return end("exit");
     }
 }
 

@@ -30,7 +30,7 @@ struct Behaviour {
     std::uint64_t close_after = never;    // closes the connection, without reading what is still to come
     std::uint64_t stall_after = never;    // reads nothing more ...
     std::chrono::milliseconds stall_for = std::chrono::hours(24 * 365);  // ... for this long
-    std::string answer;                                                  // sent back when the sender has finished
+    std::string answer = {};                                             // sent back when the sender has finished
     std::chrono::milliseconds close_delay{0};  // from the sender's end to the close of this side
     bool never_close = false;                  // leaves its own side open until the printer is destroyed
 };

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
 #include <sstream>
 #include <string_view>
 
@@ -66,8 +65,7 @@ Journal::~Journal() {
 
 bool Journal::open(const std::string& path, std::string& why) {
     path_ = path;
-    std::error_code error;
-    const bool exists = std::filesystem::exists(host::path_of(path), error);
+    const bool exists = is_there(path);
     if (!take_lock(lock_, path, std::chrono::seconds(0), why)) return false;
     std::string contents;
     why = path + " is not an ordinary file";

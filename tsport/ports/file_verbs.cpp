@@ -1,5 +1,4 @@
 // export, import and diff: the monitor's ports against those of a file.
-#include <filesystem>
 #include <iterator>
 #include <set>
 
@@ -176,11 +175,8 @@ void show_plan(const Task& task, const Differences& plan) {
 
 // What the file holds now, so that its comments, order and encoding stay; false when the verb has been answered.
 bool read_former_export(const Task& task, PortsFile& file) {
-    std::error_code error;
     const std::string& path = task.command.file;
-    if (task.command.force || path == "-" || !is_file(path) || !std::filesystem::exists(host::path_of(path), error)) {
-        return true;
-    }
+    if (task.command.force || path == "-" || !is_file(path) || !is_there(path)) return true;
     const std::vector<Fault> faults = read_ports_file(path, file.csv, file);
     if (faults.empty()) return true;
     task.fail(bad_usage, {"nothing was written: " + path +

@@ -1,7 +1,6 @@
 #include "tsport/ports/hosted.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <random>
 
 #include "host/platform.h"
@@ -31,8 +30,7 @@ std::string own_library() {
     const std::string own = host::executable_folder();
     for (const std::string& folder : {own, own + "/..", host::to_utf8(system)}) {
         const std::string path = folder + "/" + host::monitor_file_name();
-        std::error_code error;
-        if (std::filesystem::exists(host::path_of(path), error)) return path;
+        if (is_there(path)) return path;
     }
     return "";
 }
@@ -74,9 +72,8 @@ bool Hosted::load(const Command& command, std::string& why) {
     const bool changes = command.verb->needs == Needs::changing && !command.dry_run;
     const std::chrono::seconds wait(command.wait_seconds);
     if (changes && is_file(path_) && !take_lock(lock_, path_, wait, why)) return false;
-    std::error_code error;
     file_.csv = has_csv_name(path_);
-    if (std::filesystem::exists(host::path_of(path_), error)) {
+    if (is_there(path_)) {
         why = to_text(read_ports_file(path_, file_.csv, file_), path_);
         if (!why.empty()) return false;
     }

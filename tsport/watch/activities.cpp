@@ -1,7 +1,5 @@
 #include "tsport/watch/activities.h"
 
-#include <optional>
-
 #include "tsport/report/texts.h"
 
 namespace tsport::watch {
@@ -9,34 +7,27 @@ namespace {
 
 using report::Event;
 
-// The phase that begins with a line; nothing when the document stays in its phase.
-std::optional<Phase> phase_of(const report::Message& message, Phase now) {
-    switch (message.event) {
-        case Event::held:
-        case Event::held_for:
-            return Phase::held;
-        case Event::answered:
-        case Event::check_again:
-            return now == Phase::held ? std::optional(Phase::checking) : std::nullopt;
-        case Event::looking_up:
-            return Phase::connecting;
-        case Event::write:
-        case Event::given:
-        case Event::given_rewritten:
-            return Phase::sending;
-        case Event::rewriting:
-            return Phase::rewriting;
-        case Event::lost:
-            return Phase::waiting;
-        case Event::end:
-            return Phase::ending;
-        case Event::close_awaited:
-            return Phase::closing;
-        default:
-            break;
+constexpr std::pair<Event, Phase> beginnings[] = {
+    {Event::held, Phase::held},
+    {Event::held_for, Phase::held},
+    {Event::looking_up, Phase::connecting},
+    {Event::write, Phase::sending},
+    {Event::given, Phase::sending},
+    {Event::given_rewritten, Phase::sending},
+    {Event::rewriting, Phase::rewriting},
+    {Event::lost, Phase::waiting},
+    {Event::end, Phase::ending},
+    {Event::close_awaited, Phase::closing},
+};
+
+// The phase of a document after a line.
+Phase phase_after(const report::Message& message, Phase now) {
+    for (const auto& [event, phase] : beginnings) {
+        if (event == message.event) return phase;
     }
-    const bool checks = message.text != nullptr && std::string_view(message.text) == "tells the helper:";
-    return checks && now == Phase::starting ? std::optional(Phase::checking) : std::nullopt;
+    const bool answers = message.event == Event::answered || message.event == Event::check_again;
+    const bool asks = message.text != nullptr && std::string_view(message.text) == "tells the helper:";
+    return (answers && now == Phase::held) || (asks && now == Phase::starting) ? Phase::checking : now;
 }
 
 std::string ago(Timestamp from, Timestamp now) {
@@ -75,7 +66,7 @@ void Activities::follow(const report::LogLine& line, const report::Message& mess
     if (fresh || message.event == Event::start) activity = {document, Phase::starting, line.time};
     activity.document = document;
     const Phase before = activity.phase;
-    activity.phase = phase_of(message, before).value_or(before);
+    activity.phase = phase_after(message, before);
     const bool moved = message.event == Event::given || message.event == Event::given_rewritten;
     if (message.event == Event::write) activity.buffer_given = true;
     if (moved) activity.buffer_given = false;

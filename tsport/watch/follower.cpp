@@ -3,7 +3,7 @@
 #include <filesystem>
 
 #include "host/text.h"
-#include "tsport/platform.h"
+#include "tsport/file.h"
 
 namespace tsport::watch {
 namespace {
@@ -11,11 +11,6 @@ namespace {
 constexpr size_t longest_line = 1 << 20;
 constexpr size_t piece = 256 << 10;
 constexpr size_t beginning_size = 200;  // bytes; with the time to the millisecond among them
-
-bool exists(const std::string& path) {
-    std::error_code error;
-    return std::filesystem::exists(host::path_of(path), error);
-}
 
 }  // namespace
 
@@ -44,7 +39,7 @@ bool Follower::read(const std::string& path, const std::function<void(std::strin
 }
 
 bool Follower::look(const std::function<void(std::string_view)>& line, std::string& why) {
-    if (!exists(path_)) return true;
+    if (!is_there(path_)) return true;
     if (first_) {
         std::error_code error;
         const std::uint64_t size = std::filesystem::file_size(host::path_of(path_), error);
@@ -59,7 +54,7 @@ bool Follower::look(const std::function<void(std::string_view)>& line, std::stri
     } else if (!beginning_.empty() && !is_beginning_of(path_)) {
         // A rotation gives it another name first; the numbers count up with each one.
         if (is_beginning_of(path_ + ".tmp") && !read(path_ + ".tmp", line, why)) return false;
-        for (int number = 1; exists(path_ + "." + std::to_string(number)); ++number) {
+        for (int number = 1; is_there(path_ + "." + std::to_string(number)); ++number) {
             const std::string rotated = path_ + "." + std::to_string(number);
             if (!is_beginning_of(rotated)) continue;
             if (!read(rotated, line, why)) return false;
