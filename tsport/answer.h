@@ -30,6 +30,7 @@ struct Found {
     Port port;                     // without address and number when nothing tells them
     const char* state = "loaded";  // or "not-loaded", "not-stored", "unreadable"
     std::string note = {};         // what that means
+    DWORD code = 0;                // why it could not be asked
     bool readable() const { return port.number != 0 || !port.address.empty(); }
 };
 

@@ -94,17 +94,6 @@ void run_on_servers(const Command& command, const Console& console, std::vector<
     });
 }
 
-void run_hosted(const Command& command, const Console& console, Reply& reply) {
-    Hosted hosted;
-    std::string why;
-    if (hosted.load(command, why)) {
-        run_on(command, Text(), &hosted, console, reply);
-    } else {
-        reply.status = refused;
-        reply.error = {why, "store", 0};
-    }
-}
-
 // -- The answer ------------------------------------------------------------------------------------------------------
 
 std::string to_text(const Error& error) {
@@ -212,8 +201,11 @@ Answer run(const std::vector<std::string>& words, const Console& console) {
         run_on_servers(command, console, replies);
     } else if (command.store.empty() || !needs_monitor(command)) {
         run_on(command, Text(), nullptr, console, replies[0]);
+    } else if (Hosted hosted; hosted.load(command, why)) {
+        run_on(command, Text(), &hosted, console, replies[0]);
     } else {
-        run_hosted(command, console, replies[0]);
+        replies[0].status = refused;
+        replies[0].error = {why, "store"};
     }
     bool has_payload = false;
     for (const Reply& reply : replies) {

@@ -37,16 +37,8 @@ class LineReader {
         ++next_;
         return true;
     }
-    bool take_text(std::string& text) {
-        if (at_end() || !words_[next_].starts_with('"')) return false;
-        text = words_[next_++].substr(1);
-        return true;
-    }
-    bool take_word(std::string& text) {
-        if (at_end() || words_[next_].starts_with('"')) return false;
-        text = words_[next_++];
-        return true;
-    }
+    bool take_text(std::string& text) { return take(text, true); }
+    bool take_word(std::string& text) { return take(text, false); }
     // "300 ms" or "300ms": the number and the word behind it.
     bool take_measure(std::uint64_t& number, std::string& unit) {
         std::string word;
@@ -60,6 +52,12 @@ class LineReader {
     std::string next_word() const { return at_end() ? "the end of the line" : words_[next_]; }
 
   private:
+    bool take(std::string& text, bool quoted) {
+        if (at_end() || words_[next_].starts_with('"') != quoted) return false;
+        text = words_[next_++].substr(quoted ? 1 : 0);
+        return true;
+    }
+
     std::vector<std::string> words_;
     size_t next_ = 0;
 };

@@ -85,18 +85,20 @@ bool carry_out(const Task& task, Row& row, bool adds, Journal& journal, std::str
 
 }  // namespace
 
-void apply(const Task& task, std::vector<Row>& rows, Journal& journal, std::string& why) {
+std::string apply(const Task& task, std::vector<Row>& rows, Journal& journal) {
     const auto progress = task.progress(rows.size(), "done");
     size_t finished = 0;
+    std::string why;
     std::vector<Text> added;
     for (Row& row : rows) {
         progress->show(++finished);
         if (!row.is_to_change()) continue;
         const bool adds = row.add && std::ranges::find(added, row.to.name) == added.end();
-        if (!carry_out(task, row, adds, journal, why)) return;
+        if (!carry_out(task, row, adds, journal, why)) return why;
         if (adds && row.failure.empty()) added.push_back(row.to.name);  // otherwise its next queue tries again
-        if (!row.failure.empty() && task.command.migrate.stop) return;
+        if (!row.failure.empty() && task.command.migrate.stop) break;
     }
+    return "";
 }
 
 std::vector<Undone> undo(const Task& task, const std::vector<Step>& steps) {

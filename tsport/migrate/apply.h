@@ -6,12 +6,12 @@
 
 namespace tsport::migrate {
 
-// Changes what the rows say, each step in the journal before it begins. A queue whose change fails keeps its port, and
-// the next one follows, unless the options say to stop; without its journal nothing goes on, and the reason is in
-// `why`.
 extern const char kUnknownPort[];  // the failure of a queue whose new port the spooler does not know yet
 
-void apply(const Task& task, std::vector<Row>& rows, Journal& journal, std::string& why);
+// Changes what the rows say, each step in the journal before it begins. A queue whose change fails keeps its port, and
+// the next one follows, unless the options say to stop; without its journal nothing goes on: returns why it could not
+// be written, or nothing.
+std::string apply(const Task& task, std::vector<Row>& rows, Journal& journal);
 
 struct Undone {
     Step step;

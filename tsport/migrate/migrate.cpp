@@ -70,17 +70,11 @@ void say_result(const Task& task, const std::vector<Row>& rows, const std::strin
     task.fail(refused, message, "refused");
 }
 
-bool open_journal(const Task& task, const std::string& path, Journal& journal) {
-    std::string why;
-    if (journal.open(path, why)) return true;
-    task.fail(bad_usage, why, "file");
-    return false;
-}
-
 void undo_all(const Task& task) {
     Reply& reply = task.reply;
     Journal journal;
-    if (!open_journal(task, task.command.migrate.undo, journal)) return;
+    std::string why;
+    if (!journal.open(task.command.migrate.undo, why)) return task.fail(bad_usage, why, "file");
     const std::vector<Undone> undone = undo(task, journal.steps());
     const size_t failed = count(undone, [](const Undone& one) { return !one.reason.empty(); });
     reply.header = {"QUEUE", "PORT", "RESULT"};
@@ -97,7 +91,6 @@ void undo_all(const Task& task) {
         });
     }
     reply.summary = sum(undone.size() - failed, "undone");
-    std::string why;
     if (failed == 0 && !undone.empty() && !journal.write_undone(why)) return task.fail(refused, why, "file");
     if (failed != 0)
         task.fail(refused, sum(failed, "could not be undone; repeat it when the reason is gone"), "refused");
@@ -128,9 +121,8 @@ void migrate(const Task& task) {
     if (!options.apply || to_change == 0) return say_plan(task, rows, to_change);
     Journal journal;
     std::string why;
-    if (!open_journal(task, options.journal, journal)) return;
-    apply(task, rows, journal, why);
-    say_result(task, rows, why);
+    if (!journal.open(options.journal, why)) return task.fail(bad_usage, why, "file");
+    say_result(task, rows, apply(task, rows, journal));
 }
 
 }  // namespace tsport::migrate

@@ -111,14 +111,8 @@ void parse_csv(const Text& text, PortsFile& file, std::vector<Fault>& faults) {
             file.entries.push_back(entry);
         }
         at = std::min(text.find(W('\n'), at), text.size() - 1) + 1;
-        const auto lines_until = [&](size_t end) {
-            return static_cast<size_t>(std::count(text.data() + begin, text.data() + end, W('\n')));
-        };
-        if (!wrong.why.empty()) {
-            const size_t line_begin = text.substr(0, wrong.at).rfind(W('\n')) + 1;
-            faults.push_back({line + lines_until(wrong.at), wrong.at - line_begin + 1, wrong.why});
-        }
-        line += lines_until(at);
+        if (!wrong.why.empty()) faults.push_back(fault_at(text, wrong.at, wrong.why));
+        line += static_cast<size_t>(std::count(text.data() + begin, text.data() + at, W('\n')));
         if (begin == 0 && !faults.empty()) return;
     }
 }

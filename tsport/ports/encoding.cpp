@@ -25,14 +25,13 @@ Text decode_utf16(const std::string& bytes, size_t start, bool big_endian) {
     return text;
 }
 
-// What is wrong at this place of the text.
-Fault fault_at(const Text& text, size_t at, const char* why) {
+}  // namespace
+
+Fault fault_at(const Text& text, size_t at, const std::string& why) {
     const Text before = text.substr(0, at);
     const auto line_ends = static_cast<size_t>(std::count(before.begin(), before.end(), W('\n')));
     return {line_ends + 1, at - (before.rfind(W('\n')) + 1) + 1, why};
 }
-
-}  // namespace
 
 bool decode(const std::string& bytes, Encoding& encoding, Text& text, Fault& fault) {
     size_t start = 0;

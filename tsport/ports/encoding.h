@@ -20,6 +20,8 @@ struct Fault {
     size_t column = 0;
     std::string why;
 };
+// At an index of the text.
+Fault fault_at(const host::Text& text, size_t at, const std::string& why);
 // "FILE:LINE:COLUMN: why", each on a line, as many as a screen takes and the number of the others.
 std::string to_text(const std::vector<Fault>& faults, const std::string& file);
 

@@ -13,18 +13,16 @@ namespace {
 const char restart[] = "at a quiet moment, restart the spooler (net stop spooler /y, net start spooler)";
 
 // Asks each of these ports, many at once: a spooler answers one caller after a round trip over the network.
-void ask_each(const Task& task, std::vector<Found>& found, const std::vector<size_t>& asked,
-              std::vector<DWORD>& codes) {
+void ask_each(const Task& task, std::vector<Found>& found, const std::vector<size_t>& asked) {
     const auto progress = task.progress(asked.size(), "ports asked");
     std::atomic<size_t> finished{0};
-    codes.assign(asked.size(), ERROR_SUCCESS);
     const auto ask = [&](size_t at) {
         const Spooler own(task.spooler.server());  // each thread talks to the spooler on its own
         Found& one = found[asked[at]];
-        codes[at] = own.read(one.port.name, one.port);
-        if (codes[at] != ERROR_SUCCESS) one.state = "unreadable";
-        if (codes[at] != ERROR_SUCCESS) one.note = "cannot be asked: " + host::error_message(codes[at]);
-        if (codes[at] == ERROR_UNKNOWN_PORT) one.note = "not known to the spooler yet: " + std::string(restart);
+        one.code = own.read(one.port.name, one.port);
+        if (one.code != ERROR_SUCCESS) one.state = "unreadable";
+        if (one.code != ERROR_SUCCESS) one.note = "cannot be asked: " + host::error_message(one.code);
+        if (one.code == ERROR_UNKNOWN_PORT) one.note = "not known to the spooler yet: " + std::string(restart);
         progress->show(++finished);
     };
     for_each_at_once(asked.size(), ask, 16);
@@ -92,14 +90,14 @@ bool Task::find(const std::vector<Text>& patterns, std::vector<Found>& found) co
         }
         found.push_back(one);
     }
-    std::vector<DWORD> codes;
-    ask_each(*this, found, asked, codes);
-    for (const DWORD code : codes) {
-        const bool concerns_all = code == ERROR_ACCESS_DENIED || code == RPC_S_SERVER_UNAVAILABLE;
-        if (concerns_all && report_if_error(code, "show the ports")) return false;
+    ask_each(*this, found, asked);
+    bool all_told = true;
+    for (const Found& one : found) {
+        const bool concerns_all = one.code == ERROR_ACCESS_DENIED || one.code == RPC_S_SERVER_UNAVAILABLE;
+        if (concerns_all && report_if_error(one.code, "show the ports")) return false;
+        all_told = all_told && one.code == ERROR_SUCCESS;
     }
-    if (std::any_of(codes.begin(), codes.end(), [](DWORD code) { return code != ERROR_SUCCESS; }))
-        drop_deleted(spooler, found);
+    if (!all_told) drop_deleted(spooler, found);
     return true;
 }
 

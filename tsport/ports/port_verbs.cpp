@@ -77,8 +77,9 @@ void list(const Task& task) {
     Reply& reply = task.reply;
     if (!task.find(task.command.names, found)) return;
     if (task.command.names_only) {
-        for (const auto& [port, state, note] : found) {
-            task.say(host::to_utf8(port.name), [name = port.name](JsonWriter& json) { json.member("name", name); });
+        for (const Found& one : found) {
+            const Text& name = one.port.name;
+            task.say(host::to_utf8(name), [name](JsonWriter& json) { json.member("name", name); });
         }
         return;
     }

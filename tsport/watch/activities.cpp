@@ -55,8 +55,7 @@ Activities::Activities(Changed changed)
 void Activities::add(std::string_view text) {
     report::LogLine line;
     if (report::parse_line(text, line) != report::LineKind::complete) return;
-    any_line_ = true;
-    detailed_ = line.detailed || (detailed_ && !line.error);
+    detailed_ = line.detailed || (detailed_.value_or(false) && !line.error);
     tracker_.process(line);
 }
 

@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -57,9 +58,9 @@ class Activities {
     // Of one document; and of all and of the printers that refuse, or of one printer alone.
     std::vector<Attention> attention_to(const Activity& activity, Timestamp now) const;
     std::vector<Attention> attention(Timestamp now, const std::string& printer = "") const;
-    // A detailed line was among the last ones: with Debug off nothing of documents under way is logged.
-    bool detailed() const { return detailed_; }
-    bool any_line() const { return any_line_; }
+    // Whether a detailed line was among the last ones: with Debug off nothing of documents under way is logged. None:
+    // there was no line.
+    std::optional<bool> detailed() const { return detailed_; }
 
   private:
     void follow(const report::LogLine& line, const report::Message& message, const report::Document& document);
@@ -70,8 +71,7 @@ class Activities {
     Changed changed_;
     std::map<std::uint32_t, Activity> all_;
     std::map<std::string, Refusal> refusals_;
-    bool detailed_ = false;
-    bool any_line_ = false;
+    std::optional<bool> detailed_;
     report::DocumentTracker tracker_;
 };
 

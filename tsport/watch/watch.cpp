@@ -101,10 +101,10 @@ class Screen {
         }
         text +=
             rows.size() > 1 ? "\n" + in_columns(rows, console_.width, {2, 6, 5, 1}) : "\nno document is under way\n";
-        if (!activities_.any_line()) return text + in_columns({{"the log has no lines yet"}}, console_.width);
+        if (!activities_.detailed()) return text + in_columns({{"the log has no lines yet"}}, console_.width);
         const char blind[] =
             "the log is written with Debug=off: it does not show documents under way, only those that failed";
-        return activities_.detailed() ? text : text + in_columns({{blind}}, console_.width);
+        return *activities_.detailed() ? text : text + in_columns({{blind}}, console_.width);
     }
 
   private:

@@ -7,11 +7,6 @@
 namespace tsport {
 namespace {
 
-const WCHAR* wide_path(const std::string& path, host::Text& text) {
-    text = host::path_of(path).wstring();
-    return text.c_str();
-}
-
 HANDLE handle_of(std::intptr_t value) {
     return reinterpret_cast<HANDLE>(value);  // NOLINT(performance-no-int-to-ptr)
 }
@@ -37,16 +32,14 @@ bool is_device_name(const std::string& path) {
 }
 
 std::FILE* open_stream(const std::string& path, const char* mode) {
-    host::Text text;
-    return _wfopen(wide_path(path, text), host::to_text(mode).c_str());
+    return _wfopen(host::path_of(path).c_str(), host::to_text(mode).c_str());
 }
 
 bool read_part(const std::string& path, std::uint64_t offset, size_t most, std::string& bytes, std::string& why) {
-    host::Text text;
     bytes.resize(most);
     DWORD count = 0;
     const HANDLE file =
-        CreateFileW(wide_path(path, text), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+        CreateFileW(host::path_of(path).c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                     nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
     LARGE_INTEGER place;
     place.QuadPart = static_cast<LONGLONG>(offset);
@@ -71,10 +64,9 @@ bool flush_to_disk(std::FILE* stream) {
 }
 
 bool replace_file(const std::string& fresh, const std::string& target, std::string& why) {
-    host::Text from;
-    host::Text to;
-    wide_path(fresh, from);
-    if (GetFileAttributesW(wide_path(target, to)) != INVALID_FILE_ATTRIBUTES &&
+    const std::filesystem::path from = host::path_of(fresh);
+    const std::filesystem::path to = host::path_of(target);
+    if (GetFileAttributesW(to.c_str()) != INVALID_FILE_ATTRIBUTES &&
         ReplaceFileW(to.c_str(), from.c_str(), nullptr, REPLACEFILE_IGNORE_MERGE_ERRORS, nullptr, nullptr)) {
         return true;
     }
@@ -91,9 +83,8 @@ FileLock::~FileLock() {
 }
 
 FileLock::Result FileLock::try_take(const std::string& path, std::string& why) {
-    host::Text text;
     path_ = path + ".lock";
-    const HANDLE file = CreateFileW(wide_path(path_, text), GENERIC_READ | GENERIC_WRITE | DELETE, 0, nullptr,
+    const HANDLE file = CreateFileW(host::path_of(path_).c_str(), GENERIC_READ | GENERIC_WRITE | DELETE, 0, nullptr,
                                     OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
     if (file != INVALID_HANDLE_VALUE) {
         BY_HANDLE_FILE_INFORMATION found = {};
@@ -109,7 +100,7 @@ FileLock::Result FileLock::try_take(const std::string& path, std::string& why) {
     }
     // While its last holder releases it, access to the file is denied.
     const DWORD error = GetLastError();
-    const bool exists = GetFileAttributesW(text.c_str()) != INVALID_FILE_ATTRIBUTES;
+    const bool exists = GetFileAttributesW(host::path_of(path_).c_str()) != INVALID_FILE_ATTRIBUTES;
     if (error == ERROR_SHARING_VIOLATION || (error == ERROR_ACCESS_DENIED && exists)) return Result::busy;
     why = host::error_message(error);
     return Result::failed;
