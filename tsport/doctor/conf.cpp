@@ -85,15 +85,8 @@ std::string nearest_setting(const std::string& name) {
     command_line::Words names;
     for (size_t i = 0; i < CONFIG_VAR_COUNT; ++i) names.push_back(lower(config_vars[i].name));
     const std::string hint = command_line::did_you_mean(lower(name), names);
-    for (size_t i = 0; i < CONFIG_VAR_COUNT; ++i) {
-        if (hint == "; did you mean " + names[i] + "?") return config_vars[i].name;
-    }
-    return "";
-}
-
-std::string without_blanks_around(const std::string& text) {
-    const size_t begin = std::min(text.find_first_not_of(" \t"), text.size());
-    return text.substr(begin, text.find_last_not_of(" \t") + 1 - begin);
+    const std::string before = "; did you mean ";  // and "?" behind the name
+    return hint.empty() ? "" : find_setting(hint.substr(before.size(), hint.size() - before.size() - 1))->name;
 }
 
 // -- The file as a whole ---------------------------------------------------------------------------------------------
@@ -163,7 +156,8 @@ class ConfReader {
     }
 
     void unknown(const ConfLine& line) {
-        const std::string trimmed = without_blanks_around(line.name);
+        const size_t begin = std::min(line.name.find_first_not_of(" \t"), line.name.size());
+        const std::string trimmed = line.name.substr(begin, line.name.find_last_not_of(" \t") + 1 - begin);
         if (find_setting(trimmed) != nullptr) {
             return add("conf.blank-beside-name", line,
                        ": a blank or a tab next to the name; write " + trimmed + "=" + line.value);
@@ -291,18 +285,13 @@ bool read_settings_file(const std::string& base, const std::string& name, const 
 }
 
 void check_modes(const SessionContext& values, Findings& findings) {
-    const struct {
-        const char* name;
-        std::int32_t on;
-        std::int32_t least_version;
-    } modes[] = {{"DirectPrintingMode", values.direct_printing_mode, 13},
-                 {"ServerlessPrintingMode", values.serverless_printing_mode, 14}};
-    for (const auto& mode : modes) {
-        if (mode.on == 0 || values.env_version >= mode.least_version) continue;
-        findings.add("env.too-old", std::string(mode.name) + " is on, and needs version " +
-                                        std::to_string(mode.least_version) + "; the environment's version is " +
-                                        std::to_string(values.env_version));
-    }
+    const auto check = [&](const std::string& name, std::int32_t on, std::int32_t least_version) {
+        if (on == 0 || values.env_version >= least_version) return;
+        findings.add("env.too-old", name + " is on, and needs version " + std::to_string(least_version) +
+                                        "; the environment's version is " + std::to_string(values.env_version));
+    };
+    check("DirectPrintingMode", values.direct_printing_mode, 13);
+    check("ServerlessPrintingMode", values.serverless_printing_mode, 14);
 }
 
 // Those that the monitor itself works with.

@@ -100,20 +100,19 @@ bool check_copy(const Command& command, Findings& findings, std::string& why) {
     if (!command.base.empty() && !is_directory(command.base)) return false;
     std::vector<Port> ports;
     if (!command.store.empty() && !read_file_ports(command.store, ports, findings, why)) return false;
-    for (const char* const area : {"spooler", "monitor", "provider", "queues"}) {
-        findings.skipped(area, "it can be checked on the server itself only");
-    }
-    if (!command.base.empty()) {
+    const auto skip = [&findings](const command_line::Words& areas, const char* reason) {
+        for (const std::string& area : areas) findings.skipped(area, reason);
+    };
+    skip({"spooler", "monitor", "provider", "queues"}, "it can be checked on the server itself only");
+    if (command.base.empty()) {
+        skip({"conf", "env", "dirs", "helper", "rights", "log"}, "name a copy of the base directory with --base DIR");
+    } else {
         check_base({command.base, true}, findings);
-    } else {
-        for (const char* const area : {"conf", "env", "dirs", "helper", "rights", "log"}) {
-            findings.skipped(area, "name a copy of the base directory with --base DIR");
-        }
     }
-    if (!command.store.empty()) {
-        check_all_ports(ports, command, findings);
+    if (command.store.empty()) {
+        skip({"ports"}, "name a file of ports with --store FILE");
     } else {
-        findings.skipped("ports", "name a file of ports with --store FILE");
+        check_all_ports(ports, command, findings);
     }
     return command.events.empty() || check_event_files(command.events, command.base, findings, why);
 }

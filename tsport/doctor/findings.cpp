@@ -171,15 +171,12 @@ std::string Findings::heading(const Finding& finding) const {
     const std::string area = area_of(finding.kind->id);
     const std::vector<Place>& places = finding.places;
     if (places.size() == 1) return safe(places[0].found);
-    if ((area == "ports" || area == "queues") && !places[0].subject.empty()) {
-        command_line::Words names;
-        for (const Place& place : places) names.push_back("\"" + safe(place.subject) + "\"");
-        const std::string of_all = area == "ports" && ports_ != 0 ? " of " + std::to_string(ports_) : "";
-        return std::to_string(places.size()) + of_all + " ports: " + first_of(names, ", ");
-    }
-    command_line::Words lines;
-    for (const Place& place : places) lines.push_back(safe(place.found));
-    return std::to_string(places.size()) + " places:\n    " + first_of(lines, "\n    ");
+    const bool of_ports = (area == "ports" || area == "queues") && !places[0].subject.empty();
+    const std::string of_all = area == "ports" && ports_ != 0 ? " of " + std::to_string(ports_) : "";
+    command_line::Words words;
+    for (const Place& place : places) words.push_back(of_ports ? "\"" + safe(place.subject) + "\"" : safe(place.found));
+    return std::to_string(places.size()) +
+           (of_ports ? of_all + " ports: " + first_of(words, ", ") : " places:\n    " + first_of(words, "\n    "));
 }
 
 std::string Findings::to_text() const {

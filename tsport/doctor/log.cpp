@@ -57,20 +57,18 @@ void check_errors(const std::string& name, std::optional<report::Timestamp> now,
         ++documents.count;
         documents.last = std::max(documents.last, document->end());
     }
+    const auto add = [&](const std::string& id, const std::string& found) {
+        if (!findings.has(id)) findings.add("log.errors", found, name);
+    };
     for (const auto& [cause, documents] : by_cause) {
         const report::Info& info = info_of(cause);
-        if (findings.has(info.id)) continue;
-        findings.add("log.errors",
-                     counted(documents.count, "document") + ": " + info.text + " (" + info.id + "), the last at " +
-                         report::second_text(documents.last),
-                     name);
+        add(info.id, counted(documents.count, "document") + ": " + info.text + " (" + info.id + "), the last at " +
+                         report::second_text(documents.last));
     }
     for (const report::OtherErrors::Error& error : other_errors_of(report)) {
         const std::string id = error.cause ? info_of(*error.cause).id : "";
-        if (findings.has(id)) continue;
-        findings.add("log.errors",
-                     counted(error.count, "error") + " " + shown_text(error.text) + (id.empty() ? "" : " (" + id + ")"),
-                     name);
+        const std::string found = counted(error.count, "error") + " " + shown_text(error.text);
+        add(id, id.empty() ? found : found + " (" + id + ")");
     }
 }
 

@@ -81,19 +81,14 @@ void check_library(const Installed& installed, Findings& findings) {
 }
 
 void check_spooler(const Spooler& spooler, bool registered, Findings& findings) {
-    switch (spooler_service()) {
-        case Service::missing:
-            return findings.add("spooler.missing", "this machine has no print spooler service");
-        case Service::disabled:
-            return findings.add("spooler.disabled", "the print spooler is stopped, and its start is disabled");
-        case Service::stopped:
-            return findings.add("spooler.stopped", "the print spooler is not running");
-        case Service::running:
-            break;
-        case Service::unknown:
-            findings.skipped("spooler", "the state of the service cannot be queried");
-            break;
+    const Service service = spooler_service();
+    if (service == Service::missing)
+        return findings.add("spooler.missing", "this machine has no print spooler service");
+    if (service == Service::stopped) return findings.add("spooler.stopped", "the print spooler is not running");
+    if (service == Service::disabled) {
+        return findings.add("spooler.disabled", "the print spooler is stopped, and its start is disabled");
     }
+    if (service == Service::unknown) findings.skipped("spooler", "the state of the service cannot be queried");
     std::vector<Text> names;
     if (const DWORD error = spooler.monitors(names)) {
         return findings.skipped("spooler", "it does not answer: " + host::error_message(error));
@@ -162,28 +157,27 @@ void check_queues(const SpoolerView& view, const std::vector<Port>& stored, Find
     }
     for (const Port& port : stored) kept.insert(port.name);
     ours.insert(kept.begin(), kept.end());
+    const auto add = [&](const char* id, const std::string& found, const Text& port) {
+        findings.add(id, found, host::to_utf8(port));
+    };
+    const auto is_skipped = [&](const Text& port) { return findings.has("ports.not-loaded", host::to_utf8(port)); };
     for (const Queue& queue : view.queues) {
         for (const Text& port : queue.ports) {
             used.insert(port);
-            const bool known = port.empty() || listed.count(port) != 0 || ours.count(port) != 0;
-            if (known || findings.has("ports.not-loaded", host::to_utf8(port))) continue;
-            findings.add("queues.port-gone",
-                         "the queue " + named(queue.name) + " prints to " + named(port) + ", which does not exist",
-                         host::to_utf8(port));
+            if (port.empty() || listed.contains(port) || ours.contains(port) || is_skipped(port)) continue;
+            add("queues.port-gone",
+                "the queue " + named(queue.name) + " prints to " + named(port) + ", which does not exist", port);
         }
     }
     // Without the monitor the spooler has none of its ports.
     const bool loaded = !findings.has("spooler") && !findings.has("monitor");
     for (const Text& name : ours) {
-        if (kept.count(name) == 0 && !findings.has("ports.not-loaded", host::to_utf8(name))) {
-            findings.add("ports.not-stored", "the port " + named(name) + " is not stored", host::to_utf8(name));
-        }
-        if (listed.count(name) == 0 || view.not_opened.count(name) != 0) {
-            if (!loaded) continue;
-            findings.add("ports.unknown-to-spooler", "the spooler does not know the port " + named(name),
-                         host::to_utf8(name));
-        } else if (used.count(name) == 0) {
-            findings.add("queues.no-queue", "no queue prints to the port " + named(name), host::to_utf8(name));
+        const std::string port = "the port " + named(name);
+        if (!kept.contains(name) && !is_skipped(name)) add("ports.not-stored", port + " is not stored", name);
+        if (!listed.contains(name) || view.not_opened.contains(name)) {
+            if (loaded) add("ports.unknown-to-spooler", "the spooler does not know " + port, name);
+        } else if (!used.contains(name)) {
+            add("queues.no-queue", "no queue prints to " + port, name);
         }
     }
     findings.saw("queues", counted(view.queues.size(), "queue") + ", " + counted(count, "port") + " of this monitor");

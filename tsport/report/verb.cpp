@@ -50,12 +50,6 @@ command_line::Option time_option(const std::string& name, std::optional<report::
             }};
 }
 
-bool write_page(const std::string& path, const report::Report& report) {
-    std::ofstream file(host::path_of(path), std::ios::binary);
-    report::write_html(report, [&file](std::string_view text) { file << text; });
-    return static_cast<bool>(file.flush());
-}
-
 // The state is read and written with the metrics, which a collector may read at any moment.
 bool write_prometheus(const std::string& path, const report::Report& report, std::string& why) {
     std::string state;
@@ -110,8 +104,10 @@ void report_logs(const Task& task) {
     options.now = report::local_now();
     options.width = task.console.width;
     if (!read_logs(options, for_people ? out : Sink(), *report, why)) return task.fail(refused, why, "file");
-    if (!options.html.empty() && !write_page(options.html, *report)) {
-        return task.fail(refused, options.html + " cannot be written", "file");
+    if (!options.html.empty()) {
+        std::ofstream file(host::path_of(options.html), std::ios::binary);
+        report::write_html(*report, [&file](std::string_view text) { file << text; });
+        if (!file.flush()) return task.fail(refused, options.html + " cannot be written", "file");
     }
     if (!options.prometheus.empty() && !write_prometheus(options.prometheus, *report, why)) {
         return task.fail(refused, why, "file");
