@@ -19,6 +19,11 @@ void add(Findings& findings, const char* id, const Port& port, const std::string
 
 // A port as the monitor reads it: whatever the types, as long as the values fit. Returns why it skips it, or nothing.
 std::string load(const RegistryKey& key, Port& port) {
+    if (port.name.size() >= contract::kPortNameSize) {
+        return "its name has " + std::to_string(port.name.size()) + " characters, the limit is " +
+               std::to_string(contract::kPortNameSize - 1);
+    }
+    if (!key.is_open()) return "its key cannot be opened";
     WCHAR address[contract::kPrinterAddressSize] = {};
     DWORD size = sizeof address;
     if (const DWORD error = key.read(contract::kHostNameValue, address, size)) {
@@ -37,15 +42,9 @@ std::string load(const RegistryKey& key, Port& port) {
 std::vector<Port> read_registry_ports(HKEY hive, Findings& findings) {
     std::vector<Port> ports;
     const Text path = contract::kMonitorKey + Text(W("\\")) + contract::kPortsKey;
-    const RegistryKey parent(hive, path);
-    for (const Text& name : parent.subkeys()) {
+    for (const Text& name : RegistryKey(hive, path).subkeys()) {
         Port port{name, Text(), 0};
-        const RegistryKey key(hive, path + W("\\") + name);
-        std::string why = name.size() >= contract::kPortNameSize
-                              ? "its name has " + std::to_string(name.size()) + " characters, the limit is " +
-                                    std::to_string(contract::kPortNameSize - 1)
-                              : "";
-        if (why.empty()) why = key.is_open() ? load(key, port) : "its key cannot be opened";
+        const std::string why = load(RegistryKey(hive, path + W("\\") + name), port);
         if (why.empty()) {
             ports.push_back(port);
         } else {

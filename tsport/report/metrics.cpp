@@ -72,7 +72,9 @@ class Metrics {
     }
 
     void add(const Document& document, const Texts& texts) {
-        const std::string printer = name_of(document, texts);
+        const std::string& name = texts[document.printer != 0 ? document.printer : document.address];
+        const bool too_many = failing_.size() >= most_printers && !failing_.contains(name);
+        const std::string printer = too_many ? "(others)" : name.empty() ? "(not named)" : name;
         failing_[printer] = !document.is_open() && !document.came_out();
         if (document.is_open() || (through_ && document.end() <= *through_)) return;
         const std::string outcome = info_of(document.outcome).id;
@@ -111,8 +113,11 @@ class Metrics {
         return out.str();
     }
 
-    std::string state(Timestamp through) const {
-        std::string time = to_text(through);
+    // "" when no line has a time.
+    std::string state(std::optional<Timestamp> last) const {
+        const std::optional<Timestamp> through = std::max(last, through_);
+        if (!through) return "";
+        std::string time = to_text(*through);
         time[19] = ',';
         return json_line([&](JsonWriter& json) {
             json.member("version", std::uint64_t{1});
@@ -125,16 +130,10 @@ class Metrics {
             });
         });
     }
-    std::optional<Timestamp> through() const { return through_; }
 
   private:
     static constexpr size_t most_printers = 1000;
 
-    std::string name_of(const Document& document, const Texts& texts) {
-        const std::string& name = texts[document.printer != 0 ? document.printer : document.address];
-        if (failing_.size() >= most_printers && !failing_.contains(name)) return "(others)";
-        return name.empty() ? "(not named)" : name;
-    }
     void count(Which which, const std::string& labels, std::uint64_t by) {
         series_[families[which].name + labels] += by;
     }
@@ -184,8 +183,7 @@ bool write_metrics(const Report& report, std::string& state, std::string& text, 
     if (!metrics.load(state, why)) return false;
     for (const Document* const document : report.documents.in_order()) metrics.add(*document, report.texts);
     text = metrics.text(report.last);
-    const std::optional<Timestamp> through = report.last ? std::max(report.last, metrics.through()) : metrics.through();
-    if (through) state = metrics.state(*through);
+    state = metrics.state(report.last);
     return true;
 }
 
