@@ -74,7 +74,6 @@ enum class Event : std::uint8_t {
     rewriting_failed,
     printed_unchanged,
 };
-constexpr size_t event_count = static_cast<size_t>(Event::printed_unchanged) + 1;
 
 struct Message {
     Event event = Event::none;
