@@ -20,19 +20,17 @@ const std::string utf8_mark = "\xEF\xBB\xBF";
 
 struct ConfLine {
     ConfigLineKind kind = CONFIG_LINE_COMMENT;
-    size_t number = 0;  // as the monitor counts: each piece of a line that is too long for it counts as one
-    std::string text;   // the whole line
-    std::string name;   // up to the "="
-    std::string value;
+    size_t number = 0;      // as the monitor counts: each piece of a line that is too long for it counts as one
+    std::string text = {};  // the whole line
+    std::string name = {};  // up to the "="
+    std::string value = {};
     bool cut_by_cr = false;   // a lone carriage return ends it early
     bool cut_by_nul = false;  // a NUL byte does
     bool is_piece = false;    // of a line that is longer than the monitor's buffer
 };
 
 ConfLine parse_line(std::string text, size_t number, ConfigFile file) {
-    ConfLine line;
-    line.number = number;
-    line.cut_by_nul = text.find('\0') != std::string::npos;
+    ConfLine line{.number = number, .cut_by_nul = text.find('\0') != std::string::npos};
     text.resize(std::strlen(text.c_str()));
     line.text = text.substr(0, text.find_last_not_of("\r\n") + 1);
     line.cut_by_cr = line.text.find('\r') != std::string::npos;

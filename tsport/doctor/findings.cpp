@@ -20,10 +20,6 @@ struct DegreeText {
 };
 constexpr DegreeText degree_texts[] = {{"[X] ", "broken"}, {"[!] ", "at risk"}, {"[i] ", "to know"}};
 
-const DegreeText& text_of(Degree degree) {
-    return degree_texts[static_cast<size_t>(degree)];
-}
-
 std::string area_of(const std::string& id) {
     return id.substr(0, id.find('.'));
 }
@@ -184,8 +180,9 @@ std::string Findings::to_text() const {
     size_t counts[std::size(degree_texts)] = {};
     for (const Finding& finding : all()) {
         const Kind& kind = *finding.kind;
-        ++counts[static_cast<size_t>(kind.degree)];
-        text += text_of(kind.degree).mark + kind.id + ": " + heading(finding) + "\n";
+        const auto degree = static_cast<size_t>(kind.degree);
+        ++counts[degree];
+        text += degree_texts[degree].mark + kind.id + ": " + heading(finding) + "\n";
         text += "    meaning:  " + kind.means + "\n    fix:      " + safe(fix_of(finding)) + "\n";
     }
     Rows rows;
@@ -220,7 +217,7 @@ std::string Findings::to_json() const {
         json.member("verb", std::string_view("doctor"));
         json.objects("findings", all(), [&](const Finding& finding) {
             json.member("id", finding.kind->id);
-            json.member("degree", std::string_view(text_of(finding.kind->degree).name));
+            json.member("degree", std::string_view(degree_texts[static_cast<size_t>(finding.kind->degree)].name));
             json.objects("places", finding.places, [&](const Place& place) {
                 json.member("subject", place.subject);
                 json.member("found", place.found);

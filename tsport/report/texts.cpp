@@ -1,5 +1,6 @@
 #include "tsport/report/texts.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "tsport/output.h"
@@ -10,10 +11,7 @@ namespace {
 constexpr TextId too_many = 1;
 
 bool is_plain(std::string_view text) {
-    for (const char character : text) {
-        if (character < 0x20 || character > 0x7E) return false;
-    }
-    return true;
+    return std::all_of(text.begin(), text.end(), [](char c) { return c >= 0x20 && c <= 0x7E; });
 }
 
 // Not in the middle of a character.
