@@ -45,25 +45,23 @@ void check_errors(const std::string& name, std::optional<report::Timestamp> now,
     });
     collector.finish();
     if (!any_error) return;
-    struct Documents {
-        size_t count = 0;
-        report::Timestamp last;
-    };
-    std::map<report::Cause, Documents> by_cause;
+    std::map<report::Cause, std::pair<size_t, report::Timestamp>>
+        by_cause;  // how many documents, and the last one's end
     for (const report::Document* document : report.documents.in_order()) {
         const auto cause = document->cause();
         if (!cause || document->tried_again || document->outcome == report::Outcome::late) continue;
-        Documents& documents = by_cause[*cause];
-        ++documents.count;
-        documents.last = std::max(documents.last, document->end());
+        auto& [count, last] = by_cause[*cause];
+        ++count;
+        last = std::max(last, document->end());
     }
     const auto add = [&](const std::string& id, const std::string& found) {
         if (!findings.has(id)) findings.add("log.errors", found, name);
     };
     for (const auto& [cause, documents] : by_cause) {
+        const auto& [count, last] = documents;
         const report::Info& info = info_of(cause);
-        add(info.id, counted(documents.count, "document") + ": " + info.text + " (" + info.id + "), the last at " +
-                         report::second_text(documents.last));
+        add(info.id, counted(count, "document") + ": " + info.text + " (" + info.id + "), the last at " +
+                         report::second_text(last));
     }
     for (const report::OtherErrors::Error& error : other_errors_of(report)) {
         const std::string id = error.cause ? info_of(*error.cause).id : "";

@@ -33,11 +33,7 @@ DocumentList listed(const Report& report) {
 std::string escaped(std::string_view json) {
     std::string text;
     for (const char c : json) {
-        if (c == '<' || c == '>' || c == '&') {
-            text.append("\\u00").append(c == '&' ? "26" : c == '<' ? "3c" : "3e");
-        } else {
-            text += c;
-        }
+        text += c == '&' ? "\\u0026" : c == '<' ? "\\u003c" : c == '>' ? "\\u003e" : std::string(1, c);
     }
     return text;
 }

@@ -15,7 +15,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* log_name = kLogFileName;
 constexpr std::uint64_t live = 0;
 constexpr std::uint64_t set_aside = 1;  // ".tmp": a rotation was interrupted
 
@@ -56,7 +55,8 @@ bool list_folder(const std::string& folder, std::vector<Part>& parts, LogFiles& 
          entry.increment(error)) {
         const std::string name = host::utf8_of(entry->path().filename());
         const Part part = part_of(host::utf8_of(entry->path()), true);
-        if (!name.starts_with(log_name) || host::utf8_of(host::path_of(part.log).filename()) != log_name) continue;
+        if (!name.starts_with(kLogFileName) || host::utf8_of(host::path_of(part.log).filename()) != kLogFileName)
+            continue;
         const std::string fault = fault_of(part.path);
         if (fault.empty()) parts.push_back(part);
         if (!fault.empty()) logs.left_out.push_back(fault);
@@ -64,7 +64,7 @@ bool list_folder(const std::string& folder, std::vector<Part>& parts, LogFiles& 
     std::sort(logs.left_out.begin(), logs.left_out.end());
     if (error) why = folder + " cannot be read: " + error.message();
     if (!error && parts.size() + logs.left_out.size() == before) {
-        why = "there is no " + std::string(log_name) + " in " + folder +
+        why = "there is no " + std::string(kLogFileName) + " in " + folder +
               "; where the monitor should write one, tsport doctor finds out why it does not";
     }
     return why.empty();

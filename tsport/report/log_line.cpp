@@ -17,8 +17,7 @@ constexpr size_t level_size = 7;  // "DEBUG: "
 // "file.cpp:123 - " in front of the message.
 bool take_source(std::string_view& text) {
     const size_t blank = text.find(' ');
-    if (blank == std::string_view::npos || blank + 2 >= text.size()) return false;
-    if (text[blank + 1] != '-' || text[blank + 2] != ' ') return false;
+    if (blank == std::string_view::npos || !text.substr(blank).starts_with(" - ")) return false;
     const size_t colon = text.substr(0, blank).find_last_not_of("0123456789");
     if (colon == std::string_view::npos || colon == 0 || colon + 1 == blank || text[colon] != ':') return false;
     text.remove_prefix(blank + 3);

@@ -20,8 +20,7 @@ std::string waited(std::uint64_t milliseconds) {
 // "Office (192.168.1.20)", or what is known of it.
 std::string place_of(const std::string& port, const std::string& address) {
     if (port.empty() || address.empty()) return or_unknown(port.empty() ? address : port);
-    std::string place = port;
-    return place.append(" (").append(address).append(")");
+    return port + " (" + address + ")";
 }
 
 std::vector<std::string> cells_of(const Document& document, const Texts& texts) {
