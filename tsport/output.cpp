@@ -141,12 +141,13 @@ std::string in_columns(const Rows& rows, size_t width, const std::vector<size_t>
     }
     std::string text;
     for (const auto& row : rows) {
+        size_t gap = 0;
         for (size_t i = 0; i < row.size(); ++i) {
-            const bool last = i + 1 == row.size();
+            if (gone[i]) continue;
             const bool is_wrapped = i + 1 == widths.size() && before + of_last <= width;
-            if (!gone[i]) text += is_wrapped ? wrapped(row[i], before, width) : row[i];
+            text.append(gap, ' ') += is_wrapped ? wrapped(row[i], before, width) : row[i];
             // A text that was wider than the column could not be measured before.
-            if (!gone[i] && !last) text.append(widths[i] - std::min(widths[i], width_of(row[i])) + 2, ' ');
+            gap = widths[i] - std::min(widths[i], width_of(row[i])) + 2;
         }
         text += '\n';
     }
