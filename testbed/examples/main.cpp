@@ -2,7 +2,6 @@
 // morning, and the ports. Real documents go to printers at 127.0.0.11 and following, TCP port 9100; afterwards the
 // lines get the times of that morning.
 #include <cstdio>
-#include <cstring>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
@@ -222,10 +221,8 @@ bool make(const fs::path& folder) {
     }
     std::ofstream list(folder / "ports.txt");
     for (const Port& port : ports) {
-        char line[64];
-        const int blanks = 10 - static_cast<int>(std::strlen(port.name));
-        std::snprintf(line, sizeof line, "\"%s\"%*s  %-15s  %u\n", port.name, blanks, "", port.address, port.number);
-        list << line;
+        list << host::padded('"' + std::string(port.name) + '"', 12) << "  " << host::padded(port.address, 15) << "  "
+             << port.number << "\n";
     }
     return log.flush() && list.flush();
 }

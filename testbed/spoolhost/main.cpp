@@ -197,11 +197,10 @@ int run(testbed::PrintServer& server, const Options& options) {
     const std::uint64_t bad = print_all(options, server);
     server.monitor.unload();
     if (options.show_log) show_log(server.folder.log());
-    if (bad != 0) {
-        server.keep_folder();
-        std::printf("the log is kept: %s\n", server.folder.log().c_str());
-    }
-    return bad == 0 ? 0 : 1;
+    if (bad == 0) return 0;
+    server.keep_folder();
+    std::printf("the log is kept: %s\n", server.folder.log().c_str());
+    return 1;
 }
 
 }  // namespace

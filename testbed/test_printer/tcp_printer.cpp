@@ -238,11 +238,10 @@ void TcpPrinter::pace(const Served& served) {
 }
 
 void TcpPrinter::finish(Served& served, End end) {
-    {
-        const std::lock_guard lock(mutex_);
-        served.record.end = end;
-        served.record.ended = Clock::now();
-    }
+    std::unique_lock lock(mutex_);
+    served.record.end = end;
+    served.record.ended = Clock::now();
+    lock.unlock();
     if (options_.on_end) options_.on_end(served.index, served.record);
     changed_.notify_all();
 }

@@ -87,13 +87,9 @@ std::string give_port(const Text& name, const Text& from, const Text& to, bool w
     const bool same = read_back == ERROR_SUCCESS && same_settings(*before.begin(), *after.begin());
     if (code == ERROR_SUCCESS && there && same) return std::string();
     std::string reason = "the change of its port did not last";
-    if (code != ERROR_SUCCESS) {
-        reason = refused_to("change its port", code);
-    } else if (read_back != ERROR_SUCCESS) {
-        reason = refused_to("show the queue after the change of its port", read_back);
-    } else if (there) {
-        reason = "the change of its port changed other settings of the queue too";
-    }
+    if (there) reason = "the change of its port changed other settings of the queue too";
+    if (read_back != ERROR_SUCCESS) reason = refused_to("show the queue after the change of its port", read_back);
+    if (code != ERROR_SUCCESS) reason = refused_to("change its port", code);
     const bool untouched = same && same_name(port_of(after), from);
     return untouched ? reason : reason + put_back(queue, before, from);
 }

@@ -70,12 +70,10 @@ bool read_here(const Task& task, PortsFile& file, std::vector<Port>& here) {
     if (!task.find({}, found)) return false;
     std::set<Text, NameOrder> unreadable;
     for (const Found& one : found) {
-        if (one.readable()) {
-            here.push_back(one.port);
-        } else {
-            unreadable.insert(one.port.name);
-            add_unreadable(task, one);
-        }
+        if (one.readable()) here.push_back(one.port);
+        if (one.readable()) continue;
+        unreadable.insert(one.port.name);
+        add_unreadable(task, one);
     }
     std::erase_if(file.entries,
                   [&](const Entry& entry) { return entry.is_port && unreadable.contains(entry.port.name); });

@@ -57,11 +57,8 @@ bool Task::find(const std::vector<Text>& patterns, std::vector<Found>& found) co
     if (report_if_error(spooler.port_names(names), "list the ports")) return false;
     const std::set<Text, NameOrder> loaded(names.begin(), names.end());
     const bool local = spooler.server().empty();
-    if (hosted != nullptr) {
-        hosted->read(stored);
-    } else if (local) {
-        host::read_stored_ports(configs);
-    }
+    if (hosted != nullptr) hosted->read(stored);
+    if (hosted == nullptr && local) host::read_stored_ports(configs);
     for (const contract::PortConfig& config : configs) stored.push_back(from_config(config));
     for (const Port& port : stored) {
         if (!loaded.contains(port.name)) names.push_back(port.name);
@@ -76,11 +73,8 @@ bool Task::find(const std::vector<Text>& patterns, std::vector<Found>& found) co
     for (const Text& name : selected) {
         const auto place = index.find(name);
         Found one{{name, {}, 0}};
-        if (place != index.end()) {
-            one.port = {name, place->second->address, place->second->number};
-        } else {
-            asked.push_back(found.size());
-        }
+        if (place != index.end()) one.port = {name, place->second->address, place->second->number};
+        if (place == index.end()) asked.push_back(found.size());
         if (!loaded.contains(name)) {
             one.state = "not-loaded";
             one.note = "stored, but not loaded: " + std::string(restart);

@@ -79,10 +79,9 @@ bool Hosted::load(const Command& command, std::string& why) {
     }
     why = "the ports of " + path_ + " cannot be loaded into the library";
     if (!write(file_.ports())) return false;
-    if (!host::use_simulated_spooler(nullptr)) {
-        why = "this program cannot be connected to the simulated spooler: " + host::error_message(GetLastError());
-        return false;
-    }
+    const bool connected = host::use_simulated_spooler(nullptr);
+    why = "this program cannot be connected to the simulated spooler: " + host::error_message(GetLastError());
+    if (!connected) return false;
     setup_.library = command.library.empty() ? own_library() : command.library;
     why = std::string("the monitor, ") + host::monitor_file_name() +
           ", is not where it is looked for; name it with --library PATH";

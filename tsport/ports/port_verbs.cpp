@@ -278,11 +278,8 @@ void test(const Task& task) {
     std::vector<Found> found;
     std::vector<Port> ports;
     const bool host_given = task.command.number_given;
-    if (host_given) {
-        ports.push_back(task.command.port);
-    } else if (!task.find(task.command.names, found)) {
-        return;
-    }
+    if (!host_given && !task.find(task.command.names, found)) return;
+    if (host_given) ports.push_back(task.command.port);
     for (const Found& one : found) {
         if (one.readable()) ports.push_back(one.port);
     }
