@@ -194,12 +194,9 @@ bool make_plan(const Task& task, std::vector<Row>& rows) {
         const Row* const before = std::find_if(rows.data(), &row, [&](const Row& other) {
             return !other.to.name.empty() && same_name(other.from.name, row.from.name);
         });
-        if (before != &row) {
-            row.to = before->to;
-            row.add = before->add;
-        } else {
-            new_ports.choose(row.from, row);
-        }
+        if (before == &row) new_ports.choose(row.from, row);
+        row.to = before->to;
+        row.add = before->add;
         // A port without queues has nothing else to do.
         if (row.queue.empty() && !row.add && row.is_to_change()) row.reason = named(row.to.name) + " is there already";
     }

@@ -49,10 +49,7 @@ std::vector<Entry> updated(const std::vector<Entry>& entries, const std::vector<
         result.push_back(entry);
     }
     for (const Port& port : ports) {
-        Entry entry;
-        entry.is_port = true;
-        entry.port = port;
-        if (placed.count(&port) == 0) result.push_back(entry);
+        if (placed.count(&port) == 0) result.push_back({true, false, port, {}, {}});
     }
     return result;
 }
@@ -241,10 +238,7 @@ void sort_by_place(std::vector<Fault>& faults) {
 std::string format_ports(const PortsFile& file, const std::vector<Port>& ports) {
     std::vector<Entry> entries = file.entries;
     if (file.csv) return encode(format_csv(updated(entries, ports), file.separator), file.encoding);
-    if (entries.empty()) {
-        entries.emplace_back();
-        entries.back().text = W("# name address port");
-    }
+    if (entries.empty()) entries.emplace_back().text = W("# name address port");
     return encode(host::to_text(format_lines(updated(entries, ports))), file.encoding);
 }
 
