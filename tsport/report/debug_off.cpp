@@ -5,8 +5,8 @@
 namespace tsport::report {
 namespace {
 
-// What the rest of the message is, or where the detail of the cause comes from: the system's text behind the message,
-// the line before it that named the step that failed, or the message itself.
+// What the rest of the message is (a port, an address, an error code), or where the detail of the cause comes from: the
+// system's text behind the message, the line before it that named the step that failed, or the message itself.
 enum class Source { nothing, port, address, code, system, step, message };
 
 // A line that stands for a document on its own. With Debug off nothing tells whether the document went on and printed.

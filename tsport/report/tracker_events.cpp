@@ -236,7 +236,9 @@ bool Effect::apply() {
             if (!document.lost_connection()) document.add(Cause::close_not_seen);
             break;
         case Event::close_broken:
-            if (!document.lost_connection()) document.add(Cause::broken_at_end, texts.add("error " + std::string(rest)));
+            if (!document.lost_connection()) {
+                document.add(Cause::broken_at_end, texts.add("error " + std::string(rest)));
+            }
             break;
         case Event::close_seen:
             if (state.close_awaited) document.close_ms += elapsed_ms(*state.close_awaited, time);
