@@ -41,19 +41,27 @@ bool take_thread(std::string_view& text, std::uint32_t& thread) {
 std::optional<Timestamp> parse_timestamp(std::string_view text) {
     using namespace std::chrono;
     constexpr std::string_view shape = "0000-00-00 00:00:00,000";
+    // Many lines of a log share a second.
+    thread_local std::string last;
+    thread_local Timestamp last_second;
     if (text.size() < shape.size()) return {};
+    const bool is_known = text.starts_with(last) && !last.empty();
     int numbers[7] = {};
-    int* number = numbers;
-    for (size_t i = 0; i < shape.size(); ++i) {
+    size_t place = is_known ? 6 : 0;
+    for (size_t i = is_known ? last.size() : 0; i < shape.size(); ++i) {
         const bool digit = text[i] >= '0' && text[i] <= '9';
         if (shape[i] == '0' ? !digit : text[i] != shape[i]) return {};
-        if (!digit) ++number;
-        if (digit) *number = *number * 10 + (text[i] - '0');
+        if (!digit) ++place;
+        if (digit) numbers[place] = numbers[place] * 10 + (text[i] - '0');
     }
     const auto& [years, month_number, day_number, hour, minute, second, thousandths] = numbers;
-    const year_month_day date = year(years) / month_number / day_number;
-    if (!date.ok() || hour > 23 || minute > 59 || second > 60) return {};
-    return local_days(date) + hours(hour) + minutes(minute) + seconds(second) + milliseconds(thousandths);
+    if (!is_known) {
+        const year_month_day date = year(years) / month_number / day_number;
+        if (!date.ok() || hour > 23 || minute > 59 || second > 60) return {};
+        last = text.substr(0, 20);
+        last_second = local_days(date) + hours(hour) + minutes(minute) + seconds(second);
+    }
+    return last_second + milliseconds(thousandths);
 }
 
 std::optional<Timestamp> parse_time(const std::string& text, Timestamp now) {
