@@ -20,6 +20,8 @@
 
 namespace {
 
+constexpr int kReceiveBuffer = 4 << 20;
+
 std::array<char, 256 << 10> data;
 
 struct Counts {
@@ -58,14 +60,15 @@ bool answer(State& state) {
     return send(state.control, &before, sizeof before, MSG_NOSIGNAL) == static_cast<ssize_t>(sizeof before);
 }
 
-void serve(int documents, int questions) {
+// Without sleeping where `restless`: nobody who sends pays for a wake-up then.
+void serve(int documents, int questions, bool restless) {
     State state;
     const int epoll = epoll_create1(0);
     watch(epoll, documents);
     watch(epoll, questions);
     std::array<epoll_event, 64> events{};
     for (;;) {
-        const int ready = epoll_wait(epoll, events.data(), static_cast<int>(events.size()), -1);
+        const int ready = epoll_wait(epoll, events.data(), static_cast<int>(events.size()), restless ? 0 : -1);
         for (int i = 0; i < ready; ++i) {
             const int descriptor = events[static_cast<size_t>(i)].data.fd;
             if (descriptor == state.control) {
@@ -90,6 +93,8 @@ int listen_somewhere(std::uint16_t& port) {
     address.sin_addr.s_addr = htonl(INADDR_ANY);
     socklen_t size = sizeof address;
     auto* const generic = reinterpret_cast<sockaddr*>(&address);
+    // As large for every connection: the system would let it grow, for some more than for others.
+    setsockopt(listener, SOL_SOCKET, SO_RCVBUF, &kReceiveBuffer, sizeof kReceiveBuffer);
     if (bind(listener, generic, size) != 0 || listen(listener, SOMAXCONN) != 0 ||
         getsockname(listener, generic, &size) != 0) {
         return -1;
@@ -147,6 +152,6 @@ int main() {
     for (size_t i = 1; i + 1 < all.size(); ++i) std::printf(",%d", all[i]);
     std::printf("\n");
     std::fflush(stdout);
-    serve(documents, questions);
+    serve(documents, questions, all.size() > 1);
     return 0;
 }

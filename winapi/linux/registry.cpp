@@ -24,6 +24,7 @@ Point delete_key_point("RegDeleteKeyW");
 Point enum_point("RegEnumKeyExW");
 
 struct Value {
+    std::u16string name;  // folded
     DWORD type = 0;
     std::vector<BYTE> data;
 };
@@ -31,12 +32,16 @@ struct Value {
 struct Key {
     std::u16string name;  // as first written
     std::weak_ptr<Key> parent;
-    // Both by the folded name, which is the order of enumeration too.
+    // By the folded name, which is the order of enumeration too.
     std::map<std::u16string, std::shared_ptr<Key>> subkeys;
-    std::map<std::u16string, Value> values;
+    std::vector<Value> values;  // a handful, looked through in turn
     // The subkey that the next index names, so that an enumeration goes on where it was; 0: there was none.
     DWORD next_index = 0;
     std::map<std::u16string, std::shared_ptr<Key>>::iterator next{};
+
+    std::vector<Value>::iterator find_value(const std::u16string& folded) {
+        return std::find_if(values.begin(), values.end(), [&](const Value& one) { return one.name == folded; });
+    }
 };
 
 // The mutex guards the root and every key.
@@ -152,9 +157,9 @@ LSTATUS RegQueryValueExW(HKEY key, LPCWSTR value, DWORD* reserved, DWORD* type, 
     std::shared_ptr<Key> open;
     const LSTATUS error = find_key(key, KEY_QUERY_VALUE, open);
     if (error != ERROR_SUCCESS) return error;
-    const auto found = open->values.find(fold(value));
+    const auto found = open->find_value(fold(value));
     if (found == open->values.end()) return status(ERROR_FILE_NOT_FOUND);
-    const Value& stored = found->second;
+    const Value& stored = *found;
     if (type != nullptr) *type = stored.type;
     const DWORD room = *size;
     *size = static_cast<DWORD>(stored.data.size());
@@ -171,7 +176,13 @@ LSTATUS RegSetValueExW(HKEY key, LPCWSTR value, DWORD reserved, DWORD type, cons
     std::shared_ptr<Key> open;
     const LSTATUS error = find_key(key, KEY_SET_VALUE, open);
     if (error != ERROR_SUCCESS) return error;
-    open->values[fold(value)] = {type, {data, data + size}};
+    const Value set = {fold(value), type, {data, data + size}};
+    const auto found = open->find_value(set.name);
+    if (found == open->values.end()) {
+        open->values.push_back(set);
+    } else {
+        *found = set;
+    }
     return ERROR_SUCCESS;
 }
 
@@ -181,7 +192,10 @@ LSTATUS RegDeleteValueW(HKEY key, LPCWSTR value) {
     std::shared_ptr<Key> open;
     const LSTATUS error = find_key(key, KEY_SET_VALUE, open);
     if (error != ERROR_SUCCESS) return error;
-    return open->values.erase(fold(value)) != 0 ? ERROR_SUCCESS : status(ERROR_FILE_NOT_FOUND);
+    const auto found = open->find_value(fold(value));
+    if (found == open->values.end()) return status(ERROR_FILE_NOT_FOUND);
+    open->values.erase(found);
+    return ERROR_SUCCESS;
 }
 
 LSTATUS RegDeleteKeyW(HKEY key, LPCWSTR subkey) {
