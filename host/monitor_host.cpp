@@ -165,6 +165,7 @@ bool MonitorHost::start_monitor(const Options& options, std::string& why) {
     why = "the monitor could not start (see " + options.folder.log() + ")";
     if (table_ == nullptr) return false;
     spooler_sim::add_monitor(contract::kMonitorName, table_, monitor_, options.simulated_server);
+    why.clear();
     return true;
 }
 

@@ -65,7 +65,9 @@ bool set_up_base(const std::string& install, const std::vector<std::string>& con
     why = "the settings in " + folder.base + " cannot be written";
     if (!versioned || !append_lines(folder.base + "/" + kSettingsFileName, conf)) return false;
     why = "the install path cannot be stored in the registry";
-    return store_install_path(windows_path(install));
+    if (!store_install_path(windows_path(install))) return false;
+    why.clear();
+    return true;
 }
 
 std::string make_temporary_folder() {
