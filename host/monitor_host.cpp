@@ -134,8 +134,9 @@ bool MonitorHost::load(const Options& options, std::string& why) {
     unload();
     options_ = options;
     library_ = LoadLibraryW(windows_path(options.library).c_str());
-    why = options.library + " cannot be loaded (" + error_message(GetLastError()) + ")";
-    if (library_ == nullptr) return false;
+    if (library_ == nullptr) {
+        return refuse(why, options.library + " cannot be loaded (" + error_message(GetLastError()) + ")");
+    }
     if (!use_simulated_spooler(library_)) {
         why = options.library + " cannot be connected to the simulated spooler (" + error_message(GetLastError()) + ")";
     } else if (start_monitor(options_, why)) {
@@ -147,13 +148,16 @@ bool MonitorHost::load(const Options& options, std::string& why) {
 
 bool MonitorHost::start_monitor(const Options& options, std::string& why) {
     const FARPROC address = GetProcAddress(library_, "InitializePrintMonitor2");
-    why = options.library + " is not a port monitor: it has no InitializePrintMonitor2";
-    if (address == nullptr) return false;
+    if (address == nullptr) {
+        return refuse(why, options.library + " is not a port monitor: it has no InitializePrintMonitor2");
+    }
     HKEY root = nullptr;
     const LSTATUS status = RegCreateKeyExW(options.hive, options.registry_path.c_str(), 0, nullptr,
                                            REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, &root, nullptr);
-    why = "the monitor's registry key cannot be opened (" + error_message(static_cast<DWORD>(status)) + ")";
-    if (status != ERROR_SUCCESS) return false;
+    if (status != ERROR_SUCCESS) {
+        return refuse(
+            why, "the monitor's registry key cannot be opened (" + error_message(static_cast<DWORD>(status)) + ")");
+    }
     init_ = {sizeof init_,
              spooler_handle(),
              root,
@@ -162,10 +166,8 @@ bool MonitorHost::start_monitor(const Options& options, std::string& why) {
              options.server_name.empty() ? nullptr : options.server_name.c_str()};
     const auto initialize = reinterpret_cast<InitializeFunction>(reinterpret_cast<void (*)()>(address));
     table_ = initialize(&init_, &monitor_);
-    why = "the monitor could not start (see " + options.folder.log() + ")";
-    if (table_ == nullptr) return false;
+    if (table_ == nullptr) return refuse(why, "the monitor could not start (see " + options.folder.log() + ")");
     spooler_sim::add_monitor(contract::kMonitorName, table_, monitor_, options.simulated_server);
-    why.clear();
     return true;
 }
 

@@ -57,17 +57,15 @@ bool set_up_base(const std::string& install, const std::vector<std::string>& con
     std::error_code error;
     for (const char* const name : spool_folders) {
         fs::create_directories(path_of(folder.spool(name)), error);
-        why = folder.spool(name) + ": " + error.message();
-        if (error) return false;
+        if (error) return refuse(why, folder.spool(name) + ": " + error.message());
     }
     const std::string version = folder.base + "/" + kEnvVersionFileName;
     const bool versioned = fs::exists(path_of(version), error) || append_lines(version, {"envversion=15"});
-    why = "the settings in " + folder.base + " cannot be written";
-    if (!versioned || !append_lines(folder.base + "/" + kSettingsFileName, conf)) return false;
-    why = "the install path cannot be stored in the registry";
-    if (!store_install_path(windows_path(install))) return false;
-    why.clear();
-    return true;
+    if (!versioned || !append_lines(folder.base + "/" + kSettingsFileName, conf)) {
+        return refuse(why, "the settings in " + folder.base + " cannot be written");
+    }
+    return store_install_path(windows_path(install)) ||
+           refuse(why, "the install path cannot be stored in the registry");
 }
 
 std::string make_temporary_folder() {

@@ -15,6 +15,11 @@ std::string to_utf8(const Text& text);
 // A path of this machine from and to UTF-8, whatever the encoding of its file names.
 std::filesystem::path path_of(const std::string& utf8);
 std::string utf8_of(const std::filesystem::path& path);
+// For a function that tells why it failed: the reason, and false.
+inline bool refuse(std::string& why, std::string reason) {
+    why = std::move(reason);
+    return false;
+}
 // "error 5, Access is denied"; without the text when the system has none.
 std::string error_message(DWORD code);
 

@@ -68,9 +68,12 @@ bool read_file(const std::string& path, std::string& contents, std::string& why)
     std::error_code error;
     const bool is_folder = fs::is_directory(host::path_of(path), error);
     std::FILE* const stream = is_file(path) ? open_stream(path, "rb") : nullptr;
-    const std::string cause = is_folder ? "it is a folder" : is_file(path) ? reason(errno) : "it is no ordinary file";
-    why = cannot(path, "read", cause);
-    if (stream == nullptr) return false;
+    if (stream == nullptr) {
+        const std::string cause = is_folder       ? "it is a folder"
+                                  : is_file(path) ? reason(errno)
+                                                  : "it is no ordinary file";
+        return host::refuse(why, cannot(path, "read", cause));
+    }
     char buffer[16384];
     for (size_t count = 0; (count = std::fread(buffer, 1, sizeof buffer, stream)) != 0;) contents.append(buffer, count);
     const bool failed = std::ferror(stream) != 0;

@@ -67,16 +67,21 @@ bool take_option(const Words& arguments, size_t& index, const Options& options, 
     const size_t equals = argument.find('=');
     const std::string name = argument.substr(0, equals);
     const Option* const option = find_option(options, name);
-    why = "unknown option " + name;
-    if (option == nullptr) why += did_you_mean(name, names_of(options));
-    if (option == nullptr) return false;
+    if (option == nullptr) {
+        why = "unknown option " + name + did_you_mean(name, names_of(options));
+        return false;
+    }
     std::string value = equals != std::string::npos ? argument.substr(equals + 1) : "";
     if (option->value.empty()) {
-        why = name + " takes no value";
-        if (equals != std::string::npos) return false;
+        if (equals != std::string::npos) {
+            why = name + " takes no value";
+            return false;
+        }
     } else if (equals == std::string::npos) {
-        why = name + " needs a value: " + name + " " + option->value;
-        if (index + 1 == arguments.size()) return false;
+        if (index + 1 == arguments.size()) {
+            why = name + " needs a value: " + name + " " + option->value;
+            return false;
+        }
         value = arguments[++index];
     }
     line.given.emplace_back(option, value);

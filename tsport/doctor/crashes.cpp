@@ -7,8 +7,8 @@
 
 #include "host/platform.h"
 #include "tsport/doctor/binary.h"
-#include "tsport/doctor/registry.h"
 #include "tsport/file.h"
+#include "tsport/registry.h"
 #include "tsport/report/report.h"
 #include "winportmon/contract/names.h"
 

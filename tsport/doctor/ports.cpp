@@ -2,12 +2,12 @@
 #include <map>
 
 #include "tsport/answer.h"
-#include "tsport/doctor/registry.h"
 #include "tsport/doctor/server.h"
 #include "tsport/file.h"
 #include "tsport/ports/check.h"
 #include "tsport/ports/encoding.h"
 #include "tsport/ports/ports_file.h"
+#include "tsport/registry.h"
 #include "winportmon/contract/names.h"
 
 namespace tsport::doctor {

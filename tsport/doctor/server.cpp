@@ -8,9 +8,9 @@
 #include "tsport/doctor/base.h"
 #include "tsport/doctor/binary.h"
 #include "tsport/doctor/platform.h"
-#include "tsport/doctor/registry.h"
 #include "tsport/file.h"
 #include "tsport/ports/check.h"
+#include "tsport/registry.h"
 #include "winportmon/contract/names.h"
 
 namespace tsport::doctor {

@@ -68,22 +68,18 @@ bool Journal::open(const std::string& path, std::string& why) {
     const bool exists = is_there(path);
     if (!take_lock(lock_, path, std::chrono::seconds(0), why)) return false;
     std::string contents;
-    why = path + " is not an ordinary file";
-    if (exists && !is_file(path)) return false;
+    if (exists && !is_file(path)) return host::refuse(why, path + " is not an ordinary file");
     if (exists && !read_file(path, contents, why)) return false;
     // A first line that was broken off is the whole file.
     const std::string_view beginning = std::string_view(contents).substr(0, first_line.size());
-    why = path + " is not a journal of a migration";
-    if (!first_line.starts_with(beginning)) return false;
+    if (!first_line.starts_with(beginning)) return host::refuse(why, path + " is not a journal of a migration");
     std::istringstream lines(contents);
     for (std::string line; std::getline(lines, line);) {
         // The step of a line that was broken off was never begun.
-        why = path + " has a line that names no step: " + line;
-        if (!parse(line, steps_)) return false;
+        if (!parse(line, steps_)) return host::refuse(why, path + " has a line that names no step: " + line);
     }
     stream_ = open_stream(path, "ab");
-    why = path + " cannot be written: " + std::strerror(errno);
-    if (stream_ == nullptr) return false;
+    if (stream_ == nullptr) return host::refuse(why, path + " cannot be written: " + std::strerror(errno));
     const bool whole = beginning.size() == first_line.size();
     const std::string start = contents.empty() || contents.back() == '\n' ? "" : "\n";
     return whole ? start.empty() || write_line(start, why)

@@ -1,6 +1,6 @@
 #include "tsport/migrate/stored_ports.h"
 
-#include "tsport/doctor/registry.h"
+#include "tsport/registry.h"
 #include "tsport/spooler.h"
 #include "winapi/tcpxcv.h"
 #include "winportmon/contract/names.h"
@@ -40,7 +40,7 @@ std::string fault_of(const Port& port, DWORD protocol) {
 
 StoredPort read_values(Monitor monitor, const Text& name) {
     StoredPort found{{name, {}, 0}, {}};
-    const doctor::RegistryKey key(HKEY_LOCAL_MACHINE, key_of(monitor) + name);
+    const RegistryKey key(HKEY_LOCAL_MACHINE, key_of(monitor) + name);
     const auto note = [&](LPCWSTR value, bool was_read, bool is_needed) {
         DWORD size = 0;
         const bool missing = key.is_open() && key.read(value, nullptr, size) == ERROR_FILE_NOT_FOUND;
@@ -69,7 +69,7 @@ StoredPort read_values(Monitor monitor, const Text& name) {
 }  // namespace
 
 DWORD read_ports(Monitor monitor, std::vector<StoredPort>& ports) {
-    const doctor::RegistryKey key(HKEY_LOCAL_MACHINE, key_of(monitor));
+    const RegistryKey key(HKEY_LOCAL_MACHINE, key_of(monitor));
     DWORD code = ERROR_SUCCESS;
     for (const Text& name : key.subkeys(&code)) ports.push_back(read_values(monitor, name));
     return key.is_open() ? code : unless_missing(code);
@@ -77,7 +77,7 @@ DWORD read_ports(Monitor monitor, std::vector<StoredPort>& ports) {
 
 DWORD read_port(Monitor monitor, const Text& name, std::optional<StoredPort>& port) {
     port.reset();
-    const doctor::RegistryKey key(HKEY_LOCAL_MACHINE, key_of(monitor) + name);
+    const RegistryKey key(HKEY_LOCAL_MACHINE, key_of(monitor) + name);
     if (!key.is_open()) return unless_missing(key.status());
     port = read_values(monitor, name);
     return port->state == StoredPort::State::unreadable ? static_cast<DWORD>(ERROR_READ_FAULT) : ERROR_SUCCESS;

@@ -5,8 +5,8 @@
 
 #include "host/platform.h"
 #include "host/ports.h"
-#include "tsport/doctor/registry.h"
 #include "tsport/platform.h"
+#include "tsport/registry.h"
 #include "tsport/verb.h"
 #include "winportmon/contract/names.h"
 
@@ -18,7 +18,7 @@ namespace {
 bool is_print_server() {
     DWORD size = 0;
     return std::any_of(std::begin(contract::kInstallPathKeys), std::end(contract::kInstallPathKeys), [&](LPCWSTR path) {
-        const doctor::RegistryKey key(HKEY_LOCAL_MACHINE, path);
+        const RegistryKey key(HKEY_LOCAL_MACHINE, path);
         return key.read(contract::kInstallPathValue, nullptr, size) == ERROR_SUCCESS;
     });
 }
@@ -45,7 +45,7 @@ Hosted::Hosted() {
 Hosted::~Hosted() {
     monitor_.unload();
     const Text ports = setup_.registry_path + W("\\") + contract::kPortsKey;
-    for (const Text& name : doctor::RegistryKey(setup_.hive, ports).subkeys()) {
+    for (const Text& name : RegistryKey(setup_.hive, ports).subkeys()) {
         RegDeleteKeyW(setup_.hive, (ports + W("\\") + name).c_str());
     }
     RegDeleteKeyW(setup_.hive, ports.c_str());
@@ -66,8 +66,9 @@ bool Hosted::read(std::vector<Port>& ports) const {
 }
 
 bool Hosted::load(const Command& command, std::string& why) {
-    why = "the Print Provider is installed here: a hosted library would work in its folders";
-    if (is_print_server()) return false;
+    if (is_print_server()) {
+        return host::refuse(why, "the Print Provider is installed here: a hosted library would work in its folders");
+    }
     path_ = command.store;
     const bool changes = command.verb->needs == Needs::changing && !command.dry_run;
     const std::chrono::seconds wait(command.wait_seconds);
@@ -77,27 +78,31 @@ bool Hosted::load(const Command& command, std::string& why) {
         why = to_text(read_ports_file(path_, file_.csv, file_), path_);
         if (!why.empty()) return false;
     }
-    why = "the ports of " + path_ + " cannot be loaded into the library";
-    if (!write(file_.ports())) return false;
-    const bool connected = host::use_simulated_spooler(nullptr);
-    why = "this program cannot be connected to the simulated spooler: " + host::error_message(GetLastError());
-    if (!connected) return false;
+    if (!write(file_.ports())) {
+        return host::refuse(why, "the ports of " + path_ + " cannot be loaded into the library");
+    }
+    if (!host::use_simulated_spooler(nullptr)) {
+        const std::string error = host::error_message(GetLastError());
+        return host::refuse(why, "this program cannot be connected to the simulated spooler: " + error);
+    }
     setup_.library = command.library.empty() ? own_library() : command.library;
-    why = std::string("the monitor, ") + host::monitor_file_name() +
-          ", is not where it is looked for; name it with --library PATH";
-    return !setup_.library.empty() && monitor_.load(setup_, why);
+    if (setup_.library.empty()) {
+        return host::refuse(why, std::string("the monitor, ") + host::monitor_file_name() +
+                                     ", is not where it is looked for; name it with --library PATH");
+    }
+    return monitor_.load(setup_, why);
 }
 
 bool Hosted::put(const std::vector<Port>& ports, std::string& why) {
-    why = "the ports cannot be loaded into the library";
     monitor_.unload();
-    return write(ports) && monitor_.load(setup_, why);
+    if (!write(ports)) return host::refuse(why, "the ports cannot be loaded into the library");
+    return monitor_.load(setup_, why);
 }
 
 bool Hosted::keep(std::string& why) {
     std::vector<Port> ports;
-    why = "the library's ports cannot be read back";
-    return read(ports) && write_file(path_, format_ports(file_, ports), why);
+    if (!read(ports)) return host::refuse(why, "the library's ports cannot be read back");
+    return write_file(path_, format_ports(file_, ports), why);
 }
 
 }  // namespace tsport

@@ -5,7 +5,7 @@
 
 #include "host/text.h"
 
-namespace tsport::doctor {
+namespace tsport {
 
 using host::Text;
 
@@ -32,4 +32,4 @@ class RegistryKey {
     DWORD status_;
 };
 
-}  // namespace tsport::doctor
+}  // namespace tsport

@@ -1,8 +1,8 @@
-#include "tsport/doctor/registry.h"
+#include "tsport/registry.h"
 
 #include <algorithm>
 
-namespace tsport::doctor {
+namespace tsport {
 
 RegistryKey::RegistryKey(HKEY hive, const Text& path) {
     status_ = static_cast<DWORD>(RegOpenKeyExW(hive, path.c_str(), 0, KEY_READ, &key_));
@@ -46,4 +46,4 @@ bool RegistryKey::read_number(LPCWSTR name, DWORD& number) const {
     return read(name, &number, size) == ERROR_SUCCESS && size == sizeof number;
 }
 
-}  // namespace tsport::doctor
+}  // namespace tsport
