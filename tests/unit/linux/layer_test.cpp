@@ -93,7 +93,8 @@ TEST_F(Layer, WalksPastAnEntryThatIsGone) {
     os_mkdir(folder.c_str());
     write_bytes(folder + "\\b", "");
     ASSERT_EQ(symlink("nowhere", (winapi::native_path(host::to_text(folder).c_str()) + "/a").c_str()), 0);
-    static int visits = 0;
+    static int visits;
+    visits = 0;
     const auto count = [](const char*, int64_t) { return ++visits; };
     EXPECT_EQ(os_dir_forall(folder.c_str(), count), 1);
     EXPECT_EQ(visits, 1);
