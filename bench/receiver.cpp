@@ -31,6 +31,10 @@ void Receiver::expect() const {
     ask('0');
 }
 
+void Receiver::rest() const {
+    ask('-');
+}
+
 void Receiver::check(std::uint64_t bytes, std::uint64_t connections) const {
     const Counts counts = ask('?');
     require(counts.connections == connections && counts.bytes == bytes,

@@ -19,6 +19,8 @@ class Receiver {
     // Forgets what has been counted; then whether exactly so much has come. Throws Failed when it has not.
     void expect() const;
     void check(std::uint64_t bytes, std::uint64_t connections) const;
+    // Leaves its processor to others until something is expected again.
+    void rest() const;
 
   private:
     struct Counts {

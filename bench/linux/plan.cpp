@@ -1,5 +1,6 @@
 #include "bench/plan.h"
 
+#include <sched.h>
 #include <sys/resource.h>
 #include <time.h>
 
@@ -33,6 +34,21 @@ const Plan& plan() {
         .holding_helpers = 100,
     };
     return plan;
+}
+
+std::uint64_t use_processors(std::uint64_t mask) {
+    cpu_set_t set;
+    sched_getaffinity(0, sizeof set, &set);
+    std::uint64_t before = 0;
+    for (int i = 0; i < 64; ++i) {
+        if (CPU_ISSET(i, &set)) before |= std::uint64_t{1} << i;
+        if ((mask >> i & 1) != 0)
+            CPU_SET(i, &set);
+        else
+            CPU_CLR(i, &set);
+    }
+    sched_setaffinity(0, sizeof set, &set);
+    return before;
 }
 
 void raise_limits() {

@@ -1,7 +1,8 @@
-// Receives what the cases send, on a processor of its own where there are two or more. Prints the TCP port for
-// documents, the one for questions, and the numbers of the other processors; of the second port it takes one
-// connection, on which each byte is a command that it answers with what it has counted before: 0 counts anew, ? nothing
-// else. It ends with that connection, or with whom has started it. Meanwhile it keeps the processors awake.
+// bench_receiver COMMAND...: runs a benchmark and receives what its cases send, on a processor of its own where there
+// are two or more. The benchmark is told the TCP port for documents and the one for questions ("--receiver
+// DATA:QUESTIONS"); of the second one connection is taken, on which each byte is a command that is answered with what
+// was counted before: 0 counts anew, ? nothing else, and after - nothing is looked for until the next 0. Meanwhile it
+// keeps the processors awake. It ends with the benchmark, and as that.
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sched.h>
@@ -10,13 +11,17 @@
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <cstdint>
 #include <cstdio>
+#include <string>
 #include <thread>
 #include <vector>
+
+#include "bench/receiver_program/own_network.h"
 
 namespace {
 
@@ -32,6 +37,7 @@ struct Counts {
 struct State {
     Counts counts;
     int control = -1;
+    bool looking = true;  // rather than sleeping until something comes
 };
 
 void watch(int epoll, int descriptor) {
@@ -57,18 +63,20 @@ bool answer(State& state) {
     if (recv(state.control, &command, 1, 0) != 1) return false;
     const Counts before = state.counts;
     if (command == '0') state.counts = {};
+    if (command != '?') state.looking = command == '0';
     return send(state.control, &before, sizeof before, MSG_NOSIGNAL) == static_cast<ssize_t>(sizeof before);
 }
 
-// Without sleeping where `restless`: nobody who sends pays for a wake-up then.
-void serve(int documents, int questions, bool restless) {
+// With a processor of its own it looks for data without sleeping: nobody who sends pays for a wake-up then.
+void serve(int documents, int questions, bool alone) {
     State state;
     const int epoll = epoll_create1(0);
     watch(epoll, documents);
     watch(epoll, questions);
     std::array<epoll_event, 64> events{};
     for (;;) {
-        const int ready = epoll_wait(epoll, events.data(), static_cast<int>(events.size()), restless ? 0 : -1);
+        const int ready =
+            epoll_wait(epoll, events.data(), static_cast<int>(events.size()), alone && state.looking ? 0 : -1);
         for (int i = 0; i < ready; ++i) {
             const int descriptor = events[static_cast<size_t>(i)].data.fd;
             if (descriptor == state.control) {
@@ -114,12 +122,12 @@ std::vector<int> processors() {
     return numbers;
 }
 
-// The calling thread, from now on.
-bool use_processor(int number) {
-    cpu_set_t processor;
-    CPU_ZERO(&processor);
-    CPU_SET(number, &processor);
-    return sched_setaffinity(0, sizeof processor, &processor) == 0;
+// The calling thread, and what it starts, from now on.
+bool use_processors(const std::vector<int>& numbers) {
+    cpu_set_t set;
+    CPU_ZERO(&set);
+    for (const int number : numbers) CPU_SET(number, &set);
+    return sched_setaffinity(0, sizeof set, &set) == 0;
 }
 
 // A processor that sleeps takes long to wake, and who waits for that changes from sample to sample. A thread of the
@@ -127,31 +135,61 @@ bool use_processor(int number) {
 void keep_awake(int processor) {
     std::thread([processor] {
         const sched_param none{};
-        if (!use_processor(processor) || sched_setscheduler(0, SCHED_IDLE, &none) != 0) return;
+        if (!use_processors({processor}) || sched_setscheduler(0, SCHED_IDLE, &none) != 0) return;
         for (;;) __builtin_ia32_pause();
     }).detach();
 }
 
-}  // namespace
-
-int main() {
-    prctl(PR_SET_PDEATHSIG, SIGTERM);
-    const std::vector<int> all = processors();
-    for (const int processor : all) keep_awake(processor);
-    use_processor(all.back());
+void raise_limits() {
     rlimit files{};
     getrlimit(RLIMIT_NOFILE, &files);
     files.rlim_cur = files.rlim_max;
     setrlimit(RLIMIT_NOFILE, &files);
+}
+
+// On all processors but the last one; its number, or -1.
+pid_t start(char** command, const std::vector<int>& processors, const std::string& ports) {
+    const pid_t child = fork();
+    if (child != 0) return child;
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+    if (processors.size() > 1) use_processors({processors.begin(), processors.end() - 1});
+    std::vector<char*> words;
+    for (; *command != nullptr; ++command) words.push_back(*command);
+    std::string option = "--receiver";
+    std::string value = ports;
+    words.insert(words.end(), {option.data(), value.data(), nullptr});
+    execvp(words[0], words.data());
+    std::perror(words[0]);
+    _exit(127);
+}
+
+int fail(const char* reason) {
+    std::fprintf(stderr, "bench_receiver: %s\n", reason);
+    return 1;
+}
+
+}  // namespace
+
+int main(int count, char** words) {
+    if (count < 2) return fail("usage: bench_receiver COMMAND...");
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+    if (!bench::enter_own_network()) return fail("the network of its own cannot be used");
     std::uint16_t data_port = 0;
-    std::uint16_t control_port = 0;
+    std::uint16_t question_port = 0;
     const int documents = listen_somewhere(data_port);
-    const int questions = listen_somewhere(control_port);
-    if (documents < 0 || questions < 0) return 1;
-    std::printf("%u %u %d", static_cast<unsigned>(data_port), static_cast<unsigned>(control_port), all[0]);
-    for (size_t i = 1; i + 1 < all.size(); ++i) std::printf(",%d", all[i]);
-    std::printf("\n");
-    std::fflush(stdout);
-    serve(documents, questions, all.size() > 1);
-    return 0;
+    const int questions = listen_somewhere(question_port);
+    if (documents < 0 || questions < 0) return fail("no port to listen on");
+    const std::vector<int> all = processors();
+    const pid_t benchmark = start(words + 1, all, std::to_string(data_port) + ":" + std::to_string(question_port));
+    if (benchmark < 0) return fail("the benchmark cannot be started");
+    raise_limits();
+    for (const int processor : all) keep_awake(processor);
+    std::thread([&] {
+        use_processors({all.back()});
+        serve(documents, questions, all.size() > 1);
+    }).detach();
+    int status = 0;
+    waitpid(benchmark, &status, 0);
+    std::fflush(nullptr);
+    _exit(WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status));
 }

@@ -26,6 +26,14 @@ const Plan& plan() {
     return plan;
 }
 
+std::uint64_t use_processors(std::uint64_t mask) {
+    DWORD_PTR before = 0;
+    DWORD_PTR all = 0;
+    GetProcessAffinityMask(GetCurrentProcess(), &before, &all);
+    SetProcessAffinityMask(GetCurrentProcess(), mask & all);
+    return before;
+}
+
 void raise_limits() {}
 
 double resident_kib() {
