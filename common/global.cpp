@@ -10,8 +10,6 @@
 #include "common/util.h"
 
 SessionContext session_context;
-constinit const int32_t& debug_logging_switch = session_context.debug_logging;
-constinit const int32_t& dev_logging_switch = session_context.dev_logging;
 
 namespace {
 

@@ -9,6 +9,7 @@
 #include <cstdint>
 
 #include "common/format.h"
+#include "common/global.h"
 
 // The place of a log call: the source file's name without its folder, and the line.
 #define LOG_HERE __FILE_NAME__, __LINE__
@@ -48,10 +49,6 @@ void log_message(int32_t level, const char* file, int line, uint32_t code, const
 
 // -- The calls -------------------------------------------------------------------------------------------------------
 
-// Whether debug and development lines are written: the two fields of the settings that every log call reads.
-extern const int32_t& debug_logging_switch;
-extern const int32_t& dev_logging_switch;
-
 // The functions behind the checked calls below.
 void log_plain(LogLevel level, const char* file, int line, const char* format, ...);
 void log_with_code(LogLevel level, const char* file, int line, uint32_t code, const char* format, ...);
@@ -71,13 +68,15 @@ void log_info(const char* file, int line, FormatString<std::type_identity_t<Argu
 template <typename... Arguments>
 void log_debug(const char* file, int line, FormatString<std::type_identity_t<Arguments>...> format,
                Arguments... arguments) {
-    if (debug_logging_switch != 0) log_plain(LOG_DEBUG, file, line, format.text, arguments...);
+    if (session_context.debug_logging != 0) [[unlikely]]
+        log_plain(LOG_DEBUG, file, line, format.text, arguments...);
 }
 
 template <typename... Arguments>
 void log_dev(const char* file, int line, FormatString<std::type_identity_t<Arguments>...> format,
              Arguments... arguments) {
-    if (dev_logging_switch != 0) log_plain(LOG_DEV, file, line, format.text, arguments...);
+    if (session_context.dev_logging != 0) [[unlikely]]
+        log_plain(LOG_DEV, file, line, format.text, arguments...);
 }
 
 // A text that another function logs for its caller, with the place where it is written: LOG_TEXT("TSM: ..."). One that

@@ -23,7 +23,7 @@ def text_of(literals):
 def source_lines():
     """(level, unit, format) of all lines; those that are handed to a log call as "%s" stand elsewhere in their file."""
     lines = set()
-    for file in (*root.glob("common/*.cpp"), *root.glob("winportmon/tsmon/*.cpp")):
+    for file in (*root.glob("common/*.cpp"), *root.glob("winportmon/tsmon/*.cpp"), *root.glob("winportmon/tsmon/*.h")):
         code = re.sub(r"^\s*//.*$", "", file.read_text(), flags=re.M)
         calls = {found.start(2): (found[1].replace("failure", "error"), text_of(found[2]))
                  for found in LOG_CALL.finditer(code)}

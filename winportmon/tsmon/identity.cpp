@@ -1,12 +1,8 @@
 #include "winportmon/tsmon/identity.h"
 
-#include "common/global.h"
-#include "common/log.h"
-
 namespace tsmon {
-namespace {
 
-HANDLE Revert(const LogText& failure, const LogText& announcement = {}) {
+HANDLE Revert(const LogText& failure, const LogText& announcement) {
     const HANDLE token = RevertToPrinterSelf();
     log_dev(announcement);
     if (token == nullptr) log_error_last_error(failure);
@@ -14,33 +10,7 @@ HANDLE Revert(const LogText& failure, const LogText& announcement = {}) {
 }
 
 void Impersonate(HANDLE token, const LogText& failure) {
-    if (token != nullptr && !ImpersonatePrinterClient(token)) log_error_last_error(failure);
-}
-
-bool SwitchesForLogging() {
-    return session_context.debug_logging != 0 && !RunsAsSystem();
-}
-
-}  // namespace
-
-bool RunsAsSystem() {
-    return session_context.hwcheck_port_monitor_run_as_system != 0;
-}
-
-HANDLE RevertAsConfigured() {
-    return RunsAsSystem() ? Revert(LOG_TEXT("TSM: Unable to RevertToPrinterSelf as configured")) : nullptr;
-}
-
-void ImpersonateAsConfigured(HANDLE token) {
-    Impersonate(token, LOG_TEXT("TSM: Unable to ImpersonatePrinterClient as configured"));
-}
-
-HANDLE RevertForLogging() {
-    return SwitchesForLogging() ? Revert(LOG_TEXT("TSM: Unable to RevertToPrinterSelf for logging")) : nullptr;
-}
-
-void ImpersonateForLogging(HANDLE token) {
-    Impersonate(token, LOG_TEXT("TSM: Unable to ImpersonatePrinterClient for logging"));
+    if (!ImpersonatePrinterClient(token)) log_error_last_error(failure);
 }
 
 SpoolerIdentity::SpoolerIdentity(When when, const IdentityLines& lines)
@@ -48,7 +18,7 @@ SpoolerIdentity::SpoolerIdentity(When when, const IdentityLines& lines)
       token_(when == always || !RunsAsSystem() ? Revert(lines.revert_failed, lines.announcement) : nullptr) {}
 
 SpoolerIdentity::~SpoolerIdentity() {
-    Impersonate(token_, impersonate_failed_);
+    if (token_ != nullptr) Impersonate(token_, impersonate_failed_);
 }
 
 }  // namespace tsmon
