@@ -43,9 +43,9 @@ Helper start_helper(const std::string& program, DWORD pipe_size) {
     startup.hStdError = output;
     PROCESS_INFORMATION process = {};
     host::Text command = host::windows_path(program);
-    require(CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process) !=
-                FALSE,
-            "the helper cannot be started");
+    const BOOL started =
+        CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process);
+    require(started != FALSE, "the helper cannot be started: error " + std::to_string(GetLastError()));
     for (const HANDLE handle : {input, output, process.hProcess, process.hThread}) CloseHandle(handle);
     return helper;
 }
