@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <atomic>
 #include <set>
+#include <thread>
 
 #include "host/ports.h"
 #include "tsport/answer.h"
@@ -54,11 +55,14 @@ bool Task::find(const std::vector<Text>& patterns, std::vector<Found>& found) co
     std::vector<Text> names;
     std::vector<Port> stored;
     std::vector<contract::PortConfig> configs;
-    if (report_if_error(spooler.port_names(names), "list the ports")) return false;
-    const std::set<Text, NameOrder> loaded(names.begin(), names.end());
     const bool local = spooler.server().empty();
+    std::thread reading;  // what is stored, while the spooler looks for its ports
+    if (hosted == nullptr && local) reading = std::thread([&configs] { host::read_stored_ports(configs); });
+    const DWORD code = spooler.port_names(names);
+    if (reading.joinable()) reading.join();
+    if (report_if_error(code, "list the ports")) return false;
+    const std::set<Text, NameOrder> loaded(names.begin(), names.end());
     if (hosted != nullptr) hosted->read(stored);
-    if (hosted == nullptr && local) host::read_stored_ports(configs);
     for (const contract::PortConfig& config : configs) stored.push_back(from_config(config));
     for (const Port& port : stored) {
         if (!loaded.contains(port.name)) names.push_back(port.name);
