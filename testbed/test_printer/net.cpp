@@ -40,8 +40,8 @@ sockaddr_in6 own_name(Native socket) {
     return name;
 }
 
-int limited(size_t size) {
-    return static_cast<int>(std::min<size_t>(size, std::numeric_limits<int>::max()));
+Amount limited(size_t size) {
+    return static_cast<Amount>(std::min<size_t>(size, std::numeric_limits<int>::max()));
 }
 
 }  // namespace

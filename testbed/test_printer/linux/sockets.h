@@ -15,6 +15,7 @@
 namespace test_printer::net {
 
 using Native = int;
+using Amount = size_t;  // of bytes, as a call takes it
 constexpr Native invalid = -1;
 constexpr int send_flags = MSG_NOSIGNAL;
 

@@ -10,6 +10,7 @@
 namespace test_printer::net {
 
 using Native = SOCKET;
+using Amount = int;  // of bytes, as a call takes it
 constexpr Native invalid = INVALID_SOCKET;
 constexpr int send_flags = 0;
 
