@@ -26,11 +26,12 @@ trap 'rm -rf "$TMPDIR"' EXIT
 export UBSAN_OPTIONS=print_stacktrace=1 TMPDIR each build corpus
 
 # What the parser says goes to the standard error, which is closed to it here.
+# Names of functions would start a symbolizer, which the targets take for a helper that was left over.
 run_target() {
     local target=$1 found=$corpus/$1.findings result=clean runs coverage
     mkdir -p "$corpus/$target" "$found"
     "$build/bin/fuzz_$target" -max_total_time="$each" -timeout=25 -rss_limit_mb=3000 -max_len=9000 \
-        -close_fd_mask=2 -print_final_stats=1 -artifact_prefix="$found/" \
+        -close_fd_mask=2 -print_final_stats=1 -print_funcs=0 -artifact_prefix="$found/" \
         "$corpus/$target" "fuzz/corpus/$target" >"$corpus/$target.log" 2>&1 || result=FINDING
     runs=$(sed -nE 's/^stat::number_of_executed_units: *//p' "$corpus/$target.log")
     coverage=$(grep -oE 'cov: [0-9]+' "$corpus/$target.log" | tail -n1 || true)
