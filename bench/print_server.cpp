@@ -41,11 +41,10 @@ HANDLE PrintServer::begin(unsigned port) const {
 }
 
 void PrintServer::write(HANDLE handle, const char* data, size_t size) const {
-    auto* rest = reinterpret_cast<BYTE*>(const_cast<char*>(data));  // the interface's; it is not changed
     while (size > 0) {
         DWORD written = 0;
-        require(monitor.table()->pfnWritePort(handle, rest, static_cast<DWORD>(size), &written), "WritePort failed");
-        rest += written;
+        require(monitor.write(handle, data, static_cast<DWORD>(size), written), "WritePort failed");
+        data += written;
         size -= written;
     }
 }

@@ -194,10 +194,6 @@ bool MonitorHost::start_document(HANDLE port, const Text& printer, DWORD job_id,
     return table_->pfnStartDocPort(port, writable(printer), job_id, 1, reinterpret_cast<BYTE*>(information)) != FALSE;
 }
 
-bool MonitorHost::write(HANDLE port, const void* data, DWORD size, DWORD& written) const {
-    return table_->pfnWritePort(port, static_cast<BYTE*>(const_cast<void*>(data)), size, &written) != FALSE;
-}
-
 bool MonitorHost::end_document(HANDLE port) const {
     return table_->pfnEndDocPort(port) != FALSE;
 }

@@ -82,7 +82,9 @@ class MonitorHost {
     // The calls of one document, for driving it step by step. They return what the monitor returns.
     bool open_port(const Text& name, HANDLE& port) const;
     bool start_document(HANDLE port, const Text& printer, DWORD job_id, const Text& name) const;
-    bool write(HANDLE port, const void* data, DWORD size, DWORD& written) const;
+    bool write(HANDLE port, const void* data, DWORD size, DWORD& written) const {
+        return table_->pfnWritePort(port, static_cast<BYTE*>(const_cast<void*>(data)), size, &written) != FALSE;
+    }
     bool end_document(HANDLE port) const;
     bool close_port(HANDLE port) const;
 
