@@ -64,7 +64,6 @@ int measure(const Options& options) {
 int main(int count, char** words) {
     const host::Utf8Console console;
     const command_line::Words arguments = host::program_arguments(count, words);
-    bench::raise_limits();
     try {
         if (arguments.size() == 4 && arguments[0] == "--child") return child(arguments);
         Options options;

@@ -23,8 +23,6 @@ const Plan& plan();
 // From now on this process uses the processors of these bits, as far as there are such; which ones it used before. The
 // calling thread is the only one.
 std::uint64_t use_processors(std::uint64_t mask);
-// As many connections can be open as the system allows.
-void raise_limits();
 // Of this process, in KiB.
 double resident_kib();
 // In user and system mode, of this process and its children that have ended; under Wine of its server, too.

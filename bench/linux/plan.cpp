@@ -52,13 +52,6 @@ std::uint64_t use_processors(std::uint64_t mask) {
     return before;
 }
 
-void raise_limits() {
-    rlimit files{};
-    getrlimit(RLIMIT_NOFILE, &files);
-    files.rlim_cur = files.rlim_max;
-    setrlimit(RLIMIT_NOFILE, &files);
-}
-
 double status_kib(const std::string& name) {
     std::ifstream status("/proc/self/status");
     for (std::string line; std::getline(status, line);) {

@@ -140,6 +140,7 @@ void keep_awake(int processor) {
     }).detach();
 }
 
+// As many connections can be open as the system allows, here and in what is started.
 void raise_limits() {
     rlimit files{};
     getrlimit(RLIMIT_NOFILE, &files);
@@ -179,10 +180,10 @@ int main(int count, char** words) {
     const int documents = listen_somewhere(data_port);
     const int questions = listen_somewhere(question_port);
     if (documents < 0 || questions < 0) return fail("no port to listen on");
+    raise_limits();
     const std::vector<int> all = processors();
     const pid_t benchmark = start(words + 1, all, std::to_string(data_port) + ":" + std::to_string(question_port));
     if (benchmark < 0) return fail("the benchmark cannot be started");
-    raise_limits();
     for (const int processor : all) keep_awake(processor);
     std::thread([&] {
         use_processors({all.back()});

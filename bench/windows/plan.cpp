@@ -34,8 +34,6 @@ std::uint64_t use_processors(std::uint64_t mask) {
     return before;
 }
 
-void raise_limits() {}
-
 double resident_kib() {
     PROCESS_MEMORY_COUNTERS counters = {};
     require(GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters) != FALSE,
